@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+namespace KestrelCore {
+
+/// How dangerous it is to delete an item; ordered by raw value.
+enum class RiskLevel : std::uint8_t { normal, caution, high, blocked };
+
+[[nodiscard]] constexpr int rawValue(RiskLevel level) { return static_cast<int>(level); }
+/// Empty for any integer outside 0…3.
+[[nodiscard]] constexpr std::optional<RiskLevel> riskLevel(std::int64_t rawValue) {
+    if (rawValue < 0 || rawValue > 3) return std::nullopt;
+    return static_cast<RiskLevel>(rawValue);
+}
+
+}  // namespace KestrelCore

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "KestrelCore/Base/Text.hpp"
+
+namespace KestrelCore {
+
+/// The home directory, asked afresh: CFFIXED_USER_HOME (ignored in set-id programs), then the passwd entry of the
+/// effective user (of the real one when the effective one is root), then HOME, then "/var/empty". Standardised, no
+/// trailing slash.
+[[nodiscard]] Text currentHomeDirectory();
+
+/// The folder of the application bundle that this process runs from; for an executable outside a bundle the folder that
+/// holds it. Standardised.
+[[nodiscard]] Text mainBundlePath();
+/// The executable file itself, links resolved; empty when it can't be told.
+[[nodiscard]] Text mainExecutablePath();
+
+}  // namespace KestrelCore

@@ -1,0 +1,10 @@
+# What holds for those who work on KestrelCore and never reaches those who embed it.
+add_library(kestrel_developer INTERFACE)
+if(KESTREL_DEVELOPER)
+    target_compile_options(kestrel_developer INTERFACE -Wall -Wextra -Wconversion -Werror)
+endif()
+if(KESTREL_SANITIZE)
+    add_compile_options(-fsanitize=${KESTREL_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -O1)
+    add_link_options(-fsanitize=${KESTREL_SANITIZE})
+    add_compile_definitions(KESTREL_SANITIZED=1)
+endif()
