@@ -1,13 +1,24 @@
-#include "KestrelCore/KestrelCore.hpp"
+#include "Commands.hpp"
+#include "Interruption.hpp"
+#include "Session.hpp"
+#include "Terminal.hpp"
 
-#include <CLI/CLI.hpp>
+#include <clocale>
+#include <cstdlib>
+#include <iostream>
 
-#include <fmt/core.h>
+using namespace KestrelCLI;
 
 int main(int argc, char** argv) {
-    CLI::App app{"Shows where disk space goes and helps to reclaim it safely."};
-    app.set_version_flag("--version",
-                         fmt::format("kestrel {}", reinterpret_cast<const char*>(KestrelCoreVersionString)));
-    CLI11_PARSE(app, argc, argv);
-    return 0;
+    // The type of characters only: numbers are written the same everywhere.
+    std::setlocale(LC_CTYPE, "");
+    std::ios::sync_with_stdio(false);
+    Interruption::watch();
+
+    Session session{.out = std::cout, .messages = std::cerr, .terminal = Terminal::ofThisProcess(), .options = {}};
+    const ExitCode code = runCommandLine({argv + 1, argv + argc}, session, {});
+    // A scan that was given up may be stuck in a system call on a thread of its own: it must not meet destroyed
+    // globals, so nothing is torn down behind its back.
+    if (code == ExitCode::interrupted) std::_Exit(static_cast<int>(code));
+    return static_cast<int>(code);
 }

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace KestrelCLI {
+
+/// Sizes and counts as a person reads them.
+class ByteFormat {
+public:
+    ByteFormat() = delete;
+
+    /// Decimal units (1 kB = 1000 bytes) and three digits: "0 B", "999 B", "4.82 GB", "120 MB".
+    [[nodiscard]] static std::string rounded(std::int64_t bytes);
+    /// Every byte: "4822151168 B".
+    [[nodiscard]] static std::string exact(std::int64_t bytes);
+    /// With separators: "1,083,440".
+    [[nodiscard]] static std::string count(std::int64_t number);
+    /// A share of a whole: "41.3 %"; "0 %" when there is no whole, "<0.1 %" for what is more than nothing.
+    [[nodiscard]] static std::string share(std::int64_t part, std::int64_t whole);
+};
+
+}  // namespace KestrelCLI

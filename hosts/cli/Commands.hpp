@@ -1,0 +1,10 @@
+#pragma once
+
+#include "Command.hpp"
+
+namespace KestrelCLI {
+
+// One function a command, each defined in the file named after it (ScanCommand.cpp). main.cpp lists them in the order
+// in which the help shows them.
+
+}  // namespace KestrelCLI

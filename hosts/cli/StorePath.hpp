@@ -1,0 +1,12 @@
+#pragma once
+
+#include "Session.hpp"
+
+#include <string>
+
+namespace KestrelCLI {
+
+/// The snapshot database of this run: the one that --store names, else the default below the library's home directory.
+[[nodiscard]] std::string storePath(const Session& session);
+
+}  // namespace KestrelCLI

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string_view>
+
+namespace KestrelCLI {
+
+/// One step through bytes that should be UTF-8.
+struct UTF8Step {
+    std::optional<char32_t> scalar;  ///< empty for an ill-formed piece
+    std::size_t length = 0;          ///< bytes of the scalar, or of the maximal ill-formed piece; at least 1
+};
+
+/// What stands at the beginning of `bytes`, which must not be empty.
+[[nodiscard]] UTF8Step firstUTF8(std::string_view bytes);
+
+}  // namespace KestrelCLI
