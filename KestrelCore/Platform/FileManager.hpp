@@ -47,6 +47,10 @@ public:
     virtual bool
     enumerate(const URL& url,
               const std::function<bool(const URL&, std::optional<std::int64_t> allocatedBytes)>& visit) const = 0;
+    /// The sum of what `enumerate` would give for everything below `url`; empty when there is no such enumeration. What
+    /// can't be measured counts 0. Stops the process when the sum overflows. An implementation may do without making
+    /// the URLs.
+    [[nodiscard]] virtual std::optional<std::int64_t> allocatedBytesBelow(const URL& url) const;
     /// Allocated bytes of the item itself (blocks × 512; links are not followed); absent for a directory or when it
     /// can't be read.
     [[nodiscard]] virtual std::optional<std::int64_t> allocatedBytes(const URL& url) const = 0;

@@ -1,0 +1,69 @@
+#include "KestrelCore/Platform/HomeDirectory.hpp"
+
+#include "KestrelCore/Base/URL.hpp"
+#include "KestrelCore/Platform/FileManager.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <optional>
+#include <pwd.h>
+#include <string>
+#include <unistd.h>
+
+namespace KestrelCore {
+namespace {
+
+/// Sets or unsets an environment variable for the length of a test.
+class EnvironmentSetting {
+public:
+    EnvironmentSetting(const char* name, const char* value) : name_{name} {
+        if (const char* old = std::getenv(name)) old_ = old;
+        set(value);
+    }
+    EnvironmentSetting(const EnvironmentSetting&) = delete;
+    EnvironmentSetting& operator=(const EnvironmentSetting&) = delete;
+    ~EnvironmentSetting() { set(old_ ? old_->c_str() : nullptr); }
+
+private:
+    void set(const char* value) {
+        if (value != nullptr) {
+            setenv(name_, value, 1);
+        } else {
+            unsetenv(name_);
+        }
+    }
+
+    const char* name_;
+    std::optional<std::string> old_;
+};
+
+}  // namespace
+
+TEST(HomeDirectory, isTheFixedOneWhereThatIsSet) {
+    const EnvironmentSetting fixed{"CFFIXED_USER_HOME", "/data//homes/./x/../ann/"};
+    EXPECT_EQ(currentHomeDirectory(), "/data/homes/ann");
+    EXPECT_EQ(FileManager::standard()->homeDirectory(), "/data/homes/ann");
+}
+
+TEST(HomeDirectory, comesFromThePasswdEntryBeforeTheEnvironment) {
+    const passwd* entry = getpwuid(geteuid() == 0 ? getuid() : geteuid());
+    if (entry == nullptr) GTEST_SKIP() << "This user has no passwd entry";
+    const EnvironmentSetting fixed{"CFFIXED_USER_HOME", nullptr};
+    const EnvironmentSetting home{"HOME", "/elsewhere"};
+    EXPECT_EQ(currentHomeDirectory(), Path::standardized(entry->pw_dir));
+}
+
+TEST(HomeDirectory, anEmptyFixedOneCountsAsUnset) {
+    const EnvironmentSetting unset{"CFFIXED_USER_HOME", nullptr};
+    const Text home = currentHomeDirectory();
+    const EnvironmentSetting empty{"CFFIXED_USER_HOME", ""};
+    EXPECT_EQ(currentHomeDirectory(), home);
+}
+
+TEST(HomeDirectory, theOwnBundleOfAPlainExecutableIsItsFolder) {
+    EXPECT_EQ(Path::lastComponent(mainExecutablePath()), "kestrel-tests");
+    EXPECT_EQ(mainBundlePath(), Path::deletingLastComponent(mainExecutablePath()));
+}
+
+}  // namespace KestrelCore
