@@ -70,7 +70,7 @@ const FakeFileManager::Node* FakeFileManager::find(const Text& path) const {
 }
 
 std::optional<Text> FakeFileManager::resolved(const Text& path, bool followsLast, int depth) const {
-    if (depth > mostLinks) return std::nullopt;
+    if (depth > mostLinks || !path.view().starts_with('/')) return std::nullopt;
     const std::vector<Text> components = Path::components(path);
     Text place = "/";
     for (std::size_t i = 1; i < components.size(); ++i) {

@@ -1,0 +1,31 @@
+#include "KestrelCore/Scanning/FullDiskAccess.hpp"
+
+#include "KestrelCore/Base/URL.hpp"
+#include "KestrelCore/Platform/FileManager.hpp"
+
+namespace KestrelCore {
+namespace {
+
+bool canBeListed(const FileManager& fileManager, const Text& folder) {
+    try {
+        (void)fileManager.contentsOfDirectory(folder);
+        return true;
+    } catch (const PlatformError&) {
+        return false;
+    }
+}
+
+}  // namespace
+
+bool FullDiskAccess::isLikelyGranted() { return isLikelyGranted(*FileManager::standard()); }
+
+bool FullDiskAccess::isLikelyGranted(const FileManager& fileManager) {
+    const Text home = fileManager.homeDirectory();
+    for (const char* name : {"Library/Mail", "Library/Safari", "Library/Messages"}) {
+        const Text folder = Path::appending(home, name);
+        if (fileManager.exists(folder) && canBeListed(fileManager, folder)) return true;
+    }
+    return false;
+}
+
+}  // namespace KestrelCore
