@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -109,6 +110,9 @@ private:
     static constexpr std::uint64_t normalForm = 2;  ///< in normal form C
     static constexpr std::uint64_t emptyForm = asciiForm | normalForm;
 
+    /// A copy of well-formed bytes whose form is known.
+    static Text fromWellFormed(std::string_view bytes, std::uint64_t form);
+    static std::uint64_t formOf(std::string_view wellFormed);
     void retain() const noexcept;
     void release() noexcept;
     static bool equalSlowly(const Text& a, const Text& b);

@@ -1,39 +1,15 @@
 #pragma once
 
+#include "KestrelCore/Base/Path.hpp"
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Export.hpp"
 
 #include <functional>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace KestrelCore {
-
-/// Path algebra on plain texts: nothing here asks the disk, and "/" always is a boundary, also before a combining mark.
-class KESTRELCORE_EXPORT Path {
-public:
-    Path() = delete;
-
-    /// The text after the last "/", trailing slashes ignored; "/" for a path of slashes only, "" for the empty path.
-    [[nodiscard]] static Text lastComponent(const Text& path);
-    /// The extension of the last component without its dot, "" when there is none (".bashrc", "a.", "x.my file").
-    [[nodiscard]] static Text extension(const Text& path);
-    /// "/a/b" gives "/a", "/a" gives "/", "a" gives "".
-    [[nodiscard]] static Text deletingLastComponent(const Text& path);
-    /// The path without its extension and the dot before it.
-    [[nodiscard]] static Text deletingExtension(const Text& path);
-    /// "/" first for an absolute path, then each non-empty component.
-    [[nodiscard]] static std::vector<Text> components(const Text& path);
-    /// One "/" between the two; `component` may hold "/" itself.
-    [[nodiscard]] static Text appending(const Text& path, const Text& component);
-    /// Removes ".", "..", doubled and trailing slashes of an absolute path without looking at the disk.
-    [[nodiscard]] static Text standardized(const Text& path);
-    /// Whether `path` begins with `folder` followed by "/" (for the folder "/": any other path that begins with "/").
-    [[nodiscard]] static bool isBeneath(const Text& path, const Text& folder);
-    /// The bytes of `name` (one path component) at which its extension begins, by the rule of `extension`;
-    /// `name.size()` when it has none. On raw bytes, for callers that build no texts.
-    [[nodiscard]] static std::size_t extensionOffset(std::string_view name);
-};
 
 /// A file URL. Equality and hash are those of the URL's text: file:///a and file:///a/ differ.
 class KESTRELCORE_EXPORT URL {
@@ -49,15 +25,21 @@ public:
     /// Percent-decoded path without trailing slashes (except for the root); "%2F" and "%00" stay encoded; "" when an
     /// escape can't be decoded.
     [[nodiscard]] const Text& path() const { return path_; }
+    /// Of `path`: "/" for the root, "" when the path is empty.
     [[nodiscard]] Text lastPathComponent() const;
+    /// As `Path::extension`, but also "" when the extension holds a space or a direction mark ("x.my file"), or when
+    /// only dots precede it ("..a").
     [[nodiscard]] Text pathExtension() const;
     [[nodiscard]] std::vector<Text> pathComponents() const;
     [[nodiscard]] bool hasDirectoryPath() const;  ///< the URL's text ends in "/"
 
     /// "." and ".." segments and doubled slashes removed by text alone; links are not resolved.
     [[nodiscard]] URL standardized() const;
+    /// The URL of the folder, with a trailing slash; unchanged but for that slash for the root and when ".." is last.
     [[nodiscard]] URL deletingLastPathComponent() const;
+    /// Removes the last "." and what follows, where the component has an extension but for the characters in it.
     [[nodiscard]] URL deletingPathExtension() const;
+    /// One "/" between the path and `component`, which may hold "/" itself; `isDirectory` adds a trailing slash.
     [[nodiscard]] URL appending(const Text& component, bool isDirectory = false) const;
 
     friend bool operator==(const URL& a, const URL& b) { return a.text_ == b.text_; }
