@@ -1,0 +1,46 @@
+# One word for each habit. Everything is done by CMake and by the scripts; nothing is decided here.
+JOBS ?= $(shell getconf _NPROCESSORS_ONLN)
+PREFIX ?= /usr/local
+
+.PHONY: build run test bench lint format asan tsan install fuzz clean
+
+build:
+	scripts/setup run
+	test -f build/release/build.ninja || cmake --preset release -DKESTREL_TESTS=OFF
+	cmake --build build/release --parallel $(JOBS)
+
+run:
+	scripts/run
+
+test:
+	scripts/test
+
+# The same tests with the address and undefined-behaviour sanitizers, and the concurrent ones with the thread sanitizer.
+asan:
+	scripts/test asan
+tsan:
+	scripts/test tsan
+
+# Benchmarks, and kestrel side by side with du and others; SIZE=100000 for a quick look.
+SIZE ?= 1000000
+bench:
+	scripts/setup test
+	cmake --preset release -DKESTREL_TESTS=ON
+	cmake --build build/release --parallel $(JOBS)
+	benchmarks/compare --files $(SIZE)
+
+lint:
+	scripts/lint
+format:
+	git ls-files -z '*.cpp' '*.hpp' | xargs -0 clang-format-16 -i
+
+# Builds the fuzz harnesses and gives each SECONDS seconds on top of its corpus.
+SECONDS_EACH ?= 60
+fuzz:
+	scripts/fuzz $(SECONDS_EACH)
+
+install: build
+	cmake --install build/release --prefix "$(PREFIX)"
+
+clean:
+	rm -rf build

@@ -1,0 +1,53 @@
+#!/usr/bin/env python3
+"""Counts the tests in the JUnit reports of ctest and says why tests failed or were skipped.
+
+summarize-tests.py REPORT…: the last line is "N passed, M failed, K skipped". Fails when a test failed, when a report
+is missing or unreadable, or when there was no test at all.
+"""
+import collections
+import sys
+import xml.etree.ElementTree as ElementTree
+
+
+def skip_reason(case):
+    """What the test printed before it said that it was skipped."""
+    lines = (case.findtext("system-out") or "").splitlines()
+    for number, line in enumerate(lines):
+        if line.endswith(": Skipped"):
+            return " ".join(text.strip() for text in lines[number + 1 : number + 3] if not text.startswith("["))
+    skipped = case.find("skipped")
+    return (skipped.get("message") if skipped is not None else None) or "no reason given"
+
+
+def main(paths):
+    passed, failed, reasons = 0, [], collections.defaultdict(list)
+    for path in paths:
+        try:
+            cases = ElementTree.parse(path).getroot().iter("testcase")
+        except (OSError, ElementTree.ParseError) as error:
+            failed.append(f"{path}: no report ({error})")
+            continue
+        for case in cases:
+            name, status = case.get("name"), case.get("status")
+            if status == "run":
+                passed += 1
+            elif status == "fail":
+                failed.append(f"{path}: {name}")
+            elif case.find("skipped") is not None and "SKIP" in (case.find("skipped").get("message") or "").upper():
+                reasons[skip_reason(case)].append(name)
+            elif status == "disabled":
+                reasons["disabled"].append(name)
+            else:  # not run for a reason of its own, such as a missing program
+                failed.append(f"{path}: {name} did not run")
+    for name in failed:
+        print(f"Failed: {name}")
+    for reason, names in sorted(reasons.items()):
+        shown = ", ".join(names[:3]) + (f" and {len(names) - 3} more" if len(names) > 3 else "")
+        print(f"Skipped {len(names)}: {reason} ({shown})")
+    skipped = sum(len(names) for names in reasons.values())
+    print(f"{passed} passed, {len(failed)} failed, {skipped} skipped")
+    return 1 if failed or passed == 0 else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))
