@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace KestrelCore {
+
+/// How the library writes JSON values: compact, "/" escaped, everything beyond ASCII raw.
+struct JSONFormat {
+    /// Appends `text` (well-formed UTF-8) as a string with its quotes.
+    static void appendString(std::string& out, std::string_view text);
+    /// The same without the quotes.
+    static void appendEscaped(std::string& out, std::string_view text);
+    static void appendInteger(std::string& out, std::int64_t value);
+    static void appendInteger(std::string& out, std::uint64_t value);
+    /// The shortest digits that read back exactly: decimal for 1e-4 ≤ |x| ≤ 2^53, exponential otherwise, no ".0". False, and nothing
+    /// appended, for a value that is not finite.
+    [[nodiscard]] static bool appendDouble(std::string& out, double value);
+};
+
+}  // namespace KestrelCore

@@ -1,0 +1,586 @@
+#include "KestrelCore/Model/JSONSplitter.hpp"
+#include "KestrelCore/Model/RecordStorage.hpp"
+#include "KestrelCore/Model/SnapshotCoding.hpp"
+
+#include <simdjson.h>
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <limits>
+#include <optional>
+#include <string>
+#include <vector>
+
+// The splitter cuts the text into small values and windows of elements; simdjson reads each of these, one field after the other, into
+// plain field values. Only when all fields of a record are sound does it become a row. When one is not, the first bad field in
+// the order of declaration decides the error. Malformed text outranks any other error, wherever it stands, so a bad record is
+// only remembered until the text has ended.
+
+namespace KestrelCore {
+
+namespace {
+
+using Kind = DecodingError::Kind;
+namespace json = simdjson::ondemand;
+
+[[noreturn]] void malformed(const std::string& path, simdjson::error_code error) {
+    throw DecodingError{Kind::dataCorrupted, path, simdjson::error_message(error)};
+}
+
+enum class FieldState { absent, null, sound, mismatched, corrupted };
+
+template <typename Value>
+struct Field {
+    FieldState state = FieldState::absent;
+    Value value{};
+
+    [[nodiscard]] std::optional<Value> optional() const {
+        return state == FieldState::sound ? std::optional{value} : std::nullopt;
+    }
+};
+
+/// The value's text without the blanks behind it.
+std::string_view token(json::value& value) {
+    std::string_view text = value.raw_json_token();
+    while (!text.empty() && (text.back() == ' ' || text.back() == '\n' || text.back() == '\r' || text.back() == '\t')) {
+        text.remove_suffix(1);
+    }
+    return text;
+}
+
+/// The parts of a number, when the text is one by the grammar of JSON.
+struct NumberText {
+    bool isNegative = false;
+    std::string digits;         ///< of the integer and the fraction, without leading zeros
+    std::int64_t exponent = 0;  ///< of ten, for the last digit
+};
+
+std::optional<NumberText> parseNumber(std::string_view text) {
+    NumberText number;
+    std::size_t i = 0;
+    const auto isDigit = [&] { return i < text.size() && text[i] >= '0' && text[i] <= '9'; };
+    if (i < text.size() && text[i] == '-') {
+        number.isNegative = true;
+        ++i;
+    }
+    if (!isDigit() || (text[i] == '0' && i + 1 < text.size() && text[i + 1] >= '0' && text[i + 1] <= '9')) {
+        return std::nullopt;
+    }
+    for (; isDigit(); ++i) number.digits += text[i];
+    if (i < text.size() && text[i] == '.') {
+        ++i;
+        if (!isDigit()) return std::nullopt;
+        for (; isDigit(); ++i) {
+            number.digits += text[i];
+            --number.exponent;
+        }
+    }
+    if (i < text.size() && (text[i] == 'e' || text[i] == 'E')) {
+        ++i;
+        const bool isNegative = i < text.size() && text[i] == '-';
+        if (i < text.size() && (text[i] == '-' || text[i] == '+')) ++i;
+        if (!isDigit()) return std::nullopt;
+        std::int64_t exponent = 0;
+        constexpr std::int64_t large = 1'000'000'000'000;
+        for (; isDigit(); ++i) exponent = std::min(large, exponent * 10 + (text[i] - '0'));
+        number.exponent += isNegative ? -exponent : exponent;
+    }
+    if (i != text.size()) return std::nullopt;
+    number.digits.erase(0, std::min(number.digits.find_first_not_of('0'), number.digits.size()));
+    return number;
+}
+
+/// The exact integer that a number's text denotes, in whatever spelling; empty for a fraction or one out of range.
+template <typename Integer>
+std::optional<Integer> exactInteger(NumberText number) {
+    while (number.exponent < 0 && !number.digits.empty() && number.digits.back() == '0') {
+        number.digits.pop_back();
+        ++number.exponent;
+    }
+    if (number.digits.empty()) return Integer{0};
+    if (number.exponent < 0 || number.exponent > 20 || number.digits.size() > 20) return std::nullopt;
+    number.digits.append(static_cast<std::size_t>(number.exponent), '0');
+    Integer result = 0;
+    for (const char c : number.digits) {
+        const auto digit = static_cast<Integer>(number.isNegative ? '0' - c : c - '0');
+        if (number.isNegative && std::is_unsigned_v<Integer>) return std::nullopt;
+        if (__builtin_mul_overflow(result, Integer{10}, &result) || __builtin_add_overflow(result, digit, &result)) {
+            return std::nullopt;
+        }
+    }
+    return result;
+}
+
+/// What kept a value from being read as the type asked for.
+FieldState failure(json::value& value) {
+    bool isNull = false;
+    if (value.is_null().get(isNull) == simdjson::SUCCESS && isNull) return FieldState::null;
+    return FieldState::mismatched;
+}
+
+void read(json::value value, Field<std::string_view>& field) {
+    const auto error = value.get_string().get(field.value);
+    if (error == simdjson::SUCCESS) {
+        field.state = FieldState::sound;
+    } else {
+        field.state = error == simdjson::INCORRECT_TYPE ? failure(value) : FieldState::corrupted;
+    }
+}
+
+void read(json::value value, Field<bool>& field) {
+    field.state = value.get_bool().get(field.value) == simdjson::SUCCESS ? FieldState::sound : failure(value);
+}
+
+template <typename Integer>
+void readInteger(json::value value, Field<Integer>& field) {
+    simdjson::error_code error{};
+    if constexpr (std::is_signed_v<Integer>) {
+        error = value.get_int64().get(field.value);
+    } else {
+        error = value.get_uint64().get(field.value);
+    }
+    if (error == simdjson::SUCCESS) {
+        field.state = FieldState::sound;
+        return;
+    }
+    field.state = failure(value);
+    if (field.state == FieldState::null) return;
+    const auto number = parseNumber(token(value));
+    if (!number) return;
+    if (const auto integer = exactInteger<Integer>(*number)) {
+        field.value = *integer;
+        field.state = FieldState::sound;
+    } else {
+        field.state = FieldState::corrupted;
+    }
+}
+void read(json::value value, Field<std::int64_t>& field) { readInteger(value, field); }
+void read(json::value value, Field<std::uint64_t>& field) { readInteger(value, field); }
+
+void read(json::value value, Field<double>& field) {
+    if (value.get_double().get(field.value) == simdjson::SUCCESS) {
+        field.state = FieldState::sound;
+        if (field.value != 0) return;
+        // A text that is not zero but rounds to it can't be represented.
+        const auto number = parseNumber(token(value));
+        if (!number || !number->digits.empty()) field.state = FieldState::corrupted;
+        return;
+    }
+    field.state = failure(value);
+}
+
+/// The first field that keeps a value from being made, in the order in which they are required.
+class Requirements {
+public:
+    explicit Requirements(std::string path) : path_{std::move(path)} {}
+
+    template <typename Value>
+    Requirements& required(const char* key, const Field<Value>& field) {
+        return check(key, field.state, true);
+    }
+    template <typename Value>
+    Requirements& optional(const char* key, const Field<Value>& field) {
+        return check(key, field.state, false);
+    }
+    Requirements& holds(const char* key, bool isAllowed) {
+        if (!isAllowed && !error_) error_ = DecodingError{Kind::dataCorrupted, at(key), "A value that is not allowed"};
+        return *this;
+    }
+    [[nodiscard]] const std::optional<DecodingError>& error() const { return error_; }
+
+private:
+    Requirements& check(const char* key, FieldState state, bool isRequired) {
+        if (error_) return *this;
+        switch (state) {
+        case FieldState::sound: break;
+        case FieldState::absent:
+            if (isRequired) error_ = DecodingError{Kind::keyNotFound, at(key), "No such key"};
+            break;
+        case FieldState::null:
+            if (isRequired) error_ = DecodingError{Kind::valueNotFound, at(key), "The value is null"};
+            break;
+        case FieldState::mismatched: error_ = DecodingError{Kind::typeMismatch, at(key), "Another type"}; break;
+        case FieldState::corrupted: error_ = DecodingError{Kind::dataCorrupted, at(key), "Not representable"}; break;
+        }
+        return *this;
+    }
+    [[nodiscard]] std::string at(const char* key) const { return path_.empty() ? key : path_ + "." + key; }
+
+    std::string path_;
+    std::optional<DecodingError> error_;
+};
+
+/// Reads the members of an object into the fields that `match` answers for their keys; the first of equal keys counts.
+template <typename Match>
+void readMembers(json::object object, const std::string& path, Match match) {
+    for (auto member : object) {
+        std::string_view key;
+        if (const auto error = member.unescaped_key().get(key)) malformed(path, error);
+        json::value value;
+        if (const auto error = member.value().get(value)) malformed(path, error);
+        match(key, value);
+    }
+}
+
+template <typename Value>
+void readFirst(json::value value, Field<Value>& field) {
+    if (field.state == FieldState::absent) read(value, field);
+}
+
+struct IdentityFields {
+    Field<std::uint64_t> device;
+    Field<std::uint64_t> inode;
+};
+
+void read(json::value value, Field<IdentityFields>& field) {
+    json::object object;
+    if (value.get_object().get(object) != simdjson::SUCCESS) {
+        field.state = failure(value);
+        return;
+    }
+    field.state = FieldState::sound;
+    readMembers(object, "identity", [&](std::string_view key, json::value member) {
+        if (key == "device") readFirst(member, field.value.device);
+        else if (key == "inode") readFirst(member, field.value.inode);
+    });
+}
+
+struct RecordFields {
+    Field<std::string_view> id;
+    Field<IdentityFields> identity;
+    Field<std::string_view> parentPath;
+    Field<std::string_view> path;
+    Field<std::string_view> name;
+    Field<std::int64_t> kind;
+    Field<std::int64_t> logicalBytes;
+    Field<std::int64_t> allocatedBytes;
+    Field<std::int64_t> aggregateAllocatedBytes;
+    Field<double> modifiedAt;
+    Field<std::string_view> fileExtension;
+    Field<bool> isHidden;
+    Field<bool> isCloudPlaceholder;
+    Field<bool> isHardLinkDuplicate;
+    Field<std::int64_t> risk;
+
+    void readMember(std::string_view key, json::value value) {
+        // Told apart by length first: every record brings all of these keys.
+        switch (key.size()) {
+        case 2:
+            if (key == "id") readFirst(value, id);
+            break;
+        case 4:
+            if (key == "path") readFirst(value, path);
+            else if (key == "name") readFirst(value, name);
+            else if (key == "kind") readFirst(value, kind);
+            else if (key == "risk") readFirst(value, risk);
+            break;
+        case 8:
+            if (key == "identity") readFirst(value, identity);
+            else if (key == "isHidden") readFirst(value, isHidden);
+            break;
+        case 10:
+            if (key == "parentPath") readFirst(value, parentPath);
+            else if (key == "modifiedAt") readFirst(value, modifiedAt);
+            break;
+        case 12:
+            if (key == "logicalBytes") readFirst(value, logicalBytes);
+            break;
+        case 13:
+            if (key == "fileExtension") readFirst(value, fileExtension);
+            break;
+        case 14:
+            if (key == "allocatedBytes") readFirst(value, allocatedBytes);
+            break;
+        case 18:
+            if (key == "isCloudPlaceholder") readFirst(value, isCloudPlaceholder);
+            break;
+        case 19:
+            if (key == "isHardLinkDuplicate") readFirst(value, isHardLinkDuplicate);
+            break;
+        case 23:
+            if (key == "aggregateAllocatedBytes") readFirst(value, aggregateAllocatedBytes);
+            break;
+        default: break;
+        }
+    }
+
+    [[nodiscard]] bool isSound(const std::optional<UUID>& parsedID) const {
+        const auto sound = [](const auto&... field) { return ((field.state == FieldState::sound) && ...); };
+        const auto fine = [](const auto&... field) {
+            return ((field.state <= FieldState::sound) && ...);  // absent and null are fine for what is optional
+        };
+        return parsedID && fine(identity, parentPath, modifiedAt) &&
+               sound(path, name, kind, logicalBytes, allocatedBytes, aggregateAllocatedBytes, fileExtension, isHidden,
+                     isCloudPlaceholder, isHardLinkDuplicate, risk) &&
+               (identity.state != FieldState::sound || sound(identity.value.device, identity.value.inode)) &&
+               fileKind(kind.value) && riskLevel(risk.value);
+    }
+
+    [[nodiscard]] DecodingError firstError(const std::optional<UUID>& parsedID, const std::string& at) const {
+        Requirements wants{at};
+        wants.required("id", id).holds("id", parsedID.has_value()).optional("identity", identity);
+        if (identity.state == FieldState::sound) {
+            wants.required("identity.device", identity.value.device).required("identity.inode", identity.value.inode);
+        }
+        wants.optional("parentPath", parentPath).required("path", path).required("name", name).required("kind", kind);
+        wants.holds("kind", fileKind(kind.value).has_value());
+        wants.required("logicalBytes", logicalBytes)
+            .required("allocatedBytes", allocatedBytes)
+            .required("aggregateAllocatedBytes", aggregateAllocatedBytes)
+            .optional("modifiedAt", modifiedAt)
+            .required("fileExtension", fileExtension)
+            .required("isHidden", isHidden)
+            .required("isCloudPlaceholder", isCloudPlaceholder)
+            .required("isHardLinkDuplicate", isHardLinkDuplicate)
+            .required("risk", risk)
+            .holds("risk", riskLevel(risk.value).has_value());
+        return *wants.error();
+    }
+};
+
+void appendRow(RecordStorage& storage, const RecordFields& fields, const UUID& id) {
+    RecordStorage::Row& row = storage.append(fields.parentPath.optional(), fields.path.value, fields.name.value);
+    row.id = id;
+    if (fields.identity.state == FieldState::sound) {
+        storage.setIdentity(row, FileIdentity{.device = fields.identity.value.device.value,
+                                              .inode = fields.identity.value.inode.value});
+    }
+    row.logicalBytes = fields.logicalBytes.value;
+    row.allocatedBytes = fields.allocatedBytes.value;
+    row.aggregateAllocatedBytes = fields.aggregateAllocatedBytes.value;
+    if (fields.modifiedAt.state == FieldState::sound) {
+        row.hasModified = 1;
+        row.modifiedAt = fields.modifiedAt.value;
+    }
+    row.extension = storage.internExtension(fields.fileExtension.value) & ((1U << 27) - 1);
+    row.kindValue = static_cast<std::uint32_t>(fields.kind.value) & 7U;
+    row.riskValue = static_cast<std::uint32_t>(fields.risk.value) & 3U;
+    row.isHidden = fields.isHidden.value;
+    row.isCloudPlaceholder = fields.isCloudPlaceholder.value;
+    row.isHardLinkDuplicate = fields.isHardLinkDuplicate.value;
+}
+
+/// simdjson over small texts, with the padding that it wants behind them.
+class TextReader {
+public:
+    /// `text` must be one array; calls `visit` with each element.
+    template <typename Visit>
+    void elements(std::string_view text, const std::string& path, Visit visit) {
+        padded_.reserve(text.size() + simdjson::SIMDJSON_PADDING);
+        padded_.assign(text);
+        json::document document;
+        if (const auto error = parser_.iterate(padded_.data(), padded_.size(), padded_.capacity()).get(document)) {
+            malformed(path, error);
+        }
+        json::array array;
+        if (const auto error = document.get_array().get(array)) malformed(path, error);
+        for (auto element : array) {
+            json::value value;
+            if (const auto error = element.get(value)) malformed(path, error);
+            visit(value);
+        }
+        if (!document.at_end()) malformed(path, simdjson::TRAILING_CONTENT);
+    }
+    /// Calls `visit` with the one value that `text` is.
+    template <typename Visit>
+    void value(std::string_view text, const std::string& path, Visit visit) {
+        std::size_t count = 0;
+        elements("[" + std::string{text} + "]", path, [&](json::value& value) {
+            if (++count == 1) visit(value);
+        });
+        if (count != 1) malformed(path, simdjson::TAPE_ERROR);
+    }
+
+private:
+    json::parser parser_;
+    std::string padded_;
+};
+
+}  // namespace
+
+class SnapshotDecoder::Implementation {
+public:
+    Implementation()
+        : storage_{std::make_shared<RecordStorage>()},
+          splitter_{JSONSplitter::Handler{
+              .member = [this](std::string_view key) { return member(key); },
+              .value = [this](std::string_view text) { value(text); },
+              .elements = [this](std::string_view window, bool isLast) { elements(window, isLast); }}} {}
+
+    void feed(std::string_view piece) { splitter_.feed(piece); }
+
+    ScanSnapshot finish() {
+        splitter_.finish();
+        const auto snapshotID = id_.state == FieldState::sound ? UUID::parse(id_.value) : std::nullopt;
+        Requirements wants{""};
+        wants.required("id", id_).holds("id", snapshotID.has_value()).required("scope", scope_);
+        std::optional<URL> root;
+        if (scope_.state == FieldState::sound) {
+            const ScopeFields& scope = scope_.value;
+            if (scope.root.state == FieldState::sound) root = URL::parse(Text{scope.root.value});
+            wants.required("scope.root", scope.root)
+                .holds("scope.root", root.has_value())
+                .required("scope.displayName", scope.displayName)
+                .required("scope.volumeIdentifier", scope.volumeIdentifier);
+        }
+        wants.required("startedAt", startedAt_).required("completedAt", completedAt_).required("records", records_);
+        if (wants.error()) throw *wants.error();
+        if (recordError_) throw *recordError_;
+        wants.required("issues", issuesField_);
+        if (wants.error()) throw *wants.error();
+        if (issueError_) throw *issueError_;
+        storage_->finishBuilding();
+        return ScanSnapshot{*snapshotID,
+                            ScanScope::stored(*root, Text{scope_.value.displayName.value},
+                                              Text{scope_.value.volumeIdentifier.value}),
+                            Date{startedAt_.value},
+                            Date{completedAt_.value},
+                            std::move(storage_),
+                            std::move(issues_)};
+    }
+
+private:
+    enum class Member { unknown, id, scope, startedAt, completedAt, records, issues };
+    struct ScopeFields {
+        Field<std::string> root;
+        Field<std::string> displayName;
+        Field<std::string> volumeIdentifier;
+    };
+
+    JSONSplitter::Wanted member(std::string_view rawKey) {
+        std::string key{rawKey};
+        if (rawKey.find('\\') != std::string_view::npos) {
+            reader_.value("\"" + key + "\"", "", [&](json::value& value) {
+                Field<std::string_view> field;
+                read(value, field);
+                if (field.state != FieldState::sound) malformed("", simdjson::STRING_ERROR);
+                key = field.value;
+            });
+        }
+        const auto take = [this](Member member, FieldState state) {
+            member_ = state == FieldState::absent ? member : Member::unknown;
+        };
+        member_ = Member::unknown;
+        if (key == "id") take(Member::id, id_.state);
+        else if (key == "scope") take(Member::scope, scope_.state);
+        else if (key == "startedAt") take(Member::startedAt, startedAt_.state);
+        else if (key == "completedAt") take(Member::completedAt, completedAt_.state);
+        else if (key == "records") take(Member::records, records_.state);
+        else if (key == "issues") take(Member::issues, issuesField_.state);
+        switch (member_) {
+        case Member::unknown: return JSONSplitter::Wanted::nothing;
+        case Member::records:
+        case Member::issues: return JSONSplitter::Wanted::elements;
+        default: return JSONSplitter::Wanted::value;
+        }
+    }
+
+    static void keep(json::value value, Field<std::string>& field) {
+        if (field.state != FieldState::absent) return;
+        Field<std::string_view> view;
+        read(value, view);
+        field.state = view.state;
+        field.value = view.value;
+    }
+
+    void value(std::string_view text) {
+        reader_.value(text, "", [&](json::value& value) {
+            switch (member_) {
+            case Member::id: keep(value, id_); break;
+            case Member::scope: readScope(value); break;
+            case Member::startedAt: read(value, startedAt_); break;
+            case Member::completedAt: read(value, completedAt_); break;
+            case Member::records: records_.state = failure(value); break;  // an array would have come as elements
+            case Member::issues: issuesField_.state = failure(value); break;
+            case Member::unknown: break;
+            }
+        });
+    }
+
+    void readScope(json::value value) {
+        json::object object;
+        if (value.get_object().get(object) != simdjson::SUCCESS) {
+            scope_.state = failure(value);
+            return;
+        }
+        scope_.state = FieldState::sound;
+        readMembers(object, "scope", [&](std::string_view key, json::value member) {
+            if (key == "root") keep(member, scope_.value.root);
+            else if (key == "displayName") keep(member, scope_.value.displayName);
+            else if (key == "volumeIdentifier") keep(member, scope_.value.volumeIdentifier);
+        });
+    }
+
+    void elements(std::string_view window, bool isLast) {
+        if (member_ == Member::records) {
+            if (isLast) records_.state = FieldState::sound;
+            reader_.elements(window, "records", [&](json::value& value) { readRecord(value); });
+        } else {
+            if (isLast) issuesField_.state = FieldState::sound;
+            reader_.elements(window, "issues", [&](json::value& value) { readIssue(value); });
+        }
+    }
+
+    void readRecord(json::value value) {
+        const auto at = [this] { return fmt::format("records[{}]", recordCount_); };
+        json::object object;
+        if (value.get_object().get(object) != simdjson::SUCCESS) {
+            const Kind kind = failure(value) == FieldState::null ? Kind::valueNotFound : Kind::typeMismatch;
+            if (!recordError_) recordError_ = DecodingError{kind, at(), "Not an object"};
+            return;
+        }
+        RecordFields fields;
+        readMembers(object, "records", [&](std::string_view key, json::value member) { fields.readMember(key, member); });
+        if (recordError_) return;
+        const auto id = fields.id.state == FieldState::sound ? UUID::parse(fields.id.value) : std::nullopt;
+        if (fields.isSound(id)) {
+            appendRow(*storage_, fields, *id);
+        } else {
+            recordError_ = fields.firstError(id, at());
+        }
+        ++recordCount_;
+    }
+
+    void readIssue(json::value value) {
+        json::object object;
+        if (value.get_object().get(object) != simdjson::SUCCESS) {
+            const Kind kind = failure(value) == FieldState::null ? Kind::valueNotFound : Kind::typeMismatch;
+            if (!issueError_) issueError_ = DecodingError{kind, "issues", "Not an object"};
+            return;
+        }
+        Field<std::string_view> path;
+        Field<std::string_view> message;
+        readMembers(object, "issues", [&](std::string_view key, json::value member) {
+            if (key == "path") readFirst(member, path);
+            else if (key == "message") readFirst(member, message);
+        });
+        if (issueError_) return;
+        Requirements wants{fmt::format("issues[{}]", issues_.size())};
+        wants.required("path", path).required("message", message);
+        issueError_ = wants.error();
+        if (!issueError_) issues_.push_back(ScanIssue{Text{path.value}, Text{message.value}});
+    }
+
+    std::shared_ptr<RecordStorage> storage_;
+    TextReader reader_;
+    Member member_ = Member::unknown;
+    Field<std::string> id_;
+    Field<ScopeFields> scope_;
+    Field<double> startedAt_;
+    Field<double> completedAt_;
+    Field<bool> records_;      ///< only the state counts
+    Field<bool> issuesField_;  ///< only the state counts
+    std::vector<ScanIssue> issues_;
+    std::size_t recordCount_ = 0;
+    std::optional<DecodingError> recordError_;
+    std::optional<DecodingError> issueError_;
+    JSONSplitter splitter_;
+};
+
+SnapshotDecoder::SnapshotDecoder() : implementation_{std::make_unique<Implementation>()} {}
+SnapshotDecoder::~SnapshotDecoder() = default;
+void SnapshotDecoder::feed(std::string_view piece) { implementation_->feed(piece); }
+ScanSnapshot SnapshotDecoder::finish() { return implementation_->finish(); }
+
+}  // namespace KestrelCore
