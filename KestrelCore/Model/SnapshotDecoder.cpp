@@ -380,7 +380,6 @@ public:
             if (const auto error = element.get(value)) malformed(path, error);
             visit(value);
         }
-        if (!document.at_end()) malformed(path, simdjson::TRAILING_CONTENT);
     }
     /// Calls `visit` with the one value that `text` is.
     template <typename Visit>
