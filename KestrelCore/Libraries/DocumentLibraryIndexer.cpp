@@ -23,8 +23,8 @@ const std::unordered_map<Text, DocumentAssetKind>& kindsByExtension() {
         add(DocumentAssetKind::document, {"doc", "docm", "docx", "dot", "dotx", "odt", "pages"});
         add(DocumentAssetKind::spreadsheet, {"csv", "numbers", "ods", "tsv", "xls", "xlsb", "xlsm", "xlsx"});
         add(DocumentAssetKind::presentation, {"key", "odp", "pps", "ppsx", "ppt", "pptm", "pptx"});
-        add(DocumentAssetKind::text, {"html", "htm", "log", "markdown", "md", "rtf", "rtfd", "tex", "text", "txt", "xml",
-                                      "yaml", "yml"});
+        add(DocumentAssetKind::text,
+            {"html", "htm", "log", "markdown", "md", "rtf", "rtfd", "tex", "text", "txt", "xml", "yaml", "yml"});
         add(DocumentAssetKind::ebook, {"azw", "azw3", "epub", "mobi"});
         return kinds;
     }();
@@ -73,13 +73,13 @@ DocumentLibraryIndex DocumentLibraryIndexer::makeIndex(const ScanSnapshot& from,
     kinds.reserve(storage.extensions().size());
     for (const Text& extension : storage.extensions()) kinds.push_back(kind(extension));
 
-    const LibraryFolders folders{
-        from, homePath,
-        LibraryFolders::Exclusion{.names = {".Trash", "node_modules", "Pods", "DerivedData", ".build", ".git", "Caches"},
-                                  .suffixes = {".framework"},
-                                  .insideSuffix = ".app",
-                                  .insideName = "Contents",
-                                  .admitsCloudDrives = true}};
+    const LibraryFolders folders{from, homePath,
+                                 LibraryFolders::Exclusion{.names = {".Trash", "node_modules", "Pods", "DerivedData",
+                                                                     ".build", ".git", "Caches"},
+                                                           .suffixes = {".framework"},
+                                                           .insideSuffix = ".app",
+                                                           .insideName = "Contents",
+                                                           .admitsCloudDrives = true}};
     std::vector<std::uint32_t> indices;
     for (std::uint32_t i = 0; i < storage.size(); ++i) {
         const RecordStorage::Row& row = storage.row(i);

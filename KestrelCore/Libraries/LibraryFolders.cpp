@@ -45,8 +45,10 @@ LibraryFolders::LibraryFolders(const ScanSnapshot& snapshot, const Text& homePat
       countsRootItself_{root_ != Text{"/"}},
       cloudDrives_{Text::concatenating({homePath.view(), "/Library/Mobile Documents/com~apple~CloudDocs"}),
                    Text::concatenating({homePath.view(), "/Library/CloudStorage"})} {
-    if (countsRootItself_) areas_ = {root_};
-    else areas_ = {homePath, Text{"/Users/Shared"}};
+    if (countsRootItself_)
+        areas_ = {root_};
+    else
+        areas_ = {homePath, Text{"/Users/Shared"}};
 
     const WantedFolders areas{areas_};
     const WantedFolders cloudDrives{cloudDrives_};

@@ -10,12 +10,12 @@
 
 namespace KestrelCore {
 
-/// Which records of a snapshot lie where a library looks. Everything that is asked of a path but its last component is decided
-/// once for each folder, from its parent's answer and its own name.
+/// Which records of a snapshot lie where a library looks. Everything that is asked of a path but its last component is
+/// decided once for each folder, from its parent's answer and its own name.
 class LibraryFolders {
 public:
-    /// What is left out whatever the area: asked of each folder name on the way to a file. "Library" folders always are, unless the
-    /// file lies in one of the home's cloud drives and those are admitted.
+    /// What is left out whatever the area: asked of each folder name on the way to a file. "Library" folders always
+    /// are, unless the file lies in one of the home's cloud drives and those are admitted.
     struct Exclusion {
         std::vector<std::string_view> names;     ///< folders with one of these names
         std::vector<std::string_view> suffixes;  ///< folders whose names end so
@@ -52,8 +52,8 @@ private:
     std::vector<Traits> traits_;     ///< one a folder of the storage
 };
 
-/// Puts positions of records into the order of the libraries: newest first (none counts as the most distant past), then by name in
-/// natural order, then as they were.
+/// Puts positions of records into the order of the libraries: newest first (none counts as the most distant past), then
+/// by name in natural order, then as they were.
 void sortNewestFirst(std::vector<std::uint32_t>& indices, const RecordStorage& storage);
 
 }  // namespace KestrelCore

@@ -14,8 +14,8 @@ constexpr std::string_view sourceFile = "KestrelCore/Libraries/MediaLibraryIndex
 const std::unordered_map<Text, MediaAssetKind>& kindsByExtension() {
     static const std::unordered_map<Text, MediaAssetKind> table = [] {
         std::unordered_map<Text, MediaAssetKind> kinds;
-        for (const char* image : {"avif", "bmp", "dng", "gif", "heic", "heif", "ico", "jpeg", "jpg", "jxl", "png", "psd",
-                                  "raw", "svg", "tif", "tiff", "webp"}) {
+        for (const char* image : {"avif", "bmp", "dng", "gif", "heic", "heif", "ico", "jpeg", "jpg", "jxl", "png",
+                                  "psd", "raw", "svg", "tif", "tiff", "webp"}) {
             kinds.emplace(image, MediaAssetKind::image);
         }
         for (const char* video : {"3g2", "3gp", "avi", "flv", "m2ts", "m4v", "mkv", "mov", "mp4", "mpeg", "mpg", "mts",

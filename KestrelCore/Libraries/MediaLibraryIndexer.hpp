@@ -53,8 +53,8 @@ public:
 
     /// The kind of an extension given without its dot, in any case; empty when it is neither.
     [[nodiscard]] static std::optional<MediaAssetKind> kind(const Text& forFileExtension);
-    /// `homePath` comes without a trailing "/". Below the scan's root (of a whole-disk scan: below the home directory and
-    /// /Users/Shared), plain files with blocks of their own qualify, outside hidden, library and build folders.
+    /// `homePath` comes without a trailing "/". Below the scan's root (of a whole-disk scan: below the home directory
+    /// and /Users/Shared), plain files with blocks of their own qualify, outside hidden, library and build folders.
     [[nodiscard]] static MediaLibraryIndex makeIndex(const ScanSnapshot& from, const Text& homePath);
 };
 

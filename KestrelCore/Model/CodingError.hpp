@@ -9,7 +9,8 @@
 
 namespace KestrelCore {
 
-/// A JSON text could not be read. The description is a finished sentence for the user; path and detail are for developers.
+/// A JSON text could not be read. The description is a finished sentence for the user; path and detail are for
+/// developers.
 class KESTRELCORE_EXPORT DecodingError : public std::exception {
 public:
     enum class Kind {

@@ -6,8 +6,8 @@
 
 namespace KestrelCore {
 
-FileRecord::FileRecord(UUID id, std::optional<FileIdentity> identity, std::optional<Text> parentPath, Text path, Text name,
-                       FileKind kind, std::int64_t logicalBytes, std::int64_t allocatedBytes,
+FileRecord::FileRecord(UUID id, std::optional<FileIdentity> identity, std::optional<Text> parentPath, Text path,
+                       Text name, FileKind kind, std::int64_t logicalBytes, std::int64_t allocatedBytes,
                        std::int64_t aggregateAllocatedBytes, std::optional<Date> modifiedAt, Text fileExtension,
                        bool isHidden, bool isCloudPlaceholder, bool isHardLinkDuplicate, RiskLevel risk)
     : id_{id}, identity_{identity}, parentPath_{std::move(parentPath)}, path_{std::move(path)}, name_{std::move(name)},

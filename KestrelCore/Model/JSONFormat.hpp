@@ -14,8 +14,8 @@ struct JSONFormat {
     static void appendEscaped(std::string& out, std::string_view text);
     static void appendInteger(std::string& out, std::int64_t value);
     static void appendInteger(std::string& out, std::uint64_t value);
-    /// The shortest digits that read back exactly: decimal for 1e-4 ≤ |x| ≤ 2^53, exponential otherwise, no ".0". False, and nothing
-    /// appended, for a value that is not finite.
+    /// The shortest digits that read back exactly: decimal for 1e-4 ≤ |x| ≤ 2^53, exponential otherwise, no ".0".
+    /// False, and nothing appended, for a value that is not finite.
     [[nodiscard]] static bool appendDouble(std::string& out, double value);
 };
 

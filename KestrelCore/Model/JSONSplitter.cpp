@@ -11,9 +11,7 @@ namespace {
 
 bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
-[[noreturn]] void malformed(const char* detail) {
-    throw DecodingError{DecodingError::Kind::dataCorrupted, "", detail};
-}
+[[noreturn]] void malformed(const char* detail) { throw DecodingError{DecodingError::Kind::dataCorrupted, "", detail}; }
 
 /// The first '"' or '\\' from `position`, eight bytes at a time; the size when there is none.
 std::size_t findQuoteOrBackslash(std::string_view text, std::size_t position) {

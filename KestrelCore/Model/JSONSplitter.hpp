@@ -8,11 +8,11 @@
 
 namespace KestrelCore {
 
-/// Cuts the text of one JSON object, given in pieces, into its members, and chosen array members into windows of elements, so that
-/// a text of any length is read through one small buffer.
+/// Cuts the text of one JSON object, given in pieces, into its members, and chosen array members into windows of
+/// elements, so that a text of any length is read through one small buffer.
 ///
-/// Checked here: the object's own punctuation, that brackets match and nest at most 512 deep, that strings end, that nothing
-/// follows the object. What stands inside a value is the reader's business. Throws `DecodingError`.
+/// Checked here: the object's own punctuation, that brackets match and nest at most 512 deep, that strings end, that
+/// nothing follows the object. What stands inside a value is the reader's business. Throws `DecodingError`.
 class JSONSplitter {
 public:
     enum class Wanted {
@@ -36,8 +36,19 @@ public:
 
 private:
     enum class State {
-        start, firstKey, key, insideKey, colon, valueStart, insideValue, afterValue,
-        firstElement, elementStart, insideElement, afterElement, done
+        start,
+        firstKey,
+        key,
+        insideKey,
+        colon,
+        valueStart,
+        insideValue,
+        afterValue,
+        firstElement,
+        elementStart,
+        insideElement,
+        afterElement,
+        done
     };
     static constexpr std::size_t deepest = 512;
     static constexpr std::size_t windowSize = std::size_t{1} << 20;

@@ -175,8 +175,8 @@ FileRecord RecordStorage::record(std::size_t index) const {
                       r.risk()};
 }
 
-// Hashes and equality of paths. Since "/" takes part in no composition, a path is equal to another exactly when their components
-// are, and its normal form is that of its components joined.
+// Hashes and equality of paths. Since "/" takes part in no composition, a path is equal to another exactly when their
+// components are, and its normal form is that of its components joined.
 
 std::uint64_t RecordStorage::nameHash(std::string_view name, bool isNormalized) {
     return isNormalized ? byteHash(name) : byteHash(normalizedUTF8(name));
@@ -352,8 +352,9 @@ RecordStorage::Row& RecordStorage::append(const std::optional<std::string_view>&
                                           std::string_view name) {
     if (parentPath && name.size() <= NameArena::longestName && path.size() > name.size() && path.ends_with(name)) {
         const std::string_view prefix = path.substr(0, path.size() - name.size());
-        const bool isRegular = *parentPath == "/" ? prefix == "/"
-                                                  : prefix.back() == '/' && prefix.substr(0, prefix.size() - 1) == *parentPath;
+        const bool isRegular = *parentPath == "/"
+                                   ? prefix == "/"
+                                   : prefix.back() == '/' && prefix.substr(0, prefix.size() - 1) == *parentPath;
         if (isRegular && name.find('/') == std::string_view::npos) {
             if (const auto index = folder(*parentPath)) return appendRegular(*index, name);
         }
@@ -408,8 +409,8 @@ void RecordStorage::setIdentity(Row& row, const std::optional<FileIdentity>& ide
 }
 
 void RecordStorage::reorder(std::vector<std::uint32_t>& order) {
-    // Position i takes the row at order[i]. A chain of moves begins at each position and ends where it meets itself or a row that
-    // nobody wants; done[i] is marked by order[i] == i. Rows that are left out are only ever overwritten.
+    // Position i takes the row at order[i]. A chain of moves begins at each position and ends where it meets itself or
+    // a row that nobody wants; done[i] is marked by order[i] == i. Rows that are left out are only ever overwritten.
     const std::size_t kept = order.size();
     if (kept == size_) {
         for (std::size_t start = 0; start < kept; ++start) {

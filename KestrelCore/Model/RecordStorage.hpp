@@ -49,9 +49,9 @@ private:
 
 /// The records of a snapshot in compact form: one fixed row a record, names in an arena, folders as a tree of names.
 ///
-/// A record's path is its folder's path, "/" and its name, so no path is stored: a folder knows its parent and its own name, and
-/// a path is joined when somebody asks. A record whose texts do not fit that pattern (the top of a scan, which has no
-/// parent; anything odd in a payload) is irregular: its row points to texts kept beside the rows.
+/// A record's path is its folder's path, "/" and its name, so no path is stored: a folder knows its parent and its own
+/// name, and a path is joined when somebody asks. A record whose texts do not fit that pattern (the top of a scan,
+/// which has no parent; anything odd in a payload) is irregular: its row points to texts kept beside the rows.
 ///
 /// Built by one thread; afterwards read by any number.
 class RecordStorage {
@@ -68,7 +68,7 @@ public:
         std::uint64_t nameLength : 12;
         std::uint64_t isASCII : 1;
         std::uint64_t isNormalized : 1;
-        std::uint64_t pathHash;    ///< of the path under canonical equivalence
+        std::uint64_t pathHash;  ///< of the path under canonical equivalence
     };
 
     /// One record. 72 bytes; what decides the size of a snapshot in memory.
@@ -78,8 +78,8 @@ public:
         std::int64_t logicalBytes;
         std::int64_t allocatedBytes;
         std::int64_t aggregateAllocatedBytes;
-        double modifiedAt;               ///< seconds since the reference date, where `hasModified`
-        std::uint64_t nameOffset : 36;   ///< in the arena; of an irregular row the position among the irregular texts
+        double modifiedAt;              ///< seconds since the reference date, where `hasModified`
+        std::uint64_t nameOffset : 36;  ///< in the arena; of an irregular row the position among the irregular texts
         std::uint64_t nameLength : 12;
         std::uint64_t device : 8;        ///< position among the devices, where `hasIdentity`
         std::uint64_t isASCII : 1;       ///< of the name
@@ -90,16 +90,14 @@ public:
         std::uint64_t isHidden : 1;
         std::uint64_t isCloudPlaceholder : 1;
         std::uint64_t isHardLinkDuplicate : 1;
-        FolderIndex folder;              ///< meaningless for an irregular row
-        std::uint32_t extension : 27;    ///< position among the extensions
+        FolderIndex folder;            ///< meaningless for an irregular row
+        std::uint32_t extension : 27;  ///< position among the extensions
         std::uint32_t kindValue : 3;
         std::uint32_t riskValue : 2;
 
         [[nodiscard]] FileKind kind() const { return static_cast<FileKind>(kindValue); }
         [[nodiscard]] RiskLevel risk() const { return static_cast<RiskLevel>(riskValue); }
-        [[nodiscard]] bool isContainer() const {
-            return kind() == FileKind::directory || kind() == FileKind::package;
-        }
+        [[nodiscard]] bool isContainer() const { return kind() == FileKind::directory || kind() == FileKind::package; }
         [[nodiscard]] std::int64_t displayBytes() const {
             return isContainer() ? aggregateAllocatedBytes : allocatedBytes;
         }
@@ -122,7 +120,9 @@ public:
     [[nodiscard]] std::shared_ptr<RecordStorage> copy(const std::function<bool(std::size_t)>& keeps) const;
 
     [[nodiscard]] std::size_t size() const { return size_; }
-    [[nodiscard]] const Row& row(std::size_t index) const { return chunks_[index / rowsPerChunk][index % rowsPerChunk]; }
+    [[nodiscard]] const Row& row(std::size_t index) const {
+        return chunks_[index / rowsPerChunk][index % rowsPerChunk];
+    }
     [[nodiscard]] Row& row(std::size_t index) { return chunks_[index / rowsPerChunk][index % rowsPerChunk]; }
     [[nodiscard]] const std::vector<Folder>& folders() const { return folders_; }
     [[nodiscard]] const Irregular& irregular(const Row& row) const { return irregular_[row.nameOffset]; }
@@ -148,7 +148,8 @@ public:
     [[nodiscard]] std::optional<Text> parentPath(const Row& row) const;
     [[nodiscard]] FileRecord record(std::size_t index) const;
 
-    /// Hash of a path under canonical equivalence, the one that folders and `pathHash(row)` give: component by component.
+    /// Hash of a path under canonical equivalence, the one that folders and `pathHash(row)` give: component by
+    /// component.
     [[nodiscard]] static std::uint64_t pathHash(std::string_view path);
     [[nodiscard]] std::uint64_t pathHash(const Row& row) const;
     /// Whether a row's (a folder's) path equals `path` under canonical equivalence.
@@ -156,7 +157,8 @@ public:
     [[nodiscard]] bool hasPath(FolderIndex folder, const Text& path) const;
     [[nodiscard]] bool haveEqualPaths(const Row& a, const Row& b) const;
     /// Whether two names are canonically equal.
-    [[nodiscard]] static bool equalNames(std::string_view a, bool isNormalizedA, std::string_view b, bool isNormalizedB);
+    [[nodiscard]] static bool equalNames(std::string_view a, bool isNormalizedA, std::string_view b,
+                                         bool isNormalizedB);
 
     // Building.
 
@@ -164,12 +166,13 @@ public:
     FolderIndex addFolder(FolderIndex parent, std::string_view name);
     /// The same for a folder whose record is the regular row `ofRow`: the name's bytes are shared.
     FolderIndex addFolder(FolderIndex parent, const Row& ofRow);
-    /// The folder with exactly that path (as a parent path), made where it is missing; empty for a path that has no such form: one
-    /// that is not absolute, or has a component longer than `NameArena::longestName`.
+    /// The folder with exactly that path (as a parent path), made where it is missing; empty for a path that has no
+    /// such form: one that is not absolute, or has a component longer than `NameArena::longestName`.
     [[nodiscard]] std::optional<FolderIndex> folder(std::string_view path);
     /// Position of the extension in `extensions`, added where it is missing.
     [[nodiscard]] std::uint32_t internExtension(std::string_view fileExtension);
-    /// A new row at the end, name set and everything else zero. `name` is well-formed and at most `NameArena::longestName` bytes.
+    /// A new row at the end, name set and everything else zero. `name` is well-formed and at most
+    /// `NameArena::longestName` bytes.
     Row& appendRegular(FolderIndex folder, std::string_view name);
     /// A new irregular row at the end, everything but its texts zero.
     Row& appendIrregular(std::optional<Text> parentPath, Text path, Text name);

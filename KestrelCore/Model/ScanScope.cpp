@@ -13,7 +13,8 @@ Text defaultDisplayName(const URL& root) {
 
 }  // namespace
 
-ScanScope::ScanScope(const URL& root, const std::optional<Text>& displayName, const std::optional<Text>& volumeIdentifier)
+ScanScope::ScanScope(const URL& root, const std::optional<Text>& displayName,
+                     const std::optional<Text>& volumeIdentifier)
     : root{root.standardized()}, displayName{displayName ? *displayName : defaultDisplayName(root)},
       volumeIdentifier{volumeIdentifier ? *volumeIdentifier : root.path()} {}
 

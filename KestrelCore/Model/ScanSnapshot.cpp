@@ -26,8 +26,8 @@ ScanSnapshot::ScanSnapshot(UUID id, ScanScope scope, Date startedAt, Date comple
 
 ScanSnapshot::ScanSnapshot(UUID id, ScanScope scope, Date startedAt, Date completedAt,
                            std::shared_ptr<const RecordStorage> records, std::vector<ScanIssue> issues)
-    : contents_{std::make_shared<const SnapshotContents>(id, std::move(scope), startedAt, completedAt, std::move(records),
-                                                         std::move(issues))} {}
+    : contents_{std::make_shared<const SnapshotContents>(id, std::move(scope), startedAt, completedAt,
+                                                         std::move(records), std::move(issues))} {}
 
 const UUID& ScanSnapshot::id() const { return contents_->id; }
 const ScanScope& ScanSnapshot::scope() const { return contents_->scope; }

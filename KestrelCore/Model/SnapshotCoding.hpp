@@ -9,12 +9,12 @@
 
 namespace KestrelCore {
 
-/// Writes the snapshot's JSON text in pieces of about a megabyte through one reused buffer; each piece is valid during its call.
-/// Throws `EncodingError` for a date that is not finite; then the pieces so far are to be thrown away.
+/// Writes the snapshot's JSON text in pieces of about a megabyte through one reused buffer; each piece is valid during
+/// its call. Throws `EncodingError` for a date that is not finite; then the pieces so far are to be thrown away.
 void encodeSnapshot(const ScanSnapshot& snapshot, const std::function<void(std::string_view piece)>& sink);
 
-/// Reads a snapshot's JSON text in pieces of any size. Strict about malformed text; unknown keys are skipped, of equal keys the
-/// first counts. Memory is bounded by the records read plus one window of text. One thread.
+/// Reads a snapshot's JSON text in pieces of any size. Strict about malformed text; unknown keys are skipped, of equal
+/// keys the first counts. Memory is bounded by the records read plus one window of text. One thread.
 class SnapshotDecoder {
 public:
     SnapshotDecoder();

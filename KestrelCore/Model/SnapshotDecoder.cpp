@@ -12,10 +12,10 @@
 #include <string>
 #include <vector>
 
-// The splitter cuts the text into small values and windows of elements; simdjson reads each of these, one field after the other, into
-// plain field values. Only when all fields of a record are sound does it become a row. When one is not, the first bad field in
-// the order of declaration decides the error. Malformed text outranks any other error, wherever it stands, so a bad record is
-// only remembered until the text has ended.
+// The splitter cuts the text into small values and windows of elements; simdjson reads each of these, one field after
+// the other, into plain field values. Only when all fields of a record are sound does it become a row. When one is not,
+// the first bad field in the order of declaration decides the error. Malformed text outranks any other error, wherever
+// it stands, so a bad record is only remembered until the text has ended.
 
 namespace KestrelCore {
 
@@ -241,8 +241,10 @@ void read(json::value value, Field<IdentityFields>& field) {
     }
     field.state = FieldState::sound;
     readMembers(object, "identity", [&](std::string_view key, json::value member) {
-        if (key == "device") readFirst(member, field.value.device);
-        else if (key == "inode") readFirst(member, field.value.inode);
+        if (key == "device")
+            readFirst(member, field.value.device);
+        else if (key == "inode")
+            readFirst(member, field.value.inode);
     });
 }
 
@@ -270,18 +272,26 @@ struct RecordFields {
             if (key == "id") readFirst(value, id);
             break;
         case 4:
-            if (key == "path") readFirst(value, path);
-            else if (key == "name") readFirst(value, name);
-            else if (key == "kind") readFirst(value, kind);
-            else if (key == "risk") readFirst(value, risk);
+            if (key == "path")
+                readFirst(value, path);
+            else if (key == "name")
+                readFirst(value, name);
+            else if (key == "kind")
+                readFirst(value, kind);
+            else if (key == "risk")
+                readFirst(value, risk);
             break;
         case 8:
-            if (key == "identity") readFirst(value, identity);
-            else if (key == "isHidden") readFirst(value, isHidden);
+            if (key == "identity")
+                readFirst(value, identity);
+            else if (key == "isHidden")
+                readFirst(value, isHidden);
             break;
         case 10:
-            if (key == "parentPath") readFirst(value, parentPath);
-            else if (key == "modifiedAt") readFirst(value, modifiedAt);
+            if (key == "parentPath")
+                readFirst(value, parentPath);
+            else if (key == "modifiedAt")
+                readFirst(value, modifiedAt);
             break;
         case 12:
             if (key == "logicalBytes") readFirst(value, logicalBytes);
@@ -430,13 +440,13 @@ public:
         if (wants.error()) throw *wants.error();
         if (issueError_) throw *issueError_;
         storage_->finishBuilding();
-        return ScanSnapshot{*snapshotID,
-                            ScanScope::stored(*root, Text{scope_.value.displayName.value},
-                                              Text{scope_.value.volumeIdentifier.value}),
-                            Date{startedAt_.value},
-                            Date{completedAt_.value},
-                            std::move(storage_),
-                            std::move(issues_)};
+        return ScanSnapshot{
+            *snapshotID,
+            ScanScope::stored(*root, Text{scope_.value.displayName.value}, Text{scope_.value.volumeIdentifier.value}),
+            Date{startedAt_.value},
+            Date{completedAt_.value},
+            std::move(storage_),
+            std::move(issues_)};
     }
 
 private:
@@ -461,12 +471,18 @@ private:
             member_ = state == FieldState::absent ? member : Member::unknown;
         };
         member_ = Member::unknown;
-        if (key == "id") take(Member::id, id_.state);
-        else if (key == "scope") take(Member::scope, scope_.state);
-        else if (key == "startedAt") take(Member::startedAt, startedAt_.state);
-        else if (key == "completedAt") take(Member::completedAt, completedAt_.state);
-        else if (key == "records") take(Member::records, records_.state);
-        else if (key == "issues") take(Member::issues, issuesField_.state);
+        if (key == "id")
+            take(Member::id, id_.state);
+        else if (key == "scope")
+            take(Member::scope, scope_.state);
+        else if (key == "startedAt")
+            take(Member::startedAt, startedAt_.state);
+        else if (key == "completedAt")
+            take(Member::completedAt, completedAt_.state);
+        else if (key == "records")
+            take(Member::records, records_.state);
+        else if (key == "issues")
+            take(Member::issues, issuesField_.state);
         switch (member_) {
         case Member::unknown: return JSONSplitter::Wanted::nothing;
         case Member::records:
@@ -505,9 +521,12 @@ private:
         }
         scope_.state = FieldState::sound;
         readMembers(object, "scope", [&](std::string_view key, json::value member) {
-            if (key == "root") keep(member, scope_.value.root);
-            else if (key == "displayName") keep(member, scope_.value.displayName);
-            else if (key == "volumeIdentifier") keep(member, scope_.value.volumeIdentifier);
+            if (key == "root")
+                keep(member, scope_.value.root);
+            else if (key == "displayName")
+                keep(member, scope_.value.displayName);
+            else if (key == "volumeIdentifier")
+                keep(member, scope_.value.volumeIdentifier);
         });
     }
 
@@ -530,7 +549,8 @@ private:
             return;
         }
         RecordFields fields;
-        readMembers(object, "records", [&](std::string_view key, json::value member) { fields.readMember(key, member); });
+        readMembers(object, "records",
+                    [&](std::string_view key, json::value member) { fields.readMember(key, member); });
         if (recordError_) return;
         const auto id = fields.id.state == FieldState::sound ? UUID::parse(fields.id.value) : std::nullopt;
         if (fields.isSound(id)) {
@@ -551,8 +571,10 @@ private:
         Field<std::string_view> path;
         Field<std::string_view> message;
         readMembers(object, "issues", [&](std::string_view key, json::value member) {
-            if (key == "path") readFirst(member, path);
-            else if (key == "message") readFirst(member, message);
+            if (key == "path")
+                readFirst(member, path);
+            else if (key == "message")
+                readFirst(member, message);
         });
         if (issueError_) return;
         Requirements wants{fmt::format("issues[{}]", issues_.size())};

@@ -44,8 +44,7 @@ void SnapshotLookup::indexFolders(const RecordStorage& storage) {
             const Index other = folderSlots_[slot];
             // Parents come first, so their leaders are known.
             if (folders[other].pathHash == folders[i].pathHash && i != RecordStorage::topFolder &&
-                other != RecordStorage::topFolder &&
-                leader(folders[other].parent) == leader(folders[i].parent) &&
+                other != RecordStorage::topFolder && leader(folders[other].parent) == leader(folders[i].parent) &&
                 RecordStorage::equalNames(storage.nameOf(folders[other]), folders[other].isNormalized != 0,
                                           storage.nameOf(folders[i]), folders[i].isNormalized != 0)) {
                 found = other;

@@ -11,12 +11,12 @@
 
 namespace KestrelCore {
 
-/// The path index of one snapshot: which record has a path, and which records name a path as their parent. Filled once over records
-/// that no longer change, then read by any number of threads. Positions are those of the records.
+/// The path index of one snapshot: which record has a path, and which records name a path as their parent. Filled once
+/// over records that no longer change, then read by any number of threads. Positions are those of the records.
 ///
-/// `recordIndexByPath` is an open hash table of positions: paths are not stored again, the record itself is asked. A byte of the hash
-/// beside each slot keeps strangers from being looked at. The children of all folders lie in one array, each folder's largest
-/// first; folders whose paths are canonically equal share one range.
+/// `recordIndexByPath` is an open hash table of positions: paths are not stored again, the record itself is asked. A
+/// byte of the hash beside each slot keeps strangers from being looked at. The children of all folders lie in one
+/// array, each folder's largest first; folders whose paths are canonically equal share one range.
 class SnapshotLookup {
 public:
     explicit SnapshotLookup(const RecordStorage& storage);
@@ -47,12 +47,13 @@ private:
     [[nodiscard]] Index groupOfIrregular(const Text& parentPath, const RecordStorage& storage);
     [[nodiscard]] std::span<const Index> range(Index group) const;
 
-    std::vector<Index> slots_;            ///< positions of records; `empty` where free
-    std::vector<std::uint8_t> tags_;      ///< a byte of the hash of each slot's path
-    std::vector<Index> folderSlots_;      ///< folders (leaders only) by path hash
-    std::vector<Index> leaders_;          ///< folder → folder; empty when every folder is its own
+    std::vector<Index> slots_;                      ///< positions of records; `empty` where free
+    std::vector<std::uint8_t> tags_;                ///< a byte of the hash of each slot's path
+    std::vector<Index> folderSlots_;                ///< folders (leaders only) by path hash
+    std::vector<Index> leaders_;                    ///< folder → folder; empty when every folder is its own
     std::unordered_map<Text, Index> strayParents_;  ///< groups of parent paths that no folder stands for
-    std::vector<Index> firstChild_;       ///< group → position in `children_`; one more at the end. Groups: folders, then strays
+    std::vector<Index>
+        firstChild_;  ///< group → position in `children_`; one more at the end. Groups: folders, then strays
     std::vector<Index> children_;
     std::vector<Index> roots_;
     bool hasDuplicatePaths_ = false;

@@ -14,8 +14,8 @@ namespace {
 
 constexpr std::string_view sourceFile = "KestrelCore/Model/ScanSnapshot";
 
-/// Calls `visit` with every path that `path` lies beneath, until one answers true: what stands before each "/", and "/" itself
-/// for every other path that begins with it.
+/// Calls `visit` with every path that `path` lies beneath, until one answers true: what stands before each "/", and "/"
+/// itself for every other path that begins with it.
 template <typename Visit>
 bool anyAncestor(const Text& path, Visit visit) {
     const std::string_view bytes = path.view();

@@ -13,18 +13,19 @@ namespace KestrelCore {
 
 struct SnapshotContents;
 
-/// What is left of a snapshot when some of its records are taken out. Linear in the number of records; the number of removed
-/// paths counts only by their depth, since every question "does it lie beneath" is asked of a path's own ancestors.
+/// What is left of a snapshot when some of its records are taken out. Linear in the number of records; the number of
+/// removed paths counts only by their depth, since every question "does it lie beneath" is asked of a path's own
+/// ancestors.
 class SnapshotPruning {
 public:
-    /// Keeps of `paths` those that are records. Stops the process when two records of the snapshot share a path and there
-    /// is something to remove.
+    /// Keeps of `paths` those that are records. Stops the process when two records of the snapshot share a path and
+    /// there is something to remove.
     SnapshotPruning(const SnapshotContents& contents, const std::unordered_set<Text>& paths);
 
     /// Whether no requested path is a record.
     [[nodiscard]] bool isEmpty() const { return removed_.empty(); }
-    /// The records that are not covered, containers above the removed ones reduced by what was shown for those. Stops the
-    /// process when a sum overflows.
+    /// The records that are not covered, containers above the removed ones reduced by what was shown for those. Stops
+    /// the process when a sum overflows.
     [[nodiscard]] std::shared_ptr<const RecordStorage> keptRecords() const;
     [[nodiscard]] std::vector<ScanIssue> keptIssues() const;
 
