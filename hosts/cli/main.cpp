@@ -16,7 +16,10 @@ int main(int argc, char** argv) {
     Interruption::watch();
 
     Session session{.out = std::cout, .messages = std::cerr, .terminal = Terminal::ofThisProcess(), .options = {}};
-    const ExitCode code = runCommandLine({argv + 1, argv + argc}, session, {});
+    const ExitCode code = runCommandLine({argv + 1, argv + argc}, session,
+                                         {
+                                             addAccessCommand,
+                                         });
     // A scan that was given up may be stuck in a system call on a thread of its own: it must not meet destroyed
     // globals, so nothing is torn down behind its back.
     if (code == ExitCode::interrupted) std::_Exit(static_cast<int>(code));
