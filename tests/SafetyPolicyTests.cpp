@@ -1,11 +1,17 @@
 #include "KestrelCore/SafetyPolicy.hpp"
 
+#include "KestrelCore/Model/KestrelError.hpp"
 #include "KestrelCore/Platform/HomeDirectory.hpp"
 #include "KestrelCore/SafetyRules.hpp"
+
+#include "support/DiskRecord.hpp"
+#include "support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <thread>
 
 namespace KestrelCore {
@@ -192,6 +198,84 @@ TEST(SafetyPolicy, answersOnManyThreadsAtOnce) {
     for (int i = 0; i < 8; ++i)
         threads.emplace_back([] { EXPECT_EQ(SafetyPolicy::risk(URL::fromPath("/System/x")), RiskLevel::blocked); });
     for (std::thread& thread : threads) thread.join();
+}
+
+// The gate before a removal.
+
+namespace {
+
+constexpr const char* symbolicLink = "The path contains a symbolic link and must be reviewed in Finder.";
+constexpr const char* missing = "The item no longer exists or cannot be inspected.";
+constexpr const char* changed = "The item changed since the scan. Scan again before deleting it.";
+
+/// The error with which validation refuses the record; empty when it lets it pass.
+std::optional<KestrelError> refusal(const FileRecord& record) {
+    try {
+        SafetyPolicy::validate(record);
+        return std::nullopt;
+    } catch (const KestrelError& error) {
+        return error;
+    }
+}
+
+void writeFile(const std::string& path) { std::ofstream{path} << "content"; }
+
+}  // namespace
+
+TEST(SafetyValidation, letsTheScannedItemPass) {
+    const TemporaryFolder folder;
+    const std::string file = folder.path() + "/file";
+    writeFile(file);
+    EXPECT_EQ(refusal(diskRecord(file)), std::nullopt);
+    EXPECT_EQ(refusal(diskRecord(folder.path())), std::nullopt);
+
+    const FileRecord before = diskRecord(file);
+    std::ofstream{file, std::ios::app} << "more";  // size and time are not compared
+    EXPECT_EQ(refusal(before), std::nullopt);
+}
+
+TEST(SafetyValidation, refusesABlockedPathBeforeAnythingElse) {
+    EXPECT_EQ(refusal(diskRecord("/usr/does-not-exist")), KestrelError::safetyViolation(managedByMacOS));
+    EXPECT_EQ(refusal(diskRecord("/")), KestrelError::safetyViolation(neverRemoved));
+    EXPECT_EQ(refusal(diskRecord("/Users/..//Volumes/")), KestrelError::safetyViolation(neverRemoved));
+}
+
+TEST(SafetyValidation, refusesLinksAnywhereInThePathBeforeLookingForTheItem) {
+    const TemporaryFolder folder;
+    const std::string target = folder.path() + "/target";
+    std::filesystem::create_directory(target);
+    writeFile(target + "/file");
+    std::filesystem::create_directory_symlink(target, folder.path() + "/link");
+    std::filesystem::create_symlink("nowhere", folder.path() + "/dangling");
+
+    EXPECT_EQ(refusal(diskRecord(folder.path() + "/link")), KestrelError::safetyViolation(symbolicLink));
+    EXPECT_EQ(refusal(diskRecord(folder.path() + "/dangling")), KestrelError::safetyViolation(symbolicLink));
+    EXPECT_EQ(refusal(diskRecord(folder.path() + "/link/file")), KestrelError::safetyViolation(symbolicLink));
+    EXPECT_EQ(refusal(diskRecord(folder.path() + "/link/missing")), KestrelError::safetyViolation(symbolicLink));
+    EXPECT_EQ(refusal(diskRecord(target + "/../link/file")), KestrelError::safetyViolation(symbolicLink));
+}
+
+TEST(SafetyValidation, saysThatAMissingItemIsGoneBeforeComparingIdentities) {
+    const TemporaryFolder folder;
+    EXPECT_EQ(refusal(diskRecord(folder.path() + "/missing")), KestrelError::staleItem(missing));
+    EXPECT_EQ(refusal(diskRecord(folder.path() + "/missing/below")), KestrelError::staleItem(missing));
+}
+
+TEST(SafetyValidation, refusesAnotherIdentityOrNone) {
+    const TemporaryFolder folder;
+    const std::string file = folder.path() + "/file";
+    writeFile(file);
+    const FileRecord record = diskRecord(file);
+    const FileIdentity identity = record.identity().value();
+    EXPECT_EQ(refusal(withIdentity(record, std::nullopt)), KestrelError::staleItem(changed));
+    EXPECT_EQ(refusal(withIdentity(record, FileIdentity{identity.device + 1, identity.inode})),
+              KestrelError::staleItem(changed));
+    EXPECT_EQ(refusal(withIdentity(record, FileIdentity{identity.device, identity.inode + 1})),
+              KestrelError::staleItem(changed));
+
+    writeFile(folder.path() + "/other");
+    std::filesystem::rename(folder.path() + "/other", file);
+    EXPECT_EQ(refusal(record), KestrelError::staleItem(changed));
 }
 
 // The fast reading of the rules against the plain one.

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "KestrelCore/Model/FileRecord.hpp"
+
+#include <string>
+
+namespace KestrelCore {
+
+/// The record that a scan would make now of the item at `path`, with a new identifier. An item that is missing gives a
+/// record without identity.
+[[nodiscard]] FileRecord diskRecord(const std::string& path);
+
+/// The same record with another identity.
+[[nodiscard]] FileRecord withIdentity(const FileRecord& record, std::optional<FileIdentity> identity);
+
+}  // namespace KestrelCore
