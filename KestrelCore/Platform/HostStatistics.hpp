@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+namespace KestrelCore {
+
+/// Processor time of the whole machine since it started, in the system's ticks.
+struct ProcessorTicks {
+    std::uint64_t user = 0;
+    std::uint64_t system = 0;
+    std::uint64_t idle = 0;
+    std::uint64_t nice = 0;  ///< user time of processes with lowered priority; not part of `user`
+};
+
+/// What the memory holds now, in pages of `HostStatistics::pageBytes`. Free pages are in none of the four.
+struct MemoryStatistics {
+    std::uint64_t activePages = 0;
+    std::uint64_t inactivePages = 0;
+    std::uint64_t wiredPages = 0;       ///< can't be paged out, the kernel's own memory included
+    std::uint64_t compressorPages = 0;  ///< what compressed memory takes
+    std::int64_t swapUsedBytes = 0;     ///< 0 when the system does not tell
+};
+
+/// Raw figures of the machine as a whole. An absent result is a failed query, which is an ordinary outcome.
+/// One thread at a time.
+class HostStatistics {
+public:
+    virtual ~HostStatistics() = default;
+
+    [[nodiscard]] virtual std::optional<ProcessorTicks> processorTicks() = 0;
+    [[nodiscard]] virtual std::optional<MemoryStatistics> memory() = 0;
+    [[nodiscard]] virtual std::int64_t pageBytes() const = 0;
+    [[nodiscard]] virtual std::int64_t physicalMemoryBytes() const = 0;
+    /// Processors that run now, at least 1. Quotas of this process do not count.
+    [[nodiscard]] virtual int activeProcessorCount() const = 0;
+
+    [[nodiscard]] static std::unique_ptr<HostStatistics> system();
+};
+
+}  // namespace KestrelCore
