@@ -4,6 +4,7 @@
 #include "KestrelCore/Model/KestrelError.hpp"
 #include "KestrelCore/Model/ScanEvent.hpp"
 #include "KestrelCore/Model/ScanSnapshot.hpp"
+#include "KestrelCore/SystemMetrics.hpp"
 
 extern "C" {
 extern KESTRELCORE_EXPORT const double KestrelCoreVersionNumber;           ///< 1.0
