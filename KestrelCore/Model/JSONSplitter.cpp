@@ -128,7 +128,14 @@ std::size_t JSONSplitter::structure(std::string_view piece, std::size_t position
     if (isBlank(c)) return position + 1;
     switch (state_) {
     case State::start:
-        if (c != '{') throw DecodingError{DecodingError::Kind::typeMismatch, "", "Not an object"};
+        if (c != '{') {
+            // Perhaps "null", which is a missing value rather than one of another type.
+            buffer_ = piece.substr(position, 5);
+            while (!buffer_.empty() && isBlank(buffer_.back())) buffer_.pop_back();
+            const bool isNull = buffer_ == "null";
+            throw DecodingError{isNull ? DecodingError::Kind::valueNotFound : DecodingError::Kind::typeMismatch, "",
+                                "Not an object"};
+        }
         push(true);
         state_ = State::firstKey;
         return position + 1;
@@ -160,6 +167,8 @@ std::size_t JSONSplitter::structure(std::string_view piece, std::size_t position
             return position + 1;
         }
         beginValue(c);
+        skipper_.reset();
+        if (wanted_ == Wanted::nothing) skipper_.emplace(depth_);
         state_ = State::insideValue;
         return position;
     case State::afterValue:
@@ -215,10 +224,17 @@ void JSONSplitter::feed(std::string_view piece) {
         }
         case State::insideValue: {
             const std::size_t end = endOfValue(piece, position);
-            if (wanted_ != Wanted::nothing) buffer_.append(piece, position, end - position);
+            if (skipper_) {
+                for (const char c : piece.substr(position, end - position)) skipper_->accept(c);
+            } else {
+                buffer_.append(piece, position, end - position);
+            }
             position = end;
             if (isComplete_) {
-                if (wanted_ != Wanted::nothing) handler_.value(buffer_);
+                if (skipper_)
+                    skipper_->finish();
+                else
+                    handler_.value(buffer_);
                 state_ = State::afterValue;
             }
             break;

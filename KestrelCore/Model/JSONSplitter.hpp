@@ -1,8 +1,11 @@
 #pragma once
 
+#include "KestrelCore/Model/JSONSkipper.hpp"
+
 #include <bitset>
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -64,7 +67,8 @@ private:
     Handler handler_;
     State state_ = State::start;
     Wanted wanted_ = Wanted::nothing;
-    std::string buffer_;  ///< the key, value or window being collected
+    std::string buffer_;                  ///< the key, value or window being collected
+    std::optional<JSONSkipper> skipper_;  ///< follows a value that nobody wants
 
     // The value being passed over.
     enum class Shape { scalar, string, container };

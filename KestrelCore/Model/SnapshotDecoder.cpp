@@ -1,3 +1,4 @@
+#include "KestrelCore/Model/JSONSkipper.hpp"
 #include "KestrelCore/Model/JSONSplitter.hpp"
 #include "KestrelCore/Model/RecordStorage.hpp"
 #include "KestrelCore/Model/SnapshotCoding.hpp"
@@ -211,7 +212,24 @@ private:
     std::optional<DecodingError> error_;
 };
 
-/// Reads the members of an object into the fields that `match` answers for their keys; the first of equal keys counts.
+/// Passes over a value that nobody reads: only its form counts.
+void skip(json::value value) {
+    constexpr std::size_t shallowest = 3;  // the object, its array and the element enclose it at least
+    json::object object;
+    json::array array;
+    std::string_view text;
+    simdjson::error_code error = simdjson::SUCCESS;
+    if (value.get_object().get(object) == simdjson::SUCCESS)
+        error = object.raw_json().get(text);
+    else if (value.get_array().get(array) == simdjson::SUCCESS)
+        error = array.raw_json().get(text);
+    else
+        text = value.raw_json_token();
+    if (error) malformed("", error);
+    skipJSON(text, shallowest);
+}
+
+/// Calls `match` with each member of an object; it answers whether it knows the key. The first of equal keys counts.
 template <typename Match>
 void readMembers(json::object object, const std::string& path, Match match) {
     for (auto member : object) {
@@ -219,13 +237,16 @@ void readMembers(json::object object, const std::string& path, Match match) {
         if (const auto error = member.unescaped_key().get(key)) malformed(path, error);
         json::value value;
         if (const auto error = member.value().get(value)) malformed(path, error);
-        match(key, value);
+        if (!match(key, value)) skip(value);
     }
 }
 
+/// False when an equal key has been read before.
 template <typename Value>
-void readFirst(json::value value, Field<Value>& field) {
-    if (field.state == FieldState::absent) read(value, field);
+bool readFirst(json::value value, Field<Value>& field) {
+    if (field.state != FieldState::absent) return false;
+    read(value, field);
+    return true;
 }
 
 struct IdentityFields {
@@ -241,10 +262,8 @@ void read(json::value value, Field<IdentityFields>& field) {
     }
     field.state = FieldState::sound;
     readMembers(object, "identity", [&](std::string_view key, json::value member) {
-        if (key == "device")
-            readFirst(member, field.value.device);
-        else if (key == "inode")
-            readFirst(member, field.value.inode);
+        if (key == "device") return readFirst(member, field.value.device);
+        return key == "inode" && readFirst(member, field.value.inode);
     });
 }
 
@@ -265,53 +284,29 @@ struct RecordFields {
     Field<bool> isHardLinkDuplicate;
     Field<std::int64_t> risk;
 
-    void readMember(std::string_view key, json::value value) {
+    /// False for a key that is unknown or was there before.
+    bool readMember(std::string_view key, json::value value) {
         // Told apart by length first: every record brings all of these keys.
         switch (key.size()) {
-        case 2:
-            if (key == "id") readFirst(value, id);
-            break;
+        case 2: return key == "id" && readFirst(value, id);
         case 4:
-            if (key == "path")
-                readFirst(value, path);
-            else if (key == "name")
-                readFirst(value, name);
-            else if (key == "kind")
-                readFirst(value, kind);
-            else if (key == "risk")
-                readFirst(value, risk);
-            break;
+            if (key == "path") return readFirst(value, path);
+            if (key == "name") return readFirst(value, name);
+            if (key == "kind") return readFirst(value, kind);
+            return key == "risk" && readFirst(value, risk);
         case 8:
-            if (key == "identity")
-                readFirst(value, identity);
-            else if (key == "isHidden")
-                readFirst(value, isHidden);
-            break;
+            if (key == "identity") return readFirst(value, identity);
+            return key == "isHidden" && readFirst(value, isHidden);
         case 10:
-            if (key == "parentPath")
-                readFirst(value, parentPath);
-            else if (key == "modifiedAt")
-                readFirst(value, modifiedAt);
-            break;
-        case 12:
-            if (key == "logicalBytes") readFirst(value, logicalBytes);
-            break;
-        case 13:
-            if (key == "fileExtension") readFirst(value, fileExtension);
-            break;
-        case 14:
-            if (key == "allocatedBytes") readFirst(value, allocatedBytes);
-            break;
-        case 18:
-            if (key == "isCloudPlaceholder") readFirst(value, isCloudPlaceholder);
-            break;
-        case 19:
-            if (key == "isHardLinkDuplicate") readFirst(value, isHardLinkDuplicate);
-            break;
-        case 23:
-            if (key == "aggregateAllocatedBytes") readFirst(value, aggregateAllocatedBytes);
-            break;
-        default: break;
+            if (key == "parentPath") return readFirst(value, parentPath);
+            return key == "modifiedAt" && readFirst(value, modifiedAt);
+        case 12: return key == "logicalBytes" && readFirst(value, logicalBytes);
+        case 13: return key == "fileExtension" && readFirst(value, fileExtension);
+        case 14: return key == "allocatedBytes" && readFirst(value, allocatedBytes);
+        case 18: return key == "isCloudPlaceholder" && readFirst(value, isCloudPlaceholder);
+        case 19: return key == "isHardLinkDuplicate" && readFirst(value, isHardLinkDuplicate);
+        case 23: return key == "aggregateAllocatedBytes" && readFirst(value, aggregateAllocatedBytes);
+        default: return false;
         }
     }
 
@@ -491,12 +486,13 @@ private:
         }
     }
 
-    static void keep(json::value value, Field<std::string>& field) {
-        if (field.state != FieldState::absent) return;
+    static bool keep(json::value value, Field<std::string>& field) {
+        if (field.state != FieldState::absent) return false;
         Field<std::string_view> view;
         read(value, view);
         field.state = view.state;
         field.value = view.value;
+        return true;
     }
 
     void value(std::string_view text) {
@@ -521,12 +517,9 @@ private:
         }
         scope_.state = FieldState::sound;
         readMembers(object, "scope", [&](std::string_view key, json::value member) {
-            if (key == "root")
-                keep(member, scope_.value.root);
-            else if (key == "displayName")
-                keep(member, scope_.value.displayName);
-            else if (key == "volumeIdentifier")
-                keep(member, scope_.value.volumeIdentifier);
+            if (key == "root") return keep(member, scope_.value.root);
+            if (key == "displayName") return keep(member, scope_.value.displayName);
+            return key == "volumeIdentifier" && keep(member, scope_.value.volumeIdentifier);
         });
     }
 
@@ -550,7 +543,7 @@ private:
         }
         RecordFields fields;
         readMembers(object, "records",
-                    [&](std::string_view key, json::value member) { fields.readMember(key, member); });
+                    [&](std::string_view key, json::value member) { return fields.readMember(key, member); });
         if (recordError_) return;
         const auto id = fields.id.state == FieldState::sound ? UUID::parse(fields.id.value) : std::nullopt;
         if (fields.isSound(id)) {
@@ -571,10 +564,8 @@ private:
         Field<std::string_view> path;
         Field<std::string_view> message;
         readMembers(object, "issues", [&](std::string_view key, json::value member) {
-            if (key == "path")
-                readFirst(member, path);
-            else if (key == "message")
-                readFirst(member, message);
+            if (key == "path") return readFirst(member, path);
+            return key == "message" && readFirst(member, message);
         });
         if (issueError_) return;
         Requirements wants{fmt::format("issues[{}]", issues_.size())};

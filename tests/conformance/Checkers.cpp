@@ -19,9 +19,9 @@ constexpr std::array allKinds = {
     Kind{"natural-order.json", checkNaturalOrder},
     Kind{"urls.json", checkURLs},
     Kind{"url-strings.json", checkURLStrings},
-    Kind{"json-doubles.json", nullptr},
-    Kind{"json-strings.json", nullptr},
-    Kind{"json-payloads.json", nullptr},
+    Kind{"json-doubles.json", checkJSONDoubles},
+    Kind{"json-strings.json", checkJSONStrings},
+    Kind{"json-payloads.json", checkJSONPayloads},
     Kind{"plans.json", nullptr},
     Kind{"snapshots.json", nullptr},
 };

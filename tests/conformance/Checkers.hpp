@@ -46,6 +46,10 @@ void checkTextMappings(simdjson::dom::element root, Report& report);
 void checkNaturalOrder(simdjson::dom::element root, Report& report);
 void checkURLs(simdjson::dom::element root, Report& report);
 void checkURLStrings(simdjson::dom::element root, Report& report);
+void checkJSONDoubles(simdjson::dom::element root, Report& report);
+void checkJSONStrings(simdjson::dom::element root, Report& report);
+void checkJSONPayloads(simdjson::dom::element root, Report& report);
+void checkSnapshots(simdjson::dom::element root, Report& report);
 
 /// A kind of file and what checks it. A kind without a checker is known but can't be checked yet.
 struct Kind {
