@@ -18,6 +18,16 @@ std::shared_ptr<const RecordStorage> compactForm(const std::vector<FileRecord>& 
     return storage;
 }
 
+[[noreturn]] void stopAtDuplicate(const RecordStorage& storage) {
+    constexpr std::string_view sourceFile = "KestrelCore/Model/ScanSnapshot";
+    std::unordered_set<Text> seen;
+    for (std::size_t i = 0; i < storage.size(); ++i) {
+        const Text path = storage.path(storage.row(i));
+        if (!seen.insert(path).second) fatalError(sourceFile, "Duplicate values for key: '" + path.string() + "'");
+    }
+    fatalError(sourceFile, "Duplicate values for key");
+}
+
 }  // namespace
 
 ScanSnapshot::ScanSnapshot(UUID id, ScanScope scope, Date startedAt, Date completedAt,
@@ -57,8 +67,9 @@ std::int64_t ScanSnapshot::totalAllocatedBytes() const {
 }
 
 ScanSnapshot ScanSnapshot::removing(const std::unordered_set<Text>& paths) const {
-    SnapshotPruning pruning{*contents_, paths};
+    const SnapshotPruning pruning{storage(), lookup(), issues(), paths};
     if (pruning.isEmpty()) return *this;
+    if (lookup().hasDuplicatePaths()) stopAtDuplicate(storage());
     std::vector<ScanIssue> issues = pruning.keptIssues();
     return ScanSnapshot{UUID::random(), scope(), startedAt(), completedAt(), pruning.keptRecords(), std::move(issues)};
 }

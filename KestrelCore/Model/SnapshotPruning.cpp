@@ -1,11 +1,8 @@
 #include "KestrelCore/Model/SnapshotPruning.hpp"
 
 #include "KestrelCore/Base/Checked.hpp"
-#include "KestrelCore/Base/FatalError.hpp"
-#include "KestrelCore/Model/SnapshotContents.hpp"
 
 #include <algorithm>
-#include <string>
 #include <unordered_map>
 
 namespace KestrelCore {
@@ -27,26 +24,17 @@ bool anyAncestor(const Text& path, Visit visit) {
     return false;
 }
 
-[[noreturn]] void stopAtDuplicate(const RecordStorage& storage) {
-    std::unordered_set<Text> seen;
-    for (std::size_t i = 0; i < storage.size(); ++i) {
-        const Text path = storage.path(storage.row(i));
-        if (!seen.insert(path).second) fatalError(sourceFile, "Duplicate values for key: '" + path.string() + "'");
-    }
-    fatalError(sourceFile, "Duplicate values for key");
-}
-
 }  // namespace
 
-SnapshotPruning::SnapshotPruning(const SnapshotContents& contents, const std::unordered_set<Text>& paths)
-    : contents_{contents} {
+SnapshotPruning::SnapshotPruning(const RecordStorage& storage, const SnapshotLookup& lookup,
+                                 const std::vector<ScanIssue>& issues, const std::unordered_set<Text>& paths)
+    : storage_{storage}, lookup_{lookup}, issues_{issues} {
     for (const Text& path : paths) {
-        if (const auto index = contents.lookup.record(*contents.storage, path)) {
+        if (const auto index = lookup.record(storage, path)) {
             removed_.insert(path);
             removedIndices_.push_back(*index);
         }
     }
-    if (!removed_.empty() && contents.lookup.hasDuplicatePaths()) stopAtDuplicate(*contents.storage);
 }
 
 bool SnapshotPruning::covers(const Text& path) const {
@@ -55,45 +43,52 @@ bool SnapshotPruning::covers(const Text& path) const {
 }
 
 std::shared_ptr<const RecordStorage> SnapshotPruning::keptRecords() const {
-    const RecordStorage& storage = *contents_.storage;
-    const auto& folders = storage.folders();
+    const auto& folders = storage_.folders();
 
     // A folder is covered when it or one above it is removed; parents come first.
     std::vector<bool> coveredFolder(folders.size(), false);
     coveredFolder[RecordStorage::topFolder] = removed_.contains(Text{"/"}) || removed_.contains(Text{});
-    std::string path;
     std::unordered_set<std::uint64_t> removedHashes;
     for (const Text& removed : removed_) removedHashes.insert(RecordStorage::pathHash(removed.view()));
     for (std::size_t i = 1; i < folders.size(); ++i) {
         coveredFolder[i] = coveredFolder[folders[i].parent];
         if (coveredFolder[i] || !removedHashes.contains(folders[i].pathHash)) continue;
-        coveredFolder[i] = removed_.contains(storage.folderPath(static_cast<RecordStorage::FolderIndex>(i)));
+        coveredFolder[i] = removed_.contains(storage_.folderPath(static_cast<RecordStorage::FolderIndex>(i)));
     }
 
     // What each ancestor loses: the bytes shown for every removed path below it, nested ones counted each.
-    std::unordered_map<std::uint32_t, std::int64_t> losses;
+    std::unordered_map<Text, std::int64_t> lossByPath;
     for (const std::uint32_t index : removedIndices_) {
-        const std::int64_t bytes = storage.row(index).displayBytes();
-        (void)anyAncestor(storage.path(storage.row(index)), [&](const Text& ancestor) {
-            if (const auto above = contents_.lookup.record(storage, ancestor)) {
-                std::int64_t& loss = losses[*above];
-                loss = Checked::add(loss, bytes, sourceFile);
-            }
+        const std::int64_t bytes = storage_.row(index).displayBytes();
+        (void)anyAncestor(storage_.path(storage_.row(index)), [&](const Text& ancestor) {
+            std::int64_t& loss = lossByPath[ancestor];
+            loss = Checked::add(loss, bytes, sourceFile);
             return false;
         });
     }
 
-    std::vector<bool> isRemoved(storage.size(), false);
+    // Mostly a path names one record, so that both sets are positions; else every record is asked for its path.
+    const bool hasDuplicates = lookup_.hasDuplicatePaths();
+    std::vector<bool> isRemoved(storage_.size(), false);
     for (const std::uint32_t index : removedIndices_) isRemoved[index] = true;
+    std::unordered_map<std::size_t, std::int64_t> lossByIndex;
+    for (const auto& [ancestor, loss] : lossByPath) {
+        if (const auto index = lookup_.record(storage_, ancestor)) lossByIndex.emplace(*index, loss);
+    }
     std::vector<std::pair<std::size_t, std::int64_t>> losers;  // new position, loss
     std::size_t kept = 0;
-    auto result = storage.copy([&](std::size_t i) {
-        const RecordStorage::Row& row = storage.row(i);
-        const bool isCovered =
-            isRemoved[i] || (row.isIrregular ? covers(storage.irregular(row).path) : coveredFolder[row.folder]);
-        if (isCovered) return false;
-        if (const auto loss = losses.find(static_cast<std::uint32_t>(i)); loss != losses.end()) {
-            losers.emplace_back(kept, loss->second);
+    auto result = storage_.copy([&](std::size_t i) {
+        const RecordStorage::Row& row = storage_.row(i);
+        if (hasDuplicates) {
+            const Text path = storage_.path(row);
+            if (covers(path)) return false;
+            const auto loss = lossByPath.find(path);
+            if (loss != lossByPath.end()) losers.emplace_back(kept, loss->second);
+        } else {
+            if (isRemoved[i]) return false;
+            if (row.isIrregular ? covers(storage_.irregular(row).path) : coveredFolder[row.folder]) return false;
+            const auto loss = lossByIndex.find(i);
+            if (loss != lossByIndex.end()) losers.emplace_back(kept, loss->second);
         }
         ++kept;
         return true;
@@ -111,7 +106,7 @@ std::shared_ptr<const RecordStorage> SnapshotPruning::keptRecords() const {
 
 std::vector<ScanIssue> SnapshotPruning::keptIssues() const {
     std::vector<ScanIssue> issues;
-    std::copy_if(contents_.issues.begin(), contents_.issues.end(), std::back_inserter(issues),
+    std::copy_if(issues_.begin(), issues_.end(), std::back_inserter(issues),
                  [this](const ScanIssue& issue) { return !covers(issue.path); });
     return issues;
 }

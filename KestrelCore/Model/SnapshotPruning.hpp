@@ -3,6 +3,7 @@
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Model/RecordStorage.hpp"
 #include "KestrelCore/Model/ScanIssue.hpp"
+#include "KestrelCore/Model/SnapshotLookup.hpp"
 
 #include <cstdint>
 #include <memory>
@@ -11,8 +12,6 @@
 
 namespace KestrelCore {
 
-struct SnapshotContents;
-
 /// What is left of a snapshot when some of its records are taken out. Linear in the number of records; the number of
 /// removed paths counts only by their depth, since every question "does it lie beneath" is asked of a path's own
 /// ancestors.
@@ -20,7 +19,8 @@ class SnapshotPruning {
 public:
     /// Keeps of `paths` those that are records. Stops the process when two records of the snapshot share a path and
     /// there is something to remove.
-    SnapshotPruning(const SnapshotContents& contents, const std::unordered_set<Text>& paths);
+    SnapshotPruning(const RecordStorage& storage, const SnapshotLookup& lookup, const std::vector<ScanIssue>& issues,
+                    const std::unordered_set<Text>& paths);
 
     /// Whether no requested path is a record.
     [[nodiscard]] bool isEmpty() const { return removed_.empty(); }
@@ -32,7 +32,9 @@ public:
 private:
     [[nodiscard]] bool covers(const Text& path) const;
 
-    const SnapshotContents& contents_;
+    const RecordStorage& storage_;
+    const SnapshotLookup& lookup_;
+    const std::vector<ScanIssue>& issues_;
     std::unordered_set<Text> removed_;
     std::vector<std::uint32_t> removedIndices_;
 };

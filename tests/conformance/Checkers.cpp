@@ -23,7 +23,7 @@ constexpr std::array allKinds = {
     Kind{"json-strings.json", checkJSONStrings},
     Kind{"json-payloads.json", checkJSONPayloads},
     Kind{"plans.json", nullptr},
-    Kind{"snapshots.json", nullptr},
+    Kind{"snapshots.json", checkSnapshots},
 };
 
 /// Makes what a terminal would hide visible: control characters become escapes.
