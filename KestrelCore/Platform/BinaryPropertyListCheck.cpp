@@ -35,9 +35,10 @@ bool isNumberSize(std::size_t size) { return size == 1 || size == 2 || size == 4
 /// One object as the file claims it, checked to lie before the offset table.
 struct Object {
     enum class Kind : std::uint8_t { scalar, string, array, dictionary } kind = Kind::scalar;
-    std::size_t content = 0;  ///< where the references of a container begin
-    std::size_t count = 0;    ///< elements of an array, pairs of a dictionary
-    std::size_t payload = 0;  ///< bytes that a decoder copies for a string or data
+    std::size_t content = 0;    ///< where the references of a container or the characters of a string begin
+    std::size_t count = 0;      ///< elements of an array, pairs of a dictionary, units of a string
+    std::size_t unitBytes = 1;  ///< of a string: 1 for ASCII, 2 for UTF-16
+    std::size_t payload = 0;    ///< bytes that a decoder copies for a string or data
 };
 
 class BinaryCheck {
@@ -63,7 +64,7 @@ public:
             const std::optional<Object> child = visit(number, frames);
             if (!child) return false;
             // The first half of a dictionary's references are its keys.
-            if (isDictionary && position < frame.object.count && child->kind != Object::Kind::string) return false;
+            if (isDictionary && position < frame.object.count && !isKey(*child)) return false;
             if (!isContainer(*child)) continue;
             if (frames.size() == PropertyListLimits::nesting) return false;
             frames.push_back({number, *child, 0});
@@ -80,6 +81,15 @@ private:
 
     static bool isContainer(const Object& object) {
         return object.kind == Object::Kind::array || object.kind == Object::Kind::dictionary;
+    }
+
+    /// A string without a NUL: decoders hold keys as C strings, and some stop the process over one.
+    bool isKey(const Object& object) const {
+        if (object.kind != Object::Kind::string) return false;
+        for (std::size_t i = 0; i < object.count; ++i) {
+            if (bigEndian(bytes_, object.content + i * object.unitBytes, object.unitBytes) == 0) return false;
+        }
+        return true;
     }
 
     bool readTrailer() {
@@ -147,7 +157,8 @@ private:
     std::optional<Object> counted(Object::Kind kind, std::size_t offset, std::size_t count, std::size_t unitBytes,
                                   std::size_t payloadBytes) const {
         if (count > (table_ - offset) / unitBytes) return std::nullopt;
-        return Object{.kind = kind, .content = offset, .count = count, .payload = count * payloadBytes};
+        return Object{
+            .kind = kind, .content = offset, .count = count, .unitBytes = unitBytes, .payload = count * payloadBytes};
     }
 
     /// The count of an object, and `offset` moved behind it.
