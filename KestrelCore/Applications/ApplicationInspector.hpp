@@ -1,0 +1,39 @@
+#pragma once
+
+#include "KestrelCore/Applications/ApplicationRecord.hpp"
+#include "KestrelCore/Base/Text.hpp"
+#include "KestrelCore/Export.hpp"
+
+#include <memory>
+#include <unordered_set>
+#include <vector>
+
+namespace KestrelCore {
+
+struct ApplicationLocations;
+class FileManager;
+
+/// Lists application bundles and what they have left in the user's Library under their bundle identifier. Keeps nothing
+/// between calls; any thread, calls may overlap.
+class KESTRELCORE_EXPORT ApplicationInspector {
+public:
+    /// Looks into "/Applications" and the current user's home directory.
+    ApplicationInspector();
+    /// Looks elsewhere, or through another file manager. Bundles are always opened on the disk itself.
+    ApplicationInspector(const ApplicationLocations& locations, std::shared_ptr<const FileManager> fileManager);
+
+    /// The applications, sorted by name as a file browser sorts them; an application in both folders comes twice. Never
+    /// fails: what can't be read contributes nothing. Blocks: it reads folders and measures residues.
+    [[nodiscard]] std::vector<ApplicationRecord> installedApplications() const;
+
+    /// Brings a list up to date after the items at `deletedPaths`, with everything beneath them, were deleted: drops
+    /// their records and residues, and keeps the order. Asks nothing of the disk.
+    [[nodiscard]] static std::vector<ApplicationRecord> pruning(const std::vector<ApplicationRecord>& records,
+                                                                const std::unordered_set<Text>& deletedPaths);
+
+private:
+    std::shared_ptr<const ApplicationLocations> locations_;  ///< null: those of the current user, asked at each call
+    std::shared_ptr<const FileManager> fileManager_;
+};
+
+}  // namespace KestrelCore
