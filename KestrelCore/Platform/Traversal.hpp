@@ -18,7 +18,8 @@ struct TraversalEntry {
         directory,            ///< a directory before its content; `status` is set
         directoryEnd,         ///< the same directory after its content; `status` is null
         item,                 ///< a file, link, dangling link, socket, FIFO or device; `status` is set
-        unreadableDirectory,  ///< comes after `directory` of the same path when its content could not be (fully) read
+        unreadableDirectory,  ///< stands in the place of `directoryEnd` when the content could not be read, or not to
+                              ///< its end; what could be read came before
         noStatus,             ///< an entry that could not be looked at, or that makes absurd claims; no record
         error                 ///< something else went wrong with this path
     };
@@ -35,8 +36,13 @@ struct TraversalEntry {
 /// not entered.
 ///
 /// The order and the entries are those of `fts` with a null comparator: the same on every run over an unchanged tree,
-/// however many threads read ahead. One thread calls; the implementation may own others, and its destructor does not
-/// wait for one that is stuck in a system call.
+/// however many threads read ahead. Where the tree changes under the walk, an entry is as it was when its folder was
+/// listed or is an issue; a folder that was moved away or replaced before it was opened is `unreadableDirectory` with
+/// ENOENT. An entry that claims more than 2^50 allocated bytes, a negative size, or as much as to bring the sum of all
+/// entries above 2^62, is `noStatus` with EOVERFLOW, and when it is a directory it is not entered.
+///
+/// One thread calls; the implementation may own others, and its destructor does not wait for one that is stuck in a
+/// system call. `next` itself can be: it may read on the calling thread.
 class Traversal {
 public:
     virtual ~Traversal() = default;
