@@ -105,8 +105,9 @@ UChar32 decomposedStart(UChar32 scalar) {
     const std::int32_t length =
         U_FAILURE(status) ? -1 : unorm2_getDecomposition(decomposer, scalar, decomposed.data(), 32, &status);
     if (length <= 0 || U_FAILURE(status)) return scalar;
+    std::int32_t index = 0;
     UChar32 first = 0;
-    U16_GET_UNSAFE(decomposed.data(), 0, first);
+    U16_NEXT(decomposed.data(), index, length, first);
     return first;
 }
 

@@ -1,0 +1,32 @@
+# The install tree: libraries, public headers, the program, and what find_package and pkg-config read.
+include(CMakePackageConfigHelpers)
+include(${CMAKE_CURRENT_LIST_DIR}/PublicHeaders.cmake)
+
+set(KESTREL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/KestrelCore)
+
+install(TARGETS kestrel RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+# Two export sets: who links the shared library needs none of the packages that the static one brings along.
+set_target_properties(KestrelCoreStatic PROPERTIES EXPORT_NAME KestrelCoreStatic)
+install(TARGETS KestrelCore EXPORT KestrelCoreTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS KestrelCoreStatic EXPORT KestrelCoreStaticTargets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+foreach(set KestrelCoreTargets KestrelCoreStaticTargets)
+    install(EXPORT ${set} NAMESPACE KestrelCore:: DESTINATION ${KESTREL_CMAKE_DIR})
+endforeach()
+
+foreach(header ${KESTREL_PUBLIC_HEADERS})
+    get_filename_component(folder ${header} DIRECTORY)
+    install(FILES ${PROJECT_SOURCE_DIR}/KestrelCore/${header}
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KestrelCore/${folder})
+endforeach()
+
+configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/KestrelCoreConfig.cmake.in
+    ${PROJECT_BINARY_DIR}/KestrelCoreConfig.cmake INSTALL_DESTINATION ${KESTREL_CMAKE_DIR})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/KestrelCoreConfigVersion.cmake
+    VERSION ${PROJECT_VERSION} COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/KestrelCoreConfig.cmake ${PROJECT_BINARY_DIR}/KestrelCoreConfigVersion.cmake
+    DESTINATION ${KESTREL_CMAKE_DIR})
+
+# The file finds its prefix from its own place, so the tree may be moved.
+file(RELATIVE_PATH KESTREL_PREFIX_FROM_PC /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+configure_file(${CMAKE_CURRENT_LIST_DIR}/kestrelcore.pc.in ${PROJECT_BINARY_DIR}/kestrelcore.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/kestrelcore.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

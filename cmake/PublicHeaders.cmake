@@ -1,0 +1,54 @@
+# What hosts may include: these headers get installed, and only these. Every other header of KestrelCore/ is internal and
+# stands in the second list, so that nobody forgets to decide; scripts/check-install holds both lists to the sources.
+set(KESTREL_PUBLIC_HEADERS
+    Base/CancellationToken.hpp
+    Base/Date.hpp
+    Base/EventStream.hpp
+    Base/Hashing.hpp
+    Base/NaturalOrder.hpp
+    Base/Path.hpp
+    Base/Text.hpp
+    Base/URL.hpp
+    Base/UUID.hpp
+    Export.hpp
+    KestrelCore.hpp
+    Libraries/DocumentLibraryIndexer.hpp
+    Libraries/MediaLibraryIndexer.hpp
+    Model/CodingError.hpp
+    Model/FileIdentity.hpp
+    Model/FileKind.hpp
+    Model/FileRecord.hpp
+    Model/KestrelError.hpp
+    Model/RecordList.hpp
+    Model/RiskLevel.hpp
+    Model/ScanEvent.hpp
+    Model/ScanIssue.hpp
+    Model/ScanProgress.hpp
+    Model/ScanScope.hpp
+    Model/ScanSnapshot.hpp
+    Platform/FileManager.hpp
+    Platform/PlatformError.hpp
+    SafetyPolicy.hpp
+    Scanning/FullDiskAccess.hpp
+    SystemMetrics.hpp
+)
+
+set(KESTREL_INTERNAL_HEADERS
+    Base/Checked.hpp
+    Base/DotName.hpp
+    Base/FatalError.hpp
+    Base/SerialExecutor.hpp
+    Base/TextScan.hpp
+    Libraries/LibraryFolders.hpp
+    Model/JSONFormat.hpp
+    Model/JSONSplitter.hpp
+    Model/RecordStorage.hpp
+    Model/SnapshotCoding.hpp
+    Model/SnapshotContents.hpp
+    Model/SnapshotLookup.hpp
+    Model/SnapshotPruning.hpp
+    Platform/*
+    SafetyRules.hpp
+    SystemMetricsRules.hpp
+    SystemMetricsSources.hpp
+)
