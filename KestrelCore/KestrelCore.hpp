@@ -27,6 +27,8 @@
 #include "KestrelCore/Platform/PlatformError.hpp"
 #include "KestrelCore/SafetyPolicy.hpp"
 #include "KestrelCore/Scanning/FullDiskAccess.hpp"
+#include "KestrelCore/Search/SearchExplanation.hpp"
+#include "KestrelCore/Search/SearchQuery.hpp"
 #include "KestrelCore/SystemMetrics.hpp"
 
 extern "C" {

@@ -8,6 +8,8 @@
 #include "KestrelCore/Model/RecordList.hpp"
 #include "KestrelCore/Model/ScanIssue.hpp"
 #include "KestrelCore/Model/ScanScope.hpp"
+#include "KestrelCore/Search/SearchExplanation.hpp"
+#include "KestrelCore/Search/SearchQuery.hpp"
 
 #include <cstdint>
 #include <functional>
@@ -57,6 +59,17 @@ public:
     /// the process when two records share a path or a byte sum overflows: ask `isConsistent` first for a snapshot that
     /// comes from outside.
     [[nodiscard]] ScanSnapshot removing(const std::unordered_set<Text>& paths) const;
+
+    /// The records that answer a typed query best, best first and at most `limit` of them; none for a limit of 0 or
+    /// below. Words are found in names and paths, also with a small slip; equal matches come in the order of
+    /// `records`. The first search over a snapshot builds what all later ones share.
+    [[nodiscard]] std::vector<FileRecord> search(const SearchQuery& query, std::int64_t limit) const;
+    /// The same; empty when it was cancelled before it was done.
+    [[nodiscard]] std::optional<std::vector<FileRecord>> search(const SearchQuery& query, std::int64_t limit,
+                                                                const CancellationToken& cancellation) const;
+    /// The same with each record's score, and with how the query was understood.
+    [[nodiscard]] std::optional<SearchAnswer> search(const SearchQuery& query, std::int64_t limit,
+                                                     const SearchSettings& settings) const;
 
     /// False when a path occurs twice, a size is negative, or the sizes of all records together pass 2^62 bytes.
     [[nodiscard]] bool isConsistent() const;

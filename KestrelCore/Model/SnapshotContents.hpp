@@ -3,6 +3,7 @@
 #include "KestrelCore/Model/RecordStorage.hpp"
 #include "KestrelCore/Model/ScanSnapshot.hpp"
 #include "KestrelCore/Model/SnapshotLookup.hpp"
+#include "KestrelCore/Search/SearchIndex.hpp"
 
 #include <memory>
 #include <utility>
@@ -25,6 +26,7 @@ struct SnapshotContents {
     RecordList records;
     std::vector<ScanIssue> issues;
     SnapshotLookup lookup;
+    LazySearchIndex searchIndex;
 };
 
 }  // namespace KestrelCore

@@ -22,7 +22,7 @@ constexpr std::array allKinds = {
     Kind{"json-doubles.json", checkJSONDoubles},
     Kind{"json-strings.json", checkJSONStrings},
     Kind{"json-payloads.json", checkJSONPayloads},
-    Kind{"plans.json", nullptr},
+    Kind{"plans.json", checkPlans},
     Kind{"snapshots.json", checkSnapshots},
 };
 

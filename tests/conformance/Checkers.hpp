@@ -8,6 +8,10 @@
 #include <string>
 #include <string_view>
 
+namespace KestrelCore {
+class ScanSnapshot;
+}
+
 namespace KestrelCore::conformance {
 
 /// Where a checker reports: counts what was compared and prints each difference as it is found.
@@ -49,7 +53,10 @@ void checkURLStrings(simdjson::dom::element root, Report& report);
 void checkJSONDoubles(simdjson::dom::element root, Report& report);
 void checkJSONStrings(simdjson::dom::element root, Report& report);
 void checkJSONPayloads(simdjson::dom::element root, Report& report);
+void checkPlans(simdjson::dom::element root, Report& report);
 void checkSnapshots(simdjson::dom::element root, Report& report);
+/// The searches of one snapshot, a part of `checkSnapshots`.
+void checkSearches(const ScanSnapshot& snapshot, simdjson::dom::element searches, Report& report);
 
 /// A kind of file and what checks it. A kind without a checker is known but can't be checked yet.
 struct Kind {

@@ -124,6 +124,7 @@ void checkSnapshots(element root, Report& report) {
         checkSafety(snapshot, home, row, what, report);
         checkRemoving(snapshot, row["removing"], what, report);
         checkLibraries(snapshot, home, row, what, report);
+        checkSearches(snapshot, row["searches"], report);
     }
 }
 

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+namespace KestrelCore {
+
+/// How many items a thread takes at a time: enough to hide the taking, few enough that all end together.
+inline constexpr std::size_t itemsPerBlock = 4096;
+
+/// As many threads as are worth starting for `count` items, at most `wanted` (0: as many as the machine runs at once).
+[[nodiscard]] inline unsigned worthwhileThreads(std::size_t count, unsigned wanted) {
+    constexpr unsigned most = 16;
+    constexpr std::size_t itemsPerThread = 8 * itemsPerBlock;
+    if (wanted != 0) return std::min(wanted, most);
+    const std::size_t machine = std::clamp(std::thread::hardware_concurrency(), 1U, most);
+    return static_cast<unsigned>(std::clamp<std::size_t>(count / itemsPerThread, 1, machine));
+}
+
+/// Calls `work(begin, end, thread)` for blocks that together are 0…count, on `threads` threads, of which the caller is
+/// number 0. A thread gets its blocks in ascending order. When `work` returns false no further block is begun. Returns
+/// when all threads are done.
+template <typename Work>
+void forEachBlock(std::size_t count, unsigned threads, const Work& work) {
+    std::atomic<std::size_t> next = 0;
+    std::atomic<bool> goesOn = true;
+    const auto run = [&](unsigned thread) {
+        while (goesOn.load(std::memory_order_relaxed)) {
+            const std::size_t begin = next.fetch_add(itemsPerBlock, std::memory_order_relaxed);
+            if (begin >= count) return;
+            if (!work(begin, std::min(begin + itemsPerBlock, count), thread)) {
+                goesOn.store(false, std::memory_order_relaxed);
+            }
+        }
+    };
+    std::vector<std::thread> helpers;
+    for (unsigned thread = 1; thread < threads; ++thread) {
+        try {
+            helpers.emplace_back(run, thread);
+        } catch (const std::system_error&) {
+            break;  // The system has no thread to give: those that run do the work.
+        }
+    }
+    run(0);
+    for (std::thread& helper : helpers) helper.join();
+}
+
+}  // namespace KestrelCore
