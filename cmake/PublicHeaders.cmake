@@ -30,6 +30,8 @@ set(KESTREL_PUBLIC_HEADERS
     Platform/PlatformError.hpp
     SafetyPolicy.hpp
     Scanning/FullDiskAccess.hpp
+    Search/SearchExplanation.hpp
+    Search/SearchQuery.hpp
     SystemMetrics.hpp
 )
 
@@ -49,6 +51,16 @@ set(KESTREL_INTERNAL_HEADERS
     Model/SnapshotPruning.hpp
     Platform/*
     SafetyRules.hpp
+    Search/BoundedSearchResults.hpp
+    Search/EditDistance.hpp
+    Search/FolderAnswers.hpp
+    Search/LetterMask.hpp
+    Search/NameMatcher.hpp
+    Search/ParallelBlocks.hpp
+    Search/SearchIndex.hpp
+    Search/SearchPattern.hpp
+    Search/SnapshotSearch.hpp
+    Search/StorageSearchPlan.hpp
     SystemMetricsRules.hpp
     SystemMetricsSources.hpp
 )
