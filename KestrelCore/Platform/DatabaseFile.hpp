@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace KestrelCore {
+
+/// What stands where a database is, or is to be. Links are followed. Nothing is opened: closing any descriptor of a
+/// database would drop the locks that its engine holds on it in this process.
+struct DatabaseFile {
+    struct Item {
+        std::uint64_t device = 0;
+        std::uint64_t inode = 0;
+        std::int64_t size = 0;  ///< bytes
+        bool isRegular = false;
+    };
+
+    /// Empty when nothing is there, or nothing that can be looked at.
+    [[nodiscard]] static std::optional<Item> item(const std::string& path);
+    /// The path with its links resolved, so that all spellings of one place are one; of a file that does not exist yet
+    /// only the folder is resolved. `path` as it stands where that fails.
+    [[nodiscard]] static std::string resolved(const std::string& path);
+    /// Whether this process may create files in the folder that holds `path`.
+    [[nodiscard]] static bool isInWritableFolder(const std::string& path);
+};
+
+}  // namespace KestrelCore

@@ -1,0 +1,26 @@
+#include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
+
+#include "KestrelCore/Storage/SnapshotDatabase.hpp"
+
+namespace KestrelCore {
+
+SQLiteSnapshotStore::SQLiteSnapshotStore(const URL& url) : database_{std::make_unique<SnapshotDatabase>(url)} {}
+
+SQLiteSnapshotStore::~SQLiteSnapshotStore() = default;
+
+void SQLiteSnapshotStore::replace(const ScanSnapshot& with) {
+    const std::lock_guard guard{mutex_};
+    database_->replace(with);
+}
+
+std::optional<ScanSnapshot> SQLiteSnapshotStore::loadLatest() {
+    const std::lock_guard guard{mutex_};
+    return database_->loadLatest();
+}
+
+void SQLiteSnapshotStore::clear() {
+    const std::lock_guard guard{mutex_};
+    database_->clear();
+}
+
+}  // namespace KestrelCore

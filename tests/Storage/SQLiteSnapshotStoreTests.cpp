@@ -1,0 +1,304 @@
+#include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
+
+#include "KestrelCore/Model/CodingError.hpp"
+#include "KestrelCore/Model/KestrelError.hpp"
+#include "KestrelCore/Platform/PlatformError.hpp"
+#include "KestrelCore/Storage/SnapshotDatabase.hpp"
+#include "support/SampleSnapshots.hpp"
+#include "support/StoreFiles.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <limits>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <thread>
+
+namespace KestrelCore {
+namespace {
+
+constexpr const char* cannotOpen = "Kestrel could not open its private scan index.";
+
+/// The message of the `unavailable` error that `work` must throw.
+template <typename Work>
+std::string unavailableMessage(Work work) {
+    try {
+        work();
+    } catch (const KestrelError& error) {
+        EXPECT_EQ(error.errorCase(), KestrelError::Case::unavailable);
+        return error.what();
+    }
+    ADD_FAILURE() << "no error";
+    return {};
+}
+
+TEST(SQLiteSnapshotStore, createsFolderTableAndNothingElseInANewFile) {
+    StoreFiles files;
+    const std::string path = files.folder() + "/a/b/snapshots.sqlite";
+    SQLiteSnapshotStore store{URL::fromPath(path)};
+    EXPECT_TRUE(std::filesystem::is_regular_file(path));
+    EXPECT_EQ(store.loadLatest(), std::nullopt);
+}
+
+TEST(SQLiteSnapshotStore, hasExactlyTheStatedSchema) {
+    StoreFiles files;
+    { SQLiteSnapshotStore store{files.url()}; }
+    EXPECT_EQ(
+        files.query("SELECT sql FROM sqlite_master WHERE name = 'snapshots';"),
+        "CREATE TABLE snapshots (\n    id TEXT PRIMARY KEY,\n    completed_at REAL NOT NULL,\n    payload BLOB NOT "
+        "NULL\n)");
+    EXPECT_EQ(files.query("PRAGMA journal_mode;"), "wal");
+}
+
+TEST(SQLiteSnapshotStore, givesBackWhatWasSaved) {
+    StoreFiles files;
+    const ScanSnapshot snapshot = sampleSnapshot(5'000, 1);
+    SQLiteSnapshotStore store{files.url()};
+    store.replace(snapshot);
+    const auto loaded = store.loadLatest();
+    ASSERT_TRUE(loaded.has_value());
+    EXPECT_EQ(*loaded, snapshot);
+    EXPECT_TRUE(contents(*loaded) == contents(snapshot));
+}
+
+TEST(SQLiteSnapshotStore, givesBackWhatAnEarlierRunSaved) {
+    StoreFiles files;
+    const ScanSnapshot snapshot = sampleSnapshot(300, 2);
+    SQLiteSnapshotStore{files.url()}.replace(snapshot);
+    EXPECT_EQ(SQLiteSnapshotStore{files.url()}.loadLatest(), snapshot);
+}
+
+TEST(SQLiteSnapshotStore, storesIdentifierDateAndOneJSONText) {
+    StoreFiles files;
+    const ScanSnapshot snapshot = sampleSnapshot(10'000, 3);  // more than one piece
+    SQLiteSnapshotStore{files.url()}.replace(snapshot);
+    EXPECT_EQ(files.query("SELECT id FROM snapshots;"), snapshot.id().uuidString());
+    EXPECT_EQ(files.query("SELECT completed_at FROM snapshots;"), "1678307200.0");
+    EXPECT_EQ(files.query("SELECT typeof(payload) FROM snapshots;"), "blob");
+    EXPECT_TRUE(files.query("SELECT CAST(payload AS TEXT) FROM snapshots;") == snapshot.encodedJSON());
+}
+
+TEST(SQLiteSnapshotStore, holdsOneRowAfterTwoSaves) {
+    StoreFiles files;
+    SQLiteSnapshotStore store{files.url()};
+    store.replace(sampleSnapshot(200, 4, 800'000'000));
+    const ScanSnapshot second = sampleSnapshot(10, 5, 700'000'000);  // completed earlier, and still the one that counts
+    store.replace(second);
+    EXPECT_EQ(store.loadLatest(), second);
+    EXPECT_EQ(files.query("SELECT count(*) FROM snapshots;"), "1");
+}
+
+TEST(SQLiteSnapshotStore, leavesAnEmptyLogAfterASave) {
+    StoreFiles files;
+    SQLiteSnapshotStore store{files.url()};
+    store.replace(sampleSnapshot(2'000, 6));
+    EXPECT_EQ(std::filesystem::file_size(files.path() + "-wal"), 0U);
+}
+
+TEST(SQLiteSnapshotStore, loadsNoneAfterClear) {
+    StoreFiles files;
+    SQLiteSnapshotStore store{files.url()};
+    store.replace(sampleSnapshot(20, 7));
+    store.clear();
+    EXPECT_EQ(store.loadLatest(), std::nullopt);
+    EXPECT_EQ(files.query("SELECT count(*) FROM snapshots;"), "0");
+}
+
+TEST(SQLiteSnapshotStore, loadsTheRowThatWasCompletedLast) {
+    StoreFiles files;
+    const ScanSnapshot newer = sampleSnapshot(20, 8, 800'000'000);
+    SQLiteSnapshotStore store{files.url()};
+    store.replace(newer);
+    files.query("INSERT INTO snapshots VALUES ('older', 1, 'no JSON');");
+    EXPECT_EQ(store.loadLatest(), newer);
+}
+
+TEST(SQLiteSnapshotStore, dropsTheTableOfOlderVersionsOnSaveAndOnClear) {
+    const auto search = "SELECT count(*) FROM sqlite_master WHERE name = 'node_search';";
+    StoreFiles files;
+    SQLiteSnapshotStore store{files.url()};
+    files.query("CREATE TABLE node_search (x); INSERT INTO node_search VALUES (1);");
+    EXPECT_EQ(files.query(search), "1");
+    store.replace(sampleSnapshot(5, 9));
+    EXPECT_EQ(files.query(search), "0");
+    files.query("CREATE TABLE node_search (x);");
+    store.clear();
+    EXPECT_EQ(files.query(search), "0");
+}
+
+TEST(SQLiteSnapshotStore, refusesADateThatIsNotFiniteBeforeAnythingIsTouched) {
+    StoreFiles files;
+    SQLiteSnapshotStore store{files.url()};
+    const ScanSnapshot earlier = sampleSnapshot(5, 10);
+    store.replace(earlier);
+    EXPECT_THROW(store.replace(sampleSnapshot(5, 11, std::numeric_limits<double>::infinity())), EncodingError);
+    EXPECT_EQ(store.loadLatest(), earlier);
+}
+
+TEST(SQLiteSnapshotStore, throwsTheReadersErrorForAPayloadThatIsNoSnapshot) {
+    StoreFiles files;
+    SQLiteSnapshotStore store{files.url()};
+    for (const char* payload : {"x''", "x'7b7d'", "'text'", "12", "zeroblob(100000)"}) {
+        files.query(std::string{"DELETE FROM snapshots; INSERT INTO snapshots VALUES ('a', 1, "} + payload + ");");
+        EXPECT_THROW((void)store.loadLatest(), DecodingError) << payload;
+    }
+    const ScanSnapshot next = sampleSnapshot(5, 12);
+    store.replace(next);
+    EXPECT_EQ(store.loadLatest(), next);
+}
+
+TEST(SQLiteSnapshotStore, readsAPayloadThatIsStoredAsText) {
+    StoreFiles files;
+    const ScanSnapshot snapshot = sampleSnapshot(5, 13);
+    SQLiteSnapshotStore store{files.url()};
+    store.replace(snapshot);
+    files.query("UPDATE snapshots SET payload = CAST(payload AS TEXT);");
+    EXPECT_EQ(store.loadLatest(), snapshot);
+}
+
+TEST(SQLiteSnapshotStore, readsATableOfAnotherMake) {
+    StoreFiles files;
+    const ScanSnapshot snapshot = sampleSnapshot(5, 14);
+    SQLiteSnapshotStore{files.url()}.replace(snapshot);
+    files.query("ALTER TABLE snapshots RENAME TO old; CREATE TABLE snapshots (id TEXT PRIMARY KEY, completed_at REAL, "
+                "payload BLOB) WITHOUT ROWID; INSERT INTO snapshots SELECT * FROM old;");
+    SQLiteSnapshotStore store{files.url()};
+    EXPECT_EQ(store.loadLatest(), snapshot);
+    // Such a table can't be written in pieces; what it holds stays.
+    EXPECT_NE(unavailableMessage([&] { store.replace(sampleSnapshot(6, 15)); }), "");
+    EXPECT_EQ(store.loadLatest(), snapshot);
+}
+
+TEST(SQLiteSnapshotStore, tellsWhichColumnAForeignTableLacks) {
+    StoreFiles files;
+    files.query("CREATE TABLE snapshots (id TEXT, completed_at REAL);");
+    SQLiteSnapshotStore store{files.url()};
+    EXPECT_EQ(unavailableMessage([&] { (void)store.loadLatest(); }), "no such column: payload");
+    EXPECT_EQ(unavailableMessage([&] { store.replace(sampleSnapshot(5, 16)); }),
+              "table snapshots has no column named payload");
+}
+
+TEST(SQLiteSnapshotStore, takesTheTextOfTheFailingStatementForAFileThatIsNoDatabase) {
+    StoreFiles files;
+    files.setBytes(std::string(5'000, 'x'));
+    EXPECT_EQ(unavailableMessage([&] { SQLiteSnapshotStore{files.url()}; }), "file is not a database");
+    EXPECT_EQ(files.bytes(), std::string(5'000, 'x'));
+}
+
+TEST(SQLiteSnapshotStore, takesAnEmptyFileForANewOne) {
+    StoreFiles files;
+    files.setBytes("");
+    SQLiteSnapshotStore store{files.url()};
+    EXPECT_EQ(store.loadLatest(), std::nullopt);
+}
+
+TEST(SQLiteSnapshotStore, opensNothingButPlainFiles) {
+    StoreFiles files;
+    ASSERT_EQ(mkfifo(files.path().c_str(), 0600), 0);
+    EXPECT_EQ(unavailableMessage([&] { SQLiteSnapshotStore{files.url()}; }), cannotOpen);
+    std::filesystem::remove(files.path());
+    std::filesystem::create_directory(files.path());
+    EXPECT_EQ(unavailableMessage([&] { SQLiteSnapshotStore{files.url()}; }), cannotOpen);
+    std::filesystem::remove(files.path());
+    std::filesystem::create_symlink("/dev/zero", files.path());
+    EXPECT_EQ(unavailableMessage([&] { SQLiteSnapshotStore{files.url()}; }), cannotOpen);
+    std::filesystem::remove(files.path());
+    std::filesystem::create_symlink(files.path(), files.path());  // a loop
+    EXPECT_EQ(unavailableMessage([&] { SQLiteSnapshotStore{files.url()}; }), cannotOpen);
+}
+
+TEST(SQLiteSnapshotStore, followsALinkToADatabase) {
+    StoreFiles files;
+    std::filesystem::create_directory(files.folder() + "/elsewhere");
+    std::filesystem::create_symlink("elsewhere/real.sqlite", files.path());
+    const ScanSnapshot snapshot = sampleSnapshot(5, 17);
+    SQLiteSnapshotStore{files.url()}.replace(snapshot);
+    EXPECT_EQ(SQLiteSnapshotStore{URL::fromPath(files.folder() + "/elsewhere/real.sqlite")}.loadLatest(), snapshot);
+    // One lock for all names of the database.
+    EXPECT_TRUE(std::filesystem::exists(files.folder() + "/elsewhere/real.sqlite-lock"));
+    EXPECT_FALSE(std::filesystem::exists(files.path() + "-lock"));
+}
+
+TEST(SQLiteSnapshotStore, passesTheErrorOfAFolderThatCannotBeMadeUnchanged) {
+    StoreFiles files;
+    files.setBytes("in the way");
+    try {
+        SQLiteSnapshotStore store{URL::fromPath(files.path() + "/below/snapshots.sqlite")};
+        FAIL();
+    } catch (const PlatformError& error) {
+        EXPECT_EQ(error.domain(), PlatformError::Domain::fileManager);
+        EXPECT_EQ(error.code(), PlatformError::fileWriteUnknown);
+    }
+}
+
+TEST(SQLiteSnapshotStore, waitsForAnotherSaverAndThenSaysThatTheDatabaseIsLocked) {
+    StoreFiles files;
+    SnapshotDatabase database{files.url(), {.patience = std::chrono::milliseconds{20}, .longestPayload = {}}};
+    const ScanSnapshot earlier = sampleSnapshot(5, 18);
+    database.replace(earlier);
+    {
+        const auto held = FileLock::acquire(files.path() + "-lock", std::chrono::milliseconds{0});
+        ASSERT_TRUE(held.has_value());
+        EXPECT_EQ(unavailableMessage([&] { database.replace(sampleSnapshot(5, 19)); }), "database is locked");
+        EXPECT_EQ(unavailableMessage([&] { database.clear(); }), "database is locked");
+        EXPECT_EQ(database.loadLatest(), earlier);  // waits for nobody
+    }
+    const ScanSnapshot later = sampleSnapshot(5, 20);
+    database.replace(later);
+    EXPECT_EQ(database.loadLatest(), later);
+}
+
+TEST(SQLiteSnapshotStore, saysThatTheDatabaseIsLockedByAWriterWhoDoesNotKnowOurLock) {
+    StoreFiles files;
+    SnapshotDatabase database{files.url(), {.patience = std::chrono::milliseconds{20}, .longestPayload = {}}};
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(files.path().c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE;", nullptr, nullptr, nullptr), SQLITE_OK);
+    EXPECT_EQ(unavailableMessage([&] { database.replace(sampleSnapshot(5, 21)); }), "database is locked");
+    sqlite3_close(other);
+    database.replace(sampleSnapshot(5, 22));
+}
+
+TEST(SQLiteSnapshotStore, keepsTheEarlierSnapshotWhenThePayloadIsAboveTheLimit) {
+    StoreFiles files;
+    SnapshotDatabase database{files.url(), {.patience = std::chrono::milliseconds{20}, .longestPayload = 100'000}};
+    const ScanSnapshot small = sampleSnapshot(100, 23);
+    database.replace(small);
+    EXPECT_EQ(unavailableMessage([&] { database.replace(sampleSnapshot(1'000, 24)); }), "string or blob too big");
+    EXPECT_EQ(database.loadLatest(), small);
+    const ScanSnapshot next = sampleSnapshot(90, 25);
+    database.replace(next);
+    EXPECT_EQ(database.loadLatest(), next);
+}
+
+TEST(SQLiteSnapshotStore, savesIntoANewFileWhenItsOwnWasDeleted) {
+    StoreFiles files;
+    SQLiteSnapshotStore store{files.url()};
+    store.replace(sampleSnapshot(50, 26));
+    std::filesystem::remove_all(files.folder());
+    const ScanSnapshot next = sampleSnapshot(60, 27);
+    store.replace(next);
+    EXPECT_EQ(store.loadLatest(), next);
+    EXPECT_EQ(SQLiteSnapshotStore{files.url()}.loadLatest(), next);
+}
+
+TEST(SQLiteSnapshotStore, mayBeUsedFromSeveralThreads) {
+    StoreFiles files;
+    SQLiteSnapshotStore store{files.url()};
+    const ScanSnapshot first = sampleSnapshot(200, 28);
+    const ScanSnapshot second = sampleSnapshot(300, 29);
+    store.replace(first);
+    std::thread saver{[&] {
+        for (int i = 0; i < 20; ++i) store.replace(i % 2 == 0 ? second : first);
+    }};
+    for (int i = 0; i < 20; ++i) {
+        const auto loaded = store.loadLatest();
+        EXPECT_TRUE(loaded == first || loaded == second);
+    }
+    saver.join();
+}
+
+}  // namespace
+}  // namespace KestrelCore
