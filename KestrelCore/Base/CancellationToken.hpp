@@ -30,7 +30,7 @@ public:
         std::shared_ptr<Entry> entry_;
     };
     /// Runs `callback` when the token is cancelled, at once on this thread if it already is. The callback must not
-    /// block and must not destroy its own registration.
+    /// block, must not throw and must not destroy its own registration.
     [[nodiscard]] Registration onCancel(std::function<void()> callback) const;
 
 private:

@@ -18,7 +18,8 @@ std::string Date::rfc3339() const {
     constexpr double earliest = -62167219200.0;
     constexpr double latest = 253402300799.999;
     const double clamped = std::isnan(secondsSinceReferenceDate) ? 0 : std::clamp(secondsSince1970(), earliest, latest);
-    const auto milliseconds = static_cast<std::int64_t>(std::floor(clamped * 1000));
+    // To the nearest, since a double can't hold most milliseconds exactly: the one just below is not meant.
+    const auto milliseconds = static_cast<std::int64_t>(std::llround(clamped * 1000));
     const sys_time<std::chrono::milliseconds> point{std::chrono::milliseconds{milliseconds}};
     const auto day = floor<days>(point);
     const year_month_day date{day};

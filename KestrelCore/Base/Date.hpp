@@ -33,8 +33,8 @@ struct KESTRELCORE_EXPORT Date {
     [[nodiscard]] constexpr Date addingSeconds(double seconds) const {
         return Date{secondsSinceReferenceDate + seconds};
     }
-    /// RFC 3339 in UTC with milliseconds where they are not zero, such as "2026-11-21T09:30:00Z"; years beyond
-    /// 0000–9999 are clamped to that range.
+    /// RFC 3339 in UTC, rounded to milliseconds, which are written where they are not zero, such as
+    /// "2026-11-21T09:30:00Z"; years beyond 0000–9999 are clamped to that range, what is no number becomes 1970.
     [[nodiscard]] std::string rfc3339() const;
 
     auto operator<=>(const Date&) const = default;

@@ -44,21 +44,25 @@ public:
     };
 
     /// Starts `produce` on a new thread and returns at once. When it returns the stream ends; when it throws, the
-    /// stream ends with that error.
+    /// stream ends with that error. What `produce` owns is destroyed before the end can be seen. Throws
+    /// std::system_error when the system has no thread left.
     [[nodiscard]] static EventStream start(std::function<void(const Continuation&)> produce) {
         auto state = std::make_shared<State>();
-        std::thread{[continuation = Continuation{state}, produce = std::move(produce)] {
+        std::thread{[continuation = Continuation{state}, produce = std::move(produce)]() mutable {
+            std::exception_ptr error;
             try {
                 produce(continuation);
-                continuation.finish();
             } catch (...) {
-                continuation.finish(std::current_exception());
+                error = std::current_exception();
             }
+            produce = nullptr;
+            continuation.finish(std::move(error));
         }}.detach();
         return EventStream{std::move(state)};
     }
 
-    /// A stream and its producer's side, for producers that bring their own thread (and for tests).
+    /// A stream and its producer's side, for producers that bring their own thread (and for tests). The producer must
+    /// finish: dropping its side alone does not end the stream.
     [[nodiscard]] static std::pair<EventStream, Continuation> make() {
         auto state = std::make_shared<State>();
         return {EventStream{state}, Continuation{state}};
@@ -67,12 +71,12 @@ public:
     EventStream(EventStream&&) noexcept = default;
     EventStream& operator=(EventStream&& other) noexcept {
         if (this != &other) {
-            cancel();
+            abandon();
             state_ = std::move(other.state_);
         }
         return *this;
     }
-    ~EventStream() { cancel(); }
+    ~EventStream() { abandon(); }
 
     /// The next value; empty at the end. Blocks until there is one. Throws the error that ended the stream, once.
     [[nodiscard]] std::optional<T> next() {
@@ -85,6 +89,11 @@ public:
     struct Ended {};     ///< the stream is over
     /// As `next`, but gives up after `limit`.
     [[nodiscard]] std::variant<T, TimedOut, Ended> next(std::chrono::nanoseconds limit) {
+        // Adding a limit near the end of its range to the clock would overflow; beyond a year it means "no limit".
+        if (limit > std::chrono::hours{24 * 365}) {
+            if (std::optional<T> value = next()) return std::move(*value);
+            return Ended{};
+        }
         std::unique_lock lock{state_->mutex};
         if (!state_->changed.wait_for(lock, limit, [this] { return state_->isReadable(); })) return TimedOut{};
         if (std::optional<T> value = state_->take(lock)) return std::move(*value);
@@ -96,9 +105,9 @@ public:
         if (state_ == nullptr) return;
         {
             const std::lock_guard guard{state_->mutex};
-            if (state_->isFinished) return;
             state_->isFinished = true;
         }
+        // Before the readers wake, and without the lock: what the token calls may use the stream.
         state_->token.cancel();
         state_->changed.notify_all();
     }
@@ -142,6 +151,15 @@ private:
     };
 
     explicit EventStream(std::shared_ptr<State> state) : state_{std::move(state)} {}
+
+    /// Cancels, and frees what nobody can read any more: a producer that is left behind keeps the state alive.
+    void abandon() noexcept {
+        if (state_ == nullptr) return;
+        cancel();
+        std::deque<T> unread;
+        const std::lock_guard guard{state_->mutex};
+        unread.swap(state_->buffer);
+    }
 
     std::shared_ptr<State> state_;
 };

@@ -10,12 +10,15 @@
 
 namespace KestrelCore {
 
-/// Runs operations of one object one at a time, on the thread that calls. Not recursive: an operation must not run
-/// another one on the same executor.
+/// Runs operations of one object one at a time, on the thread that calls. Not recursive: an operation that runs another
+/// one on the same executor stops the process instead of waiting for itself for ever.
 class SerialExecutor {
 public:
     template <typename Operation>
     decltype(auto) run(Operation&& operation) {
+        if (owner_.load(std::memory_order_relaxed) == std::this_thread::get_id()) {
+            fatalError("KestrelCore/SerialExecutor", "An operation must not run another one on its own executor");
+        }
         const std::lock_guard guard{mutex_};
         const Isolation isolation{owner_};
         return std::forward<Operation>(operation)();

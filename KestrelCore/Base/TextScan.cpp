@@ -27,7 +27,6 @@ constexpr std::string_view sourceFile = "KestrelCore/TextScan";
 
 /// The first byte of U+0300's form: a well-formed text without such a byte or a higher one stays below that scalar.
 constexpr unsigned char firstByteOfU0300 = 0xCC;
-constexpr UChar32 latinEnd = 0x300;
 
 void check(UErrorCode status) {
     if (U_FAILURE(status)) fatalError(sourceFile, u_errorName(status));
