@@ -1,6 +1,7 @@
 #include "KestrelCore/SafetyRules.hpp"
 
 #include "KestrelCore/Model/KestrelError.hpp"
+#include "KestrelCore/Platform/DeletionGuard.hpp"
 #include "KestrelCore/Platform/FileStatus.hpp"
 #include "KestrelCore/Platform/HomeDirectory.hpp"
 #include "KestrelCore/SafetyPolicy.hpp"
@@ -79,7 +80,7 @@ void forEachComponent(std::string_view path, Visit visit) {
 }  // namespace
 
 SafetyRules::SafetyRules(const Text& home, const Text& ownBundle, const SystemLocations& locations)
-    : home_{home}, managedMessage_{locations.managedMessage} {
+    : home_{home}, ownBundle_{ownBundle}, managedMessage_{locations.managedMessage} {
     for (const char* path : neverRemovedEverywhere) neverRemoved_.emplace_back(path);
     neverRemoved_.push_back(home);
     for (const Text& path : locations.neverRemoved) neverRemoved_.push_back(path);
@@ -113,7 +114,9 @@ SafetyRules::SafetyRules(const Text& home, const Text& ownBundle, const SystemLo
 
 SafetyRules SafetyRules::ofThisProcess() {
     const Text home = currentHomeDirectory();
-    return {home, ownBundle(mainBundlePath(), mainExecutablePath(), home), systemLocations()};
+    SafetyRules rules{home, ownBundle(mainBundlePath(), mainExecutablePath(), home), systemLocations()};
+    rules.ownExecutable_ = mainExecutablePath();
+    return rules;
 }
 
 Text SafetyRules::ownBundle(const Text& bundle, const Text& executable, const Text& home) {
@@ -121,6 +124,15 @@ Text SafetyRules::ownBundle(const Text& bundle, const Text& executable, const Te
     const Text homeForm = home.normalized();
     const bool holdsHome = bundleForm == Text{"/"} || isAtOrBeneath(homeForm.view(), bundleForm.view());
     return holdsHome ? executable : bundle;
+}
+
+std::vector<SafetyRules::ProtectedIdentity> SafetyRules::protectedIdentities() const {
+    std::vector<ProtectedIdentity> result;
+    for (const Text& path : neverRemoved_)
+        if (const auto identity = identityFollowingLinks(path)) result.push_back({*identity, neverRemovedMessage});
+    for (const Text& path : {ownBundle_, ownExecutable_})
+        if (const auto identity = identityFollowingLinks(path)) result.push_back({*identity, ownBundleMessage});
+    return result;
 }
 
 // MARK: the rules by text

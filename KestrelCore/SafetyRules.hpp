@@ -2,6 +2,7 @@
 
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Base/URL.hpp"
+#include "KestrelCore/Model/FileIdentity.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
 #include "KestrelCore/Model/RiskLevel.hpp"
 #include "KestrelCore/Platform/SystemLocations.hpp"
@@ -29,8 +30,15 @@ public:
     [[nodiscard]] static Text ownBundle(const Text& bundle, const Text& executable, const Text& home);
 
     [[nodiscard]] const Text& home() const { return home_; }
-    /// Paths that are refused as themselves, for those who compare them by identity too.
-    [[nodiscard]] const std::vector<Text>& neverRemoved() const { return neverRemoved_; }
+
+    /// An item that is refused under whatever path it is reached, such as a bind mount of the home directory.
+    struct ProtectedIdentity {
+        FileIdentity identity;
+        Text reason;  ///< the finished sentence of the refusal
+    };
+    /// The paths that are refused as themselves, the own bundle and the own executable, as they are on the disk now;
+    /// links are followed.
+    [[nodiscard]] std::vector<ProtectedIdentity> protectedIdentities() const;
 
     /// The same operations as those of `SafetyPolicy`.
     [[nodiscard]] std::optional<Text> blockedReason(const URL& url) const;
@@ -79,6 +87,8 @@ private:
     [[nodiscard]] std::uint16_t find(std::uint16_t parent, std::string_view name) const;
 
     Text home_;
+    Text ownBundle_;
+    Text ownExecutable_;  ///< empty in rules made for another process
     Text managedMessage_;
     std::vector<Text> neverRemoved_;
     // The same paths in normal form C, so that a rule is a comparison of bytes.

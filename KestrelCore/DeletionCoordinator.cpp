@@ -1,0 +1,179 @@
+#include "KestrelCore/DeletionCoordinator.hpp"
+
+#include "KestrelCore/Base/SerialExecutor.hpp"
+#include "KestrelCore/Model/KestrelError.hpp"
+#include "KestrelCore/Platform/DeletionGuard.hpp"
+#include "KestrelCore/Platform/FileManager.hpp"
+#include "KestrelCore/Platform/FileStatus.hpp"
+#include "KestrelCore/SafetyPolicy.hpp"
+#include "KestrelCore/SafetyRules.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <unordered_map>
+#include <utility>
+
+namespace KestrelCore {
+
+namespace {
+
+constexpr const char* sourceFile = "KestrelCore/SafetyPolicy";
+constexpr const char* changedMessage = "The item changed since the scan. Scan again before deleting it.";
+constexpr const char* missingMessage = "The item no longer exists or cannot be inspected.";
+constexpr const char* appManagementMessage =
+    "macOS blocked app deletion. Allow Kestrel in Privacy & Security → App Management (allow Terminal while using this "
+    "local preview), then try again.";
+
+/// The type bits of a mode, which have the same values on every system.
+std::uint32_t typeBits(FileType type) {
+    switch (type) {
+    case FileType::regular: return 0100000;
+    case FileType::directory: return 0040000;
+    case FileType::symbolicLink: return 0120000;
+    case FileType::fifo: return 0010000;
+    case FileType::socket: return 0140000;
+    case FileType::characterDevice: return 0020000;
+    case FileType::blockDevice: return 0060000;
+    case FileType::unknown: break;
+    }
+    return 0;
+}
+
+FileKind plainKind(FileType type) {
+    switch (type) {
+    case FileType::regular: return FileKind::file;
+    case FileType::directory: return FileKind::directory;
+    case FileType::symbolicLink: return FileKind::symbolicLink;
+    default: return FileKind::other;
+    }
+}
+
+/// What the record must still be on the disk. File systems hand a freed inode out again at once, so an equal identity
+/// says little about an item of another type.
+ExpectedItem expectedItem(const FileRecord& record) {
+    const FileStatusResult found = fileStatus(record.path().string());
+    if (!found.status) throw KestrelError::staleItem(missingMessage);
+    const FileKind scanned = record.kind() == FileKind::package ? FileKind::directory : record.kind();
+    if (plainKind(found.status->type) != scanned) throw KestrelError::staleItem(changedMessage);
+    const FileIdentity identity = record.identity().value();
+    return {identity.device, identity.inode, typeBits(found.status->type)};
+}
+
+bool isRefusalOfPermission(int code) {
+    return code == EPERM || code == EACCES || code == PlatformError::fileWriteNoPermission;
+}
+
+bool isApplication(const FileRecord& record) {
+    return record.kind() == FileKind::package || record.path().view().starts_with("/Applications/");
+}
+
+}  // namespace
+
+std::string_view rawValue(DeletionMode mode) { return mode == DeletionMode::trash ? "trash" : "permanent"; }
+
+std::optional<DeletionMode> deletionMode(std::string_view rawValue) {
+    if (rawValue == "trash") return DeletionMode::trash;
+    if (rawValue == "permanent") return DeletionMode::permanent;
+    return std::nullopt;
+}
+
+struct DeletionCoordinator::State {
+    std::shared_ptr<FileManager> fileManager;
+    SerialExecutor executor;
+};
+
+/// The work on one request.
+class DeletionCoordinator::Run {
+public:
+    Run(const State& state, const DeletionRequest& request)
+        : state_{state}, request_{request}, protected_{SafetyPolicy::rules().protectedIdentities()} {}
+
+    DeletionItemResult remove(const FileRecord& record) {
+        state_.executor.assertIsolated(sourceFile);
+        DeletionItemResult result{.id = record.id(), .path = record.path(), .resultingPath = {}, .message = {}};
+        const std::string leftover = leftoverSentence(record);
+        try {
+            const ExpectedItem expected = validated(record);
+            if (request_.mode == DeletionMode::permanent) {
+                state_.fileManager->removeItem(record.url(), expected);
+                result.message = "Permanently removed.";
+            } else {
+                if (const auto place = state_.fileManager->trashItem(record.url(), expected))
+                    result.resultingPath = place->path();
+                result.message = "Moved to Trash. Space is reclaimed after Trash is emptied.";
+            }
+            result.succeeded = true;
+        } catch (const PlatformError& error) {
+            const bool isRefused = isRefusalOfPermission(error.code()) ||
+                                   (error.underlying() != nullptr && isRefusalOfPermission(error.underlying()->code()));
+            result.message = message(record, isRefused, error.description());
+        } catch (const KestrelError& error) {
+            result.message = message(record, isRefusalOfPermission(error.code()), error.errorDescription());
+        } catch (const std::exception& error) {
+            result.message = error.what();
+        }
+        if (!leftover.empty()) result.message = Text::concatenating({result.message.view(), " ", leftover});
+        return result;
+    }
+
+private:
+    /// Passes the item through the gate; throws `KestrelError`.
+    ExpectedItem validated(const FileRecord& record) const {
+        SafetyPolicy::validate(record);
+        // The path that was validated must be the one that is removed, byte by byte.
+        if (record.url().standardized().path().view() != record.path().view())
+            throw KestrelError::staleItem(changedMessage);
+        for (const SafetyRules::ProtectedIdentity& item : protected_)
+            if (item.identity == record.identity()) throw KestrelError::safetyViolation(item.reason);
+        return expectedItem(record);
+    }
+
+    static Text message(const FileRecord& record, bool isRefused, const Text& description) {
+        return isRefused && isApplication(record) ? Text{appManagementMessage} : description;
+    }
+
+    /// Names what a removal that was interrupted left in the record's folder; empty when there is nothing.
+    std::string leftoverSentence(const FileRecord& record) {
+        if (request_.mode != DeletionMode::permanent) return {};
+        const Text folder = Path::deletingLastComponent(record.path());
+        const auto [found, isNew] = leftovers_.try_emplace(folder);
+        if (isNew) found->second = interruptedRemovals(folder);
+        std::string names;
+        for (const Text& name : found->second)
+            if (name != Path::lastComponent(record.path()))
+                names += (names.empty() ? "“" : ", “") + name.string() + "”";
+        return names.empty() ? names : "An earlier removal was interrupted and left " + names + " in the same folder.";
+    }
+
+    const State& state_;
+    const DeletionRequest& request_;
+    std::vector<SafetyRules::ProtectedIdentity> protected_;
+    std::unordered_map<Text, std::vector<Text>> leftovers_;  ///< by folder, looked up once
+};
+
+DeletionCoordinator::DeletionCoordinator(std::shared_ptr<FileManager> fileManager) : state_{std::make_unique<State>()} {
+    state_->fileManager = std::move(fileManager);
+}
+
+DeletionCoordinator::~DeletionCoordinator() = default;
+
+std::vector<DeletionItemResult> DeletionCoordinator::execute(const DeletionRequest& request) {
+    return state_->executor.run([&] {
+        std::vector<DeletionItemResult> results;
+        results.reserve(request.records.size());
+        if (request.mode == DeletionMode::permanent &&
+            (!request.typedConfirmation || request.typedConfirmation->view() != "DELETE")) {
+            for (const FileRecord& record : request.records)
+                results.push_back({.id = record.id(),
+                                   .path = record.path(),
+                                   .resultingPath = {},
+                                   .message = "Type DELETE to confirm permanent removal."});
+            return results;
+        }
+        Run run{*state_, request};
+        for (const FileRecord& record : request.records) results.push_back(run.remove(record));
+        return results;
+    });
+}
+
+}  // namespace KestrelCore

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "KestrelCore/Base/Text.hpp"
+#include "KestrelCore/Base/UUID.hpp"
+#include "KestrelCore/Export.hpp"
+#include "KestrelCore/Model/FileRecord.hpp"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace KestrelCore {
+
+class FileManager;
+
+/// What happens to the items of a request.
+enum class DeletionMode : std::uint8_t { trash, permanent };
+
+/// "trash" or "permanent".
+[[nodiscard]] KESTRELCORE_EXPORT std::string_view rawValue(DeletionMode mode);
+/// Empty for any other text.
+[[nodiscard]] KESTRELCORE_EXPORT std::optional<DeletionMode> deletionMode(std::string_view rawValue);
+
+/// What the user asked for.
+struct DeletionRequest {
+    std::vector<FileRecord> records;  ///< in the order in which the user chose them
+    DeletionMode mode = DeletionMode::trash;
+    std::optional<Text> typedConfirmation;  ///< what the user typed to confirm a permanent removal
+};
+
+/// What became of one item.
+struct DeletionItemResult {
+    UUID id;    ///< of the record
+    Text path;  ///< of the record
+    bool succeeded = false;
+    std::optional<Text> resultingPath;  ///< the item's place in the Trash, where the system tells it
+    Text message;                       ///< the outcome in finished sentences, for the user
+};
+
+/// Removes scanned items, into the Trash or for good. Trusts no scan: every item passes the safety policy at the moment
+/// of its removal, and the file manager is told what the item must still be. One item's failure never stops the others.
+///
+/// Any thread; requests run one at a time, and block on the disk. Copies nothing and retries nothing.
+class KESTRELCORE_EXPORT DeletionCoordinator {
+public:
+    explicit DeletionCoordinator(std::shared_ptr<FileManager> fileManager);
+    DeletionCoordinator(const DeletionCoordinator&) = delete;
+    DeletionCoordinator& operator=(const DeletionCoordinator&) = delete;
+    ~DeletionCoordinator();
+
+    /// One result for each record, in the request's order. A permanent removal needs "DELETE" as typed confirmation;
+    /// without it nothing is touched and every item fails. Does not throw for anything that happens to an item.
+    [[nodiscard]] std::vector<DeletionItemResult> execute(const DeletionRequest& request);
+
+private:
+    class Run;
+    struct State;
+
+    std::unique_ptr<State> state_;
+};
+
+}  // namespace KestrelCore

@@ -1,0 +1,37 @@
+#include "KestrelCore/Platform/DeletionGuard.hpp"
+
+#include "KestrelCore/Platform/Linux/RawListing.hpp"
+#include "KestrelCore/Platform/Linux/SafeRemoval.hpp"
+#include "KestrelCore/Platform/POSIX/FileDescriptor.hpp"
+
+#include <algorithm>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace KestrelCore {
+
+std::optional<FileIdentity> identityFollowingLinks(const Text& path) {
+    struct stat status {};
+    if (::stat(path.string().c_str(), &status) != 0) return std::nullopt;
+    return FileIdentity{static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)};
+}
+
+std::vector<Text> interruptedRemovals(const Text& folder) {
+    std::vector<Text> names;
+    const FileDescriptor opened{
+        ::open(folder.string().c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK)};
+    if (!opened.isOpen()) return names;
+    std::vector<char> buffer;
+    for (bool isAtEnd = false; !isAtEnd;) {
+        isAtEnd = true;
+        const int error = readEntries(opened.get(), buffer, [&](const RawEntry& entry) {
+            isAtEnd = false;
+            if (isRemovalName(entry.name)) names.emplace_back(entry.name);
+        });
+        if (error != 0) break;
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+}  // namespace KestrelCore
