@@ -59,7 +59,7 @@ void addAppsCommand(CLI::App& app, Session& session) {
     const std::map<std::string, ApplicationOrder> orders{{"size", ApplicationOrder::size},
                                                          {"name", ApplicationOrder::name}};
     command.add_option("--sort", *order, "Order: size (of what was left behind, the default) or name")
-        ->transform(CLI::CheckedTransformer(orders))
+        ->transform(CLI::Transformer(orders))
         ->option_text("ORDER");
 }
 
