@@ -180,7 +180,7 @@ TEST(ScanSnapshot, readsItsRecordsAsARandomAccessRange) {
 TEST(ScanSnapshot, givesBackExactlyTheRecordsItWasMadeOf) {
     std::vector<FileRecord> records{
         aRecord({.path = "/r", .isTop = true, .kind = FileKind::directory}),
-        aRecord({.path = "/r/\xC3\x9Cber.TXT", .modified = std::nullopt, .identity = std::nullopt, .isHidden = true}),
+        aRecord({.path = "/r/\u00DCber.TXT", .modified = std::nullopt, .identity = std::nullopt, .isHidden = true}),
         aRecord({.path = "/r/a//b/", .parent = Text{"/r/a/"}}),
         aRecord({.path = "/", .parent = Text{"/"}}),
         aRecord({.path = "//x", .parent = Text{"/"}}),
