@@ -50,6 +50,10 @@ struct KESTRELCORE_EXPORT SystemSample {
     std::int64_t networkDownBytesPerSecond = 0;  ///< since the previous reading, loopback traffic left out
     std::int64_t networkUpBytesPerSecond = 0;
 
+    /// One JSON object with the fields as keys, in their order; absent ones are left out, the date is in seconds since
+    /// 2001. Throws `EncodingError` for a number that is not finite.
+    [[nodiscard]] std::string encodedJSON() const;
+
     bool operator==(const SystemSample&) const = default;
 };
 
