@@ -137,7 +137,7 @@ Text Path::standardized(const Text& path) {
         if (isAbsolute || !result.empty()) result += '/';
         result += component;
     }
-    if (result.empty() && isAbsolute) result = "/";
+    if (result.empty() && isAbsolute) result += '/';
     return Text{result};
 }
 
