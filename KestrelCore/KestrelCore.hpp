@@ -1,5 +1,9 @@
 #pragma once
 
+#include "KestrelCore/Applications/ApplicationInspector.hpp"
+#include "KestrelCore/Applications/ApplicationRecord.hpp"
+#include "KestrelCore/Applications/DesktopApplicationInspector.hpp"
+#include "KestrelCore/Applications/ResidueCandidate.hpp"
 #include "KestrelCore/Base/CancellationToken.hpp"
 #include "KestrelCore/Base/Date.hpp"
 #include "KestrelCore/Base/EventStream.hpp"

@@ -1,6 +1,10 @@
 # What hosts may include: these headers get installed, and only these. Every other header of KestrelCore/ is internal and
 # stands in the second list, so that nobody forgets to decide; scripts/check-install holds both lists to the sources.
 set(KESTREL_PUBLIC_HEADERS
+    Applications/ApplicationInspector.hpp
+    Applications/ApplicationRecord.hpp
+    Applications/DesktopApplicationInspector.hpp
+    Applications/ResidueCandidate.hpp
     Base/CancellationToken.hpp
     Base/Date.hpp
     Base/EventStream.hpp
@@ -36,6 +40,9 @@ set(KESTREL_PUBLIC_HEADERS
 )
 
 set(KESTREL_INTERNAL_HEADERS
+    Applications/DesktopEntry.hpp
+    Applications/DesktopResidues.hpp
+    Applications/ResidueMeasurement.hpp
     Base/Checked.hpp
     Base/DotName.hpp
     Base/FatalError.hpp

@@ -29,6 +29,7 @@ public:
         return offset;
     }
     [[nodiscard]] std::string_view name(std::uint64_t offset, std::size_t length) const {
+        if (length == 0) return {};  // may begin where no chunk is yet
         return {chunks_[offset / chunkSize].get() + offset % chunkSize, length};
     }
     [[nodiscard]] std::size_t memoryBytes() const { return chunks_.size() * chunkSize; }

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "KestrelCore/Applications/ApplicationRecord.hpp"
+#include "KestrelCore/Export.hpp"
+
+#include <memory>
+#include <vector>
+
+namespace KestrelCore {
+
+struct DesktopLocations;
+class FileManager;
+
+/// Lists the applications of a freedesktop.org desktop, from desktop entries and installed Flatpaks, with what they
+/// have left in the user's cache, configuration, data and state folders. The same records as `ApplicationInspector`:
+/// the identifier is the entry's or the Flatpak's, the URL the entry file or the deployed folder. Keeps nothing between
+/// calls; any thread, calls may overlap.
+class KESTRELCORE_EXPORT DesktopApplicationInspector {
+public:
+    /// Looks where the environment of this process says.
+    DesktopApplicationInspector();
+    /// Looks elsewhere. Entries are always read from the disk itself.
+    DesktopApplicationInspector(const DesktopLocations& locations, std::shared_ptr<const FileManager> fileManager);
+
+    /// The applications, sorted by name as a file browser sorts them; each identifier once: a Flatpak stands before an
+    /// entry, the user's own before the system's. Entries that are hidden or not displayed are left out, and hide those
+    /// of the same identifier behind them. Never fails: what can't be read contributes nothing. Blocks.
+    ///
+    /// A residue that carries the full identifier (with two dots at least, or in the folder of the Flatpaks) is `high`;
+    /// one that only carries a name is `uncertain`, and so is one that two applications lay claim to.
+    [[nodiscard]] std::vector<ApplicationRecord> installedApplications() const;
+
+private:
+    std::shared_ptr<const DesktopLocations> locations_;  ///< null: those of the environment, asked at each call
+    std::shared_ptr<const FileManager> fileManager_;
+};
+
+}  // namespace KestrelCore
