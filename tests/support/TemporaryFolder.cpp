@@ -115,4 +115,6 @@ std::string TemporaryFolder::makeFile(std::string_view name, std::string_view co
     return made;
 }
 
+std::string roomyTemporaryFolder() { return access("/dev/shm", W_OK) == 0 ? "/dev/shm" : ""; }
+
 }  // namespace KestrelCore

@@ -28,4 +28,7 @@ private:
     std::string path_;
 };
 
+/// The parent for a folder that will hold very many items: in memory where the system has such a place, else empty.
+[[nodiscard]] std::string roomyTemporaryFolder();
+
 }  // namespace KestrelCore

@@ -54,4 +54,12 @@ std::vector<std::string> briefListing(std::unique_ptr<Traversal> traversal, cons
     return lines(*traversal, skipped, false);
 }
 
+std::string firstDifference(const std::vector<std::string>& found, const std::vector<std::string>& expected) {
+    const auto [left, right] = std::mismatch(found.begin(), found.end(), expected.begin(), expected.end());
+    if (left == found.end() && right == expected.end()) return {};
+    const auto line = [](const auto& lines, auto at) { return at == lines.end() ? "its end" : *at; };
+    return fmt::format("line {}: found {}, expected {}", left - found.begin(), line(found, left),
+                       line(expected, right));
+}
+
 }  // namespace KestrelCore

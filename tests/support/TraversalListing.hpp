@@ -18,4 +18,8 @@ namespace KestrelCore {
 [[nodiscard]] std::vector<std::string> briefListing(std::unique_ptr<Traversal> traversal,
                                                     const std::vector<std::string>& skipped = {});
 
+/// Empty when both are equal, else the first place where they differ: whole listings are too long to read.
+[[nodiscard]] std::string firstDifference(const std::vector<std::string>& found,
+                                          const std::vector<std::string>& expected);
+
 }  // namespace KestrelCore

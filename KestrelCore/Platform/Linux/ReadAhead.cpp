@@ -37,6 +37,8 @@ constexpr std::size_t mostWorkers = 8;
 
 /// Below this limit of the process a walk must leave descriptors to others and needs few itself.
 constexpr rlim_t fewDescriptors = 192;
+constexpr std::size_t fewKeptOpen = 2;
+constexpr std::size_t fewHeldOpen = 1;
 
 bool mayOpenMany() noexcept {
     rlimit limit{};
@@ -54,8 +56,8 @@ ReadAhead::ReadAhead(const std::string& root, const std::vector<std::string>& no
         mostHeldOpen_ = 8;
     } else {
         isAlone_ = true;
-        mostKeptOpen_ = 2;
-        mostHeldOpen_ = 1;
+        mostKeptOpen_ = fewKeptOpen;
+        mostHeldOpen_ = fewHeldOpen;
     }
 
     auto piece = std::make_unique<FolderPiece>();
@@ -126,6 +128,8 @@ std::unique_ptr<FolderPiece> ReadAhead::nextPiece(Folder& folder, std::size_t re
             ++failures;
             giveBack(folder);
             isAlone_ = true;
+            mostKeptOpen_ = fewKeptOpen;
+            mostHeldOpen_ = fewHeldOpen;
             letGoOfAll();
             result = {};
             closeDropped(lock);
@@ -243,7 +247,7 @@ ReadingTask ReadAhead::begin(Folder& folder) {
     }
     // `stillNeeded` begins with the parent, the deepest: it is kept, and then those at twice the distance each time.
     std::vector<bool> isKept(task.steps.size(), false);
-    const std::size_t mostKept = isReopening_ ? 1 : mostKeptOpen_ - 1;
+    const std::size_t mostKept = isReopening_ || isAlone_ ? 1 : mostKeptOpen_ - 1;
     std::size_t kept = 0;
     for (std::size_t distance = 1; distance <= stillNeeded.size() && kept < mostKept; distance *= 2, ++kept) {
         isKept[stillNeeded[distance - 1]] = true;

@@ -65,9 +65,6 @@ private:
     NotEntered notEntered_;
     std::uint64_t device_ = 0;
     std::uint64_t mount_ = 0;
-    std::size_t mostWorkers_ = 0;
-    std::size_t mostKeptOpen_ = 0;
-    std::size_t mostHeldOpen_ = 0;
     FolderReader ownReader_;  ///< of the walk's thread
     std::atomic<bool> isStopped_ = false;
 
@@ -80,6 +77,7 @@ private:
     std::size_t waiting_ = 0;  ///< folders in the order that no thread is at
     std::size_t reading_ = 0;  ///< threads in a system call, or about to be
     std::size_t workers_ = 0;
+    std::size_t mostWorkers_ = 0;
     std::size_t idleWorkers_ = 0;
     bool isPaused_ = false;     ///< some worker waits for memory to be released
     bool isReopening_ = false;  ///< a reader is on a long way down and keeps some of the folders that it passes
@@ -88,7 +86,9 @@ private:
     Folder* oldest_ = nullptr;  ///< the folders kept open
     Folder* newest_ = nullptr;
     std::size_t keptOpen_ = 0;
-    std::size_t heldOpen_ = 0;                              ///< folders between two pieces
+    std::size_t mostKeptOpen_ = 0;
+    std::size_t heldOpen_ = 0;  ///< folders between two pieces
+    std::size_t mostHeldOpen_ = 0;
     const Folder* wanted_ = nullptr;                        ///< the walk waits for it
     bool walkWaitsForAll_ = false;                          ///< the walk waits for every reader to come back
     std::vector<std::shared_ptr<FileDescriptor>> dropped_;  ///< to be closed outside the lock
