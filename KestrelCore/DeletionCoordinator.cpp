@@ -24,21 +24,6 @@ constexpr const char* appManagementMessage =
     "macOS blocked app deletion. Allow Kestrel in Privacy & Security → App Management (allow Terminal while using this "
     "local preview), then try again.";
 
-/// The type bits of a mode, which have the same values on every system.
-std::uint32_t typeBits(FileType type) {
-    switch (type) {
-    case FileType::regular: return 0100000;
-    case FileType::directory: return 0040000;
-    case FileType::symbolicLink: return 0120000;
-    case FileType::fifo: return 0010000;
-    case FileType::socket: return 0140000;
-    case FileType::characterDevice: return 0020000;
-    case FileType::blockDevice: return 0060000;
-    case FileType::unknown: break;
-    }
-    return 0;
-}
-
 FileKind plainKind(FileType type) {
     switch (type) {
     case FileType::regular: return FileKind::file;
@@ -56,7 +41,7 @@ ExpectedItem expectedItem(const FileRecord& record) {
     const FileKind scanned = record.kind() == FileKind::package ? FileKind::directory : record.kind();
     if (plainKind(found.status->type) != scanned) throw KestrelError::staleItem(changedMessage);
     const FileIdentity identity = record.identity().value();
-    return {identity.device, identity.inode, typeBits(found.status->type)};
+    return {identity.device, identity.inode, fileTypeBits(found.status->type)};
 }
 
 bool isRefusalOfPermission(int code) {

@@ -35,6 +35,7 @@
 #include "KestrelCore/Search/SearchExplanation.hpp"
 #include "KestrelCore/Search/SearchQuery.hpp"
 #include "KestrelCore/SystemMetrics.hpp"
+#include "KestrelCore/TrashReceipts.hpp"
 
 extern "C" {
 extern KESTRELCORE_EXPORT const double KestrelCoreVersionNumber;           ///< 1.0

@@ -14,6 +14,7 @@ set(KESTREL_PUBLIC_HEADERS
     Base/Text.hpp
     Base/URL.hpp
     Base/UUID.hpp
+    DeletionCoordinator.hpp
     Export.hpp
     KestrelCore.hpp
     Libraries/DocumentLibraryIndexer.hpp
@@ -37,6 +38,7 @@ set(KESTREL_PUBLIC_HEADERS
     Search/SearchExplanation.hpp
     Search/SearchQuery.hpp
     SystemMetrics.hpp
+    TrashReceipts.hpp
 )
 
 set(KESTREL_INTERNAL_HEADERS

@@ -41,4 +41,19 @@ struct FileStatusResult {
 };
 [[nodiscard]] FileStatusResult fileStatus(const std::string& path);
 
+/// The type bits that a mode has for an item of this type; the same values on every system. 0 for an unknown type.
+[[nodiscard]] constexpr std::uint32_t fileTypeBits(FileType type) {
+    switch (type) {
+    case FileType::regular: return 0100000;
+    case FileType::directory: return 0040000;
+    case FileType::symbolicLink: return 0120000;
+    case FileType::fifo: return 0010000;
+    case FileType::socket: return 0140000;
+    case FileType::characterDevice: return 0020000;
+    case FileType::blockDevice: return 0060000;
+    case FileType::unknown: break;
+    }
+    return 0;
+}
+
 }  // namespace KestrelCore

@@ -27,4 +27,13 @@ std::optional<std::string> contentsOfSmallFile(const std::string& path) {
     return contentsOfDescriptor(file.get(), std::size_t{64} << 20);
 }
 
+int writeAll(int descriptor, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+        if (written < 0 && errno != EINTR) return errno;
+        if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return 0;
+}
+
 }  // namespace KestrelCore

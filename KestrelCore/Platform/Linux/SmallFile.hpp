@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace KestrelCore {
 
@@ -11,5 +12,8 @@ namespace KestrelCore {
 
 /// The same from an open descriptor, up to `limit` bytes.
 [[nodiscard]] std::optional<std::string> contentsOfDescriptor(int descriptor, std::size_t limit);
+
+/// Writes all bytes. 0, or the errno value.
+[[nodiscard]] int writeAll(int descriptor, std::string_view bytes);
 
 }  // namespace KestrelCore

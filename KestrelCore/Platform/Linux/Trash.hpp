@@ -7,7 +7,9 @@
 
 namespace KestrelCore {
 
-/// Moves an item to the trash of its volume and returns its new place. Throws `PlatformError`. Never copies.
+/// Moves an item to a trash on its own file system, as the trash specification of freedesktop.org (1.0) has it: the
+/// home trash, else `.Trash/UID`, else `.Trash-UID` at the top of the volume. Returns its new place. Throws
+/// `PlatformError`; the item is then where it was. One rename that replaces nothing: never copies, never removes.
 std::optional<URL> moveToTrash(const URL& url, const std::optional<ExpectedItem>& expected);
 
 }  // namespace KestrelCore

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "KestrelCore/Platform/POSIX/FileDescriptor.hpp"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace KestrelCore {
+
+/// What must be known of a folder before it is moved to the trash.
+struct FolderSurvey {
+    std::uint64_t allocatedBytes = 0;  ///< of everything in it and itself; hard links count once
+    /// A folder in it, relative to it, whose content its user could never empty from the trash: it is another user's,
+    /// not empty, and not writable. Raw bytes.
+    std::optional<std::string> foreignFolder;
+};
+
+/// Looks at everything in `folder`, which must be open for reading: never through a link or into a mount, any depth.
+/// Folders that can't be entered count as they are.
+[[nodiscard]] FolderSurvey surveyFolder(FileDescriptor folder);
+
+}  // namespace KestrelCore

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "KestrelCore/Base/URL.hpp"
+#include "KestrelCore/Platform/FileManager.hpp"
+
+#include <optional>
+
+namespace KestrelCore {
+
+/// Moves an item from a trash of this user back to where it came from. Only out of a trash folder, only the expected
+/// item, only to the place that the trash itself has on record; never through a link, never over another item, and the
+/// folder it came from must exist. Throws `PlatformError`; the item is then still in the trash.
+void restoreFromTrash(const URL& trashed, const URL& destination, const ExpectedItem& expected);
+
+/// Whether that item is at that place in a trash of this user.
+[[nodiscard]] bool isInTrash(const URL& trashed, const ExpectedItem& expected);
+
+/// Looks for the item through the trashes in which one from `original` would be; empty when it is in none of them.
+[[nodiscard]] std::optional<URL> findInTrash(const URL& original, const ExpectedItem& expected);
+
+}  // namespace KestrelCore
