@@ -34,6 +34,7 @@
 #include "KestrelCore/Scanning/FullDiskAccess.hpp"
 #include "KestrelCore/Search/SearchExplanation.hpp"
 #include "KestrelCore/Search/SearchQuery.hpp"
+#include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
 #include "KestrelCore/SystemMetrics.hpp"
 #include "KestrelCore/TrashReceipts.hpp"
 

@@ -37,6 +37,7 @@ set(KESTREL_PUBLIC_HEADERS
     Scanning/FullDiskAccess.hpp
     Search/SearchExplanation.hpp
     Search/SearchQuery.hpp
+    Storage/SQLiteSnapshotStore.hpp
     SystemMetrics.hpp
     TrashReceipts.hpp
 )
@@ -70,6 +71,8 @@ set(KESTREL_INTERNAL_HEADERS
     Search/SearchPattern.hpp
     Search/SnapshotSearch.hpp
     Search/StorageSearchPlan.hpp
+    Storage/SQLiteConnection.hpp
+    Storage/SnapshotDatabase.hpp
     SystemMetricsRules.hpp
     SystemMetricsSources.hpp
 )

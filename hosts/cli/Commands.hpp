@@ -6,6 +6,10 @@ namespace KestrelCLI {
 
 // One function a command, each defined in the file named after it (ScanCommand.cpp). main.cpp lists them in the order
 // in which the help shows them.
+void addListCommand(CLI::App& app, Session& session);
+void addMediaCommand(CLI::App& app, Session& session);
+void addDocumentsCommand(CLI::App& app, Session& session);
+void addClearCommand(CLI::App& app, Session& session);
 void addAppsCommand(CLI::App& app, Session& session);
 void addMonitorCommand(CLI::App& app, Session& session);
 void addProcessesCommand(CLI::App& app, Session& session);

@@ -128,6 +128,24 @@ std::vector<TreeLine> sizeTree(const ScanSnapshot& snapshot, const TreeLimits& l
     return TreeBuilder{snapshot, limits}.build();
 }
 
+std::vector<TreeLine> folderListing(const FileRecord& folder, const std::vector<FileRecord>& children,
+                                    std::size_t limit) {
+    std::vector<TreeLine> lines{{.branch = "", .record = folder, .bytes = folder.displayBytes()}};
+    const std::size_t shown = std::min(children.size(), limit);
+    const std::size_t more = children.size() - shown;
+    for (std::size_t index = 0; index < shown; ++index) {
+        const bool isLast = index + 1 == shown && more == 0;
+        lines.push_back(
+            {.branch = isLast ? "└─ " : "├─ ", .record = children[index], .bytes = children[index].displayBytes()});
+    }
+    std::int64_t rest = 0;
+    for (std::size_t index = shown; index < children.size(); ++index) rest += contributedBytes(children[index]);
+    if (more > 0) {
+        lines.push_back({.branch = "└─ ", .record = std::nullopt, .bytes = rest, .moreItems = more});
+    }
+    return lines;
+}
+
 std::vector<FileRecord> largestFiles(const ScanSnapshot& snapshot, std::size_t count) {
     // The largest item seen comes next: a folder is as large as all it holds, so a file that comes out is larger than
     // every file not yet seen.

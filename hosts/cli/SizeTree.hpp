@@ -31,6 +31,11 @@ struct TreeLine {
 /// its root.
 [[nodiscard]] std::vector<TreeLine> sizeTree(const KestrelCore::ScanSnapshot& snapshot, const TreeLimits& limits);
 
+/// A folder and its first `limit` children, and a line for the rest. `children` come largest first.
+[[nodiscard]] std::vector<TreeLine> folderListing(const KestrelCore::FileRecord& folder,
+                                                  const std::vector<KestrelCore::FileRecord>& children,
+                                                  std::size_t limit);
+
 /// The `count` files that take the most space, largest first; further links to a file that was counted are left out.
 /// Looks only into folders that are large enough to hold one.
 [[nodiscard]] std::vector<KestrelCore::FileRecord> largestFiles(const KestrelCore::ScanSnapshot& snapshot,

@@ -18,11 +18,15 @@ int main(int argc, char** argv) {
     Session session{.out = std::cout, .messages = std::cerr, .terminal = Terminal::ofThisProcess(), .options = {}};
     const ExitCode code = runCommandLine({argv + 1, argv + argc}, session,
                                          {
+                                             addListCommand,
+                                             addMediaCommand,
+                                             addDocumentsCommand,
                                              addAppsCommand,
                                              addMonitorCommand,
                                              addProcessesCommand,
                                              addQuitCommand,
                                              addAccessCommand,
+                                             addClearCommand,
                                          });
     // A scan that was given up may be stuck in a system call on a thread of its own: it must not meet destroyed
     // globals, so nothing is torn down behind its back.

@@ -1,0 +1,100 @@
+#include "SavedSnapshot.hpp"
+
+#include "StorePath.hpp"
+
+#include "KestrelCore/Model/CodingError.hpp"
+#include "KestrelCore/Model/KestrelError.hpp"
+#include "KestrelCore/Platform/FileManager.hpp"
+#include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include <array>
+#include <cmath>
+#include <ctime>
+#include <filesystem>
+#include <optional>
+#include <stdexcept>
+#include <system_error>
+
+using namespace KestrelCore;
+
+namespace KestrelCLI {
+
+ScanSnapshot loadSavedSnapshot(const Session& session) {
+    const std::string path = storePath(session);
+    const URL url = URL::fromPath(path);
+    // Opening a store makes the file: whoever only asks leaves nothing behind.
+    if (!FileManager::standard()->exists(url.path())) {
+        throw std::runtime_error{"There is no saved scan yet: kestrel scan makes one."};
+    }
+    std::optional<ScanSnapshot> snapshot;
+    try {
+        snapshot = SQLiteSnapshotStore{url}.loadLatest();
+    } catch (const DecodingError& error) {
+        throw std::runtime_error{fmt::format("The saved scan in {} can't be used: {}", path, error.what())};
+    } catch (const KestrelError& error) {
+        throw std::runtime_error{fmt::format("The store {} can't be read: {}", path, error.what())};
+    }
+    if (!snapshot) throw std::runtime_error{"There is no saved scan yet: kestrel scan makes one."};
+    if (!snapshot->isConsistent()) {
+        throw std::runtime_error{fmt::format(
+            "The saved scan in {} contradicts itself (a path occurs twice, or a size is impossible): scan again.",
+            path)};
+    }
+    return *snapshot;
+}
+
+FileRecord recordNamed(const ScanSnapshot& snapshot, const std::string& name) {
+    const Text path = Path::standardized(URL::fromPath(name).path());
+    if (const auto record = snapshot.record(path)) return *record;
+    std::error_code error;
+    const std::filesystem::path real = std::filesystem::canonical(name, error);
+    if (!error) {
+        if (const auto record = snapshot.record(Text{real.native()})) return *record;
+    }
+    const Text root = snapshot.scope().root.path();
+    if (path == root || Path::isBeneath(path, root)) {
+        throw std::runtime_error{fmt::format("{} is not in the saved scan.", path.view())};
+    }
+    throw std::runtime_error{fmt::format("{} lies outside the saved scan, which is of {}.", path.view(), root.view())};
+}
+
+std::string age(Date then, Date now) {
+    const double seconds = now.secondsSinceReferenceDate - then.secondsSinceReferenceDate;
+    if (!(seconds >= 0)) return "in the future";
+    if (seconds < 60) return "just now";
+    struct Unit {
+        double seconds;
+        const char* name;
+    };
+    static constexpr std::array units{Unit{60, "minute"}, Unit{3600, "hour"}, Unit{86400, "day"}};
+    const Unit* unit = units.data();
+    for (const Unit& larger : units) {
+        if (seconds >= larger.seconds) unit = &larger;
+    }
+    const double count = std::floor(seconds / unit->seconds);
+    return fmt::format("{:.0f} {}{} ago", count, unit->name, count == 1 ? "" : "s");
+}
+
+std::string localTime(Date date) {
+    constexpr double farthest = 2e11;  // some six thousand years
+    const double seconds = date.secondsSince1970();
+    if (!(std::fabs(seconds) < farthest)) return date.rfc3339();
+    const auto whole = static_cast<std::time_t>(std::floor(seconds));
+    std::tm local{};
+    if (localtime_r(&whole, &local) == nullptr) return date.rfc3339();
+    return fmt::format("{:%Y-%m-%d %H:%M}", local);
+}
+
+void writeAge(const Session& session, const ScanSnapshot& snapshot) {
+    if (session.options.json) return;
+    const Date completed = snapshot.completedAt();
+    session.out << session.painted(Style::quiet, fmt::format("{}, scanned {} ({})",
+                                                             session.shown(snapshot.scope().root.path().view()),
+                                                             age(completed, Date::now()), localTime(completed)))
+                << "\n\n";
+}
+
+}  // namespace KestrelCLI

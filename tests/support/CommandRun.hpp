@@ -1,0 +1,29 @@
+#pragma once
+
+#include "Command.hpp"
+
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace KestrelCLI {
+
+/// What one run of the program printed and returned.
+struct CommandRun {
+    ExitCode code = ExitCode::done;
+    std::string out;
+    std::string messages;
+};
+
+/// Runs `arguments` with the given commands, no stream being a terminal.
+[[nodiscard]] inline CommandRun runCommands(std::vector<std::string> arguments,
+                                            const std::vector<CommandAdder>& commands) {
+    std::ostringstream out;
+    std::ostringstream messages;
+    Session session{.out = out, .messages = messages, .terminal = {}, .options = {}};
+    const ExitCode code = runCommandLine(std::move(arguments), session, commands);
+    return {code, out.str(), messages.str()};
+}
+
+}  // namespace KestrelCLI
