@@ -127,9 +127,16 @@ bool containsBytes(std::string_view text, std::string_view other) {
     return false;
 }
 
-bool isWhiteSpace(UChar32 scalar) { return u_hasBinaryProperty(scalar, UCHAR_WHITE_SPACE) != 0; }
+bool isWhiteSpace(UChar32 scalar) {
+    if (scalar < 0x80) return scalar == ' ' || (scalar >= '\t' && scalar <= '\r');
+    return u_hasBinaryProperty(scalar, UCHAR_WHITE_SPACE) != 0;
+}
 
 bool isLetterOrNumber(UChar32 scalar) {
+    if (scalar < 0x80) {
+        const UChar32 lower = scalar | 0x20;
+        return (lower >= 'a' && lower <= 'z') || (scalar >= '0' && scalar <= '9');
+    }
     return u_hasBinaryProperty(scalar, UCHAR_ALPHABETIC) != 0 ||
            u_getIntPropertyValue(scalar, UCHAR_NUMERIC_TYPE) != U_NT_NONE;
 }

@@ -196,6 +196,16 @@ TEST(TextProperty, everyScalarIsLowercasedAndFoldedAsICUDoesIt) {
     }
 }
 
+TEST(TextProperty, everyScalarIsAWordOrWhiteSpaceAsItsPropertiesSay) {
+    for (UChar32 scalar = 1; scalar <= 0x3FFF; ++scalar) {
+        const Text text{utf8(icu::UnicodeString{scalar})};
+        const bool isWord = scalar == '.' || u_hasBinaryProperty(scalar, UCHAR_ALPHABETIC) ||
+                            u_getIntPropertyValue(scalar, UCHAR_NUMERIC_TYPE) != U_NT_NONE;
+        ASSERT_EQ(text.words().size(), isWord ? 1U : 0U) << scalar;
+        ASSERT_EQ(text.splitAtWhiteSpace().empty(), u_hasBinaryProperty(scalar, UCHAR_WHITE_SPACE) != 0) << scalar;
+    }
+}
+
 TEST(TextProperty, scalarsBelowU0300AreInertAndCharactersOfTheirOwn) {
     UErrorCode status = U_ZERO_ERROR;
     const auto* composer = icu::Normalizer2::getNFCInstance(status);
