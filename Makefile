@@ -27,6 +27,7 @@ bench:
 	scripts/setup test
 	cmake --preset release -DKESTREL_TESTS=ON
 	cmake --build build/release --parallel $(JOBS)
+	build/release/bin/kestrel-bench
 	benchmarks/compare --files $(SIZE)
 
 lint:
