@@ -31,6 +31,7 @@
 #include "KestrelCore/Platform/FileManager.hpp"
 #include "KestrelCore/Platform/PlatformError.hpp"
 #include "KestrelCore/SafetyPolicy.hpp"
+#include "KestrelCore/Scanning/DiskScanner.hpp"
 #include "KestrelCore/Scanning/FullDiskAccess.hpp"
 #include "KestrelCore/Search/SearchExplanation.hpp"
 #include "KestrelCore/Search/SearchQuery.hpp"

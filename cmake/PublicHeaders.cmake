@@ -34,6 +34,7 @@ set(KESTREL_PUBLIC_HEADERS
     Platform/FileManager.hpp
     Platform/PlatformError.hpp
     SafetyPolicy.hpp
+    Scanning/DiskScanner.hpp
     Scanning/FullDiskAccess.hpp
     Search/SearchExplanation.hpp
     Search/SearchQuery.hpp
@@ -53,6 +54,7 @@ set(KESTREL_INTERNAL_HEADERS
     Base/TextScan.hpp
     Libraries/LibraryFolders.hpp
     Model/JSONFormat.hpp
+    Model/JSONSkipper.hpp
     Model/JSONSplitter.hpp
     Model/RecordStorage.hpp
     Model/SnapshotCoding.hpp
@@ -61,6 +63,10 @@ set(KESTREL_INTERNAL_HEADERS
     Model/SnapshotPruning.hpp
     Platform/*
     SafetyRules.hpp
+    Scanning/ExtensionTable.hpp
+    Scanning/ScanTask.hpp
+    Scanning/ScanWalk.hpp
+    Scanning/ScannedTree.hpp
     Search/BoundedSearchResults.hpp
     Search/EditDistance.hpp
     Search/FolderAnswers.hpp

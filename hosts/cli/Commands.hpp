@@ -6,6 +6,7 @@ namespace KestrelCLI {
 
 // One function a command, each defined in the file named after it (ScanCommand.cpp). main.cpp lists them in the order
 // in which the help shows them.
+void addScanCommand(CLI::App& app, Session& session);
 void addListCommand(CLI::App& app, Session& session);
 void addMediaCommand(CLI::App& app, Session& session);
 void addDocumentsCommand(CLI::App& app, Session& session);

@@ -18,6 +18,7 @@ int main(int argc, char** argv) {
     Session session{.out = std::cout, .messages = std::cerr, .terminal = Terminal::ofThisProcess(), .options = {}};
     const ExitCode code = runCommandLine({argv + 1, argv + argc}, session,
                                          {
+                                             addScanCommand,
                                              addListCommand,
                                              addMediaCommand,
                                              addDocumentsCommand,

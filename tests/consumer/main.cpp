@@ -4,7 +4,13 @@
 
 int main(int, char** argv) {
     using namespace KestrelCore;
-    const ScanScope scope{URL::fromPath(argv[1], true)};
-    std::cout << "KestrelCore " << reinterpret_cast<const char*>(KestrelCoreVersionString) << ": "
-              << scope.displayName.view() << '\n';
+    std::cout << "KestrelCore " << reinterpret_cast<const char*>(KestrelCoreVersionString) << '\n';
+    auto events = DiskScanner{}.scan(ScanScope{URL::fromPath(argv[1], true)});
+    while (auto event = events.next()) {
+        const auto* completed = std::get_if<ScanCompleted>(&*event);
+        if (completed == nullptr) continue;  // progress, issues
+        for (const FileRecord& item : completed->snapshot.children(completed->snapshot.scope().root.path())) {
+            std::cout << item.displayBytes() << "  " << item.path().view() << '\n';
+        }
+    }
 }
