@@ -2,6 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+#include <initializer_list>
+#include <iterator>
+#include <string>
+#include <utility>
+
 namespace KestrelCore {
 namespace {
 
@@ -81,6 +88,18 @@ TEST(DesktopEntry, readsGroupsOfOtherKeyFiles) {
     ASSERT_TRUE(group.has_value());
     EXPECT_EQ(group->at("name"), "org.x.Y");
     EXPECT_EQ(group->at("runtime"), "r/1");
+}
+
+TEST(DesktopEntry, survivesItsCorpus) {
+    int files = 0;
+    for (const auto& item : std::filesystem::directory_iterator{std::string{KESTREL_FUZZ_CORPUS} + "/desktopentry"}) {
+        std::ifstream file{item.path(), std::ios::binary};
+        const std::string content{std::istreambuf_iterator<char>{file}, {}};
+        for (std::size_t size = 0; size <= content.size(); ++size)
+            (void)DesktopEntry::parse(std::string_view{content}.substr(0, size), "de_AT@euro");
+        ++files;
+    }
+    EXPECT_GE(files, 5);
 }
 
 }  // namespace KestrelCore

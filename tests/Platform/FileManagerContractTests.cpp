@@ -1,4 +1,5 @@
 #include "KestrelCore/Platform/FileManager.hpp"
+#include "support/EnvironmentSetting.hpp"
 #include "support/FakeFileManager.hpp"
 #include "support/TemporaryFolder.hpp"
 #include "support/UnprivilegedThread.hpp"
@@ -21,6 +22,7 @@ namespace {
 class FakeArena {
 public:
     FakeArena() { fake_.addFolder("/arena"); }
+    std::optional<ExpectedItem> identity(const char* name) { return fake_.identity(path(name)); }
     FileManager& manager() { return fake_; }
     Text path(const char* name) const { return Path::appending("/arena", name); }
     void addFolder(const char* name) { fake_.addFolder(path(name)); }
@@ -36,7 +38,14 @@ private:
 /// A temporary folder on the disk.
 class RealArena {
 public:
+    RealArena() : dataHome_{"XDG_DATA_HOME", folder_.makeFolder("data").c_str()} {}
+
     FileManager& manager() { return *FileManager::standard(); }
+    std::optional<ExpectedItem> identity(const char* name) {
+        struct stat status;
+        if (lstat(path(name).string().c_str(), &status) != 0) return std::nullopt;
+        return ExpectedItem{.device = status.st_dev, .inode = status.st_ino, .fileTypeBits = status.st_mode & S_IFMT};
+    }
     Text path(const char* name) const { return Path::appending(Text{folder_.path()}, name); }
     void addFolder(const char* name) { ASSERT_EQ(mkdir(path(name).string().c_str(), 0755), 0); }
     void addFile(const char* name) { std::ofstream{path(name).string()} << std::string(4096, 'x'); }
@@ -53,6 +62,7 @@ private:
     }
 
     TemporaryFolder folder_;
+    EnvironmentSetting dataHome_;  ///< the trash is in it
     std::optional<UnprivilegedThread> unprivileged_;
 };
 
@@ -294,6 +304,90 @@ TYPED_TEST(FileManagerContract, saysThatAFolderMayNotBeCreated) {
     EXPECT_EQ(error.code(), 513);
     EXPECT_EQ(error.description(), "You don’t have permission to save the file “new” in the folder “locked”.");
     EXPECT_EQ(error.underlying()->code(), EACCES);
+}
+
+TYPED_TEST(FileManagerContract, removesAFileAFolderWithItsContentAndALinkButNotItsTarget) {
+    this->arena.addFolder("folder");
+    this->arena.addFolder("folder/sub");
+    this->arena.addFile("folder/sub/file");
+    this->arena.addFile("file");
+    this->arena.addFolder("target");
+    this->arena.addFile("target/file");
+    this->arena.addLink("link", "target");
+    this->arena.addLink("folder/link", "../target");
+    for (const char* name : {"folder", "file", "link"}) {
+        this->manager().removeItem(this->url(name));
+        EXPECT_FALSE(this->manager().exists(this->arena.path(name))) << name;
+    }
+    EXPECT_TRUE(this->manager().exists(this->arena.path("target/file")));
+}
+
+TYPED_TEST(FileManagerContract, saysWhyNothingWasRemoved) {
+    const PlatformError missing = this->failure([&] { this->manager().removeItem(this->url("missing")); });
+    EXPECT_EQ(missing.code(), 4);
+    EXPECT_EQ(missing.description(), "“missing” couldn’t be removed.");
+    EXPECT_EQ(missing.underlying()->code(), ENOENT);
+}
+
+TYPED_TEST(FileManagerContract, saysThatAnItemMayNotBeRemoved) {
+    this->arena.addFolder("locked");
+    this->arena.addFile("locked/file");
+    this->arena.denyWriting("locked");
+    const PlatformError error = this->failure([&] { this->manager().removeItem(this->url("locked/file")); });
+    EXPECT_EQ(error.code(), 513);
+    EXPECT_EQ(error.description(), "“file” couldn’t be removed because you don’t have permission to access it.");
+    EXPECT_TRUE(this->manager().exists(this->arena.path("locked/file")));
+}
+
+TYPED_TEST(FileManagerContract, takesAwayOnlyWhatIsStillTheExpectedItem) {
+    this->arena.addFile("file");
+    this->arena.addFile("other");
+    const std::optional<ExpectedItem> other = this->arena.identity("other");
+    const std::optional<ExpectedItem> same = this->arena.identity("file");
+    std::optional<ExpectedItem> otherKind = same;
+    otherKind->fileTypeBits = S_IFDIR;
+    for (const auto& expected : {other, otherKind}) {
+        const PlatformError removal = this->failure([&] { this->manager().removeItem(this->url("file"), expected); });
+        EXPECT_EQ(removal.description(), "The item changed since the scan. Scan again before deleting it.");
+        const PlatformError trash =
+            this->failure([&] { (void)this->manager().trashItem(this->url("file"), expected); });
+        EXPECT_EQ(trash.description(), "The item changed since the scan. Scan again before deleting it.");
+        EXPECT_TRUE(this->manager().exists(this->arena.path("file")));
+    }
+    this->manager().removeItem(this->url("file"), same);
+    EXPECT_FALSE(this->manager().exists(this->arena.path("file")));
+    std::optional<ExpectedItem> ofAnyKind = other;
+    ofAnyKind->fileTypeBits = 0;
+    (void)this->manager().trashItem(this->url("other"), ofAnyKind);
+    EXPECT_FALSE(this->manager().exists(this->arena.path("other")));
+}
+
+TYPED_TEST(FileManagerContract, movesAnItemWholeToTheTrashAndReplacesNothingThere) {
+    this->arena.addFolder("a");
+    this->arena.addFolder("a/item");
+    this->arena.addFile("a/item/file");
+    this->arena.addFolder("b");
+    this->arena.addFile("b/item");
+    const std::optional<URL> first = this->manager().trashItem(this->url("a/item"));
+    const std::optional<URL> second = this->manager().trashItem(this->url("b/item"));
+    ASSERT_TRUE(first && second);
+    EXPECT_NE(*first, *second);
+    EXPECT_FALSE(this->manager().exists(this->arena.path("a/item")));
+    EXPECT_FALSE(this->manager().exists(this->arena.path("b/item")));
+    EXPECT_TRUE(this->manager().exists(Path::appending(first->path(), "file")));
+    EXPECT_TRUE(this->manager().exists(second->path()));
+}
+
+TYPED_TEST(FileManagerContract, saysWhyNothingWasTrashed) {
+    const PlatformError missing = this->failure([&] { (void)this->manager().trashItem(this->url("missing")); });
+    EXPECT_EQ(missing.code(), 4);
+    EXPECT_EQ(missing.description(), "“missing” couldn’t be moved to the trash.");
+    this->arena.addFolder("locked");
+    this->arena.addFile("locked/file");
+    this->arena.denyWriting("locked");
+    const PlatformError error = this->failure([&] { (void)this->manager().trashItem(this->url("locked/file")); });
+    EXPECT_EQ(error.domain(), PlatformError::Domain::fileManager);
+    EXPECT_TRUE(this->manager().exists(this->arena.path("locked/file")));
 }
 
 }  // namespace KestrelCore

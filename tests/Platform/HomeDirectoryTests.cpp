@@ -2,43 +2,14 @@
 
 #include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
+#include "support/EnvironmentSetting.hpp"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <optional>
 #include <pwd.h>
-#include <string>
 #include <unistd.h>
 
 namespace KestrelCore {
-namespace {
-
-/// Sets or unsets an environment variable for the length of a test.
-class EnvironmentSetting {
-public:
-    EnvironmentSetting(const char* name, const char* value) : name_{name} {
-        if (const char* old = std::getenv(name)) old_ = old;
-        set(value);
-    }
-    EnvironmentSetting(const EnvironmentSetting&) = delete;
-    EnvironmentSetting& operator=(const EnvironmentSetting&) = delete;
-    ~EnvironmentSetting() { set(old_ ? old_->c_str() : nullptr); }
-
-private:
-    void set(const char* value) {
-        if (value != nullptr) {
-            setenv(name_, value, 1);
-        } else {
-            unsetenv(name_);
-        }
-    }
-
-    const char* name_;
-    std::optional<std::string> old_;
-};
-
-}  // namespace
 
 TEST(HomeDirectory, isTheFixedOneWhereThatIsSet) {
     const EnvironmentSetting fixed{"CFFIXED_USER_HOME", "/data//homes/./x/../ann/"};

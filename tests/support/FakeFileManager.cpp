@@ -1,6 +1,5 @@
 #include "support/FakeFileManager.hpp"
 
-#include "KestrelCore/Model/KestrelError.hpp"
 #include "KestrelCore/Platform/FileManagerErrors.hpp"
 
 #include <algorithm>
@@ -207,7 +206,8 @@ void FakeFileManager::checkExpected(const Text& path, const std::optional<Expect
     ExpectedItem actual = identity(path).value_or(ExpectedItem{});
     if (expected->fileTypeBits == 0) actual.fileTypeBits = 0;
     if (actual != *expected)
-        throw KestrelError::staleItem("The item changed since the scan. Scan again before deleting it.");
+        throw PlatformError{PlatformError::Domain::fileManager, PlatformError::fileWriteUnknown,
+                            "The item changed since the scan. Scan again before deleting it."};
 }
 
 int FakeFileManager::errorForTakingAway(const Text& path) const {

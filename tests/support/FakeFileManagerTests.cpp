@@ -1,7 +1,5 @@
 #include "support/FakeFileManager.hpp"
 
-#include "KestrelCore/Model/KestrelError.hpp"
-
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -48,35 +46,19 @@ TEST(FakeFileManager, makesNoFolderOnAFullDisk) {
     EXPECT_FALSE(files.exists("/new"));
 }
 
-TEST(FakeFileManager, trashesAFolderWholeUnderAFreeName) {
+TEST(FakeFileManager, keepsItsTrashInTheHomeDirectory) {
     FakeFileManager files{"/home"};
     files.addFile("/a/d/file", 512);
-    files.addFile("/b/d", 512);
     EXPECT_EQ(files.trashItem(URL::fromPath("/a/d"), std::nullopt)->path(), "/home/.Trash/d");
-    EXPECT_EQ(files.trashItem(URL::fromPath("/b/d"), std::nullopt)->path(), "/home/.Trash/d 2");
-    EXPECT_TRUE(files.exists("/home/.Trash/d/file"));
-    EXPECT_FALSE(files.exists("/a/d"));
 }
 
-TEST(FakeFileManager, takesNothingAwayThatIsNotWhatWasExpected) {
+TEST(FakeFileManager, failsToRemoveOnDemand) {
     FakeFileManager files;
     files.addFile("/a/file", 512);
-    const auto expected = files.identity("/a/file");
-    files.erase("/a/file");
-    files.addFile("/a/file", 512);
-    EXPECT_THROW(files.removeItem(URL::fromPath("/a/file"), expected), KestrelError);
-    EXPECT_TRUE(files.exists("/a/file"));
-    files.removeItem(URL::fromPath("/a/file"), files.identity("/a/file"));
-    EXPECT_FALSE(files.exists("/a/file"));
-    EXPECT_EQ(codeOf([&files] { files.removeItem(URL::fromPath("/a/file"), std::nullopt); }), 4);
-}
-
-TEST(FakeFileManager, keepsWhatItMayNotTakeAway) {
-    FakeFileManager files;
-    files.addFile("/a/file", 512);
-    files.denyWriting("/a");
-    EXPECT_EQ(codeOf([&files] { files.removeItem(URL::fromPath("/a/file"), std::nullopt); }), 513);
-    EXPECT_EQ(codeOf([&files] { (void)files.trashItem(URL::fromPath("/a/file"), std::nullopt); }), 513);
+    files.fail(Operation::remove, "/a/file", EBUSY, 1);
+    files.fail(Operation::trash, "/a/file", EXDEV, 1);
+    EXPECT_EQ(codeOf([&files] { files.removeItem(URL::fromPath("/a/file"), std::nullopt); }), 512);
+    EXPECT_EQ(codeOf([&files] { (void)files.trashItem(URL::fromPath("/a/file"), std::nullopt); }), 512);
     EXPECT_TRUE(files.exists("/a/file"));
 }
 
