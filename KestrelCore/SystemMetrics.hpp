@@ -53,6 +53,8 @@ struct KESTRELCORE_EXPORT SystemSample {
     /// One JSON object with the fields as keys, in their order; absent ones are left out, the date is in seconds since
     /// 2001. Throws `EncodingError` for a number that is not finite.
     [[nodiscard]] std::string encodedJSON() const;
+    /// Reads what `encodedJSON` writes; unknown keys are skipped. Throws `DecodingError`.
+    [[nodiscard]] static SystemSample decodingJSON(std::string_view json);
 
     bool operator==(const SystemSample&) const = default;
 };

@@ -1,5 +1,7 @@
 #include "KestrelCore/Model/CodingError.hpp"
+#include "KestrelCore/Model/JSONFields.hpp"
 #include "KestrelCore/Model/JSONFormat.hpp"
+#include "KestrelCore/Model/JSONSplitter.hpp"
 #include "KestrelCore/SystemMetrics.hpp"
 
 namespace KestrelCore {
@@ -41,6 +43,74 @@ private:
     std::string& out_;
 };
 
+using namespace JSONFields;
+
+/// Checks the form of the whole text, which must be one object with nothing after it.
+void checkForm(std::string_view json) {
+    JSONSplitter splitter{{.member = [](std::string_view) { return JSONSplitter::Wanted::nothing; },
+                           .value = [](std::string_view) {},
+                           .elements = [](std::string_view, bool) {}}};
+    splitter.feed(json);
+    splitter.finish();
+}
+
+struct SampleFields {
+    Field<double> timestamp;
+    Field<double> cpuUsedFraction;
+    Field<std::int64_t> memoryUsedBytes;
+    Field<std::int64_t> memoryTotalBytes;
+    Field<std::int64_t> swapUsedBytes;
+    Field<std::string_view> memoryPressure;
+    Field<double> batteryPercent;
+    Field<bool> isCharging;
+    Field<std::string_view> thermalLevel;
+    Field<std::int64_t> networkDownBytesPerSecond;
+    Field<std::int64_t> networkUpBytesPerSecond;
+
+    bool readMember(std::string_view key, json::value value) {
+        if (key == "timestamp") return readFirst(value, timestamp);
+        if (key == "cpuUsedFraction") return readFirst(value, cpuUsedFraction);
+        if (key == "memoryUsedBytes") return readFirst(value, memoryUsedBytes);
+        if (key == "memoryTotalBytes") return readFirst(value, memoryTotalBytes);
+        if (key == "swapUsedBytes") return readFirst(value, swapUsedBytes);
+        if (key == "memoryPressure") return readFirst(value, memoryPressure);
+        if (key == "batteryPercent") return readFirst(value, batteryPercent);
+        if (key == "isCharging") return readFirst(value, isCharging);
+        if (key == "thermalLevel") return readFirst(value, thermalLevel);
+        if (key == "networkDownBytesPerSecond") return readFirst(value, networkDownBytesPerSecond);
+        return key == "networkUpBytesPerSecond" && readFirst(value, networkUpBytesPerSecond);
+    }
+
+    [[nodiscard]] SystemSample sample() const {
+        const auto level = thermalLevelFromRawValue(thermalLevel.value);
+        Requirements wants{""};
+        wants.required("timestamp", timestamp)
+            .required("cpuUsedFraction", cpuUsedFraction)
+            .required("memoryUsedBytes", memoryUsedBytes)
+            .required("memoryTotalBytes", memoryTotalBytes)
+            .required("swapUsedBytes", swapUsedBytes)
+            .required("memoryPressure", memoryPressure)
+            .optional("batteryPercent", batteryPercent)
+            .optional("isCharging", isCharging)
+            .required("thermalLevel", thermalLevel)
+            .holds("thermalLevel", level.has_value())
+            .required("networkDownBytesPerSecond", networkDownBytesPerSecond)
+            .required("networkUpBytesPerSecond", networkUpBytesPerSecond);
+        if (wants.error()) throw DecodingError{*wants.error()};
+        return {.timestamp = Date{timestamp.value},
+                .cpuUsedFraction = cpuUsedFraction.value,
+                .memoryUsedBytes = memoryUsedBytes.value,
+                .memoryTotalBytes = memoryTotalBytes.value,
+                .swapUsedBytes = swapUsedBytes.value,
+                .memoryPressure = Text{memoryPressure.value},
+                .batteryPercent = batteryPercent.optional(),
+                .isCharging = isCharging.optional(),
+                .thermalLevel = *level,
+                .networkDownBytesPerSecond = networkDownBytesPerSecond.value,
+                .networkUpBytesPerSecond = networkUpBytesPerSecond.value};
+    }
+};
+
 }  // namespace
 
 std::string SystemSample::encodedJSON() const {
@@ -59,6 +129,19 @@ std::string SystemSample::encodedJSON() const {
     writer.member("networkUpBytesPerSecond", networkUpBytesPerSecond);
     out += '}';
     return out;
+}
+
+SystemSample SystemSample::decodingJSON(std::string_view json) {
+    checkForm(json);
+    SampleFields fields;
+    std::optional<SystemSample> sample;
+    TextReader{}.value(json, "", [&](json::value& value) {
+        readMembers(value.get_object(), "",
+                    [&](std::string_view key, json::value member) { return fields.readMember(key, member); });
+        // Made here: the fields' texts are the reader's.
+        sample = fields.sample();
+    });
+    return *sample;
 }
 
 }  // namespace KestrelCore

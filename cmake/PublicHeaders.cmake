@@ -53,6 +53,7 @@ set(KESTREL_INTERNAL_HEADERS
     Base/SerialExecutor.hpp
     Base/TextScan.hpp
     Libraries/LibraryFolders.hpp
+    Model/JSONFields.hpp
     Model/JSONFormat.hpp
     Model/JSONSkipper.hpp
     Model/JSONSplitter.hpp
