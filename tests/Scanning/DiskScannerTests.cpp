@@ -1,6 +1,7 @@
 #include "KestrelCore/Scanning/DiskScanner.hpp"
 
 #include "KestrelCore/Model/KestrelError.hpp"
+#include "KestrelCore/Model/SnapshotLookup.hpp"
 #include "support/FakeFileManager.hpp"
 #include "support/Records.hpp"
 #include "support/ScanEvents.hpp"
@@ -455,6 +456,43 @@ TEST(DiskScanner, twoScansAgree) {
     EXPECT_EQ(pathsOf(first.result().records()), pathsOf(second.result().records()));
     EXPECT_EQ(first.result().totalAllocatedBytes(), second.result().totalAllocatedBytes());
     EXPECT_NE(first.result(), second.result());
+}
+
+TEST(DiskScanner, scansTenThousandLevels) {
+#ifdef KESTREL_SANITIZED
+    constexpr int levels = 1'000;
+#else
+    constexpr int levels = 10'000;
+#endif
+    FakeTree tree{"/tmp"};
+    for (int i = 0; i < levels; ++i) tree.directory("d", {.allocatedBytes = 2});
+    tree.file("deepest.txt", {.allocatedBytes = 1});
+    for (int i = 0; i < levels; ++i) tree.end();
+    const ScanSnapshot snapshot = scan("/tmp", tree).result();
+    ASSERT_EQ(snapshot.records().size(), static_cast<std::size_t>(levels) + 2);
+    EXPECT_EQ(snapshot.totalAllocatedBytes(), 2 * levels + 1);
+    const FileRecord deepest = snapshot.records()[snapshot.records().size() - 1];
+    EXPECT_EQ(deepest.path().byteCount(), 4 + 2 * static_cast<std::size_t>(levels) + 12);
+    EXPECT_EQ(snapshot.record(deepest.path()), deepest);
+    EXPECT_EQ(snapshot.children(deepest.parentPath()).size(), 1U);
+    EXPECT_EQ(snapshot.removing({Text{"/tmp/d"}}).records().size(), 1U);
+}
+
+TEST(DiskScanner, scansAVeryLargeFolder) {
+#ifdef KESTREL_SANITIZED
+    constexpr std::size_t entries = 50'000;
+#else
+    constexpr std::size_t entries = 1'000'000;
+#endif
+    FakeTree tree{"/tmp"};
+    for (std::size_t i = 0; i < entries; ++i)
+        tree.file("file " + std::to_string(i), {.allocatedBytes = static_cast<std::int64_t>(i % 5)});
+    const ScanSnapshot snapshot = scan("/tmp", tree).result();
+    ASSERT_EQ(snapshot.records().size(), entries + 1);
+    EXPECT_EQ(snapshot.totalAllocatedBytes(), static_cast<std::int64_t>(entries) * 2);
+    EXPECT_EQ(snapshot.lookup().children(snapshot.storage(), "/tmp").size(), entries);
+    EXPECT_TRUE(snapshot.record("/tmp/file 4711").has_value());
+    EXPECT_FALSE(snapshot.lookup().hasDuplicatePaths());
 }
 
 }  // namespace KestrelCore
