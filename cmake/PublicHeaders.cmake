@@ -57,6 +57,7 @@ set(KESTREL_INTERNAL_HEADERS
     Model/JSONFormat.hpp
     Model/JSONSkipper.hpp
     Model/JSONSplitter.hpp
+    Model/PlainRecordReader.hpp
     Model/RecordStorage.hpp
     Model/SnapshotCoding.hpp
     Model/SnapshotContents.hpp
@@ -78,6 +79,7 @@ set(KESTREL_INTERNAL_HEADERS
     Search/SearchPattern.hpp
     Search/SnapshotSearch.hpp
     Search/StorageSearchPlan.hpp
+    Storage/PieceQueue.hpp
     Storage/SQLiteConnection.hpp
     Storage/SnapshotDatabase.hpp
     SystemMetricsRules.hpp

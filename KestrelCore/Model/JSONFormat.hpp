@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -17,6 +18,19 @@ struct JSONFormat {
     /// The shortest digits that read back exactly: decimal for 1e-4 ≤ |x| ≤ 2^53, exponential otherwise, no ".0".
     /// False, and nothing appended, for a value that is not finite.
     [[nodiscard]] static bool appendDouble(std::string& out, double value);
+
+    // The same into memory, for texts that are written in bulk. Each returns the end of what it wrote.
+
+    /// No byte becomes more than this many.
+    static constexpr std::size_t longestEscape = 6;
+    static constexpr std::size_t longestInteger = 20;
+    static constexpr std::size_t longestDouble = 32;
+    /// Needs `longestEscape` bytes for each byte of `text`.
+    static char* writeEscaped(char* out, std::string_view text);
+    /// How many bytes that writes.
+    [[nodiscard]] static std::size_t escapedLength(std::string_view text);
+    /// Null, and nothing written, for a value that is not finite.
+    [[nodiscard]] static char* writeDouble(char* out, double value);
 };
 
 }  // namespace KestrelCore

@@ -2,6 +2,7 @@
 
 #include "KestrelCore/Model/CodingError.hpp"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -116,10 +117,30 @@ std::size_t JSONSplitter::endOfContainer(std::string_view piece, std::size_t pos
 void JSONSplitter::endElement() {
     // The window so far, without the comma that may follow.
     state_ = State::afterElement;
-    if (buffer_.size() < windowSize) return;
+    if (wait_ > 0) --wait_;
+    if (buffer_.size() >= windowSize) flushWindow();
+}
+
+void JSONSplitter::flushWindow() {
+    if (buffer_.size() == 1) return;
     buffer_ += ']';
     handler_.elements(buffer_, false);
     buffer_.assign(1, '[');
+}
+
+/// Elements that the handler takes from the piece itself, in their turn after those collected so far.
+std::size_t JSONSplitter::takeAhead(std::string_view text) {
+    if (!handler_.elementsAhead || wait_ > 0) return 0;
+    flushWindow();
+    const std::size_t taken = handler_.elementsAhead(text);
+    if (taken > 0) {
+        nextWait_ = 1;
+        state_ = State::afterElement;
+    } else {
+        wait_ = nextWait_;
+        nextWait_ = std::min(nextWait_ * 2, longestWait);
+    }
+    return taken;
 }
 
 /// One byte of the text outside keys and values.
@@ -184,6 +205,7 @@ std::size_t JSONSplitter::structure(std::string_view piece, std::size_t position
     case State::firstElement:
     case State::elementStart:
         if (c != ']' || state_ != State::firstElement) {
+            if (const std::size_t taken = takeAhead(piece.substr(position))) return position + taken;
             if (buffer_.size() > 1) buffer_ += ',';
             beginValue(c);
             state_ = State::insideElement;

@@ -29,6 +29,9 @@ public:
         std::function<void(std::string_view text)> value;
         /// A window "[…]" of whole elements; `isLast` with the last one, which may be "[]".
         std::function<void(std::string_view window, bool isLast)> elements;
+        /// May be empty. `text` begins with an element of a wanted array; takes whole elements (with the commas between
+        /// them) from its beginning and returns how many bytes these were, or 0 to have them collected in a window.
+        std::function<std::size_t(std::string_view text)> elementsAhead;
     };
 
     explicit JSONSplitter(Handler handler) : handler_{std::move(handler)} {}
@@ -63,12 +66,19 @@ private:
     void push(bool isObject);
     void pop(bool isObject);
     void endElement();
+    void flushWindow();
+    [[nodiscard]] std::size_t takeAhead(std::string_view text);
 
     Handler handler_;
     State state_ = State::start;
     Wanted wanted_ = Wanted::nothing;
     std::string buffer_;                  ///< the key, value or window being collected
     std::optional<JSONSkipper> skipper_;  ///< follows a value that nobody wants
+
+    // How many elements are collected before `elementsAhead` is asked again; twice as many after each refusal.
+    static constexpr std::size_t longestWait = 256;
+    std::size_t wait_ = 0;
+    std::size_t nextWait_ = 1;
 
     // The value being passed over.
     enum class Shape { scalar, string, container };

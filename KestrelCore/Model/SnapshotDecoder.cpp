@@ -1,5 +1,6 @@
 #include "KestrelCore/Model/JSONFields.hpp"
 #include "KestrelCore/Model/JSONSplitter.hpp"
+#include "KestrelCore/Model/PlainRecordReader.hpp"
 #include "KestrelCore/Model/RecordStorage.hpp"
 #include "KestrelCore/Model/SnapshotCoding.hpp"
 
@@ -15,6 +16,9 @@
 // the other, into plain field values. Only when all fields of a record are sound does it become a row. When one is not,
 // the first bad field in the order of declaration decides the error. Malformed text outranks any other error, wherever
 // it stands, so a bad record is only remembered until the text has ended.
+//
+// Records spelled as this library writes them, nearly all there are, never come that far: `PlainRecordReader` takes
+// them from the pieces themselves.
 
 namespace KestrelCore {
 
@@ -149,7 +153,8 @@ public:
           splitter_{JSONSplitter::Handler{
               .member = [this](std::string_view key) { return member(key); },
               .value = [this](std::string_view text) { value(text); },
-              .elements = [this](std::string_view window, bool isLast) { elements(window, isLast); }}} {}
+              .elements = [this](std::string_view window, bool isLast) { elements(window, isLast); },
+              .elementsAhead = [this](std::string_view text) { return plainRecords(text); }}} {}
 
     void feed(std::string_view piece) { splitter_.feed(piece); }
 
@@ -272,6 +277,14 @@ private:
         }
     }
 
+    /// After a bad record nothing is stored any more, and the rest is only checked for its form.
+    std::size_t plainRecords(std::string_view text) {
+        if (member_ != Member::records || recordError_) return 0;
+        const PlainRecordReader::Progress progress = plainReader_.read(text);
+        recordCount_ += progress.records;
+        return progress.bytes;
+    }
+
     void readRecord(json::value value) {
         const auto at = [this] { return fmt::format("records[{}]", recordCount_); };
         json::object object;
@@ -314,6 +327,7 @@ private:
     }
 
     std::shared_ptr<RecordStorage> storage_;
+    PlainRecordReader plainReader_{*storage_};
     TextReader reader_;
     Member member_ = Member::unknown;
     Field<std::string> id_;

@@ -4,11 +4,13 @@
 #include "KestrelCore/Model/KestrelError.hpp"
 #include "KestrelCore/Model/SnapshotCoding.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
+#include "KestrelCore/Storage/PieceQueue.hpp"
 
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <vector>
+#include <string>
+#include <string_view>
 
 // The file holds one table with at most one row:
 //
@@ -26,26 +28,29 @@ namespace KestrelCore {
 
 namespace {
 
-constexpr std::size_t pieceSize = std::size_t{4} << 20;
+constexpr std::size_t pieceSize = std::size_t{1} << 20;
+
+/// Ends an encoding that nobody waits for any more.
+struct Abandoned {};
 
 KestrelError cannotOpen() { return KestrelError::unavailable("Kestrel could not open its private scan index."); }
 
-std::size_t encodedLength(const ScanSnapshot& snapshot) {
-    std::size_t length = 0;
-    encodeSnapshot(snapshot, [&](std::string_view piece) { length += piece.size(); });
-    return length;
-}
-
-/// Feeds the value to the decoder; false when it can't be read from the disk.
+/// Feeds the value to the decoder, read ahead on another thread; false when it can't be read from the disk.
 bool decode(SQLiteBlob& blob, SnapshotDecoder& decoder) {
     const std::size_t size = blob.size();
-    std::vector<char> piece(std::min(size, pieceSize));
-    for (std::size_t offset = 0; offset < size; offset += piece.size()) {
-        const std::size_t length = std::min(piece.size(), size - offset);
-        if (!blob.read(piece.data(), length, offset)) return false;
-        decoder.feed({piece.data(), length});
-    }
-    return true;
+    bool isRead = true;
+    PieceQueue pieces{[&](const PieceQueue::Sink& sink) {
+        std::string piece;
+        for (std::size_t offset = 0; offset < size;) {
+            const std::size_t length = std::min(size - offset, pieceSize);
+            piece.resize(length);
+            isRead = blob.read(piece.data(), length, offset);
+            if (!isRead || !sink(piece)) return;
+            offset += length;
+        }
+    }};
+    for (std::string_view piece = pieces.next(); !piece.empty(); piece = pieces.next()) decoder.feed(piece);
+    return isRead;
 }
 
 }  // namespace
@@ -139,11 +144,18 @@ void SnapshotDatabase::writePayload(const ScanSnapshot& snapshot, std::size_t le
     insert.reset();
     SQLiteBlob blob{*connection_, sqlite3_last_insert_rowid(connection_->handle()), SQLiteBlob::Access::writing};
     if (!blob.isOpen()) connection_->fail();
+    PieceQueue pieces{[&](const PieceQueue::Sink& sink) {
+        std::string copy;
+        encodeSnapshot(snapshot, [&](std::string_view piece) {
+            copy.assign(piece);
+            if (!sink(copy)) throw Abandoned{};
+        });
+    }};
     std::size_t offset = 0;
-    encodeSnapshot(snapshot, [&](std::string_view piece) {
+    for (std::string_view piece = pieces.next(); !piece.empty(); piece = pieces.next()) {
         if (!blob.write(piece, offset)) connection_->fail();
         offset += piece.size();
-    });
+    }
     if (offset != length) fatalError("KestrelCore/Storage", "A snapshot changed its length while it was saved");
 }
 
