@@ -97,4 +97,37 @@ void writeAge(const Session& session, const ScanSnapshot& snapshot) {
                 << "\n\n";
 }
 
+std::optional<EarlierScan> earlierScan(const Session& session, const URL& root) {
+    const URL url = URL::fromPath(storePath(session));
+    if (!FileManager::standard()->exists(url.path())) return std::nullopt;
+    try {
+        const auto snapshot = SQLiteSnapshotStore{url}.loadLatest();
+        if (!snapshot || snapshot->scope().root.path() != root.path()) return std::nullopt;
+        return EarlierScan{.totalBytes = snapshot->totalAllocatedBytes(), .completedAt = snapshot->completedAt()};
+    } catch (const std::exception&) {
+        return std::nullopt;  // whoever saves over it hears what is wrong with the store
+    }
+}
+
+bool save(const Session& session, const ScanSnapshot& snapshot) {
+    const std::string path = storePath(session);
+    try {
+        SQLiteSnapshotStore{URL::fromPath(path)}.replace(snapshot);
+        return true;
+    } catch (const std::exception& error) {
+        session.say(fmt::format("The scan could not be saved in {}: {}", path, error.what()));
+        return false;
+    }
+}
+
+std::string change(const Session& session, std::int64_t totalBytes, const EarlierScan& earlier, Date now) {
+    const std::string when = age(earlier.completedAt, now);
+    // A stored total may be anything, so the difference may not fit.
+    std::int64_t difference = 0;
+    if (__builtin_sub_overflow(totalBytes, earlier.totalBytes, &difference) || difference == INT64_MIN) return "";
+    if (difference == 0) return "as much as " + when;
+    return fmt::format("{} {} than {}", session.size(difference < 0 ? -difference : difference),
+                       difference < 0 ? "less" : "more", when);
+}
+
 }  // namespace KestrelCLI

@@ -3,9 +3,12 @@
 #include "Session.hpp"
 
 #include "KestrelCore/Base/Date.hpp"
+#include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
 #include "KestrelCore/Model/ScanSnapshot.hpp"
 
+#include <cstdint>
+#include <optional>
 #include <string>
 
 namespace KestrelCLI {
@@ -27,5 +30,20 @@ namespace KestrelCLI {
 
 /// One line above the results for a person: what was scanned and how long ago. Nothing with --json.
 void writeAge(const Session& session, const KestrelCore::ScanSnapshot& snapshot);
+
+/// What the saved snapshot says of the folder that is scanned anew.
+struct EarlierScan {
+    std::int64_t totalBytes = 0;
+    KestrelCore::Date completedAt;
+};
+/// Empty when nothing usable is saved, or the saved scan is of another folder. Throws nothing, creates nothing.
+[[nodiscard]] std::optional<EarlierScan> earlierScan(const Session& session, const KestrelCore::URL& root);
+
+/// Makes `snapshot` the saved one. False when that failed; then it has said why, and the earlier one stays.
+[[nodiscard]] bool save(const Session& session, const KestrelCore::ScanSnapshot& snapshot);
+
+/// How a total differs from an earlier one: "1.20 GB more than 3 days ago".
+[[nodiscard]] std::string change(const Session& session, std::int64_t totalBytes, const EarlierScan& earlier,
+                                 KestrelCore::Date now);
 
 }  // namespace KestrelCLI

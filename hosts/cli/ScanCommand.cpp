@@ -4,6 +4,7 @@
 #include "JSONOutput.hpp"
 #include "ModelJSON.hpp"
 #include "ProgressLine.hpp"
+#include "SavedSnapshot.hpp"
 #include "ScanRoot.hpp"
 #include "SizeTree.hpp"
 #include "TerminalText.hpp"
@@ -86,7 +87,7 @@ std::vector<FileRecord> shownRecords(const std::vector<TreeLine>& tree, const st
     return records;
 }
 
-void writeJSON(const Session& session, const FinishedScan& scan, const std::vector<FileRecord>& largest) {
+void writeJSON(const Session& session, const FinishedScan& scan, const std::vector<FileRecord>& largest, bool isSaved) {
     JSONOutput json{session.out};
     writeSnapshot(json, "snapshot", scan.snapshot);
     json.beginArray("largest");
@@ -100,7 +101,7 @@ void writeJSON(const Session& session, const FinishedScan& scan, const std::vect
         json.endObject();
     }
     json.endArray();
-    json.member("saved", false);
+    json.member("saved", isSaved);
     json.member("elapsedSeconds", scan.seconds);
     json.member("entriesPerSecond", scan.entriesPerSecond());
     json.finish();
@@ -119,7 +120,8 @@ void writeIssues(const Session& session, const ScanSnapshot& snapshot) {
 }
 
 void writeText(const Session& session, const FinishedScan& scan, const ScanOptions& options,
-               const std::vector<TreeLine>& tree, const std::vector<FileRecord>& files) {
+               const std::vector<TreeLine>& tree, const std::vector<FileRecord>& files,
+               const std::optional<EarlierScan>& earlier) {
     const std::int64_t total = scan.snapshot.totalAllocatedBytes();
     writeTree(session, tree, total);
     if (!files.empty()) {
@@ -131,6 +133,7 @@ void writeText(const Session& session, const FinishedScan& scan, const ScanOptio
     const std::size_t items = scan.snapshot.records().size() - std::min<std::size_t>(scan.snapshot.records().size(), 1);
     session.out << '\n'
                 << session.painted(Style::heading, session.size(total)) << " on disk in " << itemCount(items)
+                << (earlier ? ", " + change(session, total, *earlier, Date::now()) : "")
                 << session.painted(Style::quiet,
                                    fmt::format("  ({:.2f} s, {} items a second)", scan.seconds,
                                                ByteFormat::count(static_cast<std::int64_t>(scan.entriesPerSecond()))))
@@ -147,16 +150,22 @@ ExitCode scan(const Session& session, const ScanOptions& options, const Operands
 
     const std::vector<TreeLine> tree = sizeTree(finished.snapshot, options.limits);
     const std::vector<FileRecord> files = largestFiles(finished.snapshot, options.limits.top);
+    ExitCode code = ExitCode::done;
     if (session.options.json) {
-        writeJSON(session, finished, shownRecords(tree, files));
+        const bool isSaved = !options.noSave && save(session, finished.snapshot);
+        if (!isSaved && !options.noSave) code = ExitCode::failed;
+        writeJSON(session, finished, shownRecords(tree, files), isSaved);
     } else {
-        writeText(session, finished, options, tree, files);
+        writeText(session, finished, options, tree, files, earlierScan(session, root.scope.root));
+        // The result is there to be read while it is saved.
+        session.out.flush();
+        if (!options.noSave && !save(session, finished.snapshot)) code = ExitCode::failed;
     }
     const std::size_t issues = finished.snapshot.issues().size();
-    if (issues == 0) return ExitCode::done;
+    if (issues == 0) return code;
     session.say(fmt::format("{} could not be read, so the total may be too small.{}", itemCount(issues),
                             options.listsIssues || session.options.json ? "" : " --issues lists them."));
-    return ExitCode::incomplete;
+    return combined(code, ExitCode::incomplete);
 }
 
 }  // namespace

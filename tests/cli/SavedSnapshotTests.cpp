@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 
 using namespace KestrelCore;
 using testing::HasSubstr;
@@ -55,7 +56,7 @@ protected:
     CommandRun run(std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), {"--store", files_.path()});
         return runCommands(std::move(arguments),
-                           {addListCommand, addMediaCommand, addDocumentsCommand, addClearCommand});
+                           {addScanCommand, addListCommand, addMediaCommand, addDocumentsCommand, addClearCommand});
     }
     /// The one line that a failed run says.
     std::string failure(std::vector<std::string> arguments) {
@@ -164,6 +165,38 @@ TEST_F(SavedSnapshotCommands, clearEmptiesTheStore) {
 TEST_F(SavedSnapshotCommands, clearCreatesNoStore) {
     EXPECT_EQ(run({"clear"}).code, ExitCode::done);
     EXPECT_TRUE(std::filesystem::is_empty(files_.folder()));
+}
+
+TEST_F(SavedSnapshotCommands, scanSavesAndTellsTheChangeSinceTheLastScanOfTheSameFolder) {
+    TemporaryFolder folder;
+    std::ofstream{folder.path() + "/a.bin"} << std::string(100'000, 'x');
+    const CommandRun first = run({"scan", folder.path()});
+    EXPECT_EQ(first.code, ExitCode::done) << first.messages;
+    EXPECT_THAT(first.out, Not(HasSubstr("ago")));
+    EXPECT_THAT(run({"scan", folder.path()}).out, HasSubstr("as much as just now"));
+    std::filesystem::remove(folder.path() + "/a.bin");
+    EXPECT_THAT(run({"scan", folder.path()}).out, HasSubstr("less than just now"));
+    EXPECT_THAT(run({"list"}).out, HasSubstr(folder.path() + ", scanned just now"));
+}
+
+TEST_F(SavedSnapshotCommands, scanSavesNothingWhenToldSo) {
+    TemporaryFolder folder;
+    const CommandRun result = run({"scan", "--no-save", "--json", folder.path()});
+    EXPECT_THAT(result.out, HasSubstr("\"saved\": false"));
+    EXPECT_TRUE(std::filesystem::is_empty(files_.folder()));
+    EXPECT_THAT(run({"scan", "--json", folder.path()}).out, HasSubstr("\"saved\": true"));
+}
+
+TEST_F(SavedSnapshotCommands, scanShowsItsResultAndFailsWhenItCannotBeSaved) {
+    TemporaryFolder folder;
+    files_.setBytes(std::string(3'000, 'x'));
+    const CommandRun result = run({"scan", folder.path()});
+    EXPECT_EQ(result.code, ExitCode::failed);
+    EXPECT_THAT(result.out, HasSubstr("on disk in"));
+    EXPECT_THAT(result.messages, HasSubstr("could not be saved"));
+    EXPECT_THAT(result.messages, HasSubstr("file is not a database"));
+    EXPECT_THAT(run({"scan", "--json", folder.path()}).out, HasSubstr("\"saved\": false"));
+    EXPECT_EQ(files_.bytes(), std::string(3'000, 'x'));
 }
 
 TEST(Age, isGivenInTheLargestUnitThatFits) {
