@@ -31,7 +31,7 @@ public:
         std::function<void(std::string_view window, bool isLast)> elements;
         /// May be empty. `text` begins with an element of a wanted array; takes whole elements (with the commas between
         /// them) from its beginning and returns how many bytes these were, or 0 to have them collected in a window.
-        std::function<std::size_t(std::string_view text)> elementsAhead;
+        std::function<std::size_t(std::string_view text)> elementsAhead = {};
     };
 
     explicit JSONSplitter(Handler handler) : handler_{std::move(handler)} {}
