@@ -13,6 +13,7 @@
 #include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Base/UUID.hpp"
 #include "KestrelCore/DeletionCoordinator.hpp"
+#include "KestrelCore/DeletionPlan.hpp"
 #include "KestrelCore/Export.hpp"
 #include "KestrelCore/Libraries/DocumentLibraryIndexer.hpp"
 #include "KestrelCore/Libraries/MediaLibraryIndexer.hpp"

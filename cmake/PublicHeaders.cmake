@@ -15,6 +15,7 @@ set(KESTREL_PUBLIC_HEADERS
     Base/URL.hpp
     Base/UUID.hpp
     DeletionCoordinator.hpp
+    DeletionPlan.hpp
     Export.hpp
     KestrelCore.hpp
     Libraries/DocumentLibraryIndexer.hpp

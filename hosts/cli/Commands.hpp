@@ -16,5 +16,8 @@ void addMonitorCommand(CLI::App& app, Session& session);
 void addProcessesCommand(CLI::App& app, Session& session);
 void addQuitCommand(CLI::App& app, Session& session);
 void addAccessCommand(CLI::App& app, Session& session);
+void addTrashCommand(CLI::App& app, Session& session);
+void addRemoveCommand(CLI::App& app, Session& session);
+void addRestoreCommand(CLI::App& app, Session& session);
 
 }  // namespace KestrelCLI

@@ -1,0 +1,71 @@
+#include "KestrelCore/DeletionPlan.hpp"
+
+#include "KestrelCore/Model/KestrelError.hpp"
+#include "KestrelCore/Platform/FileManager.hpp"
+#include "KestrelCore/Platform/FileStatus.hpp"
+#include "KestrelCore/SafetyPolicy.hpp"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace KestrelCore {
+
+namespace {
+
+constexpr std::array<std::string_view, 7> packageExtensions{"app",    "appex",    "bundle",     "framework",
+                                                            "plugin", "prefpane", "qlgenerator"};
+
+FileKind kindOf(FileType type, const Text& fileExtension) {
+    switch (type) {
+    case FileType::regular: return FileKind::file;
+    case FileType::symbolicLink: return FileKind::symbolicLink;
+    case FileType::directory: break;
+    default: return FileKind::other;
+    }
+    const bool isPackage = std::ranges::find(packageExtensions, fileExtension.view()) != packageExtensions.end();
+    return isPackage ? FileKind::package : FileKind::directory;
+}
+
+}  // namespace
+
+std::optional<FileRecord> DeletionPlan::freshRecord(const Text& path, const FileManager& fileManager) {
+    const FileStatusResult found = fileStatus(path.string());
+    if (!found.status) return std::nullopt;
+    const FileStatus& status = *found.status;
+    const Text name = Path::lastComponent(path);
+    const Text fileExtension = Path::extension(path).lowercased();
+    const URL url = URL::fromPath(path);
+
+    std::int64_t aggregate = status.allocatedBytes;
+    if (status.type == FileType::directory) {
+        const std::int64_t below = fileManager.allocatedBytesBelow(url).value_or(0);
+        if (__builtin_add_overflow(aggregate, below, &aggregate)) aggregate = status.allocatedBytes;
+    }
+    return FileRecord{UUID::random(),
+                      FileIdentity{status.device, status.inode},
+                      Path::deletingLastComponent(path),
+                      path,
+                      name,
+                      kindOf(status.type, fileExtension),
+                      status.size,
+                      status.allocatedBytes,
+                      aggregate,
+                      Date::fromFileTime(status.modifiedSeconds, status.modifiedNanoseconds),
+                      fileExtension,
+                      status.isUserHidden || name.view().starts_with('.'),
+                      status.isDataless,
+                      false,
+                      SafetyPolicy::risk(url)};
+}
+
+std::optional<Text> DeletionPlan::refusal(const FileRecord& record) {
+    try {
+        SafetyPolicy::validate(record);
+        return std::nullopt;
+    } catch (const KestrelError& error) {
+        return error.errorDescription();
+    }
+}
+
+}  // namespace KestrelCore

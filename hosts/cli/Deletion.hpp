@@ -1,0 +1,35 @@
+#pragma once
+
+#include "Command.hpp"
+#include "ExitCode.hpp"
+#include "Session.hpp"
+
+#include "KestrelCore/Base/Text.hpp"
+#include "KestrelCore/DeletionCoordinator.hpp"
+
+#include <optional>
+#include <string>
+
+namespace KestrelCLI {
+
+/// How `trash` and `remove` were called.
+struct DeletionOptions {
+    KestrelCore::DeletionMode mode = KestrelCore::DeletionMode::trash;
+    bool isDryRun = false;
+    bool includesHighRisk = false;
+    bool isConfirmed = false;                   ///< --yes, for the Trash
+    std::optional<std::string> confirmation{};  ///< --confirm, for a permanent removal
+};
+
+/// Shows what would go and what would not, asks, lets the library do it, and shows each result. The paths are the
+/// saved snapshot's where it has them; the snapshot is saved again without what is gone.
+[[nodiscard]] ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOptions& options);
+
+/// Where the receipts of what `trash` moved away are kept: beside the snapshot database.
+[[nodiscard]] std::string receiptsPath(const Session& session);
+
+/// Whether removing `path` (absolute, standardised) would take the snapshot database at `store` or a file that belongs
+/// to it.
+[[nodiscard]] bool holdsStore(const KestrelCore::Text& path, const KestrelCore::Text& store);
+
+}  // namespace KestrelCLI
