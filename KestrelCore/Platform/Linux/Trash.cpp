@@ -44,7 +44,7 @@ PlatformError failure(int errorNumber, const ItemLocation& item) {
 }
 
 /// Moves the item into this trash. Gives its new name, or nothing when the file system is another one after all.
-std::optional<std::string> moveInto(const TrashFolder& trash, const ItemLocation& item, const ExpectedItem& expected) {
+std::optional<std::string> moveItem(const TrashFolder& trash, const ItemLocation& item, const ExpectedItem& expected) {
     const std::string info = trashInfoText(trash.infoPath(item.path), localTime());
     std::size_t longest = longestTrashName;
     for (int attempt = 1;; ++attempt) {
@@ -121,23 +121,22 @@ std::optional<URL> moveToTrash(const URL& url, const std::optional<ExpectedItem>
 
     constexpr auto creation = TrashFolder::Creation::ifMissing;
     int reason = 0;
-    const auto tryIn = [&](const std::optional<TrashFolder>& trash, int error) -> std::optional<URL> {
+    int error = 0;
+    const auto moveInto = [&](const std::optional<TrashFolder>& trash) -> std::optional<URL> {
         if (!trash) {
             // No room and a read-only volume are worth telling; that there is no usable folder is not.
             if (error == ENOSPC || error == EDQUOT || error == EROFS) reason = error;
             return std::nullopt;
         }
-        const auto name = moveInto(*trash, item, asExpected(*status));
+        const auto name = moveItem(*trash, item, asExpected(*status));
         if (!name) return std::nullopt;
         if (isFolder) trash->noteSize(*name, survey.allocatedBytes);
         return URL::fromPath(trash->path + "/files/" + *name, isFolder);
     };
-    int error = 0;
-    if (const auto place = tryIn(TrashFolder::openHome(creation, item.ancestors.back().device, error), error))
+    if (const auto place = moveInto(TrashFolder::openHome(creation, item.ancestors.back().device, error))) return place;
+    if (const auto place = moveInto(TrashFolder::openShared(item.volume.get(), item.volumePath, creation, error)))
         return place;
-    if (const auto place = tryIn(TrashFolder::openShared(item.volume.get(), item.volumePath, creation, error), error))
-        return place;
-    if (const auto place = tryIn(TrashFolder::openOwn(item.volume.get(), item.volumePath, creation, error), error))
+    if (const auto place = moveInto(TrashFolder::openOwn(item.volume.get(), item.volumePath, creation, error)))
         return place;
     if (reason != 0) throw failure(reason, item);
     throw noTrashError(item.text(), Path::lastComponent(Text{item.volumePath}));

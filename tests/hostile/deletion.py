@@ -1,0 +1,540 @@
+#!/usr/bin/env python3
+"""Attacks on the removal of items. deletion.py REMOVER CASE
+
+Every case works in a temporary folder of its own and, where it mounts something, in a mount namespace of its own. Ends
+with 0 when all held, 1 when something did not, 77 when the system lacks what the case needs (a line says what).
+"""
+import ctypes
+import os
+import pathlib
+import shutil
+import stat
+import subprocess
+import sys
+import tempfile
+import time
+
+SKIPPED = 77
+LIBC = ctypes.CDLL(None, use_errno=True)
+AT_FDCWD, RENAME_EXCHANGE = -100, 2
+DIRECTORY, FILE = 1, 0
+PROTECTED = "Trash and Time Machine content are protected from Kestrel deletion."
+failures = []
+
+
+def skip(reason):
+    print(f"{sys.argv[2]}: Skipped\n{reason}")
+    sys.exit(SKIPPED)
+
+
+def check(holds, what):
+    if not holds:
+        failures.append(what)
+        print("FAILED:", what)
+
+
+def exchange(a, b):
+    if LIBC.renameat2(AT_FDCWD, os.fsencode(a), AT_FDCWD, os.fsencode(b), RENAME_EXCHANGE) != 0:
+        raise OSError(ctypes.get_errno(), "exchange", a)
+
+
+def in_mount_namespace():
+    """Runs this very command again in a mount namespace of its own, as the root of a user namespace if need be."""
+    if os.environ.get("KESTREL_IN_NAMESPACE"):
+        return
+    flags = ["-m"] if os.geteuid() == 0 else ["-Urm"]
+    if subprocess.run(["unshare", *flags, "true"], capture_output=True).returncode != 0:
+        skip("Mount namespaces are not to be had here")
+    os.environ["KESTREL_IN_NAMESPACE"] = "1"
+    os.execvp("unshare", ["unshare", *flags, sys.executable, *sys.argv])
+
+
+def mount(*arguments):
+    subprocess.run(["mount", *map(str, arguments)], check=True)
+
+
+def unmount(path):
+    while subprocess.run(["umount", "-l", str(path)], capture_output=True).returncode == 0:
+        pass
+
+
+class Arena:
+    """A folder with a victim and, outside of it, what must never be touched."""
+
+    def __init__(self, base, name):
+        self.top = pathlib.Path(base) / name
+        self.parent = self.top / "parent"
+        self.victim = self.parent / "victim"
+        self.outside = self.top / "outside"
+        self.link = self.top / "lnk"
+        (self.victim / "sub").mkdir(parents=True)
+        # Laid out like the parent, so that the same names are found behind a link to it.
+        (self.outside / "victim" / "sub").mkdir(parents=True)
+        (self.outside / "sub").mkdir()
+        self.precious = []
+        for folder in (self.outside, self.outside / "sub", self.outside / "victim", self.outside / "victim" / "sub"):
+            for i in range(4):
+                (folder / f"f{i}").write_text("precious")
+                self.precious.append(folder / f"f{i}")
+        for folder in (self.victim, self.victim / "sub"):
+            for i in range(4):
+                (folder / f"f{i}").write_text("content")
+        self.link.symlink_to(self.outside)
+        status = self.victim.lstat()
+        self.identity = [str(status.st_dev), str(status.st_ino), str(DIRECTORY)]
+
+    def lost(self):
+        return [str(p) for p in self.precious if not p.is_file() or p.read_text() != "precious"]
+
+
+SWAPS = {
+    "a folder inside": lambda a: exchange(a.victim / "sub", a.link),
+    "the item": lambda a: exchange(a.victim, a.link),
+    "its parent": lambda a: exchange(a.parent, a.link),
+}
+MOUNTS = {
+    "a mount on a folder inside": lambda a: mount("--bind", a.outside, a.victim / "sub"),
+    "a mount on the item": lambda a: mount("--bind", a.outside, a.victim),
+    "a mount on its parent": lambda a: mount("--bind", a.outside, a.parent),
+}
+CALLS = ["newfstatat", "fstat", "lstat", "statx", "openat", "open", "openat2", "getdents64", "unlinkat", "unlink", "rmdir",
+         "renameat2", "close", "fcntl", "getrandom", "lseek"]
+
+
+def run_stopped(command, call, number, log, act):
+    """Runs the command, stopped at the given call for `act`. Whether it got there."""
+    log.write_text("")
+    tracer = subprocess.Popen(["strace", "-qq", "-o", str(log), "-e", f"trace={call}", "-e",
+                               f"inject={call}:signal=SIGSTOP:when={number}", *command],
+                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    stopped = False
+    while True:
+        if not stopped and "--- stopped by SIGSTOP ---" in log.read_text(errors="replace"):
+            stopped = True
+            child = pathlib.Path(f"/proc/{tracer.pid}/task/{tracer.pid}/children").read_text().split()[0]
+            try:
+                act()
+            finally:
+                os.kill(int(child), 18)
+        if tracer.poll() is not None:
+            return stopped
+        time.sleep(0.0005)  # between two looks at the log; nothing depends on its length
+
+
+def attack(remover, base, attacks, clean):
+    """Swaps at every call of every kind. The number of attacks and of those that reached something outside."""
+    tried = escaped = 0
+    for title, swap in attacks.items():
+        for call in CALLS:
+            number = 1
+            while True:
+                arena = Arena(base, f"arena")
+                swapped = []
+
+                def act():
+                    try:
+                        swap(arena)
+                        swapped.append(True)
+                    except (OSError, subprocess.CalledProcessError):
+                        pass  # that part is gone already
+
+                reached = run_stopped(remover(arena), call, number, pathlib.Path(base) / "log", act)
+                clean(arena)
+                lost = arena.lost()
+                shutil.rmtree(arena.top)
+                if not reached:
+                    break
+                tried += bool(swapped)
+                if lost:
+                    escaped += 1
+                    print(f"  {title} at {call} {number}: {len(lost)} lost, such as {lost[0]}")
+                number += 1
+    return tried, escaped
+
+
+def race(remover, base, attacks, clean):
+    if shutil.which("strace") is None:
+        skip("strace is not installed")
+    probe = pathlib.Path(base) / "probe"
+    if not run_stopped(["true"], "close", 1, probe, lambda: None):
+        skip("strace can't stop a program here")
+    naive = lambda arena: [remover, "naive", str(arena.victim)]
+    ours = lambda arena: [remover, "permanent", str(arena.victim), *arena.identity]
+    print("The naive remover:")
+    tried, escaped = attack(naive, base, attacks, clean)
+    print(f"  reached something outside in {escaped} of {tried} attacks")
+    check(tried > 10 and escaped > 0, "the attacks bite")
+    print("Ours:")
+    tried, escaped = attack(ours, base, attacks, clean)
+    print(f"  reached something outside in {escaped} of {tried} attacks")
+    check(tried > 50, "there were attacks")
+    check(escaped == 0, "nothing outside was touched")
+
+
+def case_race_links(remover, base):
+    race(remover, base, SWAPS, lambda arena: None)
+
+
+def case_race_mounts(remover, base):
+    in_mount_namespace()
+
+    def clean(arena):
+        for place in (arena.victim / "sub", arena.victim, arena.parent):
+            unmount(place)
+        for left in arena.parent.glob(".kestrel-removing-*"):
+            unmount(left / "sub")
+            unmount(left)
+
+    race(remover, base, MOUNTS, clean)
+
+
+def run(command, **options):
+    return subprocess.run([str(part) for part in command], capture_output=True, text=True, **options)
+
+
+def identity(path):
+    status = os.lstat(path)
+    return [status.st_dev, status.st_ino, DIRECTORY if stat.S_ISDIR(status.st_mode) else FILE]
+
+
+def remove(remover, path, mode="permanent", **options):
+    return run([remover, mode, path, *identity(path)], **options)
+
+
+def tree(top):
+    return sorted(str(p.relative_to(top)) for p in pathlib.Path(top).rglob("*"))
+
+
+def case_crash(remover, base):
+    """Killed at every call of a removal and of a move to the trash: nothing is lost but what was asked for."""
+    if shutil.which("strace") is None:
+        skip("strace is not installed")
+    base = pathlib.Path(base)
+    environment = dict(os.environ, XDG_DATA_HOME=str(base / "data"))
+    kills = 0
+    for mode in ("permanent", "trash"):
+        for call in ("renameat2", "unlinkat", "write", "fsync", "mkdirat", "openat", "openat2"):
+            number = 1
+            while True:
+                item = base / "item"
+                (item / "sub").mkdir(parents=True)
+                (item / "sub" / "f").write_text("content")
+                beside = base / "beside"
+                beside.write_text("precious")
+                result = run(["strace", "-f", "-qq", "-o", base / "log", "-e", f"trace={call}", "-e",
+                              f"inject={call}:signal=SIGKILL:when={number}", remover, mode, item, *identity(item)],
+                             env=environment)
+                killed = result.returncode < 0 or result.returncode == 137
+                kills += killed
+                check(beside.read_text() == "precious", f"{mode} killed at {call} {number}: what is beside it stays")
+                places = [item, *base.glob(".kestrel-removing-*")]
+                trash = base / "data" / "Trash"
+                if mode == "trash":
+                    files = list((trash / "files").glob("*"))
+                    whole = [p for p in [item, *files] if (p / "sub" / "f").is_file()]
+                    check(len(whole) == 1, f"trash killed at {call} {number}: the item is in one place, whole")
+                    for moved in files:
+                        check((trash / "info" / f"{moved.name}.trashinfo").read_text().startswith("[Trash Info]\nPath="),
+                              f"trash killed at {call} {number}: a trashed item has its info")
+                elif killed:
+                    check(sum(p.exists() for p in places) <= 1, f"killed at {call} {number}: at most one is left")
+                for left in [*places, base / "data"]:
+                    shutil.rmtree(left, ignore_errors=True)
+                if not killed:
+                    break
+                number += 1
+    check(kills > 20, "there were kills")
+    print(f"{kills} kills")
+
+
+def case_faults(remover, base):
+    """System calls that are missing or fail: a slower way or a refusal, never an unsafe way."""
+    if shutil.which("strace") is None:
+        skip("strace is not installed")
+    base = pathlib.Path(base)
+    environment = dict(os.environ, XDG_DATA_HOME=str(base / "data"))
+
+    def with_fault(fault, mode, path):
+        return run(["strace", "-f", "-qq", "-o", base / "log", "-e", f"inject={fault}", remover, mode, path,
+                    *identity(path)], env=environment)
+
+    def new_tree():
+        top = base / "item"
+        shutil.rmtree(top, ignore_errors=True)
+        (top / "sub" / "deep").mkdir(parents=True)
+        for i in range(4):
+            (top / "sub" / f"f{i}").write_text("content")
+        return top
+
+    for fault in ("openat2:error=ENOSYS", "openat2:error=EPERM", "statx:error=ENOSYS", "renameat2:error=ENOSYS",
+                  "renameat2:error=EXDEV", "renameat2:error=ENOSPC", "renameat2:error=EINVAL"):
+        top = new_tree()
+        result = with_fault(fault, "permanent", top)
+        check(result.returncode == 0 and not top.exists(), f"a folder is removed with {fault}: {result.stdout}")
+
+    single = base / "file"
+    single.write_text("content")
+    for fault in ("renameat2:error=ENOSYS", "renameat2:error=EINVAL", "renameat2:error=ENOSPC"):
+        result = with_fault(fault, "permanent", single)
+        check(result.returncode == 1 and single.is_file(), f"a file stays with {fault}")
+    result = with_fault("unlinkat:error=EACCES:when=1", "permanent", single)
+    check(single.is_file() and not list(base.glob(".kestrel-removing-*")), "a file gets its name back")
+    check("permission" in result.stdout, "the message tells the reason")
+
+    top = new_tree()
+    result = with_fault("unlinkat:error=EPERM:when=3", "permanent", top)
+    check(result.returncode == 1 and top.is_dir(), "a folder that is partly removed gets its name back")
+    check("Some of its contents were removed; it stopped at “" + str(top) + "/sub/f" in result.stdout
+          and result.stdout.rstrip().endswith("Operation not permitted."), f"the message says so: {result.stdout}")
+
+    for fault, what in (("write:error=ENOSPC:when=1", "no space"), ("fsync:error=EIO:when=1", "a failing disk"),
+                        ("renameat2:error=EXDEV", "another file system"), ("renameat2:error=EACCES", "no permission")):
+        if "EXDEV" in fault and os.geteuid() == 0:
+            continue  # would try the top of the real volume next
+        result = with_fault(fault, "trash", single)
+        check(result.returncode == 1 and single.is_file(), f"the item stays with {what}")
+        check(not tree(base / "data" / "Trash" / "info"), f"no info file stays with {what}")
+        check(not tree(base / "data" / "Trash" / "files"), f"nothing is in the trash with {what}")
+
+
+def case_mounts(remover, base):
+    """Items with mounts on or in them are refused whole; full, read-only and layered volumes."""
+    in_mount_namespace()
+    base = pathlib.Path(base)
+    volume = base / "volume"
+    volume.mkdir()
+    mount("-t", "tmpfs", "-o", "size=1m", "none", volume)
+    outside = volume / "outside"
+    outside.mkdir()
+    (outside / "precious").write_text("precious")
+
+    def refused(path, what):
+        before = tree(path)
+        for mode in ("permanent", "trash"):
+            result = remove(remover, path, mode, env=dict(os.environ, XDG_DATA_HOME=str(volume / "data")))
+            check(result.returncode == 1, f"{what} is refused ({mode})")
+            check("mounted" in result.stdout, f"{what}: the message says why: {result.stdout}")
+            check(tree(path) == before, f"{what} is left as it was ({mode})")
+        check((outside / "precious").is_file(), f"{what}: nothing behind the mount is touched")
+
+    item = volume / "item"
+    (item / "a" / "m").mkdir(parents=True)
+    (item / "first").write_text("content")
+    (item / "a" / "file").write_text("content")
+    for arguments, what in ((("-t", "tmpfs", "none", item / "a" / "m"), "another file system"),
+                            (("--bind", outside, item / "a" / "m"), "a bind mount of the same device"),
+                            (("--bind", outside / "precious", item / "a" / "file"), "a bind mount of a file"),
+                            (("--bind", outside, item), "a mount on the item itself")):
+        mount(*arguments)
+        refused(item, what)
+        unmount(arguments[-1])
+    spaced = volume / "odd name\\with\nmore"
+    (spaced / "m").mkdir(parents=True)
+    mount("--bind", outside, spaced / "m")
+    refused(spaced, "a mount below an odd name")
+    unmount(spaced / "m")
+    check(remove(remover, item).returncode == 0 and not item.exists(), "without mounts the item goes")
+
+    # A full volume: no bytes, no inodes.
+    full = base / "full"
+    full.mkdir()
+    mount("-t", "tmpfs", "-o", "size=64k,nr_inodes=20", "none", full)
+    (full / "item" / "sub").mkdir(parents=True)
+    try:
+        for i in range(100):
+            (full / "item" / "sub" / f"f{i}").write_bytes(b"x" * 4096)
+    except OSError:
+        pass
+    (full / "keep").exists()
+    check(remove(remover, full / "item").returncode == 0 and tree(full) == [], "removal works on a full volume")
+
+    # A read-only volume.
+    (full / "item").mkdir()
+    (full / "item" / "file").write_text("content")
+    mount("-o", "remount,ro", full)
+    result = remove(remover, full / "item")
+    check(result.returncode == 1 and "Read-only file system" in result.stdout, f"read-only: {result.stdout}")
+    result = remove(remover, full / "item", "trash", env=dict(os.environ, XDG_DATA_HOME=str(volume / "data")))
+    check(result.returncode == 1 and "Read-only file system" in result.stdout, f"read-only trash: {result.stdout}")
+    check(tree(full) == ["item", "item/file"], "nothing was touched on the read-only volume")
+
+    # An overlay: a folder of the lower layer can't be renamed.
+    layers = base / "layers"
+    layers.mkdir()
+    mount("-t", "tmpfs", "none", layers)
+    for name in ("lower/item/sub", "upper", "work", "merged"):
+        (layers / name).mkdir(parents=True)
+    for i in range(4):
+        (layers / "lower" / "item" / "sub" / f"f{i}").write_text("content")
+    overlay = f"lowerdir={layers}/lower,upperdir={layers}/upper,workdir={layers}/work"
+    if os.geteuid() != 0 or run(["mount", "-t", "overlay", "-o", overlay + ",userxattr", "none", layers / "merged"]).returncode:
+        mount("-t", "overlay", "-o", overlay, "none", layers / "merged")
+    item = layers / "merged" / "item"
+    result = remove(remover, item)
+    check(result.returncode == 0 and not item.exists(), f"removal works on an overlay: {result.stdout}")
+    check((layers / "lower" / "item" / "sub" / "f0").is_file(), "the lower layer is as it was")
+    for place in (layers / "merged", layers, full, volume):
+        unmount(place)
+
+
+def case_volumes(remover, base):
+    """The trash at the top of a volume that is not the home directory's."""
+    in_mount_namespace()
+    base = pathlib.Path(base)
+    volume = base / "disk name"
+    volume.mkdir()
+    environment = dict(os.environ, XDG_DATA_HOME=str(base / "data"))
+    user = os.geteuid()
+    own = volume / f".Trash-{user}"
+    shared = volume / ".Trash"
+
+    def fresh():
+        unmount(volume)
+        mount("-t", "tmpfs", "-o", "size=1m", "none", volume)
+        (volume / "sub").mkdir()
+        (volume / "sub" / "a b").write_text("content")
+        return volume / "sub" / "a b"
+
+    def trashed(item):
+        result = remove(remover, item, "trash", env=environment)
+        return pathlib.Path(result.stdout.splitlines()[1]) if result.returncode == 0 else result.stdout
+
+    item = fresh()
+    place = trashed(item)
+    check(place == own / "files" / "a b" and place.is_file(), f"the own trash is made: {place}")
+    check("Path=sub/a%20b\n" in (own / "info" / "a b.trashinfo").read_text(), "its paths are relative to the volume")
+    check(stat.S_IMODE(own.lstat().st_mode) == 0o700, "it is private")
+    for protected in (own, own / "files", place):
+        result = remove(remover, protected, env=environment)
+        check(result.returncode == 1 and PROTECTED in result.stdout, f"{protected.name} is protected: {result.stdout}")
+
+    item = fresh()
+    shared.mkdir()
+    shared.chmod(0o1777)
+    place = trashed(item)
+    check(place == shared / str(user) / "files" / "a b", f"the shared trash is used: {place}")
+    check(not own.exists(), "the own one is not made then")
+
+    def not_sticky(): shared.mkdir(); shared.chmod(0o777)
+    def a_link(): (volume / "elsewhere").mkdir(mode=0o1777); shared.symlink_to(volume / "elsewhere")
+    def user_is_link():
+        shared.mkdir(); shared.chmod(0o1777); (volume / "elsewhere").mkdir(); (shared / str(user)).symlink_to(volume / "elsewhere")
+    def files_is_link():
+        shared.mkdir(); shared.chmod(0o1777); (shared / str(user)).mkdir(mode=0o700)
+        (volume / "elsewhere").mkdir(); (shared / str(user) / "files").symlink_to(volume / "elsewhere")
+    def group_writable():
+        shared.mkdir(); shared.chmod(0o1777); (shared / str(user)).mkdir(); (shared / str(user)).chmod(0o770)
+    for spoil in (not_sticky, a_link, user_is_link, files_is_link, group_writable):
+        item = fresh()
+        spoil()
+        place = trashed(item)
+        check(place == own / "files" / "a b", f"{spoil.__name__}: the own trash is used: {place}")
+        check(not tree(volume / "elsewhere"), f"{spoil.__name__}: nothing is written outside")
+
+    def own_is_link(): (volume / "elsewhere").mkdir(); own.symlink_to(volume / "elsewhere")
+    def own_is_file(): own.write_text("x")
+    def own_info_is_link():
+        own.mkdir(mode=0o700); (volume / "elsewhere").mkdir(); (own / "info").symlink_to(volume / "elsewhere")
+    def own_is_group_writable(): own.mkdir(); own.chmod(0o770)
+    for spoil in (own_is_link, own_is_file, own_info_is_link, own_is_group_writable):
+        item = fresh()
+        spoil()
+        message = trashed(item)
+        check(message == "“a b” couldn’t be moved to the trash because the volume “disk name” doesn’t have one.\n",
+              f"{spoil.__name__}: {message}")
+        check(item.is_file() and not tree(volume / "elsewhere"), f"{spoil.__name__}: nothing is touched")
+
+    # A bind mount of the home trash's own device: the same device number, but no rename across it.
+    home = base / "home"
+    home.mkdir()
+    mount("-t", "tmpfs", "none", home)
+    (home / "real" / "sub").mkdir(parents=True)
+    (home / "bound").mkdir()
+    mount("--bind", home / "real", home / "bound")
+    item = home / "bound" / "sub" / "file"
+    item.write_text("content")
+    environment["XDG_DATA_HOME"] = str(home / "data")
+    place = trashed(item)
+    check(place == home / "bound" / f".Trash-{user}" / "files" / "file", f"the trash of the bind mount is used: {place}")
+    check(not tree(home / "data" / "Trash" / "info"), "no info file is left in the home trash")
+
+    # No space for the info file.
+    item = fresh()
+    try:
+        (volume / "filler").write_bytes(b"x" * (2 << 20))
+    except OSError:
+        pass
+    message = trashed(item)
+    check(isinstance(message, str) and "No space left on device" in message, f"a full volume: {message}")
+    check(item.is_file() and not tree(own / "info"), "the item stays, and no empty info file")
+    for place in (home / "bound", home, volume):
+        unmount(place)
+
+
+def case_interoperability(remover, base):
+    """Items go back and forth between this trash, trash-cli and gio."""
+    if shutil.which("trash-list") is None or shutil.which("trash-restore") is None:
+        skip("trash-cli is not installed")
+    base = pathlib.Path(base)
+    work = base / "work"
+    work.mkdir()
+    environment = dict(os.environ, HOME=str(base), CFFIXED_USER_HOME=str(base), XDG_DATA_HOME=str(base / "data"),
+                       LC_ALL="C.UTF-8")
+    environment.pop("DBUS_SESSION_BUS_ADDRESS", None)
+    names = ["plain", "a b", "100%", "é=ü", "new\nline", "-rf"]
+    trash = base / "data" / "Trash"
+
+    for name in names:
+        (work / name).write_text(name)
+        check(remove(remover, work / name, "trash", env=environment).returncode == 0, f"{name!r} is trashed")
+    listing = run(["trash-list"], env=environment).stdout
+    for name in names:
+        check(str(work / name) in listing, f"trash-cli lists {name!r}")
+    for name in names:
+        run(["trash-restore", work / name], env=environment, input="0\n", cwd=work)
+        check((work / name).is_file() and (work / name).read_text() == name, f"trash-cli restores {name!r}")
+    check(not tree(trash / "files") and not tree(trash / "info"), "trash-cli leaves nothing behind")
+
+    # What another tool put there is never overwritten.
+    (work / "same").write_text("theirs")
+    check(run(["trash-put", work / "same"], env=environment).returncode == 0, "trash-cli trashes")
+    (work / "same").write_text("ours")
+    check(remove(remover, work / "same", "trash", env=environment).returncode == 0, "a second one is trashed")
+    check(sorted(p.read_text() for p in (trash / "files").iterdir()) == ["ours", "theirs"], "both are there")
+    run(["trash-empty", "-f"], env=environment)
+    check(not tree(trash / "files"), "trash-cli empties what both put there")
+
+    gvfs = any(pathlib.Path(p).exists() for p in ("/usr/libexec/gvfsd-trash", "/usr/lib/gvfs/gvfsd-trash"))
+    if shutil.which("gio") is None or shutil.which("dbus-run-session") is None or not gvfs:
+        if not failures:
+            skip("gio, gvfs or dbus-run-session is not installed")
+        return
+    (work / "folder" / "sub").mkdir(parents=True)
+    (work / "folder" / "sub" / "f").write_text("content")
+    for name in ["folder", *names]:
+        check(remove(remover, work / name, "trash", env=environment).returncode == 0, f"{name!r} is trashed")
+    script = "gio trash --list; gio trash --list | cut -f1 | while read -r uri; do gio trash --restore \"$uri\"; done"
+    result = run(["dbus-run-session", "--", "sh", "-c", script], env=environment, cwd=work)
+    for name in ["folder", *names]:
+        check((work / name).exists(), f"gio restores {name!r}: {result.stdout} {result.stderr}")
+    check(not tree(trash / "files"), "gio leaves nothing behind")
+
+
+def main():
+    remover, case = os.path.abspath(sys.argv[1]), sys.argv[2]
+    base = tempfile.mkdtemp(prefix="kestrel-hostile-")
+    try:
+        globals()["case_" + case.replace("-", "_")](remover, base)
+    finally:
+        # First what is mounted below, then the rest: never delete through a mount.
+        mounts = [line.split()[4].encode().decode("unicode_escape") for line in open("/proc/self/mountinfo")]
+        for point in sorted((p for p in mounts if p.startswith(base)), reverse=True):
+            unmount(point)
+        mounts = [line.split()[4] for line in open("/proc/self/mountinfo")]
+        if not any(p.startswith(base) for p in mounts):
+            shutil.rmtree(base, ignore_errors=True)
+    print("all held" if not failures else f"{len(failures)} did not hold")
+    sys.exit(1 if failures else 0)
+
+
+main()
