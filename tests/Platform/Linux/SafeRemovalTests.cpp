@@ -244,6 +244,45 @@ TEST(SafeRemoval, endsOnAFolderThatIsRefilledAllTheTime) {
     EXPECT_TRUE(interruptedRemovals(folder.path()).empty());
 }
 
+TEST(SafeRemoval, withstandsSomeoneWhoExchangesFoldersAllTheTime) {
+    const InMemory inMemory;
+    const TemporaryFolder folder;
+    const std::string outside = folder.path() + "/outside";
+    const std::string victim = folder.path() + "/victim";
+    const std::string link = folder.path() + "/link";
+    fs::create_directories(outside + "/sub");
+    for (const char* name : {"/f", "/sub/f"}) writeFile(outside + name);
+    fs::create_directory_symlink(outside, link);
+
+    std::atomic<bool> stop = false;
+    std::thread swapper{[&] {
+        const std::string inner = victim + "/sub";
+        for (unsigned i = 0; !stop; ++i) {
+            const std::string& target = i / 64 % 2 == 0 ? victim : inner;
+            (void)::renameat2(AT_FDCWD, target.c_str(), AT_FDCWD, link.c_str(), RENAME_EXCHANGE);
+        }
+    }};
+    constexpr int tries = 20'000;
+    int escapes = 0;
+    for (int i = 0; i < tries; ++i) {
+        // Whatever stands there by now is made into a victim again.
+        if (::mkdir(victim.c_str(), 0700) == 0) {
+            (void)::mkdir((victim + "/sub").c_str(), 0700);
+            const int file = ::open((victim + "/sub/f").c_str(), O_CREAT | O_WRONLY | O_NOFOLLOW | O_CLOEXEC, 0600);
+            if (file >= 0) ::close(file);
+        }
+        struct stat status {};
+        if (::lstat(victim.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) continue;
+        (void)removalError(victim, ExpectedItem{status.st_dev, status.st_ino, S_IFDIR});
+        if (!existsItself(outside + "/f") || !existsItself(outside + "/sub/f")) ++escapes;
+        if (escapes > 0) break;
+        if (!existsItself(link)) fs::create_directory_symlink(outside, link);
+    }
+    stop = true;
+    swapper.join();
+    EXPECT_EQ(escapes, 0);
+}
+
 TEST(SafeRemoval, knowsTheNamesItUses) {
     EXPECT_TRUE(isRemovalName(".kestrel-removing-0123456789abcdef"));
     EXPECT_FALSE(isRemovalName(".kestrel-removing-0123456789abcdeF"));
