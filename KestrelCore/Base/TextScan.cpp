@@ -124,6 +124,50 @@ std::string normalizedBy(const icu::Normalizer2& normalizer, std::string_view we
     return result;
 }
 
+/// From this many bytes on, marks are put in order here: ICU inserts each at its place, which takes time by the square
+/// of how many follow one letter.
+constexpr std::size_t fewestBytesOfLongText = 1024;
+
+/// No scalar below this one decomposes.
+constexpr UChar32 firstDecomposing = 0xC0;
+
+/// The normal form D of a long text, in time that hardly grows faster than the text.
+std::string decomposedLong(std::string_view wellFormed) {
+    struct Mark {
+        std::uint8_t combiningClass;
+        UChar32 scalar;
+    };
+    std::string result;
+    result.reserve(wellFormed.size());
+    std::vector<Mark> marks;  // since the last scalar that is none
+    const auto flush = [&] {
+        std::stable_sort(marks.begin(), marks.end(),
+                         [](const Mark& a, const Mark& b) { return a.combiningClass < b.combiningClass; });
+        for (const Mark& mark : marks) append(mark.scalar, result);
+        marks.clear();
+    };
+    const auto add = [&](UChar32 scalar) {
+        const std::uint8_t combiningClass = decomposer().getCombiningClass(scalar);
+        if (combiningClass != 0) {
+            marks.push_back({combiningClass, scalar});
+            return;
+        }
+        flush();
+        append(scalar, result);
+    };
+    icu::UnicodeString pieces;
+    for (std::size_t index = 0; index < wellFormed.size();) {
+        const UChar32 scalar = nextScalar(wellFormed, index);
+        if (scalar < firstDecomposing || !decomposer().getDecomposition(scalar, pieces)) {
+            add(scalar);
+            continue;
+        }
+        for (std::int32_t at = 0; at < pieces.length(); at = pieces.moveIndex32(at, 1)) add(pieces.char32At(at));
+    }
+    flush();
+    return result;
+}
+
 /// ICU's simple mapping, but for the one scalar whose full mapping without context has two scalars.
 void appendLowercase(UChar32 scalar, std::string& text) {
     if (scalar == 0x130) {
@@ -256,6 +300,7 @@ std::string repairedUTF8(std::string_view bytes) {
 
 bool isNormalizedUTF8(std::string_view wellFormed) {
     if (isPlainLatin(wellFormed)) return true;
+    if (wellFormed.size() >= fewestBytesOfLongText) return normalizedUTF8(wellFormed) == wellFormed;
     UErrorCode status = U_ZERO_ERROR;
     const bool result = composer().isNormalizedUTF8(piece(wellFormed), status);
     check(status);
@@ -264,11 +309,13 @@ bool isNormalizedUTF8(std::string_view wellFormed) {
 
 std::string normalizedUTF8(std::string_view wellFormed) {
     if (isPlainLatin(wellFormed)) return std::string{wellFormed};
+    if (wellFormed.size() >= fewestBytesOfLongText) return normalizedBy(composer(), decomposedLong(wellFormed));
     return normalizedBy(composer(), wellFormed);
 }
 
 std::string decomposedUTF8(std::string_view wellFormed) {
     if (isASCII(wellFormed)) return std::string{wellFormed};
+    if (wellFormed.size() >= fewestBytesOfLongText) return decomposedLong(wellFormed);
     return normalizedBy(decomposer(), wellFormed);
 }
 
