@@ -180,7 +180,7 @@ RC_GTEST_PROP(SnapshotSearch, findsWhatThePlainReadingOfTheRulesFinds, ()) {
     for (int i = 0; i < count; ++i) searched.push_back(record(folders));
     const ScanSnapshot snapshot = snapshotOf(searched);
     const std::vector<FileRecord> records{snapshot.records().begin(), snapshot.records().end()};
-    for (int i = 0; i < 12; ++i) {
+    for (int i = 0; i < 30; ++i) {
         const SearchQuery asked = query(searched);
         const std::int64_t limit = *rc::gen::elementOf(std::vector<std::int64_t>{1, 2, 5, 100, INT64_MAX});
         RC_LOG() << "query: " << asked.text.view() << "\n";

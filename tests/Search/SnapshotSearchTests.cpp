@@ -5,6 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <thread>
 
@@ -207,12 +210,37 @@ TEST(SnapshotSearch, standsTextsOfAnySize) {
     for (int i = 0; i < 10'000; ++i) manyWords += std::to_string(i) + " in:" + std::to_string(i) + " ";
     EXPECT_EQ(found(snapshot, SearchQuery{manyWords}), Found{});
     EXPECT_EQ(found(snapshot, SearchQuery{marks}), Found{});
+    std::string unorderedMarks = "in:e";
+    for (int i = 0; i < 100'000; ++i) unorderedMarks += i % 2 == 0 ? "\u0301" : "\u0323";
+    EXPECT_EQ(found(snapshot, SearchQuery{unorderedMarks}), Found{});
     EXPECT_EQ(found(snapshot, SearchQuery{std::string(1'000'000, 'a')}), Found{});
     EXPECT_EQ(found(snapshot, SearchQuery{std::string(4096, 'a')}).size(), 1U);
     EXPECT_EQ(found(snapshot, SearchQuery{std::string(4095, 'a') + "b"}).size(), 1U);
     EXPECT_EQ(found(snapshot, SearchQuery{std::string(1'000'000, ' ')}).size(), 3U);
     EXPECT_EQ(found(snapshot, SearchQuery{std::string(1'000'000, '/')}), Found{});
     EXPECT_EQ(found(snapshot, SearchQuery{Text{"\xFF\xFE\xC0"}}), Found{});
+}
+
+/// Every query text that ever troubled the search, asked of names that are as odd.
+TEST(SnapshotSearch, standsTheCorpus) {
+    std::vector<Text> texts;
+    for (const auto& entry : std::filesystem::directory_iterator{std::string{KESTREL_FUZZ_CORPUS} + "/search"}) {
+        std::ifstream file{entry.path(), std::ios::binary};
+        texts.emplace_back(std::string{std::istreambuf_iterator<char>{file}, {}});
+    }
+    ASSERT_GE(texts.size(), 16U);
+    std::vector<SearchedRecord> searched;
+    for (const Text& text : texts) searched.push_back({.path = Text::concatenating({"/x/", text.view()})});
+    const ScanSnapshot snapshot = snapshotOf(searched);
+    const std::vector<FileRecord> records{snapshot.records().begin(), snapshot.records().end()};
+    const Date now{800'000'000};
+    for (const Text& text : texts) {
+        Found expected;
+        for (const auto& [record, score] : naiveSearch(records, SearchQuery{text}, 100, now)) {
+            expected.emplace_back(record.path().string(), score);
+        }
+        EXPECT_EQ(found(snapshot, SearchQuery{text}, 100, {.cancellation = {}, .now = now, .threads = 0}), expected);
+    }
 }
 
 TEST(SnapshotSearch, answersMoreDifferentWordsThanFoldersAreAskedFor) {
