@@ -3,8 +3,10 @@
 #include "KestrelCore/Base/CancellationToken.hpp"
 #include "KestrelCore/Base/Date.hpp"
 #include "KestrelCore/Base/Text.hpp"
+#include "KestrelCore/Export.hpp"
 #include "KestrelCore/Model/FileKind.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
+#include "KestrelCore/Search/SearchQuery.hpp"
 
 #include <cstdint>
 #include <optional>
@@ -14,7 +16,7 @@
 namespace KestrelCore {
 
 /// How a query was understood.
-struct SearchExplanation {
+struct KESTRELCORE_EXPORT SearchExplanation {
     std::vector<Text> terms;        ///< plain words, case folded, in query order
     std::set<FileKind> kinds;       ///< empty = any
     std::set<Text> extensions;      ///< lower case, without the dot; empty = any
@@ -24,6 +26,9 @@ struct SearchExplanation {
     std::optional<Date> modifiedAfter;
     std::optional<Date> modifiedBefore;
     bool hiddenOnly = false;
+
+    /// What a search for `query` at `now` would go by.
+    [[nodiscard]] static SearchExplanation of(const SearchQuery& query, Date now);
 
     bool operator==(const SearchExplanation&) const = default;
 };

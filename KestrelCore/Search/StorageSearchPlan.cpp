@@ -148,6 +148,8 @@ std::optional<double> decimalNumber(std::string_view text) {
 
 }  // namespace
 
+SearchExplanation SearchExplanation::of(const SearchQuery& query, Date now) { return StorageSearchPlan{query, now}; }
+
 const Text& StorageSearchPlan::developerMarker() {
     static const Text marker{"__developer_storage__"};
     return marker;

@@ -8,6 +8,7 @@ namespace KestrelCLI {
 // in which the help shows them.
 void addScanCommand(CLI::App& app, Session& session);
 void addListCommand(CLI::App& app, Session& session);
+void addSearchCommand(CLI::App& app, Session& session);
 void addMediaCommand(CLI::App& app, Session& session);
 void addDocumentsCommand(CLI::App& app, Session& session);
 void addClearCommand(CLI::App& app, Session& session);

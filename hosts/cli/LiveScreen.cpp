@@ -113,6 +113,7 @@ attr_t attributesOf(Style style, bool hasColor) {
     case Style::good: return color(greenPair);
     case Style::warning: return color(yellowPair);
     case Style::bad: return color(redPair);
+    case Style::match: return color(yellowPair) | A_BOLD;
     case Style::plain:
     case Style::file: break;
     }

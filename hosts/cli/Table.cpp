@@ -43,13 +43,13 @@ void Table::write(std::ostream& out, std::size_t columns, bool hasColor) const {
             if (!isLast || columns_[index].align == Align::right) {
                 text = TerminalText::padded(text, width[index], columns_[index].align == Align::right);
             }
-            line += painted(cell.style, text, hasColor);
+            line += hasColor && cell.paint ? cell.paint(text) : painted(cell.style, text, hasColor);
             if (!isLast) line.append(gap, ' ');
         }
         out << line << '\n';
     };
     if (std::ranges::any_of(columns_, [](const Column& column) { return !column.title.empty(); })) {
-        writeRow([&](std::size_t index) { return Cell{columns_[index].title, Style::quiet}; });
+        writeRow([&](std::size_t index) { return Cell{columns_[index].title, Style::quiet, {}}; });
     }
     for (const auto& row : rows_) {
         writeRow([&](std::size_t index) { return row[index]; });

@@ -3,8 +3,10 @@
 #include "Terminal.hpp"
 
 #include <cstddef>
+#include <functional>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace KestrelCLI {
@@ -22,6 +24,8 @@ public:
     struct Cell {
         std::string text;
         Style style = Style::plain;
+        /// Colours the text as it is shown, perhaps shortened, where one style is not enough; absent: `style` does.
+        std::function<std::string(std::string_view shown)> paint = {};
     };
 
     explicit Table(std::vector<Column> columns) : columns_{std::move(columns)} {}

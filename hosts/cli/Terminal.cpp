@@ -23,6 +23,7 @@ std::string_view sequence(Style style) {
     case Style::good: return "\x1b[32m";
     case Style::warning: return "\x1b[33m";
     case Style::bad: return "\x1b[31m";
+    case Style::match: return "\x1b[1;33m";
     case Style::plain:
     case Style::file: break;
     }

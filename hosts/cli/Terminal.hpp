@@ -7,7 +7,7 @@
 namespace KestrelCLI {
 
 /// What a text is, from which its colour follows.
-enum class Style { plain, heading, folder, file, quiet, bar, good, warning, bad };
+enum class Style { plain, heading, folder, file, quiet, bar, good, warning, bad, match };
 
 /// What is known of the three standard streams. A value: tests state what they need.
 struct Terminal {

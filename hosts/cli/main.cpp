@@ -20,6 +20,7 @@ int main(int argc, char** argv) {
                                          {
                                              addScanCommand,
                                              addListCommand,
+                                             addSearchCommand,
                                              addMediaCommand,
                                              addDocumentsCommand,
                                              addAppsCommand,
