@@ -29,6 +29,7 @@ bench:
 	cmake --build build/release --parallel $(JOBS)
 	build/release/bin/kestrel-bench
 	benchmarks/compare --files $(SIZE)
+	benchmarks/compare_search --files $(SIZE)
 
 lint:
 	scripts/lint
