@@ -363,7 +363,7 @@ def case_mounts(remover, base):
     # A read-only volume.
     (full / "item").mkdir()
     (full / "item" / "file").write_text("content")
-    mount("-o", "remount,ro", full)
+    mount("-o", "remount,ro,size=64k,nr_inodes=20", "none", full)
     result = remove(remover, full / "item")
     check(result.returncode == 1 and "Read-only file system" in result.stdout, f"read-only: {result.stdout}")
     result = remove(remover, full / "item", "trash", env=dict(os.environ, XDG_DATA_HOME=str(volume / "data")))
