@@ -72,8 +72,8 @@ std::string fromUTF16(std::string_view bytes, bool isBigEndian) {
     std::string text;
     UTF16Joiner joiner{text};
     for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-        const auto first = static_cast<unsigned char>(bytes[i]);
-        const auto second = static_cast<unsigned char>(bytes[i + 1]);
+        const std::uint32_t first = static_cast<unsigned char>(bytes[i]);
+        const std::uint32_t second = static_cast<unsigned char>(bytes[i + 1]);
         joiner.append(isBigEndian ? first << 8U | second : second << 8U | first);
     }
     joiner.flush();

@@ -224,7 +224,7 @@ TEST(SnapshotSearch, standsTextsOfAnySize) {
 /// Every query text that ever troubled the search, asked of names that are as odd.
 TEST(SnapshotSearch, standsTheCorpus) {
     std::vector<Text> texts;
-    for (const auto& entry : std::filesystem::directory_iterator{std::string{KESTREL_FUZZ_CORPUS} + "/search"}) {
+    for (const auto& entry : std::filesystem::directory_iterator{std::string{KESTREL_FUZZ_CORPUS} + "/searchquery"}) {
         std::ifstream file{entry.path(), std::ios::binary};
         texts.emplace_back(std::string{std::istreambuf_iterator<char>{file}, {}});
     }
