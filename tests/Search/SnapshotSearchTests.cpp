@@ -27,7 +27,7 @@ std::vector<SearchedRecord> manyRecords() {
     static const std::vector<std::string> names = {"report",         "Reports", "reprot", "photo",
                                                    "My-Report_2019", "été",     "x"};
     std::vector<SearchedRecord> records;
-    for (std::size_t i = 0; i < 17'000; ++i) {
+    for (std::size_t i = 0; i < 9'000; ++i) {
         const std::string folder = "/Users/anna/" + std::to_string(i % 13) + (i % 13 == 5 ? " report" : "");
         records.push_back({.path = folder + "/" + names[i % names.size()] + std::to_string(i % 11) + ".pdf",
                            .allocatedBytes = static_cast<std::int64_t>(i % 3 * 4096)});
