@@ -15,8 +15,8 @@ constexpr auto shortestPause = std::chrono::milliseconds{100};
 
 void ProgressLine::show(const KestrelCore::ScanProgress& progress, Clock::time_point now) {
     if (!session_.terminal.isMessages || (isDrawn_ && now - lastDrawing_ < shortestPause)) return;
-    // The last column stays free: some terminals begin a new line as soon as it is used.
-    session_.messages << '\r' << text(progress, Terminal::currentColumns() - 1) << "\x1b[K";
+    // The last columns stay free: the "^C" that a terminal shows must not begin a new line, which would leave this one.
+    session_.messages << '\r' << text(progress, Terminal::currentColumns() - 3) << "\x1b[K";
     session_.messages.flush();
     isDrawn_ = true;
     lastDrawing_ = now;
