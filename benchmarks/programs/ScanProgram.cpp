@@ -19,8 +19,8 @@ using namespace KestrelCore;
 
 namespace {
 
-/// The largest resident size so far, in bytes. The system keeps one for the program alone, while the resource usage that
-/// a parent is told of includes what the parent itself used before the program began.
+/// The largest resident size so far, in bytes. The system keeps one for the program alone, while the resource usage
+/// that a parent is told of includes what the parent itself used before the program began.
 std::uint64_t peakBytes() {
     std::ifstream status{"/proc/self/status"};
     for (std::string line; std::getline(status, line);) {
