@@ -1,9 +1,9 @@
 #include "Deletion.hpp"
 
+#include "DeletionSnapshot.hpp"
 #include "Interruption.hpp"
 #include "ModelJSON.hpp"
 #include "Question.hpp"
-#include "DeletionSnapshot.hpp"
 #include "StorePath.hpp"
 #include "Table.hpp"
 #include "TerminalText.hpp"
@@ -172,6 +172,7 @@ ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOpti
 
     std::vector<DeletionItemResult> results;
     std::vector<FileRecord> gone;
+    std::vector<Text> gonePaths;
     bool isInterrupted = false;
     if (!options.isDryRun && !records.empty()) {
         std::optional<Text> typed;
@@ -206,7 +207,6 @@ ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOpti
                             << '\n';
             }
         }
-        std::vector<Text> gonePaths;
         for (const FileRecord& record : gone) gonePaths.push_back(record.path());
         saveWithout(session, gonePaths);
     }
@@ -217,12 +217,14 @@ ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOpti
         writePlan(json, plan);
         writeResults(json, results);
         json.member("reclaimableBytes", reclaimable);
+        if (options.afterwards) options.afterwards(&json, gonePaths);
         json.finish();
     } else if (options.isDryRun) {
         session.out << fmt::format("{} would go; nothing was touched.\n", amount);
     } else {
         session.out << fmt::format("{} {} ({}).\n", isTrash ? "Moved" : "Removed", itemCount(gone.size()),
                                    session.size(reclaimable));
+        if (options.afterwards) options.afterwards(nullptr, gonePaths);
     }
     if (isInterrupted) {
         session.say(fmt::format("Interrupted: {} left as they were.", itemCount(records.size() - results.size())));

@@ -2,13 +2,16 @@
 
 #include "Command.hpp"
 #include "ExitCode.hpp"
+#include "JSONOutput.hpp"
 #include "Session.hpp"
 
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/DeletionCoordinator.hpp"
 
+#include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace KestrelCLI {
 
@@ -19,6 +22,9 @@ struct DeletionOptions {
     bool includesHighRisk = false;
     bool isConfirmed = false;                   ///< --yes, for the Trash
     std::optional<std::string> confirmation{};  ///< --confirm, for a permanent removal
+    /// What else there is to say at the end: into the open JSON object, or, where that
+    /// is null, as text. Gets the paths of what is gone. May be empty.
+    std::function<void(JSONOutput* json, const std::vector<KestrelCore::Text>& gone)> afterwards{};
 };
 
 /// Shows what would go and what would not, asks, lets the library do it, and shows each result. The paths are the

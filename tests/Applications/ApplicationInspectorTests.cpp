@@ -166,7 +166,8 @@ TEST_F(ApplicationInspectorTest, findsResiduesInTheirSevenPlacesInOrder) {
                                              "Application Scripts/com.example.foo", "HTTPStorages/com.example.foo",
                                              "WebKit/com.example.foo", "Preferences/com.example.foo.plist",
                                              "Saved Application State/com.example.foo.savedState"}));
-    for (const ResidueCandidate& residue : applications().front().residues) {
+    const std::vector<ApplicationRecord> records = applications();
+    for (const ResidueCandidate& residue : records.front().residues) {
         EXPECT_EQ(residue.confidence, ResidueConfidence::high);
         EXPECT_TRUE(residue.selectedByDefault());
         EXPECT_EQ(residue.evidence, "Exact bundle identifier match: com.example.foo");
