@@ -70,7 +70,7 @@ public:
 
     bool enumerate(const URL& url,
                    const std::function<bool(const URL&, std::optional<std::int64_t>)>& visit) const override {
-        const Text root = url.path();
+        const Text& root = url.path();
         const std::optional<std::string> bytes = systemPath(root);
         if (!bytes || bytes->empty()) return false;
         const std::string_view prefix = root == Text{"/"} ? std::string_view{} : root.view();
