@@ -21,6 +21,7 @@ class CommandApp final : public CLI::App {
 public:
     CommandApp(Command command, std::function<ExitCode(const Operands&)> run)
         : CLI::App{command.description, command.name}, command_{std::move(command)}, run_{std::move(run)} {
+        group("Commands");
         fallthrough();  // the options of every command may stand after its name
         std::string text =
             "Options of every command: --json, --bytes, --store FILE, --color WHEN (see kestrel --help).";
