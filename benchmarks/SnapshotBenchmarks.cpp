@@ -16,7 +16,7 @@ using namespace KestrelCore;
 
 namespace {
 
-constexpr int filesInAFolder = 100;
+constexpr std::int64_t filesInAFolder = 100;
 
 /// `folders` folders below /home/someone, each with a hundred files.
 std::vector<FileRecord> someRecords(int folders) {
@@ -27,11 +27,11 @@ std::vector<FileRecord> someRecords(int folders) {
                              Path::extension(path), false, false, false, RiskLevel::normal);
     };
     const Text root{"/home/someone"};
-    add(root, std::nullopt, FileKind::directory, std::int64_t{folders} * filesInAFolder * 4096);
+    add(root, std::nullopt, FileKind::directory, folders * filesInAFolder * 4096);
     for (int folder = 0; folder < folders; ++folder) {
         const Text path{fmt::format("/home/someone/project-{:05}", folder)};
         add(path, root, FileKind::directory, filesInAFolder * 4096);
-        for (int file = 0; file < filesInAFolder; ++file) {
+        for (std::int64_t file = 0; file < filesInAFolder; ++file) {
             add(Text{fmt::format("{}/IMG_{:04}.jpg", path.view(), file)}, path, FileKind::file, 4096);
         }
     }
