@@ -55,11 +55,12 @@ ScanSnapshot makeSnapshot() {
     };
     fill(storage->append(std::nullopt, "/home/someone", "someone"), true, 0);
     while (storage->size() < count) {
+        if (open.empty()) open.emplace_back("/home/someone/more " + std::to_string(storage->size()), 1);
         const auto [folder, depth] = open.back();
         open.pop_back();
         const std::size_t items = 4 + random() % 14;
         for (std::size_t i = 0; i < items && storage->size() < count; ++i) {
-            const bool isFolder = open.empty() || (depth < 7 && random() % 6 == 0);
+            const bool isFolder = depth < 7 && random() % 6 == 0;
             const std::string extension = isFolder ? "" : extensions[random() % std::size(extensions)];
             const std::string name = word() + (isFolder ? "" : "." + extension);
             const std::string path = folder + "/" + name;
