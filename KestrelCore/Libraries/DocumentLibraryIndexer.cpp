@@ -5,6 +5,7 @@
 
 #include <initializer_list>
 #include <unordered_map>
+#include <utility>
 
 namespace KestrelCore {
 
@@ -92,8 +93,9 @@ DocumentLibraryIndex DocumentLibraryIndexer::makeIndex(const ScanSnapshot& from,
     sortNewestFirst(indices, storage);
     DocumentLibraryIndex index;
     index.documents.reserve(indices.size());
-    for (const std::uint32_t i : indices) {
-        index.documents.push_back(DocumentAsset{storage.record(i), *kinds[storage.row(i).extension]});
+    std::vector<FileRecord> records = storage.records(indices);
+    for (std::size_t i = 0; i < indices.size(); ++i) {
+        index.documents.push_back(DocumentAsset{std::move(records[i]), *kinds[storage.row(indices[i]).extension]});
     }
     return index;
 }

@@ -4,6 +4,7 @@
 #include "KestrelCore/Libraries/LibraryFolders.hpp"
 
 #include <unordered_map>
+#include <utility>
 
 namespace KestrelCore {
 
@@ -83,7 +84,7 @@ MediaLibraryIndex MediaLibraryIndexer::makeIndex(const ScanSnapshot& from, const
         sortNewestFirst(indices, storage);
         std::vector<MediaAsset> list;
         list.reserve(indices.size());
-        for (const std::uint32_t index : indices) list.push_back(MediaAsset{storage.record(index), kind});
+        for (FileRecord& record : storage.records(indices)) list.push_back(MediaAsset{std::move(record), kind});
         return list;
     };
     MediaLibraryIndex index;

@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <thread>
+#include <utility>
 
 namespace KestrelCore {
 
@@ -143,17 +145,18 @@ std::optional<Text> RecordStorage::parentPath(const Row& row) const {
 
 FileRecord RecordStorage::record(std::size_t index) const {
     const Row& r = row(index);
+    return record(r, path(r));
+}
+
+FileRecord RecordStorage::record(const Row& r, Text path) const {
     std::optional<Text> parent;
-    Text path;
     Text name;
     if (r.isIrregular) {
         const Irregular& texts = irregular(r);
         parent = texts.parentPath;
-        path = texts.path;
         name = texts.name;
     } else {
         // One buffer for all: the parent's path and the name are slices of the path.
-        path = this->path(r);
         const std::size_t folderLength = folders_[r.folder].pathLength;
         parent = path.slice(0, std::max<std::size_t>(folderLength, 1));
         name = path.slice(folderLength + 1, r.nameLength);
@@ -173,6 +176,62 @@ FileRecord RecordStorage::record(std::size_t index) const {
                       r.isCloudPlaceholder != 0,
                       r.isHardLinkDuplicate != 0,
                       r.risk()};
+}
+
+std::vector<FileRecord> RecordStorage::records(std::span<const std::uint32_t> indices) const {
+    // Made in the order of the rows, where neighbours share a folder and lie near each other in memory, and then put
+    // into the order asked for.
+    struct Place {
+        std::uint32_t index;
+        std::uint32_t position;
+    };
+    std::vector<Place> places;
+    places.reserve(indices.size());
+    for (std::uint32_t position = 0; position < indices.size(); ++position) {
+        places.push_back({indices[position], position});
+    }
+    std::sort(places.begin(), places.end(), [](const Place& a, const Place& b) { return a.index < b.index; });
+
+    const auto make = [&](std::span<const Place> some) {
+        std::vector<FileRecord> made;
+        made.reserve(some.size());
+        std::optional<FolderIndex> folder;
+        std::string path;
+        std::size_t folderLength = 0;
+        for (const Place& place : some) {
+            const Row& r = row(place.index);
+            if (r.isIrregular) {
+                made.push_back(record(r, irregular(r).path));
+                continue;
+            }
+            if (folder != r.folder) {
+                path.clear();
+                appendFolderPath(r.folder, path);
+                path += '/';
+                folder = r.folder;
+                folderLength = path.size();
+            }
+            path.resize(folderLength);
+            path += nameOf(r);
+            made.push_back(record(r, Text{path}));
+        }
+        return made;
+    };
+    constexpr std::size_t manyRecords = 10'000;
+    const std::size_t middle = places.size() < manyRecords ? places.size() : places.size() / 2;
+    const std::span all{std::as_const(places)};
+    std::vector<FileRecord> second;
+    std::thread other;
+    if (middle < places.size()) other = std::thread{[&] { second = make(all.subspan(middle)); }};
+    std::vector<FileRecord> first = make(all.first(middle));
+    if (other.joinable()) other.join();
+
+    std::vector<std::uint32_t> made(indices.size());
+    for (std::uint32_t i = 0; i < places.size(); ++i) made[places[i].position] = i;
+    std::vector<FileRecord> result;
+    result.reserve(indices.size());
+    for (const std::uint32_t i : made) result.push_back(std::move(i < middle ? first[i] : second[i - middle]));
+    return result;
 }
 
 // Hashes and equality of paths. Since "/" takes part in no composition, a path is equal to another exactly when their

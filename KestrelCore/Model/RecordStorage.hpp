@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -148,6 +149,8 @@ public:
     [[nodiscard]] Text path(const Row& row) const;
     [[nodiscard]] std::optional<Text> parentPath(const Row& row) const;
     [[nodiscard]] FileRecord record(std::size_t index) const;
+    /// The records at `indices`, in that order; many at once are made faster than one by one. Two threads.
+    [[nodiscard]] std::vector<FileRecord> records(std::span<const std::uint32_t> indices) const;
 
     /// Hash of a path under canonical equivalence, the one that folders and `pathHash(row)` give: component by
     /// component.
@@ -197,6 +200,8 @@ private:
     [[nodiscard]] BuildState& building();
     [[nodiscard]] FolderIndex childFolder(FolderIndex parent, std::string_view name);
     Row& newRow();
+    /// `path` is the row's own.
+    [[nodiscard]] FileRecord record(const Row& row, Text path) const;
     RecordStorage(const RecordStorage& other);  ///< everything but the rows
     [[nodiscard]] static std::uint64_t nameHash(std::string_view name, bool isNormalized);
 

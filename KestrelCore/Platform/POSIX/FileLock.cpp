@@ -3,9 +3,11 @@
 #include "KestrelCore/Platform/POSIX/FileDescriptor.hpp"
 #include "KestrelCore/Platform/PlatformError.hpp"
 
-#include <algorithm>
 #include <cerrno>
+#include <condition_variable>
 #include <fcntl.h>
+#include <memory>
+#include <mutex>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <thread>
@@ -38,6 +40,51 @@ bool isStill(const std::string& path, const FileDescriptor& file) {
            held.st_ino == named.st_ino;
 }
 
+/// False when another holder has it.
+bool lockNow(const FileDescriptor& file) {
+    while (flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
+        if (errno == EWOULDBLOCK) return false;
+        if (errno != EINTR) throw PlatformError::posix(errno);
+    }
+    return true;
+}
+
+/// Waits in the system's queue, so that whoever came first is served first; asking again and again could lose for ever
+/// against a holder that lets go only for a moment. There is no `flock` with a time limit, so a thread of its own
+/// waits: when the time is up it is left behind, and lets go of the lock as soon as it gets it. On success `file` holds
+/// it.
+bool lockUntil(FileDescriptor& file, std::chrono::steady_clock::time_point deadline) {
+    struct Wait {
+        std::mutex mutex;
+        std::condition_variable ended;
+        FileDescriptor file;
+        std::optional<int> error;  ///< 0 for the lock
+        bool isAbandoned = false;
+    };
+    const auto wait = std::make_shared<Wait>();
+    wait->file = std::move(file);
+    std::thread{[wait, descriptor = wait->file.get()] {
+        int error = 0;
+        while (flock(descriptor, LOCK_EX) != 0) {
+            error = errno;
+            if (error != EINTR) break;
+            error = 0;
+        }
+        const std::lock_guard guard{wait->mutex};
+        wait->error = error;
+        if (wait->isAbandoned) wait->file.close();
+        wait->ended.notify_one();
+    }}.detach();
+    std::unique_lock guard{wait->mutex};
+    if (!wait->ended.wait_until(guard, deadline, [&] { return wait->error.has_value(); })) {
+        wait->isAbandoned = true;
+        return false;
+    }
+    if (*wait->error != 0) throw PlatformError::posix(*wait->error);
+    file = std::move(wait->file);
+    return true;
+}
+
 }  // namespace
 
 struct FileLock::State {
@@ -50,24 +97,11 @@ FileLock& FileLock::operator=(FileLock&&) noexcept = default;
 FileLock::~FileLock() = default;
 
 std::optional<FileLock> FileLock::acquire(const std::string& path, std::chrono::milliseconds patience) {
-    // There is no `flock` with a time limit, and a timer's signal would meddle with the host's: so it is asked again
-    // and again, with pauses that grow to a size nobody notices.
-    using Clock = std::chrono::steady_clock;
-    constexpr std::chrono::milliseconds longestPause{10};
-    const Clock::time_point deadline = Clock::now() + patience;
-    std::chrono::milliseconds pause{1};
-    FileDescriptor file = openLockFile(path);
+    const auto deadline = std::chrono::steady_clock::now() + patience;
     while (true) {
-        if (flock(file.get(), LOCK_EX | LOCK_NB) == 0) {
-            if (isStill(path, file)) return FileLock{std::make_unique<State>(State{std::move(file)})};
-            file = openLockFile(path);
-            continue;
-        }
-        if (errno == EINTR) continue;
-        if (errno != EWOULDBLOCK) throw PlatformError::posix(errno);
-        if (Clock::now() >= deadline) return std::nullopt;
-        std::this_thread::sleep_for(pause);
-        pause = std::min(pause * 2, longestPause);
+        FileDescriptor file = openLockFile(path);
+        if (!lockNow(file) && !lockUntil(file, deadline)) return std::nullopt;
+        if (isStill(path, file)) return FileLock{std::make_unique<State>(State{std::move(file)})};
     }
 }
 
