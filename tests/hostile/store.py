@@ -218,8 +218,9 @@ def readonly(folder):
     for parent in folder.parents:
         if not os.stat(parent).st_mode & 0o001:
             skip("The temporary folder is private")
-    if before and subprocess.run([*before, SAVER, "load", "/nowhere/x", "1", "1"], capture_output=True).returncode != 0:
-        skip("The program can't be run by another user here")
+    # The build may lie where other users can't look.
+    global SAVER
+    SAVER = shutil.copy(SAVER, folder / "saver")
     arena = Arena(folder)
     arena.restore()
 
