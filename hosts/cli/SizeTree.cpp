@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <functional>
 #include <queue>
 #include <utility>
 
@@ -156,6 +157,8 @@ std::vector<FileRecord> largestFiles(const ScanSnapshot& snapshot, std::size_t c
     };
     std::priority_queue<FileRecord, std::vector<FileRecord>, Smaller> waiting;
     if (const auto root = snapshot.record(snapshot.scope().root.path())) waiting.push(*root);
+    // The sizes of the largest `count` files seen so far, the smallest on top: what is below it need not wait at all.
+    std::priority_queue<std::int64_t, std::vector<std::int64_t>, std::greater<>> candidates;
     std::vector<FileRecord> files;
     while (files.size() < count && !waiting.empty()) {
         const FileRecord largest = waiting.top();
@@ -164,15 +167,16 @@ std::vector<FileRecord> largestFiles(const ScanSnapshot& snapshot, std::size_t c
             files.push_back(largest);
             continue;
         }
-        // Children come largest first: of the files in one folder, the first `count` are enough.
-        std::size_t filesHere = 0;
         for (const FileRecord& child : snapshot.children(largest.path())) {
-            if (child.displayBytes() <= 0) break;
+            const std::int64_t bytes = child.displayBytes();
+            // Children come largest first.
+            if (bytes <= 0 || (candidates.size() == count && bytes < candidates.top())) break;
             if (child.isContainer()) {
                 waiting.push(child);
-            } else if (!child.isHardLinkDuplicate() && filesHere < count) {
+            } else if (!child.isHardLinkDuplicate()) {
                 waiting.push(child);
-                ++filesHere;
+                candidates.push(bytes);
+                if (candidates.size() > count) candidates.pop();
             }
         }
     }
