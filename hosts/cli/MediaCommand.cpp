@@ -40,7 +40,7 @@ void writeSection(const Session& session, const ScanSnapshot& snapshot, std::str
                 << fmt::format("  {}, {}\n", ByteFormat::count(static_cast<std::int64_t>(assets.size())),
                                session.size(bytes));
     std::vector<LibraryLine> lines;
-    for (std::size_t i = 0; i < assets.size(); ++i) lines.push_back({.record = assets[i].record, .kind = ""});
+    for (const MediaAsset& asset : assets) lines.push_back({.record = asset.record, .kind = ""});
     writeLibrary(session, snapshot, lines, limit);
 }
 

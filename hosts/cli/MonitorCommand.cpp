@@ -22,7 +22,6 @@ namespace KestrelCLI {
 namespace {
 
 using KestrelCore::EventStream;
-using KestrelCore::ProcessSample;
 using KestrelCore::ProcessSampler;
 using KestrelCore::SystemMetricsSampler;
 using KestrelCore::SystemSample;
