@@ -32,7 +32,7 @@ public:
     SQLiteSnapshotStore& operator=(const SQLiteSnapshotStore&) = delete;
 
     /// Makes `snapshot` the only one stored. Throws `EncodingError`, before anything is touched, for a date that is
-    /// not finite. Takes about a second and 20 MiB for a million records.
+    /// not finite. Takes a few seconds and some 10 MiB for a million records.
     void replace(const ScanSnapshot& with);
     /// The stored snapshot that was completed last; empty when there is none, or none that can be read from the disk.
     /// Throws `DecodingError` when what is stored is no snapshot.
