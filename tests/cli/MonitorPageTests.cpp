@@ -113,8 +113,8 @@ TEST_F(MonitorPageTest, keepsWithinAnySize) {
     std::vector<ProcessSample> processes;
     for (int id = 2; id < 200; ++id) processes.push_back({.id = id, .name = std::string(200, 'x')});
     page.setProcesses(processes);
-    for (const std::size_t columns : {0, 1, 5, 20, 41, 46, 47, 80, 300}) {
-        for (const std::size_t rows : {0, 1, 2, 8, 9, 10, 24, 500}) {
+    for (const std::size_t columns : {0U, 1U, 5U, 20U, 41U, 46U, 47U, 80U, 300U}) {
+        for (const std::size_t rows : {0U, 1U, 2U, 8U, 9U, 10U, 24U, 500U}) {
             EXPECT_LE(page.lines(columns, rows).size(), rows) << columns << "x" << rows;
         }
     }
