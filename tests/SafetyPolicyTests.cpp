@@ -156,7 +156,7 @@ TEST(SafetyPolicy, appliesTheListsOfLinux) {
 TEST(SafetyPolicy, exemptsAHomeDirectoryInsideAManagedFolder) {
     const SafetyRules rules{"/var/lib/builder", "", linuxLocations};
     expectCases(rules, {{"/var/lib/builder", neverRemoved},
-                        {"/var/lib/builder/work/x", nullptr, RiskLevel::normal},
+                        {"/var/lib/builder/jobs/x", nullptr, RiskLevel::normal},
                         {"/var/lib/other", managedByLinux},
                         {"/var/lib", managedByLinux}});
     const SafetyRules atTheRoot{"/", "", linuxLocations};
