@@ -56,10 +56,8 @@ char* writeEscape(char* out, unsigned char byte) {
         *out++ = letter;
         return out;
     }
-    std::memcpy(out, "u00", 3);
-    out[3] = digits[byte >> 4];
-    out[4] = digits[byte & 15];
-    return out + 5;
+    for (const char c : {'u', '0', '0', digits[byte >> 4], digits[byte & 15]}) *out++ = c;
+    return out;
 }
 
 template <typename Integer>

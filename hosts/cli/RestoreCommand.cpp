@@ -17,7 +17,6 @@ namespace KestrelCLI {
 namespace {
 
 using KestrelCore::DeletionItemResult;
-using KestrelCore::Text;
 using KestrelCore::TrashReceipt;
 using KestrelCore::TrashReceipts;
 

@@ -103,7 +103,8 @@ TEST(ProcessesCommand, listsThisProcessWithRealUse) {
     const auto document = parser.parse(outcome.out);
     EXPECT_EQ(document["schema"].get_int64().value(), 1);
     bool isFound = false;
-    for (const auto process : document["processes"].get_array().value()) {
+    const simdjson::dom::array processes = document["processes"].get_array();
+    for (const auto process : processes) {
         if (process["id"].get_int64().value() != getpid()) continue;
         isFound = true;
         EXPECT_EQ(process["name"].get_string().value(), "kestrel-tests");

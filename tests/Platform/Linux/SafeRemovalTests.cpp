@@ -256,10 +256,17 @@ TEST(SafeRemoval, withstandsSomeoneWhoExchangesFoldersAllTheTime) {
 
     std::atomic<bool> stop = false;
     std::thread swapper{[&] {
-        const std::string inner = victim + "/sub";
         for (unsigned i = 0; !stop; ++i) {
-            const std::string& target = i / 64 % 2 == 0 ? victim : inner;
-            (void)::renameat2(AT_FDCWD, target.c_str(), AT_FDCWD, link.c_str(), RENAME_EXCHANGE);
+            if (i / 64 % 2 == 0) {
+                (void)::renameat2(AT_FDCWD, victim.c_str(), AT_FDCWD, link.c_str(), RENAME_EXCHANGE);
+                continue;
+            }
+            // Through a descriptor of the folder itself: by its path, while the link stands there, this very thread
+            // would carry the folder outside away.
+            const int inner = ::open(victim.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+            if (inner < 0) continue;
+            (void)::renameat2(inner, "sub", AT_FDCWD, link.c_str(), RENAME_EXCHANGE);
+            ::close(inner);
         }
     }};
     constexpr int tries = 20'000;
