@@ -54,6 +54,8 @@ set(KESTREL_INTERNAL_HEADERS
     Base/SerialExecutor.hpp
     Base/TextScan.hpp
     Libraries/LibraryFolders.hpp
+    Libraries/NewestFirst.hpp
+    Model/FolderPathReader.hpp
     Model/JSONFields.hpp
     Model/JSONFormat.hpp
     Model/JSONSkipper.hpp

@@ -2,6 +2,7 @@
 
 #include "KestrelCore/Base/Checked.hpp"
 #include "KestrelCore/Libraries/LibraryFolders.hpp"
+#include "KestrelCore/Libraries/NewestFirst.hpp"
 
 #include <initializer_list>
 #include <unordered_map>
@@ -90,14 +91,10 @@ DocumentLibraryIndex DocumentLibraryIndexer::makeIndex(const ScanSnapshot& from,
         }
         if (folders.admits(i)) indices.push_back(i);
     }
-    sortNewestFirst(indices, storage);
-    DocumentLibraryIndex index;
-    index.documents.reserve(indices.size());
-    std::vector<FileRecord> records = storage.records(indices);
-    for (std::size_t i = 0; i < indices.size(); ++i) {
-        index.documents.push_back(DocumentAsset{std::move(records[i]), *kinds[storage.row(indices[i]).extension]});
-    }
-    return index;
+    return DocumentLibraryIndex{
+        newestFirst<DocumentAsset>(storage, indices, [&](std::uint32_t index, FileRecord&& record) {
+            return DocumentAsset{std::move(record), *kinds[storage.row(index).extension]};
+        })};
 }
 
 }  // namespace KestrelCore

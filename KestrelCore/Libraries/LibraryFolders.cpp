@@ -1,7 +1,6 @@
 #include "KestrelCore/Libraries/LibraryFolders.hpp"
 
 #include "KestrelCore/Base/DotName.hpp"
-#include "KestrelCore/Base/NaturalOrder.hpp"
 #include "KestrelCore/Base/Path.hpp"
 
 #include <algorithm>
@@ -110,26 +109,6 @@ bool LibraryFolders::admits(std::size_t index) const {
     Traits traits = traits_[row.folder];
     if (!traits.isInArea) traits.isInArea = countsRootItself_ && storage_.hasPath(row, root_);
     return admits(traits);
-}
-
-void sortNewestFirst(std::vector<std::uint32_t>& indices, const RecordStorage& storage) {
-    struct Dated {
-        double date;
-        std::uint32_t index;
-    };
-    std::vector<Dated> dated;
-    dated.reserve(indices.size());
-    for (const std::uint32_t index : indices) {
-        const RecordStorage::Row& row = storage.row(index);
-        const Date date = row.hasModified ? Date{row.modifiedAt} : Date::distantPast();
-        dated.push_back({date.secondsSinceReferenceDate, index});
-    }
-    std::stable_sort(dated.begin(), dated.end(), [&](const Dated& a, const Dated& b) {
-        if (a.date != b.date) return a.date > b.date;
-        return NaturalOrder::compare(Text{storage.nameOf(storage.row(a.index))},
-                                     Text{storage.nameOf(storage.row(b.index))}) < 0;
-    });
-    std::transform(dated.begin(), dated.end(), indices.begin(), [](const Dated& d) { return d.index; });
 }
 
 }  // namespace KestrelCore

@@ -4,7 +4,7 @@
 #include "KestrelCore/Model/RecordStorage.hpp"
 #include "KestrelCore/Model/ScanSnapshot.hpp"
 
-#include <cstdint>
+#include <cstddef>
 #include <string_view>
 #include <vector>
 
@@ -51,9 +51,5 @@ private:
     std::vector<Text> cloudDrives_;  ///< folders whose content is in a cloud drive
     std::vector<Traits> traits_;     ///< one a folder of the storage
 };
-
-/// Puts positions of records into the order of the libraries: newest first (none counts as the most distant past), then
-/// by name in natural order, then as they were.
-void sortNewestFirst(std::vector<std::uint32_t>& indices, const RecordStorage& storage);
 
 }  // namespace KestrelCore

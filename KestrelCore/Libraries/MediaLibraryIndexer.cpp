@@ -2,6 +2,7 @@
 
 #include "KestrelCore/Base/Checked.hpp"
 #include "KestrelCore/Libraries/LibraryFolders.hpp"
+#include "KestrelCore/Libraries/NewestFirst.hpp"
 
 #include <unordered_map>
 #include <utility>
@@ -80,12 +81,10 @@ MediaLibraryIndex MediaLibraryIndexer::makeIndex(const ScanSnapshot& from, const
         if (!kind || row.kind() != FileKind::file || row.allocatedBytes <= 0 || row.isHardLinkDuplicate) continue;
         if (folders.admits(i)) (*kind == MediaAssetKind::image ? images : videos).push_back(i);
     }
-    const auto assets = [&](std::vector<std::uint32_t>& indices, MediaAssetKind kind) {
-        sortNewestFirst(indices, storage);
-        std::vector<MediaAsset> list;
-        list.reserve(indices.size());
-        for (FileRecord& record : storage.records(indices)) list.push_back(MediaAsset{std::move(record), kind});
-        return list;
+    const auto assets = [&](const std::vector<std::uint32_t>& indices, MediaAssetKind kind) {
+        return newestFirst<MediaAsset>(storage, indices, [&](std::uint32_t, FileRecord&& record) {
+            return MediaAsset{std::move(record), kind};
+        });
     };
     MediaLibraryIndex index;
     index.images = assets(images, MediaAssetKind::image);

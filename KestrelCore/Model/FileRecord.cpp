@@ -10,11 +10,12 @@ FileRecord::FileRecord(UUID id, std::optional<FileIdentity> identity, std::optio
                        Text name, FileKind kind, std::int64_t logicalBytes, std::int64_t allocatedBytes,
                        std::int64_t aggregateAllocatedBytes, std::optional<Date> modifiedAt, Text fileExtension,
                        bool isHidden, bool isCloudPlaceholder, bool isHardLinkDuplicate, RiskLevel risk)
-    : id_{id}, identity_{identity}, parentPath_{std::move(parentPath)}, path_{std::move(path)}, name_{std::move(name)},
-      kind_{kind}, logicalBytes_{logicalBytes}, allocatedBytes_{allocatedBytes},
-      aggregateAllocatedBytes_{aggregateAllocatedBytes}, modifiedAt_{modifiedAt},
-      fileExtension_{std::move(fileExtension)}, isHidden_{isHidden}, isCloudPlaceholder_{isCloudPlaceholder},
-      isHardLinkDuplicate_{isHardLinkDuplicate}, risk_{risk} {}
+    : id_{id}, parentPath_{std::move(parentPath)}, path_{std::move(path)}, name_{std::move(name)},
+      fileExtension_{std::move(fileExtension)}, identity_{identity.value_or(FileIdentity{})},
+      logicalBytes_{logicalBytes}, allocatedBytes_{allocatedBytes}, aggregateAllocatedBytes_{aggregateAllocatedBytes},
+      modifiedAt_{modifiedAt.value_or(Date{})}, kind_{kind}, risk_{risk}, hasIdentity_{identity.has_value()},
+      hasModified_{modifiedAt.has_value()}, isHidden_{isHidden}, isCloudPlaceholder_{isCloudPlaceholder},
+      isHardLinkDuplicate_{isHardLinkDuplicate} {}
 
 }  // namespace KestrelCore
 

@@ -26,7 +26,9 @@ public:
 
     [[nodiscard]] const UUID& id() const { return id_; }
     /// Device and inode; absent when unknown.
-    [[nodiscard]] const std::optional<FileIdentity>& identity() const { return identity_; }
+    [[nodiscard]] std::optional<FileIdentity> identity() const {
+        return hasIdentity_ ? std::optional{identity_} : std::nullopt;
+    }
     /// Absolute path of the containing directory; absent for the top of a scan.
     [[nodiscard]] const std::optional<Text>& parentPath() const { return parentPath_; }
     [[nodiscard]] const Text& path() const { return path_; }  ///< absolute, no trailing slash
@@ -37,9 +39,10 @@ public:
     /// On disk, for the item and everything beneath it; meaningful for containers.
     [[nodiscard]] std::int64_t aggregateAllocatedBytes() const { return aggregateAllocatedBytes_; }
     void setAggregateAllocatedBytes(std::int64_t bytes) { aggregateAllocatedBytes_ = bytes; }
-    [[nodiscard]] const std::optional<Date>& modifiedAt() const {
-        return modifiedAt_;
-    }  ///< of the content; absent when unknown
+    /// Of the content; absent when unknown.
+    [[nodiscard]] std::optional<Date> modifiedAt() const {
+        return hasModified_ ? std::optional{modifiedAt_} : std::nullopt;
+    }
     [[nodiscard]] const Text& fileExtension() const {
         return fileExtension_;
     }  ///< lowercased, no dot; empty when there is none
@@ -62,21 +65,24 @@ public:
     bool operator==(const FileRecord&) const = default;
 
 private:
+    // In an order that leaves no gaps: the libraries hold many records at once.
     UUID id_;
-    std::optional<FileIdentity> identity_;
     std::optional<Text> parentPath_;
     Text path_;
     Text name_;
-    FileKind kind_;
+    Text fileExtension_;
+    FileIdentity identity_;  ///< zero where there is none
     std::int64_t logicalBytes_;
     std::int64_t allocatedBytes_;
     std::int64_t aggregateAllocatedBytes_;
-    std::optional<Date> modifiedAt_;
-    Text fileExtension_;
+    Date modifiedAt_;  ///< zero where there is none
+    FileKind kind_;
+    RiskLevel risk_;
+    bool hasIdentity_;
+    bool hasModified_;
     bool isHidden_;
     bool isCloudPlaceholder_;
     bool isHardLinkDuplicate_;
-    RiskLevel risk_;
 };
 
 }  // namespace KestrelCore

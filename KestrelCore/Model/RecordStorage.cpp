@@ -3,6 +3,7 @@
 #include "KestrelCore/Base/FatalError.hpp"
 #include "KestrelCore/Base/Hashing.hpp"
 #include "KestrelCore/Base/TextScan.hpp"
+#include "KestrelCore/Model/FolderPathReader.hpp"
 
 #include <boost/unordered/unordered_flat_map.hpp>
 
@@ -149,6 +150,10 @@ FileRecord RecordStorage::record(std::size_t index) const {
 }
 
 FileRecord RecordStorage::record(const Row& r, Text path) const {
+    // One buffer for all texts where that goes: it is at hand, and no two threads count the users of another.
+    const Text& extension = extensions_[r.extension];
+    const std::size_t beforeExtension = path.byteCount() - std::min(path.byteCount(), extension.byteCount());
+    const bool endsInExtension = path.view().substr(beforeExtension) == extension.view();
     std::optional<Text> parent;
     Text name;
     if (r.isIrregular) {
@@ -156,11 +161,11 @@ FileRecord RecordStorage::record(const Row& r, Text path) const {
         parent = texts.parentPath;
         name = texts.name;
     } else {
-        // One buffer for all: the parent's path and the name are slices of the path.
         const std::size_t folderLength = folders_[r.folder].pathLength;
         parent = path.slice(0, std::max<std::size_t>(folderLength, 1));
         name = path.slice(folderLength + 1, r.nameLength);
     }
+    Text fileExtension = endsInExtension ? path.slice(beforeExtension, extension.byteCount()) : extension;
     return FileRecord{r.id,
                       identityOf(r),
                       std::move(parent),
@@ -171,67 +176,48 @@ FileRecord RecordStorage::record(const Row& r, Text path) const {
                       r.allocatedBytes,
                       r.aggregateAllocatedBytes,
                       r.hasModified ? std::optional{Date{r.modifiedAt}} : std::nullopt,
-                      extensions_[r.extension],
+                      std::move(fileExtension),
                       r.isHidden != 0,
                       r.isCloudPlaceholder != 0,
                       r.isHardLinkDuplicate != 0,
                       r.risk()};
 }
 
-std::vector<FileRecord> RecordStorage::records(std::span<const std::uint32_t> indices) const {
-    // Made in the order of the rows, where neighbours share a folder and lie near each other in memory, and then put
-    // into the order asked for.
-    struct Place {
-        std::uint32_t index;
-        std::uint32_t position;
-    };
-    std::vector<Place> places;
-    places.reserve(indices.size());
-    for (std::uint32_t position = 0; position < indices.size(); ++position) {
-        places.push_back({indices[position], position});
-    }
-    std::sort(places.begin(), places.end(), [](const Place& a, const Place& b) { return a.index < b.index; });
-
-    const auto make = [&](std::span<const Place> some) {
-        std::vector<FileRecord> made;
-        made.reserve(some.size());
-        std::optional<FolderIndex> folder;
-        std::string path;
-        std::size_t folderLength = 0;
-        for (const Place& place : some) {
-            const Row& r = row(place.index);
-            if (r.isIrregular) {
-                made.push_back(record(r, irregular(r).path));
-                continue;
-            }
-            if (folder != r.folder) {
-                path.clear();
-                appendFolderPath(r.folder, path);
-                path += '/';
-                folder = r.folder;
-                folderLength = path.size();
-            }
-            path.resize(folderLength);
-            path += nameOf(r);
-            made.push_back(record(r, Text{path}));
-        }
-        return made;
-    };
+void RecordStorage::makeRecords(std::span<const std::uint32_t> indices, const RecordSink& take) const {
+    constexpr std::size_t bytesPerBuffer = std::size_t{1} << 14;
     constexpr std::size_t manyRecords = 10'000;
-    const std::size_t middle = places.size() < manyRecords ? places.size() : places.size() / 2;
-    const std::span all{std::as_const(places)};
-    std::vector<FileRecord> second;
+    const auto make = [&](std::size_t begin, const std::size_t end) {
+        FolderPathReader folderPaths{*this};
+        std::string batch;
+        std::vector<std::size_t> ends;
+        while (begin < end) {
+            batch.clear();
+            ends.clear();
+            for (std::size_t i = begin; i < end && batch.size() < bytesPerBuffer; ++i) {
+                const Row& r = row(indices[i]);
+                if (r.isIrregular) {
+                    batch += irregular(r).path.view();
+                } else {
+                    batch += folderPaths.prefix(r.folder);
+                    batch += '/';
+                    batch += nameOf(r);
+                }
+                ends.push_back(batch.size());
+            }
+            const Text paths{batch};
+            std::size_t start = 0;
+            for (const std::size_t pathEnd : ends) {
+                take(begin, record(row(indices[begin]), paths.slice(start, pathEnd - start)));
+                ++begin;
+                start = pathEnd;
+            }
+        }
+    };
+    const std::size_t middle = indices.size() < manyRecords ? indices.size() : indices.size() / 2;
     std::thread other;
-    if (middle < places.size()) other = std::thread{[&] { second = make(all.subspan(middle)); }};
-    std::vector<FileRecord> first = make(all.first(middle));
+    if (middle < indices.size()) other = std::thread{[&] { make(middle, indices.size()); }};
+    make(0, middle);
     if (other.joinable()) other.join();
-
-    std::vector<std::uint32_t> made(indices.size());
-    for (std::uint32_t i = 0; i < places.size(); ++i) made[places[i].position] = i;
-    std::vector<FileRecord> result;
-    result.reserve(indices.size());
-    for (const std::uint32_t i : made) result.push_back(std::move(i < middle ? first[i] : second[i - middle]));
-    return result;
 }
 
 // Hashes and equality of paths. Since "/" takes part in no composition, a path is equal to another exactly when their

@@ -140,8 +140,6 @@ public:
     }
     [[nodiscard]] std::optional<FileIdentity> identityOf(const Row& row) const;
 
-    /// Appends the folder's path as a prefix: empty for the top folder, else without a trailing slash.
-    void appendFolderPath(FolderIndex folder, std::string& out) const;
     /// The folder's path as records name it in `parentPath`: "/" for the top folder.
     [[nodiscard]] Text folderPath(FolderIndex folder) const;
     /// Replaces `out` by the record's path.
@@ -149,8 +147,11 @@ public:
     [[nodiscard]] Text path(const Row& row) const;
     [[nodiscard]] std::optional<Text> parentPath(const Row& row) const;
     [[nodiscard]] FileRecord record(std::size_t index) const;
-    /// The records at `indices`, in that order; many at once are made faster than one by one. Two threads.
-    [[nodiscard]] std::vector<FileRecord> records(std::span<const std::uint32_t> indices) const;
+    /// Gets a position in the list of indices and the record made for it.
+    using RecordSink = std::function<void(std::size_t position, FileRecord&& record)>;
+    /// Makes the records at `indices`, which should ascend: then many are made faster than one by one, and neighbours
+    /// share buffers of some KiB. Of many, two threads make a half each and call `take`, which must not throw.
+    void makeRecords(std::span<const std::uint32_t> indices, const RecordSink& take) const;
 
     /// Hash of a path under canonical equivalence, the one that folders and `pathHash(row)` give: component by
     /// component.
@@ -200,6 +201,8 @@ private:
     [[nodiscard]] BuildState& building();
     [[nodiscard]] FolderIndex childFolder(FolderIndex parent, std::string_view name);
     Row& newRow();
+    /// Appends the folder's path as a prefix: empty for the top folder, else without a trailing slash.
+    void appendFolderPath(FolderIndex folder, std::string& out) const;
     /// `path` is the row's own.
     [[nodiscard]] FileRecord record(const Row& row, Text path) const;
     RecordStorage(const RecordStorage& other);  ///< everything but the rows

@@ -1,3 +1,4 @@
+#include "KestrelCore/Model/FolderPathReader.hpp"
 #include "KestrelCore/Model/JSONFormat.hpp"
 #include "KestrelCore/Model/RecordStorage.hpp"
 #include "KestrelCore/Model/SnapshotCoding.hpp"
@@ -85,15 +86,13 @@ void writeString(Output& out, std::string_view text) {
 /// The escaped path of one folder, kept while consecutive records lie in it.
 class FolderPathCache {
 public:
-    explicit FolderPathCache(const RecordStorage& storage) : storage_{storage} {}
+    explicit FolderPathCache(const RecordStorage& storage) : paths_{storage} {}
 
     /// As a prefix: empty for the top folder. Valid until the next call.
     std::string_view escapedPrefix(RecordStorage::FolderIndex folder) {
         if (folder != folder_ || !isFilled_) {
-            raw_.clear();
             escaped_.clear();
-            storage_.appendFolderPath(folder, raw_);
-            JSONFormat::appendEscaped(escaped_, raw_);
+            JSONFormat::appendEscaped(escaped_, paths_.prefix(folder));
             folder_ = folder;
             isFilled_ = true;
         }
@@ -101,10 +100,9 @@ public:
     }
 
 private:
-    const RecordStorage& storage_;
+    FolderPathReader paths_;
     RecordStorage::FolderIndex folder_ = 0;
     bool isFilled_ = false;
-    std::string raw_;
     std::string escaped_;
 };
 

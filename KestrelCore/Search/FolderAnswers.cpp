@@ -1,6 +1,7 @@
 #include "KestrelCore/Search/FolderAnswers.hpp"
 
 #include "KestrelCore/Base/TextScan.hpp"
+#include "KestrelCore/Model/FolderPathReader.hpp"
 
 #include <algorithm>
 #include <bit>
@@ -67,13 +68,11 @@ void FolderAnswers::answerInNames(const RecordStorage& storage, const SearchInde
 void FolderAnswers::answerInPaths(const RecordStorage& storage, std::span<const SearchPattern> patterns, Bits asked) {
     const std::vector<RecordStorage::Folder>& folders = storage.folders();
     completable_.resize(folders.size());
-    std::string path;
+    FolderPathReader paths{storage};
     std::string lowered;
     for (std::size_t i = 0; i < folders.size(); ++i) {
-        path.clear();
-        storage.appendFolderPath(static_cast<RecordStorage::FolderIndex>(i), path);
         lowered.clear();
-        lowercase(path, lowered);
+        lowercase(paths.prefix(static_cast<RecordStorage::FolderIndex>(i)), lowered);
         const bool isASCIIPath = isASCII(lowered);
         const Bits inherited = contained_[folders[i].parent] & asked;
         contained_[i] |= inherited;
