@@ -105,14 +105,13 @@ std::optional<TrashReceipt> TrashReceipts::decoded(const UUID& id, std::string_v
         std::string_view value = sign == std::string_view::npos ? std::string_view{} : line.substr(sign + 1);
         if (line == heading) {
             hasHeading = true;
-        } else if (key == "Path" || key == "ResultingPath") {
+        } else if (key == "Path") {
             auto path = decodedPath(value);
             if (!path) return std::nullopt;
-            if (key == "Path") {
-                receipt.path = std::move(*path);
-            } else {
-                receipt.resultingPath = std::move(path);
-            }
+            receipt.path = std::move(*path);
+        } else if (key == "ResultingPath") {
+            // One that can't be read is as good as none: the item is then looked for.
+            receipt.resultingPath = decodedPath(value);
         } else if (key == "Item") {
             hasItem = takeNumber(value, receipt.identity.device) && takeNumber(value, receipt.identity.inode) &&
                       takeNumber(value, receipt.fileTypeBits) && value.empty();

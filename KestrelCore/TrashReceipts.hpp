@@ -20,7 +20,8 @@ namespace KestrelCore {
 struct TrashReceipt {
     UUID id;
     Text path;                          ///< where it was
-    std::optional<Text> resultingPath;  ///< where it is in the Trash; absent when the move was interrupted
+    std::optional<Text> resultingPath;  ///< where it is in the Trash; absent when the move was interrupted, or when
+                                        ///< the receipt's text for it can't be read
     Date trashedAt;
     FileIdentity identity;
     std::uint32_t fileTypeBits = 0;  ///< of its mode

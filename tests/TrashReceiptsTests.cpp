@@ -159,6 +159,14 @@ TEST(TrashReceipt, refusesWhatIsMalformed) {
     EXPECT_EQ(TrashReceipts::decoded(receipt.id, ""), std::nullopt);
 }
 
+TEST(TrashReceipt, isKeptWithoutAResultingPathThatCannotBeRead) {
+    TrashReceipt receipt = aReceipt();
+    std::string text = TrashReceipts::encoded(receipt);
+    text.replace(text.find("=/t/files"), 9, "=/t//files");
+    receipt.resultingPath = std::nullopt;
+    EXPECT_EQ(TrashReceipts::decoded(receipt.id, text), receipt);
+}
+
 RC_GTEST_PROP(TrashReceipt, survivesAnyText, (const std::string& text)) {
     (void)TrashReceipts::decoded(UUID{}, "[Kestrel Trash Receipt]\n" + text);
 }

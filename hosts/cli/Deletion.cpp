@@ -26,6 +26,8 @@ namespace {
 
 using namespace KestrelCore;
 
+constexpr const char* missingMessage = "The item no longer exists or cannot be inspected.";
+
 /// One path of the command line on its way.
 struct PlannedItem {
     Text path;
@@ -39,25 +41,48 @@ std::int64_t sumOf(std::int64_t a, std::int64_t b) {
     return __builtin_add_overflow(a, b, &sum) ? a : sum;
 }
 
+/// Whether the path's text stands for these bytes. A text with replacement characters is another item's name.
+bool isFaithful(const std::string& operand) {
+    const auto isText = [](const std::string& bytes) { return Text{bytes}.view() == bytes; };
+    if (operand.starts_with('/') || !isText(operand)) return isText(operand);
+    std::error_code error;
+    return isText(std::filesystem::current_path(error).string());
+}
+
+/// The places where the files of the store may be: beside the database as it is named, which may be a link, and beside
+/// the database itself. No item that is removed has a link in its path, so each is also given without.
+std::vector<Text> storePlaces(const Session& session) {
+    const std::filesystem::path named = storePath(session);
+    std::error_code ignored;
+    return {named.string(), std::filesystem::weakly_canonical(named, ignored).string(),
+            (std::filesystem::weakly_canonical(named.parent_path(), ignored) / named.filename()).string()};
+}
+
 PlannedItem planned(const std::string& operand, const std::optional<ScanSnapshot>& snapshot,
-                    const DeletionOptions& options, const Text& store) {
+                    const DeletionOptions& options, const std::vector<Text>& stores) {
     PlannedItem item{.path = URL::fromPath(operand).standardized().path(), .record = {}, .refusal = {}};
     if (operand.find('\0') != std::string::npos || operand.empty()) {
         item.path = operand;
         item.refusal = "The path is empty or holds a NUL.";
         return item;
     }
+    if (!isFaithful(operand)) {
+        item.refusal = missingMessage;
+        return item;
+    }
     const URL url = URL::fromPath(item.path);
     item.risk = SafetyPolicy::risk(url);
     item.refusal = SafetyPolicy::blockedReason(url);
-    if (!item.refusal && holdsStore(item.path, store))
+    if (!item.refusal && std::ranges::any_of(stores, [&](const Text& store) { return holdsStore(item.path, store); }))
         item.refusal = "Kestrel’s own snapshot database is there; “kestrel clear” empties it.";
     if (item.refusal) return item;
 
+    // A canonically equal path with other bytes is another item.
     if (snapshot) item.record = snapshot->record(item.path);
+    if (item.record && item.record->path().view() != item.path.view()) item.record.reset();
     if (!item.record) item.record = DeletionPlan::freshRecord(item.path, *FileManager::standard());
     if (!item.record) {
-        item.refusal = "The item no longer exists or cannot be inspected.";
+        item.refusal = missingMessage;
         return item;
     }
     // A saved rating may come from a tampered file; the stricter one holds.
@@ -69,22 +94,20 @@ PlannedItem planned(const std::string& operand, const std::optional<ScanSnapshot
     return item;
 }
 
-/// The plan for a person. Names are escaped wherever they go to a terminal.
+/// The plan for a person: each item, and on the next line why it is refused. Nothing is shortened, whatever the width
+/// of the terminal: what is agreed to must be seen whole. Names are escaped wherever they go to a terminal.
 void showPlan(const Session& session, std::ostream& out, bool isTerminal, const std::vector<PlannedItem>& plan) {
-    Table table{{{.title = "Size", .align = Table::Align::right},
-                 {.title = "Risk"},
-                 {.title = "Item", .shrinks = true},
-                 {.title = "Refused because", .shrinks = true}}};
+    Table table{{{.title = "Size", .align = Table::Align::right}, {.title = "Risk"}, {.title = "Item"}}};
     for (const PlannedItem& item : plan) {
         const auto shown = [isTerminal](const Text& text) {
             return isTerminal ? TerminalText::escaped(text.view()) : text.string();
         };
         table.addRow({{item.record ? session.size(item.record->displayBytes()) : "–"},
                       {std::string{nameOf(item.risk)}},
-                      {shown(item.path), item.refusal ? Style::quiet : Style::plain},
-                      {item.refusal ? shown(*item.refusal) : "", Style::warning}});
+                      {shown(item.path), item.refusal ? Style::quiet : Style::plain}});
+        if (item.refusal) table.addRow({{""}, {""}, {"  Refused: " + shown(*item.refusal), Style::warning}});
     }
-    table.write(out, isTerminal ? session.terminal.columns : 0, &out == &session.out && session.hasColor());
+    table.write(out, 0, &out == &session.out && session.hasColor());
 }
 
 void writePlan(JSONOutput& json, const std::vector<PlannedItem>& plan) {
@@ -146,14 +169,13 @@ bool holdsStore(const Text& path, const Text& store) {
 ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOptions& options) {
     const bool isTrash = options.mode == DeletionMode::trash;
     const std::optional<ScanSnapshot> snapshot = savedSnapshot(session);
-    std::error_code ignored;
-    const Text store = std::filesystem::weakly_canonical(storePath(session), ignored).string();
+    const std::vector<Text> stores = storePlaces(session);
 
     std::vector<PlannedItem> plan;
     std::vector<FileRecord> records;
     ExitCode code = ExitCode::done;
     for (const std::string& path : paths) {
-        plan.push_back(planned(path, snapshot, options, store));
+        plan.push_back(planned(path, snapshot, options, stores));
         if (plan.back().refusal) {
             code = ExitCode::refused;
         } else {

@@ -64,8 +64,10 @@ void saveWithout(const Session& session, const std::vector<Text>& paths) {
         const auto snapshot = store.loadLatest();
         if (!snapshot || !snapshot->isConsistent()) return;
         std::unordered_set<Text> known;
-        for (const Text& removed : uppermost(paths))
-            if (snapshot->record(removed)) known.insert(removed);
+        for (const Text& removed : uppermost(paths)) {
+            const auto record = snapshot->record(removed);
+            if (record && record->path().view() == removed.view()) known.insert(removed);
+        }
         if (!known.empty()) store.replace(snapshot->removing(known));
     } catch (const std::exception& error) {
         session.say(fmt::format("The saved snapshot still shows what is gone: {}", error.what()));

@@ -5,11 +5,18 @@
 #include "KestrelCore/Platform/FileManager.hpp"
 
 #include <cstdlib>
+#include <filesystem>
+#include <system_error>
 
 namespace KestrelCLI {
 
 std::string storePath(const Session& session) {
-    if (session.options.store) return *session.options.store;
+    if (session.options.store) {
+        // What stands in a link's or a ".." component's place is the system's to say, so the rest stays as it is.
+        std::error_code error;
+        const std::string path = std::filesystem::absolute(*session.options.store, error).string();
+        return error ? *session.options.store : path;
+    }
     const char* dataHome = std::getenv("XDG_DATA_HOME");
     return defaultStorePath(KestrelCore::FileManager::standard()->homeDirectory().view(),
                             dataHome == nullptr ? std::nullopt : std::optional<std::string>{dataHome});

@@ -45,6 +45,19 @@ bool isVolumeTrashName(std::string_view name) {
     return std::all_of(name.begin() + prefix.size(), name.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
+/// An absolute path without doubled slashes, "." and a slash at its end; "" for "/". What ".." leads to depends on
+/// links, so it stays.
+std::string withoutEmptyComponents(std::string_view path) {
+    std::string result;
+    for (std::size_t begin = 0; begin < path.size();) {
+        const std::size_t end = std::min(path.find('/', begin), path.size());
+        const std::string_view component = path.substr(begin, end - begin);
+        if (!component.empty() && component != ".") result.append("/").append(component);
+        begin = end + 1;
+    }
+    return result;
+}
+
 PlatformError refusal(const Text& sentence) {
     return {PlatformError::Domain::fileManager, PlatformError::fileWriteUnknown, sentence};
 }
@@ -143,7 +156,7 @@ PlatformError itemError(FileOperation operation, const ItemLocation& item, int e
 
 std::string homeTrashPath() {
     const char* dataHome = ::secure_getenv("XDG_DATA_HOME");
-    if (dataHome != nullptr && *dataHome == '/') return std::string{dataHome} + "/Trash";
+    if (dataHome != nullptr && *dataHome == '/') return withoutEmptyComponents(dataHome) + "/Trash";
     return currentHomeDirectory().string() + "/.local/share/Trash";
 }
 

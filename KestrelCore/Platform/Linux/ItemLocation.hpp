@@ -54,7 +54,8 @@ struct ItemLocation {
 /// The error of `operation` for an errno value; where the sentence does not tell the reason, the reason follows.
 [[nodiscard]] PlatformError itemError(FileOperation operation, const ItemLocation& item, int errorNumber);
 
-/// The trash folder of the user's home directory (`$XDG_DATA_HOME/Trash`), as it is named; it need not exist.
+/// The trash folder of the user's home directory (`$XDG_DATA_HOME/Trash`), as it is named but for empty components; it
+/// need not exist.
 [[nodiscard]] std::string homeTrashPath();
 /// Whether the item lies in a trash (in the home trash, or in one at the top of a volume) or is one.
 [[nodiscard]] bool isTrashOrInIt(const ItemLocation& item, const std::optional<struct stat>& status);

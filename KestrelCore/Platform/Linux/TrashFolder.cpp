@@ -92,7 +92,7 @@ std::optional<TrashFolder> TrashFolder::openHome(Creation creation, std::optiona
     const std::string path = homeTrashPath();
     errorNumber = ENOENT;
     if (device && deviceAtOrAbove(path) != device) return std::nullopt;
-    const std::string dataHome = path.substr(0, path.rfind('/'));
+    const std::string dataHome = path.substr(0, std::max<std::size_t>(path.rfind('/'), 1));
     if (creation == Creation::ifMissing) createPrivately(dataHome);
     // The user may keep this folder behind a link; the trash in it must be a real folder.
     const FileDescriptor parent{::open(dataHome.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)};

@@ -1,0 +1,163 @@
+#include "Commands.hpp"
+#include "Deletion.hpp"
+
+#include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
+#include "support/CommandRun.hpp"
+#include "support/DiskRecord.hpp"
+#include "support/EnvironmentSetting.hpp"
+#include "support/TemporaryFolder.hpp"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <sstream>
+
+namespace KestrelCLI {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using namespace KestrelCore;
+
+constexpr const char* missingMessage = "The item no longer exists or cannot be inspected.";
+constexpr const char* ownStoreMessage = "Kestrel’s own snapshot database is there";
+
+/// Works in a folder of its own while it lives.
+class WorkingFolder {
+public:
+    explicit WorkingFolder(const fs::path& path) : before_{fs::current_path()} { fs::current_path(path); }
+    WorkingFolder(const WorkingFolder&) = delete;
+    WorkingFolder& operator=(const WorkingFolder&) = delete;
+    ~WorkingFolder() { fs::current_path(before_); }
+
+private:
+    fs::path before_;
+};
+
+class Deletion : public testing::Test {
+protected:
+    CommandRun run(std::vector<std::string> arguments) const {
+        std::ostringstream out;
+        std::ostringstream messages;
+        Session session{.out = out, .messages = messages, .terminal = terminal, .options = {}};
+        arguments.insert(arguments.begin() + 1, {"--store", store});
+        const ExitCode code =
+            runCommandLine(std::move(arguments), session, {addTrashCommand, addRemoveCommand, addRestoreCommand});
+        return {code, out.str(), messages.str()};
+    }
+    CommandRun remove(std::vector<std::string> paths) const {
+        paths.insert(paths.begin(), {"remove", "--confirm", "DELETE"});
+        return run(std::move(paths));
+    }
+    void save(const std::vector<FileRecord>& records) const {
+        SQLiteSnapshotStore{URL::fromPath(store)}.replace(ScanSnapshot{
+            UUID::random(), ScanScope{URL::fromPath(folder.path(), true)}, Date::now(), Date::now(), records, {}});
+    }
+    static bool contains(const std::string& text, const std::string& part) {
+        return text.find(part) != std::string::npos;
+    }
+
+    TemporaryFolder folder;
+    EnvironmentSetting dataHome{"XDG_DATA_HOME", (folder / "data").c_str()};
+    std::string store = folder / "store/snapshots.sqlite";
+    Terminal terminal{};
+};
+
+}  // namespace
+
+TEST_F(Deletion, leavesTheItemWhoseNameIsTheRepairedTextOfAnOperand) {
+    const std::string repaired = folder.makeFile("name\uFFFD", "content");
+    const std::string raw = folder.makeFile("name\xFF", "content");
+    const CommandRun outcome = remove({raw});
+    EXPECT_NE(outcome.code, ExitCode::done);
+    EXPECT_TRUE(contains(outcome.out, missingMessage)) << outcome.out;
+    EXPECT_TRUE(fs::exists(raw));
+    EXPECT_TRUE(fs::exists(repaired));
+    EXPECT_EQ(remove({repaired}).code, ExitCode::done);
+    EXPECT_FALSE(fs::exists(repaired));
+}
+
+TEST_F(Deletion, leavesTheItemWhoseFolderIsTheRepairedTextOfTheWorkingFolder) {
+    const std::string repaired = folder.makeFile("dir\uFFFD/a", "content");
+    const std::string raw = folder.makeFile("dir\xFF/a", "content");
+    const WorkingFolder inside{fs::path{raw}.parent_path()};
+    EXPECT_TRUE(contains(remove({"a"}).out, missingMessage));
+    EXPECT_TRUE(fs::exists(raw));
+    EXPECT_TRUE(fs::exists(repaired));
+}
+
+TEST_F(Deletion, takesTheNameThatWasTypedAndNotACanonicallyEqualOne) {
+    const std::string composed = folder.makeFile("caf\u00e9", "composed");
+    const std::string decomposed = folder.makeFile("cafe\u0301", "decomposed");
+    save({diskRecord(folder.path()), diskRecord(decomposed)});
+    EXPECT_EQ(remove({composed}).code, ExitCode::done);
+    EXPECT_FALSE(fs::exists(composed));
+    EXPECT_TRUE(fs::exists(decomposed));
+    const auto kept = SQLiteSnapshotStore{URL::fromPath(store)}.loadLatest().value().record(decomposed);
+    ASSERT_TRUE(kept);
+    EXPECT_EQ(kept->path().string(), decomposed);
+}
+
+TEST_F(Deletion, showsEveryItemOfThePlanWholeOnANarrowTerminal) {
+    terminal.isOutput = true;
+    terminal.columns = 40;
+    const std::string kept = folder.makeFile("one of two long names that differ in the middle a and end alike");
+    const std::string hidden = folder.makeFile(".a hidden name that is too long for a line of the terminal");
+    const CommandRun outcome = run({"trash", "--dry-run", kept, hidden});
+    EXPECT_TRUE(contains(outcome.out, kept)) << outcome.out;
+    EXPECT_TRUE(contains(outcome.out, hidden)) << outcome.out;
+    EXPECT_TRUE(contains(outcome.out, "The item is of high risk; --include-high-risk lets it go.")) << outcome.out;
+}
+
+TEST_F(Deletion, trashesAndRestoresWithAStoreOfARelativePath) {
+    const WorkingFolder inside{folder.path()};
+    for (const char* relative : {"snapshots.sqlite", "./snapshots.sqlite", "sub/snapshots.sqlite"}) {
+        store = relative;
+        const std::string path = folder.makeFile("a", "content");
+        const CommandRun outcome = run({"trash", "--yes", "a"});
+        EXPECT_EQ(outcome.code, ExitCode::done) << outcome.out << outcome.messages;
+        EXPECT_FALSE(fs::exists(path));
+        const CommandRun list = run({"restore"});
+        EXPECT_TRUE(contains(list.out, path)) << list.out;
+        const std::string receipts = folder.path() + "/" + relative + "-receipts";
+        ASSERT_FALSE(fs::is_empty(receipts));
+        EXPECT_TRUE(contains(remove({receipts}).out, ownStoreMessage));
+        EXPECT_TRUE(fs::exists(receipts));
+    }
+}
+
+TEST_F(Deletion, refusesWhatBelongsToAStoreThatIsNamedByALink) {
+    const std::string database = folder.makeFile("place/real.sqlite");
+    const std::string receipts = folder.makeFolder("names/link.sqlite-receipts");
+    store = folder / "names/link.sqlite";
+    fs::create_symlink(database, store);
+    for (const std::string& path : {database, receipts, folder / "names", folder / "place"}) {
+        const CommandRun outcome = remove({path});
+        EXPECT_EQ(outcome.code, ExitCode::refused) << path;
+        EXPECT_TRUE(contains(outcome.out, ownStoreMessage)) << outcome.out;
+        EXPECT_TRUE(fs::exists(path));
+    }
+    // The link's folder may itself be reached through a link.
+    fs::create_directory_symlink(folder / "names", folder / "other");
+    store = folder / "other/link.sqlite";
+    EXPECT_TRUE(contains(remove({receipts}).out, ownStoreMessage));
+    EXPECT_TRUE(fs::exists(receipts));
+}
+
+TEST_F(Deletion, restoresWhereverTheDataFolderIsWritten) {
+    for (const std::string& written : {folder / "data/", folder / "data//deeper/./", folder / "data/../data"}) {
+        const EnvironmentSetting setting{"XDG_DATA_HOME", written.c_str()};
+        const std::string path = folder.makeFile("a", "content");
+        ASSERT_EQ(run({"trash", "--yes", path}).code, ExitCode::done);
+        const CommandRun list = run({"restore", "--json"});
+        EXPECT_TRUE(contains(list.out, "\"present\": true")) << written << ": " << list.out;
+        const std::size_t at = list.out.find("\"id\": \"");
+        ASSERT_NE(at, std::string::npos) << written;
+        const CommandRun restored = run({"restore", list.out.substr(at + 7, 36)});
+        EXPECT_EQ(restored.code, ExitCode::done) << written << ": " << restored.out;
+        EXPECT_TRUE(fs::exists(path));
+    }
+}
+
+}  // namespace KestrelCLI
