@@ -51,6 +51,7 @@ set(KESTREL_INTERNAL_HEADERS
     Base/Checked.hpp
     Base/DotName.hpp
     Base/FatalError.hpp
+    Base/SeededHash.hpp
     Base/SerialExecutor.hpp
     Base/TextScan.hpp
     Libraries/LibraryFolders.hpp

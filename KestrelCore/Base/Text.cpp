@@ -1,8 +1,8 @@
 #include "KestrelCore/Base/Text.hpp"
 
 #include "KestrelCore/Base/FatalError.hpp"
+#include "KestrelCore/Base/SeededHash.hpp"
 #include "KestrelCore/Base/TextScan.hpp"
-#include "KestrelCore/Platform/Random.hpp"
 
 #include <algorithm>
 #include <array>
@@ -47,40 +47,6 @@ UChar32 lastScalar(std::string_view wellFormed) {
     std::size_t begin = wellFormed.size() - 1;
     while (!isScalarBoundary(wellFormed, begin)) --begin;
     return firstScalar(wellFormed.substr(begin));
-}
-
-std::uint64_t hashSeed() {
-    // Names come from whoever writes files: without a seed of its own, crafted names could pile up in one bucket.
-    static const std::uint64_t seed = [] {
-        std::uint64_t value = 0;
-        fillRandom(&value, sizeof value);
-        return value;
-    }();
-    return seed;
-}
-
-std::uint64_t multiplyFold(std::uint64_t a, std::uint64_t b) {
-    __extension__ using Wide = unsigned __int128;
-    const Wide product = static_cast<Wide>(a) * b;
-    return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
-}
-
-/// Sixteen bytes a step, each step one wide multiplication.
-std::size_t hashBytes(std::string_view bytes) {
-    constexpr std::uint64_t first = 0xA0761D6478BD642FU;
-    constexpr std::uint64_t second = 0xE7037ED1A0B428DBU;
-    std::uint64_t hash = hashSeed() ^ (bytes.size() * first);
-    const char* position = bytes.data();
-    std::size_t left = bytes.size();
-    std::uint64_t words[2];
-    for (; left >= sizeof words; left -= sizeof words, position += sizeof words) {
-        std::memcpy(words, position, sizeof words);
-        hash = multiplyFold(words[0] ^ first ^ hash, words[1] ^ second);
-    }
-    words[0] = words[1] = 0;
-    if (left > 0) std::memcpy(words, position, left);
-    hash = multiplyFold(words[0] ^ first ^ hash, words[1] ^ second);
-    return static_cast<std::size_t>(multiplyFold(hash ^ first, second));
 }
 
 /// Whether `next` after `last` makes one Hangul syllable longer.
@@ -294,7 +260,9 @@ std::weak_ordering Text::compareSlowly(const Text& a, const Text& b) {
     return a.normalized().view().compare(b.normalized().view()) <=> 0;
 }
 
-std::size_t Text::hash() const { return isNormalized() ? hashBytes(view()) : hashBytes(normalizedUTF8(view())); }
+std::size_t Text::hash() const {
+    return static_cast<std::size_t>(isNormalized() ? seededHash(view()) : seededHash(normalizedUTF8(view())));
+}
 
 bool Text::hasPrefix(const Text& prefix) const {
     if (!isNormalized() || !prefix.isNormalized()) return normalized().hasPrefix(prefix.normalized());

@@ -1,5 +1,7 @@
 #include "KestrelCore/Model/FolderPathReader.hpp"
 
+#include <ranges>
+
 namespace KestrelCore {
 
 std::string_view FolderPathReader::prefix(RecordStorage::FolderIndex folder) {
@@ -13,10 +15,10 @@ std::string_view FolderPathReader::prefix(RecordStorage::FolderIndex folder) {
         folder = folders[folder].parent;
     }
     path_.resize(folders[folder].pathLength);
-    for (auto each = missing_.crbegin(); each != missing_.crend(); ++each) {
+    for (const RecordStorage::FolderIndex each : std::ranges::reverse_view{missing_}) {
         path_ += '/';
-        path_ += storage_.nameOf(folders[*each]);
-        chain_.push_back(*each);
+        path_ += storage_.nameOf(folders[each]);
+        chain_.push_back(each);
     }
     return path_;
 }

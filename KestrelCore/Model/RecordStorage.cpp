@@ -1,7 +1,7 @@
 #include "KestrelCore/Model/RecordStorage.hpp"
 
 #include "KestrelCore/Base/FatalError.hpp"
-#include "KestrelCore/Base/Hashing.hpp"
+#include "KestrelCore/Base/SeededHash.hpp"
 #include "KestrelCore/Base/TextScan.hpp"
 #include "KestrelCore/Model/FolderPathReader.hpp"
 
@@ -9,8 +9,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <future>
 #include <limits>
-#include <thread>
 #include <utility>
 
 namespace KestrelCore {
@@ -22,22 +22,6 @@ constexpr std::uint64_t topHash = 0x6A09E667F3BCC909U;
 constexpr std::uint64_t relativeHash = 0xBB67AE8584CAA73BU;
 constexpr std::size_t mostDevices = 256;
 
-std::uint64_t load(const char* bytes, std::size_t size) {
-    std::uint64_t value = 0;
-    std::memcpy(&value, bytes, size);
-    return value;
-}
-
-/// Not seeded: a path's hash is only ever compared within one process, and a crafted collision costs time, not truth.
-std::uint64_t byteHash(std::string_view bytes) {
-    std::uint64_t hash = 0x9E3779B97F4A7C15U ^ bytes.size();
-    const char* p = bytes.data();
-    std::size_t left = bytes.size();
-    for (; left > 8; p += 8, left -= 8) hash = mixHash(hash, load(p, 8));
-    if (left > 0) hash = mixHash(hash, load(p, left));
-    return hash;
-}
-
 struct FolderKey {
     RecordStorage::FolderIndex parent;
     std::string_view name;
@@ -45,11 +29,8 @@ struct FolderKey {
 };
 struct FolderKeyHash {
     std::size_t operator()(const FolderKey& key) const {
-        return static_cast<std::size_t>(mixHash(key.parent, byteHash(key.name)));
+        return static_cast<std::size_t>(seededHash(key.parent, seededHash(key.name)));
     }
-};
-struct ViewHash {
-    std::size_t operator()(std::string_view bytes) const { return static_cast<std::size_t>(byteHash(bytes)); }
 };
 
 }  // namespace
@@ -62,7 +43,7 @@ void NameArena::grow() {
 /// Look-ups that only building needs.
 struct RecordStorage::BuildState {
     boost::unordered_flat_map<FolderKey, FolderIndex, FolderKeyHash> folderByName;
-    boost::unordered_flat_map<std::string_view, std::uint32_t, ViewHash> extensionByBytes;
+    boost::unordered_flat_map<std::string_view, std::uint32_t, SeededHash> extensionByBytes;
     /// The folder asked for last and its path: the next one is mostly the same or near it in the tree.
     FolderIndex lastFolder = topFolder;
     std::string lastPath;
@@ -214,27 +195,28 @@ void RecordStorage::makeRecords(std::span<const std::uint32_t> indices, const Re
         }
     };
     const std::size_t middle = indices.size() < manyRecords ? indices.size() : indices.size() / 2;
-    std::thread other;
-    if (middle < indices.size()) other = std::thread{[&] { make(middle, indices.size()); }};
+    // With the policy of the default, the work waits for `get` where the system has no thread to give.
+    std::future<void> other;
+    if (middle < indices.size()) other = std::async([&] { make(middle, indices.size()); });
     make(0, middle);
-    if (other.joinable()) other.join();
+    if (other.valid()) other.get();
 }
 
 // Hashes and equality of paths. Since "/" takes part in no composition, a path is equal to another exactly when their
 // components are, and its normal form is that of its components joined.
 
 std::uint64_t RecordStorage::nameHash(std::string_view name, bool isNormalized) {
-    return isNormalized ? byteHash(name) : byteHash(normalizedUTF8(name));
+    return isNormalized ? seededHash(name) : seededHash(normalizedUTF8(name));
 }
 
 std::uint64_t RecordStorage::pathHash(std::string_view path) {
-    if (path.empty() || path.front() != '/') return mixHash(relativeHash, nameHash(path, isNormalizedUTF8(path)));
+    if (path.empty() || path.front() != '/') return seededHash(relativeHash, nameHash(path, isNormalizedUTF8(path)));
     std::uint64_t hash = topHash;
     const bool isNormalized = isNormalizedUTF8(path);
     std::size_t start = 1;
     while (true) {
         const std::size_t end = std::min(path.find('/', start), path.size());
-        hash = mixHash(hash, nameHash(path.substr(start, end - start), isNormalized));
+        hash = seededHash(hash, nameHash(path.substr(start, end - start), isNormalized));
         if (end == path.size()) return hash;
         start = end + 1;
     }
@@ -242,7 +224,7 @@ std::uint64_t RecordStorage::pathHash(std::string_view path) {
 
 std::uint64_t RecordStorage::pathHash(const Row& row) const {
     if (row.isIrregular) return pathHash(irregular(row).path.view());
-    return mixHash(folders_[row.folder].pathHash, nameHash(nameOf(row), row.isNormalized != 0));
+    return seededHash(folders_[row.folder].pathHash, nameHash(nameOf(row), row.isNormalized != 0));
 }
 
 bool RecordStorage::equalNames(std::string_view a, bool isNormalizedA, std::string_view b, bool isNormalizedB) {
@@ -297,7 +279,7 @@ RecordStorage::FolderIndex RecordStorage::addFolder(FolderIndex parent, std::str
                               .nameLength = name.size() & NameArena::longestName,
                               .isASCII = isASCIIName,
                               .isNormalized = isNormalized,
-                              .pathHash = mixHash(folders_[parent].pathHash, nameHash(name, isNormalized))});
+                              .pathHash = seededHash(folders_[parent].pathHash, nameHash(name, isNormalized))});
     return index;
 }
 
@@ -310,7 +292,7 @@ RecordStorage::FolderIndex RecordStorage::addFolder(FolderIndex parent, const Ro
                .nameLength = ofRow.nameLength,
                .isASCII = ofRow.isASCII,
                .isNormalized = ofRow.isNormalized,
-               .pathHash = mixHash(folders_[parent].pathHash, nameHash(nameOf(ofRow), ofRow.isNormalized != 0))});
+               .pathHash = seededHash(folders_[parent].pathHash, nameHash(nameOf(ofRow), ofRow.isNormalized != 0))});
     return index;
 }
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <bit>
+#include <future>
 #include <limits>
-#include <thread>
 
 namespace KestrelCore {
 
@@ -27,9 +27,10 @@ SnapshotLookup::SnapshotLookup(const RecordStorage& storage) {
         indexRecords(storage);
         return;
     }
-    std::thread records{[&] { indexRecords(storage); }};
+    // With the policy of the default, the work waits for `get` where the system has no thread to give.
+    std::future<void> records = std::async([&] { indexRecords(storage); });
     indexChildren(storage);
-    records.join();
+    records.get();
 }
 
 /// Finds folders with canonically equal paths. Only twins in different normal forms, or a name listed twice, make any.

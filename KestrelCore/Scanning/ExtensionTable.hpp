@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KestrelCore/Base/SeededHash.hpp"
 #include "KestrelCore/Model/RecordStorage.hpp"
 
 #include <boost/unordered/unordered_flat_map.hpp>
@@ -30,7 +31,7 @@ public:
 private:
     const Entry& add(std::string_view extension, RecordStorage& storage);
 
-    boost::unordered_flat_map<std::string_view, Entry> entries_;
+    boost::unordered_flat_map<std::string_view, Entry, SeededHash> entries_;
     std::deque<std::string> spellings_;  ///< what the keys point to
 };
 

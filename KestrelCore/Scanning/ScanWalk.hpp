@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KestrelCore/Base/SeededHash.hpp"
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Model/FileIdentity.hpp"
 #include "KestrelCore/Model/ScanIssue.hpp"
@@ -12,6 +13,7 @@
 #include <boost/unordered/unordered_flat_set.hpp>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -72,6 +74,13 @@ private:
     [[nodiscard]] Text path(std::string_view name) const;
     void count(const FileStatus& status, bool isDuplicate, std::string_view name);
 
+    /// A volume may claim what inode numbers it likes.
+    struct IdentityHash {
+        std::size_t operator()(const FileIdentity& identity) const {
+            return static_cast<std::size_t>(seededHash(identity.device, identity.inode));
+        }
+    };
+
     Text rootPath_;
     bool isWholeDisk_;
     const SafetyRules& rules_;
@@ -79,7 +88,7 @@ private:
 
     ScannedTree tree_;
     ExtensionTable extensions_;
-    boost::unordered_flat_set<FileIdentity, std::hash<FileIdentity>> seenLinks_;
+    boost::unordered_flat_set<FileIdentity, IdentityHash> seenLinks_;
     std::vector<ScanIssue> issues_;
     std::vector<Level> levels_;
     std::string path_;  ///< of the directory of the last level; empty for "/"

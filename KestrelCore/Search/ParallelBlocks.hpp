@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
-#include <system_error>
+#include <future>
 #include <thread>
 #include <vector>
 
@@ -37,16 +37,12 @@ void forEachBlock(std::size_t count, unsigned threads, const Work& work) {
             }
         }
     };
-    std::vector<std::thread> helpers;
-    for (unsigned thread = 1; thread < threads; ++thread) {
-        try {
-            helpers.emplace_back(run, thread);
-        } catch (const std::system_error&) {
-            break;  // The system has no thread to give: those that run do the work.
-        }
-    }
+    // With the policy of the default, a helper waits for `get` where the system has no thread to give, and finds
+    // nothing left to do then.
+    std::vector<std::future<void>> helpers;
+    for (unsigned thread = 1; thread < threads; ++thread) helpers.push_back(std::async(run, thread));
     run(0);
-    for (std::thread& helper : helpers) helper.join();
+    for (std::future<void>& helper : helpers) helper.get();
 }
 
 }  // namespace KestrelCore

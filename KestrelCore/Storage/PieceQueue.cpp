@@ -1,20 +1,29 @@
 #include "KestrelCore/Storage/PieceQueue.hpp"
 
+#include "KestrelCore/Model/KestrelError.hpp"
+
+#include <system_error>
+
 namespace KestrelCore {
 
-PieceQueue::PieceQueue(std::function<void(const Sink&)> produce)
-    : thread_{[this, produce = std::move(produce)] {
-          std::exception_ptr error;
-          try {
-              produce([this](std::string& piece) { return push(piece); });
-          } catch (...) {
-              error = std::current_exception();
-          }
-          const std::lock_guard guard{mutex_};
-          error_ = error;
-          isDone_ = true;
-          changed_.notify_all();
-      }} {}
+PieceQueue::PieceQueue(std::function<void(const Sink&)> produce) {
+    try {
+        thread_ = std::thread{[this, produce = std::move(produce)] {
+            std::exception_ptr error;
+            try {
+                produce([this](std::string& piece) { return push(piece); });
+            } catch (...) {
+                error = std::current_exception();
+            }
+            const std::lock_guard guard{mutex_};
+            error_ = error;
+            isDone_ = true;
+            changed_.notify_all();
+        }};
+    } catch (const std::system_error& error) {
+        throw KestrelError::unavailable(error.code().message());
+    }
+}
 
 PieceQueue::~PieceQueue() {
     {

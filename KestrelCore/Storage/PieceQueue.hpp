@@ -18,7 +18,8 @@ public:
     /// Takes the piece's bytes out of the buffer and leaves another there. False when nobody wants more.
     using Sink = std::function<bool(std::string& piece)>;
 
-    /// `produce` is called on the other thread and should return soon after the sink returned false.
+    /// `produce` is called on the other thread and should return soon after the sink returned false. Throws
+    /// `unavailable` with the system's text when it has no thread to give.
     explicit PieceQueue(std::function<void(const Sink&)> produce);
     /// Stops the producer and waits for it.
     ~PieceQueue();

@@ -10,6 +10,7 @@
 #include <mutex>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <system_error>
 #include <thread>
 
 // `flock` locks the open file, not the process as `fcntl` does: two holders in one process exclude each other, and
@@ -63,7 +64,7 @@ bool lockUntil(FileDescriptor& file, std::chrono::steady_clock::time_point deadl
     };
     const auto wait = std::make_shared<Wait>();
     wait->file = std::move(file);
-    std::thread{[wait, descriptor = wait->file.get()] {
+    const auto waitInQueue = [wait, descriptor = wait->file.get()] {
         int error = 0;
         while (flock(descriptor, LOCK_EX) != 0) {
             error = errno;
@@ -74,7 +75,18 @@ bool lockUntil(FileDescriptor& file, std::chrono::steady_clock::time_point deadl
         wait->error = error;
         if (wait->isAbandoned) wait->file.close();
         wait->ended.notify_one();
-    }}.detach();
+    };
+    try {
+        std::thread{waitInQueue}.detach();
+    } catch (const std::system_error&) {
+        // No thread to be had: then asking again and again must do.
+        file = std::move(wait->file);
+        while (!lockNow(file)) {
+            if (std::chrono::steady_clock::now() >= deadline) return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds{10});
+        }
+        return true;
+    }
     std::unique_lock guard{wait->mutex};
     if (!wait->ended.wait_until(guard, deadline, [&] { return wait->error.has_value(); })) {
         wait->isAbandoned = true;
