@@ -23,6 +23,8 @@ struct DatabaseFile {
     [[nodiscard]] static std::string resolved(const std::string& path);
     /// Whether this process may create files in the folder that holds `path`.
     [[nodiscard]] static bool isInWritableFolder(const std::string& path);
+    /// Gives this user's file at `path` the permissions of the one at `model`, if that can be written and it can't.
+    static void makeWritableLike(const std::string& model, const std::string& path);
 };
 
 }  // namespace KestrelCore

@@ -83,14 +83,17 @@ FileLock SnapshotDatabase::lock() const {
 
 void SnapshotDatabase::open() {
     FileManager::standard()->createDirectory(url_.deletingLastPathComponent());
-    lockPath_ = DatabaseFile::resolved(path_) + "-lock";
+    const std::string place = DatabaseFile::resolved(path_);
+    lockPath_ = place + "-lock";
     // Looked at before anything is opened: a pipe would block, and a folder gives an odd message. In a folder that
     // can't be written SQLite opens the file and fails later, with a text that depends on what is there.
     const auto before = DatabaseFile::item(path_);
-    if ((before && !before->isRegular) || !DatabaseFile::isInWritableFolder(DatabaseFile::resolved(path_))) {
+    if ((before && !before->isRegular) || !DatabaseFile::isInWritableFolder(place)) {
         throw cannotOpen();
     }
     const FileLock guard = lock();
+    // SQLite makes these with the mode that the database has at the time, and leaves those of a read-only database.
+    for (const char* suffix : {"-wal", "-shm"}) DatabaseFile::makeWritableLike(place, place + suffix);
     auto connection = std::make_unique<SQLiteConnection>(path_);
     sqlite3_busy_timeout(connection->handle(), static_cast<int>(options_.patience.count()));
     if (options_.longestPayload) sqlite3_limit(connection->handle(), SQLITE_LIMIT_LENGTH, *options_.longestPayload);

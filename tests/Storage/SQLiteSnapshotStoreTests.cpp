@@ -4,6 +4,7 @@
 #include "KestrelCore/Model/KestrelError.hpp"
 #include "KestrelCore/Platform/PlatformError.hpp"
 #include "KestrelCore/Storage/SnapshotDatabase.hpp"
+#include "support/ChildProcess.hpp"
 #include "support/SampleSnapshots.hpp"
 #include "support/StoreFiles.hpp"
 
@@ -50,6 +51,21 @@ TEST(SQLiteSnapshotStore, hasExactlyTheStatedSchema) {
         "CREATE TABLE snapshots (\n    id TEXT PRIMARY KEY,\n    completed_at REAL NOT NULL,\n    payload BLOB NOT "
         "NULL\n)");
     EXPECT_EQ(files.query("PRAGMA journal_mode;"), "wal");
+}
+
+TEST(SQLiteSnapshotStore, savesAgainAfterItsFileWasReadOnly) {
+    inChild(ChildSetting::unprivileged, [] {
+        StoreFiles files;
+        SQLiteSnapshotStore{files.url()}.replace(sampleSnapshot(10, 1));
+        ASSERT_EQ(chmod(files.path().c_str(), 0444), 0);
+        EXPECT_EQ(unavailableMessage([&] { SQLiteSnapshotStore{files.url()}.replace(sampleSnapshot(10, 2)); }),
+                  "attempt to write a readonly database");
+        ASSERT_EQ(chmod(files.path().c_str(), 0644), 0);
+        const ScanSnapshot snapshot = sampleSnapshot(10, 3);
+        SQLiteSnapshotStore store{files.url()};
+        store.replace(snapshot);
+        EXPECT_EQ(store.loadLatest(), snapshot);
+    });
 }
 
 TEST(SQLiteSnapshotStore, givesBackWhatWasSaved) {

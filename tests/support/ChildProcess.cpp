@@ -10,6 +10,7 @@
 #include <sched.h>
 #include <string>
 #include <sys/mount.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -32,6 +33,8 @@ std::string enter(ChildSetting setting) {
     if (setting == ChildSetting::unprivileged && geteuid() == 0) {
         if (setgroups(0, nullptr) != 0 || setresgid(nobody, nobody, nobody) != 0) return failure("No other group");
         if (setresuid(nobody, nobody, nobody) != 0) return failure("No other user");
+        // The kernel hides the process from its own user after that, and with it the way into a namespace.
+        if (prctl(PR_SET_DUMPABLE, 1) != 0) return failure("No trace of itself");
     }
     if (setting == ChildSetting::mountNamespace) {
         const uid_t user = geteuid();

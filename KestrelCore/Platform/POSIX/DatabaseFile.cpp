@@ -3,6 +3,7 @@
 #include <array>
 #include <climits>
 #include <cstdlib>
+#include <fcntl.h>
 #include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -51,6 +52,17 @@ std::string DatabaseFile::resolved(const std::string& path) {
 
 bool DatabaseFile::isInWritableFolder(const std::string& path) {
     return access(folderOf(path).c_str(), W_OK | X_OK) == 0;
+}
+
+void DatabaseFile::makeWritableLike(const std::string& model, const std::string& path) {
+    struct stat wanted;
+    struct stat found;
+    if (stat(model.c_str(), &wanted) != 0 || lstat(path.c_str(), &found) != 0) return;
+    if (!S_ISREG(found.st_mode) || found.st_uid != geteuid() || (wanted.st_mode & ~found.st_mode & S_IWUSR) == 0)
+        return;
+    constexpr mode_t permissions = S_IRWXU | S_IRWXG | S_IRWXO;
+    // Where that fails, so will the engine, which says more.
+    (void)fchmodat(AT_FDCWD, path.c_str(), wanted.st_mode & permissions, AT_SYMLINK_NOFOLLOW);
 }
 
 }  // namespace KestrelCore
