@@ -11,7 +11,6 @@
 
 #include <cerrno>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <thread>
 
@@ -63,11 +62,7 @@ public:
 
 class DeletionCoordinatorTest : public testing::Test {
 protected:
-    std::string file(const std::string& name) const {
-        const std::string path = folder.path() + "/" + name;
-        std::ofstream{path} << name;
-        return path;
-    }
+    std::string file(const std::string& name) const { return folder.makeFile(name, name); }
     std::vector<DeletionItemResult> permanently(std::vector<FileRecord> records) {
         return coordinator.execute({std::move(records), DeletionMode::permanent, "DELETE"});
     }
@@ -76,24 +71,6 @@ protected:
     std::shared_ptr<ScriptedFileManager> fileManager = std::make_shared<ScriptedFileManager>();
     DeletionCoordinator coordinator{fileManager};
 };
-
-FileRecord asPackage(const FileRecord& record) {
-    return {record.id(),
-            record.identity(),
-            record.parentPath(),
-            record.path(),
-            record.name(),
-            FileKind::package,
-            record.logicalBytes(),
-            record.allocatedBytes(),
-            record.aggregateAllocatedBytes(),
-            record.modifiedAt(),
-            record.fileExtension(),
-            record.isHidden(),
-            record.isCloudPlaceholder(),
-            record.isHardLinkDuplicate(),
-            record.risk()};
-}
 
 }  // namespace
 
@@ -176,8 +153,7 @@ TEST_F(DeletionCoordinatorTest, leavesAReplacedItemInPlace) {
 }
 
 TEST_F(DeletionCoordinatorTest, refusesAnItemOfAnotherTypeWithTheSameIdentity) {
-    const FileRecord record = diskRecord(file("a"));
-    const FileRecord folderRecord = asPackage(record);  // a package is a folder
+    const FileRecord folderRecord = diskRecord(file("a"), FileKind::package);  // a package is a folder
     EXPECT_EQ(permanently({folderRecord})[0].message, Text{changedMessage});
     EXPECT_TRUE(fileManager->removed.empty());
 }
@@ -204,18 +180,18 @@ TEST_F(DeletionCoordinatorTest, refusesPathsThatNameNothing) {
 }
 
 TEST_F(DeletionCoordinatorTest, refusesTheOwnExecutableUnderAnotherName) {
-    const std::string link = folder.path() + "/harmless";
-    std::error_code error;
-    std::filesystem::create_hard_link(std::filesystem::read_symlink("/proc/self/exe"), link, error);
-    if (error) GTEST_SKIP() << "No hard link from here to the executable: " << error.message();
+    // A hard link can't lead to another file system.
+    const auto executable = std::filesystem::read_symlink("/proc/self/exe");
+    const TemporaryFolder beside{executable.parent_path()};
+    const std::string link = beside / "harmless";
+    std::filesystem::create_hard_link(executable, link);
     EXPECT_EQ(permanently({diskRecord(link)})[0].message, Text{"Kestrel cannot remove itself while it is running."});
     EXPECT_TRUE(fileManager->removed.empty());
 }
 
 TEST_F(DeletionCoordinatorTest, explainsARefusedPermissionOnAnApplication) {
-    const std::string path = folder.path() + "/Tool.app";
-    std::filesystem::create_directory(path);
-    const FileRecord application = asPackage(diskRecord(path));
+    const std::string path = folder.makeFolder("Tool.app");
+    const FileRecord application = diskRecord(path, FileKind::package);
     const FileRecord document = diskRecord(file("a.txt"));
     using Error = PlatformError;
     const auto posix = [](int code) { return std::make_shared<const Error>(Error::posix(code)); };
@@ -240,9 +216,8 @@ TEST_F(DeletionCoordinatorTest, explainsARefusedPermissionOnAnApplication) {
 }
 
 TEST_F(DeletionCoordinatorTest, passesOtherFailuresOnAsTheyStand) {
-    const std::string path = folder.path() + "/Tool.app";
-    std::filesystem::create_directory(path);
-    const FileRecord application = asPackage(diskRecord(path));
+    const std::string path = folder.makeFolder("Tool.app");
+    const FileRecord application = diskRecord(path, FileKind::package);
     fileManager->failure = [&] { throw fileManagerError(FileOperation::trash, path, EROFS); };
     EXPECT_EQ(coordinator.execute({{application}, DeletionMode::trash, {}})[0].message,
               Text{"“Tool.app” couldn’t be moved to the trash."});

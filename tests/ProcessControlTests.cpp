@@ -3,13 +3,13 @@
 #include "KestrelCore/SystemMetrics.hpp"
 
 #include "support/MonitoringFakes.hpp"
+#include "support/SystemCallFilter.hpp"
 #include "support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <csignal>
-#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -17,12 +17,9 @@
 #include <functional>
 #include <future>
 #include <limits>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
 #include <mutex>
 #include <spawn.h>
 #include <string>
-#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <thread>
@@ -328,24 +325,6 @@ TEST_F(RealProcessControlTest, failsForAProcessOfAnotherUser) {
     EXPECT_TRUE(child.isRunning());
 }
 
-/// From now on the calls of process descriptors fail as on an old kernel. False where filters are not allowed.
-bool refuseProcessDescriptors(std::uint32_t errorNumber) {
-    const auto answerTo = [&](long call) {
-        return std::pair{sock_filter BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<std::uint32_t>(call), 0, 1),
-                         sock_filter BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | errorNumber)};
-    };
-    const auto [isOpen, refuseOpen] = answerTo(SYS_pidfd_open);
-    const auto [isSend, refuseSend] = answerTo(SYS_pidfd_send_signal);
-    sock_filter filter[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-                            isOpen,
-                            refuseOpen,
-                            isSend,
-                            refuseSend,
-                            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
-    const sock_fprog program{.len = static_cast<unsigned short>(std::size(filter)), .filter = filter};
-    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
-}
-
 TEST_F(RealProcessControlTest, signalsByIdentifierWhereThereAreNoProcessDescriptors) {
     for (const int refusal : {ENOSYS, EPERM}) {
         const std::string path = program("one");
@@ -353,7 +332,7 @@ TEST_F(RealProcessControlTest, signalsByIdentifierWhereThereAreNoProcessDescript
         const auto sample = sampleOf(child, path);
         ASSERT_TRUE(sample.has_value());
         const int code = inChild([&] {
-            if (!refuseProcessDescriptors(static_cast<std::uint32_t>(refusal))) return 77;
+            if (!refuseSystemCalls({SYS_pidfd_open, SYS_pidfd_send_signal}, refusal)) return 77;
             if (syscall(SYS_pidfd_open, getpid(), 0) != -1 || errno != refusal) return 2;
             try {
                 ProcessControl::terminate(*sample);

@@ -2,12 +2,12 @@
 
 #include "KestrelCore/Platform/FileManager.hpp"
 #include "support/DiskRecord.hpp"
+#include "support/EnvironmentSetting.hpp"
 #include "support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
@@ -19,32 +19,15 @@ namespace {
 
 class TrashReceiptsTest : public testing::Test {
 protected:
-    TrashReceiptsTest() {
-        if (const char* value = std::getenv("XDG_DATA_HOME")) before_ = value;
-        ::setenv("XDG_DATA_HOME", (folder.path() + "/data").c_str(), 1);
-    }
-    ~TrashReceiptsTest() override {
-        if (before_) {
-            ::setenv("XDG_DATA_HOME", before_->c_str(), 1);
-        } else {
-            ::unsetenv("XDG_DATA_HOME");
-        }
-    }
-    std::string file(const std::string& name) const {
-        const std::string path = folder.path() + "/" + name;
-        std::ofstream{path} << "content";
-        return path;
-    }
+    std::string file(const std::string& name) const { return folder.makeFile(name, "content"); }
     std::vector<DeletionItemResult> trash(std::vector<FileRecord> records) {
         return receipts.execute(coordinator, {std::move(records), DeletionMode::trash, std::nullopt});
     }
 
     TemporaryFolder folder;
+    EnvironmentSetting dataHome{"XDG_DATA_HOME", (folder / "data").c_str()};
     TrashReceipts receipts{folder.path() + "/receipts"};
     DeletionCoordinator coordinator{FileManager::standard()};
-
-private:
-    std::optional<std::string> before_;
 };
 
 TrashReceipt aReceipt() {

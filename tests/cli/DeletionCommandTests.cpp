@@ -1,19 +1,18 @@
-#include "Command.hpp"
 #include "Commands.hpp"
 #include "Deletion.hpp"
 
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
 #include "KestrelCore/TrashReceipts.hpp"
+#include "support/CommandRun.hpp"
 #include "support/DiskRecord.hpp"
+#include "support/EnvironmentSetting.hpp"
 #include "support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 namespace KestrelCLI {
 
@@ -23,39 +22,12 @@ namespace {
 
 using namespace KestrelCore;
 
-struct Outcome {
-    ExitCode code;
-    std::string out;
-    std::string messages;
-};
-
 class DeletionCommand : public testing::Test {
 protected:
-    DeletionCommand() {
-        if (const char* value = std::getenv("XDG_DATA_HOME")) before_ = value;
-        ::setenv("XDG_DATA_HOME", (folder.path() + "/data").c_str(), 1);
-    }
-    ~DeletionCommand() override {
-        if (before_) {
-            ::setenv("XDG_DATA_HOME", before_->c_str(), 1);
-        } else {
-            ::unsetenv("XDG_DATA_HOME");
-        }
-    }
-
-    std::string file(const std::string& name) const {
-        const std::string path = folder.path() + "/" + name;
-        std::ofstream{path} << "content";
-        return path;
-    }
-    Outcome run(std::vector<std::string> arguments) const {
-        std::ostringstream out;
-        std::ostringstream messages;
-        Session session{.out = out, .messages = messages, .terminal = terminal, .options = {}};
+    std::string file(const std::string& name) const { return folder.makeFile(name, "content"); }
+    CommandRun run(std::vector<std::string> arguments) const {
         arguments.insert(arguments.begin() + 1, {"--store", store});
-        const ExitCode code =
-            runCommandLine(std::move(arguments), session, {addTrashCommand, addRemoveCommand, addRestoreCommand});
-        return {code, out.str(), messages.str()};
+        return runCommands(std::move(arguments), {addTrashCommand, addRemoveCommand, addRestoreCommand}, terminal);
     }
     void save(const std::vector<FileRecord>& records) const {
         const URL root = URL::fromPath(folder.path(), true);
@@ -70,11 +42,9 @@ protected:
     }
 
     TemporaryFolder folder;
+    EnvironmentSetting dataHome{"XDG_DATA_HOME", (folder / "data").c_str()};
     std::string store = folder.path() + "/store/snapshots.sqlite";
     Terminal terminal{};
-
-private:
-    std::optional<std::string> before_;
 };
 
 }  // namespace
@@ -82,7 +52,7 @@ private:
 TEST_F(DeletionCommand, showsThePlanAndTouchesNothingInADryRun) {
     const std::string path = file("a");
     for (const char* command : {"trash", "remove"}) {
-        const Outcome outcome = run({command, "--dry-run", path});
+        const CommandRun outcome = run({command, "--dry-run", path});
         EXPECT_EQ(outcome.code, ExitCode::done);
         EXPECT_TRUE(contains(outcome.out, path)) << outcome.out;
         EXPECT_TRUE(fs::exists(path));
@@ -93,7 +63,7 @@ TEST_F(DeletionCommand, showsThePlanAndTouchesNothingInADryRun) {
 TEST_F(DeletionCommand, asksNobodyWithoutATerminal) {
     const std::string path = file("a");
     for (const char* command : {"trash", "remove"}) {
-        const Outcome outcome = run({command, path});
+        const CommandRun outcome = run({command, path});
         EXPECT_EQ(outcome.code, ExitCode::wrongUsage);
         EXPECT_TRUE(contains(outcome.messages, "answers instead.")) << outcome.messages;
         EXPECT_TRUE(fs::exists(path));
@@ -102,11 +72,11 @@ TEST_F(DeletionCommand, asksNobodyWithoutATerminal) {
 
 TEST_F(DeletionCommand, removesOnlyAfterTheExactWord) {
     const std::string path = file("a");
-    const Outcome wrong = run({"remove", "--confirm", "delete", path});
+    const CommandRun wrong = run({"remove", "--confirm", "delete", path});
     EXPECT_EQ(wrong.code, ExitCode::failed);
     EXPECT_TRUE(contains(wrong.out, path + ": Type DELETE to confirm permanent removal.")) << wrong.out;
     EXPECT_TRUE(fs::exists(path));
-    const Outcome right = run({"remove", "--confirm", "DELETE", path});
+    const CommandRun right = run({"remove", "--confirm", "DELETE", path});
     EXPECT_EQ(right.code, ExitCode::done);
     EXPECT_TRUE(contains(right.out, path + ": Permanently removed.")) << right.out;
     EXPECT_FALSE(fs::exists(path));
@@ -122,7 +92,7 @@ TEST_F(DeletionCommand, refusesHighRiskUnlessToldOtherwise) {
 
 TEST_F(DeletionCommand, refusesWhatThePolicyBlocksAndGoesOnWithTheRest) {
     const std::string path = file("a");
-    const Outcome outcome =
+    const CommandRun outcome =
         run({"remove", "--confirm", "DELETE", "--include-high-risk", "/usr/nothing", folder.path() + "/gone", path});
     EXPECT_EQ(outcome.code, ExitCode::refused);
     EXPECT_TRUE(contains(outcome.out, "This location is managed by macOS and is view-only in Kestrel."));
@@ -134,7 +104,7 @@ TEST_F(DeletionCommand, refusesItsOwnStore) {
     fs::create_directory(folder.path() + "/store");
     std::ofstream{store} << "";
     for (const std::string& path : {store, folder.path() + "/store", folder.path()}) {
-        const Outcome outcome = run({"remove", "--confirm", "DELETE", path});
+        const CommandRun outcome = run({"remove", "--confirm", "DELETE", path});
         EXPECT_EQ(outcome.code, ExitCode::refused) << path;
         EXPECT_TRUE(fs::exists(store));
     }
@@ -153,7 +123,7 @@ TEST_F(DeletionCommand, takesItemsFromTheSavedSnapshotAndSavesItWithoutThem) {
 
     // What changed since that scan is refused.
     fs::rename(file("new"), other);
-    const Outcome outcome = run({"remove", "--confirm", "DELETE", other});
+    const CommandRun outcome = run({"remove", "--confirm", "DELETE", other});
     EXPECT_EQ(outcome.code, ExitCode::refused);
     EXPECT_TRUE(contains(outcome.out, "The item changed since the scan. Scan again before deleting it."));
     EXPECT_TRUE(fs::exists(other));
@@ -163,7 +133,7 @@ TEST_F(DeletionCommand, countsWhatLiesInAFolderThatGoesTooOnce) {
     fs::create_directory(folder.path() + "/dir");
     const std::string inner = file("dir/a");
     const std::int64_t bytes = diskRecord(inner).allocatedBytes() + diskRecord(folder.path() + "/dir").allocatedBytes();
-    const Outcome outcome =
+    const CommandRun outcome =
         run({"remove", "--json", "--confirm", "DELETE", inner, folder.path() + "/dir", folder.path() + "/dir"});
     EXPECT_EQ(outcome.code, ExitCode::failed);  // the same folder a second time
     EXPECT_TRUE(contains(outcome.out, "\"reclaimableBytes\": " + std::to_string(bytes) + "}")) << outcome.out;
@@ -174,7 +144,7 @@ TEST_F(DeletionCommand, trashesAndRestores) {
     const std::string path = file("a");
     EXPECT_EQ(run({"trash", "--yes", path}).code, ExitCode::done);
     EXPECT_FALSE(fs::exists(path));
-    const Outcome list = run({"restore"});
+    const CommandRun list = run({"restore"});
     EXPECT_EQ(list.code, ExitCode::done);
     EXPECT_TRUE(contains(list.out, path)) << list.out;
 
@@ -183,7 +153,7 @@ TEST_F(DeletionCommand, trashesAndRestores) {
     file("a");
     EXPECT_EQ(run({"restore", shortName}).code, ExitCode::failed);  // never overwrites
     fs::remove(path);
-    const Outcome restored = run({"restore", "--json", shortName});
+    const CommandRun restored = run({"restore", "--json", shortName});
     EXPECT_EQ(restored.code, ExitCode::done);
     EXPECT_TRUE(contains(restored.out, "\"succeeded\": true")) << restored.out;
     EXPECT_TRUE(fs::exists(path));
@@ -192,7 +162,7 @@ TEST_F(DeletionCommand, trashesAndRestores) {
 
 TEST_F(DeletionCommand, printsOneJSONObject) {
     const std::string path = file("new\nline \x1b[31m");
-    const Outcome outcome = run({"trash", "--json", "--yes", path, "/usr"});
+    const CommandRun outcome = run({"trash", "--json", "--yes", path, "/usr"});
     EXPECT_EQ(outcome.code, ExitCode::refused);
     EXPECT_TRUE(outcome.out.starts_with("{\"schema\": 1, \"plan\": [{\"path\": ")) << outcome.out;
     EXPECT_EQ(std::count(outcome.out.begin(), outcome.out.end(), '\n'), 1);
@@ -206,7 +176,7 @@ TEST_F(DeletionCommand, showsNamesEscapedOnATerminal) {
     const std::string path = file("x\n\x1b]0;Type DELETE to remove \u202e");
     for (const auto& arguments : {std::vector<std::string>{"remove", "--dry-run", path},
                                   std::vector<std::string>{"remove", "--confirm", "DELETE", path}}) {
-        const Outcome outcome = run(arguments);
+        const CommandRun outcome = run(arguments);
         EXPECT_EQ(outcome.out.find("\x1b]"), std::string::npos) << outcome.out;
         EXPECT_EQ(outcome.out.find("\u202e"), std::string::npos) << outcome.out;
         EXPECT_FALSE(contains(outcome.out, "x\n")) << outcome.out;

@@ -12,9 +12,9 @@ import resource
 import shutil
 import subprocess
 import sys
-import tempfile
 
-SKIPPED = 77
+from driver import check, mount, needs_strace, run_case, skip, unmount
+
 SAVER = os.path.abspath(sys.argv[1])
 RECORDS = "300"
 CANNOT_OPEN = "error: Kestrel could not open its private scan index."
@@ -22,18 +22,6 @@ CANNOT_OPEN = "error: Kestrel could not open its private scan index."
 FAULTS = {"error: " + text for text in (
     "database or disk is full", "disk I/O error", "unable to open database file", "database is locked",
     "attempt to write a readonly database", "locking protocol", "out of memory")} | {CANNOT_OPEN}
-failures = []
-
-
-def skip(reason):
-    print(f"{sys.argv[2]}: Skipped\n{reason}")
-    sys.exit(SKIPPED)
-
-
-def check(holds, what):
-    if not holds:
-        failures.append(what)
-        print("FAILED:", what, flush=True)
 
 
 def call(*arguments, before=(), **options):
@@ -66,23 +54,6 @@ class Arena:
     def restore(self):
         shutil.rmtree(self.folder, ignore_errors=True)
         shutil.copytree(self.template, self.folder)
-
-
-def needs_strace():
-    if shutil.which("strace") is None:
-        skip("strace is not installed")
-    if subprocess.run(["strace", "-qq", "-o", "/dev/null", "true"], capture_output=True).returncode != 0:
-        skip("Processes may not be traced here")
-
-
-def needs_namespace():
-    if os.environ.get("KESTREL_IN_NAMESPACE"):
-        return
-    flags = ["-m"] if os.geteuid() == 0 else ["-Urm"]
-    if subprocess.run(["unshare", *flags, "true"], capture_output=True).returncode != 0:
-        skip("Mount namespaces are not to be had here")
-    os.environ["KESTREL_IN_NAMESPACE"] = "1"
-    os.execvp("unshare", ["unshare", *flags, sys.executable, *sys.argv])
 
 
 CHANGING = ("pwrite64", "write", "fsync", "fdatasync", "ftruncate", "fallocate", "unlink", "openat", "flock", "fcntl", "mkdir")
@@ -146,17 +117,16 @@ def refuse(folder):
 
 def full(folder):
     """No space left, at many sizes of the volume."""
-    needs_namespace()
     volume = folder / "volume"
     volume.mkdir()
     errors = 0
     for kibibytes in range(200, 1400, 60):
-        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=4m", "none", volume], check=True)
+        mount("-t", "tmpfs", "-o", "size=4m", "none", volume)
         try:
             path = volume / "snapshots.sqlite"
             check(save(path, 1) == "saved", "there is room at first")
             used = sum(file.stat().st_blocks * 512 for file in volume.iterdir())
-            subprocess.run(["mount", "-o", f"remount,size={used // 1024 + kibibytes - 190}k", volume], check=True)
+            mount("-o", f"remount,size={used // 1024 + kibibytes - 190}k", "none", volume)
             result = save(path, 2)
             what = f"{kibibytes} KiB"
             check(result == "saved" or result in FAULTS, f"{what}: says {result}")
@@ -164,12 +134,12 @@ def full(folder):
             # Looking at a database takes some space, too: SQLite's index of the log.
             loaded = load(path)
             check(loaded in ("1", "2") or loaded in FAULTS, f"{what}: {result}, then at once {loaded}")
-            subprocess.run(["mount", "-o", "remount,size=4m", volume], check=True)
+            mount("-o", "remount,size=4m", "none", volume)
             loaded = load(path)
             check(loaded in (("2",) if result == "saved" else ("1", "2")), f"{what}: {result}, then {loaded}")
             saves_and_loads(path, what)
         finally:
-            subprocess.run(["umount", volume], check=True)
+            unmount(volume)
     check(errors > 0, "some saves found no space")
 
 
@@ -249,20 +219,19 @@ def readonly(folder):
 
 def readonly_volume(folder):
     """A file system mounted for reading only."""
-    needs_namespace()
     volume = folder / "volume"
     volume.mkdir()
-    subprocess.run(["mount", "-t", "tmpfs", "-o", "size=4m", "none", volume], check=True)
+    mount("-t", "tmpfs", "-o", "size=4m", "none", volume)
     try:
         path = volume / "snapshots.sqlite"
         check(save(path, 1) == "saved", "the first save")
-        subprocess.run(["mount", "-o", "remount,ro", volume], check=True)
+        mount("-o", "remount,ro", "none", volume)
         check(save(path, 2) == CANNOT_OPEN, "a read-only volume can't be saved to")
-        subprocess.run(["mount", "-o", "remount,rw", volume], check=True)
+        mount("-o", "remount,rw", "none", volume)
         check(load(path) == "1", "the earlier snapshot is there")
         saves_and_loads(path, "read-only volume")
     finally:
-        subprocess.run(["umount", volume], check=True)
+        unmount(volume)
 
 
 def damage(folder):
@@ -328,13 +297,5 @@ def logs(folder):
     check(loaded in ("1", "2", "none") or loaded.startswith("error: "), f"a deleted log: {loaded}")
 
 
-def main():
-    cases = {case.__name__: case for case in
-             (kill, refuse, full, limit, rounds, readonly, readonly_volume, damage, logs)}
-    with tempfile.TemporaryDirectory(prefix="kestrel-store-") as folder:
-        cases[sys.argv[2]](pathlib.Path(folder))
-    sys.exit(1 if failures else 0)
-
-
-if __name__ == "__main__":
-    main()
+run_case({case.__name__: case for case in (kill, refuse, full, limit, rounds, readonly, readonly_volume, damage, logs)},
+         mounting={"full", "readonly_volume"})

@@ -16,12 +16,12 @@ struct CommandRun {
     std::string messages;
 };
 
-/// Runs `arguments` with the given commands, no stream being a terminal.
+/// Runs `arguments` with the given commands; no stream is a terminal unless `terminal` says so.
 [[nodiscard]] inline CommandRun runCommands(std::vector<std::string> arguments,
-                                            const std::vector<CommandAdder>& commands) {
+                                            const std::vector<CommandAdder>& commands, const Terminal& terminal = {}) {
     std::ostringstream out;
     std::ostringstream messages;
-    Session session{.out = out, .messages = messages, .terminal = {}, .options = {}};
+    Session session{.out = out, .messages = messages, .terminal = terminal, .options = {}};
     const ExitCode code = runCommandLine(std::move(arguments), session, commands);
     return {code, out.str(), messages.str()};
 }

@@ -17,7 +17,7 @@ FileKind kindOf(FileType type) {
 
 }  // namespace
 
-FileRecord diskRecord(const std::string& path) {
+FileRecord diskRecord(const std::string& path, std::optional<FileKind> kind) {
     const FileStatusResult found = fileStatus(path);
     const FileStatus status = found.status.value_or(FileStatus{});
     const auto identity =
@@ -27,7 +27,7 @@ FileRecord diskRecord(const std::string& path) {
             Path::deletingLastComponent(path),
             path,
             Path::lastComponent(path),
-            kindOf(status.type),
+            kind.value_or(kindOf(status.type)),
             status.size,
             status.allocatedBytes,
             status.allocatedBytes,

@@ -3,6 +3,7 @@
 #include "support/ChildProcess.hpp"
 #include "support/FtsTraversal.hpp"
 #include "support/RandomTree.hpp"
+#include "support/SystemCallFilter.hpp"
 #include "support/TemporaryFolder.hpp"
 #include "support/TraversalListing.hpp"
 
@@ -13,11 +14,8 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
 #include <set>
 #include <sys/mount.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -287,14 +285,7 @@ TEST(TraversalLimits, doesWithoutStatx) {
         const TemporaryFolder folder{roomyTemporaryFolder()};
         makeRandomTree(folder.path(), 5);
         const Lines expected = listing(openFtsTraversal({folder.path(), {}, {}}));
-        sock_filter steps[] = {
-            BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_statx, 0, 1),
-            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
-            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-        };
-        const sock_fprog program{static_cast<unsigned short>(std::size(steps)), steps};
-        if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 || prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) {
+        if (!refuseSystemCalls({SYS_statx}, ENOSYS)) {
             GTEST_SKIP() << "No system call filters here";
         }
         EXPECT_EQ(firstDifference(listing(openTraversal({folder.path(), {}, {}})), expected), "");
