@@ -4,6 +4,7 @@
 #include "KestrelCore/Platform/Linux/ItemLocation.hpp"
 #include "KestrelCore/Platform/Linux/RawListing.hpp"
 
+#include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -21,7 +22,7 @@ public:
 
     FolderSurvey run() {
         list();
-        while (!survey_.foreignFolder && !pending_.empty()) {
+        while (!survey_.foreignFolder && !survey_.mountPoint && !pending_.empty()) {
             if (pending_.back().empty()) {
                 pending_.pop_back();
                 if (!pending_.empty() && !descent_.leave()) break;
@@ -29,9 +30,12 @@ public:
             }
             std::string name = std::move(pending_.back().back());
             pending_.back().pop_back();
-            if (descent_.enter(name) == 0) {
+            const int error = descent_.enter(name);
+            if (error == 0) {
                 list();
-            } else {
+            } else if (error == EXDEV) {
+                survey_.mountPoint = descent_.pathOf(name);
+            } else if (isRefusal(error)) {
                 judgeUnreadable(name);
             }
         }
@@ -43,6 +47,7 @@ private:
     void list() {
         std::vector<std::string>& folders = pending_.emplace_back();
         bool isEmpty = true;
+        bool holdsForeignEntries = false;
         struct stat own {};
         if (::fstat(descent_.folder(), &own) == 0) count(own);
         for (std::size_t before = 1; before != 0;) {
@@ -52,6 +57,7 @@ private:
                 isEmpty = false;
                 const auto status = statusIn(descent_.folder(), std::string{entry.name});
                 if (!status) return;
+                holdsForeignEntries = holdsForeignEntries || isForeign(*status);
                 if (S_ISDIR(status->st_mode)) {
                     folders.emplace_back(entry.name);
                 } else {
@@ -60,7 +66,11 @@ private:
             });
             if (error != 0) break;
         }
-        if (!isEmpty && isForeign(own) && ::faccessat(descent_.folder(), ".", W_OK | X_OK, AT_EACCESS) != 0)
+        if (isEmpty || !isForeign(own)) return;
+        // In a sticky folder only the owner of an entry and that of the folder may remove it. And root; but root of a
+        // user namespace is held by the modes of what belongs to users outside of it.
+        const bool isKept = (own.st_mode & S_ISVTX) != 0 && holdsForeignEntries && ::geteuid() != 0;
+        if (isKept || (::faccessat(descent_.folder(), ".", W_OK | X_OK, AT_EACCESS) != 0 && isRefusal(errno)))
             survey_.foreignFolder = descent_.pathOf("");
     }
 
@@ -70,7 +80,8 @@ private:
         if (status && S_ISDIR(status->st_mode) && isForeign(*status)) survey_.foreignFolder = descent_.pathOf(name);
     }
 
-    static bool isForeign(const struct stat& status) { return ::geteuid() != 0 && status.st_uid != ::geteuid(); }
+    static bool isForeign(const struct stat& status) { return status.st_uid != ::geteuid(); }
+    static bool isRefusal(int error) { return error == EACCES || error == EPERM; }
 
     void count(const struct stat& status) {
         if (!S_ISDIR(status.st_mode) && status.st_nlink > 1 && !counted_.insert(status.st_ino).second) return;

@@ -11,13 +11,15 @@ namespace KestrelCore {
 /// What must be known of a folder before it is moved to the trash.
 struct FolderSurvey {
     std::uint64_t allocatedBytes = 0;  ///< of everything in it and itself; hard links count once
-    /// A folder in it, relative to it, whose content its user could never empty from the trash: it is another user's,
-    /// not empty, and not writable. Raw bytes.
+    /// A folder in it, relative to it (empty: the folder itself), whose content its user could never empty from the
+    /// trash: it is another user's, not empty, and not writable, or sticky with others' items in it. Raw bytes.
     std::optional<std::string> foreignFolder;
+    /// A folder in it, relative to it, on which a file system is mounted; nothing behind it is looked at.
+    std::optional<std::string> mountPoint;
 };
 
-/// Looks at everything in `folder`, which must be open for reading: never through a link or into a mount, any depth.
-/// Folders that can't be entered count as they are.
+/// Looks at everything in `folder`, which must be open for reading: never through a link, any depth. Ends early at a
+/// folder that forbids the move. Folders that can't be entered count as they are.
 [[nodiscard]] FolderSurvey surveyFolder(FileDescriptor folder);
 
 }  // namespace KestrelCore

@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <memory>
+#include <unistd.h>
 
 // An info file reserves a name, then the item is renamed into `files/` under that name, then it is looked at there: an
 // item that was exchanged meanwhile goes back. Whatever fails, the info file is taken away again. A crash in between
@@ -87,22 +88,26 @@ void refuseFolderOfTheTrash(const ItemLocation& item) {
         throw withSentence(fileManagerError(FileOperation::trash, item.text(), EINVAL), "The trash itself is in it.");
 }
 
-/// What the folder holds; throws when it holds another user's content that could never be emptied from the trash.
-FolderSurvey surveyOf(const ItemLocation& item) {
+PlatformError foreignFolderError(const ItemLocation& item, const std::string& relativePath) {
+    const std::string path = relativePath.empty() ? item.path : item.path + "/" + relativePath;
+    return withSentence(
+        fileManagerError(FileOperation::trash, item.text(), EACCES),
+        Text::concatenating({"“", path, "” belongs to another user and could not be emptied from the trash."}));
+}
+
+/// What the folder holds; throws when that is a mount, or another user's content that could never be emptied from the
+/// trash.
+FolderSurvey surveyOf(const ItemLocation& item, uid_t owner) {
     int error = 0;
     FileDescriptor folder = openFolderOnSameMount(item.folder.get(), item.name, 0, error);
     if (!folder.isOpen()) {
         if (error == EXDEV) throw mountedItemError(item, FileOperation::trash);
-        return {};  // it may not be listed; moving it needs no more than that
+        if (error == EACCES && owner != ::geteuid()) throw foreignFolderError(item, "");
+        return {};  // it may not be listed until its owner changes that; moving it needs no more
     }
     FolderSurvey survey = surveyFolder(std::move(folder));
-    if (survey.foreignFolder) {
-        const std::string path = survey.foreignFolder->empty() ? item.path : item.path + "/" + *survey.foreignFolder;
-        throw withSentence(fileManagerError(FileOperation::trash, item.text(), EACCES),
-                           Text::concatenating({"“", path,
-                                                "” belongs to another user and could not be emptied from "
-                                                "the trash."}));
-    }
+    if (survey.mountPoint) throw mountedItemError(item, FileOperation::trash);
+    if (survey.foreignFolder) throw foreignFolderError(item, *survey.foreignFolder);
     return survey;
 }
 
@@ -117,7 +122,7 @@ std::optional<URL> moveToTrash(const URL& url, const std::optional<ExpectedItem>
     refuseMounts(item, FileOperation::trash);
     const bool isFolder = S_ISDIR(status->st_mode);
     if (isFolder) refuseFolderOfTheTrash(item);
-    const FolderSurvey survey = isFolder ? surveyOf(item) : FolderSurvey{};
+    const FolderSurvey survey = isFolder ? surveyOf(item, status->st_uid) : FolderSurvey{};
 
     constexpr auto creation = TrashFolder::Creation::ifMissing;
     int reason = 0;

@@ -210,6 +210,22 @@ TEST(SafeRemoval, removesWideFoldersBelowDeepOnes) {
     EXPECT_EQ(countIn(folder.path()), 0U);
 }
 
+TEST(SafeRemoval, removesAFolderOfMoreEntriesThanItReadsAtOnce) {
+    const InMemory inMemory;
+    const TemporaryFolder folder;
+    const std::string top = folder.makeFolder("top");
+    const int opened = ::open(top.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    for (int i = 0; i < 150'000; ++i) {
+        const std::string name = std::to_string(i);
+        ASSERT_EQ(i % 1000 == 0 ? ::mkdirat(opened, name.c_str(), 0700)
+                                : ::mknodat(opened, name.c_str(), S_IFREG | 0600, 0),
+                  0);
+    }
+    ::close(opened);
+    EXPECT_EQ(removalError(top), std::nullopt);
+    EXPECT_EQ(countIn(folder.path()), 0U);
+}
+
 TEST(SafeRemoval, endsOnAFolderThatIsRefilledAllTheTime) {
     const InMemory inMemory;
     const TemporaryFolder folder;

@@ -3,16 +3,19 @@
 #include "KestrelCore/Platform/FileStatus.hpp"
 #include "KestrelCore/Platform/Linux/TrashInfo.hpp"
 #include "KestrelCore/Platform/TrashAccess.hpp"
+#include "support/ChildProcess.hpp"
+#include "support/EnvironmentSetting.hpp"
+#include "support/InMemory.hpp"
 #include "support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <regex>
 #include <sstream>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -26,22 +29,8 @@ constexpr const char* protectedMessage = "Trash and Time Machine content are pro
 
 class TrashTest : public testing::Test {
 protected:
-    TrashTest() {
-        if (const char* value = std::getenv("XDG_DATA_HOME")) before_ = value;
-        ::setenv("XDG_DATA_HOME", dataHome.c_str(), 1);
-    }
-    ~TrashTest() override {
-        if (before_) {
-            ::setenv("XDG_DATA_HOME", before_->c_str(), 1);
-        } else {
-            ::unsetenv("XDG_DATA_HOME");
-        }
-    }
-
     std::string file(const std::string& name, const std::string& content = "content") const {
-        const std::string path = folder.path() + "/" + name;
-        std::ofstream{path} << content;
-        return path;
+        return folder.makeFile(name, content);
     }
     std::string trashed(const std::string& name) const { return trash + "/files/" + name; }
     std::string info(const std::string& name) const {
@@ -80,9 +69,7 @@ protected:
     TemporaryFolder folder;
     std::string dataHome = folder.path() + "/data";
     std::string trash = dataHome + "/Trash";
-
-private:
-    std::optional<std::string> before_;
+    EnvironmentSetting setting{"XDG_DATA_HOME", dataHome.c_str()};
 };
 
 }  // namespace
@@ -147,6 +134,18 @@ TEST_F(TrashTest, takesARandomNumberAfterAHundredEqualNames) {
     EXPECT_FALSE(existsItself(trashed("same 101")));
 }
 
+TEST(TrashNames, takesTenThousandEqualNames) {
+    const InMemory inMemory;
+    const TemporaryFolder folder;
+    const EnvironmentSetting dataHome{"XDG_DATA_HOME", (folder / "data").c_str()};
+    for (int i = 0; i < 10'000; ++i)
+        ASSERT_TRUE(moveToTrash(URL::fromPath(folder.makeFile("same")), std::nullopt)) << i;
+    for (const char* part : {"data/Trash/files", "data/Trash/info"}) {
+        const fs::directory_iterator all{folder / part};
+        EXPECT_EQ(std::distance(begin(all), end(all)), 10'000);
+    }
+}
+
 TEST_F(TrashTest, shortensLongNamesBetweenCharacters) {
     const std::string plain(255, 'n');
     const std::string accented = [] {
@@ -199,6 +198,126 @@ TEST_F(TrashTest, refusesAFolderThatHoldsTheTrash) {
     EXPECT_EQ(error.description(), Text{"“data” couldn’t be moved to the trash. The trash itself is in it."});
     EXPECT_EQ(countIn(trash + "/info"), 1U);
     EXPECT_EQ(countIn(trash + "/files"), 1U);
+}
+
+TEST_F(TrashTest, refusesOthersContentThatCouldNeverBeEmptied) {
+    if (::geteuid() != 0) GTEST_SKIP() << "Only root can give items to another user";
+    const auto give = [&](const std::string& path) { EXPECT_EQ(::lchown(path.c_str(), 65534, 65534), 0) << path; };
+    const auto setMode = [&](const std::string& path, mode_t mode) { EXPECT_EQ(::chmod(path.c_str(), mode), 0); };
+    const std::string home = folder.makeFolder("home");
+    setMode(folder.path(), 0755);
+    give(home);
+    give(folder.makeFolder("data"));
+    // Each an own folder with one folder of root's in it, and root's file in that.
+    struct Case {
+        const char* name;
+        mode_t mode;
+        bool isRefused;
+    };
+    const std::vector<Case> cases{{"writable by root", 0755, true},
+                                  {"readable by root", 0700, true},
+                                  {"sticky", 01777, true},
+                                  {"writable by all", 0777, false}};
+    for (const Case& one : cases) {
+        const std::string path = home + "/" + one.name;
+        folder.makeFile("home/" + std::string{one.name} + "/own/theirs/file");
+        setMode(path + "/own/theirs", one.mode);
+        give(path);
+        give(path + "/own");
+    }
+    // Root's own file and empty folder can be removed by the owner of the folder that holds them.
+    folder.makeFile("home/removable/file");
+    folder.makeFolder("home/removable/empty");
+    folder.makeFolder("home/removable/dropped");
+    give(folder.makeFile("home/removable/dropped/own"));
+    setMode(home + "/removable/dropped", 01777);
+    give(home + "/removable");
+    // Root's folder, which others may move but not list.
+    folder.makeFile("home/unlisted/file");
+    setMode(home + "/unlisted", 0733);
+
+    inChild(ChildSetting::unprivileged, [&] {
+        const auto refusal = [](const std::string& name, const std::string& path) {
+            return "“" + name + "” couldn’t be moved to the trash because you don’t have permission to access it. “" +
+                   path + "” belongs to another user and could not be emptied from the trash.";
+        };
+        for (const Case& one : cases) {
+            if (!one.isRefused) continue;
+            const std::string path = home + "/" + one.name;
+            EXPECT_EQ(failure(path).description().string(), refusal(one.name, path + "/own/theirs"));
+            EXPECT_TRUE(existsItself(path));
+        }
+        EXPECT_EQ(failure(home + "/unlisted").description().string(), refusal("unlisted", home + "/unlisted"));
+        EXPECT_FALSE(existsItself(trash)) << "nothing is left behind";
+        EXPECT_EQ(put(home + "/writable by all"), trashed("writable by all"));
+        EXPECT_EQ(put(home + "/removable"), trashed("removable"));
+    });
+    for (const Case& one : cases)
+        EXPECT_EQ(existsItself(home + "/" + one.name + "/own/theirs/file"), one.isRefused) << one.name;
+    EXPECT_TRUE(existsItself(trashed("removable/dropped/own")));
+}
+
+TEST(TrashInNamespace, refusesContentOfUsersOutsideOfIt) {
+    inChild(ChildSetting::unprivileged, [] {
+        inChild(ChildSetting::mountNamespace, [] {
+            // An own folder "share" that shows what is in the system's: root's, whom this namespace does not know.
+            const TemporaryFolder folder;
+            ASSERT_EQ(::mount("none", folder.path().c_str(), "tmpfs", 0, nullptr), 0);
+            const std::string item = folder / "merged/share";
+            const std::string trash = folder / "merged/data/Trash";
+            for (const char* name : {"upper/share", "work", "merged"}) folder.makeFolder(name);
+            const std::string layers =
+                "lowerdir=/usr,upperdir=" + folder / "upper" + ",workdir=" + folder / "work" + ",userxattr";
+            if (::mount("none", (folder / "merged").c_str(), "overlay", 0, layers.c_str()) != 0)
+                GTEST_SKIP() << "No layered file systems here";
+            const EnvironmentSetting dataHome{"XDG_DATA_HOME", (folder / "merged/data").c_str()};
+            try {
+                (void)moveToTrash(URL::fromPath(item), std::nullopt);
+                ADD_FAILURE() << "it was moved";
+            } catch (const PlatformError& error) {
+                EXPECT_TRUE(error.description().view().ends_with("belongs to another user and could not be emptied "
+                                                                 "from the trash."))
+                    << error.what();
+            }
+            EXPECT_TRUE(fs::is_directory(item));
+            EXPECT_FALSE(fs::exists(trash));
+            EXPECT_EQ(::umount((folder / "merged").c_str()), 0);
+            EXPECT_EQ(::umount(folder.path().c_str()), 0);
+        });
+    });
+}
+
+TEST_F(TrashTest, usesNoTrashThatBelongsToAnother) {
+    if (::geteuid() != 0) GTEST_SKIP() << "Only root can give items to another user";
+    inChild(ChildSetting::mountNamespace, [] {
+        const TemporaryFolder folder;
+        const EnvironmentSetting dataHome{"XDG_DATA_HOME", (folder / "data").c_str()};
+        const std::string volume = folder.makeFolder("disk");
+        const auto give = [](const std::string& path) { EXPECT_EQ(::chown(path.c_str(), 65534, 65534), 0); };
+        ASSERT_EQ(::mount("none", volume.c_str(), "tmpfs", 0, "size=1m"), 0);
+        const std::string item = folder.makeFile("disk/item");
+        const std::string shared = folder.makeFolder("disk/.Trash");
+        ASSERT_EQ(::chmod(shared.c_str(), 01777), 0);
+        const std::string own = folder / "disk/.Trash-0";
+
+        give(shared);  // theirs altogether
+        EXPECT_EQ(put(item), own + "/files/item");
+        EXPECT_EQ(countIn(shared), 0U);
+
+        folder.makeFile("disk/item");
+        ASSERT_EQ(::chown(shared.c_str(), 0, 0), 0);
+        give(folder.makeFolder("disk/.Trash/0"));  // theirs in the shared one
+        EXPECT_EQ(put(item), own + "/files/item 2");
+        EXPECT_EQ(countIn(shared + "/0"), 0U);
+
+        folder.makeFile("disk/item");
+        give(own);
+        EXPECT_EQ(failure(item).description(),
+                  Text{"“item” couldn’t be moved to the trash because the volume “disk” doesn’t have one."});
+        EXPECT_EQ(countIn(own + "/info"), 2U);
+        EXPECT_TRUE(existsItself(item));
+        EXPECT_EQ(::umount(volume.c_str()), 0);
+    });
 }
 
 TEST_F(TrashTest, saysThatAnItemIsMissing) {
