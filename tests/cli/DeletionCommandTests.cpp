@@ -1,5 +1,6 @@
 #include "Commands.hpp"
 #include "Deletion.hpp"
+#include "Interruption.hpp"
 
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
 #include "KestrelCore/TrashReceipts.hpp"
@@ -13,6 +14,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 namespace KestrelCLI {
 
@@ -45,6 +47,15 @@ protected:
     EnvironmentSetting dataHome{"XDG_DATA_HOME", (folder / "data").c_str()};
     std::string store = folder.path() + "/store/snapshots.sqlite";
     Terminal terminal{};
+};
+
+/// Keeps what is printed, and interrupts the program when it tells of the first item.
+class InterruptedOutput : public std::stringbuf {
+    std::streamsize xsputn(const char* text, std::streamsize length) override {
+        const std::streamsize put = std::stringbuf::xsputn(text, length);
+        if (str().find("Permanently removed.") != std::string::npos) Interruption::set(true);
+        return put;
+    }
 };
 
 }  // namespace
@@ -158,6 +169,23 @@ TEST_F(DeletionCommand, trashesAndRestores) {
     EXPECT_TRUE(contains(restored.out, "\"succeeded\": true")) << restored.out;
     EXPECT_TRUE(fs::exists(path));
     EXPECT_EQ(run({"restore", shortName}).code, ExitCode::wrongUsage);
+}
+
+TEST_F(DeletionCommand, stopsBetweenItemsWhenInterrupted) {
+    const std::vector<std::string> paths{file("a"), file("b"), file("c")};
+    InterruptedOutput output;
+    std::ostream out{&output};
+    std::ostringstream messages;
+    Session session{.out = out, .messages = messages, .terminal = {}, .options = {}};
+    const ExitCode code = runCommandLine(
+        {"remove", "--store", store, "--confirm", "DELETE", paths[0], paths[1], paths[2]}, session, {addRemoveCommand});
+    Interruption::set(false);
+    EXPECT_EQ(code, ExitCode::interrupted);
+    EXPECT_FALSE(fs::exists(paths[0]));
+    EXPECT_TRUE(fs::exists(paths[1]));
+    EXPECT_TRUE(fs::exists(paths[2]));
+    EXPECT_TRUE(contains(output.str(), "Removed 1 item")) << output.str();
+    EXPECT_TRUE(contains(messages.str(), "Interrupted: 2 items left as they were.")) << messages.str();
 }
 
 TEST_F(DeletionCommand, printsOneJSONObject) {

@@ -438,6 +438,37 @@ def mounts(base):
         unmount(place)
 
 
+def subvolumes(base):
+    """A part of a file system that no mount shows is left alone like a mount."""
+    if os.geteuid() != 0 or shutil.which("mkfs.btrfs") is None or shutil.which("btrfs") is None:
+        skip("Subvolumes need root and btrfs-progs")
+    image, volume = base / "image", base / "volume"
+    with open(image, "wb") as file:
+        file.truncate(300 << 20)
+    volume.mkdir()
+    if run(["mkfs.btrfs", "-q", image]).returncode or run(["mount", "-o", "loop", image, volume]).returncode:
+        skip("No btrfs can be mounted here")
+    item = volume / "item"
+    inside = item / "sub" / "inside"
+    (item / "sub").mkdir(parents=True)
+    (item / "first").write_text("content")
+    for subvolume in (inside, volume / "itself"):
+        subprocess.run(["btrfs", "-q", "subvolume", "create", subvolume], check=True)
+        (subvolume / "precious").write_text("precious")
+    environment = dict(os.environ, XDG_DATA_HOME=str(volume / "data"))
+    for path in (item, volume / "itself"):
+        result = remove(path, "trash", env=environment)
+        check(result.returncode == 1 and "mounted" in result.stdout, f"{path.name} is not trashed: {result.stdout}")
+        check(path.is_dir() and not tree(volume / "data"), f"{path.name} stays, and nothing is left in the trash")
+    result = remove(volume / "itself")
+    check(result.returncode == 1 and "mounted" in result.stdout, f"a subvolume is not removed: {result.stdout}")
+    result = remove(item)
+    check(result.stdout.endswith(f"Some of its contents were removed; it stopped at “{inside}”: Device or resource busy.\n"),
+          f"the removal stops there: {result.stdout}")
+    for precious in (inside / "precious", volume / "itself" / "precious"):
+        check(precious.is_file(), f"{precious} stays")
+
+
 def volumes(base):
     """The trash at the top of a volume that is not the home directory's."""
     volume = base / "disk name"
@@ -611,5 +642,5 @@ def interoperability(base):
 
 
 run_case({case.__name__.replace("_", "-"): case for case in
-          (race_links, race_mounts, swaps, crash, faults, mounts, volumes, interoperability)},
-         mounting={"race-mounts", "mounts", "volumes"})
+          (race_links, race_mounts, swaps, crash, faults, mounts, subvolumes, volumes, interoperability)},
+         mounting={"race-mounts", "mounts", "subvolumes", "volumes"})

@@ -15,6 +15,19 @@ namespace {
 
 constexpr std::size_t mostOpenLevels = 32;
 
+/// The folder, unless it lies on another device than its parent: subvolumes of some file systems begin without a mount.
+FileDescriptor onSameDevice(FileDescriptor folder, int parent, int& errorNumber) {
+    struct stat own {};
+    struct stat above {};
+    if (::fstat(folder.get(), &own) != 0 || ::fstat(parent, &above) != 0) {
+        errorNumber = errno;
+        return {};
+    }
+    if (own.st_dev == above.st_dev) return folder;
+    errorNumber = EXDEV;
+    return {};
+}
+
 /// Without `openat2` (kernels before 5.6, some sandboxes) the mount is compared after opening.
 FileDescriptor openFolderAndCompareMount(int parent, const std::string& name, std::uint64_t parentMount,
                                          int& errorNumber) {
@@ -25,7 +38,7 @@ FileDescriptor openFolderAndCompareMount(int parent, const std::string& name, st
     }
     const auto wanted = parentMount != 0 ? std::optional<std::uint64_t>{parentMount} : mountIdentifier(parent);
     const auto found = mountIdentifier(folder.get());
-    if (wanted && found && *wanted == *found) return folder;
+    if (wanted && found && *wanted == *found) return onSameDevice(std::move(folder), parent, errorNumber);
     errorNumber = wanted && found ? EXDEV : ENOSYS;
     return {};
 }
@@ -38,7 +51,7 @@ FileDescriptor openFolderOnSameMount(int parent, const std::string& name, std::u
     how.resolve = RESOLVE_NO_SYMLINKS | RESOLVE_NO_XDEV | RESOLVE_NO_MAGICLINKS;
     for (;;) {
         const long descriptor = ::syscall(SYS_openat2, parent, name.c_str(), &how, sizeof how);
-        if (descriptor >= 0) return FileDescriptor{static_cast<int>(descriptor)};
+        if (descriptor >= 0) return onSameDevice(FileDescriptor{static_cast<int>(descriptor)}, parent, errorNumber);
         errorNumber = errno;
         // The last three are how a system says that it does not know the call, or these flags.
         if (errorNumber == ENOSYS || errorNumber == EPERM || errorNumber == EINVAL || errorNumber == E2BIG)

@@ -14,7 +14,7 @@ struct FolderSurvey {
     /// A folder in it, relative to it (empty: the folder itself), whose content its user could never empty from the
     /// trash: it is another user's, not empty, and not writable, or sticky with others' items in it. Raw bytes.
     std::optional<std::string> foreignFolder;
-    /// A folder in it, relative to it, on which a file system is mounted; nothing behind it is looked at.
+    /// A folder in it, relative to it, where a mount or a subvolume begins; nothing in that is looked at.
     std::optional<std::string> mountPoint;
 };
 
