@@ -11,8 +11,8 @@ namespace KestrelCore {
 
 /// Opens the folder `name` in the open folder `parent` for reading, unless a link, a mount or a subvolume stands there.
 /// `parentMount` is the mount of `parent` as `mountIdentifier` gives it, needed only on systems without `openat2`; 0
-/// when unknown. Not open on failure, with `errorNumber` set: EXDEV for a mount or subvolume, ELOOP or ENOTDIR for what is no
-/// folder.
+/// when unknown. Not open on failure, with `errorNumber` set: EXDEV for a mount or subvolume, ELOOP or ENOTDIR for what
+/// is no folder.
 [[nodiscard]] FileDescriptor openFolderOnSameMount(int parent, const std::string& name, std::uint64_t parentMount,
                                                    int& errorNumber);
 

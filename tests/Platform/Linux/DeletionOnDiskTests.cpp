@@ -138,7 +138,7 @@ TEST(DeletionOnDisk, leavesAnItemWholeThatIsImmutableItself) {
 
 TEST(DeletionOnDisk, changesNoModesToGetAtAnItem) {
     inChild(ChildSetting::unprivileged, [] {
-        for (const mode_t mode : {0555, 0300, 0000}) {
+        for (const mode_t mode : {0555U, 0300U, 0000U}) {
             SCOPED_TRACE(mode);
             const TemporaryFolder folder;
             const std::string top = makeTop(folder);
