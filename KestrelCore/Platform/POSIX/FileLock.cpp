@@ -112,7 +112,9 @@ std::optional<FileLock> FileLock::acquire(const std::string& path, std::chrono::
     const auto deadline = std::chrono::steady_clock::now() + patience;
     while (true) {
         FileDescriptor file = openLockFile(path);
-        if (!lockNow(file) && !lockUntil(file, deadline)) return std::nullopt;
+        // Without time to wait nobody is left in the queue, who would hold the lock for a moment when it becomes free.
+        const bool mayWait = patience > std::chrono::milliseconds::zero();
+        if (!lockNow(file) && !(mayWait && lockUntil(file, deadline))) return std::nullopt;
         if (isStill(path, file)) return FileLock{std::make_unique<State>(State{std::move(file)})};
     }
 }
