@@ -2,12 +2,9 @@
 #include "Deletion.hpp"
 #include "Interruption.hpp"
 
-#include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
 #include "KestrelCore/TrashReceipts.hpp"
-#include "support/CommandRun.hpp"
+#include "support/DeletionCommandTest.hpp"
 #include "support/DiskRecord.hpp"
-#include "support/EnvironmentSetting.hpp"
-#include "support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
 
@@ -24,30 +21,7 @@ namespace {
 
 using namespace KestrelCore;
 
-class DeletionCommand : public testing::Test {
-protected:
-    std::string file(const std::string& name) const { return folder.makeFile(name, "content"); }
-    CommandRun run(std::vector<std::string> arguments) const {
-        arguments.insert(arguments.begin() + 1, {"--store", store});
-        return runCommands(std::move(arguments), {addTrashCommand, addRemoveCommand, addRestoreCommand}, terminal);
-    }
-    void save(const std::vector<FileRecord>& records) const {
-        const URL root = URL::fromPath(folder.path(), true);
-        SQLiteSnapshotStore{URL::fromPath(store)}.replace(
-            ScanSnapshot{UUID::random(), ScanScope{root}, Date::now(), Date::now(), records, {}});
-    }
-    std::optional<FileRecord> saved(const std::string& path) const {
-        return SQLiteSnapshotStore{URL::fromPath(store)}.loadLatest().value().record(path);
-    }
-    static bool contains(const std::string& text, const std::string& part) {
-        return text.find(part) != std::string::npos;
-    }
-
-    TemporaryFolder folder;
-    EnvironmentSetting dataHome{"XDG_DATA_HOME", (folder / "data").c_str()};
-    std::string store = folder.path() + "/store/snapshots.sqlite";
-    Terminal terminal{};
-};
+using DeletionCommand = DeletionCommandTest;
 
 /// Keeps what is printed, and interrupts the program when it tells of the first item.
 class InterruptedOutput : public std::stringbuf {

@@ -2,15 +2,13 @@
 #include "Deletion.hpp"
 
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
-#include "support/CommandRun.hpp"
+#include "support/DeletionCommandTest.hpp"
 #include "support/DiskRecord.hpp"
 #include "support/EnvironmentSetting.hpp"
-#include "support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <sstream>
 
 namespace KestrelCLI {
 
@@ -35,33 +33,12 @@ private:
     fs::path before_;
 };
 
-class Deletion : public testing::Test {
+class Deletion : public DeletionCommandTest {
 protected:
-    CommandRun run(std::vector<std::string> arguments) const {
-        std::ostringstream out;
-        std::ostringstream messages;
-        Session session{.out = out, .messages = messages, .terminal = terminal, .options = {}};
-        arguments.insert(arguments.begin() + 1, {"--store", store});
-        const ExitCode code =
-            runCommandLine(std::move(arguments), session, {addTrashCommand, addRemoveCommand, addRestoreCommand});
-        return {code, out.str(), messages.str()};
-    }
     CommandRun remove(std::vector<std::string> paths) const {
         paths.insert(paths.begin(), {"remove", "--confirm", "DELETE"});
         return run(std::move(paths));
     }
-    void save(const std::vector<FileRecord>& records) const {
-        SQLiteSnapshotStore{URL::fromPath(store)}.replace(ScanSnapshot{
-            UUID::random(), ScanScope{URL::fromPath(folder.path(), true)}, Date::now(), Date::now(), records, {}});
-    }
-    static bool contains(const std::string& text, const std::string& part) {
-        return text.find(part) != std::string::npos;
-    }
-
-    TemporaryFolder folder;
-    EnvironmentSetting dataHome{"XDG_DATA_HOME", (folder / "data").c_str()};
-    std::string store = folder / "store/snapshots.sqlite";
-    Terminal terminal{};
 };
 
 }  // namespace
