@@ -4,12 +4,22 @@
 #include "KestrelCore/Model/FileRecord.hpp"
 
 #include <cstddef>
+#include <cstdint>
 #include <iterator>
 #include <memory>
 
 namespace KestrelCore {
 
 class RecordStorage;
+
+/// What a record counts for, as of `FileRecord`.
+struct RecordSize {
+    std::int64_t displayBytes = 0;
+    bool isContainer = false;
+    bool isHardLinkDuplicate = false;
+
+    bool operator==(const RecordSize&) const = default;
+};
 
 /// A read-only, random-access list of records. The records are kept in a compact form and made when they are read, so
 /// reading yields values. Copies share the storage; any number of threads may read.
@@ -21,6 +31,9 @@ public:
     [[nodiscard]] bool empty() const { return size() == 0; }
     /// `index` must be below `size()`.
     [[nodiscard]] FileRecord operator[](std::size_t index) const;
+    /// The size of the record at `index`, which must be below `size()`. Costs the same at any depth, where reading a
+    /// record makes its path: for looking through all of them.
+    [[nodiscard]] RecordSize sizeOf(std::size_t index) const;
 
     class KESTRELCORE_EXPORT Iterator {
     public:

@@ -6,8 +6,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <functional>
-#include <queue>
 #include <utility>
 
 using namespace KestrelCore;
@@ -148,38 +146,33 @@ std::vector<TreeLine> folderListing(const FileRecord& folder, const std::vector<
 }
 
 std::vector<FileRecord> largestFiles(const ScanSnapshot& snapshot, std::size_t count) {
-    // The largest item seen comes next: a folder is as large as all it holds, so a file that comes out is larger than
-    // every file not yet seen.
-    struct Smaller {
-        bool operator()(const FileRecord& a, const FileRecord& b) const {
-            return a.displayBytes() < b.displayBytes() || (a.displayBytes() == b.displayBytes() && b.path() < a.path());
-        }
+    // One pass over sizes alone: a path can be as long as its folders are deep, so only those in the result are made.
+    struct Candidate {
+        std::int64_t bytes;
+        std::size_t index;
     };
-    std::priority_queue<FileRecord, std::vector<FileRecord>, Smaller> waiting;
-    if (const auto root = snapshot.record(snapshot.scope().root.path())) waiting.push(*root);
-    // The sizes of the largest `count` files seen so far, the smallest on top: what is below it need not wait at all.
-    std::priority_queue<std::int64_t, std::vector<std::int64_t>, std::greater<>> candidates;
-    std::vector<FileRecord> files;
-    while (files.size() < count && !waiting.empty()) {
-        const FileRecord largest = waiting.top();
-        waiting.pop();
-        if (!largest.isContainer()) {
-            files.push_back(largest);
-            continue;
+    const auto comesFirst = [](const Candidate& a, const Candidate& b) {
+        return a.bytes > b.bytes || (a.bytes == b.bytes && a.index < b.index);
+    };
+    // The largest so far, as a heap with the one on top that goes first when a larger one comes.
+    std::vector<Candidate> largest;
+    const RecordList& records = snapshot.records();
+    for (std::size_t index = 0; index < records.size(); ++index) {
+        const RecordSize size = records.sizeOf(index);
+        if (size.isContainer || size.isHardLinkDuplicate || size.displayBytes <= 0) continue;
+        const Candidate candidate{.bytes = size.displayBytes, .index = index};
+        if (largest.size() == count) {
+            if (count == 0 || !comesFirst(candidate, largest.front())) continue;
+            std::ranges::pop_heap(largest, comesFirst);
+            largest.pop_back();
         }
-        for (const FileRecord& child : snapshot.children(largest.path())) {
-            const std::int64_t bytes = child.displayBytes();
-            // Children come largest first.
-            if (bytes <= 0 || (candidates.size() == count && bytes < candidates.top())) break;
-            if (child.isContainer()) {
-                waiting.push(child);
-            } else if (!child.isHardLinkDuplicate()) {
-                waiting.push(child);
-                candidates.push(bytes);
-                if (candidates.size() > count) candidates.pop();
-            }
-        }
+        largest.push_back(candidate);
+        std::ranges::push_heap(largest, comesFirst);
     }
+    std::ranges::sort_heap(largest, comesFirst);
+    std::vector<FileRecord> files;
+    files.reserve(largest.size());
+    for (const Candidate& candidate : largest) files.push_back(records[candidate.index]);
     return files;
 }
 

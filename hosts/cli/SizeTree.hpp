@@ -36,8 +36,8 @@ struct TreeLine {
                                                   const std::vector<KestrelCore::FileRecord>& children,
                                                   std::size_t limit);
 
-/// The `count` files that take the most space, largest first; further links to a file that was counted are left out.
-/// Looks only into folders that are large enough to hold one.
+/// The `count` files that take the most space, largest first, equal ones in the order of the records (of a scan: by
+/// path). Empty files and further links to a file that was counted are left out. The depth of folders costs nothing.
 [[nodiscard]] std::vector<KestrelCore::FileRecord> largestFiles(const KestrelCore::ScanSnapshot& snapshot,
                                                                 std::size_t count);
 

@@ -177,6 +177,23 @@ TEST(ScanSnapshot, readsItsRecordsAsARandomAccessRange) {
     EXPECT_EQ((*(snapshot.records().begin() + 4)).name(), Text{"x"});
 }
 
+TEST(ScanSnapshot, givesTheSizeOfEachRecordWithoutTheRecord) {
+    const ScanSnapshot snapshot = aSnapshot(
+        "/r", {aRecord({.path = "/r", .isTop = true, .kind = FileKind::directory, .allocated = 1, .aggregate = 9}),
+               aRecord({.path = "/r/p.app", .kind = FileKind::package, .allocated = 2, .aggregate = 5}),
+               aRecord({.path = "/r/a", .allocated = 3, .aggregate = 7}),
+               aRecord({.path = "/r/b", .allocated = 4, .isDuplicate = true}),
+               aRecord({.path = "odd", .parent = "/r", .kind = FileKind::symbolicLink, .allocated = 6})});
+    const RecordList& records = snapshot.records();
+    const std::vector<RecordSize> expected{
+        {9, true, false}, {5, true, false}, {3, false, false}, {4, false, true}, {6, false, false}};
+    ASSERT_EQ(records.size(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        EXPECT_EQ(records.sizeOf(i), expected[i]) << i;
+        EXPECT_EQ(records.sizeOf(i).displayBytes, records[i].displayBytes()) << i;
+    }
+}
+
 TEST(ScanSnapshot, givesBackExactlyTheRecordsItWasMadeOf) {
     std::vector<FileRecord> records{
         aRecord({.path = "/r", .isTop = true, .kind = FileKind::directory}),

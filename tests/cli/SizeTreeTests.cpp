@@ -106,6 +106,13 @@ TEST(LargestFiles, findsThemInAnyDepthAndCountsALinkedFileOnce) {
     EXPECT_TRUE(largestFiles(snapshot, 0).empty());
 }
 
+TEST(LargestFiles, keepTheOrderOfTheRecordsAmongEqualOnes) {
+    const ScanSnapshot snapshot = aSnapshot(
+        700, {{"z", 100}, {"b", 300, folder}, {"b/c", 100}, {"b/d", 200}, {"a", 100}, {"y", 100}, {"x", 100}});
+    EXPECT_EQ(paths(largestFiles(snapshot, 3)), (std::vector<std::string>{"/r/b/d", "/r/z", "/r/b/c"}));
+    EXPECT_EQ(paths(largestFiles(snapshot, 5)), (std::vector<std::string>{"/r/b/d", "/r/z", "/r/b/c", "/r/a", "/r/y"}));
+}
+
 TEST(SizeTree, staysWithinTheTerminalAndEscapesNames) {
     const ScanSnapshot snapshot = aSnapshot(
         1000, {{"evil\x1b[2J\nname", 700}, {"a very long name that no small terminal can show as a whole", 300}});
