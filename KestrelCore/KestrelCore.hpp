@@ -29,6 +29,8 @@
 #include "KestrelCore/Model/ScanProgress.hpp"
 #include "KestrelCore/Model/ScanScope.hpp"
 #include "KestrelCore/Model/ScanSnapshot.hpp"
+#include "KestrelCore/Platform/ApplicationLocations.hpp"
+#include "KestrelCore/Platform/DesktopLocations.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
 #include "KestrelCore/Platform/PlatformError.hpp"
 #include "KestrelCore/SafetyPolicy.hpp"

@@ -64,7 +64,8 @@ struct KESTRELCORE_EXPORT SystemSample {
 class KESTRELCORE_EXPORT SystemMetricsSampler {
 public:
     SystemMetricsSampler();
-    explicit SystemMetricsSampler(SystemMetricsSources sources);  ///< for tests, with sources of their own
+    /// For this library's own tests: hosts have no `SystemMetricsSources`.
+    explicit SystemMetricsSampler(SystemMetricsSources sources);
     SystemMetricsSampler(const SystemMetricsSampler&) = delete;
     SystemMetricsSampler& operator=(const SystemMetricsSampler&) = delete;
     ~SystemMetricsSampler();
@@ -75,7 +76,7 @@ public:
     /// A sample at once, then one after each interval of `every`, until the stream is cancelled or dropped, which never
     /// waits for the interval. Time during which the machine sleeps counts. An interval that is not above 0, or no
     /// number, counts as 0.05 s; an infinite one gives the first sample only. The stream keeps what it needs of the
-    /// sampler alive.
+    /// sampler alive. Throws `std::system_error` when no thread can be started; the stream itself never fails.
     [[nodiscard]] EventStream<SystemSample> stream(std::chrono::duration<double> every);
 
 private:
@@ -105,7 +106,8 @@ struct KESTRELCORE_EXPORT ProcessSample {
 class KESTRELCORE_EXPORT ProcessSampler {
 public:
     ProcessSampler();
-    explicit ProcessSampler(ProcessSources sources);  ///< for tests, with sources of their own
+    /// For this library's own tests: hosts have no `ProcessSources`.
+    explicit ProcessSampler(ProcessSources sources);
     ProcessSampler(const ProcessSampler&) = delete;
     ProcessSampler& operator=(const ProcessSampler&) = delete;
     ~ProcessSampler();

@@ -3,15 +3,14 @@
 #include "KestrelCore/Applications/ApplicationRecord.hpp"
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Export.hpp"
+#include "KestrelCore/Platform/ApplicationLocations.hpp"
+#include "KestrelCore/Platform/FileManager.hpp"
 
 #include <memory>
 #include <unordered_set>
 #include <vector>
 
 namespace KestrelCore {
-
-struct ApplicationLocations;
-class FileManager;
 
 /// Lists application bundles and what they have left in the user's Library under their bundle identifier. Keeps nothing
 /// between calls; any thread, calls may overlap.

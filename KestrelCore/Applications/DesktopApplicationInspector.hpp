@@ -2,14 +2,13 @@
 
 #include "KestrelCore/Applications/ApplicationRecord.hpp"
 #include "KestrelCore/Export.hpp"
+#include "KestrelCore/Platform/DesktopLocations.hpp"
+#include "KestrelCore/Platform/FileManager.hpp"
 
 #include <memory>
 #include <vector>
 
 namespace KestrelCore {
-
-struct DesktopLocations;
-class FileManager;
 
 /// Lists the applications of a freedesktop.org desktop, from desktop entries and installed Flatpaks, with what they
 /// have left in the user's cache, configuration, data and state folders. The same records as `ApplicationInspector`:
@@ -19,7 +18,7 @@ class KESTRELCORE_EXPORT DesktopApplicationInspector {
 public:
     /// Looks where the environment of this process says.
     DesktopApplicationInspector();
-    /// Looks elsewhere. Entries are always read from the disk itself.
+    /// Looks elsewhere, or measures through another file manager. Entries are always read from the disk itself.
     DesktopApplicationInspector(const DesktopLocations& locations, std::shared_ptr<const FileManager> fileManager);
 
     /// The applications, sorted by name as a file browser sorts them; each identifier once: a Flatpak stands before an

@@ -1,13 +1,14 @@
 #pragma once
 
 #include "KestrelCore/Base/Text.hpp"
+#include "KestrelCore/Export.hpp"
 
 #include <vector>
 
 namespace KestrelCore {
 
 /// Where a desktop of the freedesktop.org kind keeps applications, and where these keep what is theirs. Absolute paths.
-struct DesktopLocations {
+struct KESTRELCORE_EXPORT DesktopLocations {
     Text homeFolder;
     Text dataFolder;                      ///< the user's own; stands before the system's
     std::vector<Text> systemDataFolders;  ///< in the order of precedence

@@ -57,11 +57,14 @@ public:
     /// Creates a folder and the missing ones above it; an existing folder, or a link to one, is a success.
     virtual void createDirectory(const URL& url) = 0;
 
-    /// Moves an item to the Trash and returns its new place, where the system tells it. Never copies, never removes.
+    /// Moves an item to the Trash and returns its new place, where the system tells it. Never copies, never removes. An
+    /// item that is not (or, just moved, turns out not to be) as `expected` stays at its place: `fileWriteUnknown`,
+    /// whose sentence says that it changed, and where it is if it could not be put back.
     virtual std::optional<URL> trashItem(const URL& url,
                                          const std::optional<ExpectedItem>& expected = std::nullopt) = 0;
     /// Removes an item, a folder with everything in it, for good: never through a link, never across a mount. The
-    /// first failure stops and is thrown; what was removed stays removed.
+    /// first failure stops and is thrown; what was removed stays removed. An item that is not as `expected` stays,
+    /// with the same failure as of `trashItem`.
     virtual void removeItem(const URL& url, const std::optional<ExpectedItem>& expected = std::nullopt) = 0;
 
     /// The current user's home directory: standardised, no trailing slash.

@@ -14,6 +14,7 @@ public:
     /// a last one for the root, up to 100 `ScanIssueFound`, one `ScanCompleted`. Throws through the stream:
     /// `KestrelError::accessDenied` when the root can't be read, `unavailable` when the walk can't start or has to
     /// stop. Cancelling or dropping the stream ends the walk at its next entry, without an error.
+    /// Throws itself only `std::system_error`, when no thread can be started.
     ///
     /// Links are not followed, mounted volumes below the root are not entered, further hard links count once. A scan of
     /// "/" leaves out system folders and adds small ordinary files to their folders instead of listing them.
