@@ -1,6 +1,7 @@
 #include "KestrelCore/DeletionPlan.hpp"
 
 #include "KestrelCore/Model/KestrelError.hpp"
+#include "KestrelCore/Model/PackageExtensions.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
 #include "KestrelCore/Platform/FileStatus.hpp"
 #include "KestrelCore/SafetyPolicy.hpp"
@@ -13,9 +14,6 @@ namespace KestrelCore {
 
 namespace {
 
-constexpr std::array<std::string_view, 7> packageExtensions{"app",    "appex",    "bundle",     "framework",
-                                                            "plugin", "prefpane", "qlgenerator"};
-
 FileKind kindOf(FileType type, const Text& fileExtension) {
     switch (type) {
     case FileType::regular: return FileKind::file;
@@ -23,8 +21,7 @@ FileKind kindOf(FileType type, const Text& fileExtension) {
     case FileType::directory: break;
     default: return FileKind::other;
     }
-    const bool isPackage = std::ranges::find(packageExtensions, fileExtension.view()) != packageExtensions.end();
-    return isPackage ? FileKind::package : FileKind::directory;
+    return isPackageExtension(fileExtension.view()) ? FileKind::package : FileKind::directory;
 }
 
 }  // namespace

@@ -32,6 +32,8 @@ set(KESTREL_PUBLIC_HEADERS
     Model/ScanProgress.hpp
     Model/ScanScope.hpp
     Model/ScanSnapshot.hpp
+    Platform/ApplicationLocations.hpp
+    Platform/DesktopLocations.hpp
     Platform/FileManager.hpp
     Platform/PlatformError.hpp
     SafetyPolicy.hpp
@@ -61,6 +63,7 @@ set(KESTREL_INTERNAL_HEADERS
     Model/JSONFormat.hpp
     Model/JSONSkipper.hpp
     Model/JSONSplitter.hpp
+    Model/PackageExtensions.hpp
     Model/PlainRecordReader.hpp
     Model/RecordStorage.hpp
     Model/SnapshotCoding.hpp

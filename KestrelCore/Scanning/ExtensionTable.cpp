@@ -3,18 +3,9 @@
 #include "KestrelCore/Base/TextScan.hpp"
 #include "KestrelCore/Libraries/DocumentLibraryIndexer.hpp"
 #include "KestrelCore/Libraries/MediaLibraryIndexer.hpp"
-
-#include <algorithm>
-#include <array>
+#include "KestrelCore/Model/PackageExtensions.hpp"
 
 namespace KestrelCore {
-
-namespace {
-
-constexpr std::array<std::string_view, 7> packageExtensions{"app",    "appex",    "bundle",     "framework",
-                                                            "plugin", "prefpane", "qlgenerator"};
-
-}  // namespace
 
 const ExtensionTable::Entry& ExtensionTable::add(std::string_view extension, RecordStorage& storage) {
     std::string lowercased;
@@ -22,8 +13,7 @@ const ExtensionTable::Entry& ExtensionTable::add(std::string_view extension, Rec
     const Text text{lowercased};
     Entry entry;
     entry.position = storage.internExtension(lowercased);
-    entry.isPackage =
-        std::find(packageExtensions.begin(), packageExtensions.end(), lowercased) != packageExtensions.end();
+    entry.isPackage = isPackageExtension(lowercased);
     entry.isApplication = lowercased == "app";
     entry.isLibraryItem = MediaLibraryIndexer::kind(text).has_value() || DocumentLibraryIndexer::kind(text).has_value();
     return entries_.emplace(spellings_.emplace_back(extension), entry).first->second;
