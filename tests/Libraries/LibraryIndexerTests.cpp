@@ -138,6 +138,17 @@ TEST(DocumentLibraryIndexer, leavesOutWhatBundlesAndCachesHold) {
                 ElementsAre("/Users/anna/Contents/b.txt", "/Users/anna/App.app/other.txt"));
 }
 
+TEST(DocumentLibraryIndexer, sortsNewestFirstThenByNaturalOrderAndWithoutADateLast) {
+    EXPECT_THAT(
+        documents("/r", {aRecord({.path = "/r/none.txt", .modified = std::nullopt}), aRecord({.path = "/r/a 10.pdf"}),
+                         aRecord({.path = "/r/z/a 2.txt"}), aRecord({.path = "/r/new.md", .modified = Date{2000}}),
+                         aRecord({.path = "/r/also none.pdf", .modified = std::nullopt}),
+                         aRecord({.path = "/r/none 10.txt", .modified = std::nullopt}),
+                         aRecord({.path = "/r/none 9.txt", .modified = std::nullopt})}),
+        ElementsAre("/r/new.md", "/r/z/a 2.txt", "/r/a 10.pdf", "/r/also none.pdf", "/r/none 9.txt", "/r/none 10.txt",
+                    "/r/none.txt"));
+}
+
 TEST(DocumentLibraryIndexer, looksInTheSharedFolderOfAWholeDisk) {
     EXPECT_THAT(documents("/", {aRecord({.path = "/Users/Shared/manual.pdf"}), aRecord({.path = "/opt/doc.pdf"})}),
                 ElementsAre("/Users/Shared/manual.pdf"));

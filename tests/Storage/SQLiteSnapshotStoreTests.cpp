@@ -7,6 +7,7 @@
 #include "support/ChildProcess.hpp"
 #include "support/SampleSnapshots.hpp"
 #include "support/StoreFiles.hpp"
+#include "support/UnprivilegedThread.hpp"
 
 #include <gtest/gtest.h>
 
@@ -223,6 +224,28 @@ TEST(SQLiteSnapshotStore, opensNothingButPlainFiles) {
     std::filesystem::remove(files.path());
     std::filesystem::create_symlink(files.path(), files.path());  // a loop
     EXPECT_EQ(unavailableMessage([&] { SQLiteSnapshotStore{files.url()}; }), cannotOpen);
+}
+
+TEST(SQLiteSnapshotStore, opensNothingInAFolderThatCannotBeWritten) {
+    StoreFiles files;
+    const auto opensAsNobody = [&] {
+        std::filesystem::permissions(files.folder(), std::filesystem::perms{0555});
+        const UnprivilegedThread unprivileged;
+        EXPECT_EQ(unavailableMessage([&] { SQLiteSnapshotStore{files.url()}; }), cannotOpen);
+    };
+    opensAsNobody();
+    std::filesystem::permissions(files.folder(), std::filesystem::perms{0755});
+    EXPECT_TRUE(std::filesystem::is_empty(files.folder()));
+
+    // With a database in it SQLite would open it, and say something else later.
+    const ScanSnapshot snapshot = sampleSnapshot(5, 17);
+    SQLiteSnapshotStore{files.url()}.replace(snapshot);
+    for (const auto& item : std::filesystem::directory_iterator{files.folder()}) {
+        std::filesystem::permissions(item, std::filesystem::perms{0666});
+    }
+    opensAsNobody();
+    std::filesystem::permissions(files.folder(), std::filesystem::perms{0755});
+    EXPECT_EQ(SQLiteSnapshotStore{files.url()}.loadLatest(), snapshot);
 }
 
 TEST(SQLiteSnapshotStore, followsALinkToADatabase) {
