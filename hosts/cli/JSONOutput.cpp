@@ -1,21 +1,27 @@
 #include "JSONOutput.hpp"
 
+#include "TerminalText.hpp"
 #include "UTF8.hpp"
 
 #include <fmt/format.h>
 
 #include <cmath>
+#include <cstdint>
 #include <iterator>
 
 namespace KestrelCLI {
 
 namespace {
 
-/// Characters that a terminal would obey or hide. All lie in the basic plane but for the tag characters.
-bool needsEscape(char32_t scalar) {
-    return scalar < 0x20 || (scalar >= 0x7F && scalar <= 0x9F) || scalar == 0xAD || scalar == 0x61C ||
-           (scalar >= 0x200B && scalar <= 0x200F) || (scalar >= 0x2028 && scalar <= 0x202E) ||
-           (scalar >= 0x2060 && scalar <= 0x206F) || scalar == 0xFEFF || (scalar >= 0xFFF0 && scalar <= 0xFFFB);
+/// The escape of any character; one beyond the basic plane takes a surrogate pair.
+void appendEscape(std::string& out, char32_t scalar) {
+    const auto number = static_cast<std::uint32_t>(scalar);
+    if (number < 0x10000) {
+        fmt::format_to(std::back_inserter(out), "\\u{:04x}", number);
+    } else {
+        fmt::format_to(std::back_inserter(out), "\\u{:04x}\\u{:04x}", 0xD7C0 + (number >> 10U),
+                       0xDC00 + (number & 0x3FFU));
+    }
 }
 
 }  // namespace
@@ -38,8 +44,8 @@ std::string jsonString(std::string_view text) {
             out += "\\t";
         } else if (scalar == U'\r') {
             out += "\\r";
-        } else if (needsEscape(scalar)) {
-            fmt::format_to(std::back_inserter(out), "\\u{:04x}", static_cast<std::uint32_t>(scalar));
+        } else if (TerminalText::isHidden(scalar)) {
+            appendEscape(out, scalar);
         } else {
             out += text.substr(0, step.length);
         }

@@ -79,6 +79,8 @@ void appendEscape(std::string& out, char32_t scalar) {
 
 }  // namespace
 
+bool TerminalText::isHidden(char32_t scalar) { return isInside(hiddenRanges, scalar); }
+
 std::string TerminalText::escaped(std::string_view text) {
     std::string out;
     out.reserve(text.size());
@@ -90,7 +92,7 @@ std::string TerminalText::escaped(std::string_view text) {
             }
         } else if (*step.scalar == U'\\') {
             out += "\\\\";
-        } else if (isInside(hiddenRanges, *step.scalar)) {
+        } else if (isHidden(*step.scalar)) {
             appendEscape(out, *step.scalar);
         } else {
             out += text.substr(0, step.length);

@@ -11,9 +11,13 @@ class TerminalText {
 public:
     TerminalText() = delete;
 
-    /// One line that shows what `text` holds and commands the terminal nothing: control characters, DEL, C1, line
-    /// separators, bidirectional controls and invisible characters become visible escapes (\n, \x1b, \u{202e}), bytes
-    /// that are not UTF-8 become \xNN, and a backslash becomes two, so that no two texts look alike.
+    /// Whether a terminal would obey the character instead of showing it, or show nothing: control characters, DEL, C1,
+    /// line separators, bidirectional controls, invisible characters, tags.
+    [[nodiscard]] static bool isHidden(char32_t scalar);
+
+    /// One line that shows what `text` holds and commands the terminal nothing: hidden characters become visible
+    /// escapes (\n, \x1b, \u{202e}), bytes that are not UTF-8 become \xNN, and a backslash becomes two, so that no two
+    /// texts look alike.
     [[nodiscard]] static std::string escaped(std::string_view text);
 
     /// How many columns `text` (already escaped) takes: wide East Asian characters and emoji two, combining marks none.

@@ -1,4 +1,5 @@
 #include "JSONOutput.hpp"
+#include "TerminalText.hpp"
 
 #include <gtest/gtest.h>
 
@@ -58,11 +59,39 @@ TEST(JSONOutput, writesValidTextWhateverANameHolds) {
         {std::string{"\0", 1}, R"("\u0000")"},
         {"\x7f\xC2\x9B", R"("\u007f\u009b")"},
         {"\xE2\x80\xAE", R"("\u202e")"},
+        // U+E0001, U+E007F, U+E0FFF and what stands beside them: beyond the basic plane a pair each.
+        {"\xF3\xA0\x80\x81\xF3\xA0\x81\xBF", R"("\udb40\udc01\udb40\udc7f")"},
+        {"\xF3\xA0\xBF\xBF\xF3\xA1\x80\x80", "\"\\udb43\\udfff\xF3\xA1\x80\x80\""},
+        {"\xF0\x9D\x85\xB3", R"("\ud834\udd73")"},
+        {"\xEF\xB8\x80\xE3\x85\xA4", R"("\ufe00\u3164")"},
         {"写真 🦅", "\"写真 🦅\""},
         {"b\xff!", "\"b\xEF\xBF\xBD!\""},
         {"\xF0\x9F\xA6", "\"\xEF\xBF\xBD\""},  // one replacement for one cut-off character
     };
     for (const auto& [text, json] : cases) EXPECT_EQ(jsonString(text), json) << testing::PrintToString(text);
+}
+
+TEST(JSONOutput, escapesWhatATerminalWouldNotShow) {
+    for (char32_t scalar = 0; scalar <= 0x10FFFF; ++scalar) {
+        if (scalar >= 0xD800 && scalar <= 0xDFFF) continue;
+        std::string text;
+        if (scalar < 0x80) {
+            text = {static_cast<char>(scalar)};
+        } else if (scalar < 0x800) {
+            text = {static_cast<char>(0xC0 | scalar >> 6), static_cast<char>(0x80 | (scalar & 0x3F))};
+        } else if (scalar < 0x10000) {
+            text = {static_cast<char>(0xE0 | scalar >> 12), static_cast<char>(0x80 | (scalar >> 6 & 0x3F)),
+                    static_cast<char>(0x80 | (scalar & 0x3F))};
+        } else {
+            text = {static_cast<char>(0xF0 | scalar >> 18), static_cast<char>(0x80 | (scalar >> 12 & 0x3F)),
+                    static_cast<char>(0x80 | (scalar >> 6 & 0x3F)), static_cast<char>(0x80 | (scalar & 0x3F))};
+        }
+        const bool isRaw = jsonString(text) == "\"" + text + "\"";
+        const bool isShown = TerminalText::escaped(text) == text;
+        if (scalar != U'"') {
+            ASSERT_EQ(isRaw, isShown) << std::hex << static_cast<std::uint32_t>(scalar);
+        }
+    }
 }
 
 }  // namespace KestrelCLI
