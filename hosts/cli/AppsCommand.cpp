@@ -1,6 +1,7 @@
 #include "ApplicationList.hpp"
 #include "Commands.hpp"
 #include "Deletion.hpp"
+#include "Interruption.hpp"
 #include "JSONOutput.hpp"
 
 #include "KestrelCore/Applications/ApplicationInspector.hpp"
@@ -23,8 +24,10 @@ namespace {
 
 std::vector<ApplicationRecord> installedApplications() {
     std::vector<ApplicationRecord> applications = ApplicationInspector{}.installedApplications();
+    Interruption::check();
     std::vector<ApplicationRecord> desktop = DesktopApplicationInspector{}.installedApplications();
     std::move(desktop.begin(), desktop.end(), std::back_inserter(applications));
+    Interruption::check();
     return applications;
 }
 

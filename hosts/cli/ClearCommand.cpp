@@ -1,10 +1,12 @@
 #include "Commands.hpp"
 
+#include "Interruption.hpp"
 #include "JSONOutput.hpp"
 #include "StorePath.hpp"
 
-#include "KestrelCore/Platform/FileManager.hpp"
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
+
+#include <string>
 
 namespace KestrelCLI {
 
@@ -15,10 +17,11 @@ void addClearCommand(CLI::App& app, Session& session) {
                 .description = "Empties the store: forgets the saved scan.",
                 .examples = {"kestrel clear"}},
                [&session](const Operands&) {
-                   const auto url = KestrelCore::URL::fromPath(storePath(session));
+                   const std::string path = storePath(session);
+                   Interruption::check();
                    // A store that does not exist is empty, and stays away.
-                   if (KestrelCore::FileManager::standard()->exists(url.path())) {
-                       KestrelCore::SQLiteSnapshotStore{url}.clear();
+                   if (isStoreThere(path)) {
+                       KestrelCore::SQLiteSnapshotStore{KestrelCore::URL::fromPath(path)}.clear();
                    }
                    if (session.options.json) {
                        JSONOutput json{session.out};

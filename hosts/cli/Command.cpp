@@ -82,7 +82,7 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
 }
 
 /// Runs the command and turns what it throws into a line and an exit code.
-ExitCode runGuarded(const CommandApp& command, const Operands& operands, const Session& session) {
+ExitCode runCatching(const CommandApp& command, const Operands& operands, const Session& session) {
     try {
         return command.run(operands);
     } catch (const UsageError& error) {
@@ -97,12 +97,55 @@ ExitCode runGuarded(const CommandApp& command, const Operands& operands, const S
     }
 }
 
+/// The same. A request to stop shows in the exit code even where it came too late to stop anything.
+ExitCode runGuarded(const CommandApp& command, const Operands& operands, const Session& session) {
+    const ExitCode code = runCatching(command, operands, session);
+    return Interruption::isRequested() ? combined(code, ExitCode::interrupted) : code;
+}
+
 ExitCode wrongUsage(const Session& session, std::string_view message, std::string_view command) {
     session.say(message);
     session.say(command.empty() ? "kestrel --help tells what there is."
                                 : fmt::format("kestrel {} --help tells more.", command));
     return ExitCode::wrongUsage;
 }
+
+/// CLI11 ends a command at the argument "++" and drops it; no option of it changes that. Every "++" gets a text that no
+/// other argument has while CLI11 reads, and its own back among the operands.
+class PlusSigns {
+public:
+    PlusSigns(std::vector<std::string>& arguments, const CLI::App& app) {
+        while (std::ranges::find(arguments, substitute_) != arguments.end()) substitute_ += '+';
+        std::vector<std::string> safe;
+        for (std::string& argument : arguments) {
+            if (argument != plusSigns) {
+                safe.push_back(std::move(argument));
+            } else if (!safe.empty() && takesValue(app, safe.back())) {
+                safe.back() += "=++";  // an option's value is safe in one piece with the option
+            } else {
+                safe.push_back(substitute_);
+            }
+        }
+        arguments = std::move(safe);
+    }
+
+    void putBack(Operands& operands) const { std::ranges::replace(operands, substitute_, plusSigns); }
+
+private:
+    static constexpr const char* plusSigns = "++";
+
+    static bool takesValue(const CLI::App& app, const std::string& argument) {
+        if (!argument.starts_with("--")) return false;
+        const auto isValueOf = [&](const CLI::App& owner) {
+            const CLI::Option* option = owner.get_option_no_throw(argument);
+            return option != nullptr && option->get_items_expected_max() > 0;
+        };
+        return isValueOf(app) || std::ranges::any_of(app.get_subcommands(nullptr),
+                                                     [&](const CLI::App* command) { return isValueOf(*command); });
+    }
+
+    std::string substitute_ = "+++";
+};
 
 ExitCode parseAndRun(std::vector<std::string> arguments, Session& session, const std::vector<CommandAdder>& commands) {
     // CLI11 sees only what stands before "--"; the rest are operands, whatever they look like.
@@ -127,6 +170,7 @@ ExitCode parseAndRun(std::vector<std::string> arguments, Session& session, const
         return parsed.empty() ? nullptr : dynamic_cast<const CommandApp*>(parsed.front());
     };
     const auto chosenName = [&] { return chosen() == nullptr ? std::string{} : chosen()->command().name; };
+    const PlusSigns plusSigns{arguments, app};
     try {
         std::ranges::reverse(arguments);  // as CLI11 takes them
         app.parse(std::move(arguments));
@@ -141,6 +185,7 @@ ExitCode parseAndRun(std::vector<std::string> arguments, Session& session, const
     }
 
     Operands operands = app.remaining(true);
+    plusSigns.putBack(operands);
     const auto isOption = [](const std::string& text) { return text.size() > 1 && text.front() == '-'; };
     if (const auto unknown = std::ranges::find_if(operands, isOption); unknown != operands.end()) {
         return wrongUsage(

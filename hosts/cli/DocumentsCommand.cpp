@@ -1,10 +1,12 @@
 #include "Commands.hpp"
 
 #include "ByteFormat.hpp"
+#include "Interruption.hpp"
 #include "JSONOutput.hpp"
 #include "LibraryTable.hpp"
 #include "ModelJSON.hpp"
 #include "SavedSnapshot.hpp"
+#include "WholeNumber.hpp"
 
 #include "KestrelCore/Libraries/DocumentLibraryIndexer.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
@@ -31,6 +33,7 @@ constexpr std::size_t usualLimit = 40;
 ExitCode documents(const Session& session, const DocumentOptions& options) {
     const ScanSnapshot snapshot = loadSavedSnapshot(session);
     DocumentLibraryIndex index = DocumentLibraryIndexer::makeIndex(snapshot, FileManager::standard()->homeDirectory());
+    Interruption::check();
     // What was not asked for is neither shown nor counted.
     if (!options.kind.empty()) {
         std::erase_if(index.documents,
@@ -87,7 +90,8 @@ void addDocumentsCommand(CLI::App& app, Session& session) {
     command
         .add_option("--limit", options->limit,
                     fmt::format("Show at most N (default: {}; with --json: all)", usualLimit))
-        ->type_name("N");
+        ->type_name("N")
+        ->check(wholeNumber());
 }
 
 }  // namespace KestrelCLI

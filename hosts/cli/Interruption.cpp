@@ -29,6 +29,10 @@ void Interruption::watch() {
 
 bool Interruption::isRequested() noexcept { return requested != 0; }
 
+void Interruption::check() {
+    if (isRequested()) throw Interrupted{};
+}
+
 void Interruption::set(bool isRequested) noexcept { requested = isRequested ? 1 : 0; }
 
 }  // namespace KestrelCLI

@@ -17,6 +17,8 @@ public:
     static void watch();
     /// Whether the user asked to stop. Any thread.
     [[nodiscard]] static bool isRequested() noexcept;
+    /// Throws `Interrupted` if the user asked to stop: for between two steps that take a while.
+    static void check();
     /// Sets the flag as a signal does, or clears it (for tests).
     static void set(bool isRequested) noexcept;
 };

@@ -1,10 +1,12 @@
 #include "Commands.hpp"
 
 #include "ByteFormat.hpp"
+#include "Interruption.hpp"
 #include "JSONOutput.hpp"
 #include "ModelJSON.hpp"
 #include "SavedSnapshot.hpp"
 #include "SizeTree.hpp"
+#include "WholeNumber.hpp"
 
 #include <fmt/format.h>
 
@@ -35,6 +37,7 @@ ExitCode list(const Session& session, const ListOptions& options, const Operands
         throw std::runtime_error{fmt::format("{} is not a folder.", folder.path().view())};
     }
     std::vector<FileRecord> children = snapshot.children(folder.path());
+    Interruption::check();
     const std::size_t found = children.size();
     // A script gets everything unless it sets a limit itself.
     const std::size_t limit =
@@ -71,6 +74,7 @@ void addListCommand(CLI::App& app, Session& session) {
     CLI::Option* all = command.add_flag("--all", options->all, "Show every item");
     command.add_option("--limit", options->limit, fmt::format("Show at most N items (default: {})", usualLimit))
         ->type_name("N")
+        ->check(wholeNumber())
         ->excludes(all);
 }
 

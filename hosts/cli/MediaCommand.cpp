@@ -1,10 +1,12 @@
 #include "Commands.hpp"
 
 #include "ByteFormat.hpp"
+#include "Interruption.hpp"
 #include "JSONOutput.hpp"
 #include "LibraryTable.hpp"
 #include "ModelJSON.hpp"
 #include "SavedSnapshot.hpp"
+#include "WholeNumber.hpp"
 
 #include "KestrelCore/Libraries/MediaLibraryIndexer.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
@@ -47,6 +49,7 @@ void writeSection(const Session& session, const ScanSnapshot& snapshot, std::str
 ExitCode media(const Session& session, const MediaOptions& options) {
     const ScanSnapshot snapshot = loadSavedSnapshot(session);
     MediaLibraryIndex index = MediaLibraryIndexer::makeIndex(snapshot, FileManager::standard()->homeDirectory());
+    Interruption::check();
     // What was not asked for is neither shown nor counted.
     if (options.kind == "image") index.videos.clear();
     if (options.kind == "video") index.images.clear();
@@ -88,7 +91,8 @@ void addMediaCommand(CLI::App& app, Session& session) {
     command
         .add_option("--limit", options->limit,
                     fmt::format("Show at most N of each (default: {}; with --json: all)", usualLimit))
-        ->type_name("N");
+        ->type_name("N")
+        ->check(wholeNumber());
 }
 
 }  // namespace KestrelCLI

@@ -4,6 +4,7 @@
 #include "JSONOutput.hpp"
 #include "LiveScreen.hpp"
 #include "MonitorPage.hpp"
+#include "WholeNumber.hpp"
 
 #include "KestrelCore/SystemMetrics.hpp"
 
@@ -60,7 +61,7 @@ ExitCode printLines(const Session& session, Seconds every, std::uint64_t count) 
     SystemMetricsSampler sampler;
     auto samples = sampler.stream(every);
     for (std::uint64_t printed = 0; printed < count;) {
-        if (Interruption::isRequested()) throw Interrupted{};
+        Interruption::check();
         auto next = samples.next(pollInterval);
         if (!std::holds_alternative<SystemSample>(next)) continue;
         printSample(session, std::get<SystemSample>(next));
@@ -90,7 +91,7 @@ ExitCode showPage(const Session& session, Seconds every, std::uint64_t count) {
         }
         if (isChanged) screen.draw(page.lines(screen.columns(), screen.rows()));
         const LiveScreen::Event event = screen.wait(pollInterval);
-        if (Interruption::isRequested()) throw Interrupted{};
+        Interruption::check();
         if (event == LiveScreen::Event::quit) return ExitCode::done;
         if (event == LiveScreen::Event::resized) screen.draw(page.lines(screen.columns(), screen.rows()));
     }
@@ -100,8 +101,6 @@ ExitCode showPage(const Session& session, Seconds every, std::uint64_t count) {
 }  // namespace
 
 void addMonitorCommand(CLI::App& app, Session& session) {
-    // Checked as text: a negative number would be read as a very large one.
-    const CLI::Validator whole = CLI::NonNegativeNumber;
     const auto options = std::make_shared<MonitorOptions>();
     CLI::App& command = addCommand(
         app,
@@ -122,7 +121,7 @@ void addMonitorCommand(CLI::App& app, Session& session) {
         ->type_name("TIME");
     command.add_option("--count", options->count, "How many samples (default: until stopped)")
         ->type_name("N")
-        ->check(whole)
+        ->check(wholeNumber())
         ->option_text("N");
 }
 

@@ -5,6 +5,7 @@
 #include "ProcessList.hpp"
 #include "Table.hpp"
 #include "TerminalText.hpp"
+#include "WholeNumber.hpp"
 
 #include "KestrelCore/SystemMetrics.hpp"
 
@@ -91,7 +92,7 @@ ExitCode printLists(const Session& session, const ProcessesOptions& options) {
     auto lists = sampler.stream(intervalOption(options.every.value_or(shortestLook)));
     bool isFirst = true;
     for (std::uint64_t printed = 0; printed < count;) {
-        if (Interruption::isRequested()) throw Interrupted{};
+        Interruption::check();
         auto next = lists.next(pollInterval);
         if (!std::holds_alternative<Processes>(next)) continue;
         if (std::exchange(isFirst, false)) continue;
@@ -113,8 +114,6 @@ ExitCode printLists(const Session& session, const ProcessesOptions& options) {
 }  // namespace
 
 void addProcessesCommand(CLI::App& app, Session& session) {
-    // Checked as text: a negative number would be read as a very large one.
-    const CLI::Validator whole = CLI::NonNegativeNumber;
     const auto options = std::make_shared<ProcessesOptions>();
     CLI::App& command = addCommand(app,
                                    {.name = "processes",
@@ -135,11 +134,11 @@ void addProcessesCommand(CLI::App& app, Session& session) {
         ->type_name("TIME");
     command.add_option("--count", options->count, "How many lists (default: 1, or until stopped with --every)")
         ->type_name("N")
-        ->check(whole)
+        ->check(wholeNumber())
         ->option_text("N");
     command.add_option("--limit", options->limit, "At most that many processes")
         ->type_name("N")
-        ->check(whole)
+        ->check(wholeNumber())
         ->option_text("N");
 }
 

@@ -19,7 +19,7 @@ std::string readLine() {
     for (;;) {
         char byte = 0;
         const ssize_t got = read(STDIN_FILENO, &byte, 1);
-        if (Interruption::isRequested()) throw Interrupted{};
+        Interruption::check();
         if (got < 0 && errno == EINTR) continue;
         if (got <= 0 || byte == '\n') return line;
         line += byte;

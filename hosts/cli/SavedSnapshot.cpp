@@ -1,10 +1,10 @@
 #include "SavedSnapshot.hpp"
 
+#include "Interruption.hpp"
 #include "StorePath.hpp"
 
 #include "KestrelCore/Model/CodingError.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
-#include "KestrelCore/Platform/FileManager.hpp"
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
 
 #include <fmt/chrono.h>
@@ -24,19 +24,19 @@ namespace KestrelCLI {
 
 ScanSnapshot loadSavedSnapshot(const Session& session) {
     const std::string path = storePath(session);
-    const URL url = URL::fromPath(path);
-    // Opening a store makes the file: whoever only asks leaves nothing behind.
-    if (!FileManager::standard()->exists(url.path())) {
+    // Opening a store makes the file, or a database of an empty one: whoever only asks leaves things as they are.
+    if (!isStoreThere(path)) {
         throw std::runtime_error{"There is no saved scan yet: kestrel scan makes one."};
     }
     std::optional<ScanSnapshot> snapshot;
     try {
-        snapshot = SQLiteSnapshotStore{url}.loadLatest();
+        snapshot = SQLiteSnapshotStore{URL::fromPath(path)}.loadLatest();
     } catch (const DecodingError& error) {
         throw std::runtime_error{fmt::format("The saved scan in {} can't be used: {}", path, error.what())};
     } catch (const KestrelError& error) {
         throw std::runtime_error{fmt::format("The store {} can't be read: {}", path, error.what())};
     }
+    Interruption::check();
     if (!snapshot) throw std::runtime_error{"There is no saved scan yet: kestrel scan makes one."};
     if (!snapshot->isConsistent()) {
         throw std::runtime_error{fmt::format(
@@ -98,10 +98,10 @@ void writeAge(const Session& session, const ScanSnapshot& snapshot) {
 }
 
 std::optional<EarlierScan> earlierScan(const Session& session, const URL& root) {
-    const URL url = URL::fromPath(storePath(session));
-    if (!FileManager::standard()->exists(url.path())) return std::nullopt;
+    const std::string path = storePath(session);
+    if (!isStoreThere(path)) return std::nullopt;
     try {
-        const auto snapshot = SQLiteSnapshotStore{url}.loadLatest();
+        const auto snapshot = SQLiteSnapshotStore{URL::fromPath(path)}.loadLatest();
         if (!snapshot || snapshot->scope().root.path() != root.path()) return std::nullopt;
         return EarlierScan{.totalBytes = snapshot->totalAllocatedBytes(), .completedAt = snapshot->completedAt()};
     } catch (const std::exception&) {

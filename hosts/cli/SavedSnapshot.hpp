@@ -14,7 +14,9 @@
 namespace KestrelCLI {
 
 /// The snapshot in the store of this run, fit for use. Throws an exception whose text is one finished sentence when
-/// there is none, when it can't be read, or when it contradicts itself. Creates nothing.
+/// there is none, when it can't be read, or when it contradicts itself; `Interrupted` when the user asked to stop while
+/// it was read. Where no file or an empty one is, nothing is created; any other file is opened as a store, which adds
+/// an empty table to a database without ours.
 [[nodiscard]] KestrelCore::ScanSnapshot loadSavedSnapshot(const Session& session);
 
 /// The record that `name` means (absolute, or relative to the working directory; by its text first, then with links
@@ -36,7 +38,8 @@ struct EarlierScan {
     std::int64_t totalBytes = 0;
     KestrelCore::Date completedAt;
 };
-/// Empty when nothing usable is saved, or the saved scan is of another folder. Throws nothing, creates nothing.
+/// Empty when nothing usable is saved, or the saved scan is of another folder. Throws nothing; leaves
+/// the store's place as `loadSavedSnapshot` does.
 [[nodiscard]] std::optional<EarlierScan> earlierScan(const Session& session, const KestrelCore::URL& root);
 
 /// Makes `snapshot` the saved one. False when that failed; then it has said why, and the earlier one stays.

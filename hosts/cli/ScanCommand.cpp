@@ -8,6 +8,7 @@
 #include "ScanRoot.hpp"
 #include "SizeTree.hpp"
 #include "TerminalText.hpp"
+#include "WholeNumber.hpp"
 
 #include "KestrelCore/Model/KestrelError.hpp"
 #include "KestrelCore/Model/ScanEvent.hpp"
@@ -60,7 +61,7 @@ FinishedScan scanWithProgress(const Session& session, const ScanScope& scope) {
     EventStream<ScanEvent> events = DiskScanner{}.scan(scope);
     for (;;) {
         auto next = events.next(patience);
-        if (Interruption::isRequested()) throw Interrupted{};
+        Interruption::check();
         if (std::holds_alternative<EventStream<ScanEvent>::Ended>(next)) break;
         if (auto* event = std::get_if<ScanEvent>(&next)) {
             if (auto* progressed = std::get_if<ScanProgressed>(event)) progress = std::move(progressed->progress);
@@ -150,15 +151,20 @@ ExitCode scan(const Session& session, const ScanOptions& options, const Operands
 
     const std::vector<TreeLine> tree = sizeTree(finished.snapshot, options.limits);
     const std::vector<FileRecord> files = largestFiles(finished.snapshot, options.limits.top);
+    Interruption::check();
     ExitCode code = ExitCode::done;
     if (session.options.json) {
+        // A save that has begun is not stopped: what it did is told.
         const bool isSaved = !options.noSave && save(session, finished.snapshot);
         if (!isSaved && !options.noSave) code = ExitCode::failed;
         writeJSON(session, finished, shownRecords(tree, files), isSaved);
     } else {
-        writeText(session, finished, options, tree, files, earlierScan(session, root.scope.root));
+        const std::optional<EarlierScan> earlier = earlierScan(session, root.scope.root);
+        Interruption::check();
+        writeText(session, finished, options, tree, files, earlier);
         // The result is there to be read while it is saved.
         session.out.flush();
+        Interruption::check();
         if (!options.noSave && !save(session, finished.snapshot)) code = ExitCode::failed;
     }
     const std::size_t issues = finished.snapshot.issues().size();
@@ -183,10 +189,10 @@ void addScanCommand(CLI::App& app, Session& session) {
                    [&session, options](const Operands& operands) { return scan(session, *options, operands); });
     command.add_option("--depth", options->limits.depth, "Show N levels of folders (default: 2)")
         ->option_text("N")
-        ->check(CLI::Range(0, 100));
+        ->check(wholeNumber(100));
     command.add_option("--top", options->limits.top, "Show at most N items of each folder, and N files (default: 10)")
         ->option_text("N")
-        ->check(CLI::Range(0, 100'000));
+        ->check(wholeNumber(100'000));
     command.add_flag("--issues", options->listsIssues, "List the items that could not be read");
     command.add_flag("--no-save", options->noSave, "Do not keep the result as a snapshot");
 }

@@ -1,12 +1,14 @@
 #include "Commands.hpp"
 
 #include "ByteFormat.hpp"
+#include "Interruption.hpp"
 #include "JSONOutput.hpp"
 #include "ModelJSON.hpp"
 #include "SavedSnapshot.hpp"
 #include "SearchHints.hpp"
 #include "SearchMarks.hpp"
 #include "Table.hpp"
+#include "WholeNumber.hpp"
 
 #include "KestrelCore/Base/Date.hpp"
 #include "KestrelCore/Model/ScanSnapshot.hpp"
@@ -136,6 +138,7 @@ ExitCode search(const Session& session, const SearchOptions& options, const Oper
     const std::string typed = fmt::format("{}", fmt::join(words, " "));
     const ScanSnapshot snapshot = loadSavedSnapshot(session);
     const auto answer = snapshot.search(SearchQuery{Text{typed}}, options.limit, SearchSettings{});
+    Interruption::check();
     for (const std::string& hint : searchHints(typed)) session.say(hint);
     if (answer->results.empty()) session.say("Nothing in the saved scan answers that search.");
     if (session.options.json) {
@@ -166,7 +169,9 @@ void addSearchCommand(CLI::App& app, Session& session) {
                     .fewestOperands = 1,
                     .mostOperands = Command::unlimited},
                    [&session, options](const Operands& words) { return search(session, *options, words); });
-    command.add_option("--limit", options->limit, "Show at most N items (default: 100)")->type_name("N");
+    command.add_option("--limit", options->limit, "Show at most N items (default: 100)")
+        ->type_name("N")
+        ->check(wholeNumber());
     command.add_flag("--explain", options->explain, "Say how the words were understood, and each item's score");
     command.add_flag("--print0", options->print0, "Print only the paths, each ended by a NUL");
 }

@@ -2,8 +2,10 @@
 
 #include "StoreLocation.hpp"
 
+#include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
 
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
@@ -20,6 +22,15 @@ std::string storePath(const Session& session) {
     const char* dataHome = std::getenv("XDG_DATA_HOME");
     return defaultStorePath(KestrelCore::FileManager::standard()->homeDirectory().view(),
                             dataHome == nullptr ? std::nullopt : std::optional<std::string>{dataHome});
+}
+
+bool isStoreThere(const std::string& path) {
+    const std::string place = KestrelCore::URL::fromPath(path).path().string();
+    std::error_code error;
+    if (!std::filesystem::exists(place, error)) return false;
+    // What has no size, such as a pipe, is for the store to refuse.
+    const std::uintmax_t bytes = std::filesystem::file_size(place, error);
+    return error || bytes > 0;
 }
 
 }  // namespace KestrelCLI

@@ -1,3 +1,7 @@
+#include "Commands.hpp"
+#include "Interruption.hpp"
+
+#include "support/CommandRun.hpp"
 #include "support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
@@ -85,6 +89,14 @@ TEST_F(AppsCommand, listsBundlesAndDesktopEntriesInOneTable) {
     EXPECT_LT(editor, notes);
     const Outcome bySize = run("apps");
     EXPECT_LT(bySize.out.find("Probe Notes"), bySize.out.find("Probe Editor")) << bySize.out;
+}
+
+TEST_F(AppsCommand, endsWithoutAListWhenItIsInterrupted) {
+    Interruption::set(true);
+    const CommandRun result = runCommands({"apps"}, {addAppsCommand});
+    Interruption::set(false);
+    EXPECT_EQ(result.code, ExitCode::interrupted);
+    EXPECT_EQ(result.out, "");
 }
 
 TEST_F(AppsCommand, showsWhatOneApplicationLeftBehind) {

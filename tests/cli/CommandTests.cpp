@@ -35,6 +35,10 @@ void addProbeCommand(CLI::App& app, Session& session) {
                                    [&session, flag](const Operands& operands) {
                                        seen = {operands, *flag, session.options, true};
                                        if (operands == Operands{"fail"}) throw std::runtime_error{"It \x1b failed."};
+                                       // A signal that comes when there is nothing left to stop.
+                                       if (operands == Operands{"late"} || operands == Operands{"fail late"})
+                                           Interruption::set(true);
+                                       if (operands == Operands{"fail late"}) throw std::runtime_error{"No."};
                                        if (operands == Operands{"interrupt"}) throw Interrupted{};
                                        if (operands == Operands{"ask"}) (void)ask(session, "Sure?", "Use --yes.");
                                        return operands == Operands{"partly"} ? ExitCode::incomplete : ExitCode::done;
@@ -106,6 +110,32 @@ TEST(CommandLine, takesEverythingAfterTwoDashesAsAnOperand) {
     EXPECT_FALSE(seen.flag);
 }
 
+TEST(CommandLine, takesTwoPlusSignsAsAnOperandInTheirPlace) {
+    // CLI11 would end the command there.
+    const Operands odd{"++", "a", "++", "+++", "++", "++++", "+", "b", "++"};
+    std::vector<std::string> arguments{"probe", "--flag"};
+    arguments.insert(arguments.end(), odd.begin(), odd.end());
+    EXPECT_EQ(run(arguments).code, ExitCode::done);
+    EXPECT_EQ(seen.operands, odd);
+    EXPECT_TRUE(seen.flag);
+    EXPECT_EQ(run({"second", "++"}).code, ExitCode::done);
+    EXPECT_EQ(seen.operands, Operands{"++"});
+    EXPECT_EQ(run({"probe", "a", "--", "++", "b"}).code, ExitCode::done);
+    EXPECT_EQ(seen.operands, (Operands{"a", "++", "b"}));
+}
+
+TEST(CommandLine, takesTwoPlusSignsAsTheValueOfAnOption) {
+    EXPECT_EQ(run({"probe", "--store", "++", "++"}).code, ExitCode::done);
+    EXPECT_EQ(seen.options.store, "++");
+    EXPECT_EQ(seen.operands, Operands{"++"});
+    EXPECT_EQ(run({"--store", "++", "probe"}).code, ExitCode::done);
+    EXPECT_EQ(seen.options.store, "++");
+    const Outcome wrong = run({"probe", "--color", "++"});
+    EXPECT_EQ(wrong.code, ExitCode::wrongUsage);
+    EXPECT_NE(wrong.messages.find(" ++"), std::string::npos) << wrong.messages;
+    EXPECT_NE(run({"++"}).messages.find("“++”"), std::string::npos);
+}
+
 TEST(CommandLine, takesAHundredThousandOperands) {
     std::vector<std::string> arguments{"probe"};
     for (int index = 0; index < 100'000; ++index) arguments.push_back("f" + std::to_string(index));
@@ -146,6 +176,13 @@ TEST(CommandLine, turnsWhatACommandThrowsIntoOneSafeLineAndACode) {
     EXPECT_EQ(failed.messages, "kestrel: It \\x1b failed.\n");
     EXPECT_EQ(run({"probe", "interrupt"}).code, ExitCode::interrupted);
     EXPECT_EQ(run({"probe", "partly"}).code, ExitCode::incomplete);
+}
+
+TEST(CommandLine, tellsThatItWasInterruptedAlsoWhenTheCommandCouldEnd) {
+    for (const char* operand : {"late", "fail late"}) {
+        EXPECT_EQ(run({"probe", operand}).code, ExitCode::interrupted) << operand;
+        Interruption::set(false);
+    }
 }
 
 TEST(CommandLine, asksNobodyWithoutATerminal) {

@@ -86,7 +86,18 @@ TEST(MonitorCommand, refusesAnIntervalThatIsNone) {
         EXPECT_EQ(run({"monitor", "--count", "1", "--every", interval}).code, ExitCode::wrongUsage) << interval;
     }
     EXPECT_EQ(run({"monitor", "extra"}).code, ExitCode::wrongUsage);
-    EXPECT_EQ(run({"monitor", "--count", "-1"}).code, ExitCode::wrongUsage);
+}
+
+TEST(MonitorCommand, countsInWholeNumbersAsProcessesDoes) {
+    const std::vector<std::vector<std::string>> commands{
+        {"monitor", "--count"}, {"processes", "--count"}, {"processes", "--limit"}};
+    for (std::vector<std::string> arguments : commands) {
+        const std::string expected = "kestrel: " + arguments.back() + ": “-1” is not a whole number, 0 or more\n";
+        arguments.emplace_back("-1");
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.code, ExitCode::wrongUsage);
+        EXPECT_EQ(outcome.messages.substr(0, expected.size()), expected);
+    }
 }
 
 TEST(MonitorCommand, endsWhenInterrupted) {

@@ -1,6 +1,7 @@
 #include "SavedSnapshot.hpp"
 
 #include "Commands.hpp"
+#include "Interruption.hpp"
 
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
 #include "support/CommandRun.hpp"
@@ -12,6 +13,8 @@
 
 #include <filesystem>
 #include <fstream>
+#include <ostream>
+#include <sstream>
 
 using namespace KestrelCore;
 using testing::HasSubstr;
@@ -50,13 +53,22 @@ ScanSnapshot usualSnapshot() {
                       {"/r/pictures/b.mp4", FileKind::file, 200, "mp4"}});
 }
 
+/// Takes what is written, and is interrupted when it is first shown.
+class InterruptedOutput final : public std::stringbuf {
+protected:
+    int sync() override {
+        Interruption::set(true);
+        return 0;
+    }
+};
+
 class SavedSnapshotCommands : public testing::Test {
 protected:
     void save(const ScanSnapshot& snapshot) { SQLiteSnapshotStore{files_.url()}.replace(snapshot); }
     CommandRun run(std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), {"--store", files_.path()});
-        return runCommands(std::move(arguments),
-                           {addScanCommand, addListCommand, addMediaCommand, addDocumentsCommand, addClearCommand});
+        return runCommands(std::move(arguments), {addScanCommand, addListCommand, addSearchCommand, addMediaCommand,
+                                                  addDocumentsCommand, addClearCommand});
     }
     /// The one line that a failed run says.
     std::string failure(std::vector<std::string> arguments) {
@@ -66,6 +78,8 @@ protected:
         EXPECT_EQ(std::count(result.messages.begin(), result.messages.end(), '\n'), 1);
         return result.messages;
     }
+
+    void TearDown() override { Interruption::set(false); }
 
     StoreFiles files_;
 };
@@ -124,6 +138,51 @@ TEST_F(SavedSnapshotCommands, sayWhenNothingIsSavedYetAndCreateNothing) {
     EXPECT_THAT(failure({"list"}), HasSubstr("There is no saved scan yet"));
 }
 
+TEST_F(SavedSnapshotCommands, leaveAnEmptyFileEmpty) {
+    files_.setBytes("");
+    for (const char* command : {"list", "media", "documents"}) {
+        EXPECT_THAT(failure({command}), HasSubstr("There is no saved scan yet")) << command;
+    }
+    EXPECT_THAT(failure({"search", "x"}), HasSubstr("There is no saved scan yet"));
+    EXPECT_EQ(run({"clear"}).code, ExitCode::done);
+    EXPECT_EQ(files_.bytes(), "");
+    const std::filesystem::directory_iterator items{files_.folder()};
+    EXPECT_EQ(std::distance(begin(items), end(items)), 1) << "something was made beside it";
+}
+
+TEST_F(SavedSnapshotCommands, endWithoutAResultWhenTheyAreInterrupted) {
+    save(usualSnapshot());
+    const std::vector<std::vector<std::string>> commands{{"list"},  {"list", "--json"}, {"search", "a"},
+                                                         {"media"}, {"documents"},      {"clear"}};
+    Interruption::set(true);
+    for (const auto& arguments : commands) {
+        const CommandRun result = run(arguments);
+        EXPECT_EQ(result.code, ExitCode::interrupted) << arguments.front();
+        EXPECT_EQ(result.out, "") << arguments.front();
+    }
+    EXPECT_TRUE(SQLiteSnapshotStore{files_.url()}.loadLatest().has_value()) << "clear went on";
+}
+
+TEST_F(SavedSnapshotCommands, takeOnlyWholeNumbersAsALimit) {
+    save(usualSnapshot());
+    const std::vector<std::vector<std::string>> commands{{"list"}, {"search", "a"}, {"media"}, {"documents"}};
+    for (std::vector<std::string> arguments : commands) {
+        arguments.insert(arguments.end(), {"--limit", ""});
+        for (const char* wrong : {"-1", "1.5", "many", "+1", "0x1"}) {
+            arguments.back() = wrong;
+            const CommandRun result = run(arguments);
+            EXPECT_EQ(result.code, ExitCode::wrongUsage) << arguments.front() << wrong;
+            EXPECT_THAT(result.messages, HasSubstr("is not a whole number, 0 or more")) << arguments.front();
+        }
+        arguments.back() = "99999999999999999999";
+        EXPECT_EQ(run(arguments).code, ExitCode::wrongUsage) << arguments.front();
+        for (const char* right : {"0", "9223372036854775807"}) {
+            arguments.back() = right;
+            EXPECT_EQ(run(arguments).code, ExitCode::done) << arguments.front() << right;
+        }
+    }
+}
+
 TEST_F(SavedSnapshotCommands, listTellsAPathOutsideTheScanFromOneThatIsMissingInIt) {
     save(usualSnapshot());
     EXPECT_THAT(failure({"list", "/elsewhere"}), HasSubstr("/elsewhere lies outside the saved scan, which is of /r."));
@@ -177,6 +236,18 @@ TEST_F(SavedSnapshotCommands, scanSavesAndTellsTheChangeSinceTheLastScanOfTheSam
     std::filesystem::remove(folder.path() + "/a.bin");
     EXPECT_THAT(run({"scan", folder.path()}).out, HasSubstr("less than just now"));
     EXPECT_THAT(run({"list"}).out, HasSubstr(folder.path() + ", scanned just now"));
+}
+
+TEST_F(SavedSnapshotCommands, scanSavesNothingAfterItWasInterrupted) {
+    TemporaryFolder folder;
+    InterruptedOutput output;
+    std::ostream out{&output};
+    std::ostringstream messages;
+    Session session{.out = out, .messages = messages, .terminal = {}, .options = {}};
+    EXPECT_EQ(runCommandLine({"--store", files_.path(), "scan", folder.path()}, session, {addScanCommand}),
+              ExitCode::interrupted);
+    EXPECT_THAT(output.str(), HasSubstr("on disk in"));
+    EXPECT_TRUE(std::filesystem::is_empty(files_.folder()));
 }
 
 TEST_F(SavedSnapshotCommands, scanSavesNothingWhenToldSo) {
