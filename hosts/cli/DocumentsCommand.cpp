@@ -91,7 +91,7 @@ void addDocumentsCommand(CLI::App& app, Session& session) {
         .add_option("--limit", options->limit,
                     fmt::format("Show at most N (default: {}; with --json: all)", usualLimit))
         ->type_name("N")
-        ->check(wholeNumber());
+        ->transform(wholeNumber());
 }
 
 }  // namespace KestrelCLI

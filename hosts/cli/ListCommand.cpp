@@ -74,7 +74,7 @@ void addListCommand(CLI::App& app, Session& session) {
     CLI::Option* all = command.add_flag("--all", options->all, "Show every item");
     command.add_option("--limit", options->limit, fmt::format("Show at most N items (default: {})", usualLimit))
         ->type_name("N")
-        ->check(wholeNumber())
+        ->transform(wholeNumber())
         ->excludes(all);
 }
 

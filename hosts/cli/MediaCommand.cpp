@@ -92,7 +92,7 @@ void addMediaCommand(CLI::App& app, Session& session) {
         .add_option("--limit", options->limit,
                     fmt::format("Show at most N of each (default: {}; with --json: all)", usualLimit))
         ->type_name("N")
-        ->check(wholeNumber());
+        ->transform(wholeNumber());
 }
 
 }  // namespace KestrelCLI

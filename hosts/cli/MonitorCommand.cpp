@@ -121,7 +121,7 @@ void addMonitorCommand(CLI::App& app, Session& session) {
         ->type_name("TIME");
     command.add_option("--count", options->count, "How many samples (default: until stopped)")
         ->type_name("N")
-        ->check(wholeNumber())
+        ->transform(wholeNumber())
         ->option_text("N");
 }
 

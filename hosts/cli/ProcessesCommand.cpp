@@ -134,11 +134,11 @@ void addProcessesCommand(CLI::App& app, Session& session) {
         ->type_name("TIME");
     command.add_option("--count", options->count, "How many lists (default: 1, or until stopped with --every)")
         ->type_name("N")
-        ->check(wholeNumber())
+        ->transform(wholeNumber())
         ->option_text("N");
     command.add_option("--limit", options->limit, "At most that many processes")
         ->type_name("N")
-        ->check(wholeNumber())
+        ->transform(wholeNumber())
         ->option_text("N");
 }
 

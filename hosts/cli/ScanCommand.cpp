@@ -189,10 +189,10 @@ void addScanCommand(CLI::App& app, Session& session) {
                    [&session, options](const Operands& operands) { return scan(session, *options, operands); });
     command.add_option("--depth", options->limits.depth, "Show N levels of folders (default: 2)")
         ->option_text("N")
-        ->check(wholeNumber(100));
+        ->transform(wholeNumber(100));
     command.add_option("--top", options->limits.top, "Show at most N items of each folder, and N files (default: 10)")
         ->option_text("N")
-        ->check(wholeNumber(100'000));
+        ->transform(wholeNumber(100'000));
     command.add_flag("--issues", options->listsIssues, "List the items that could not be read");
     command.add_flag("--no-save", options->noSave, "Do not keep the result as a snapshot");
 }

@@ -171,7 +171,7 @@ void addSearchCommand(CLI::App& app, Session& session) {
                    [&session, options](const Operands& words) { return search(session, *options, words); });
     command.add_option("--limit", options->limit, "Show at most N items (default: 100)")
         ->type_name("N")
-        ->check(wholeNumber());
+        ->transform(wholeNumber());
     command.add_flag("--explain", options->explain, "Say how the words were understood, and each item's score");
     command.add_flag("--print0", options->print0, "Print only the paths, each ended by a NUL");
 }

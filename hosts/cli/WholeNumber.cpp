@@ -18,6 +18,7 @@ CLI::Validator wholeNumber(std::int64_t most) {
         std::int64_t number = 0;
         const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), number);
         if (error != std::errc{} || number > most) return fmt::format("“{}” is more than {}", text, most);
+        text = std::to_string(number);
         return {};
     };
     return CLI::Validator{problem, "", "whole number"};

@@ -8,6 +8,7 @@
 #include "support/SampleSnapshots.hpp"
 #include "support/StoreFiles.hpp"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -181,6 +182,13 @@ TEST_F(SavedSnapshotCommands, takeOnlyWholeNumbersAsALimit) {
             EXPECT_EQ(run(arguments).code, ExitCode::done) << arguments.front() << right;
         }
     }
+}
+
+TEST_F(SavedSnapshotCommands, readALimitAsDecimalAlsoWithLeadingZeros) {
+    std::vector<Item> items{{"/r", FileKind::directory, 100, ""}};
+    for (int i = 0; i < 12; ++i) items.push_back({fmt::format("/r/{}", i), FileKind::file, 1, ""});
+    save(aSnapshot(items));
+    EXPECT_THAT(run({"list", "--limit", "010"}).out, HasSubstr("2 more items"));
 }
 
 TEST_F(SavedSnapshotCommands, listTellsAPathOutsideTheScanFromOneThatIsMissingInIt) {
