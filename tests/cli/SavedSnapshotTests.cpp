@@ -146,7 +146,7 @@ TEST_F(SavedSnapshotCommands, leaveAnEmptyFileEmpty) {
     }
     EXPECT_THAT(failure({"search", "x"}), HasSubstr("There is no saved scan yet"));
     EXPECT_EQ(run({"clear"}).code, ExitCode::done);
-    EXPECT_EQ(files_.bytes(), "");
+    EXPECT_TRUE(files_.bytes().empty());
     const std::filesystem::directory_iterator items{files_.folder()};
     EXPECT_EQ(std::distance(begin(items), end(items)), 1) << "something was made beside it";
 }
