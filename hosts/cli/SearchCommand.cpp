@@ -2,6 +2,7 @@
 
 #include "ByteFormat.hpp"
 #include "Interruption.hpp"
+#include "InterruptionWatch.hpp"
 #include "JSONOutput.hpp"
 #include "ModelJSON.hpp"
 #include "SavedSnapshot.hpp"
@@ -20,6 +21,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -137,7 +139,10 @@ void writeTable(const Session& session, const SearchAnswer& answer, bool hasScor
 ExitCode search(const Session& session, const SearchOptions& options, const Operands& words) {
     const std::string typed = fmt::format("{}", fmt::join(words, " "));
     const ScanSnapshot snapshot = loadSavedSnapshot(session);
-    const auto answer = snapshot.search(SearchQuery{Text{typed}}, options.limit, SearchSettings{});
+    const InterruptionWatch watch;
+    const auto answer = snapshot.search(SearchQuery{Text{typed}}, options.limit,
+                                        {.cancellation = watch.token(), .now = std::nullopt, .threads = 0});
+    if (!answer) throw Interrupted{};
     Interruption::check();
     for (const std::string& hint : searchHints(typed)) session.say(hint);
     if (answer->results.empty()) session.say("Nothing in the saved scan answers that search.");
