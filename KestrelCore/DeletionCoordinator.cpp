@@ -1,12 +1,9 @@
 #include "KestrelCore/DeletionCoordinator.hpp"
 
 #include "KestrelCore/Base/SerialExecutor.hpp"
-#include "KestrelCore/Model/KestrelError.hpp"
+#include "KestrelCore/DeletionGate.hpp"
 #include "KestrelCore/Platform/DeletionGuard.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
-#include "KestrelCore/Platform/FileStatus.hpp"
-#include "KestrelCore/SafetyPolicy.hpp"
-#include "KestrelCore/SafetyRules.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -18,31 +15,9 @@ namespace KestrelCore {
 namespace {
 
 constexpr const char* sourceFile = "KestrelCore/SafetyPolicy";
-constexpr const char* changedMessage = "The item changed since the scan. Scan again before deleting it.";
-constexpr const char* missingMessage = "The item no longer exists or cannot be inspected.";
 constexpr const char* appManagementMessage =
     "macOS blocked app deletion. Allow Kestrel in Privacy & Security → App Management (allow Terminal while using this "
     "local preview), then try again.";
-
-FileKind plainKind(FileType type) {
-    switch (type) {
-    case FileType::regular: return FileKind::file;
-    case FileType::directory: return FileKind::directory;
-    case FileType::symbolicLink: return FileKind::symbolicLink;
-    default: return FileKind::other;
-    }
-}
-
-/// What the record must still be on the disk. File systems hand a freed inode out again at once, so an equal identity
-/// says little about an item of another type.
-ExpectedItem expectedItem(const FileRecord& record) {
-    const FileStatusResult found = fileStatus(record.path().string());
-    if (!found.status) throw KestrelError::staleItem(missingMessage);
-    const FileKind scanned = record.kind() == FileKind::package ? FileKind::directory : record.kind();
-    if (plainKind(found.status->type) != scanned) throw KestrelError::staleItem(changedMessage);
-    const FileIdentity identity = record.identity().value();
-    return {identity.device, identity.inode, fileTypeBits(found.status->type)};
-}
 
 bool isRefusalOfPermission(int code) {
     return code == EPERM || code == EACCES || code == PlatformError::fileWriteNoPermission;
@@ -70,15 +45,16 @@ struct DeletionCoordinator::State {
 /// The work on one request.
 class DeletionCoordinator::Run {
 public:
-    Run(const State& state, const DeletionRequest& request)
-        : state_{state}, request_{request}, protected_{SafetyPolicy::rules().protectedIdentities()} {}
+    Run(const State& state, const DeletionRequest& request) : state_{state}, request_{request} {}
 
     DeletionItemResult remove(const FileRecord& record) {
         state_.executor.assertIsolated(sourceFile);
         DeletionItemResult result{.id = record.id(), .path = record.path(), .resultingPath = {}, .message = {}};
-        const std::string leftover = leftoverSentence(record);
+        std::string leftover;
         try {
-            const ExpectedItem expected = validated(record);
+            const ExpectedItem expected = gate_.validated(record);
+            // Only now: a refusal says what the policy says, and nothing is looked at for its sake.
+            leftover = leftoverSentence(record);
             if (request_.mode == DeletionMode::permanent) {
                 state_.fileManager->removeItem(record.url(), expected);
                 result.message = "Permanently removed.";
@@ -93,6 +69,7 @@ public:
                                    (error.underlying() != nullptr && isRefusalOfPermission(error.underlying()->code()));
             result.message = message(record, isRefused, error.description());
         } catch (const KestrelError& error) {
+            result.errorCase = error.errorCase();
             result.message = message(record, isRefusalOfPermission(error.code()), error.errorDescription());
         } catch (const std::exception& error) {
             result.message = error.what();
@@ -102,17 +79,6 @@ public:
     }
 
 private:
-    /// Passes the item through the gate; throws `KestrelError`.
-    ExpectedItem validated(const FileRecord& record) const {
-        SafetyPolicy::validate(record);
-        // The path that was validated must be the one that is removed, byte by byte.
-        if (record.url().standardized().path().view() != record.path().view())
-            throw KestrelError::staleItem(changedMessage);
-        for (const SafetyRules::ProtectedIdentity& item : protected_)
-            if (item.identity == record.identity()) throw KestrelError::safetyViolation(item.reason);
-        return expectedItem(record);
-    }
-
     static Text message(const FileRecord& record, bool isRefused, const Text& description) {
         return isRefused && isApplication(record) ? Text{appManagementMessage} : description;
     }
@@ -132,7 +98,7 @@ private:
 
     const State& state_;
     const DeletionRequest& request_;
-    std::vector<SafetyRules::ProtectedIdentity> protected_;
+    DeletionGate gate_;
     std::unordered_map<Text, std::vector<Text>> leftovers_;  ///< by folder, looked up once
 };
 

@@ -4,6 +4,7 @@
 #include "KestrelCore/Base/UUID.hpp"
 #include "KestrelCore/Export.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
+#include "KestrelCore/Model/KestrelError.hpp"
 
 #include <cstdint>
 #include <memory>
@@ -37,6 +38,9 @@ struct DeletionItemResult {
     bool succeeded = false;
     std::optional<Text> resultingPath;  ///< the item's place in the Trash, where the system tells it
     Text message;                       ///< the outcome in finished sentences, for the user
+    /// Which of the library's own errors it was: `safetyViolation` when the safety policy refused the item, `staleItem`
+    /// when it is no longer the scanned one. Absent for a success, a missing confirmation and a failure of the system.
+    std::optional<KestrelError::Case> errorCase = std::nullopt;
 };
 
 /// Removes scanned items, into the Trash or for good. Trusts no scan: every item passes the safety policy at the moment

@@ -1,6 +1,6 @@
 #include "KestrelCore/DeletionPlan.hpp"
 
-#include "KestrelCore/Model/KestrelError.hpp"
+#include "KestrelCore/DeletionGate.hpp"
 #include "KestrelCore/Model/PackageExtensions.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
 #include "KestrelCore/Platform/FileStatus.hpp"
@@ -56,13 +56,18 @@ std::optional<FileRecord> DeletionPlan::freshRecord(const Text& path, const File
                       SafetyPolicy::risk(url)};
 }
 
-std::optional<Text> DeletionPlan::refusal(const FileRecord& record) {
+std::optional<KestrelError> DeletionPlan::objection(const FileRecord& record) {
     try {
-        SafetyPolicy::validate(record);
+        (void)DeletionGate{}.validated(record);
         return std::nullopt;
     } catch (const KestrelError& error) {
-        return error.errorDescription();
+        return error;
     }
+}
+
+std::optional<Text> DeletionPlan::refusal(const FileRecord& record) {
+    const auto error = objection(record);
+    return error ? std::optional<Text>{error->errorDescription()} : std::nullopt;
 }
 
 }  // namespace KestrelCore

@@ -3,6 +3,7 @@
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Export.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
+#include "KestrelCore/Model/KestrelError.hpp"
 
 #include <optional>
 
@@ -19,8 +20,11 @@ public:
     /// the size of everything in it. Links are not followed. Empty when there is no such item.
     [[nodiscard]] static std::optional<FileRecord> freshRecord(const Text& path, const FileManager& fileManager);
 
-    /// Why the safety policy would refuse the item now, as a finished sentence; empty when it would not. Removing asks
-    /// again.
+    /// Why a removal would be refused now: `safetyViolation` for what is never removed (the Trash, and what is
+    /// protected under any path, too), `staleItem` for what is gone or no longer the item of the record. Empty when it
+    /// would not. Removing asks again, and may fail for reasons of the system's.
+    [[nodiscard]] static std::optional<KestrelError> objection(const FileRecord& record);
+    /// The same as a finished sentence.
     [[nodiscard]] static std::optional<Text> refusal(const FileRecord& record);
 };
 

@@ -192,6 +192,7 @@ DeletionItemResult TrashReceipts::restore(const TrashReceipt& receipt) const {
     const URL destination = URL::fromPath(receipt.path);
     if (const auto reason = SafetyPolicy::blockedReason(destination)) {
         result.message = *reason;
+        result.errorCase = KestrelError::Case::safetyViolation;
         return result;
     }
     const auto place = presentPlace(receipt);

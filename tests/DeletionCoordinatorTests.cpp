@@ -254,4 +254,21 @@ TEST_F(DeletionCoordinatorTest, runsOneRequestAtATime) {
     EXPECT_EQ(fileManager->trashed.size(), 200U);
 }
 
+TEST_F(DeletionCoordinatorTest, addsNothingToARefusal) {
+    file(".kestrel-removing-0123456789abcdef");
+    const std::string target = file("target");
+    const std::string link = folder.path() + "/link";
+    std::filesystem::create_symlink(target, link);
+    const auto results = permanently({diskRecord(link), diskRecord(folder.path() + "/gone")});
+    EXPECT_EQ(results[0].message, Text{"The path contains a symbolic link and must be reviewed in Finder."});
+    EXPECT_EQ(results[0].errorCase, KestrelError::Case::safetyViolation);
+    EXPECT_EQ(results[1].message, Text{missingMessage});
+    EXPECT_EQ(results[1].errorCase, KestrelError::Case::staleItem);
+
+    fileManager->failure = [] { throw PlatformError::posix(EIO); };
+    const auto failed = permanently({diskRecord(target)});
+    EXPECT_EQ(failed[0].errorCase, std::nullopt);
+    EXPECT_EQ(coordinator.execute({{diskRecord(target)}, DeletionMode::permanent, "no"})[0].errorCase, std::nullopt);
+}
+
 }  // namespace KestrelCore

@@ -13,6 +13,11 @@ void SQLiteSnapshotStore::replace(const ScanSnapshot& with) {
     database_->replace(with);
 }
 
+bool SQLiteSnapshotStore::replaceStored(const UUID& stored, const ScanSnapshot& with) {
+    const std::lock_guard guard{mutex_};
+    return database_->replace(with, stored);
+}
+
 std::optional<ScanSnapshot> SQLiteSnapshotStore::loadLatest() {
     const std::lock_guard guard{mutex_};
     return database_->loadLatest();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KestrelCore/Base/URL.hpp"
+#include "KestrelCore/Base/UUID.hpp"
 #include "KestrelCore/Export.hpp"
 #include "KestrelCore/Model/ScanSnapshot.hpp"
 
@@ -34,6 +35,9 @@ public:
     /// Makes `snapshot` the only one stored. Throws `EncodingError`, before anything is touched, for a date that is
     /// not finite. Takes a few seconds and some 10 MiB for a million records.
     void replace(const ScanSnapshot& with);
+    /// The same for a snapshot that was made from the stored one: does nothing and gives false when the latest stored
+    /// snapshot is not `stored` any more, because another process, or another store, has saved or cleared since.
+    [[nodiscard]] bool replaceStored(const UUID& stored, const ScanSnapshot& with);
     /// The stored snapshot that was completed last; empty when there is none, or none that can be read from the disk.
     /// Throws `DecodingError` when what is stored is no snapshot.
     [[nodiscard]] std::optional<ScanSnapshot> loadLatest();

@@ -116,12 +116,16 @@ void SnapshotDatabase::reopenIfReplaced() {
     open();
 }
 
-void SnapshotDatabase::replace(const ScanSnapshot& with) {
+bool SnapshotDatabase::replace(const ScanSnapshot& with, const std::optional<UUID>& stored) {
     const std::size_t length = encodedLength(with);
     reopenIfReplaced();
     const FileLock guard = lock();
     connection_->run("BEGIN IMMEDIATE;");
     try {
+        if (stored && latestID() != stored->uuidString()) {
+            connection_->run("ROLLBACK;");
+            return false;
+        }
         connection_->run("DELETE FROM snapshots;");
         connection_->run("DROP TABLE IF EXISTS node_search;");
         writePayload(with, length);
@@ -131,6 +135,15 @@ void SnapshotDatabase::replace(const ScanSnapshot& with) {
         throw;
     }
     connection_->tryToRun("PRAGMA wal_checkpoint(TRUNCATE);");
+    return true;
+}
+
+std::optional<std::string> SnapshotDatabase::latestID() {
+    auto select = connection_->prepare("SELECT id FROM snapshots ORDER BY completed_at DESC LIMIT 1;");
+    if (sqlite3_step(select.get()) != SQLITE_ROW) return std::nullopt;
+    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(select.get(), 0));
+    const auto length = static_cast<std::size_t>(sqlite3_column_bytes(select.get(), 0));
+    return text == nullptr ? std::nullopt : std::optional{std::string{text, length}};
 }
 
 void SnapshotDatabase::writePayload(const ScanSnapshot& snapshot, std::size_t length) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KestrelCore/Base/URL.hpp"
+#include "KestrelCore/Base/UUID.hpp"
 #include "KestrelCore/Model/ScanSnapshot.hpp"
 #include "KestrelCore/Platform/DatabaseFile.hpp"
 #include "KestrelCore/Platform/FileLock.hpp"
@@ -30,7 +31,8 @@ public:
     SnapshotDatabase(const SnapshotDatabase&) = delete;
     SnapshotDatabase& operator=(const SnapshotDatabase&) = delete;
 
-    void replace(const ScanSnapshot& with);
+    /// With `stored`, only if that still is the identifier of the latest snapshot; false, and nothing done, otherwise.
+    bool replace(const ScanSnapshot& with, const std::optional<UUID>& stored = std::nullopt);
     [[nodiscard]] std::optional<ScanSnapshot> loadLatest();
     void clear();
 
@@ -40,6 +42,8 @@ private:
     void open();
     /// Opens anew when the file was deleted or replaced: what is written to the old one would be lost.
     void reopenIfReplaced();
+    /// The identifier of the stored snapshot that was completed last.
+    [[nodiscard]] std::optional<std::string> latestID();
     void writePayload(const ScanSnapshot& snapshot, std::size_t length);
 
     URL url_;

@@ -17,7 +17,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fmt/format.h>
-#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace KestrelCLI {
@@ -28,12 +28,23 @@ using namespace KestrelCore;
 
 constexpr const char* missingMessage = "The item no longer exists or cannot be inspected.";
 
+ExitCode codeOf(KestrelError::Case errorCase) {
+    return errorCase == KestrelError::Case::safetyViolation ? ExitCode::refused : ExitCode::failed;
+}
+
 /// One path of the command line on its way.
 struct PlannedItem {
     Text path;
     std::optional<FileRecord> record;
     RiskLevel risk = RiskLevel::normal;
     std::optional<Text> refusal;
+    ExitCode code = ExitCode::done;  ///< of the refusal: only the policy's count as such
+
+    PlannedItem& refuse(const Text& reason, ExitCode exitCode) {
+        refusal = reason;
+        code = exitCode;
+        return *this;
+    }
 };
 
 std::int64_t sumOf(std::int64_t a, std::int64_t b) {
@@ -63,34 +74,28 @@ PlannedItem planned(const std::string& operand, const std::optional<ScanSnapshot
     PlannedItem item{.path = URL::fromPath(operand).standardized().path(), .record = {}, .refusal = {}};
     if (operand.find('\0') != std::string::npos || operand.empty()) {
         item.path = operand;
-        item.refusal = "The path is empty or holds a NUL.";
-        return item;
+        return item.refuse("The path is empty or holds a NUL.", ExitCode::failed);
     }
-    if (!isFaithful(operand)) {
-        item.refusal = missingMessage;
-        return item;
-    }
+    if (!isFaithful(operand)) return item.refuse(missingMessage, ExitCode::failed);
     const URL url = URL::fromPath(item.path);
     item.risk = SafetyPolicy::risk(url);
-    item.refusal = SafetyPolicy::blockedReason(url);
-    if (!item.refusal && std::ranges::any_of(stores, [&](const Text& store) { return holdsStore(item.path, store); }))
-        item.refusal = "Kestrel’s own snapshot database is there; “kestrel clear” empties it.";
-    if (item.refusal) return item;
+    if (const auto reason = SafetyPolicy::blockedReason(url)) return item.refuse(*reason, ExitCode::refused);
+    if (std::ranges::any_of(stores, [&](const Text& store) { return holdsStore(item.path, store); }))
+        return item.refuse("Kestrel’s own snapshot database is there; “kestrel clear” empties it.", ExitCode::refused);
 
     // A canonically equal path with other bytes is another item.
     if (snapshot) item.record = snapshot->record(item.path);
     if (item.record && item.record->path().view() != item.path.view()) item.record.reset();
     if (!item.record) item.record = DeletionPlan::freshRecord(item.path, *FileManager::standard());
-    if (!item.record) {
-        item.refusal = missingMessage;
-        return item;
-    }
+    if (!item.record) return item.refuse(missingMessage, ExitCode::failed);
     // A saved rating may come from a tampered file; the stricter one holds.
     item.risk = std::max(item.risk, item.record->risk());
-    item.refusal = DeletionPlan::refusal(*item.record);
-    if (!item.refusal && item.risk == RiskLevel::blocked) item.refusal = "The item was rated as blocked when scanned.";
-    if (!item.refusal && item.risk == RiskLevel::high && !options.includesHighRisk)
-        item.refusal = "The item is of high risk; --include-high-risk lets it go.";
+    if (const auto error = DeletionPlan::objection(*item.record))
+        return item.refuse(error->errorDescription(), codeOf(error->errorCase()));
+    if (item.risk == RiskLevel::blocked)
+        return item.refuse("The item was rated as blocked when scanned.", ExitCode::refused);
+    if (item.risk == RiskLevel::high && !options.includesHighRisk)
+        return item.refuse("The item is of high risk; --include-high-risk lets it go.", ExitCode::refused);
     return item;
 }
 
@@ -136,25 +141,61 @@ void writeResults(JSONOutput& json, const std::vector<DeletionItemResult>& resul
     json.endArray();
 }
 
-/// Bytes that went with the items; what lies in a folder that went too counts once, whatever the order.
+/// Bytes that go with the items. One that is given again, or lies below another one, counts once, whatever the order.
 std::int64_t reclaimedBytes(const std::vector<FileRecord>& records) {
-    std::unordered_map<Text, std::int64_t> counted;  ///< by folder: what was counted below it
+    std::unordered_set<std::string> paths;
+    for (const FileRecord& record : records) paths.insert(record.path().string());
+    const auto isBelowAnother = [&paths](const std::string& path) {
+        for (std::size_t end = path.rfind('/'); end != std::string::npos && end > 0; end = path.rfind('/', end - 1))
+            if (paths.contains(path.substr(0, end))) return true;
+        return false;
+    };
+    std::unordered_set<std::string> counted;
     std::int64_t total = 0;
     for (const FileRecord& record : records) {
-        const auto before = counted.find(record.path());
-        const std::int64_t bytes =
-            std::max<std::int64_t>(0, record.displayBytes() - (before == counted.end() ? 0 : before->second));
-        total = sumOf(total, bytes);
-        for (Text above = Path::deletingLastComponent(record.path()); above.byteCount() > 1;
-             above = Path::deletingLastComponent(above))
-            counted[above] = sumOf(counted[above], bytes);
+        const std::string path = record.path().string();
+        if (!isBelowAnother(path) && counted.insert(path).second)
+            total = sumOf(total, std::max<std::int64_t>(0, record.displayBytes()));
     }
     return total;
 }
 
 std::string itemCount(std::size_t count) { return count == 1 ? "1 item" : fmt::format("{} items", count); }
 
+/// What became of the items that the plan let pass.
+struct Execution {
+    std::vector<DeletionItemResult> results;  ///< of the items that were tried
+    std::vector<FileRecord> gone;
+    bool isInterrupted = false;
+};
+
+/// Lets the library do it, one item after the other, and tells a person of each at once.
+Execution execute(const Session& session, const std::vector<FileRecord>& records, DeletionMode mode,
+                  const std::optional<Text>& typed) {
+    Execution execution;
+    DeletionCoordinator coordinator{FileManager::standard()};
+    const TrashReceipts receipts{receiptsPath(session)};
+    for (const FileRecord& record : records) {
+        execution.isInterrupted = Interruption::isRequested();
+        if (execution.isInterrupted) break;
+        execution.results.push_back(receipts.execute(coordinator, {{record}, mode, typed}).front());
+        const DeletionItemResult& result = execution.results.back();
+        if (result.succeeded) execution.gone.push_back(record);
+        if (session.options.json) continue;
+        session.out << session.painted(result.succeeded ? Style::good : Style::bad,
+                                       fmt::format("{}: {}", session.shown(result.path.view()),
+                                                   session.shown(result.message.view())))
+                    << '\n';
+    }
+    return execution;
+}
+
 }  // namespace
+
+ExitCode exitCode(const DeletionItemResult& result) {
+    if (result.succeeded) return ExitCode::done;
+    return result.errorCase ? codeOf(*result.errorCase) : ExitCode::failed;
+}
 
 std::string receiptsPath(const Session& session) { return storePath(session) + "-receipts"; }
 
@@ -176,11 +217,8 @@ ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOpti
     ExitCode code = ExitCode::done;
     for (const std::string& path : paths) {
         plan.push_back(planned(path, snapshot, options, stores));
-        if (plan.back().refusal) {
-            code = ExitCode::refused;
-        } else {
-            records.push_back(*plan.back().record);
-        }
+        code = combined(code, plan.back().code);
+        if (!plan.back().refusal) records.push_back(*plan.back().record);
     }
 
     // In JSON the plan is part of the object; a person who is asked still needs to see it first.
@@ -192,64 +230,47 @@ ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOpti
     }
     const std::string amount = fmt::format("{} ({})", itemCount(records.size()), session.size(reclaimedBytes(records)));
 
-    std::vector<DeletionItemResult> results;
-    std::vector<FileRecord> gone;
-    std::vector<Text> gonePaths;
-    bool isInterrupted = false;
-    if (!options.isDryRun && !records.empty()) {
-        std::optional<Text> typed;
-        if (isTrash) {
-            if (asks && !confirm(session, fmt::format("Move {} to the Trash?", amount), "--yes answers instead.")) {
-                session.say("Nothing was moved.");
-                return combined(code, ExitCode::failed);
-            }
-        } else if (options.confirmation) {
-            typed = *options.confirmation;
-        } else {
-            typed = ask(session, fmt::format("Type DELETE to remove {} for good:", amount),
-                        "--confirm DELETE answers instead.");
-        }
-
-        DeletionCoordinator coordinator{FileManager::standard()};
-        const TrashReceipts receipts{receiptsPath(session)};
-        for (const FileRecord& record : records) {
-            isInterrupted = Interruption::isRequested();
-            if (isInterrupted) break;
-            results.push_back(receipts.execute(coordinator, {{record}, options.mode, typed}).front());
-            const DeletionItemResult& result = results.back();
-            if (result.succeeded) {
-                gone.push_back(record);
-            } else {
-                code = combined(code, ExitCode::failed);
-            }
-            if (!session.options.json) {
-                session.out << session.painted(result.succeeded ? Style::good : Style::bad,
-                                               fmt::format("{}: {}", session.shown(result.path.view()),
-                                                           session.shown(result.message.view())))
-                            << '\n';
-            }
-        }
-        for (const FileRecord& record : gone) gonePaths.push_back(record.path());
-        saveWithout(session, gonePaths);
+    bool isDeclined = false;
+    std::optional<Text> typed;
+    if (asks && isTrash) {
+        isDeclined = !confirm(session, fmt::format("Move {} to the Trash?", amount), "--yes answers instead.");
+    } else if (asks) {
+        typed = ask(session, fmt::format("Type DELETE to remove {} for good:", amount),
+                    "--confirm DELETE answers instead.");
+    } else if (options.confirmation) {
+        typed = *options.confirmation;
+    }
+    if (isDeclined) {
+        session.say("Nothing was moved.");
+        code = combined(code, ExitCode::failed);
     }
 
-    const std::int64_t reclaimable = reclaimedBytes(options.isDryRun ? records : gone);
+    Execution execution;
+    if (!options.isDryRun && !isDeclined && !records.empty())
+        execution = execute(session, records, options.mode, typed);
+    std::vector<Text> gonePaths;
+    for (const FileRecord& record : execution.gone) gonePaths.push_back(record.path());
+    saveWithout(session, gonePaths);
+    for (const DeletionItemResult& result : execution.results) code = combined(code, exitCode(result));
+
+    const std::int64_t reclaimable = reclaimedBytes(options.isDryRun ? records : execution.gone);
     if (session.options.json) {
         JSONOutput json{session.out};
         writePlan(json, plan);
-        writeResults(json, results);
+        writeResults(json, execution.results);
         json.member("reclaimableBytes", reclaimable);
         if (options.afterwards) options.afterwards(&json, gonePaths);
         json.finish();
     } else if (options.isDryRun) {
         session.out << fmt::format("{} would go; nothing was touched.\n", amount);
-    } else {
-        session.out << fmt::format("{} {} ({}).\n", isTrash ? "Moved" : "Removed", itemCount(gone.size()),
+    } else if (!isDeclined) {
+        session.out << fmt::format("{} {} ({}).\n", isTrash ? "Moved" : "Removed", itemCount(gonePaths.size()),
                                    session.size(reclaimable));
         if (options.afterwards) options.afterwards(nullptr, gonePaths);
     }
-    if (isInterrupted) {
-        session.say(fmt::format("Interrupted: {} left as they were.", itemCount(records.size() - results.size())));
+    if (execution.isInterrupted) {
+        const std::size_t left = records.size() - execution.results.size();
+        session.say(fmt::format("Interrupted: {} left as they were.", itemCount(left)));
         return ExitCode::interrupted;
     }
     return code;

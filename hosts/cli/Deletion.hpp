@@ -31,6 +31,9 @@ struct DeletionOptions {
 /// saved snapshot's where it has them; the snapshot is saved again without what is gone.
 [[nodiscard]] ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOptions& options);
 
+/// What the program's end tells of one result.
+[[nodiscard]] ExitCode exitCode(const KestrelCore::DeletionItemResult& result);
+
 /// Where the receipts of what `trash` moved away are kept: beside the snapshot database.
 [[nodiscard]] std::string receiptsPath(const Session& session);
 

@@ -68,7 +68,9 @@ void saveWithout(const Session& session, const std::vector<Text>& paths) {
             const auto record = snapshot->record(removed);
             if (record && record->path().view() == removed.view()) known.insert(removed);
         }
-        if (!known.empty()) store.replace(snapshot->removing(known));
+        // A scan that was saved meanwhile is the newer one, and stays.
+        if (!known.empty() && !store.replaceStored(snapshot->id(), snapshot->removing(known)))
+            session.say("Another snapshot was saved meanwhile; it may still show what is gone.");
     } catch (const std::exception& error) {
         session.say(fmt::format("The saved snapshot still shows what is gone: {}", error.what()));
     }

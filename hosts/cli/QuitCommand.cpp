@@ -88,10 +88,26 @@ bool isConfirmed(const Session& session, const std::vector<Target>& targets) {
     return confirm(session, fmt::format("Ask {} to quit?", names), "Use --yes to quit without a question.");
 }
 
+void writeResults(const Session& session, const std::vector<Target>& targets, const std::vector<Result>& results) {
+    JSONOutput json{session.out};
+    json.beginArray("results");
+    for (std::size_t index = 0; index < targets.size(); ++index) {
+        json.beginObject();
+        json.member("id", targets[index].sample.id);
+        if (targets[index].isListed) json.member("name", targets[index].sample.name.view());
+        json.member("succeeded", !results[index].message.has_value());
+        json.member("message", results[index].message);
+        json.endObject();
+    }
+    json.endArray();
+    json.finish();
+}
+
 ExitCode runQuit(const Session& session, const Operands& operands, bool isAgreed) {
     const std::vector<Target> targets = targetsOf(operands);
     if (!isAgreed && !isConfirmed(session, targets)) {
         session.say("Nothing was asked to quit.");
+        if (session.options.json) writeResults(session, {}, {});
         return ExitCode::failed;
     }
     std::vector<Result> results;
@@ -106,18 +122,7 @@ ExitCode runQuit(const Session& session, const Operands& operands, bool isAgreed
     }
 
     if (session.options.json) {
-        JSONOutput json{session.out};
-        json.beginArray("results");
-        for (std::size_t index = 0; index < targets.size(); ++index) {
-            json.beginObject();
-            json.member("id", targets[index].sample.id);
-            if (targets[index].isListed) json.member("name", targets[index].sample.name.view());
-            json.member("succeeded", !results[index].message.has_value());
-            json.member("message", results[index].message);
-            json.endObject();
-        }
-        json.endArray();
-        json.finish();
+        writeResults(session, targets, results);
         return code;
     }
     for (std::size_t index = 0; index < targets.size(); ++index) {

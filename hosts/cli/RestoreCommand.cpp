@@ -90,7 +90,7 @@ ExitCode run(Session& session, const Operands& names) {
             break;
         }
         const DeletionItemResult result = store.restore(receipt);
-        if (!result.succeeded) code = combined(code, ExitCode::failed);
+        code = combined(code, exitCode(result));
         if (json) {
             json->beginObject();
             json->member("path", result.path.view());

@@ -339,5 +339,29 @@ TEST(SQLiteSnapshotStore, mayBeUsedFromSeveralThreads) {
     saver.join();
 }
 
+TEST(SQLiteSnapshotStore, replacesASnapshotOnlyWhileItIsTheStoredOne) {
+    StoreFiles files;
+    const ScanSnapshot first = sampleSnapshot(100, 1, 1);
+    const ScanSnapshot second = sampleSnapshot(100, 2, 2);
+    const ScanSnapshot third = sampleSnapshot(100, 3, 1);
+    SQLiteSnapshotStore store{files.url()};
+    SQLiteSnapshotStore other{files.url()};
+    EXPECT_FALSE(store.replaceStored(first.id(), third));  // there is none yet
+    EXPECT_EQ(store.loadLatest(), std::nullopt);
+    store.replace(first);
+    EXPECT_TRUE(store.replaceStored(first.id(), second));
+    EXPECT_EQ(store.loadLatest(), second);
+
+    other.replace(first);
+    EXPECT_FALSE(store.replaceStored(second.id(), third));
+    EXPECT_EQ(store.loadLatest(), first);
+    // And the store still saves after that.
+    EXPECT_TRUE(store.replaceStored(first.id(), third));
+    EXPECT_EQ(other.loadLatest(), third);
+    other.clear();
+    EXPECT_FALSE(store.replaceStored(third.id(), second));
+    EXPECT_EQ(other.loadLatest(), std::nullopt);
+}
+
 }  // namespace
 }  // namespace KestrelCore

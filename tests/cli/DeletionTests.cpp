@@ -2,9 +2,11 @@
 #include "Deletion.hpp"
 
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
+#include "KestrelCore/TrashReceipts.hpp"
 #include "support/DeletionCommandTest.hpp"
 #include "support/DiskRecord.hpp"
 #include "support/EnvironmentSetting.hpp"
+#include "support/StandardInput.hpp"
 
 #include <gtest/gtest.h>
 
@@ -135,6 +137,85 @@ TEST_F(Deletion, restoresWhereverTheDataFolderIsWritten) {
         EXPECT_EQ(restored.code, ExitCode::done) << written << ": " << restored.out;
         EXPECT_TRUE(fs::exists(path));
     }
+}
+
+TEST_F(Deletion, tellsWhatThePolicyRefusedFromWhatIsGoneOrChanged) {
+    const std::string path = folder.makeFile("a", "content");
+    save({diskRecord(folder.path()), diskRecord(path)});
+    EXPECT_EQ(remove({folder / "gone"}).code, ExitCode::failed);
+    EXPECT_EQ(remove({""}).code, ExitCode::failed);
+    fs::rename(folder.makeFile("new"), path);
+    EXPECT_EQ(remove({path}).code, ExitCode::failed);
+    EXPECT_EQ(remove({folder.makeFile(".hidden")}).code, ExitCode::refused);
+    EXPECT_EQ(remove({folder / "gone", "/usr/nothing"}).code, ExitCode::refused);
+
+    const fs::path executable = fs::read_symlink("/proc/self/exe");
+    const TemporaryFolder beside{executable.parent_path().parent_path()};
+    fs::create_hard_link(executable, beside / "harmless");
+    EXPECT_EQ(remove({beside / "harmless"}).code, ExitCode::refused);
+    EXPECT_TRUE(fs::exists(beside / "harmless"));
+    EXPECT_EQ(exitCode({.id = {},
+                        .path = {},
+                        .resultingPath = {},
+                        .message = {},
+                        .errorCase = KestrelError::Case::safetyViolation}),
+              ExitCode::refused);
+}
+
+TEST_F(Deletion, restoresNothingToWhereThePolicyForbidsIt) {
+    const TrashReceipt receipt{.id = UUID::random(),
+                               .path = "/usr/kestrel-test",
+                               .resultingPath = {},
+                               .trashedAt = Date::now(),
+                               .identity = {1, 2}};
+    folder.makeFile("store/snapshots.sqlite-receipts/" + receipt.id.uuidString() + ".receipt",
+                    TrashReceipts::encoded(receipt));
+    const CommandRun outcome = run({"restore", receipt.id.uuidString()});
+    EXPECT_EQ(outcome.code, ExitCode::refused);
+    EXPECT_TRUE(contains(outcome.out, "view-only")) << outcome.out;
+}
+
+TEST_F(Deletion, approvesNothingInADryRunThatItWouldRefuse) {
+    const std::string trashed = folder.makeFile("data/Trash/files/a", "content");
+    for (const std::string& path : {trashed, folder / "data/Trash"}) {
+        const CommandRun outcome = run({"remove", "--dry-run", "--json", path});
+        EXPECT_EQ(outcome.code, ExitCode::refused);
+        EXPECT_TRUE(contains(outcome.out, "\"refusal\": \"Trash and Time Machine content are protected"))
+            << outcome.out;
+        EXPECT_TRUE(contains(outcome.out, "\"reclaimableBytes\": 0}")) << outcome.out;
+    }
+}
+
+TEST_F(Deletion, countsAnItemOnceThatIsRepeatedOrLiesBelowAnotherWhateverTheOrder) {
+    const std::string inner = folder.makeFile("dir/a", std::string(100'000, 'x'));
+    const std::string beside = folder.makeFile("dir-b", "content");
+    const std::string dir = folder / "dir";
+    const std::int64_t bytes =
+        diskRecord(inner).allocatedBytes() + diskRecord(dir).allocatedBytes() + diskRecord(beside).allocatedBytes();
+    const std::string expected = "\"reclaimableBytes\": " + std::to_string(bytes) + "}";
+    for (const auto& paths : {std::vector{inner, dir, beside}, std::vector{dir, inner, beside, dir},
+                              std::vector{beside, dir, inner, inner, beside}}) {
+        std::vector<std::string> arguments{"remove", "--dry-run", "--json"};
+        arguments.insert(arguments.end(), paths.begin(), paths.end());
+        const CommandRun outcome = run(arguments);
+        EXPECT_TRUE(contains(outcome.out, expected)) << outcome.out << expected;
+    }
+}
+
+TEST_F(Deletion, printsThePlanAsJSONWhenTheAnswerIsNo) {
+    terminal.isInput = true;
+    const std::string path = folder.makeFile("a", "content");
+    for (const char* command : {"trash", "remove"}) {
+        const StandardInput input{"n\n"};
+        const CommandRun outcome = run({command, "--json", path});
+        EXPECT_EQ(outcome.code, ExitCode::failed);
+        EXPECT_TRUE(outcome.out.starts_with("{\"schema\": 1, \"plan\": [{\"path\": ")) << outcome.out;
+        EXPECT_TRUE(outcome.out.ends_with("\"reclaimableBytes\": 0}\n")) << outcome.out;
+        EXPECT_FALSE(contains(outcome.out, "\"succeeded\": true")) << outcome.out;
+        EXPECT_TRUE(fs::exists(path));
+    }
+    const StandardInput input{"n\n"};
+    EXPECT_TRUE(contains(run({"trash", "--json", path}).out, "\"results\": [],"));
 }
 
 }  // namespace KestrelCLI

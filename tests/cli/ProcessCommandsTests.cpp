@@ -1,6 +1,8 @@
 #include "Commands.hpp"
 #include "Interruption.hpp"
 
+#include "support/StandardInput.hpp"
+
 #include <simdjson.h>
 
 #include <gtest/gtest.h>
@@ -183,6 +185,20 @@ TEST(QuitCommand, takesIdentifiersOnly) {
         EXPECT_EQ(run({"quit", "--yes", operand}).code, ExitCode::wrongUsage) << operand;
     }
     EXPECT_EQ(run({"quit", "--yes"}).code, ExitCode::wrongUsage);
+}
+
+TEST(QuitCommand, printsJSONWhenTheAnswerIsNo) {
+    Sleeper sleeper;
+    const KestrelCore::StandardInput input{"n\n"};
+    std::ostringstream out;
+    std::ostringstream messages;
+    Session session{.out = out, .messages = messages, .terminal = {}, .options = {}};
+    session.terminal.isInput = true;
+    const ExitCode code =
+        runCommandLine({"quit", "--json", std::to_string(sleeper.identifier)}, session, {addQuitCommand});
+    EXPECT_EQ(code, ExitCode::failed);
+    EXPECT_EQ(out.str(), "{\"schema\": 1, \"results\": []}\n");
+    EXPECT_EQ(kill(sleeper.identifier, 0), 0);
 }
 
 }  // namespace

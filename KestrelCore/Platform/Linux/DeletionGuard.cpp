@@ -1,5 +1,6 @@
 #include "KestrelCore/Platform/DeletionGuard.hpp"
 
+#include "KestrelCore/Platform/Linux/ItemLocation.hpp"
 #include "KestrelCore/Platform/Linux/RawListing.hpp"
 #include "KestrelCore/Platform/Linux/SafeRemoval.hpp"
 #include "KestrelCore/Platform/POSIX/FileDescriptor.hpp"
@@ -14,6 +15,15 @@ std::optional<FileIdentity> identityFollowingLinks(const Text& path) {
     struct stat status {};
     if (::stat(path.string().c_str(), &status) != 0) return std::nullopt;
     return FileIdentity{static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)};
+}
+
+bool isTrashOrInside(const Text& path) {
+    try {
+        const ItemLocation item = locateItem(URL::fromPath(path), FileOperation::remove);
+        return isTrashOrInIt(item, statusIn(item.folder.get(), item.name));
+    } catch (const PlatformError&) {
+        return false;
+    }
 }
 
 std::vector<Text> interruptedRemovals(const Text& folder) {
