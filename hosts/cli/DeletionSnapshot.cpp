@@ -5,7 +5,6 @@
 #include "KestrelCore/Base/Path.hpp"
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
 
-#include <filesystem>
 #include <fmt/format.h>
 #include <unordered_set>
 
@@ -44,8 +43,7 @@ std::unordered_set<Text> uppermost(const std::vector<Text>& paths) {
 
 std::optional<ScanSnapshot> savedSnapshot(const Session& session) {
     const std::string path = storePath(session);
-    std::error_code ignored;
-    if (!std::filesystem::exists(path, ignored)) return std::nullopt;
+    if (!isStoreThere(path)) return std::nullopt;
     try {
         SQLiteSnapshotStore store{URL::fromPath(path)};
         return reliable(session, store.loadLatest());
@@ -57,8 +55,7 @@ std::optional<ScanSnapshot> savedSnapshot(const Session& session) {
 
 void saveWithout(const Session& session, const std::vector<Text>& paths) {
     const std::string path = storePath(session);
-    std::error_code ignored;
-    if (paths.empty() || !std::filesystem::exists(path, ignored)) return;
+    if (paths.empty() || !isStoreThere(path)) return;
     try {
         SQLiteSnapshotStore store{URL::fromPath(path)};
         const auto snapshot = store.loadLatest();

@@ -185,4 +185,13 @@ TEST_F(DeletionCommand, showsNamesEscapedOnATerminal) {
     }
 }
 
+TEST_F(DeletionCommand, leavesAnEmptyStoreEmpty) {
+    fs::create_directory(folder / "store");
+    std::ofstream{store};
+    const std::string path = file("gone");
+    EXPECT_EQ(run({"trash", "--yes", path}).code, ExitCode::done);
+    EXPECT_FALSE(fs::exists(path));
+    EXPECT_EQ(fs::file_size(store), 0U);
+}
+
 }  // namespace KestrelCLI
