@@ -109,20 +109,25 @@ DeletionCoordinator::DeletionCoordinator(std::shared_ptr<FileManager> fileManage
 DeletionCoordinator::~DeletionCoordinator() = default;
 
 std::vector<DeletionItemResult> DeletionCoordinator::execute(const DeletionRequest& request) {
+    return execute(request, [](const DeletionItemResult&) { return true; });
+}
+
+std::vector<DeletionItemResult> DeletionCoordinator::execute(const DeletionRequest& request,
+                                                             const ResultObserver& onResult) {
     return state_->executor.run([&] {
+        const bool isConfirmed = request.mode != DeletionMode::permanent ||
+                                 (request.typedConfirmation && request.typedConfirmation->view() == "DELETE");
         std::vector<DeletionItemResult> results;
         results.reserve(request.records.size());
-        if (request.mode == DeletionMode::permanent &&
-            (!request.typedConfirmation || request.typedConfirmation->view() != "DELETE")) {
-            for (const FileRecord& record : request.records)
-                results.push_back({.id = record.id(),
-                                   .path = record.path(),
-                                   .resultingPath = {},
-                                   .message = "Type DELETE to confirm permanent removal."});
-            return results;
-        }
         Run run{*state_, request};
-        for (const FileRecord& record : request.records) results.push_back(run.remove(record));
+        for (const FileRecord& record : request.records) {
+            results.push_back(isConfirmed ? run.remove(record)
+                                          : DeletionItemResult{.id = record.id(),
+                                                               .path = record.path(),
+                                                               .resultingPath = {},
+                                                               .message = "Type DELETE to confirm permanent removal."});
+            if (!onResult(results.back())) break;
+        }
         return results;
     });
 }

@@ -7,6 +7,7 @@
 #include "KestrelCore/Model/KestrelError.hpp"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -57,6 +58,11 @@ public:
     /// One result for each record, in the request's order. A permanent removal needs "DELETE" as typed confirmation;
     /// without it nothing is touched and every item fails. Does not throw for anything that happens to an item.
     [[nodiscard]] std::vector<DeletionItemResult> execute(const DeletionRequest& request);
+    /// Told of each result as soon as it is there, on the calling thread. When it returns false, the items that are
+    /// left stay as they are and get no result.
+    using ResultObserver = std::function<bool(const DeletionItemResult& result)>;
+    [[nodiscard]] std::vector<DeletionItemResult> execute(const DeletionRequest& request,
+                                                          const ResultObserver& onResult);
 
 private:
     class Run;

@@ -44,7 +44,7 @@ ExpectedItem DeletionGate::validated(const FileRecord& record) const {
         throw KestrelError::staleItem(changedMessage);
     for (const SafetyRules::ProtectedIdentity& item : protected_)
         if (item.identity == record.identity()) throw KestrelError::safetyViolation(item.reason);
-    if (isTrashOrInside(record.path())) throw KestrelError::safetyViolation(trashMessage);
+    if (isProtectedTrash(record.path())) throw KestrelError::safetyViolation(trashMessage);
     return expectedItem(record);
 }
 

@@ -127,38 +127,48 @@ std::optional<TrashReceipt> TrashReceipts::decoded(const UUID& id, std::string_v
 
 std::vector<DeletionItemResult> TrashReceipts::execute(DeletionCoordinator& coordinator,
                                                        const DeletionRequest& request) const {
-    if (request.mode != DeletionMode::trash) return coordinator.execute(request);
+    return execute(coordinator, request, [](const DeletionItemResult&) { return true; });
+}
+
+std::vector<DeletionItemResult> TrashReceipts::execute(DeletionCoordinator& coordinator, const DeletionRequest& request,
+                                                       const DeletionCoordinator::ResultObserver& onResult) const {
+    if (request.mode != DeletionMode::trash) return coordinator.execute(request, onResult);
     const PrivateFolder folder{folder_};
     std::vector<DeletionItemResult> results;
     results.reserve(request.records.size());
     for (const FileRecord& record : request.records) {
-        const FileStatusResult found = fileStatus(record.path().string());
-        TrashReceipt receipt{.id = UUID::random(),
-                             .path = record.path(),
-                             .resultingPath = {},
-                             .trashedAt = Date::now(),
-                             .identity = record.identity().value_or(FileIdentity{}),
-                             .fileTypeBits = found.status ? fileTypeBits(found.status->type) : 0};
-        try {
-            folder.write(fileName(receipt.id), encoded(receipt));
-        } catch (const PlatformError& error) {
-            results.push_back(
-                {.id = record.id(), .path = record.path(), .resultingPath = {}, .message = error.description()});
-            continue;
-        }
-        results.push_back(coordinator.execute({{record}, DeletionMode::trash, std::nullopt}).front());
-        if (!results.back().succeeded) {
-            folder.remove(fileName(receipt.id));
-            continue;
-        }
-        receipt.resultingPath = results.back().resultingPath;
-        try {
-            folder.write(fileName(receipt.id), encoded(receipt));
-        } catch (const PlatformError&) {
-            // The first form is enough to find the item again.
-        }
+        results.push_back(trash(coordinator, record, folder));
+        if (!onResult(results.back())) break;
     }
     return results;
+}
+
+DeletionItemResult TrashReceipts::trash(DeletionCoordinator& coordinator, const FileRecord& record,
+                                        const PrivateFolder& folder) {
+    const FileStatusResult found = fileStatus(record.path().string());
+    TrashReceipt receipt{.id = UUID::random(),
+                         .path = record.path(),
+                         .resultingPath = {},
+                         .trashedAt = Date::now(),
+                         .identity = record.identity().value_or(FileIdentity{}),
+                         .fileTypeBits = found.status ? fileTypeBits(found.status->type) : 0};
+    try {
+        folder.write(fileName(receipt.id), encoded(receipt));
+    } catch (const PlatformError& error) {
+        return {.id = record.id(), .path = record.path(), .resultingPath = {}, .message = error.description()};
+    }
+    DeletionItemResult result = coordinator.execute({{record}, DeletionMode::trash, std::nullopt}).front();
+    if (!result.succeeded) {
+        folder.remove(fileName(receipt.id));
+        return result;
+    }
+    receipt.resultingPath = result.resultingPath;
+    try {
+        folder.write(fileName(receipt.id), encoded(receipt));
+    } catch (const PlatformError&) {
+        // The first form is enough to find the item again.
+    }
+    return result;
 }
 
 std::vector<TrashReceipt> TrashReceipts::receipts() const {

@@ -16,6 +16,8 @@
 
 namespace KestrelCore {
 
+class PrivateFolder;
+
 /// What is known about one item that was moved to the Trash, or was about to be when something interrupted that.
 struct TrashReceipt {
     UUID id;
@@ -42,6 +44,11 @@ public:
     [[nodiscard]] std::vector<DeletionItemResult> execute(DeletionCoordinator& coordinator,
                                                           const DeletionRequest& request) const;
 
+    /// The same; `onResult` is told of each result, and stops the request by returning false.
+    [[nodiscard]] std::vector<DeletionItemResult> execute(DeletionCoordinator& coordinator,
+                                                          const DeletionRequest& request,
+                                                          const DeletionCoordinator::ResultObserver& onResult) const;
+
     /// All receipts that can be understood, newest first.
     [[nodiscard]] std::vector<TrashReceipt> receipts() const;
     /// Where the item is in the Trash now; empty when it is no longer there.
@@ -57,6 +64,9 @@ public:
     [[nodiscard]] static std::optional<TrashReceipt> decoded(const UUID& id, std::string_view text);
 
 private:
+    [[nodiscard]] static DeletionItemResult trash(DeletionCoordinator& coordinator, const FileRecord& record,
+                                                  const PrivateFolder& folder);
+
     Text folder_;
 };
 

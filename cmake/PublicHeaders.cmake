@@ -56,6 +56,7 @@ set(KESTREL_INTERNAL_HEADERS
     Base/SeededHash.hpp
     Base/SerialExecutor.hpp
     Base/TextScan.hpp
+    DeletionGate.hpp
     Libraries/LibraryFolders.hpp
     Libraries/NewestFirst.hpp
     Model/FolderPathReader.hpp

@@ -140,7 +140,9 @@ bool SnapshotDatabase::replace(const ScanSnapshot& with, const std::optional<UUI
 
 std::optional<std::string> SnapshotDatabase::latestID() {
     auto select = connection_->prepare("SELECT id FROM snapshots ORDER BY completed_at DESC LIMIT 1;");
-    if (sqlite3_step(select.get()) != SQLITE_ROW) return std::nullopt;
+    const int result = sqlite3_step(select.get());
+    if (result == SQLITE_DONE) return std::nullopt;
+    if (result != SQLITE_ROW) connection_->fail();
     const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(select.get(), 0));
     const auto length = static_cast<std::size_t>(sqlite3_column_bytes(select.get(), 0));
     return text == nullptr ? std::nullopt : std::optional{std::string{text, length}};

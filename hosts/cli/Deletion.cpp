@@ -64,9 +64,13 @@ bool isFaithful(const std::string& operand) {
 /// the database itself. No item that is removed has a link in its path, so each is also given without.
 std::vector<Text> storePlaces(const Session& session) {
     const std::filesystem::path named = storePath(session);
-    std::error_code ignored;
-    return {named.string(), std::filesystem::weakly_canonical(named, ignored).string(),
-            (std::filesystem::weakly_canonical(named.parent_path(), ignored) / named.filename()).string()};
+    std::vector<Text> places{named.lexically_normal().string()};
+    std::error_code error;
+    const std::filesystem::path resolved = std::filesystem::weakly_canonical(named, error);
+    if (!error) places.emplace_back(resolved.string());
+    const std::filesystem::path folder = std::filesystem::weakly_canonical(named.parent_path(), error);
+    if (!error) places.emplace_back((folder / named.filename()).string());
+    return places;
 }
 
 PlannedItem planned(const std::string& operand, const std::optional<ScanSnapshot>& snapshot,
@@ -175,17 +179,20 @@ Execution execute(const Session& session, const std::vector<FileRecord>& records
     Execution execution;
     DeletionCoordinator coordinator{FileManager::standard()};
     const TrashReceipts receipts{receiptsPath(session)};
-    for (const FileRecord& record : records) {
-        execution.isInterrupted = Interruption::isRequested();
-        if (execution.isInterrupted) break;
-        execution.results.push_back(receipts.execute(coordinator, {{record}, mode, typed}).front());
-        const DeletionItemResult& result = execution.results.back();
-        if (result.succeeded) execution.gone.push_back(record);
-        if (session.options.json) continue;
-        session.out << session.painted(result.succeeded ? Style::good : Style::bad,
-                                       fmt::format("{}: {}", session.shown(result.path.view()),
-                                                   session.shown(result.message.view())))
-                    << '\n';
+    execution.isInterrupted = Interruption::isRequested();
+    if (execution.isInterrupted) return execution;
+    execution.results = receipts.execute(coordinator, {records, mode, typed}, [&](const DeletionItemResult& result) {
+        if (!session.options.json) {
+            session.out << session.painted(result.succeeded ? Style::good : Style::bad,
+                                           fmt::format("{}: {}", session.shown(result.path.view()),
+                                                       session.shown(result.message.view())))
+                        << '\n';
+        }
+        return !Interruption::isRequested();
+    });
+    execution.isInterrupted = execution.results.size() < records.size();
+    for (std::size_t i = 0; i < execution.results.size(); ++i) {
+        if (execution.results[i].succeeded) execution.gone.push_back(records[i]);
     }
     return execution;
 }
@@ -216,6 +223,7 @@ ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOpti
     std::vector<FileRecord> records;
     ExitCode code = ExitCode::done;
     for (const std::string& path : paths) {
+        Interruption::check();
         plan.push_back(planned(path, snapshot, options, stores));
         code = combined(code, plan.back().code);
         if (!plan.back().refusal) records.push_back(*plan.back().record);

@@ -67,7 +67,7 @@ void saveWithout(const Session& session, const std::vector<Text>& paths) {
         }
         // A scan that was saved meanwhile is the newer one, and stays.
         if (!known.empty() && !store.replaceStored(snapshot->id(), snapshot->removing(known)))
-            session.say("Another snapshot was saved meanwhile; it may still show what is gone.");
+            session.say("The saved snapshot was replaced or cleared meanwhile; a new one may still show what is gone.");
     } catch (const std::exception& error) {
         session.say(fmt::format("The saved snapshot still shows what is gone: {}", error.what()));
     }

@@ -3,22 +3,34 @@
 #include "Interruption.hpp"
 
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
+#include <system_error>
 
 namespace KestrelCLI {
 
-InterruptionWatch::InterruptionWatch()
-    : thread_{[token = token_](const std::stop_token& stop) {
-          // Short enough that Ctrl-C never feels late.
-          constexpr auto pause = std::chrono::milliseconds{50};
-          std::mutex mutex;
-          std::condition_variable_any end;
-          std::unique_lock lock{mutex};
-          while (!stop.stop_requested() && !Interruption::isRequested()) {
-              end.wait_for(lock, stop, pause, [] { return false; });
-          }
-          if (Interruption::isRequested()) token.cancel();
-      }} {}
+InterruptionWatch::InterruptionWatch() {
+    try {
+        thread_ = std::thread{[this] { watch(); }};
+    } catch (const std::system_error&) {
+        return;
+    }
+}
+
+InterruptionWatch::~InterruptionWatch() {
+    if (!thread_.joinable()) return;
+    {
+        const std::lock_guard guard{mutex_};
+        isEnded_ = true;
+        ended_.notify_one();
+    }
+    thread_.join();
+}
+
+void InterruptionWatch::watch() {
+    // Short enough that Ctrl-C never feels late.
+    constexpr auto pause = std::chrono::milliseconds{50};
+    std::unique_lock guard{mutex_};
+    while (!isEnded_ && !Interruption::isRequested()) ended_.wait_for(guard, pause);
+    if (Interruption::isRequested()) token_.cancel();
+}
 
 }  // namespace KestrelCLI

@@ -32,6 +32,8 @@ std::string ask(const Session& session, std::string_view prompt, std::string_vie
     if (!session.terminal.isInput) {
         throw UsageError{fmt::format("There is nobody to ask: standard input is not a terminal. {}", instead)};
     }
+    // A signal that came before can't end the reading.
+    Interruption::check();
     session.out.flush();
     session.messages << TerminalText::escaped(prompt) << ' ';
     session.messages.flush();

@@ -27,8 +27,8 @@ std::string storePath(const Session& session) {
 bool isStoreThere(const std::string& path) {
     const std::string place = KestrelCore::URL::fromPath(path).path().string();
     std::error_code error;
-    if (!std::filesystem::exists(place, error)) return false;
-    // What has no size, such as a pipe, is for the store to refuse.
+    // What can't be looked at is for the store to refuse, and so is what has no size, such as a pipe.
+    if (!std::filesystem::exists(place, error)) return static_cast<bool>(error);
     const std::uintmax_t bytes = std::filesystem::file_size(place, error);
     return error || bytes > 0;
 }

@@ -2,86 +2,78 @@
 #include "KestrelCore/Libraries/MediaLibraryIndexer.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
 #include "KestrelCore/Model/ScanSnapshot.hpp"
+#include "KestrelCore/Platform/FileLock.hpp"
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
+#include "support/ChildProcess.hpp"
 #include "support/SampleSnapshots.hpp"
 #include "support/StoreFiles.hpp"
+#include "support/TemporaryFolder.hpp"
 
+#include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/resource.h>
-#include <sys/wait.h>
+#include <system_error>
 #include <thread>
-#include <unistd.h>
 
 namespace KestrelCore {
 
 namespace {
 
-/// Runs `checks` in a process that is given no thread more; what it returns is empty when all is well.
-template <typename Checks>
-std::string withoutThreads(const Checks& checks) {
-    int ends[2];
-    if (::pipe(ends) != 0) return "no pipe";
-    const pid_t child = ::fork();
-    if (child == 0) {
-        constexpr uid_t nobody = 65534;  // whom limits hold for
+/// Runs `checks` in a process that is given no further thread.
+void withoutThreads(const std::function<void()>& checks) {
+    inChild(ChildSetting::unprivileged, [&] {
         const rlimit none{0, 0};
-        std::string result;
-        if (::geteuid() == 0 && ::setresuid(nobody, nobody, nobody) != 0) result = "still root";
-        if (::setrlimit(RLIMIT_NPROC, &none) != 0) result = "no limit";
-        try {
-            std::thread{[] {}}.join();
-            result = "a thread was given all the same";
-        } catch (const std::system_error&) {
-            if (result.empty()) result = checks();
-        }
-        const bool isTold = ::write(ends[1], result.data(), result.size()) == static_cast<ssize_t>(result.size());
-        ::_exit(isTold ? 0 : 1);
-    }
-    ::close(ends[1]);
-    std::string told;
-    char buffer[256];
-    for (ssize_t got = 0; (got = ::read(ends[0], buffer, sizeof buffer)) > 0;) {
-        told.append(buffer, static_cast<std::size_t>(got));
-    }
-    ::close(ends[0]);
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    return status == 0 ? told : told + " (ended with status " + std::to_string(status) + ")";
+        ASSERT_EQ(::setrlimit(RLIMIT_NPROC, &none), 0);
+        ASSERT_THROW((std::thread{[] {}}.join()), std::system_error);
+        checks();
+    });
 }
 
 }  // namespace
 
 TEST(WithoutThreads, aSnapshotAnswersAllTheSame) {
-    constexpr std::size_t records = 60'000;
-    const std::string problem = withoutThreads([] {
+    withoutThreads([] {
+        constexpr std::size_t records = 60'000;
         const ScanSnapshot snapshot = sampleSnapshot(records, 1);
-        if (!snapshot.record(snapshot.records()[records / 2].path())) return "record(at:)";
-        if (snapshot.children(snapshot.scope().root.path()).empty()) return "children(of:)";
-        if (snapshot.encodedJSON().size() < records) return "encodedJSON";
-        (void)MediaLibraryIndexer::makeIndex(snapshot, "/home/someone");
-        if (DocumentLibraryIndexer::makeIndex(snapshot, "/home/someone").documents.empty()) return "documents";
-        if (snapshot.search(SearchQuery{"a"}, 100).empty()) return "search";
-        return "";
+        EXPECT_TRUE(snapshot.record(snapshot.records()[records / 2].path()));
+        EXPECT_FALSE(snapshot.children(snapshot.scope().root.path()).empty());
+        EXPECT_GT(snapshot.encodedJSON().size(), records);
+        EXPECT_FALSE(MediaLibraryIndexer::makeIndex(snapshot, "/home/someone").images.empty());
+        EXPECT_FALSE(DocumentLibraryIndexer::makeIndex(snapshot, "/home/someone").documents.empty());
+        EXPECT_FALSE(snapshot.search(SearchQuery{"a"}, 100).empty());
     });
-    EXPECT_EQ(problem, "");
 }
 
 TEST(WithoutThreads, theStoreSaysWhatIsMissing) {
     const StoreFiles files;
     std::filesystem::permissions(files.folder(), std::filesystem::perms::all);
-    const std::string problem = withoutThreads([&]() -> std::string {
+    withoutThreads([&] {
         SQLiteSnapshotStore store{files.url()};
         try {
             store.replace(sampleSnapshot(10, 1));
-            return "saved";
+            FAIL() << "saved";
         } catch (const KestrelError& error) {
-            return error == KestrelError::unavailable(std::strerror(EAGAIN)) ? "" : error.errorDescription().string();
+            EXPECT_EQ(error, KestrelError::unavailable(std::strerror(EAGAIN)));
         }
     });
-    EXPECT_EQ(problem, "");
+}
+
+TEST(WithoutThreads, aLockIsAskedForAgainAndAgain) {
+    const TemporaryFolder folder;
+    std::filesystem::permissions(folder.path(), std::filesystem::perms::all);
+    withoutThreads([&] {
+        const std::string path = folder / "lock";
+        auto held = FileLock::acquire(path, std::chrono::milliseconds{0});
+        ASSERT_TRUE(held);
+        EXPECT_FALSE(FileLock::acquire(path, std::chrono::milliseconds{30}));
+        held.reset();
+        EXPECT_TRUE(FileLock::acquire(path, std::chrono::milliseconds{30}));
+    });
 }
 
 }  // namespace KestrelCore

@@ -1,5 +1,7 @@
 #include "Commands.hpp"
 #include "Deletion.hpp"
+#include "Interruption.hpp"
+#include "Question.hpp"
 
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
 #include "KestrelCore/TrashReceipts.hpp"
@@ -11,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <sstream>
 
 namespace KestrelCLI {
 
@@ -175,15 +178,40 @@ TEST_F(Deletion, restoresNothingToWhereThePolicyForbidsIt) {
     EXPECT_TRUE(contains(outcome.out, "view-only")) << outcome.out;
 }
 
-TEST_F(Deletion, approvesNothingInADryRunThatItWouldRefuse) {
+TEST_F(Deletion, approvesNothingOfTheTrashInADryRun) {
     const std::string trashed = folder.makeFile("data/Trash/files/a", "content");
-    for (const std::string& path : {trashed, folder / "data/Trash"}) {
+    for (const std::string& path : {trashed, folder / "data/Trash", folder / "data"}) {
         const CommandRun outcome = run({"remove", "--dry-run", "--json", path});
         EXPECT_EQ(outcome.code, ExitCode::refused);
         EXPECT_TRUE(contains(outcome.out, "\"refusal\": \"Trash and Time Machine content are protected"))
             << outcome.out;
         EXPECT_TRUE(contains(outcome.out, "\"reclaimableBytes\": 0}")) << outcome.out;
     }
+}
+
+TEST_F(Deletion, takesNoItemForAStoreThatCannotBeFound) {
+    fs::create_symlink("loop", folder / "loop");
+    store = folder / "loop/snapshots.sqlite";
+    const std::string path = folder.makeFile("a", "content");
+    const CommandRun outcome = run({"remove", "--confirm", "DELETE", path});
+    EXPECT_EQ(outcome.code, ExitCode::done) << outcome.out;
+    EXPECT_FALSE(fs::exists(path));
+}
+
+TEST_F(Deletion, asksNothingOnceItIsInterrupted) {
+    terminal.isInput = true;
+    const std::string path = folder.makeFile("a", "content");
+    const StandardInput input{"y\n"};
+    Interruption::set(true);
+    const CommandRun outcome = run({"trash", path});
+    std::ostringstream out;
+    std::ostringstream messages;
+    const Session session{.out = out, .messages = messages, .terminal = {.isInput = true}, .options = {}};
+    EXPECT_THROW((void)ask(session, "Sure?", ""), Interrupted);
+    Interruption::set(false);
+    EXPECT_EQ(outcome.code, ExitCode::interrupted);
+    EXPECT_EQ(outcome.out + messages.str(), "");
+    EXPECT_TRUE(fs::exists(path));
 }
 
 TEST_F(Deletion, countsAnItemOnceThatIsRepeatedOrLiesBelowAnotherWhateverTheOrder) {

@@ -164,6 +164,16 @@ TEST_F(SavedSnapshotCommands, endWithoutAResultWhenTheyAreInterrupted) {
     EXPECT_TRUE(SQLiteSnapshotStore{files_.url()}.loadLatest().has_value()) << "clear went on";
 }
 
+TEST_F(SavedSnapshotCommands, callNoStoreEmptyThatCannotBeLookedAt) {
+    std::filesystem::create_symlink(files_.path(), files_.path());
+    for (const char* command : {"clear", "list"}) {
+        const CommandRun result = run({command});
+        EXPECT_EQ(result.code, ExitCode::failed) << command;
+        EXPECT_NE(result.messages.find("Kestrel could not open its private scan index."), std::string::npos)
+            << result.messages;
+    }
+}
+
 TEST_F(SavedSnapshotCommands, takeOnlyWholeNumbersAsALimit) {
     save(usualSnapshot());
     const std::vector<std::vector<std::string>> commands{{"list"}, {"search", "a"}, {"media"}, {"documents"}};

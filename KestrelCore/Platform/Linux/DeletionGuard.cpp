@@ -17,10 +17,10 @@ std::optional<FileIdentity> identityFollowingLinks(const Text& path) {
     return FileIdentity{static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)};
 }
 
-bool isTrashOrInside(const Text& path) {
+bool isProtectedTrash(const Text& path) {
     try {
         const ItemLocation item = locateItem(URL::fromPath(path), FileOperation::remove);
-        return isTrashOrInIt(item, statusIn(item.folder.get(), item.name));
+        return isTrashOrInIt(item, statusIn(item.folder.get(), item.name)) || holdsHomeTrash(item);
     } catch (const PlatformError&) {
         return false;
     }

@@ -19,7 +19,8 @@ struct FolderSurvey {
 };
 
 /// Looks at everything in `folder`, which must be open for reading: never through a link, any depth. Ends early at a
-/// folder that forbids the move. Folders that can't be entered count as they are.
+/// folder that forbids the move. What lies in folders that can't be entered
+/// is not counted.
 [[nodiscard]] FolderSurvey surveyFolder(FileDescriptor folder);
 
 }  // namespace KestrelCore

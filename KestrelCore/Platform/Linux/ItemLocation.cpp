@@ -170,6 +170,15 @@ bool isTrashOrInIt(const ItemLocation& item, const std::optional<struct stat>& s
     return std::find(item.ancestors.begin(), item.ancestors.end(), identity) != item.ancestors.end();
 }
 
+bool holdsHomeTrash(const ItemLocation& item) {
+    const auto isAtOrBelow = [&](std::string_view path) {
+        return path.starts_with(item.path) && (path.size() == item.path.size() || path[item.path.size()] == '/');
+    };
+    const std::string named = homeTrashPath();
+    const std::unique_ptr<char, decltype(&std::free)> resolved{::realpath(named.c_str(), nullptr), &std::free};
+    return isAtOrBelow(named) || (resolved && isAtOrBelow(resolved.get()));
+}
+
 void refuseMounts(const ItemLocation& item, FileOperation operation) {
     const auto mounts = MountTable::current();
     if (mounts && mounts->hasMountAtOrBelow(item.path)) throw mountedItemError(item, operation);

@@ -59,6 +59,8 @@ struct ItemLocation {
 [[nodiscard]] std::string homeTrashPath();
 /// Whether the item lies in a trash (in the home trash, or in one at the top of a volume) or is one.
 [[nodiscard]] bool isTrashOrInIt(const ItemLocation& item, const std::optional<struct stat>& status);
+/// Whether the home trash lies somewhere below the item, or is it.
+[[nodiscard]] bool holdsHomeTrash(const ItemLocation& item);
 /// Throws when something is mounted on the item or below it.
 void refuseMounts(const ItemLocation& item, FileOperation operation);
 

@@ -156,7 +156,7 @@ void removeSafely(const URL& url, const std::optional<ExpectedItem>& expected) {
     const auto status = statusIn(item.folder.get(), item.name);
     if (!status) throw fileManagerError(FileOperation::remove, item.text(), errno);
     if (!matches(*status, expected)) throw changedItemError();
-    if (isTrashOrInIt(item, status)) throw protectedTrashError();
+    if (isTrashOrInIt(item, status) || holdsHomeTrash(item)) throw protectedTrashError();
     refuseMounts(item, FileOperation::remove);
 
     if (S_ISDIR(status->st_mode)) {

@@ -76,18 +76,6 @@ std::optional<std::string> moveItem(const TrashFolder& trash, const ItemLocation
     }
 }
 
-bool isAtOrBelow(std::string_view path, std::string_view folder) {
-    return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
-}
-
-/// The home trash can't be moved into itself.
-void refuseFolderOfTheTrash(const ItemLocation& item) {
-    const std::string named = homeTrashPath();
-    const std::unique_ptr<char, decltype(&std::free)> resolved{::realpath(named.c_str(), nullptr), &std::free};
-    if (isAtOrBelow(named, item.path) || (resolved && isAtOrBelow(resolved.get(), item.path)))
-        throw withSentence(fileManagerError(FileOperation::trash, item.text(), EINVAL), "The trash itself is in it.");
-}
-
 PlatformError foreignFolderError(const ItemLocation& item, const std::string& relativePath) {
     const std::string path = relativePath.empty() ? item.path : item.path + "/" + relativePath;
     return withSentence(
@@ -121,7 +109,9 @@ std::optional<URL> moveToTrash(const URL& url, const std::optional<ExpectedItem>
     if (isTrashOrInIt(item, status)) throw protectedTrashError();
     refuseMounts(item, FileOperation::trash);
     const bool isFolder = S_ISDIR(status->st_mode);
-    if (isFolder) refuseFolderOfTheTrash(item);
+    // It can't be moved into itself.
+    if (isFolder && holdsHomeTrash(item))
+        throw withSentence(fileManagerError(FileOperation::trash, item.text(), EINVAL), "The trash itself is in it.");
     const FolderSurvey survey = isFolder ? surveyOf(item, status->st_uid) : FolderSurvey{};
 
     constexpr auto creation = TrashFolder::Creation::ifMissing;
