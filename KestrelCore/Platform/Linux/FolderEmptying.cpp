@@ -88,6 +88,9 @@ bool FolderEmptier::readBatch() {
         if (seen == before) break;
     }
     state.isAtEnd = seen < mostEntriesInBatch;
+    // They are taken from the end, and go in the order of the listing: where that begins with what was made last, it is
+    // what memory still holds.
+    std::reverse(state.folders.begin(), state.folders.end());
     return true;
 }
 
