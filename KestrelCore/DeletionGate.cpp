@@ -9,10 +9,6 @@ namespace KestrelCore {
 
 namespace {
 
-constexpr const char* changedMessage = "The item changed since the scan. Scan again before deleting it.";
-constexpr const char* missingMessage = "The item no longer exists or cannot be inspected.";
-constexpr const char* trashMessage = "Trash and Time Machine content are protected from Kestrel deletion.";
-
 FileKind plainKind(FileType type) {
     switch (type) {
     case FileType::regular: return FileKind::file;
@@ -26,9 +22,9 @@ FileKind plainKind(FileType type) {
 /// says little about an item of another type.
 ExpectedItem expectedItem(const FileRecord& record) {
     const FileStatusResult found = fileStatus(record.path().string());
-    if (!found.status) throw KestrelError::staleItem(missingMessage);
+    if (!found.status) throw KestrelError::staleItem(SafetyRules::missingMessage);
     const FileKind scanned = record.kind() == FileKind::package ? FileKind::directory : record.kind();
-    if (plainKind(found.status->type) != scanned) throw KestrelError::staleItem(changedMessage);
+    if (plainKind(found.status->type) != scanned) throw KestrelError::staleItem(SafetyRules::changedMessage);
     const FileIdentity identity = record.identity().value();
     return {identity.device, identity.inode, fileTypeBits(found.status->type)};
 }
@@ -41,10 +37,10 @@ ExpectedItem DeletionGate::validated(const FileRecord& record) const {
     SafetyPolicy::validate(record);
     // The path that was validated must be the one that is removed, byte by byte.
     if (record.url().standardized().path().view() != record.path().view())
-        throw KestrelError::staleItem(changedMessage);
+        throw KestrelError::staleItem(SafetyRules::changedMessage);
     for (const SafetyRules::ProtectedIdentity& item : protected_)
         if (item.identity == record.identity()) throw KestrelError::safetyViolation(item.reason);
-    if (isProtectedTrash(record.path())) throw KestrelError::safetyViolation(trashMessage);
+    if (isProtectedTrash(record.path())) throw KestrelError::safetyViolation(SafetyRules::protectedMessage);
     return expectedItem(record);
 }
 

@@ -27,11 +27,8 @@ constexpr std::array cautionFolders{"/Applications", "/Users/Shared"};
 constexpr const char* neverRemovedMessage =
     "Kestrel never removes a disk, Applications folder, or home-directory root.";
 constexpr const char* systemMessage = "This location is managed by macOS and is view-only in Kestrel.";
-constexpr const char* protectedMessage = "Trash and Time Machine content are protected from Kestrel deletion.";
 constexpr const char* ownBundleMessage = "Kestrel cannot remove itself while it is running.";
 constexpr const char* symbolicLinkMessage = "The path contains a symbolic link and must be reviewed in Finder.";
-constexpr const char* missingMessage = "The item no longer exists or cannot be inspected.";
-constexpr const char* changedMessage = "The item changed since the scan. Scan again before deleting it.";
 
 bool isBeneath(std::string_view path, std::string_view folder) {
     return path.size() > folder.size() && path.starts_with(folder) && path[folder.size()] == '/';

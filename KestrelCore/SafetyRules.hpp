@@ -19,6 +19,12 @@ namespace KestrelCore {
 /// thread. All tests are by text under canonical equivalence, and "/" always is a boundary.
 class SafetyRules {
 public:
+    // Refusals that the steps after these rules give too.
+    static constexpr const char* protectedMessage =
+        "Trash and Time Machine content are protected from Kestrel deletion.";
+    static constexpr const char* missingMessage = "The item no longer exists or cannot be inspected.";
+    static constexpr const char* changedMessage = "The item changed since the scan. Scan again before deleting it.";
+
     /// `home` and `ownBundle` are absolute standardised paths; an empty `ownBundle` (or "/", which is
     /// refused anyway) protects nothing.
     SafetyRules(const Text& home, const Text& ownBundle, const SystemLocations& locations);
