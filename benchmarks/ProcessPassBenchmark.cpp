@@ -1,4 +1,4 @@
-#include "KestrelCore/SystemMetrics.hpp"
+#include "KestrelCore/Metrics/SystemMetrics.hpp"
 
 #include <benchmark/benchmark.h>
 

@@ -1,6 +1,6 @@
 // What a snapshot costs beside the scan that made it: its index, its JSON form, looking around in it.
 
-#include "KestrelCore/Model/ScanSnapshot.hpp"
+#include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 
 #include <benchmark/benchmark.h>
 

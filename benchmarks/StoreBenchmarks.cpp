@@ -1,8 +1,8 @@
-#include "KestrelCore/Libraries/DocumentLibraryIndexer.hpp"
-#include "KestrelCore/Libraries/MediaLibraryIndexer.hpp"
-#include "KestrelCore/Model/RecordStorage.hpp"
-#include "KestrelCore/Model/ScanSnapshot.hpp"
+#include "KestrelCore/Collections/DocumentLibraryIndexer.hpp"
+#include "KestrelCore/Collections/MediaLibraryIndexer.hpp"
+#include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
+#include "Snapshot/RecordStorage.hpp"
 
 #include <benchmark/benchmark.h>
 

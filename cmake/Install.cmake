@@ -1,6 +1,5 @@
 # The install tree: libraries, public headers, the program, and what find_package and pkg-config read.
 include(CMakePackageConfigHelpers)
-include(${CMAKE_CURRENT_LIST_DIR}/PublicHeaders.cmake)
 
 set(KESTREL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/KestrelCore)
 
@@ -13,11 +12,7 @@ foreach(set KestrelCoreTargets KestrelCoreStaticTargets)
     install(EXPORT ${set} NAMESPACE KestrelCore:: DESTINATION ${KESTREL_CMAKE_DIR})
 endforeach()
 
-foreach(header ${KESTREL_PUBLIC_HEADERS})
-    get_filename_component(folder ${header} DIRECTORY)
-    install(FILES ${PROJECT_SOURCE_DIR}/KestrelCore/${header}
-        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KestrelCore/${folder})
-endforeach()
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/KestrelCoreConfig.cmake.in
     ${PROJECT_BINARY_DIR}/KestrelCoreConfig.cmake INSTALL_DESTINATION ${KESTREL_CMAKE_DIR})

@@ -1,4 +1,4 @@
-#include "KestrelCore/Applications/DesktopEntry.hpp"
+#include "Applications/DesktopEntry.hpp"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "KestrelCore/Base/FatalError.hpp"
-#include "KestrelCore/Platform/Linux/ProcText.hpp"
-#include "KestrelCore/Platform/Linux/SensorText.hpp"
-#include "KestrelCore/SystemMetricsRules.hpp"
+#include "Base/FatalError.hpp"
+#include "Metrics/SystemMetricsRules.hpp"
+#include "Platform/Linux/Processes/ProcText.hpp"
+#include "Platform/Linux/Sensors/SensorText.hpp"
 
 #include <cmath>
 #include <memory>

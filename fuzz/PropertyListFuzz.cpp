@@ -1,4 +1,4 @@
-#include "KestrelCore/Platform/PropertyList.hpp"
+#include "Applications/Bundles/PropertyListReader.hpp"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,5 +1,5 @@
 #include "KestrelCore/Base/Path.hpp"
-#include "KestrelCore/Model/ScanSnapshot.hpp"
+#include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 
 #include <cstddef>
 #include <cstdint>

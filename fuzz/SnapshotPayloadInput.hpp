@@ -1,9 +1,9 @@
 #pragma once
 
-#include "KestrelCore/Base/FatalError.hpp"
-#include "KestrelCore/Model/CodingError.hpp"
-#include "KestrelCore/Model/ScanSnapshot.hpp"
-#include "KestrelCore/Model/SnapshotCoding.hpp"
+#include "Base/FatalError.hpp"
+#include "KestrelCore/JSON/CodingError.hpp"
+#include "KestrelCore/Snapshot/ScanSnapshot.hpp"
+#include "Snapshot/Coding/SnapshotCoding.hpp"
 
 #include <cstddef>
 #include <optional>

@@ -6,9 +6,9 @@
 // to, a line each, for comparisons with other tools.
 
 #include "KestrelCore/KestrelCore.hpp"
-#include "KestrelCore/Model/RecordStorage.hpp"
 #include "KestrelCore/Scanning/DiskScanner.hpp"
-#include "KestrelCore/Search/SearchIndex.hpp"
+#include "Snapshot/RecordStorage.hpp"
+#include "Snapshot/Search/SearchIndex.hpp"
 
 #include <fmt/format.h>
 

@@ -1,7 +1,7 @@
-#include "Commands.hpp"
-#include "Interruption.hpp"
-#include "Session.hpp"
-#include "Terminal.hpp"
+#include "commands/Commands.hpp"
+#include "output/Session.hpp"
+#include "output/Terminal.hpp"
+#include "terminal/Interruption.hpp"
 
 #include <clocale>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "KestrelCore/Base/Checked.hpp"
+#include "Base/Checked.hpp"
 
 #include <csignal>
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "KestrelCore/Base/SeededHash.hpp"
+#include "Base/SeededHash.hpp"
 
 #include <cstring>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "KestrelCore/Base/SerialExecutor.hpp"
+#include "Base/SerialExecutor.hpp"
 
 #include <gtest/gtest.h>
 #include <stdexcept>

@@ -1,5 +1,5 @@
+#include "Base/TextScan.hpp"
 #include "KestrelCore/Base/Text.hpp"
-#include "KestrelCore/Base/TextScan.hpp"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "KestrelCore/Base/TextScan.hpp"
+#include "Base/TextScan.hpp"
 
 #include <gtest/gtest.h>
 #include <string>

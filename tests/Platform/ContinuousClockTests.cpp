@@ -1,4 +1,4 @@
-#include "KestrelCore/Platform/ContinuousClock.hpp"
+#include "Platform/ContinuousClock.hpp"
 
 #include "support/MonitoringFakes.hpp"
 

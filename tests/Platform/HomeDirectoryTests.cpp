@@ -1,4 +1,4 @@
-#include "KestrelCore/Platform/HomeDirectory.hpp"
+#include "Platform/HomeDirectory.hpp"
 
 #include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"

@@ -1,4 +1,4 @@
-#include "KestrelCore/Platform/Traversal.hpp"
+#include "Platform/Traversal.hpp"
 
 #include "support/ChildProcess.hpp"
 #include "support/FakeTraversal.hpp"

@@ -1,7 +1,7 @@
 #include "KestrelCore/Scanning/DiskScanner.hpp"
 
 #include "KestrelCore/Model/KestrelError.hpp"
-#include "KestrelCore/Model/SnapshotLookup.hpp"
+#include "Snapshot/SnapshotLookup.hpp"
 #include "support/FakeFileManager.hpp"
 #include "support/Records.hpp"
 #include "support/ScanEvents.hpp"

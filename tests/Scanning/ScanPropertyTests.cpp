@@ -1,6 +1,6 @@
 #include "KestrelCore/Base/Path.hpp"
-#include "KestrelCore/Libraries/DocumentLibraryIndexer.hpp"
-#include "KestrelCore/Libraries/MediaLibraryIndexer.hpp"
+#include "KestrelCore/Collections/DocumentLibraryIndexer.hpp"
+#include "KestrelCore/Collections/MediaLibraryIndexer.hpp"
 #include "support/Records.hpp"
 #include "support/ScanEvents.hpp"
 

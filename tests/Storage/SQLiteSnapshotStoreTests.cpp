@@ -1,9 +1,9 @@
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
 
-#include "KestrelCore/Model/CodingError.hpp"
+#include "KestrelCore/Base/PlatformError.hpp"
+#include "KestrelCore/JSON/CodingError.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
-#include "KestrelCore/Platform/PlatformError.hpp"
-#include "KestrelCore/Storage/SnapshotDatabase.hpp"
+#include "Storage/SnapshotDatabase.hpp"
 #include "support/ChildProcess.hpp"
 #include "support/SampleSnapshots.hpp"
 #include "support/StoreFiles.hpp"

@@ -1,7 +1,7 @@
-#include "KestrelCore/Model/CodingError.hpp"
-#include "KestrelCore/Model/JSONFormat.hpp"
-#include "KestrelCore/Model/ScanSnapshot.hpp"
+#include "KestrelCore/JSON/CodingError.hpp"
+#include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 #include "conformance/Checkers.hpp"
+#include "JSON/JSONFormat.hpp"
 
 #include <bit>
 #include <charconv>

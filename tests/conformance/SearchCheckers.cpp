@@ -1,5 +1,5 @@
-#include "KestrelCore/Model/ScanSnapshot.hpp"
-#include "KestrelCore/Search/StorageSearchPlan.hpp"
+#include "KestrelCore/Snapshot/ScanSnapshot.hpp"
+#include "Snapshot/Search/StorageSearchPlan.hpp"
 #include "conformance/Checkers.hpp"
 #include "support/Vectors.hpp"
 

@@ -6,7 +6,7 @@
 // DEVICE, INODE and KIND (a raw value) are what a scan found earlier. Prints the result's message; exits with 0 when
 // the item is gone.
 
-#include "KestrelCore/DeletionCoordinator.hpp"
+#include "KestrelCore/Deletion/DeletionCoordinator.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
 
 #include <cstdio>

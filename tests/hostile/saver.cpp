@@ -1,5 +1,5 @@
-#include "KestrelCore/Model/RecordStorage.hpp"
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
+#include "Snapshot/RecordStorage.hpp"
 #include "support/SampleSnapshots.hpp"
 
 #include <csignal>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Commands.hpp"
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
+#include "commands/Commands.hpp"
 #include "support/CommandRun.hpp"
 #include "support/EnvironmentSetting.hpp"
 #include "support/TemporaryFolder.hpp"

@@ -1,6 +1,6 @@
 #include "support/DiskRecord.hpp"
 
-#include "KestrelCore/Platform/FileStatus.hpp"
+#include "Platform/FileStatus.hpp"
 
 namespace KestrelCore {
 

@@ -1,6 +1,6 @@
 #include "support/FakeFileManager.hpp"
 
-#include "KestrelCore/Platform/FileManagerErrors.hpp"
+#include "Base/FileManagerErrors.hpp"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KestrelCore/Platform/Traversal.hpp"
+#include "Platform/Traversal.hpp"
 
 #include <functional>
 #include <memory>

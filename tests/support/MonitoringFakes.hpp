@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KestrelCore/SystemMetricsSources.hpp"
+#include "Metrics/SystemMetricsSources.hpp"
 
 #include <chrono>
 #include <condition_variable>

@@ -2,7 +2,7 @@
 
 #include "KestrelCore/Base/Path.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
-#include "KestrelCore/Model/ScanSnapshot.hpp"
+#include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 
 #include <optional>
 #include <vector>

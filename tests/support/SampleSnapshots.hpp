@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KestrelCore/Model/ScanSnapshot.hpp"
+#include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "Deletion/SafetyRules.hpp"
 #include "KestrelCore/Base/EventStream.hpp"
-#include "KestrelCore/Model/ScanEvent.hpp"
-#include "KestrelCore/SafetyRules.hpp"
-#include "KestrelCore/Scanning/ScanTask.hpp"
+#include "KestrelCore/Snapshot/ScanEvent.hpp"
+#include "Scanning/ScanTask.hpp"
 #include "support/FakeTraversal.hpp"
 
 #include <memory>

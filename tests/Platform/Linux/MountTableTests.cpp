@@ -1,4 +1,4 @@
-#include "KestrelCore/Platform/Linux/MountTable.hpp"
+#include "Platform/Linux/MountTable.hpp"
 
 #include <gtest/gtest.h>
 

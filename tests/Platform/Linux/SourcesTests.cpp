@@ -1,4 +1,4 @@
-#include "KestrelCore/Platform/Linux/Sources.hpp"
+#include "Platform/Linux/Sources.hpp"
 
 #include "support/RecordedText.hpp"
 #include "support/TemporaryFolder.hpp"

@@ -1,4 +1,4 @@
-#include "KestrelCore/Platform/POSIX/DirectoryWalk.hpp"
+#include "Platform/POSIX/DirectoryWalk.hpp"
 
 #include "support/TemporaryFolder.hpp"
 

@@ -1,0 +1,130 @@
+#include "commands/Commands.hpp"
+#include "commands/Deletion.hpp"
+#include "output/ApplicationList.hpp"
+#include "output/JSONOutput.hpp"
+#include "terminal/Interruption.hpp"
+
+#include "KestrelCore/Applications/ApplicationInspector.hpp"
+#include "KestrelCore/Applications/DesktopApplicationInspector.hpp"
+
+#include <fmt/core.h>
+
+#include <iterator>
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+using namespace KestrelCore;
+
+namespace KestrelCLI {
+
+namespace {
+
+std::vector<ApplicationRecord> installedApplications() {
+    std::vector<ApplicationRecord> applications = ApplicationInspector{}.installedApplications();
+    Interruption::check();
+    std::vector<ApplicationRecord> desktop = DesktopApplicationInspector{}.installedApplications();
+    std::move(desktop.begin(), desktop.end(), std::back_inserter(applications));
+    Interruption::check();
+    return applications;
+}
+
+ExitCode listApplications(const Session& session, const Operands& operands, ApplicationOrder order) {
+    std::vector<ApplicationRecord> applications = installedApplications();
+    const bool isEmpty = applications.empty();
+    if (!operands.empty()) applications = applicationsNamed(operands.front(), applications);
+    sortApplications(applications, order);
+    if (session.options.json) {
+        JSONOutput json{session.out};
+        writeApplications(json, applications);
+        json.finish();
+    } else if (isEmpty) {
+        session.out << "No applications were found, neither bundles nor desktop entries.\n";
+    } else if (!applications.empty()) {
+        operands.empty() ? showApplications(session, applications) : showResidues(session, applications);
+    }
+    if (!applications.empty() || operands.empty()) return ExitCode::done;
+    if (!isEmpty) session.say(fmt::format("No application is called “{}”.", operands.front()));
+    return isEmpty ? ExitCode::done : ExitCode::failed;
+}
+
+/// The one application that is meant, or a usage error that names the others.
+ApplicationRecord theApplication(const std::string& name, const std::vector<ApplicationRecord>& applications) {
+    std::vector<ApplicationRecord> found = applicationsNamed(name, applications);
+    if (found.size() == 1) return std::move(found.front());
+    if (found.empty()) throw std::runtime_error{fmt::format("No application is called “{}”.", name)};
+    std::string message = fmt::format("“{}” means {} applications; name one of them:", name, found.size());
+    for (const ApplicationRecord& application : found) {
+        const Text& identifier = application.bundleIdentifier ? *application.bundleIdentifier : application.displayName;
+        message += fmt::format(" “{}”", identifier.view());
+    }
+    throw UsageError{message};
+}
+
+ExitCode trashResidues(Session& session, const std::string& name, DeletionOptions options) {
+    const ApplicationRecord application = theApplication(name, installedApplications());
+    Operands paths;
+    for (const ResidueCandidate& residue : application.residues) {
+        if (residue.selectedByDefault()) paths.push_back(residue.url.path().string());
+    }
+    if (paths.empty() && !session.options.json) {
+        session.out << session.shown(application.displayName.view())
+                    << " left nothing behind that is chosen by default.\n";
+        return ExitCode::done;
+    }
+    options.afterwards = [&](JSONOutput* json, const std::vector<Text>& gone) {
+        const std::vector<ApplicationRecord> left =
+            ApplicationInspector::pruning({application}, {gone.begin(), gone.end()});
+        if (json != nullptr) {
+            writeApplications(*json, left);
+        } else if (!gone.empty()) {
+            session.out << '\n';
+            showResidues(session, left);
+        }
+    };
+    return runDeletion(session, paths, options);
+}
+
+}  // namespace
+
+void addAppsCommand(CLI::App& app, Session& session) {
+    struct Options {
+        ApplicationOrder order = ApplicationOrder::size;
+        bool trashesResidues = false;
+        bool isConfirmed = false;
+        bool isDryRun = false;
+    };
+    auto options = std::make_shared<Options>();
+    CLI::App& command = addCommand(
+        app,
+        {.name = "apps",
+         .operands = "[NAME]",
+         .description = "Shows installed applications and what they left behind.",
+         .examples = {"kestrel apps --sort name", "kestrel apps Firefox", "kestrel apps Firefox --trash-residues"},
+         .mostOperands = 1},
+        [&session, options](const Operands& operands) {
+            if (!options->trashesResidues) {
+                if (options->isConfirmed || options->isDryRun)
+                    throw UsageError{"--yes and --dry-run go with --trash-residues only."};
+                return listApplications(session, operands, options->order);
+            }
+            if (operands.empty()) throw UsageError{"--trash-residues needs the name of an application."};
+            // Residues lie in places that are rated as high risk; asking for them is enough.
+            return trashResidues(
+                session, operands.front(),
+                {.isDryRun = options->isDryRun, .includesHighRisk = true, .isConfirmed = options->isConfirmed});
+        });
+    const std::map<std::string, ApplicationOrder> orders{{"size", ApplicationOrder::size},
+                                                         {"name", ApplicationOrder::name}};
+    command.add_option("--sort", options->order, "Order: size (of what was left behind, the default) or name")
+        ->transform(CLI::Transformer(orders))
+        ->option_text("ORDER");
+    command.add_flag("--trash-residues", options->trashesResidues,
+                     "Move what NAME left behind to the Trash: the residues chosen by default");
+    command.add_flag("--yes", options->isConfirmed, "Do not ask");
+    command.add_flag("--dry-run", options->isDryRun, "Only show what would go");
+}
+
+}  // namespace KestrelCLI

@@ -1,0 +1,222 @@
+#include "commands/Command.hpp"
+
+#include "terminal/Interruption.hpp"
+
+#include "KestrelCore/KestrelCore.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <exception>
+#include <iterator>
+#include <memory>
+#include <utility>
+
+namespace KestrelCLI {
+
+namespace {
+
+/// A command within CLI11's tree, with what CLI11 does not keep.
+class CommandApp final : public CLI::App {
+public:
+    CommandApp(Command command, std::function<ExitCode(const Operands&)> run)
+        : CLI::App{command.description, command.name}, command_{std::move(command)}, run_{std::move(run)} {
+        group("Commands");
+        fallthrough();  // the options of every command may stand after its name
+        std::string text =
+            "Options of every command: --json, --bytes, --store FILE, --color WHEN (see kestrel --help).";
+        if (!command_.examples.empty()) text += "\n\nExamples:";
+        for (const std::string& example : command_.examples) text += "\n  " + example;
+        footer(text);
+    }
+
+    [[nodiscard]] const Command& command() const { return command_; }
+
+    [[nodiscard]] ExitCode run(const Operands& operands) const {
+        if (operands.size() < command_.fewestOperands) {
+            throw UsageError{fmt::format("Something is missing: kestrel {} {}", command_.name, command_.operands)};
+        }
+        if (operands.size() > command_.mostOperands) {
+            throw UsageError{
+                fmt::format("“{}” is too much for kestrel {}.", operands[command_.mostOperands], command_.name)};
+        }
+        return run_(operands);
+    }
+
+private:
+    Command command_;
+    std::function<ExitCode(const Operands&)> run_;
+};
+
+/// Help whose usage line knows the operands, which CLI11 is not told of.
+class HelpFormatter final : public CLI::Formatter {
+public:
+    HelpFormatter() { column_width(30); }
+
+    std::string make_usage(const CLI::App* app, std::string name) const override {
+        const auto* command = dynamic_cast<const CommandApp*>(app);
+        if (command == nullptr) return "Usage: kestrel COMMAND [OPTIONS]\n";
+        const std::string& operands = command->command().operands;
+        return fmt::format("Usage: {} [OPTIONS]{}{}\n", name, operands.empty() ? "" : " ", operands);
+    }
+};
+
+constexpr const char* shortHelp = R"(kestrel scan            shows where the space in your home folder went
+kestrel scan FOLDER     the same for another folder
+kestrel --help          everything else
+)";
+
+void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
+    app.add_option("--store", options.store,
+                   "The snapshot database (default: kestrel/snapshots.sqlite in the data "
+                   "folder of your account)")
+        ->type_name("FILE");
+    app.add_flag("--json", options.json, "Print one JSON object instead of text");
+    app.add_flag("--bytes", options.exactBytes, "Show sizes to the byte");
+    const std::map<std::string, ColorChoice> choices{
+        {"auto", ColorChoice::automatic}, {"always", ColorChoice::always}, {"never", ColorChoice::never}};
+    app.add_option("--color", options.color, "Colour: auto (on a terminal), always or never")
+        ->type_name("WHEN")
+        ->transform(CLI::Transformer(choices))
+        ->option_text("WHEN");
+}
+
+/// Runs the command and turns what it throws into a line and an exit code.
+ExitCode runCatching(const CommandApp& command, const Operands& operands, const Session& session) {
+    try {
+        return command.run(operands);
+    } catch (const UsageError& error) {
+        session.say(error.what());
+        return ExitCode::wrongUsage;
+    } catch (const Interrupted& interrupted) {
+        session.say(interrupted.what());
+        return ExitCode::interrupted;
+    } catch (const std::exception& error) {
+        session.say(error.what());
+        return ExitCode::failed;
+    }
+}
+
+/// The same. A request to stop shows in the exit code even where it came too late to stop anything.
+ExitCode runGuarded(const CommandApp& command, const Operands& operands, const Session& session) {
+    const ExitCode code = runCatching(command, operands, session);
+    return Interruption::isRequested() ? combined(code, ExitCode::interrupted) : code;
+}
+
+ExitCode wrongUsage(const Session& session, std::string_view message, std::string_view command) {
+    session.say(message);
+    session.say(command.empty() ? "kestrel --help tells what there is."
+                                : fmt::format("kestrel {} --help tells more.", command));
+    return ExitCode::wrongUsage;
+}
+
+/// CLI11 ends a command at the argument "++" and drops it; no option of it changes that. Every "++" gets a text that no
+/// other argument has while CLI11 reads, and its own back among the operands.
+class PlusSigns {
+public:
+    PlusSigns(std::vector<std::string>& arguments, const CLI::App& app) {
+        while (std::ranges::find(arguments, substitute_) != arguments.end()) substitute_ += '+';
+        std::vector<std::string> safe;
+        for (std::string& argument : arguments) {
+            if (argument != plusSigns) {
+                safe.push_back(std::move(argument));
+            } else if (!safe.empty() && takesValue(app, safe.back())) {
+                safe.back() += "=++";  // an option's value is safe in one piece with the option
+            } else {
+                safe.push_back(substitute_);
+            }
+        }
+        arguments = std::move(safe);
+    }
+
+    void putBack(Operands& operands) const { std::ranges::replace(operands, substitute_, plusSigns); }
+
+private:
+    static constexpr const char* plusSigns = "++";
+
+    static bool takesValue(const CLI::App& app, const std::string& argument) {
+        if (!argument.starts_with("--")) return false;
+        const auto isValueOf = [&](const CLI::App& owner) {
+            const CLI::Option* option = owner.get_option_no_throw(argument);
+            return option != nullptr && option->get_items_expected_max() > 0;
+        };
+        return isValueOf(app) || std::ranges::any_of(app.get_subcommands(nullptr),
+                                                     [&](const CLI::App* command) { return isValueOf(*command); });
+    }
+
+    std::string substitute_ = "+++";
+};
+
+ExitCode parseAndRun(std::vector<std::string> arguments, Session& session, const std::vector<CommandAdder>& commands) {
+    // CLI11 sees only what stands before "--"; the rest are operands, whatever they look like.
+    const auto mark = std::ranges::find(arguments, "--");
+    Operands afterMark;
+    if (mark != arguments.end()) afterMark.assign(std::next(mark), arguments.end());
+    arguments.erase(mark, arguments.end());
+
+    CLI::App app{"Shows where disk space goes and helps to reclaim it safely.", "kestrel"};
+    app.formatter(std::make_shared<HelpFormatter>());
+    app.set_version_flag("--version",
+                         fmt::format("kestrel {}", reinterpret_cast<const char*>(KestrelCoreVersionString)));
+    app.require_subcommand(0, 1);
+    app.allow_extras();
+    app.footer("Everything after -- is taken as it is, so that a name may begin with a dash.\n\nExamples:\n"
+               "  kestrel scan ~/Downloads\n  kestrel scan --json /srv | python3 -m json.tool");
+    addGlobalOptions(app, session.options);
+    for (const CommandAdder add : commands) add(app, session);
+
+    const auto chosen = [&]() -> const CommandApp* {
+        const auto parsed = app.get_subcommands();
+        return parsed.empty() ? nullptr : dynamic_cast<const CommandApp*>(parsed.front());
+    };
+    const auto chosenName = [&] { return chosen() == nullptr ? std::string{} : chosen()->command().name; };
+    const PlusSigns plusSigns{arguments, app};
+    try {
+        std::ranges::reverse(arguments);  // as CLI11 takes them
+        app.parse(std::move(arguments));
+    } catch (const CLI::CallForHelp&) {
+        session.out << app.help();
+        return ExitCode::done;
+    } catch (const CLI::CallForVersion& version) {
+        session.out << version.what() << '\n';
+        return ExitCode::done;
+    } catch (const CLI::ParseError& error) {
+        return wrongUsage(session, error.what(), chosenName());
+    }
+
+    Operands operands = app.remaining(true);
+    plusSigns.putBack(operands);
+    const auto isOption = [](const std::string& text) { return text.size() > 1 && text.front() == '-'; };
+    if (const auto unknown = std::ranges::find_if(operands, isOption); unknown != operands.end()) {
+        return wrongUsage(
+            session, fmt::format("There is no option {}. (A name that begins with a dash goes after --.)", *unknown),
+            chosenName());
+    }
+    operands.insert(operands.end(), std::make_move_iterator(afterMark.begin()),
+                    std::make_move_iterator(afterMark.end()));
+    if (chosen() == nullptr) {
+        if (!operands.empty())
+            return wrongUsage(session, fmt::format("There is no command “{}”.", operands.front()), "");
+        session.out << shortHelp;
+        return ExitCode::done;
+    }
+    return runGuarded(*chosen(), operands, session);
+}
+
+}  // namespace
+
+CLI::App& addCommand(CLI::App& app, const Command& command, std::function<ExitCode(const Operands&)> run) {
+    auto added = std::make_shared<CommandApp>(command, std::move(run));
+    added->formatter(app.get_formatter());
+    return *app.add_subcommand(std::move(added));
+}
+
+ExitCode runCommandLine(std::vector<std::string> arguments, Session& session,
+                        const std::vector<CommandAdder>& commands) {
+    const ExitCode code = parseAndRun(std::move(arguments), session, commands);
+    if (session.flush()) return code;
+    session.say("The results could not be written.");
+    return combined(code, ExitCode::failed);
+}
+
+}  // namespace KestrelCLI

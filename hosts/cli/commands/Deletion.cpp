@@ -1,0 +1,287 @@
+#include "commands/Deletion.hpp"
+
+#include "output/ModelJSON.hpp"
+#include "output/Table.hpp"
+#include "output/TerminalText.hpp"
+#include "store/DeletionSnapshot.hpp"
+#include "store/StorePath.hpp"
+#include "terminal/Interruption.hpp"
+#include "terminal/Question.hpp"
+
+#include "KestrelCore/Base/Path.hpp"
+#include "KestrelCore/Deletion/DeletionPlan.hpp"
+#include "KestrelCore/Deletion/SafetyPolicy.hpp"
+#include "KestrelCore/Deletion/TrashReceipts.hpp"
+#include "KestrelCore/Platform/FileManager.hpp"
+
+#include <algorithm>
+#include <filesystem>
+#include <fmt/format.h>
+#include <unordered_set>
+#include <vector>
+
+namespace KestrelCLI {
+
+namespace {
+
+using namespace KestrelCore;
+
+constexpr const char* missingMessage = "The item no longer exists or cannot be inspected.";
+
+ExitCode codeOf(KestrelError::Case errorCase) {
+    return errorCase == KestrelError::Case::safetyViolation ? ExitCode::refused : ExitCode::failed;
+}
+
+/// One path of the command line on its way.
+struct PlannedItem {
+    Text path;
+    std::optional<FileRecord> record;
+    RiskLevel risk = RiskLevel::normal;
+    std::optional<Text> refusal;
+    ExitCode code = ExitCode::done;  ///< of the refusal: only the policy's count as such
+
+    PlannedItem& refuse(const Text& reason, ExitCode exitCode) {
+        refusal = reason;
+        code = exitCode;
+        return *this;
+    }
+};
+
+std::int64_t sumOf(std::int64_t a, std::int64_t b) {
+    std::int64_t sum = 0;
+    return __builtin_add_overflow(a, b, &sum) ? a : sum;
+}
+
+/// Whether the path's text stands for these bytes. A text with replacement characters is another item's name.
+bool isFaithful(const std::string& operand) {
+    const auto isText = [](const std::string& bytes) { return Text{bytes}.view() == bytes; };
+    if (operand.starts_with('/') || !isText(operand)) return isText(operand);
+    std::error_code error;
+    return isText(std::filesystem::current_path(error).string());
+}
+
+/// The places where the files of the store may be: beside the database as it is named, which may be a link, and beside
+/// the database itself. No item that is removed has a link in its path, so each is also given without.
+std::vector<Text> storePlaces(const Session& session) {
+    const std::filesystem::path named = storePath(session);
+    std::vector<Text> places{named.lexically_normal().string()};
+    std::error_code error;
+    const std::filesystem::path resolved = std::filesystem::weakly_canonical(named, error);
+    if (!error) places.emplace_back(resolved.string());
+    const std::filesystem::path folder = std::filesystem::weakly_canonical(named.parent_path(), error);
+    if (!error) places.emplace_back((folder / named.filename()).string());
+    return places;
+}
+
+PlannedItem planned(const std::string& operand, const std::optional<ScanSnapshot>& snapshot,
+                    const DeletionOptions& options, const std::vector<Text>& stores) {
+    PlannedItem item{.path = URL::fromPath(operand).standardized().path(), .record = {}, .refusal = {}};
+    if (operand.find('\0') != std::string::npos || operand.empty()) {
+        item.path = operand;
+        return item.refuse("The path is empty or holds a NUL.", ExitCode::failed);
+    }
+    if (!isFaithful(operand)) return item.refuse(missingMessage, ExitCode::failed);
+    const URL url = URL::fromPath(item.path);
+    item.risk = SafetyPolicy::risk(url);
+    if (const auto reason = SafetyPolicy::blockedReason(url)) return item.refuse(*reason, ExitCode::refused);
+    if (std::ranges::any_of(stores, [&](const Text& store) { return holdsStore(item.path, store); }))
+        return item.refuse("Kestrel’s own snapshot database is there; “kestrel clear” empties it.", ExitCode::refused);
+
+    // A canonically equal path with other bytes is another item.
+    if (snapshot) item.record = snapshot->record(item.path);
+    if (item.record && item.record->path().view() != item.path.view()) item.record.reset();
+    if (!item.record) item.record = DeletionPlan::freshRecord(item.path, *FileManager::standard());
+    if (!item.record) return item.refuse(missingMessage, ExitCode::failed);
+    // A saved rating may come from a tampered file; the stricter one holds.
+    item.risk = std::max(item.risk, item.record->risk());
+    if (const auto error = DeletionPlan::objection(*item.record))
+        return item.refuse(error->errorDescription(), codeOf(error->errorCase()));
+    if (item.risk == RiskLevel::blocked)
+        return item.refuse("The item was rated as blocked when scanned.", ExitCode::refused);
+    if (item.risk == RiskLevel::high && !options.includesHighRisk)
+        return item.refuse("The item is of high risk; --include-high-risk lets it go.", ExitCode::refused);
+    return item;
+}
+
+/// The plan for a person: each item, and on the next line why it is refused. Nothing is shortened, whatever the width
+/// of the terminal: what is agreed to must be seen whole. Names are escaped wherever they go to a terminal.
+void showPlan(const Session& session, std::ostream& out, bool isTerminal, const std::vector<PlannedItem>& plan) {
+    Table table{{{.title = "Size", .align = Table::Align::right}, {.title = "Risk"}, {.title = "Item"}}};
+    for (const PlannedItem& item : plan) {
+        const auto shown = [isTerminal](const Text& text) {
+            return isTerminal ? TerminalText::escaped(text.view()) : text.string();
+        };
+        table.addRow({{item.record ? session.size(item.record->displayBytes()) : "–"},
+                      {std::string{nameOf(item.risk)}},
+                      {shown(item.path), item.refusal ? Style::quiet : Style::plain}});
+        if (item.refusal) table.addRow({{""}, {""}, {"  Refused: " + shown(*item.refusal), Style::warning}});
+    }
+    table.write(out, 0, &out == &session.out && session.hasColor());
+}
+
+void writePlan(JSONOutput& json, const std::vector<PlannedItem>& plan) {
+    json.beginArray("plan");
+    for (const PlannedItem& item : plan) {
+        json.beginObject();
+        json.member("path", item.path.view());
+        if (item.record) json.member("displayBytes", item.record->displayBytes());
+        json.member("risk", nameOf(item.risk));
+        if (item.refusal) json.member("refusal", item.refusal->view());
+        json.endObject();
+    }
+    json.endArray();
+}
+
+void writeResults(JSONOutput& json, const std::vector<DeletionItemResult>& results) {
+    json.beginArray("results");
+    for (const DeletionItemResult& result : results) {
+        json.beginObject();
+        json.member("path", result.path.view());
+        json.member("succeeded", result.succeeded);
+        if (result.resultingPath) json.member("resultingPath", result.resultingPath->view());
+        json.member("message", result.message.view());
+        json.endObject();
+    }
+    json.endArray();
+}
+
+/// Bytes that go with the items. One that is given again, or lies below another one, counts once, whatever the order.
+std::int64_t reclaimedBytes(const std::vector<FileRecord>& records) {
+    std::unordered_set<std::string> paths;
+    for (const FileRecord& record : records) paths.insert(record.path().string());
+    const auto isBelowAnother = [&paths](const std::string& path) {
+        for (std::size_t end = path.rfind('/'); end != std::string::npos && end > 0; end = path.rfind('/', end - 1))
+            if (paths.contains(path.substr(0, end))) return true;
+        return false;
+    };
+    std::unordered_set<std::string> counted;
+    std::int64_t total = 0;
+    for (const FileRecord& record : records) {
+        const std::string path = record.path().string();
+        if (!isBelowAnother(path) && counted.insert(path).second)
+            total = sumOf(total, std::max<std::int64_t>(0, record.displayBytes()));
+    }
+    return total;
+}
+
+std::string itemCount(std::size_t count) { return count == 1 ? "1 item" : fmt::format("{} items", count); }
+
+/// What became of the items that the plan let pass.
+struct Execution {
+    std::vector<DeletionItemResult> results;  ///< of the items that were tried
+    std::vector<FileRecord> gone;
+    bool isInterrupted = false;
+};
+
+/// Lets the library do it, one item after the other, and tells a person of each at once.
+Execution execute(const Session& session, const std::vector<FileRecord>& records, DeletionMode mode,
+                  const std::optional<Text>& typed) {
+    Execution execution;
+    DeletionCoordinator coordinator{FileManager::standard()};
+    const TrashReceipts receipts{receiptsPath(session)};
+    execution.isInterrupted = Interruption::isRequested();
+    if (execution.isInterrupted) return execution;
+    execution.results = receipts.execute(coordinator, {records, mode, typed}, [&](const DeletionItemResult& result) {
+        if (!session.options.json) {
+            session.out << session.painted(result.succeeded ? Style::good : Style::bad,
+                                           fmt::format("{}: {}", session.shown(result.path.view()),
+                                                       session.shown(result.message.view())))
+                        << '\n';
+        }
+        return !Interruption::isRequested();
+    });
+    execution.isInterrupted = execution.results.size() < records.size();
+    for (std::size_t i = 0; i < execution.results.size(); ++i) {
+        if (execution.results[i].succeeded) execution.gone.push_back(records[i]);
+    }
+    return execution;
+}
+
+}  // namespace
+
+ExitCode exitCode(const DeletionItemResult& result) {
+    if (result.succeeded) return ExitCode::done;
+    return result.errorCase ? codeOf(*result.errorCase) : ExitCode::failed;
+}
+
+std::string receiptsPath(const Session& session) { return storePath(session) + "-receipts"; }
+
+bool holdsStore(const Text& path, const Text& store) {
+    for (const char* ending : {"", "-wal", "-shm", "-lock", "-journal", "-receipts"}) {
+        const Text part = Text::concatenating({store.view(), ending});
+        if (path == part || Path::isBeneath(part, path) || Path::isBeneath(path, part)) return true;
+    }
+    return false;
+}
+
+ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOptions& options) {
+    const bool isTrash = options.mode == DeletionMode::trash;
+    const std::optional<ScanSnapshot> snapshot = savedSnapshot(session);
+    const std::vector<Text> stores = storePlaces(session);
+
+    std::vector<PlannedItem> plan;
+    std::vector<FileRecord> records;
+    ExitCode code = ExitCode::done;
+    for (const std::string& path : paths) {
+        Interruption::check();
+        plan.push_back(planned(path, snapshot, options, stores));
+        code = combined(code, plan.back().code);
+        if (!plan.back().refusal) records.push_back(*plan.back().record);
+    }
+
+    // In JSON the plan is part of the object; a person who is asked still needs to see it first.
+    const bool asks = !options.isDryRun && !records.empty() && (isTrash ? !options.isConfirmed : !options.confirmation);
+    if (!session.options.json) {
+        showPlan(session, session.out, session.terminal.isOutput, plan);
+    } else if (asks) {
+        showPlan(session, session.messages, true, plan);
+    }
+    const std::string amount = fmt::format("{} ({})", itemCount(records.size()), session.size(reclaimedBytes(records)));
+
+    bool isDeclined = false;
+    std::optional<Text> typed;
+    if (asks && isTrash) {
+        isDeclined = !confirm(session, fmt::format("Move {} to the Trash?", amount), "--yes answers instead.");
+    } else if (asks) {
+        typed = ask(session, fmt::format("Type DELETE to remove {} for good:", amount),
+                    "--confirm DELETE answers instead.");
+    } else if (options.confirmation) {
+        typed = *options.confirmation;
+    }
+    if (isDeclined) {
+        session.say("Nothing was moved.");
+        code = combined(code, ExitCode::failed);
+    }
+
+    Execution execution;
+    if (!options.isDryRun && !isDeclined && !records.empty())
+        execution = execute(session, records, options.mode, typed);
+    std::vector<Text> gonePaths;
+    for (const FileRecord& record : execution.gone) gonePaths.push_back(record.path());
+    saveWithout(session, gonePaths);
+    for (const DeletionItemResult& result : execution.results) code = combined(code, exitCode(result));
+
+    const std::int64_t reclaimable = reclaimedBytes(options.isDryRun ? records : execution.gone);
+    if (session.options.json) {
+        JSONOutput json{session.out};
+        writePlan(json, plan);
+        writeResults(json, execution.results);
+        json.member("reclaimableBytes", reclaimable);
+        if (options.afterwards) options.afterwards(&json, gonePaths);
+        json.finish();
+    } else if (options.isDryRun) {
+        session.out << fmt::format("{} would go; nothing was touched.\n", amount);
+    } else if (!isDeclined) {
+        session.out << fmt::format("{} {} ({}).\n", isTrash ? "Moved" : "Removed", itemCount(gonePaths.size()),
+                                   session.size(reclaimable));
+        if (options.afterwards) options.afterwards(nullptr, gonePaths);
+    }
+    if (execution.isInterrupted) {
+        const std::size_t left = records.size() - execution.results.size();
+        session.say(fmt::format("Interrupted: {} left as they were.", itemCount(left)));
+        return ExitCode::interrupted;
+    }
+    return code;
+}
+
+}  // namespace KestrelCLI

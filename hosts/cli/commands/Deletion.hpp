@@ -1,0 +1,44 @@
+#pragma once
+
+#include "commands/Command.hpp"
+#include "output/ExitCode.hpp"
+#include "output/JSONOutput.hpp"
+#include "output/Session.hpp"
+
+#include "KestrelCore/Base/Text.hpp"
+#include "KestrelCore/Deletion/DeletionCoordinator.hpp"
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace KestrelCLI {
+
+/// How `trash` and `remove` were called.
+struct DeletionOptions {
+    KestrelCore::DeletionMode mode = KestrelCore::DeletionMode::trash;
+    bool isDryRun = false;
+    bool includesHighRisk = false;
+    bool isConfirmed = false;                   ///< --yes, for the Trash
+    std::optional<std::string> confirmation{};  ///< --confirm, for a permanent removal
+    /// What else there is to say at the end: into the open JSON object, or, where that
+    /// is null, as text. Gets the paths of what is gone. May be empty.
+    std::function<void(JSONOutput* json, const std::vector<KestrelCore::Text>& gone)> afterwards{};
+};
+
+/// Shows what would go and what would not, asks, lets the library do it, and shows each result. The paths are the
+/// saved snapshot's where it has them; the snapshot is saved again without what is gone.
+[[nodiscard]] ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOptions& options);
+
+/// What the program's end tells of one result.
+[[nodiscard]] ExitCode exitCode(const KestrelCore::DeletionItemResult& result);
+
+/// Where the receipts of what `trash` moved away are kept: beside the snapshot database.
+[[nodiscard]] std::string receiptsPath(const Session& session);
+
+/// Whether removing `path` (absolute, standardised) would take the snapshot database at `store` or a file that belongs
+/// to it.
+[[nodiscard]] bool holdsStore(const KestrelCore::Text& path, const KestrelCore::Text& store);
+
+}  // namespace KestrelCLI

@@ -1,0 +1,81 @@
+#include "commands/Commands.hpp"
+
+#include "commands/WholeNumber.hpp"
+#include "output/ByteFormat.hpp"
+#include "output/JSONOutput.hpp"
+#include "output/ModelJSON.hpp"
+#include "output/SizeTree.hpp"
+#include "store/SavedSnapshot.hpp"
+#include "terminal/Interruption.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+
+using namespace KestrelCore;
+
+namespace KestrelCLI {
+
+namespace {
+
+struct ListOptions {
+    bool all = false;
+    std::optional<std::size_t> limit;
+};
+
+/// As many as fit one look, unless more or fewer are asked for.
+constexpr std::size_t usualLimit = 50;
+
+ExitCode list(const Session& session, const ListOptions& options, const Operands& operands) {
+    const ScanSnapshot snapshot = loadSavedSnapshot(session);
+    const std::string root = snapshot.scope().root.path().string();
+    const FileRecord folder = recordNamed(snapshot, operands.empty() ? root : operands.front());
+    if (!folder.isContainer()) {
+        throw std::runtime_error{fmt::format("{} is not a folder.", folder.path().view())};
+    }
+    std::vector<FileRecord> children = snapshot.children(folder.path());
+    Interruption::check();
+    const std::size_t found = children.size();
+    // A script gets everything unless it sets a limit itself.
+    const std::size_t limit =
+        options.all || session.options.json ? options.limit.value_or(found) : options.limit.value_or(usualLimit);
+    if (session.options.json) {
+        children.erase(children.begin() + static_cast<std::ptrdiff_t>(std::min(found, limit)), children.end());
+        JSONOutput json{session.out};
+        writeSnapshot(json, "snapshot", snapshot);
+        json.member("path", folder.path().view());
+        json.beginArray("children");
+        for (const FileRecord& child : children) writeRecord(json, child);
+        json.endArray();
+        json.finish();
+        return ExitCode::done;
+    }
+    writeAge(session, snapshot);
+    writeTree(session, folderListing(folder, children, limit), folder.displayBytes());
+    if (found == 0) session.out << "  (nothing in it)\n";
+    return ExitCode::done;
+}
+
+}  // namespace
+
+void addListCommand(CLI::App& app, Session& session) {
+    const auto options = std::make_shared<ListOptions>();
+    CLI::App& command = addCommand(
+        app,
+        {.name = "list",
+         .operands = "[PATH]",
+         .description = "Shows a folder of the saved scan, largest first (default: the whole scan's top folder).",
+         .examples = {"kestrel list", "kestrel list ~/Downloads --limit 10", "kestrel list --all --json /srv"},
+         .mostOperands = 1},
+        [&session, options](const Operands& operands) { return list(session, *options, operands); });
+    CLI::Option* all = command.add_flag("--all", options->all, "Show every item");
+    command.add_option("--limit", options->limit, fmt::format("Show at most N items (default: {})", usualLimit))
+        ->type_name("N")
+        ->transform(wholeNumber())
+        ->excludes(all);
+}
+
+}  // namespace KestrelCLI

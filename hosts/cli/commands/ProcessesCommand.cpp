@@ -1,0 +1,145 @@
+#include "commands/Commands.hpp"
+#include "commands/Interval.hpp"
+#include "commands/WholeNumber.hpp"
+#include "output/JSONOutput.hpp"
+#include "output/ProcessList.hpp"
+#include "output/Table.hpp"
+#include "output/TerminalText.hpp"
+#include "terminal/Interruption.hpp"
+
+#include "KestrelCore/Metrics/SystemMetrics.hpp"
+
+#include <fmt/format.h>
+
+#include <chrono>
+#include <cstdint>
+#include <limits>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace KestrelCLI {
+
+namespace {
+
+using KestrelCore::ProcessSample;
+using KestrelCore::ProcessSampler;
+using namespace std::chrono_literals;
+
+using Processes = std::vector<ProcessSample>;
+
+/// How long the wait for a sample may last before signals are looked at again.
+constexpr std::chrono::milliseconds pollInterval = 100ms;
+/// Long enough for the clock of a process to show what it does, short enough to wait for.
+constexpr const char* shortestLook = "500ms";
+
+struct ProcessesOptions {
+    ProcessOrder order = ProcessOrder::cpu;
+    std::optional<std::string> every;
+    std::optional<std::uint64_t> count;
+    std::optional<std::uint64_t> limit;
+};
+
+void printJSON(const Session& session, const Processes& processes) {
+    JSONOutput json{session.out};
+    json.beginArray("processes");
+    for (const ProcessSample& process : processes) {
+        json.beginObject();
+        json.member("id", process.id);
+        json.member("name", process.name.view());
+        if (process.executablePath) json.member("executablePath", process.executablePath->view());
+        json.member("cpuPercent", process.cpuPercent);
+        json.member("residentBytes", process.residentBytes);
+        json.member("virtualBytes", process.virtualBytes);
+        json.member("threadCount", process.threadCount);
+        json.member("runningThreadCount", process.runningThreadCount);
+        json.member("priority", process.priority);
+        json.endObject();
+    }
+    json.endArray();
+    json.finish();
+}
+
+void printTable(const Session& session, const Processes& processes) {
+    Table table{{{.title = "PID", .align = Table::Align::right},
+                 {.title = "CPU %", .align = Table::Align::right},
+                 {.title = "memory", .align = Table::Align::right},
+                 {.title = "threads", .align = Table::Align::right},
+                 {.title = "name", .shrinks = true},
+                 {.title = "executable", .shrinks = true}}};
+    for (const ProcessSample& process : processes) {
+        const std::string path = process.executablePath ? process.executablePath->string() : std::string{};
+        table.addRow({{fmt::to_string(process.id)},
+                      {fmt::format("{:.1f}", process.cpuPercent)},
+                      {session.size(process.residentBytes)},
+                      {fmt::to_string(process.threadCount)},
+                      // Escaped in a pipe too: a name with a newline would break the table.
+                      {TerminalText::escaped(process.name.view())},
+                      {TerminalText::escaped(path), Style::quiet}});
+    }
+    table.write(session.out, session.columns(), session.hasColor());
+}
+
+ExitCode printLists(const Session& session, const ProcessesOptions& options) {
+    constexpr std::uint64_t forever = std::numeric_limits<std::uint64_t>::max();
+    const std::uint64_t count = options.count.value_or(options.every ? forever : 1);
+    ProcessSampler sampler;
+    // Processor use is a rate, so the first sample only begins it.
+    auto lists = sampler.stream(intervalOption(options.every.value_or(shortestLook)));
+    bool isFirst = true;
+    for (std::uint64_t printed = 0; printed < count;) {
+        Interruption::check();
+        auto next = lists.next(pollInterval);
+        if (!std::holds_alternative<Processes>(next)) continue;
+        if (std::exchange(isFirst, false)) continue;
+        Processes& processes = std::get<Processes>(next);
+        sortProcesses(processes, options.order);
+        if (options.limit && *options.limit < processes.size()) processes.resize(*options.limit);
+        if (session.options.json) {
+            printJSON(session, processes);
+        } else {
+            if (printed > 0) session.out << '\n';
+            printTable(session, processes);
+        }
+        ++printed;
+        if (!session.flush()) return ExitCode::failed;
+    }
+    return ExitCode::done;
+}
+
+}  // namespace
+
+void addProcessesCommand(CLI::App& app, Session& session) {
+    const auto options = std::make_shared<ProcessesOptions>();
+    CLI::App& command = addCommand(app,
+                                   {.name = "processes",
+                                    .operands = "",
+                                    .description = "Lists the processes with their processor use, memory and threads.",
+                                    .examples = {"kestrel processes --limit 10", "kestrel processes --sort memory",
+                                                 "kestrel processes --json --every 2s --count 5"}},
+                                   [&session, options](const Operands&) { return printLists(session, *options); });
+    const std::map<std::string, ProcessOrder> orders{
+        {"cpu", ProcessOrder::cpu}, {"memory", ProcessOrder::memory}, {"name", ProcessOrder::name}};
+    command.add_option("--sort", options->order, "Order: cpu (the default), memory or name")
+        ->type_name("KEY")
+        ->transform(CLI::Transformer(orders))
+        ->option_text("KEY");
+    command
+        .add_option("--every", options->every,
+                    "List again and again, with that time between two samples (without it, one list over 500ms)")
+        ->type_name("TIME");
+    command.add_option("--count", options->count, "How many lists (default: 1, or until stopped with --every)")
+        ->type_name("N")
+        ->transform(wholeNumber())
+        ->option_text("N");
+    command.add_option("--limit", options->limit, "At most that many processes")
+        ->type_name("N")
+        ->transform(wholeNumber())
+        ->option_text("N");
+}
+
+}  // namespace KestrelCLI

@@ -1,0 +1,124 @@
+#include "commands/Commands.hpp"
+
+#include "commands/Deletion.hpp"
+#include "output/ModelJSON.hpp"
+#include "output/Table.hpp"
+#include "terminal/Interruption.hpp"
+
+#include "KestrelCore/Deletion/TrashReceipts.hpp"
+
+#include <algorithm>
+#include <cctype>
+#include <fmt/format.h>
+#include <vector>
+
+namespace KestrelCLI {
+
+namespace {
+
+using KestrelCore::DeletionItemResult;
+using KestrelCore::TrashReceipt;
+using KestrelCore::TrashReceipts;
+
+/// Enough of an identifier to tell receipts apart when they are listed.
+constexpr std::size_t shownDigits = 8;
+
+/// The one receipt whose identifier begins with `text`, in either case.
+const TrashReceipt& receiptNamed(const std::vector<TrashReceipt>& receipts, std::string text) {
+    std::ranges::transform(text, text.begin(), [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    const TrashReceipt* found = nullptr;
+    for (const TrashReceipt& receipt : receipts) {
+        if (text.empty() || !receipt.id.uuidString().starts_with(text)) continue;
+        if (found != nullptr) throw UsageError{fmt::format("More than one receipt begins with “{}”.", text)};
+        found = &receipt;
+    }
+    if (found == nullptr) throw UsageError{fmt::format("There is no receipt “{}”.", text)};
+    return *found;
+}
+
+void writeReceipts(JSONOutput& json, const std::vector<TrashReceipt>& receipts) {
+    json.beginArray("receipts");
+    for (const TrashReceipt& receipt : receipts) {
+        const auto place = TrashReceipts::presentPlace(receipt);
+        json.beginObject();
+        json.member("id", receipt.id.uuidString());
+        json.member("path", receipt.path.view());
+        const auto& shown = place ? place : receipt.resultingPath;
+        if (shown) json.member("resultingPath", shown->view());
+        writeDate(json, "trashedAt", receipt.trashedAt);
+        json.member("present", place.has_value());
+        json.endObject();
+    }
+    json.endArray();
+}
+
+void showReceipts(const Session& session, const std::vector<TrashReceipt>& receipts) {
+    if (receipts.empty()) {
+        session.out << "Nothing was moved to the Trash from here.\n";
+        return;
+    }
+    Table table{
+        {{.title = "Receipt"}, {.title = "Moved"}, {.title = "In the Trash"}, {.title = "From", .shrinks = true}}};
+    for (const TrashReceipt& receipt : receipts) {
+        const bool isPresent = TrashReceipts::presentPlace(receipt).has_value();
+        table.addRow({{receipt.id.uuidString().substr(0, shownDigits)},
+                      {receipt.trashedAt.rfc3339()},
+                      {isPresent ? "yes" : "no", isPresent ? Style::good : Style::quiet},
+                      {session.shown(receipt.path.view())}});
+    }
+    table.write(session.out, session.columns(), session.hasColor());
+}
+
+ExitCode run(Session& session, const Operands& names) {
+    const TrashReceipts store{receiptsPath(session)};
+    const std::vector<TrashReceipt> receipts = store.receipts();
+    std::vector<TrashReceipt> chosen;
+    for (const std::string& name : names) chosen.push_back(receiptNamed(receipts, name));
+
+    std::optional<JSONOutput> json;
+    if (session.options.json) {
+        json.emplace(session.out);
+        writeReceipts(*json, names.empty() ? receipts : chosen);
+        json->beginArray("results");
+    } else if (names.empty()) {
+        showReceipts(session, receipts);
+    }
+    ExitCode code = ExitCode::done;
+    for (const TrashReceipt& receipt : chosen) {
+        if (Interruption::isRequested()) {
+            code = ExitCode::interrupted;
+            break;
+        }
+        const DeletionItemResult result = store.restore(receipt);
+        code = combined(code, exitCode(result));
+        if (json) {
+            json->beginObject();
+            json->member("path", result.path.view());
+            json->member("succeeded", result.succeeded);
+            if (result.resultingPath) json->member("resultingPath", result.resultingPath->view());
+            json->member("message", result.message.view());
+            json->endObject();
+        } else {
+            session.out << session.shown(result.path.view()) << ": " << session.shown(result.message.view()) << '\n';
+        }
+    }
+    if (json) {
+        json->endArray();
+        json->finish();
+    }
+    return code;
+}
+
+}  // namespace
+
+void addRestoreCommand(CLI::App& app, Session& session) {
+    addCommand(app,
+               {.name = "restore",
+                .operands = "[RECEIPT…]",
+                .description = "Lists what “kestrel trash” moved away, or puts it back; never overwrites.",
+                .examples = {"kestrel restore", "kestrel restore 1B4E28BA"},
+                .mostOperands = Command::unlimited},
+               [&session](const Operands& names) { return run(session, names); });
+}
+
+}  // namespace KestrelCLI

@@ -1,0 +1,37 @@
+#include "commands/ScanRoot.hpp"
+
+#include "KestrelCore/Base/PlatformError.hpp"
+#include "KestrelCore/Base/URL.hpp"
+#include "KestrelCore/Model/KestrelError.hpp"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <system_error>
+
+using namespace KestrelCore;
+
+namespace KestrelCLI {
+
+ScanRoot resolveScanRoot(const std::string& name) {
+    std::error_code error;
+    const std::filesystem::path real = std::filesystem::canonical(name, error);
+    if (error) {
+        throw KestrelError::unavailable(
+            fmt::format("{}: {}", name.empty() ? "The empty name" : name, systemErrorText(error.value()).view()));
+    }
+    const Text path{real.native()};
+    if (path.view() != real.native()) {
+        throw KestrelError::unavailable(
+            fmt::format("The name of {} is not UTF-8. Scan the folder above it instead.", path.view()));
+    }
+    const bool isDirectory = std::filesystem::is_directory(real, error);
+    // What the name means by text alone: another answer means that a link was followed.
+    const Text textual = Path::standardized(URL::fromPath(name).path());
+    return {.scope = ScanScope{URL::fromPath(path, isDirectory)}, .wasLink = textual.view() != path.view()};
+}
+
+}  // namespace KestrelCLI

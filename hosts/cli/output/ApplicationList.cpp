@@ -1,0 +1,132 @@
+#include "output/ApplicationList.hpp"
+
+#include "output/ByteFormat.hpp"
+#include "output/Table.hpp"
+
+#include "KestrelCore/Base/NaturalOrder.hpp"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <iterator>
+#include <string>
+
+using namespace KestrelCore;
+
+namespace KestrelCLI {
+
+namespace {
+
+std::string versionOf(const ApplicationRecord& application) {
+    return application.version ? application.version->string() : std::string{};
+}
+
+std::string countOf(std::size_t number, std::string_view one, std::string_view many) {
+    return fmt::format("{} {}", ByteFormat::count(static_cast<std::int64_t>(number)), number == 1 ? one : many);
+}
+
+}  // namespace
+
+std::vector<ApplicationRecord> applicationsNamed(std::string_view name,
+                                                 const std::vector<ApplicationRecord>& applications) {
+    const Text wanted = Text{name}.folded();
+    std::vector<ApplicationRecord> found;
+    std::copy_if(applications.begin(), applications.end(), std::back_inserter(found),
+                 [&wanted](const ApplicationRecord& application) {
+                     return application.displayName.folded() == wanted ||
+                            (application.bundleIdentifier && application.bundleIdentifier->folded() == wanted);
+                 });
+    if (!found.empty()) return found;
+    std::copy_if(
+        applications.begin(), applications.end(), std::back_inserter(found),
+        [&wanted](const ApplicationRecord& application) { return application.displayName.folded().contains(wanted); });
+    return found;
+}
+
+void sortApplications(std::vector<ApplicationRecord>& applications, ApplicationOrder order) {
+    std::stable_sort(applications.begin(), applications.end(),
+                     [order](const ApplicationRecord& a, const ApplicationRecord& b) {
+                         if (order == ApplicationOrder::size && a.estimatedBytes() != b.estimatedBytes())
+                             return a.estimatedBytes() > b.estimatedBytes();
+                         return NaturalOrder::compare(a.displayName, b.displayName) < 0;
+                     });
+}
+
+void showApplications(const Session& session, const std::vector<ApplicationRecord>& applications) {
+    Table table{{{.title = "LEFT BEHIND", .align = Table::Align::right},
+                 {.title = "APPLICATION", .shrinks = true},
+                 {.title = "VERSION"},
+                 {.title = "IDENTIFIER", .shrinks = true}}};
+    std::int64_t bytes = 0;
+    std::size_t residues = 0;
+    for (const ApplicationRecord& application : applications) {
+        const std::int64_t estimate = application.estimatedBytes();
+        bytes += estimate;
+        residues += application.residues.size();
+        const std::string identifier =
+            application.bundleIdentifier ? application.bundleIdentifier->string() : std::string{};
+        table.addRow({{application.residues.empty() ? std::string{} : session.size(estimate)},
+                      {session.shown(application.displayName.view())},
+                      {session.shown(versionOf(application)), Style::quiet},
+                      {session.shown(identifier), Style::quiet}});
+    }
+    table.write(session.out, session.columns(), session.hasColor());
+    session.out << '\n'
+                << countOf(applications.size(), "application", "applications") << ", "
+                << countOf(residues, "residue", "residues") << ", " << session.size(bytes) << '\n';
+}
+
+void showResidues(const Session& session, const std::vector<ApplicationRecord>& applications) {
+    bool isFirst = true;
+    for (const ApplicationRecord& application : applications) {
+        if (!isFirst) session.out << '\n';
+        isFirst = false;
+        const std::string version = versionOf(application);
+        session.out << session.painted(Style::heading, session.shown(application.displayName.view()))
+                    << (version.empty() ? "" : " ") << session.shown(version) << '\n'
+                    << session.shown(application.url.path().view()) << '\n';
+        if (application.residues.empty()) {
+            session.out << "Nothing was left behind.\n";
+            continue;
+        }
+        Table table{{{.title = "SIZE", .align = Table::Align::right},
+                     {.title = "RESIDUE", .shrinks = true},
+                     {.title = "CHOSEN"},
+                     {.title = "WHY", .shrinks = true}}};
+        for (const ResidueCandidate& residue : application.residues) {
+            table.addRow({{session.size(residue.allocatedBytes)},
+                          {session.shown(residue.url.path().view())},
+                          {residue.selectedByDefault() ? "yes" : "no",
+                           residue.selectedByDefault() ? Style::plain : Style::quiet},
+                          {session.shown(residue.evidence.view()), Style::quiet}});
+        }
+        table.write(session.out, session.columns(), session.hasColor());
+    }
+}
+
+void writeApplications(JSONOutput& json, const std::vector<ApplicationRecord>& applications) {
+    json.beginArray("applications");
+    for (const ApplicationRecord& application : applications) {
+        json.beginObject();
+        json.member("name", application.displayName.view());
+        if (application.bundleIdentifier) json.member("identifier", application.bundleIdentifier->view());
+        if (application.version) json.member("version", application.version->view());
+        json.member("path", application.url.path().view());
+        json.member("estimatedBytes", application.estimatedBytes());
+        json.beginArray("residues");
+        for (const ResidueCandidate& residue : application.residues) {
+            json.beginObject();
+            json.member("path", residue.url.path().view());
+            json.member("allocatedBytes", residue.allocatedBytes);
+            json.member("confidence", rawValue(residue.confidence).view());
+            json.member("evidence", residue.evidence.view());
+            json.member("selectedByDefault", residue.selectedByDefault());
+            json.endObject();
+        }
+        json.endArray();
+        json.endObject();
+    }
+    json.endArray();
+}
+
+}  // namespace KestrelCLI

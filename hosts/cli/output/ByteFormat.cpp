@@ -1,0 +1,52 @@
+#include "output/ByteFormat.hpp"
+
+#include <fmt/format.h>
+
+#include <array>
+
+namespace KestrelCLI {
+
+namespace {
+
+/// The magnitude, also of the smallest integer, whose negation does not fit.
+std::uint64_t magnitude(std::int64_t value) {
+    return value < 0 ? 0 - static_cast<std::uint64_t>(value) : static_cast<std::uint64_t>(value);
+}
+
+}  // namespace
+
+std::string ByteFormat::rounded(std::int64_t bytes) {
+    static constexpr std::array units{"kB", "MB", "GB", "TB", "PB", "EB"};
+    const std::uint64_t whole = magnitude(bytes);
+    const char* sign = bytes < 0 ? "-" : "";
+    if (whole < 1000) return fmt::format("{}{} B", sign, whole);
+    double value = static_cast<double>(whole) / 1000;
+    std::size_t unit = 0;
+    // 999.5 would be written as "1000": such a value belongs to the next unit.
+    while (value >= 999.5 && unit + 1 < units.size()) {
+        value /= 1000;
+        ++unit;
+    }
+    const int decimals = value < 9.995 ? 2 : value < 99.95 ? 1 : 0;
+    return fmt::format("{}{:.{}f} {}", sign, value, decimals, units[unit]);
+}
+
+std::string ByteFormat::exact(std::int64_t bytes) { return fmt::format("{} B", bytes); }
+
+std::string ByteFormat::count(std::int64_t number) {
+    std::string digits = fmt::format("{}", magnitude(number));
+    for (std::size_t place = digits.size(); place > 3;) {
+        place -= 3;
+        digits.insert(place, 1, ',');
+    }
+    return number < 0 ? "-" + digits : digits;
+}
+
+std::string ByteFormat::share(std::int64_t part, std::int64_t whole) {
+    if (part <= 0 || whole <= 0) return "0 %";
+    const double percent = static_cast<double>(part) / static_cast<double>(whole) * 100;
+    if (percent < 0.1) return "<0.1 %";
+    return fmt::format("{:.1f} %", percent);
+}
+
+}  // namespace KestrelCLI

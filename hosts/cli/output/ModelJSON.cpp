@@ -1,0 +1,64 @@
+#include "output/ModelJSON.hpp"
+
+using namespace KestrelCore;
+
+namespace KestrelCLI {
+
+std::string_view nameOf(FileKind kind) {
+    switch (kind) {
+    case FileKind::file: return "file";
+    case FileKind::directory: return "directory";
+    case FileKind::package: return "package";
+    case FileKind::symbolicLink: return "symbolicLink";
+    case FileKind::other: break;
+    }
+    return "other";
+}
+
+std::string_view nameOf(RiskLevel level) {
+    switch (level) {
+    case RiskLevel::normal: return "normal";
+    case RiskLevel::caution: return "caution";
+    case RiskLevel::high: return "high";
+    case RiskLevel::blocked: break;
+    }
+    return "blocked";
+}
+
+void writeRecordMembers(JSONOutput& json, const FileRecord& record) {
+    json.member("path", record.path().view());
+    json.member("name", record.name().view());
+    json.member("kind", nameOf(record.kind()));
+    json.member("displayBytes", record.displayBytes());
+    json.member("logicalBytes", record.logicalBytes());
+    json.member("allocatedBytes", record.allocatedBytes());
+    if (record.modifiedAt()) writeDate(json, "modifiedAt", *record.modifiedAt());
+    json.member("fileExtension", record.fileExtension().view());
+    json.member("isHidden", record.isHidden());
+    json.member("isCloudPlaceholder", record.isCloudPlaceholder());
+    json.member("isHardLinkDuplicate", record.isHardLinkDuplicate());
+    json.member("risk", nameOf(record.risk()));
+}
+
+void writeRecord(JSONOutput& json, const FileRecord& record) {
+    json.beginObject();
+    writeRecordMembers(json, record);
+    json.endObject();
+}
+
+void writeSnapshot(JSONOutput& json, std::string_view key, const ScanSnapshot& snapshot) {
+    json.beginObject(key);
+    json.member("id", snapshot.id().uuidString());
+    json.member("root", snapshot.scope().root.path().view());
+    json.member("displayName", snapshot.scope().displayName.view());
+    writeDate(json, "startedAt", snapshot.startedAt());
+    writeDate(json, "completedAt", snapshot.completedAt());
+    json.member("records", snapshot.records().size());
+    json.member("issues", snapshot.issues().size());
+    json.member("totalAllocatedBytes", snapshot.totalAllocatedBytes());
+    json.endObject();
+}
+
+void writeDate(JSONOutput& json, std::string_view key, const Date& date) { json.member(key, date.rfc3339()); }
+
+}  // namespace KestrelCLI

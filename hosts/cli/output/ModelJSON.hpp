@@ -1,0 +1,28 @@
+#pragma once
+
+#include "output/JSONOutput.hpp"
+
+#include "KestrelCore/Base/Date.hpp"
+#include "KestrelCore/Base/Text.hpp"
+#include "KestrelCore/Model/FileKind.hpp"
+#include "KestrelCore/Model/FileRecord.hpp"
+#include "KestrelCore/Model/RiskLevel.hpp"
+#include "KestrelCore/Snapshot/ScanSnapshot.hpp"
+
+#include <string_view>
+
+namespace KestrelCLI {
+
+[[nodiscard]] std::string_view nameOf(KestrelCore::FileKind kind);
+[[nodiscard]] std::string_view nameOf(KestrelCore::RiskLevel level);
+
+/// The members of a record, into the object that is open: a command may add its own before or after.
+void writeRecordMembers(JSONOutput& json, const KestrelCore::FileRecord& record);
+/// A record as an element of the array that is open.
+void writeRecord(JSONOutput& json, const KestrelCore::FileRecord& record);
+/// The member `key` with the snapshot's summary: identity, root, dates, how many records and issues, total size.
+void writeSnapshot(JSONOutput& json, std::string_view key, const KestrelCore::ScanSnapshot& snapshot);
+/// The member `key` with an RFC 3339 date in UTC.
+void writeDate(JSONOutput& json, std::string_view key, const KestrelCore::Date& date);
+
+}  // namespace KestrelCLI

@@ -1,0 +1,26 @@
+#include "output/ProcessList.hpp"
+
+#include <algorithm>
+
+namespace KestrelCLI {
+
+using KestrelCore::ProcessSample;
+
+void sortProcesses(std::vector<ProcessSample>& processes, ProcessOrder order) {
+    std::ranges::sort(processes, [order](const ProcessSample& a, const ProcessSample& b) {
+        switch (order) {
+        case ProcessOrder::cpu:
+            if (a.cpuPercent != b.cpuPercent) return a.cpuPercent > b.cpuPercent;
+            break;
+        case ProcessOrder::memory:
+            if (a.residentBytes != b.residentBytes) return a.residentBytes > b.residentBytes;
+            break;
+        case ProcessOrder::name:
+            if (const auto compared = a.name <=> b.name; compared != 0) return compared < 0;
+            break;
+        }
+        return a.id < b.id;
+    });
+}
+
+}  // namespace KestrelCLI

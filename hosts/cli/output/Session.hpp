@@ -1,0 +1,59 @@
+#pragma once
+
+#include "output/ExitCode.hpp"
+#include "output/Terminal.hpp"
+
+#include <cstdint>
+#include <optional>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace KestrelCLI {
+
+enum class ColorChoice { automatic, always, never };
+
+/// Options that every command takes, before or after its name.
+struct GlobalOptions {
+    std::optional<std::string> store;  ///< the snapshot database, as the user named it
+    bool json = false;                 ///< one JSON object instead of a text for people
+    bool exactBytes = false;           ///< sizes to the byte
+    ColorChoice color = ColorChoice::automatic;
+};
+
+/// What all commands share in one run of the program: where they write, what they know of the terminal, what was asked
+/// of all of them. Used from the main thread only.
+struct Session {
+    std::ostream& out;       ///< results, and nothing else
+    std::ostream& messages;  ///< progress, warnings and questions
+    Terminal terminal;
+    GlobalOptions options;
+
+    /// A text from outside as a result: with visible escapes on a terminal, as it is elsewhere.
+    [[nodiscard]] std::string shown(std::string_view text) const;
+    /// A size for a person: rounded, or exact with --bytes.
+    [[nodiscard]] std::string size(std::int64_t bytes) const;
+    /// Whether results (or, of `messages`, progress and warnings) are coloured.
+    [[nodiscard]] bool hasColor() const;
+    [[nodiscard]] bool hasColorInMessages() const;
+    /// A text in the colour of its style, for standard output.
+    [[nodiscard]] std::string painted(Style style, std::string_view text) const;
+    /// The width to stay within when results are shown; 0, no limit, when standard output is not a terminal.
+    [[nodiscard]] std::size_t columns() const { return terminal.isOutput ? terminal.columns : 0; }
+
+    /// One line on standard error, "kestrel: " before it; escaped, so any text may stand in it.
+    void say(std::string_view message) const;
+
+    /// Hands on what was written; false when standard output no longer takes it (closed pipe, full disk). A command
+    /// that runs for long asks after each piece and ends.
+    [[nodiscard]] bool flush() const;
+};
+
+/// The command line asks for something that does not exist, or lacks something: exit code 2 and one line.
+class UsageError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+}  // namespace KestrelCLI

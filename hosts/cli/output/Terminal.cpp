@@ -1,0 +1,74 @@
+#include "output/Terminal.hpp"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace KestrelCLI {
+
+namespace {
+
+constexpr std::size_t fewestColumns = 20;
+constexpr std::size_t usualColumns = 80;
+
+std::string_view sequence(Style style) {
+    switch (style) {
+    case Style::heading: return "\x1b[1m";
+    case Style::folder: return "\x1b[34m";
+    case Style::quiet: return "\x1b[2m";
+    case Style::bar: return "\x1b[36m";
+    case Style::good: return "\x1b[32m";
+    case Style::warning: return "\x1b[33m";
+    case Style::bad: return "\x1b[31m";
+    case Style::match: return "\x1b[1;33m";
+    case Style::plain:
+    case Style::file: break;
+    }
+    return {};
+}
+
+}  // namespace
+
+Terminal Terminal::ofThisProcess() {
+    return {.isInput = isatty(STDIN_FILENO) == 1,
+            .isOutput = isatty(STDOUT_FILENO) == 1,
+            .isMessages = isatty(STDERR_FILENO) == 1,
+            .columns = currentColumns()};
+}
+
+std::size_t Terminal::currentColumns() {
+    for (const int descriptor : {STDOUT_FILENO, STDERR_FILENO}) {
+        winsize size{};
+        // A terminal that has not been told its width says 0.
+        if (ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {
+            return std::max<std::size_t>(size.ws_col, fewestColumns);
+        }
+    }
+    return usualColumns;
+}
+
+std::string painted(Style style, std::string_view text, bool hasColor) {
+    const std::string_view begin = sequence(style);
+    if (!hasColor || begin.empty()) return std::string{text};
+    std::string out{begin};
+    out += text;
+    out += "\x1b[0m";
+    return out;
+}
+
+std::string bar(double fraction, std::size_t columns) {
+    static constexpr std::array partial{"", "▏", "▎", "▍", "▌", "▋", "▊", "▉"};
+    const double clamped = std::isnan(fraction) ? 0 : std::clamp(fraction, 0.0, 1.0);
+    const auto eighths = static_cast<std::size_t>(std::lround(clamped * static_cast<double>(columns) * 8));
+    std::string out;
+    for (std::size_t column = 0; column < eighths / 8; ++column) out += "█";
+    out += partial[eighths % 8];
+    const std::size_t used = eighths / 8 + (eighths % 8 > 0 ? 1 : 0);
+    out.append(columns - used, ' ');
+    return out;
+}
+
+}  // namespace KestrelCLI

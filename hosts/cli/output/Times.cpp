@@ -1,0 +1,41 @@
+#include "output/Times.hpp"
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include <array>
+#include <cmath>
+#include <ctime>
+
+using namespace KestrelCore;
+
+namespace KestrelCLI {
+
+std::string age(Date then, Date now) {
+    const double seconds = now.secondsSinceReferenceDate - then.secondsSinceReferenceDate;
+    if (!(seconds >= 0)) return "in the future";
+    if (seconds < 60) return "just now";
+    struct Unit {
+        double seconds;
+        const char* name;
+    };
+    static constexpr std::array units{Unit{60, "minute"}, Unit{3600, "hour"}, Unit{86400, "day"}};
+    const Unit* unit = units.data();
+    for (const Unit& larger : units) {
+        if (seconds >= larger.seconds) unit = &larger;
+    }
+    const double count = std::floor(seconds / unit->seconds);
+    return fmt::format("{:.0f} {}{} ago", count, unit->name, count == 1 ? "" : "s");
+}
+
+std::string localTime(Date date) {
+    constexpr double farthest = 2e11;  // some six thousand years
+    const double seconds = date.secondsSince1970();
+    if (!(std::fabs(seconds) < farthest)) return date.rfc3339();
+    const auto whole = static_cast<std::time_t>(std::floor(seconds));
+    std::tm local{};
+    if (localtime_r(&whole, &local) == nullptr) return date.rfc3339();
+    return fmt::format("{:%Y-%m-%d %H:%M}", local);
+}
+
+}  // namespace KestrelCLI

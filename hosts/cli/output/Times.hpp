@@ -1,0 +1,16 @@
+#pragma once
+
+#include "KestrelCore/Base/Date.hpp"
+
+#include <string>
+
+namespace KestrelCLI {
+
+/// How long before `now` it was, in one unit: "just now", "1 minute ago", "3 days ago"; "in the future" for what the
+/// clock has not reached.
+[[nodiscard]] std::string age(KestrelCore::Date then, KestrelCore::Date now);
+
+/// The day and minute by the local clock: "2026-11-21 09:30".
+[[nodiscard]] std::string localTime(KestrelCore::Date date);
+
+}  // namespace KestrelCLI

@@ -1,0 +1,106 @@
+#include "store/SavedSnapshot.hpp"
+
+#include "store/StorePath.hpp"
+#include "terminal/Interruption.hpp"
+
+#include "KestrelCore/JSON/CodingError.hpp"
+#include "KestrelCore/Model/KestrelError.hpp"
+#include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include <array>
+#include <cmath>
+#include <ctime>
+#include <filesystem>
+#include <optional>
+#include <stdexcept>
+#include <system_error>
+
+using namespace KestrelCore;
+
+namespace KestrelCLI {
+
+ScanSnapshot loadSavedSnapshot(const Session& session) {
+    const std::string path = storePath(session);
+    // Opening a store makes the file, or a database of an empty one: whoever only asks leaves things as they are.
+    if (!isStoreThere(path)) {
+        throw std::runtime_error{"There is no saved scan yet: kestrel scan makes one."};
+    }
+    std::optional<ScanSnapshot> snapshot;
+    try {
+        snapshot = SQLiteSnapshotStore{URL::fromPath(path)}.loadLatest();
+    } catch (const DecodingError& error) {
+        throw std::runtime_error{fmt::format("The saved scan in {} can't be used: {}", path, error.what())};
+    } catch (const KestrelError& error) {
+        throw std::runtime_error{fmt::format("The store {} can't be read: {}", path, error.what())};
+    }
+    Interruption::check();
+    if (!snapshot) throw std::runtime_error{"There is no saved scan yet: kestrel scan makes one."};
+    if (!snapshot->isConsistent()) {
+        throw std::runtime_error{fmt::format(
+            "The saved scan in {} contradicts itself (a path occurs twice, or a size is impossible): scan again.",
+            path)};
+    }
+    return *snapshot;
+}
+
+FileRecord recordNamed(const ScanSnapshot& snapshot, const std::string& name) {
+    const Text path = Path::standardized(URL::fromPath(name).path());
+    if (const auto record = snapshot.record(path)) return *record;
+    std::error_code error;
+    const std::filesystem::path real = std::filesystem::canonical(name, error);
+    if (!error) {
+        if (const auto record = snapshot.record(Text{real.native()})) return *record;
+    }
+    const Text root = snapshot.scope().root.path();
+    if (path == root || Path::isBeneath(path, root)) {
+        throw std::runtime_error{fmt::format("{} is not in the saved scan.", path.view())};
+    }
+    throw std::runtime_error{fmt::format("{} lies outside the saved scan, which is of {}.", path.view(), root.view())};
+}
+
+void writeAge(const Session& session, const ScanSnapshot& snapshot) {
+    if (session.options.json) return;
+    const Date completed = snapshot.completedAt();
+    session.out << session.painted(Style::quiet, fmt::format("{}, scanned {} ({})",
+                                                             session.shown(snapshot.scope().root.path().view()),
+                                                             age(completed, Date::now()), localTime(completed)))
+                << "\n\n";
+}
+
+std::optional<EarlierScan> earlierScan(const Session& session, const URL& root) {
+    const std::string path = storePath(session);
+    if (!isStoreThere(path)) return std::nullopt;
+    try {
+        const auto snapshot = SQLiteSnapshotStore{URL::fromPath(path)}.loadLatest();
+        if (!snapshot || snapshot->scope().root.path() != root.path()) return std::nullopt;
+        return EarlierScan{.totalBytes = snapshot->totalAllocatedBytes(), .completedAt = snapshot->completedAt()};
+    } catch (const std::exception&) {
+        return std::nullopt;  // whoever saves over it hears what is wrong with the store
+    }
+}
+
+bool save(const Session& session, const ScanSnapshot& snapshot) {
+    const std::string path = storePath(session);
+    try {
+        SQLiteSnapshotStore{URL::fromPath(path)}.replace(snapshot);
+        return true;
+    } catch (const std::exception& error) {
+        session.say(fmt::format("The scan could not be saved in {}: {}", path, error.what()));
+        return false;
+    }
+}
+
+std::string change(const Session& session, std::int64_t totalBytes, const EarlierScan& earlier, Date now) {
+    const std::string when = age(earlier.completedAt, now);
+    // A stored total may be anything, so the difference may not fit.
+    std::int64_t difference = 0;
+    if (__builtin_sub_overflow(totalBytes, earlier.totalBytes, &difference) || difference == INT64_MIN) return "";
+    if (difference == 0) return "as much as " + when;
+    return fmt::format("{} {} than {}", session.size(difference < 0 ? -difference : difference),
+                       difference < 0 ? "less" : "more", when);
+}
+
+}  // namespace KestrelCLI

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "output/ExitCode.hpp"
+
+#include <exception>
+
+namespace KestrelCLI {
+
+/// Ctrl-C and the request to end. A signal concerns the whole process, so this is its one flag.
+class Interruption {
+public:
+    Interruption() = delete;
+
+    /// From now on the first SIGINT, SIGTERM or SIGHUP sets the flag and ends blocking reads; the second ends the
+    /// process, so that one that is stuck can be stopped. Broken pipes and file size limits become failed writes
+    /// instead of signals.
+    static void watch();
+    /// Whether the user asked to stop. Any thread.
+    [[nodiscard]] static bool isRequested() noexcept;
+    /// Throws `Interrupted` if the user asked to stop: for between two steps that take a while.
+    static void check();
+    /// Sets the flag as a signal does, or clears it (for tests).
+    static void set(bool isRequested) noexcept;
+};
+
+/// Ends a command that was interrupted, with that exit code. Whatever was printed before stays.
+class Interrupted : public std::exception {
+public:
+    [[nodiscard]] const char* what() const noexcept override { return "Interrupted."; }
+};
+
+}  // namespace KestrelCLI

@@ -1,0 +1,41 @@
+#include "terminal/ProgressLine.hpp"
+
+#include "output/ByteFormat.hpp"
+#include "output/TerminalText.hpp"
+
+#include <fmt/format.h>
+
+namespace KestrelCLI {
+
+namespace {
+
+constexpr auto shortestPause = std::chrono::milliseconds{100};
+
+}  // namespace
+
+void ProgressLine::show(const KestrelCore::ScanProgress& progress, Clock::time_point now) {
+    if (!session_.terminal.isMessages || (isDrawn_ && now - lastDrawing_ < shortestPause)) return;
+    // The last columns stay free: the "^C" that a terminal shows must not begin a new line, which would leave this one.
+    session_.messages << '\r' << text(progress, Terminal::currentColumns() - 3) << "\x1b[K";
+    session_.messages.flush();
+    isDrawn_ = true;
+    lastDrawing_ = now;
+}
+
+void ProgressLine::clear() {
+    if (!isDrawn_) return;
+    session_.messages << "\r\x1b[K";
+    session_.messages.flush();
+    isDrawn_ = false;
+}
+
+std::string ProgressLine::text(const KestrelCore::ScanProgress& progress, std::size_t columns) {
+    // The numbers keep their places while they grow, so that the line does not tremble.
+    const std::string numbers = fmt::format("{:>10} items {:>9}  ", ByteFormat::count(progress.filesSeen),
+                                            ByteFormat::rounded(progress.allocatedBytesSeen));
+    if (numbers.size() >= columns) return TerminalText::shortened(numbers, columns);
+    return numbers +
+           TerminalText::shortened(TerminalText::escaped(progress.currentPath.view()), columns - numbers.size());
+}
+
+}  // namespace KestrelCLI

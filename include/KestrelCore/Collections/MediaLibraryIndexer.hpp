@@ -1,0 +1,68 @@
+#pragma once
+
+#include "KestrelCore/Base/Hashing.hpp"
+#include "KestrelCore/Base/Text.hpp"
+#include "KestrelCore/Export.hpp"
+#include "KestrelCore/Model/FileRecord.hpp"
+#include "KestrelCore/Snapshot/ScanSnapshot.hpp"
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace KestrelCore {
+
+enum class MediaAssetKind : std::uint8_t { image, video };
+
+inline constexpr std::array allMediaAssetKinds{MediaAssetKind::image, MediaAssetKind::video};
+/// "image" or "video".
+[[nodiscard]] KESTRELCORE_EXPORT std::string_view rawValue(MediaAssetKind kind);
+/// Empty for any other text.
+[[nodiscard]] KESTRELCORE_EXPORT std::optional<MediaAssetKind> mediaAssetKind(const Text& rawValue);
+
+/// One photo or video of a snapshot.
+struct MediaAsset {
+    FileRecord record;
+    MediaAssetKind kind;
+
+    [[nodiscard]] const UUID& id() const { return record.id(); }
+    bool operator==(const MediaAsset&) const = default;
+};
+
+/// The photos and videos of a snapshot, each list newest first, names in natural order where dates are equal.
+struct KESTRELCORE_EXPORT MediaLibraryIndex {
+    std::vector<MediaAsset> images;
+    std::vector<MediaAsset> videos;
+
+    /// Sums of `displayBytes`; a sum that overflows stops the process.
+    [[nodiscard]] std::int64_t imageBytes() const;
+    [[nodiscard]] std::int64_t videoBytes() const;
+    [[nodiscard]] std::int64_t totalBytes() const;
+
+    /// A shared index without assets.
+    [[nodiscard]] static const MediaLibraryIndex& empty();
+};
+
+/// Finds the photos and videos among a snapshot's records. Touches no file; any thread.
+class KESTRELCORE_EXPORT MediaLibraryIndexer {
+public:
+    MediaLibraryIndexer() = delete;
+
+    /// The kind of an extension given without its dot, in any case; empty when it is neither.
+    [[nodiscard]] static std::optional<MediaAssetKind> kind(const Text& forFileExtension);
+    /// `homePath` comes without a trailing "/". Below the scan's root (of a whole-disk scan: below the home directory
+    /// and /Users/Shared), plain files with blocks of their own qualify, outside hidden, library and build folders.
+    [[nodiscard]] static MediaLibraryIndex makeIndex(const ScanSnapshot& from, const Text& homePath);
+};
+
+}  // namespace KestrelCore
+
+template <>
+struct std::hash<KestrelCore::MediaAsset> {
+    std::size_t operator()(const KestrelCore::MediaAsset& asset) const {
+        return KestrelCore::hashOf(asset.record, static_cast<int>(asset.kind));
+    }
+};

@@ -1,0 +1,73 @@
+#pragma once
+
+#include "KestrelCore/Base/Date.hpp"
+#include "KestrelCore/Base/FileIdentity.hpp"
+#include "KestrelCore/Base/Text.hpp"
+#include "KestrelCore/Base/UUID.hpp"
+#include "KestrelCore/Deletion/DeletionCoordinator.hpp"
+#include "KestrelCore/Export.hpp"
+#include "KestrelCore/Model/FileRecord.hpp"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace KestrelCore {
+
+class PrivateFolder;
+
+/// What is known about one item that was moved to the Trash, or was about to be when something interrupted that.
+struct TrashReceipt {
+    UUID id;
+    Text path;                          ///< where it was
+    std::optional<Text> resultingPath;  ///< where it is in the Trash; absent when the move was interrupted, or when
+                                        ///< the receipt's text for it can't be read
+    Date trashedAt;
+    FileIdentity identity;
+    std::uint32_t fileTypeBits = 0;  ///< of its mode
+
+    bool operator==(const TrashReceipt&) const = default;
+};
+
+/// Remembers what was moved to the Trash from here, so that it can be put back: one small file for each item, written
+/// and synced before the item is touched. The files are trusted for nothing: what is put back, from where and to where
+/// is checked against the Trash itself. Any thread; processes may share a folder.
+class KESTRELCORE_EXPORT TrashReceipts {
+public:
+    /// `folder` is an absolute path; it is created when the first receipt is written.
+    explicit TrashReceipts(const Text& folder) : folder_{folder} {}
+
+    /// Executes a request in trash mode with a receipt for each item; receipts of items that failed go again. An item
+    /// whose receipt can't be written is not touched and fails with the reason. Other modes run without receipts.
+    [[nodiscard]] std::vector<DeletionItemResult> execute(DeletionCoordinator& coordinator,
+                                                          const DeletionRequest& request) const;
+
+    /// The same; `onResult` is told of each result, and stops the request by returning false.
+    [[nodiscard]] std::vector<DeletionItemResult> execute(DeletionCoordinator& coordinator,
+                                                          const DeletionRequest& request,
+                                                          const DeletionCoordinator::ResultObserver& onResult) const;
+
+    /// All receipts that can be understood, newest first.
+    [[nodiscard]] std::vector<TrashReceipt> receipts() const;
+    /// Where the item is in the Trash now; empty when it is no longer there.
+    [[nodiscard]] static std::optional<Text> presentPlace(const TrashReceipt& receipt);
+    /// Puts the item back to where it was and drops the receipt: only out of a Trash folder, never over another item,
+    /// and only into a folder that exists. The result's message says what happened.
+    [[nodiscard]] DeletionItemResult restore(const TrashReceipt& receipt) const;
+    /// Drops the receipt; the item stays in the Trash.
+    void forget(const TrashReceipt& receipt) const;
+
+    // The form of a receipt in its file, for tests.
+    [[nodiscard]] static std::string encoded(const TrashReceipt& receipt);
+    [[nodiscard]] static std::optional<TrashReceipt> decoded(const UUID& id, std::string_view text);
+
+private:
+    [[nodiscard]] static DeletionItemResult trash(DeletionCoordinator& coordinator, const FileRecord& record,
+                                                  const PrivateFolder& folder);
+
+    Text folder_;
+};
+
+}  // namespace KestrelCore

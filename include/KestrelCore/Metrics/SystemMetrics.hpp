@@ -1,0 +1,90 @@
+#pragma once
+
+#include "KestrelCore/Base/EventStream.hpp"
+#include "KestrelCore/Export.hpp"
+#include "KestrelCore/Metrics/ProcessSample.hpp"
+#include "KestrelCore/Metrics/SystemSample.hpp"
+
+#include <chrono>
+#include <memory>
+#include <vector>
+
+namespace KestrelCore {
+
+struct SystemMetricsSources;
+struct ProcessSources;
+
+// ---- The system as a whole -----------------------------------------------------------------------------------------
+
+/// Reads the system's counters. Processor and network figures are rates since the sampler's previous reading, whoever
+/// asked for that one; the first reading has zeros for them. Calls from any thread run one at a time.
+class KESTRELCORE_EXPORT SystemMetricsSampler {
+public:
+    SystemMetricsSampler();
+    /// For this library's own tests: hosts have no `SystemMetricsSources`.
+    explicit SystemMetricsSampler(SystemMetricsSources sources);
+    SystemMetricsSampler(const SystemMetricsSampler&) = delete;
+    SystemMetricsSampler& operator=(const SystemMetricsSampler&) = delete;
+    ~SystemMetricsSampler();
+
+    /// Never fails: a figure that the system does not give is zero, absent or "Unknown".
+    [[nodiscard]] SystemSample sample();
+
+    /// A sample at once, then one after each interval of `every`, until the stream is cancelled or dropped, which never
+    /// waits for the interval. Time during which the machine sleeps counts. An interval that is not above 0, or no
+    /// number, counts as 0.05 s; an infinite one gives the first sample only. The stream keeps what it needs of the
+    /// sampler alive. Throws `std::system_error` when no thread can be started; the stream itself never fails.
+    [[nodiscard]] EventStream<SystemSample> stream(std::chrono::duration<double> every);
+
+private:
+    struct State;
+    std::shared_ptr<State> state_;
+};
+
+// ---- Processes -----------------------------------------------------------------------------------------------------
+
+/// Reads the process table. `cpuPercent` is a rate since the sampler's previous reading, whoever asked for that one; it
+/// is 0 on the first sight of a process. Calls from any thread run one at a time.
+class KESTRELCORE_EXPORT ProcessSampler {
+public:
+    ProcessSampler();
+    /// For this library's own tests: hosts have no `ProcessSources`.
+    explicit ProcessSampler(ProcessSources sources);
+    ProcessSampler(const ProcessSampler&) = delete;
+    ProcessSampler& operator=(const ProcessSampler&) = delete;
+    ~ProcessSampler();
+
+    /// Every process that may be inspected, in the kernel's order; zombies and processes that vanish meanwhile are left
+    /// out. Never fails: empty when the processes can't be listed.
+    [[nodiscard]] std::vector<ProcessSample> sample();
+
+    /// As `SystemMetricsSampler::stream`.
+    [[nodiscard]] EventStream<std::vector<ProcessSample>> stream(std::chrono::duration<double> every);
+
+private:
+    struct State;
+    std::shared_ptr<State> state_;
+};
+
+/// Asks a sampled process to quit. No state; any thread.
+class KESTRELCORE_EXPORT ProcessControl {
+public:
+    ProcessControl() = delete;
+
+    /// Whether `terminate` would try: not for the identifiers below 2, this process itself, and the names
+    /// "kernel_task", "launchd", "WindowServer" and "loginwindow", exactly so spelled.
+    [[nodiscard]] static bool canTerminate(const ProcessSample& sample);
+
+    /// Sends the request to quit (SIGTERM), once, and does not wait for it to be heard.
+    ///
+    /// The process is held on to first and compared with the sample then, so that an identifier which another
+    /// executable runs by now is never signalled. The same executable under a reused identifier, and a sample without
+    /// an executable path, can't be told apart from the process that was sampled. On a kernel without process
+    /// descriptors (before Linux 5.3) the identifier alone is signalled right after the comparison.
+    ///
+    /// Throws `KestrelError`: `safetyViolation` where `canTerminate` is false, `staleItem` when the process has exited
+    /// or its identifier belongs to another one, `unavailable` with the system's text when it refuses.
+    static void terminate(const ProcessSample& sample);
+};
+
+}  // namespace KestrelCore

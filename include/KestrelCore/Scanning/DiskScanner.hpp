@@ -1,0 +1,24 @@
+#pragma once
+
+#include "KestrelCore/Base/EventStream.hpp"
+#include "KestrelCore/Export.hpp"
+#include "KestrelCore/Model/ScanScope.hpp"
+#include "KestrelCore/Snapshot/ScanEvent.hpp"
+
+namespace KestrelCore {
+
+/// Walks a folder tree and delivers it as a stream of events that ends in a snapshot. Has no state; any thread.
+class KESTRELCORE_EXPORT DiskScanner {
+public:
+    /// Starts a scan on a thread of its own and returns at once. In order: one `ScanStarted`, thinned `ScanProgressed`,
+    /// a last one for the root, up to 100 `ScanIssueFound`, one `ScanCompleted`. Throws through the stream:
+    /// `KestrelError::accessDenied` when the root can't be read, `unavailable` when the walk can't start or has to
+    /// stop. Cancelling or dropping the stream ends the walk at its next entry, without an error.
+    /// Throws itself only `std::system_error`, when no thread can be started.
+    ///
+    /// Links are not followed, mounted volumes below the root are not entered, further hard links count once. A scan of
+    /// "/" leaves out system folders and adds small ordinary files to their folders instead of listing them.
+    [[nodiscard]] EventStream<ScanEvent> scan(const ScanScope& scope) const;
+};
+
+}  // namespace KestrelCore

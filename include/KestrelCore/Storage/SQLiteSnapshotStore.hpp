@@ -1,0 +1,52 @@
+#pragma once
+
+#include "KestrelCore/Base/URL.hpp"
+#include "KestrelCore/Base/UUID.hpp"
+#include "KestrelCore/Export.hpp"
+#include "KestrelCore/Snapshot/ScanSnapshot.hpp"
+
+#include <memory>
+#include <mutex>
+#include <optional>
+
+namespace KestrelCore {
+
+class SnapshotDatabase;
+
+/// Keeps one scan on disk: the latest snapshot, whole, as one JSON text in one row of an SQLite database. A save that
+/// fails, or is cut off at any point, leaves the earlier snapshot.
+///
+/// Any thread may call; calls wait for each other. Several processes may use one file: saves, clearing, opening and
+/// closing wait for each other there (at most five seconds, then `unavailable("database is locked")`), by a lock on the
+/// empty file "NAME-lock" beside the database; loading waits for nobody. Every call blocks on the disk.
+///
+/// Unless said otherwise the calls throw `KestrelError::unavailable` with the text that SQLite gives for the failure.
+class KESTRELCORE_EXPORT SQLiteSnapshotStore {
+public:
+    /// Opens the database at `url`, a file URL; creates it, and the folders above it, when missing. Throws the file
+    /// manager's `PlatformError` when the folder can't be made, and `unavailable("Kestrel could not open its private
+    /// scan index.")` when the database can't be opened or what is there is no plain file.
+    explicit SQLiteSnapshotStore(const URL& url);
+    /// Closes the database.
+    ~SQLiteSnapshotStore();
+    SQLiteSnapshotStore(const SQLiteSnapshotStore&) = delete;
+    SQLiteSnapshotStore& operator=(const SQLiteSnapshotStore&) = delete;
+
+    /// Makes `snapshot` the only one stored. Throws `EncodingError`, before anything is touched, for a date that is
+    /// not finite. Takes a few seconds and some 10 MiB for a million records.
+    void replace(const ScanSnapshot& with);
+    /// The same for a snapshot that was made from the stored one: does nothing and gives false when the latest stored
+    /// snapshot is not `stored` any more, because another process, or another store, has saved or cleared since.
+    [[nodiscard]] bool replaceStored(const UUID& stored, const ScanSnapshot& with);
+    /// The stored snapshot that was completed last; empty when there is none, or none that can be read from the disk.
+    /// Throws `DecodingError` when what is stored is no snapshot.
+    [[nodiscard]] std::optional<ScanSnapshot> loadLatest();
+    /// Removes what is stored.
+    void clear();
+
+private:
+    std::recursive_mutex mutex_;
+    std::unique_ptr<SnapshotDatabase> database_;  ///< guarded by `mutex_`
+};
+
+}  // namespace KestrelCore

@@ -1,0 +1,31 @@
+#include "KestrelCore/Applications/ApplicationRecord.hpp"
+
+#include "Base/Checked.hpp"
+
+namespace KestrelCore {
+
+Text rawValue(ResidueConfidence confidence) { return confidence == ResidueConfidence::high ? "high" : "uncertain"; }
+
+std::optional<ResidueConfidence> residueConfidence(const Text& rawValue) {
+    if (rawValue == "high") return ResidueConfidence::high;
+    if (rawValue == "uncertain") return ResidueConfidence::uncertain;
+    return std::nullopt;
+}
+
+std::int64_t ApplicationRecord::estimatedBytes() const {
+    std::int64_t sum = 0;
+    for (const ResidueCandidate& residue : residues)
+        sum = Checked::add(sum, residue.allocatedBytes, "KestrelCore/Applications/ApplicationRecord");
+    return sum;
+}
+
+}  // namespace KestrelCore
+
+std::size_t std::hash<KestrelCore::ApplicationRecord>::operator()(const KestrelCore::ApplicationRecord& value) const {
+    std::size_t hash =
+        KestrelCore::hashOf(value.id, value.url, value.displayName, value.bundleIdentifier, value.version);
+    for (const KestrelCore::ResidueCandidate& residue : value.residues)
+        hash =
+            static_cast<std::size_t>(KestrelCore::mixHash(hash, std::hash<KestrelCore::ResidueCandidate>{}(residue)));
+    return hash;
+}

@@ -1,0 +1,135 @@
+#include "KestrelCore/Deletion/DeletionCoordinator.hpp"
+
+#include "Base/SerialExecutor.hpp"
+#include "Deletion/DeletionGate.hpp"
+#include "KestrelCore/Platform/FileManager.hpp"
+#include "Platform/DeletionGuard.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <unordered_map>
+#include <utility>
+
+namespace KestrelCore {
+
+namespace {
+
+constexpr const char* sourceFile = "KestrelCore/SafetyPolicy";
+constexpr const char* appManagementMessage =
+    "macOS blocked app deletion. Allow Kestrel in Privacy & Security → App Management (allow Terminal while using this "
+    "local preview), then try again.";
+
+bool isRefusalOfPermission(int code) {
+    return code == EPERM || code == EACCES || code == PlatformError::fileWriteNoPermission;
+}
+
+bool isApplication(const FileRecord& record) {
+    return record.kind() == FileKind::package || record.path().view().starts_with("/Applications/");
+}
+
+}  // namespace
+
+std::string_view rawValue(DeletionMode mode) { return mode == DeletionMode::trash ? "trash" : "permanent"; }
+
+std::optional<DeletionMode> deletionMode(std::string_view rawValue) {
+    if (rawValue == "trash") return DeletionMode::trash;
+    if (rawValue == "permanent") return DeletionMode::permanent;
+    return std::nullopt;
+}
+
+struct DeletionCoordinator::State {
+    std::shared_ptr<FileManager> fileManager;
+    SerialExecutor executor;
+};
+
+/// The work on one request.
+class DeletionCoordinator::Run {
+public:
+    Run(const State& state, const DeletionRequest& request) : state_{state}, request_{request} {}
+
+    DeletionItemResult remove(const FileRecord& record) {
+        state_.executor.assertIsolated(sourceFile);
+        DeletionItemResult result{.id = record.id(), .path = record.path(), .resultingPath = {}, .message = {}};
+        std::string leftover;
+        try {
+            const ExpectedItem expected = gate_.validated(record);
+            // Only now: a refusal says what the policy says, and nothing is looked at for its sake.
+            leftover = leftoverSentence(record);
+            if (request_.mode == DeletionMode::permanent) {
+                state_.fileManager->removeItem(record.url(), expected);
+                result.message = "Permanently removed.";
+            } else {
+                if (const auto place = state_.fileManager->trashItem(record.url(), expected))
+                    result.resultingPath = place->path();
+                result.message = "Moved to Trash. Space is reclaimed after Trash is emptied.";
+            }
+            result.succeeded = true;
+        } catch (const PlatformError& error) {
+            const bool isRefused = isRefusalOfPermission(error.code()) ||
+                                   (error.underlying() != nullptr && isRefusalOfPermission(error.underlying()->code()));
+            result.message = message(record, isRefused, error.description());
+        } catch (const KestrelError& error) {
+            result.errorCase = error.errorCase();
+            result.message = message(record, isRefusalOfPermission(error.code()), error.errorDescription());
+        } catch (const std::exception& error) {
+            result.message = error.what();
+        }
+        if (!leftover.empty()) result.message = Text::concatenating({result.message.view(), " ", leftover});
+        return result;
+    }
+
+private:
+    static Text message(const FileRecord& record, bool isRefused, const Text& description) {
+        return isRefused && isApplication(record) ? Text{appManagementMessage} : description;
+    }
+
+    /// Names what a removal that was interrupted left in the record's folder; empty when there is nothing.
+    std::string leftoverSentence(const FileRecord& record) {
+        if (request_.mode != DeletionMode::permanent) return {};
+        const Text folder = Path::deletingLastComponent(record.path());
+        const auto [found, isNew] = leftovers_.try_emplace(folder);
+        if (isNew) found->second = interruptedRemovals(folder);
+        std::string names;
+        for (const Text& name : found->second)
+            if (name != Path::lastComponent(record.path()))
+                names += (names.empty() ? "“" : ", “") + name.string() + "”";
+        return names.empty() ? names : "An earlier removal was interrupted and left " + names + " in the same folder.";
+    }
+
+    const State& state_;
+    const DeletionRequest& request_;
+    DeletionGate gate_;
+    std::unordered_map<Text, std::vector<Text>> leftovers_;  ///< by folder, looked up once
+};
+
+DeletionCoordinator::DeletionCoordinator(std::shared_ptr<FileManager> fileManager) : state_{std::make_unique<State>()} {
+    state_->fileManager = std::move(fileManager);
+}
+
+DeletionCoordinator::~DeletionCoordinator() = default;
+
+std::vector<DeletionItemResult> DeletionCoordinator::execute(const DeletionRequest& request) {
+    return execute(request, [](const DeletionItemResult&) { return true; });
+}
+
+std::vector<DeletionItemResult> DeletionCoordinator::execute(const DeletionRequest& request,
+                                                             const ResultObserver& onResult) {
+    return state_->executor.run([&] {
+        const bool isConfirmed = request.mode != DeletionMode::permanent ||
+                                 (request.typedConfirmation && request.typedConfirmation->view() == "DELETE");
+        std::vector<DeletionItemResult> results;
+        results.reserve(request.records.size());
+        Run run{*state_, request};
+        for (const FileRecord& record : request.records) {
+            results.push_back(isConfirmed ? run.remove(record)
+                                          : DeletionItemResult{.id = record.id(),
+                                                               .path = record.path(),
+                                                               .resultingPath = {},
+                                                               .message = "Type DELETE to confirm permanent removal."});
+            if (!onResult(results.back())) break;
+        }
+        return results;
+    });
+}
+
+}  // namespace KestrelCore

@@ -1,0 +1,73 @@
+#include "KestrelCore/Deletion/DeletionPlan.hpp"
+
+#include "Deletion/DeletionGate.hpp"
+#include "KestrelCore/Deletion/SafetyPolicy.hpp"
+#include "KestrelCore/Platform/FileManager.hpp"
+#include "Model/PackageExtensions.hpp"
+#include "Platform/FileStatus.hpp"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace KestrelCore {
+
+namespace {
+
+FileKind kindOf(FileType type, const Text& fileExtension) {
+    switch (type) {
+    case FileType::regular: return FileKind::file;
+    case FileType::symbolicLink: return FileKind::symbolicLink;
+    case FileType::directory: break;
+    default: return FileKind::other;
+    }
+    return isPackageExtension(fileExtension.view()) ? FileKind::package : FileKind::directory;
+}
+
+}  // namespace
+
+std::optional<FileRecord> DeletionPlan::freshRecord(const Text& path, const FileManager& fileManager) {
+    const FileStatusResult found = fileStatus(path.string());
+    if (!found.status) return std::nullopt;
+    const FileStatus& status = *found.status;
+    const Text name = Path::lastComponent(path);
+    const Text fileExtension = Path::extension(path).lowercased();
+    const URL url = URL::fromPath(path);
+
+    std::int64_t aggregate = status.allocatedBytes;
+    if (status.type == FileType::directory) {
+        const std::int64_t below = fileManager.allocatedBytesBelow(url).value_or(0);
+        if (__builtin_add_overflow(aggregate, below, &aggregate)) aggregate = status.allocatedBytes;
+    }
+    return FileRecord{UUID::random(),
+                      FileIdentity{status.device, status.inode},
+                      Path::deletingLastComponent(path),
+                      path,
+                      name,
+                      kindOf(status.type, fileExtension),
+                      status.size,
+                      status.allocatedBytes,
+                      aggregate,
+                      Date::fromFileTime(status.modifiedSeconds, status.modifiedNanoseconds),
+                      fileExtension,
+                      status.isUserHidden || name.view().starts_with('.'),
+                      status.isDataless,
+                      false,
+                      SafetyPolicy::risk(url)};
+}
+
+std::optional<KestrelError> DeletionPlan::objection(const FileRecord& record) {
+    try {
+        (void)DeletionGate{}.validated(record);
+        return std::nullopt;
+    } catch (const KestrelError& error) {
+        return error;
+    }
+}
+
+std::optional<Text> DeletionPlan::refusal(const FileRecord& record) {
+    const auto error = objection(record);
+    return error ? std::optional<Text>{error->errorDescription()} : std::nullopt;
+}
+
+}  // namespace KestrelCore

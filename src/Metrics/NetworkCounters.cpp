@@ -1,0 +1,52 @@
+#include "Metrics/NetworkCounters.hpp"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+namespace KestrelCore {
+namespace {
+
+/// Four pebibytes: days of the fastest link there is. A driver whose counter underflows shows steps near 2^64.
+constexpr std::uint64_t largestStep = std::uint64_t{1} << 52;
+/// Half of what a rate over the shortest interval can represent, so that no set of interfaces can make one overflow.
+constexpr std::uint64_t largestPass = std::uint64_t{1} << 58;
+
+std::uint64_t step(std::uint64_t before, std::uint64_t now) {
+    if (now <= before || now - before > largestStep) return 0;
+    return now - before;
+}
+
+/// The total after `moved` more bytes. It stays at its maximum rather than begin anew.
+std::uint64_t grown(std::uint64_t total, std::uint64_t moved) {
+    return total + std::min(moved, std::numeric_limits<std::uint64_t>::max() - total);
+}
+
+}  // namespace
+
+NetworkCounters::NetworkCounters(std::unique_ptr<NetworkInterfaces> interfaces) : interfaces_{std::move(interfaces)} {}
+
+NetworkTotals NetworkCounters::totals() {
+    ++pass_;
+    interfaces_->list(listed_);
+    NetworkTotals moved;
+    for (const InterfaceCounters& listed : listed_) {
+        if (listed.isLoopback) continue;
+        const auto [place, isNew] = seen_.try_emplace(listed.name);
+        Seen& seen = place->second;
+        // A name that the system lists twice counts once, with its first line.
+        if (seen.pass == pass_) continue;
+        if (!isNew) {
+            moved.receivedBytes =
+                std::min(largestPass, moved.receivedBytes + step(seen.receivedBytes, listed.receivedBytes));
+            moved.sentBytes = std::min(largestPass, moved.sentBytes + step(seen.sentBytes, listed.sentBytes));
+        }
+        seen = {listed.receivedBytes, listed.sentBytes, pass_};
+    }
+    std::erase_if(seen_, [this](const auto& entry) { return entry.second.pass != pass_; });
+    totals_.receivedBytes = grown(totals_.receivedBytes, moved.receivedBytes);
+    totals_.sentBytes = grown(totals_.sentBytes, moved.sentBytes);
+    return totals_;
+}
+
+}  // namespace KestrelCore

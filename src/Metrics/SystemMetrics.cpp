@@ -1,0 +1,235 @@
+#include "KestrelCore/Metrics/SystemMetrics.hpp"
+
+#include "Base/SerialExecutor.hpp"
+#include "KestrelCore/Base/PlatformError.hpp"
+#include "KestrelCore/Model/KestrelError.hpp"
+#include "Metrics/SystemMetricsRules.hpp"
+#include "Metrics/SystemMetricsSources.hpp"
+
+#include <algorithm>
+#include <array>
+#include <boost/unordered/unordered_flat_map.hpp>
+#include <cerrno>
+#include <fmt/format.h>
+#include <utility>
+
+// Each sampler's state is owned jointly by the sampler and its streams' threads: a stream outlives the object that made
+// it, and a dropped stream leaves its thread to end by itself. The state's executor lets one reading happen at a time,
+// since a reading replaces the counters that the next one is compared with.
+
+namespace KestrelCore {
+namespace {
+
+constexpr std::string_view sourceFile = "KestrelCore/SystemMetrics";
+
+/// Samples, yields and sleeps until the consumer is gone.
+template <typename Sample, typename State>
+EventStream<Sample> streamOf(std::shared_ptr<State> state, Seconds every) {
+    return EventStream<Sample>::start(
+        [state = std::move(state), pause = sleepBetweenSamples(every)](const auto& continuation) {
+            while (!continuation.cancellation().isCancelled()) {
+                continuation.yield(state->sample());
+                state->clock().sleep(pause, continuation.cancellation());
+            }
+        });
+}
+
+}  // namespace
+
+// ---- The system as a whole -----------------------------------------------------------------------------------------
+
+SystemMetricsSources SystemMetricsSources::system() {
+    return {.host = HostStatistics::system(),
+            .networkInterfaces = NetworkInterfaces::system(),
+            .powerSources = PowerSources::system(),
+            .thermalState = ThermalState::system(),
+            .clock = ContinuousClock::system(),
+            .wallClock = &Date::now};
+}
+
+struct SystemMetricsSampler::State {
+    explicit State(SystemMetricsSources given)
+        : sources{std::move(given)}, network{std::move(sources.networkInterfaces)} {}
+
+    SystemSample sample() {
+        return executor.run([this] { return isolatedSample(); });
+    }
+
+    [[nodiscard]] const ContinuousClock& clock() const { return *sources.clock; }
+
+private:
+    struct NetworkReading {
+        NetworkTotals totals;
+        std::chrono::nanoseconds readAt{};
+    };
+
+    SystemSample isolatedSample() {
+        executor.assertIsolated(sourceFile);
+        SystemSample sample;
+        sample.timestamp = sources.wallClock();
+        const std::chrono::nanoseconds now = sources.clock->now();
+        const ProcessorLoad load = processorLoad(sources.host->processorTicks());
+        const NetworkReading reading{network.totals(), now};
+
+        sample.memoryTotalBytes = sources.host->physicalMemoryBytes();
+        MemoryUse memory = memoryUse(sources.host->memory(), sources.host->pageBytes(), sample.memoryTotalBytes);
+        sample.memoryUsedBytes = memory.usedBytes;
+        sample.swapUsedBytes = memory.swapUsedBytes;
+        sample.memoryPressure = std::move(memory.pressure);
+
+        const std::optional<PowerSource> power = sources.powerSources->first();
+        sample.batteryPercent = chargeFraction(power);
+        sample.isCharging = isOnMains(power);
+
+        sample.cpuUsedFraction = usedFraction(previousCPU, load);
+        previousCPU = load;
+        if (previousNetwork) {
+            const NetworkTotals& before = previousNetwork->totals;
+            const Seconds elapsed = now - previousNetwork->readAt;
+            sample.networkDownBytesPerSecond =
+                bytesPerSecond(before.receivedBytes, reading.totals.receivedBytes, elapsed);
+            sample.networkUpBytesPerSecond = bytesPerSecond(before.sentBytes, reading.totals.sentBytes, elapsed);
+        }
+        previousNetwork = reading;
+
+        sample.thermalLevel = thermalLevel(sources.thermalState->level());
+        return sample;
+    }
+
+    SerialExecutor executor;
+    // Everything below is used inside the executor only, but for the clock.
+    SystemMetricsSources sources;
+    NetworkCounters network;
+    std::optional<ProcessorLoad> previousCPU;
+    std::optional<NetworkReading> previousNetwork;
+};
+
+SystemMetricsSampler::SystemMetricsSampler() : SystemMetricsSampler{SystemMetricsSources::system()} {}
+SystemMetricsSampler::SystemMetricsSampler(SystemMetricsSources sources)
+    : state_{std::make_shared<State>(std::move(sources))} {}
+SystemMetricsSampler::~SystemMetricsSampler() = default;
+
+SystemSample SystemMetricsSampler::sample() { return state_->sample(); }
+
+EventStream<SystemSample> SystemMetricsSampler::stream(std::chrono::duration<double> every) {
+    return streamOf<SystemSample>(state_, every);
+}
+
+// ---- Processes -----------------------------------------------------------------------------------------------------
+
+ProcessSources ProcessSources::system() {
+    return {.table = ProcessTable::system(),
+            .info = ProcessInfo::system(),
+            .host = HostStatistics::system(),
+            .clock = ContinuousClock::system()};
+}
+
+struct ProcessSampler::State {
+    explicit State(ProcessSources given) : sources{std::move(given)} {}
+
+    std::vector<ProcessSample> sample() {
+        return executor.run([this] { return isolatedSample(); });
+    }
+
+    [[nodiscard]] const ContinuousClock& clock() const { return *sources.clock; }
+
+private:
+    using History = boost::unordered_flat_map<std::int32_t, ProcessorTimeReading>;
+
+    std::vector<ProcessSample> isolatedSample() {
+        executor.assertIsolated(sourceFile);
+        std::vector<ProcessSample> samples;
+        const std::chrono::nanoseconds now = sources.clock->now();
+        sources.table->list(identifiers);
+        if (identifiers.empty()) return samples;
+
+        samples.reserve(identifiers.size());
+        currentCPU.clear();
+        const int processorCount = sources.host->activeProcessorCount();
+        for (const std::int32_t identifier : identifiers) {
+            if (identifier <= 0) continue;
+            std::optional<ProcessDetails> details = sources.info->details(identifier);
+            if (!details) continue;
+            const ProcessorTimeReading reading{details->processorTime.count(), now};
+            const auto before = previousCPU.find(identifier);
+            samples.push_back({
+                .id = identifier,
+                .name = details->name ? std::move(*details->name) : Text{fmt::format("Process {}", identifier)},
+                .executablePath = std::move(details->executablePath),
+                .cpuPercent =
+                    processorPercent(before == previousCPU.end() ? std::nullopt : std::optional{before->second},
+                                     reading, processorCount),
+                .residentBytes = details->residentBytes,
+                .virtualBytes = details->virtualBytes,
+                .threadCount = details->threadCount,
+                .runningThreadCount = details->runningThreadCount,
+                .priority = details->priority,
+            });
+            currentCPU.insert_or_assign(identifier, reading);
+        }
+        // The two maps take turns, so that the memory of both is used again.
+        std::swap(previousCPU, currentCPU);
+        return samples;
+    }
+
+    SerialExecutor executor;
+    // Everything below is used inside the executor only, but for the clock.
+    ProcessSources sources;
+    History previousCPU;
+    History currentCPU;
+    std::vector<std::int32_t> identifiers;
+};
+
+ProcessSampler::ProcessSampler() : ProcessSampler{ProcessSources::system()} {}
+ProcessSampler::ProcessSampler(ProcessSources sources) : state_{std::make_shared<State>(std::move(sources))} {}
+ProcessSampler::~ProcessSampler() = default;
+
+std::vector<ProcessSample> ProcessSampler::sample() { return state_->sample(); }
+
+EventStream<std::vector<ProcessSample>> ProcessSampler::stream(std::chrono::duration<double> every) {
+    return streamOf<std::vector<ProcessSample>>(state_, every);
+}
+
+// ---- Process control -----------------------------------------------------------------------------------------------
+
+bool canTerminate(const ProcessSample& sample, const ProcessSignals& signals) {
+    static const std::array<Text, 4> protectedNames{"kernel_task", "launchd", "WindowServer", "loginwindow"};
+    return sample.id >= 2 && sample.id != signals.ownIdentifier() &&
+           std::ranges::find(protectedNames, sample.name) == protectedNames.end();
+}
+
+void terminate(const ProcessSample& sample, ProcessInfo& info, ProcessSignals& signals) {
+    if (!canTerminate(sample, signals)) {
+        throw KestrelError::safetyViolation("Kestrel protects itself and critical macOS processes.");
+    }
+    const char* const hasExited = "That process has already exited.";
+    std::unique_ptr<ProcessHandle> handle;
+    try {
+        // Held before it is looked at: whatever the path below belongs to, only the process held now is signalled.
+        handle = signals.hold(sample.id);
+        if (sample.executablePath) {
+            const std::optional<Text> path = info.executablePath(sample.id);
+            if (!path) throw KestrelError::staleItem(hasExited);
+            if (*path != *sample.executablePath) {
+                throw KestrelError::staleItem("The PID now belongs to a different process, so Kestrel left it alone.");
+            }
+        }
+        handle->terminate();
+    } catch (const PlatformError& error) {
+        // A process that is gone already can't be held; without a path to check, the system's own words say so.
+        if (error.code() == ESRCH && handle == nullptr && sample.executablePath) {
+            throw KestrelError::staleItem(hasExited);
+        }
+        throw KestrelError::unavailable(error.description());
+    }
+}
+
+bool ProcessControl::canTerminate(const ProcessSample& sample) {
+    return KestrelCore::canTerminate(sample, *ProcessSignals::system());
+}
+
+void ProcessControl::terminate(const ProcessSample& sample) {
+    KestrelCore::terminate(sample, *ProcessInfo::system(), *ProcessSignals::system());
+}
+
+}  // namespace KestrelCore

@@ -1,0 +1,71 @@
+#include "Platform/ContinuousClock.hpp"
+
+#include "Platform/POSIX/FileDescriptor.hpp"
+
+#include <cerrno>
+#include <condition_variable>
+#include <cstdint>
+#include <ctime>
+#include <mutex>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/timerfd.h>
+
+namespace KestrelCore {
+namespace {
+
+using std::chrono::nanoseconds;
+
+/// For a process that has no descriptor left: wakes on cancellation too, but does not count while the machine sleeps.
+void sleepWithoutDescriptors(std::optional<nanoseconds> duration, const CancellationToken& cancellation) {
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool isCancelled = false;
+    const auto registration = cancellation.onCancel([&] {
+        // Notified under the lock: the sleeper must not take these variables away while they are in use.
+        const std::lock_guard guard{mutex};
+        isCancelled = true;
+        changed.notify_one();
+    });
+    // Made after the registration, so given up before the registration waits for a callback that needs it.
+    std::unique_lock lock{mutex};
+    if (duration) {
+        changed.wait_for(lock, *duration, [&] { return isCancelled; });
+    } else {
+        changed.wait(lock, [&] { return isCancelled; });
+    }
+}
+
+class BootTimeClock final : public ContinuousClock {
+public:
+    [[nodiscard]] nanoseconds now() const override {
+        timespec time{};
+        clock_gettime(CLOCK_BOOTTIME, &time);
+        return std::chrono::seconds{time.tv_sec} + nanoseconds{time.tv_nsec};
+    }
+
+    void sleep(std::optional<nanoseconds> duration, const CancellationToken& cancellation) const override {
+        if (cancellation.isCancelled()) return;
+        if (duration && *duration <= nanoseconds{0}) return;
+        const FileDescriptor timer{duration ? timerfd_create(CLOCK_BOOTTIME, TFD_CLOEXEC | TFD_NONBLOCK) : -1};
+        const FileDescriptor wake{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
+        if (!wake.isOpen() || (duration && !timer.isOpen())) return sleepWithoutDescriptors(duration, cancellation);
+        if (duration) {
+            const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(*duration);
+            const itimerspec setting{.it_interval = {}, .it_value = {seconds.count(), (*duration - seconds).count()}};
+            if (timerfd_settime(timer.get(), 0, &setting, nullptr) != 0) {
+                return sleepWithoutDescriptors(duration, cancellation);
+            }
+        }
+        const auto registration = cancellation.onCancel([&wake] { eventfd_write(wake.get(), 1); });
+        pollfd waited[] = {{wake.get(), POLLIN, 0}, {timer.get(), POLLIN, 0}};
+        while (poll(waited, duration ? 2 : 1, -1) < 0 && errno == EINTR) {
+        }
+    }
+};
+
+}  // namespace
+
+std::shared_ptr<const ContinuousClock> ContinuousClock::system() { return std::make_shared<BootTimeClock>(); }
+
+}  // namespace KestrelCore

@@ -1,0 +1,151 @@
+#include "Platform/Linux/Removal/FolderEmptier.hpp"
+
+#include "Platform/Linux/Walk/RawListing.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
+#include <utility>
+
+// A folder is listed in batches. What is no folder goes at once, in the order of inodes, which on a large folder saves
+// the disk most of its seeks; folders of the batch are remembered by name and entered one after the other. A folder
+// that is not empty when its turn to go comes was refilled meanwhile and is gone through again, three times in all.
+
+namespace KestrelCore {
+
+namespace {
+
+constexpr std::size_t mostEntriesInBatch = 65'536;
+/// A listing starts again after its folder was closed. Someone who refills it could keep that going for ever.
+constexpr int mostRestarts = 1000;
+
+bool isNotEmpty(int error) { return error == ENOTEMPTY || error == EEXIST; }
+
+}  // namespace
+
+bool FolderEmptier::run() {
+    errorNumber_ = 0;
+    stoppedAt_.clear();
+    ::lseek(descent_.folder(), 0, SEEK_SET);
+    states_.assign(1, State{});
+    for (;;) {
+        State& state = states_.back();
+        bool goesOn = true;
+        if (!state.folders.empty()) {
+            std::string next = std::move(state.folders.back());
+            state.folders.pop_back();
+            goesOn = enter(std::move(next));
+        } else if (!state.isAtEnd) {
+            goesOn = removeNextEntries();
+        } else if (states_.size() == 1) {
+            return true;
+        } else {
+            goesOn = leave();
+        }
+        if (!goesOn) return false;
+    }
+}
+
+/// Records why and where the work stopped, and goes back to the top.
+bool FolderEmptier::stop(int errorNumber, const std::string& entry) {
+    errorNumber_ = errorNumber;
+    stoppedAt_ = descent_.pathOf(entry);
+    descent_.returnToTop();
+    return false;
+}
+
+/// Removes one name of the lowest folder. What is gone already is no failure.
+bool FolderEmptier::remove(const std::string& name, int flags) {
+    if (::unlinkat(descent_.folder(), name.c_str(), flags) == 0) {
+        hasRemovedAnything_ = true;
+        return true;
+    }
+    return errno == ENOENT;
+}
+
+/// Reads the next entries of the lowest folder into `entries_` and its `folders`; false after a failure.
+bool FolderEmptier::readBatch() {
+    State& state = states_.back();
+    entries_.clear();
+    names_.clear();
+    std::size_t seen = 0;
+    while (seen < mostEntriesInBatch) {
+        const std::size_t before = seen;
+        const int error = readEntries(descent_.folder(), listing_, [&](const RawEntry& entry) {
+            ++seen;
+            if (entry.isFolder) {
+                state.folders.emplace_back(entry.name);
+            } else {
+                entries_.push_back({entry.inode, names_.size()});
+                names_.append(entry.name).push_back('\0');
+            }
+        });
+        if (error != 0) {
+            errno = error;
+            return false;
+        }
+        if (seen == before) break;
+    }
+    state.isAtEnd = seen < mostEntriesInBatch;
+    // They are taken from the end, and go in the order of the listing: where that begins with what was made last, it is
+    // what memory still holds.
+    std::reverse(state.folders.begin(), state.folders.end());
+    return true;
+}
+
+bool FolderEmptier::removeNextEntries() {
+    if (descent_.takeWasReopened() && ++states_.back().restarts > mostRestarts) return stop(ENOTEMPTY, "");
+    if (!readBatch()) return stop(errno, "");
+    constexpr std::size_t worthSorting = 1000;
+    if (entries_.size() > worthSorting)
+        std::sort(entries_.begin(), entries_.end(), [](const Entry& a, const Entry& b) { return a.inode < b.inode; });
+    const int folder = descent_.folder();
+    for (const Entry& entry : entries_) {
+        const char* name = names_.c_str() + entry.name;
+        if (::unlinkat(folder, name, 0) == 0) {
+            hasRemovedAnything_ = true;
+        } else if (errno == EISDIR) {
+            states_.back().folders.emplace_back(name);  // listed without its type, or put there meanwhile
+        } else if (errno != ENOENT) {
+            return stop(errno, name);
+        }
+    }
+    return true;
+}
+
+bool FolderEmptier::enter(std::string name) {
+    const int error = descent_.enter(name);
+    switch (error) {
+    case 0: states_.emplace_back(); return true;
+    case ENOENT: return true;
+    case ENOTDIR:
+    case ELOOP:
+        // Something else stands there by now; it goes as the entry that it is.
+        return remove(name, 0) || stop(errno, name);
+    case EXDEV: return stop(EBUSY, name);
+    case EACCES:
+        // It can't be listed; an empty one can be removed all the same.
+        return remove(name, AT_REMOVEDIR) || stop(isNotEmpty(errno) ? EACCES : errno, name);
+    default: return stop(error, name);
+    }
+}
+
+/// The lowest folder is empty: goes up and removes it, or goes through it again when it was refilled.
+bool FolderEmptier::leave() {
+    std::string name = descent_.name();
+    const int passes = states_.back().passes + 1;
+    states_.pop_back();
+    if (!descent_.leave()) return stop(ESTALE, name);
+    if (remove(name, AT_REMOVEDIR)) return true;
+    if (errno == ENOTDIR) return remove(name, 0) || stop(errno, name);  // exchanged for something else meanwhile
+    if (!isNotEmpty(errno) || passes >= mostPasses) return stop(errno, name);
+
+    // What stands under the name need not be the folder that was emptied: it is opened anew.
+    const std::size_t level = states_.size();
+    if (!enter(std::move(name))) return false;
+    if (states_.size() > level) states_.back().passes = passes;
+    return true;
+}
+
+}  // namespace KestrelCore

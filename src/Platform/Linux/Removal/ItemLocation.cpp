@@ -1,0 +1,187 @@
+#include "Platform/Linux/Removal/ItemLocation.hpp"
+
+#include "Platform/HomeDirectory.hpp"
+#include "Platform/Linux/MountTable.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <memory>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#ifndef RENAME_NOREPLACE
+#define RENAME_NOREPLACE 1
+#endif
+
+namespace KestrelCore {
+
+namespace {
+
+/// The components of an absolute path that names one item in exactly one way.
+std::optional<std::vector<std::string>> plainComponents(std::string_view path) {
+    if (!path.starts_with('/') || path.size() < 2 || path.find('\0') != std::string_view::npos) return std::nullopt;
+    std::vector<std::string> components;
+    for (std::size_t begin = 1; begin <= path.size();) {
+        const std::size_t end = std::min(path.find('/', begin), path.size());
+        const std::string_view component = path.substr(begin, end - begin);
+        if (component.empty() || component == "." || component == "..") return std::nullopt;
+        components.emplace_back(component);
+        begin = end + 1;
+    }
+    return components;
+}
+
+FileIdentity identityOf(const struct stat& status) {
+    return {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)};
+}
+
+/// ".Trash" and ".Trash-1000" at the top of a volume belong to the trash.
+bool isVolumeTrashName(std::string_view name) {
+    if (name == ".Trash") return true;
+    constexpr std::string_view prefix = ".Trash-";
+    if (!name.starts_with(prefix) || name.size() == prefix.size()) return false;
+    return std::all_of(name.begin() + prefix.size(), name.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+/// An absolute path without doubled slashes, "." and a slash at its end; "" for "/". What ".." leads to depends on
+/// links, so it stays.
+std::string withoutEmptyComponents(std::string_view path) {
+    std::string result;
+    for (std::size_t begin = 0; begin < path.size();) {
+        const std::size_t end = std::min(path.find('/', begin), path.size());
+        const std::string_view component = path.substr(begin, end - begin);
+        if (!component.empty() && component != ".") result.append("/").append(component);
+        begin = end + 1;
+    }
+    return result;
+}
+
+PlatformError refusal(const Text& sentence) {
+    return {PlatformError::Domain::fileManager, PlatformError::fileWriteUnknown, sentence};
+}
+
+}  // namespace
+
+ItemLocation locateItem(const URL& url, FileOperation operation) {
+    ItemLocation item;
+    item.path = url.path().string();
+    // A URL keeps an encoded NUL or slash, which no name can hold; its path must not be taken for another item's.
+    const std::string_view text = url.absoluteString().view();
+    const bool isEncoded = text.find("%00") != std::string_view::npos || text.find("%2F") != std::string_view::npos ||
+                           text.find("%2f") != std::string_view::npos;
+    const auto components = isEncoded ? std::nullopt : plainComponents(item.path);
+    if (!components) throw fileManagerError(operation, url.path(), item.path == "/" ? EBUSY : EINVAL);
+    item.name = components->back();
+
+    item.volumePath = "/";
+    std::string walked;
+    std::optional<std::uint64_t> mount;
+    bool isTopOfVolume = false;
+    for (std::size_t i = 0; i < components->size(); ++i) {
+        const std::string& component = i == 0 ? "/" : (*components)[i - 1];
+        constexpr int flags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+        FileDescriptor next{::openat(i == 0 ? AT_FDCWD : item.folder.get(), component.c_str(), flags)};
+        if (!next.isOpen()) {
+            if (errno == ENOTDIR || errno == ELOOP) throw changedItemError();
+            throw fileManagerError(operation, item.text(), errno);
+        }
+        struct stat status {};
+        if (::fstat(next.get(), &status) != 0) throw fileManagerError(operation, item.text(), errno);
+        if (i > 0) walked.append("/").append(component);
+        if (isTopOfVolume && isVolumeTrashName(component)) item.isInTrash = true;
+
+        const auto nextMount = mountIdentifier(next.get());
+        const bool hasNewDevice = item.ancestors.empty() || item.ancestors.back().device != identityOf(status).device;
+        isTopOfVolume = i == 0 || hasNewDevice || nextMount != mount;
+        mount = nextMount;
+        item.ancestors.push_back(identityOf(status));
+        item.folder = std::move(next);
+        if (isTopOfVolume && i > 0) item.volumePath = walked;
+        if (isTopOfVolume) item.volume = FileDescriptor{::fcntl(item.folder.get(), F_DUPFD_CLOEXEC, 0)};
+    }
+    if (!item.volume.isOpen()) throw fileManagerError(operation, item.text(), errno);
+    if (isTopOfVolume && isVolumeTrashName(item.name)) {
+        const auto status = statusIn(item.folder.get(), item.name);
+        if (status && S_ISDIR(status->st_mode)) item.isInTrash = true;
+    }
+    return item;
+}
+
+std::optional<struct stat> statusIn(int folder, const std::string& name) {
+    struct stat status {};
+    if (::fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT) != 0) return std::nullopt;
+    return status;
+}
+
+ExpectedItem asExpected(const struct stat& status) {
+    return {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino),
+            static_cast<std::uint32_t>(status.st_mode & S_IFMT)};
+}
+
+bool matches(const struct stat& status, const std::optional<ExpectedItem>& expected) {
+    if (!expected) return true;
+    const ExpectedItem found = asExpected(status);
+    return found.device == expected->device && found.inode == expected->inode &&
+           (expected->fileTypeBits == 0 || expected->fileTypeBits == found.fileTypeBits);
+}
+
+int renameWithoutReplacing(int fromFolder, const std::string& from, int toFolder, const std::string& to) {
+    const long result = ::syscall(SYS_renameat2, fromFolder, from.c_str(), toFolder, to.c_str(),
+                                  static_cast<unsigned>(RENAME_NOREPLACE));
+    return result == 0 ? 0 : errno;
+}
+
+PlatformError changedItemError() { return refusal("The item changed since the scan. Scan again before deleting it."); }
+
+PlatformError protectedTrashError() {
+    return refusal("Trash and Time Machine content are protected from Kestrel deletion.");
+}
+
+PlatformError mountedItemError(const ItemLocation& item, FileOperation operation) {
+    return withSentence(fileManagerError(operation, item.text(), EBUSY), "A file system is mounted on it or in it.");
+}
+
+PlatformError withSentence(const PlatformError& error, const Text& sentence) {
+    return {error.domain(), error.code(), Text::concatenating({error.description().view(), " ", sentence.view()}),
+            error.underlying() != nullptr ? std::make_shared<const PlatformError>(*error.underlying()) : nullptr};
+}
+
+PlatformError itemError(FileOperation operation, const ItemLocation& item, int errorNumber) {
+    const PlatformError error = fileManagerError(operation, item.text(), errorNumber);
+    if (error.code() == PlatformError::fileWriteNoPermission) return error;
+    return withSentence(error, Text::concatenating({systemErrorText(errorNumber).view(), "."}));
+}
+
+std::string homeTrashPath() {
+    const char* dataHome = ::secure_getenv("XDG_DATA_HOME");
+    if (dataHome != nullptr && *dataHome == '/') return withoutEmptyComponents(dataHome) + "/Trash";
+    return currentHomeDirectory().string() + "/.local/share/Trash";
+}
+
+bool isTrashOrInIt(const ItemLocation& item, const std::optional<struct stat>& status) {
+    if (item.isInTrash) return true;
+    // By identity, so that no other way to write its path, and no bind mount, leads around this.
+    struct stat trash {};
+    if (::stat(homeTrashPath().c_str(), &trash) != 0) return false;
+    const FileIdentity identity = identityOf(trash);
+    if (status && identityOf(*status) == identity) return true;
+    return std::find(item.ancestors.begin(), item.ancestors.end(), identity) != item.ancestors.end();
+}
+
+bool holdsHomeTrash(const ItemLocation& item) {
+    const auto isAtOrBelow = [&](std::string_view path) {
+        return path.starts_with(item.path) && (path.size() == item.path.size() || path[item.path.size()] == '/');
+    };
+    const std::string named = homeTrashPath();
+    const std::unique_ptr<char, decltype(&std::free)> resolved{::realpath(named.c_str(), nullptr), &std::free};
+    return isAtOrBelow(named) || (resolved && isAtOrBelow(resolved.get()));
+}
+
+void refuseMounts(const ItemLocation& item, FileOperation operation) {
+    const auto mounts = MountTable::current();
+    if (mounts && mounts->hasMountAtOrBelow(item.path)) throw mountedItemError(item, operation);
+}
+
+}  // namespace KestrelCore

@@ -1,0 +1,67 @@
+#pragma once
+
+#include "Base/FileManagerErrors.hpp"
+#include "KestrelCore/Base/FileIdentity.hpp"
+#include "KestrelCore/Base/URL.hpp"
+#include "KestrelCore/Platform/FileManager.hpp"
+#include "Platform/POSIX/FileDescriptor.hpp"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <sys/stat.h>
+#include <vector>
+
+namespace KestrelCore {
+
+/// An item by its open folder and its name in it. The folder was reached from "/" component by component, never through
+/// a link.
+struct ItemLocation {
+    std::string path;                     ///< raw, absolute
+    std::string name;                     ///< its last component
+    FileDescriptor folder;                ///< the folder that holds it; for use in relative calls only
+    std::vector<FileIdentity> ancestors;  ///< of the folders from "/" down to `folder`
+    std::string volumePath;               ///< where the mount begins on which `folder` lies
+    FileDescriptor volume;                ///< the folder there
+    bool isInTrash = false;               ///< lies in a trash at the top of a volume, or is one
+
+    /// The same as texts for messages.
+    [[nodiscard]] Text text() const { return Text{path}; }
+};
+
+/// Reaches the item that `url` names. Throws the file manager's error of `operation`: for a path that is not absolute,
+/// has "." or ".." in it, is "/", or leads through something that is no folder.
+[[nodiscard]] ItemLocation locateItem(const URL& url, FileOperation operation);
+
+/// What `name` in `folder` is; links are not followed. Empty with `errno` set when it can't be looked at.
+[[nodiscard]] std::optional<struct stat> statusIn(int folder, const std::string& name);
+
+/// The item as something to compare with.
+[[nodiscard]] ExpectedItem asExpected(const struct stat& status);
+/// Whether it still is what was expected; a missing expectation, or missing type bits, match anything.
+[[nodiscard]] bool matches(const struct stat& status, const std::optional<ExpectedItem>& expected);
+
+/// Renames within the file system and never replaces anything. 0, or the errno value.
+[[nodiscard]] int renameWithoutReplacing(int fromFolder, const std::string& from, int toFolder, const std::string& to);
+
+// The failures that no errno value tells. All are of the file manager's domain.
+[[nodiscard]] PlatformError changedItemError();
+[[nodiscard]] PlatformError protectedTrashError();
+[[nodiscard]] PlatformError mountedItemError(const ItemLocation& item, FileOperation operation);
+/// `error` with another sentence behind its own.
+[[nodiscard]] PlatformError withSentence(const PlatformError& error, const Text& sentence);
+/// The error of `operation` for an errno value; where the sentence does not tell the reason, the reason follows.
+[[nodiscard]] PlatformError itemError(FileOperation operation, const ItemLocation& item, int errorNumber);
+
+/// The trash folder of the user's home directory (`$XDG_DATA_HOME/Trash`), as it is named but for empty components; it
+/// need not exist.
+[[nodiscard]] std::string homeTrashPath();
+/// Whether the item lies in a trash (in the home trash, or in one at the top of a volume) or is one.
+[[nodiscard]] bool isTrashOrInIt(const ItemLocation& item, const std::optional<struct stat>& status);
+/// Whether the home trash lies somewhere below the item, or is it.
+[[nodiscard]] bool holdsHomeTrash(const ItemLocation& item);
+/// Throws when something is mounted on the item or below it.
+void refuseMounts(const ItemLocation& item, FileOperation operation);
+
+}  // namespace KestrelCore

@@ -1,0 +1,81 @@
+#include "Platform/Linux/SystemFile.hpp"
+
+#include "Platform/POSIX/FileDescriptor.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <dirent.h>
+#include <fcntl.h>
+#include <memory>
+#include <unistd.h>
+
+namespace KestrelCore {
+namespace {
+
+constexpr std::size_t mebibyte = 1U << 20;
+
+FileDescriptor opened(int folder, const char* name) {
+    int descriptor = -1;
+    do {
+        // Without blocking: nothing here should be a FIFO, and nothing is waited for if it is.
+        descriptor = openat(folder, name, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    } while (descriptor < 0 && errno == EINTR);
+    return FileDescriptor{descriptor};
+}
+
+/// Bytes read, 0 at the end, below 0 on failure.
+ssize_t readOnce(const FileDescriptor& file, char* out, std::size_t size) {
+    ssize_t got = 0;
+    do {
+        got = ::read(file.get(), out, size);
+    } while (got < 0 && errno == EINTR);
+    return got;
+}
+
+struct CloseFolder {
+    void operator()(DIR* folder) const { closedir(folder); }
+};
+
+}  // namespace
+
+std::optional<std::string_view> SystemFile::beginning(int folder, const char* name, std::span<char> buffer) {
+    const FileDescriptor file = opened(folder, name);
+    if (!file.isOpen()) return std::nullopt;
+    const ssize_t got = readOnce(file, buffer.data(), buffer.size());
+    if (got < 0) return std::nullopt;
+    return std::string_view{buffer.data(), static_cast<std::size_t>(got)};
+}
+
+std::optional<std::string_view> SystemFile::whole(int folder, const char* name, std::string& buffer) {
+    const FileDescriptor file = opened(folder, name);
+    if (!file.isOpen()) return std::nullopt;
+    std::size_t length = 0;
+    while (length < mebibyte) {
+        constexpr std::size_t smallestRead = 4096;
+        if (buffer.size() - length < smallestRead) buffer.resize(std::max(2 * buffer.size(), 4 * smallestRead));
+        const ssize_t got = readOnce(file, buffer.data() + length, buffer.size() - length);
+        if (got < 0) return std::nullopt;
+        if (got == 0) break;
+        length += static_cast<std::size_t>(got);
+    }
+    return std::string_view{buffer}.substr(0, length);
+}
+
+std::string SystemFile::attribute(const std::string& path) {
+    char buffer[4096];
+    return std::string{beginning(AT_FDCWD, path.c_str(), buffer).value_or(std::string_view{})};
+}
+
+std::vector<std::string> SystemFile::names(const std::string& folder) {
+    std::vector<std::string> names;
+    const std::unique_ptr<DIR, CloseFolder> opened{opendir(folder.c_str())};
+    if (opened == nullptr) return names;
+    while (const dirent* entry = readdir(opened.get())) {
+        const std::string_view name = entry->d_name;
+        if (name != "." && name != "..") names.emplace_back(name);
+    }
+    std::ranges::sort(names);
+    return names;
+}
+
+}  // namespace KestrelCore

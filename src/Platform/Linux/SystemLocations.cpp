@@ -1,0 +1,15 @@
+#include "Platform/SystemLocations.hpp"
+
+namespace KestrelCore {
+
+SystemLocations systemLocations() {
+    return {.managed = {"/boot", "/etc", "/lib", "/lib32", "/lib64", "/libx32", "/proc", "/run", "/snap", "/sys",
+                        "/var/lib"},
+            .managedMessage = "This location is managed by Linux and is view-only in Kestrel.",
+            // Desktop systems mount removable volumes below this folder.
+            .managedExempt = {"/run/media"},
+            .neverRemoved = {"/home", "/media", "/mnt", "/opt", "/root", "/srv", "/tmp", "/var"},
+            .homeFolders = {".config", ".local", ".ssh", ".gnupg", ".mozilla", ".var"}};
+}
+
+}  // namespace KestrelCore

@@ -1,0 +1,179 @@
+#include "Platform/Linux/Trash/TrashFolder.hpp"
+
+#include "Base/Random.hpp"
+#include "Platform/Linux/Removal/ItemLocation.hpp"
+#include "Platform/Linux/SmallFile.hpp"
+#include "Platform/Linux/Trash/TrashInfo.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace KestrelCore {
+
+namespace {
+
+constexpr mode_t writableByOthers = S_IWGRP | S_IWOTH;
+
+/// Opens a folder in `parent` that must be this user's alone. ENOENT in `errorNumber` when another kind of item, or
+/// somebody else's, is in its place: the trash is not usable, which is no failure of the system.
+FileDescriptor openOwned(int parent, const std::string& name, TrashFolder::Creation creation, int& errorNumber) {
+    if (creation == TrashFolder::Creation::ifMissing && ::mkdirat(parent, name.c_str(), 0700) != 0 && errno != EEXIST) {
+        errorNumber = errno;
+        return {};
+    }
+    FileDescriptor folder{::openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
+    struct stat status {};
+    if (!folder.isOpen() || ::fstat(folder.get(), &status) != 0 || status.st_uid != ::geteuid() ||
+        (status.st_mode & writableByOthers) != 0) {
+        errorNumber = ENOENT;
+        return {};
+    }
+    return folder;
+}
+
+std::optional<TrashFolder> openParts(FileDescriptor folder, std::string path, std::string volumePath,
+                                     TrashFolder::Creation creation, int& errorNumber) {
+    TrashFolder trash{.path = std::move(path),
+                      .volumePath = std::move(volumePath),
+                      .folder = std::move(folder),
+                      .info = {},
+                      .files = {}};
+    if (!trash.folder.isOpen()) return std::nullopt;
+    trash.info = openOwned(trash.folder.get(), "info", creation, errorNumber);
+    if (trash.info.isOpen()) trash.files = openOwned(trash.folder.get(), "files", creation, errorNumber);
+    if (!trash.files.isOpen()) return std::nullopt;
+    errorNumber = 0;
+    return trash;
+}
+
+/// The device of the path, or of the nearest folder above it that exists.
+std::optional<std::uint64_t> deviceAtOrAbove(std::string path) {
+    struct stat status {};
+    for (;;) {
+        if (::stat(path.c_str(), &status) == 0) return status.st_dev;
+        const std::size_t slash = path.rfind('/');
+        if (slash == std::string::npos) return std::nullopt;
+        path.resize(slash);
+        if (path.empty()) path = "/";
+    }
+}
+
+/// Creates the folders of an absolute path for this user alone.
+void createPrivately(const std::string& path) {
+    for (std::size_t end = path.find('/', 1); end != std::string::npos; end = path.find('/', end + 1))
+        ::mkdir(path.substr(0, end).c_str(), 0700);
+    ::mkdir(path.c_str(), 0700);
+}
+
+enum class Durability { synced, cached };
+
+/// A new file with that content. 0, or the errno value; nothing is left behind then.
+int writeNewFile(int folder, const std::string& name, std::string_view content, Durability durability) {
+    const FileDescriptor file{
+        ::openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)};
+    if (!file.isOpen()) return errno;
+    int error = writeAll(file.get(), content);
+    if (error == 0 && durability == Durability::synced && ::fsync(file.get()) != 0) error = errno;
+    if (error == 0) return 0;
+    ::unlinkat(folder, name.c_str(), 0);
+    return error;
+}
+
+std::string infoName(const std::string& name) { return name + ".trashinfo"; }
+
+}  // namespace
+
+std::optional<TrashFolder> TrashFolder::openHome(Creation creation, std::optional<std::uint64_t> device,
+                                                 int& errorNumber) {
+    const std::string path = homeTrashPath();
+    errorNumber = ENOENT;
+    if (device && deviceAtOrAbove(path) != device) return std::nullopt;
+    const std::string dataHome = path.substr(0, std::max<std::size_t>(path.rfind('/'), 1));
+    if (creation == Creation::ifMissing) createPrivately(dataHome);
+    // The user may keep this folder behind a link; the trash in it must be a real folder.
+    const FileDescriptor parent{::open(dataHome.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)};
+    if (!parent.isOpen()) return std::nullopt;
+    return openParts(openOwned(parent.get(), "Trash", creation, errorNumber), path, "", creation, errorNumber);
+}
+
+std::optional<TrashFolder> TrashFolder::openShared(int volume, const std::string& volumePath, Creation creation,
+                                                   int& errorNumber) {
+    errorNumber = ENOENT;
+    const FileDescriptor shared{::openat(volume, ".Trash", O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
+    struct stat status {};
+    if (!shared.isOpen() || ::fstat(shared.get(), &status) != 0) return std::nullopt;
+    if ((status.st_mode & S_ISVTX) == 0 || (status.st_uid != 0 && status.st_uid != ::geteuid())) return std::nullopt;
+    const std::string user = std::to_string(::geteuid());
+    const std::string path = (volumePath == "/" ? "" : volumePath) + "/.Trash/" + user;
+    return openParts(openOwned(shared.get(), user, creation, errorNumber), path, volumePath, creation, errorNumber);
+}
+
+std::optional<TrashFolder> TrashFolder::openOwn(int volume, const std::string& volumePath, Creation creation,
+                                                int& errorNumber) {
+    const std::string name = ".Trash-" + std::to_string(::geteuid());
+    const std::string path = (volumePath == "/" ? "" : volumePath) + "/" + name;
+    return openParts(openOwned(volume, name, creation, errorNumber), path, volumePath, creation, errorNumber);
+}
+
+std::string TrashFolder::infoPath(std::string_view absolutePath) const {
+    if (volumePath.empty()) return std::string{absolutePath};
+    const std::size_t top = volumePath == "/" ? 1 : volumePath.size() + 1;
+    return std::string{absolutePath.substr(std::min(top, absolutePath.size()))};
+}
+
+int TrashFolder::writeInfo(const std::string& name, const std::string& text) const {
+    return writeNewFile(info.get(), infoName(name), text, Durability::synced);
+}
+
+std::optional<std::string> TrashFolder::readInfo(const std::string& name) const {
+    const FileDescriptor file{
+        ::openat(info.get(), infoName(name).c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)};
+    struct stat status {};
+    if (!file.isOpen() || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+    return contentsOfDescriptor(file.get(), std::size_t{64} << 10);
+}
+
+void TrashFolder::removeInfo(const std::string& name) const { ::unlinkat(info.get(), infoName(name).c_str(), 0); }
+
+// One line a folder: its bytes, the time of its info file, its percent-encoded name. Replaced as a whole, so that a
+// reader sees the old or the new file. Lines of items that are gone mean nothing to anyone and stay.
+void TrashFolder::noteSize(const std::string& name, std::optional<std::uint64_t> bytes) const {
+    std::string content;
+    {
+        const FileDescriptor file{
+            ::openat(folder.get(), "directorysizes", O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)};
+        struct stat status {};
+        if (file.isOpen() && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode))
+            content = contentsOfDescriptor(file.get(), std::size_t{16} << 20).value_or("");
+        else if (!bytes)
+            return;
+    }
+    std::string updated;
+    for (std::string_view rest = content; !rest.empty();) {
+        const std::size_t end = std::min(rest.find('\n'), rest.size());
+        const std::string_view line = rest.substr(0, end);
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+        const std::size_t blank = line.rfind(' ');
+        const auto listed = blank == std::string_view::npos ? std::nullopt : percentDecodedPath(line.substr(blank + 1));
+        if (listed && *listed != name) updated.append(line).append("\n");
+    }
+    if (bytes) {
+        const auto status = statusIn(info.get(), infoName(name));
+        if (!status) return;
+        updated += std::to_string(*bytes) + " " + std::to_string(status->st_mtim.tv_sec) + " " +
+                   percentEncodedPath(name) + "\n";
+    }
+
+    std::uint64_t random = 0;
+    fillRandom(&random, sizeof random);
+    const std::string temporary = "directorysizes." + std::to_string(random);
+    if (writeNewFile(folder.get(), temporary, updated, Durability::cached) != 0) return;
+    if (::renameat(folder.get(), temporary.c_str(), folder.get(), "directorysizes") != 0)
+        ::unlinkat(folder.get(), temporary.c_str(), 0);
+}
+
+}  // namespace KestrelCore

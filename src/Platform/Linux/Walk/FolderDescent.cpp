@@ -1,0 +1,132 @@
+#include "Platform/Linux/Walk/FolderDescent.hpp"
+
+#include "Platform/Linux/MountTable.hpp"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <utility>
+
+namespace KestrelCore {
+
+namespace {
+
+constexpr std::size_t mostOpenLevels = 32;
+
+/// The folder, unless it lies on another device than its parent: subvolumes of some file systems begin without a mount.
+FileDescriptor onSameDevice(FileDescriptor folder, int parent, int& errorNumber) {
+    struct stat own {};
+    struct stat above {};
+    if (::fstat(folder.get(), &own) != 0 || ::fstat(parent, &above) != 0) {
+        errorNumber = errno;
+        return {};
+    }
+    if (own.st_dev == above.st_dev) return folder;
+    errorNumber = EXDEV;
+    return {};
+}
+
+/// Without `openat2` (kernels before 5.6, some sandboxes) the mount is compared after opening.
+FileDescriptor openFolderAndCompareMount(int parent, const std::string& name, std::uint64_t parentMount,
+                                         int& errorNumber) {
+    FileDescriptor folder{::openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
+    if (!folder.isOpen()) {
+        errorNumber = errno;
+        return {};
+    }
+    const auto wanted = parentMount != 0 ? std::optional<std::uint64_t>{parentMount} : mountIdentifier(parent);
+    const auto found = mountIdentifier(folder.get());
+    if (wanted && found && *wanted == *found) return onSameDevice(std::move(folder), parent, errorNumber);
+    errorNumber = wanted && found ? EXDEV : ENOSYS;
+    return {};
+}
+
+}  // namespace
+
+FileDescriptor openFolderOnSameMount(int parent, const std::string& name, std::uint64_t parentMount, int& errorNumber) {
+    open_how how{};
+    how.flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+    how.resolve = RESOLVE_NO_SYMLINKS | RESOLVE_NO_XDEV | RESOLVE_NO_MAGICLINKS;
+    for (;;) {
+        const long descriptor = ::syscall(SYS_openat2, parent, name.c_str(), &how, sizeof how);
+        if (descriptor >= 0) return onSameDevice(FileDescriptor{static_cast<int>(descriptor)}, parent, errorNumber);
+        errorNumber = errno;
+        // The last three are how a system says that it does not know the call, or these flags.
+        if (errorNumber == ENOSYS || errorNumber == EPERM || errorNumber == EINVAL || errorNumber == E2BIG)
+            return openFolderAndCompareMount(parent, name, parentMount, errorNumber);
+        if (errorNumber != EINTR && errorNumber != EAGAIN) return {};
+    }
+}
+
+FolderDescent::FolderDescent(FileDescriptor top) {
+    mount_ = mountIdentifier(top.get()).value_or(0);
+    levels_.emplace_back().folder = std::move(top);
+}
+
+bool FolderDescent::takeWasReopened() { return std::exchange(levels_.back().wasReopened, false); }
+
+int FolderDescent::enter(std::string name) {
+    int error = 0;
+    FileDescriptor folder = openFolderOnSameMount(this->folder(), name, mount_, error);
+    // A process with few descriptors to spare gets along with fewer open levels.
+    while (!folder.isOpen() && (error == EMFILE || error == ENFILE) && closeOldest())
+        folder = openFolderOnSameMount(this->folder(), name, mount_, error);
+    if (!folder.isOpen()) return error;
+    Level& level = levels_.emplace_back();
+    level.folder = std::move(folder);
+    level.name = std::move(name);
+    if (++openLevels_ > mostOpenLevels) closeOldest();
+    return 0;
+}
+
+bool FolderDescent::leave() {
+    const Level done = std::move(levels_.back());
+    levels_.pop_back();
+    --openLevels_;
+    Level& level = levels_.back();
+    if (level.folder.isOpen()) return true;
+
+    FileDescriptor folder{::openat(done.folder.get(), "..", O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
+    struct stat status {};
+    if (!folder.isOpen() || ::fstat(folder.get(), &status) != 0 || status.st_dev != level.device ||
+        status.st_ino != level.inode) {
+        returnToTop();
+        return false;
+    }
+    level.folder = std::move(folder);
+    level.wasReopened = true;
+    ++openLevels_;
+    return true;
+}
+
+void FolderDescent::returnToTop() {
+    levels_.resize(1);
+    openLevels_ = 1;
+}
+
+std::string FolderDescent::pathOf(const std::string& entry) const {
+    std::string path;
+    for (const Level& level : levels_)
+        if (!level.name.empty()) path.append(level.name).append("/");
+    path.append(entry);
+    if (path.ends_with('/')) path.pop_back();
+    return path;
+}
+
+/// Closes the uppermost open folder but the top and the lowest; false when there is none. The open ones are the top and
+/// a run at the end, so it is found at once.
+bool FolderDescent::closeOldest() {
+    if (openLevels_ < 3) return false;
+    Level& level = levels_[levels_.size() - (openLevels_ - 1)];
+    struct stat status {};
+    if (::fstat(level.folder.get(), &status) != 0) return false;
+    level.device = status.st_dev;
+    level.inode = status.st_ino;
+    level.folder.close();
+    --openLevels_;
+    return true;
+}
+
+}  // namespace KestrelCore

@@ -1,0 +1,159 @@
+#include "Platform/Linux/Walk/FolderReader.hpp"
+
+#include "Platform/Linux/Walk/StatusAt.hpp"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace KestrelCore {
+
+namespace {
+
+/// One call lists about two thousand names; more would only make the first entries of a large folder wait.
+constexpr std::size_t bufferSize = std::size_t{64} << 10;
+constexpr std::size_t enoughEntries = 1500;
+
+/// The kernel's record of `getdents64`. Not in any header of the C library.
+struct ListedName {
+    std::uint64_t inode;
+    std::int64_t offset;
+    std::uint16_t recordLength;
+    std::uint8_t type;
+    char name[1];
+};
+
+bool isSelfOrParent(const char* name) noexcept {
+    return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
+}
+
+bool isLackOfDescriptors(int error) noexcept { return error == EMFILE || error == ENFILE; }
+
+}  // namespace
+
+FolderReader::FolderReader() : buffer_{std::make_unique<char[]>(bufferSize)} {}
+
+ReadingResult FolderReader::read(const ReadingTask& task, const std::atomic<bool>& isStopped) {
+    ReadingResult result;
+    if (const int error = open(task, result); error != 0) {
+        result.errorNumber = error;
+        result.lacksDescriptors = isLackOfDescriptors(error);
+        result.isFinished = true;
+        return result;
+    }
+    const int descriptor = result.descriptor->get();
+    while (task.isWhole || piece_.entries.size() < enoughEntries) {
+        const long got = syscall(SYS_getdents64, descriptor, buffer_.get(), bufferSize);
+        if (got < 0 && errno == EINTR) continue;
+        if (got <= 0) {
+            // An error would come again and again: what was read counts, and the folder is left.
+            if (got < 0) result.errorNumber = errno;
+            result.isFinished = true;
+            break;
+        }
+        for (const char* at = buffer_.get(); at < buffer_.get() + got;) {
+            std::uint16_t recordLength = 0;
+            std::memcpy(&recordLength, at + offsetof(ListedName, recordLength), sizeof recordLength);
+            const char* name = at + offsetof(ListedName, name);
+            at += recordLength;
+            if (isSelfOrParent(name)) continue;
+            if (isStopped.load(std::memory_order_relaxed)) return result;
+            add(task, descriptor, name, std::strlen(name));
+        }
+    }
+    result.piece = takePiece();
+    // A folder that holds no other is not needed any more; here its descriptor is closed outside every lock.
+    const bool isOnlyPiece = !task.steps.empty() && result.isFinished;
+    if (isOnlyPiece && (result.piece == nullptr || result.piece->folders.empty())) result.descriptor = nullptr;
+    return result;
+}
+
+/// Goes down the steps. What is found at each must be what was listed: else the folder was moved away or replaced, and
+/// for this walk it is gone.
+int FolderReader::open(const ReadingTask& task, ReadingResult& result) {
+    result.descriptor = task.start;
+    for (const OpeningStep& step : task.steps) {
+        const int from = result.descriptor != nullptr ? result.descriptor->get() : AT_FDCWD;
+        int opened = 0;
+        do {
+            opened = ::openat(from, step.name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        } while (opened < 0 && errno == EINTR);
+        if (opened < 0) {
+            const int error = errno;
+            result.descriptor = nullptr;
+            // A link or a file in the place of the folder: that folder is no longer there.
+            return error == ELOOP || error == ENOTDIR ? ENOENT : error;
+        }
+        result.descriptor = std::make_shared<FileDescriptor>(opened);
+        FileStatus status;
+        std::uint64_t mount = 0;
+        int error = statusAt(opened, "", status, mount);
+        if (error == 0 && (status.inode != step.inode || status.device != task.device ||
+                           (mount != 0 && task.mount != 0 && mount != task.mount))) {
+            error = ENOENT;
+        }
+        if (error != 0) {
+            result.descriptor = nullptr;
+            return error;
+        }
+        if (step.keepFor != nullptr) result.kept.emplace_back(step.keepFor, result.descriptor);
+    }
+    return 0;
+}
+
+void FolderReader::add(const ReadingTask& task, int descriptor, const char* name, std::size_t length) {
+    FolderEntry& entry = piece_.entries.emplace_back();
+    entry.nameOffset = piece_.names.size();
+    entry.nameLength = static_cast<std::uint32_t>(length);
+    piece_.names.insert(piece_.names.end(), name, name + length + 1);
+    std::uint64_t mount = 0;
+    entry.errorNumber = statusAt(descriptor, name, entry.status, mount);
+    if (entry.errorNumber != 0) {
+        entry.kind = TraversalEntry::Kind::noStatus;
+        return;
+    }
+    if (entry.status.type != FileType::directory) return;
+    entry.kind = TraversalEntry::Kind::directory;
+    entry.hasFolder = entry.status.device == task.device && (mount == 0 || task.mount == 0 || mount == task.mount);
+    if (!entry.hasFolder) return;
+
+    const Folder& parent = *task.folder;
+    auto folder = std::make_unique<Folder>();
+    folder->parent = task.folder;
+    folder->inode = entry.status.inode;
+    folder->level = parent.level + 1;
+    const bool isBelowSlash = parent.level == 0 && parent.pathLength == 1;
+    folder->pathLength = parent.pathLength + (isBelowSlash ? 0 : 1) + length;
+    if (parent.notEntered != nullptr) folder->notEntered = parent.notEntered->find({name, length});
+    folder->isReadAhead = folder->notEntered == nullptr || !folder->notEntered->isNotEntered;
+    if (folder->pathLength > longestTraversedPath) {
+        folder->state = Folder::State::finished;
+        folder->isOpened = true;
+        folder->errorNumber = ENAMETOOLONG;
+    }
+    folderEntries_.push_back(piece_.entries.size() - 1);
+    piece_.folders.push_back(std::move(folder));
+}
+
+std::unique_ptr<FolderPiece> FolderReader::takePiece() {
+    if (piece_.entries.empty()) return nullptr;
+    auto piece = std::make_unique<FolderPiece>();
+    piece->entries.assign(piece_.entries.begin(), piece_.entries.end());
+    piece->names.assign(piece_.names.begin(), piece_.names.end());
+    piece->folders.reserve(piece_.folders.size());
+    for (std::size_t index = 0; index < folderEntries_.size(); ++index) {
+        piece_.folders[index]->name = piece->names.data() + piece->entries[folderEntries_[index]].nameOffset;
+        piece->folders.push_back(std::move(piece_.folders[index]));
+    }
+    piece->bytes = sizeof(FolderPiece) + piece->entries.size() * sizeof(FolderEntry) + piece->names.size() +
+                   piece->folders.size() * (sizeof(Folder) + sizeof(void*));
+    piece_.entries.clear();
+    piece_.names.clear();
+    piece_.folders.clear();
+    folderEntries_.clear();
+    return piece;
+}
+
+}  // namespace KestrelCore

@@ -1,0 +1,126 @@
+#include "Platform/Traversal.hpp"
+
+#include "Platform/Linux/Walk/ReadAhead.hpp"
+
+#include <cerrno>
+#include <cstdint>
+#include <utility>
+
+// The walk goes through the folders that `ReadAhead` provides: within a piece it only steps on; at the end of a piece
+// and on entering a folder it asks for the next one, reads it itself if no other thread has begun to, and otherwise
+// waits. So the order of the entries never depends on which thread was faster.
+
+namespace KestrelCore {
+
+namespace {
+
+/// No sum of real allocations comes near it; see `largestAllocation`.
+constexpr std::int64_t largestTotal = std::int64_t{1} << 62;
+
+class LinuxTraversal final : public Traversal {
+public:
+    explicit LinuxTraversal(const TraversalOptions& options)
+        : readAhead_{std::make_shared<ReadAhead>(options.root, options.notEntered)}, folder_{&readAhead_->top()},
+          stopsOnCancel_{options.cancellation.onCancel([readAhead = readAhead_] { readAhead->stop(); })} {}
+
+    ~LinuxTraversal() override { readAhead_->stop(); }
+
+    const TraversalEntry* next() override {
+        if (isDone_) return nullptr;
+        if (readAhead_->isStopped()) return stop();
+        const bool descends = std::exchange(isAtDirectory_, false);
+        if (descends) {
+            Folder* parent = folder_;
+            const FolderEntry& directory = parent->piece->entries[parent->nextEntry - 1];
+            if (!directory.hasFolder) return give(directory, TraversalEntry::Kind::directoryEnd, 0);
+            std::unique_ptr<Folder>& child = parent->piece->folders[parent->nextFolder++];
+            if (child == nullptr) return give(directory, TraversalEntry::Kind::directoryEnd, 0);
+            folder_ = child.get();
+        }
+        while (true) {
+            Folder& folder = *folder_;
+            if (folder.piece != nullptr && folder.nextEntry < folder.piece->entries.size()) return step(folder);
+            if (folder.piece != nullptr) releasedBytes_ += folder.piece->bytes;
+            folder.piece = nullptr;
+            if (!folder.isLastPiece) {
+                folder.piece = readAhead_->nextPiece(folder, std::exchange(releasedBytes_, 0));
+                folder.nextEntry = folder.nextFolder = 0;
+                if (folder.piece != nullptr) continue;
+                if (!folder.isLastPiece) return stop();
+            }
+            if (folder_ == &readAhead_->top()) {
+                isDone_ = true;
+                return nullptr;
+            }
+            return leave();
+        }
+    }
+
+    void skipDescendants() override {
+        if (!isAtDirectory_ || !folder_->piece->entries[folder_->nextEntry - 1].hasFolder) return;
+        std::unique_ptr<Folder>& child = folder_->piece->folders[folder_->nextFolder];
+        if (child != nullptr) readAhead_->abandon(std::move(child));
+    }
+
+    int errorNumber() const override { return errorNumber_; }
+
+private:
+    const TraversalEntry* step(Folder& folder) {
+        const FolderEntry& entry = folder.piece->entries[folder.nextEntry++];
+        if (entry.kind == TraversalEntry::Kind::noStatus) return give(entry, entry.kind, entry.errorNumber);
+        const bool isAbsurd = entry.status.allocatedBytes > largestTotal - totalBytes_;
+        if (isAbsurd) {
+            if (entry.hasFolder) readAhead_->abandon(std::move(folder.piece->folders[folder.nextFolder++]));
+            return give(entry, TraversalEntry::Kind::noStatus, EOVERFLOW);
+        }
+        totalBytes_ += entry.status.allocatedBytes;
+        isAtDirectory_ = entry.kind == TraversalEntry::Kind::directory;
+        return give(entry, entry.kind, 0);
+    }
+
+    /// Ends the folder that the walk is in.
+    const TraversalEntry* leave() {
+        const int error = folder_->errorNumber;
+        folder_ = folder_->parent;
+        // Nothing is left in it by now, and it can take its memory with it.
+        folder_->piece->folders[folder_->nextFolder - 1] = nullptr;
+        const FolderEntry& directory = folder_->piece->entries[folder_->nextEntry - 1];
+        return give(directory,
+                    error == 0 ? TraversalEntry::Kind::directoryEnd : TraversalEntry::Kind::unreadableDirectory, error);
+    }
+
+    /// Fills in what is returned, for an entry of the folder that the walk is in.
+    const TraversalEntry* give(const FolderEntry& entry, TraversalEntry::Kind kind, int error) {
+        using Kind = TraversalEntry::Kind;
+        given_.kind = kind;
+        given_.level = folder_ == &readAhead_->top() ? 0 : folder_->level + 1;
+        given_.name = folder_->piece->name(entry);
+        given_.status = kind == Kind::directory || kind == Kind::item ? &entry.status : nullptr;
+        given_.errorNumber = error;
+        return &given_;
+    }
+
+    const TraversalEntry* stop() {
+        isDone_ = true;
+        errorNumber_ = ECANCELED;
+        return nullptr;
+    }
+
+    std::shared_ptr<ReadAhead> readAhead_;
+    Folder* folder_;              ///< the one whose entries are being given
+    bool isAtDirectory_ = false;  ///< the last entry was a directory: its content is next
+    bool isDone_ = false;
+    int errorNumber_ = 0;
+    std::int64_t totalBytes_ = 0;    ///< allocated, of all entries given
+    std::size_t releasedBytes_ = 0;  ///< of pieces that were freed since `ReadAhead` was last told
+    TraversalEntry given_;
+    CancellationToken::Registration stopsOnCancel_;
+};
+
+}  // namespace
+
+std::unique_ptr<Traversal> openTraversal(const TraversalOptions& options) {
+    return std::make_unique<LinuxTraversal>(options);
+}
+
+}  // namespace KestrelCore

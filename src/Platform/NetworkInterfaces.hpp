@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace KestrelCore {
+
+/// One network interface as the system counts it, since the interface came up.
+struct InterfaceCounters {
+    std::string name;
+    bool isLoopback = false;
+    std::uint64_t receivedBytes = 0;
+    std::uint64_t sentBytes = 0;
+};
+
+/// The interfaces there are now. One thread at a time.
+class NetworkInterfaces {
+public:
+    virtual ~NetworkInterfaces() = default;
+
+    /// Replaces the content of `interfaces`, which is kept by the caller so that a pass allocates nothing new. Empty
+    /// when the system has none or does not tell.
+    virtual void list(std::vector<InterfaceCounters>& interfaces) = 0;
+
+    [[nodiscard]] static std::unique_ptr<NetworkInterfaces> system();
+};
+
+}  // namespace KestrelCore

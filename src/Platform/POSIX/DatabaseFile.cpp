@@ -1,0 +1,68 @@
+#include "Platform/DatabaseFile.hpp"
+
+#include <array>
+#include <climits>
+#include <cstdlib>
+#include <fcntl.h>
+#include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace KestrelCore {
+namespace {
+
+std::optional<std::string> realPath(const std::string& path) {
+    const std::unique_ptr<char, void (*)(void*)> resolved{realpath(path.c_str(), nullptr), std::free};
+    return resolved == nullptr ? std::nullopt : std::optional<std::string>{resolved.get()};
+}
+
+std::string folderOf(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos) return ".";
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+}  // namespace
+
+std::optional<DatabaseFile::Item> DatabaseFile::item(const std::string& path) {
+    struct stat status;
+    if (stat(path.c_str(), &status) != 0) return std::nullopt;
+    return Item{.device = static_cast<std::uint64_t>(status.st_dev),
+                .inode = static_cast<std::uint64_t>(status.st_ino),
+                .size = status.st_size,
+                .isRegular = S_ISREG(status.st_mode)};
+}
+
+std::string DatabaseFile::resolved(const std::string& path) {
+    if (const auto whole = realPath(path)) return *whole;
+    // Not there yet. A link to nowhere names the place where the file will be made.
+    std::string place = path;
+    constexpr int mostLinks = 40;
+    for (int links = 0; links < mostLinks; ++links) {
+        std::array<char, PATH_MAX> target{};
+        const ssize_t length = readlink(place.c_str(), target.data(), target.size());
+        if (length <= 0 || static_cast<std::size_t>(length) == target.size()) break;
+        const std::string text{target.data(), static_cast<std::size_t>(length)};
+        place = text.front() == '/' ? text : folderOf(place) + "/" + text;
+    }
+    const auto folder = realPath(folderOf(place));
+    if (!folder) return path;
+    return (*folder == "/" ? "" : *folder) + "/" + place.substr(place.rfind('/') + 1);
+}
+
+bool DatabaseFile::isInWritableFolder(const std::string& path) {
+    return access(folderOf(path).c_str(), W_OK | X_OK) == 0;
+}
+
+void DatabaseFile::makeWritableLike(const std::string& model, const std::string& path) {
+    struct stat wanted;
+    struct stat found;
+    if (stat(model.c_str(), &wanted) != 0 || lstat(path.c_str(), &found) != 0) return;
+    if (!S_ISREG(found.st_mode) || found.st_uid != geteuid() || (wanted.st_mode & ~found.st_mode & S_IWUSR) == 0)
+        return;
+    constexpr mode_t permissions = S_IRWXU | S_IRWXG | S_IRWXO;
+    // Where that fails, so will the engine, which says more.
+    (void)fchmodat(AT_FDCWD, path.c_str(), wanted.st_mode & permissions, AT_SYMLINK_NOFOLLOW);
+}
+
+}  // namespace KestrelCore

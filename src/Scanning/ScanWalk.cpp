@@ -1,0 +1,168 @@
+#include "Scanning/ScanWalk.hpp"
+
+#include "Base/DotName.hpp"
+#include "Base/TextScan.hpp"
+#include "KestrelCore/Base/Date.hpp"
+#include "KestrelCore/Base/Path.hpp"
+#include "KestrelCore/Base/PlatformError.hpp"
+#include "KestrelCore/Model/KestrelError.hpp"
+
+#include <algorithm>
+
+namespace KestrelCore {
+
+namespace {
+
+constexpr std::int64_t entriesPerReport = 2048;
+constexpr std::int64_t smallFileBytes = 1'048'576;
+
+}  // namespace
+
+ScanWalk::ScanWalk(const Text& rootPath, const SafetyRules& rules, std::function<void(ScanProgress)> report)
+    : rootPath_{rootPath}, isWholeDisk_{rootPath == Text{"/"}}, rules_{rules}, report_{std::move(report)} {}
+
+bool ScanWalk::accept(const TraversalEntry& entry) {
+    using Kind = TraversalEntry::Kind;
+    if (entry.kind == Kind::directoryEnd) return true;
+    if (entry.level == 0) {
+        acceptRoot(entry);
+        return true;
+    }
+    if (levels_.empty()) return true;  // the root could not be looked at
+    levels_.erase(levels_.begin() + std::min<std::ptrdiff_t>(entry.level, std::ssize(levels_)), levels_.end());
+    path_.resize(levels_.back().pathLength);
+    const std::string_view name = wellFormed(entry.name);
+    if (entry.status == nullptr || entry.kind == Kind::unreadableDirectory || name.size() > NameArena::longestName) {
+        addIssue(name, entry);
+        return entry.kind != Kind::directory;
+    }
+    if (entry.kind == Kind::directory && isWholeDisk_ && entry.level == 1) {
+        const auto isThis = [&](std::string_view excluded) { return excluded.substr(1) == name; };
+        if (std::any_of(excludedFromDisk.begin(), excludedFromDisk.end(), isThis)) return false;
+    }
+    const std::uint32_t row = addItem(entry, name);
+    if (entry.kind == Kind::directory) {
+        path_ += '/';
+        path_ += name;
+        levels_.push_back(Level{.pathLength = path_.size(),
+                                .row = row,
+                                .folder = ScannedTree::none,
+                                .rating = rules_.child(levels_.back().rating, name)});
+    }
+    return true;
+}
+
+void ScanWalk::acceptRoot(const TraversalEntry& entry) {
+    if (entry.status != nullptr && entry.kind != TraversalEntry::Kind::unreadableDirectory) {
+        addRoot(*entry.status);
+        return;
+    }
+    levels_.clear();
+    if (issues_.size() < mostIssues) {
+        issues_.push_back(ScanIssue{rootPath_, entry.errorNumber == 0 ? Text{"The item could not be inspected."}
+                                                                      : systemErrorText(entry.errorNumber)});
+    }
+}
+
+void ScanWalk::addRoot(const FileStatus& status) {
+    RecordStorage& storage = tree_.storage();
+    const auto folder = storage.folder(rootPath_.view());
+    if (!folder) throw KestrelError::unavailable("The selected location could not be scanned.");
+    Text name = Path::lastComponent(rootPath_);
+    if (name.isEmpty()) name = Text{"/"};
+    const ExtensionTable::Entry& extension =
+        extensions_.entry(name.view().substr(Path::extensionOffset(name.view())), storage);
+    RecordStorage::Row& row = storage.appendIrregular(std::nullopt, rootPath_, name);
+    fill(row, status, name.view(), extension, isFurtherLink(status));
+    row.riskValue =
+        static_cast<std::uint32_t>(rules_.risk(rootPath_, name, storage.extensions()[extension.position])) & 3U;
+    tree_.setRoot(0, *folder);
+    path_ = isWholeDisk_ ? std::string{} : rootPath_.string();
+    levels_.assign(1, Level{.pathLength = path_.size(), .row = 0, .folder = *folder, .rating = rules_.root(rootPath_)});
+}
+
+std::uint32_t ScanWalk::addItem(const TraversalEntry& entry, std::string_view name) {
+    const FileStatus& status = *entry.status;
+    Level& parent = levels_.back();
+    RecordStorage& storage = tree_.storage();
+    const ExtensionTable::Entry& extension = extensions_.entry(name.substr(Path::extensionOffset(name)), storage);
+    const bool isDuplicate = isFurtherLink(status);
+    const ScannedTree::FolderIndex parentFolder = folder(parent);
+    std::uint32_t position = ScannedTree::none;
+    if (isWholeDisk_ && status.type == FileType::regular && status.allocatedBytes < smallFileBytes &&
+        !extension.isLibraryItem) {
+        if (!isDuplicate) tree_.addFoldedBytes(parentFolder, status.allocatedBytes);
+    } else {
+        position = static_cast<std::uint32_t>(storage.size());
+        RecordStorage::Row& row = storage.appendRegular(parentFolder, name);
+        fill(row, status, name, extension, isDuplicate);
+        row.riskValue = static_cast<std::uint32_t>(rules_.risk(parent.rating, name, extension.isApplication)) & 3U;
+    }
+    count(status, isDuplicate, name);
+    return position;
+}
+
+void ScanWalk::fill(RecordStorage::Row& row, const FileStatus& status, std::string_view name,
+                    const ExtensionTable::Entry& extension, bool isDuplicate) {
+    FileKind kind = FileKind::other;
+    if (status.type == FileType::regular)
+        kind = FileKind::file;
+    else if (status.type == FileType::symbolicLink)
+        kind = FileKind::symbolicLink;
+    else if (status.type == FileType::directory)
+        kind = extension.isPackage ? FileKind::package : FileKind::directory;
+    row.id = UUID::random();
+    tree_.storage().setIdentity(row, FileIdentity{.device = status.device, .inode = status.inode});
+    row.kindValue = static_cast<std::uint32_t>(kind) & 7U;
+    row.logicalBytes = status.size;
+    row.allocatedBytes = status.allocatedBytes;
+    row.aggregateAllocatedBytes = isDuplicate ? 0 : status.allocatedBytes;
+    row.hasModified = 1;
+    row.modifiedAt = Date::fromFileTime(status.modifiedSeconds, status.modifiedNanoseconds).secondsSinceReferenceDate;
+    row.extension = extension.position & ((1U << 27) - 1);
+    row.isHidden = status.isUserHidden || beginsWithDot(name);
+    row.isCloudPlaceholder = status.isDataless;
+    row.isHardLinkDuplicate = isDuplicate;
+}
+
+bool ScanWalk::isFurtherLink(const FileStatus& status) {
+    if (status.type != FileType::regular || status.links < 2) return false;
+    return !seenLinks_.insert(FileIdentity{.device = status.device, .inode = status.inode}).second;
+}
+
+ScannedTree::FolderIndex ScanWalk::folder(Level& level) {
+    if (level.folder == ScannedTree::none) {
+        // The directory's own record lies in the folder of the level above, which it has made already.
+        level.folder = tree_.addFolder(tree_.storage().row(level.row).folder, level.row);
+    }
+    return level.folder;
+}
+
+std::string_view ScanWalk::wellFormed(std::string_view rawName) {
+    if (isASCII(rawName) || isWellFormedUTF8(rawName)) return rawName;
+    nameBuffer_ = repairedUTF8(rawName);
+    return nameBuffer_;
+}
+
+Text ScanWalk::path(std::string_view name) const { return Text::concatenating({path_, "/", name}); }
+
+void ScanWalk::addIssue(std::string_view name, const TraversalEntry& entry) {
+    if (issues_.size() >= mostIssues) return;
+    issues_.push_back(ScanIssue{path(name), entry.errorNumber == 0 ? Text{"The item could not be inspected."}
+                                                                   : systemErrorText(entry.errorNumber)});
+}
+
+void ScanWalk::count(const FileStatus& status, bool isDuplicate, std::string_view name) {
+    ++filesSeen_;
+    if (!isDuplicate) allocatedBytesSeen_ += status.allocatedBytes;
+    if (filesSeen_ == 1 || filesSeen_ % entriesPerReport == 0) {
+        report_(ScanProgress{
+            .filesSeen = filesSeen_, .allocatedBytesSeen = allocatedBytesSeen_, .currentPath = path(name)});
+    }
+}
+
+void ScanWalk::reportEnd() {
+    report_(ScanProgress{.filesSeen = filesSeen_, .allocatedBytesSeen = allocatedBytesSeen_, .currentPath = rootPath_});
+}
+
+}  // namespace KestrelCore

@@ -1,0 +1,100 @@
+#pragma once
+
+#include "Base/SeededHash.hpp"
+#include "Deletion/SafetyRules.hpp"
+#include "KestrelCore/Base/FileIdentity.hpp"
+#include "KestrelCore/Base/Text.hpp"
+#include "KestrelCore/Model/ScanIssue.hpp"
+#include "KestrelCore/Model/ScanProgress.hpp"
+#include "Platform/Traversal.hpp"
+#include "Scanning/ExtensionTable.hpp"
+#include "Scanning/ScannedTree.hpp"
+
+#include <boost/unordered/unordered_flat_set.hpp>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace KestrelCore {
+
+/// Turns the entries of one walk into records, issues and progress reports. One thread.
+class ScanWalk {
+public:
+    /// Directories of a scan of "/" that are left out with all their content.
+    static constexpr std::array<std::string_view, 13> excludedFromDisk{"/System",
+                                                                       "/Library",
+                                                                       "/private",
+                                                                       "/usr",
+                                                                       "/bin",
+                                                                       "/sbin",
+                                                                       "/Volumes",
+                                                                       "/dev",
+                                                                       "/Network",
+                                                                       "/.vol",
+                                                                       "/.Spotlight-V100",
+                                                                       "/.fseventsd",
+                                                                       "/.DocumentRevisions-V100"};
+    static constexpr std::size_t mostIssues = 1000;
+
+    ScanWalk(const Text& rootPath, const SafetyRules& rules, std::function<void(ScanProgress)> report);
+
+    /// One entry. False when the walk must leave the entry's content out.
+    [[nodiscard]] bool accept(const TraversalEntry& entry);
+    /// The last report of the walk.
+    void reportEnd();
+
+    [[nodiscard]] const std::vector<ScanIssue>& issues() const { return issues_; }
+    [[nodiscard]] ScannedTree& tree() { return tree_; }
+
+private:
+    /// A directory on the way to the current entry.
+    struct Level {
+        std::size_t pathLength;  ///< of `path_` up to and with this directory
+        std::uint32_t row;
+        ScannedTree::FolderIndex folder;  ///< `ScannedTree::none` until something lies in it
+        SafetyRules::FolderContext rating;
+    };
+
+    void acceptRoot(const TraversalEntry& entry);
+    void addRoot(const FileStatus& status);
+    /// Returns the new row's position, or `ScannedTree::none` for a file that was folded.
+    std::uint32_t addItem(const TraversalEntry& entry, std::string_view name);
+    void addIssue(std::string_view name, const TraversalEntry& entry);
+    void fill(RecordStorage::Row& row, const FileStatus& status, std::string_view name,
+              const ExtensionTable::Entry& extension, bool isDuplicate);
+    [[nodiscard]] bool isFurtherLink(const FileStatus& status);
+    [[nodiscard]] ScannedTree::FolderIndex folder(Level& level);
+    [[nodiscard]] std::string_view wellFormed(std::string_view rawName);
+    [[nodiscard]] Text path(std::string_view name) const;
+    void count(const FileStatus& status, bool isDuplicate, std::string_view name);
+
+    /// A volume may claim what inode numbers it likes.
+    struct IdentityHash {
+        std::size_t operator()(const FileIdentity& identity) const {
+            return static_cast<std::size_t>(seededHash(identity.device, identity.inode));
+        }
+    };
+
+    Text rootPath_;
+    bool isWholeDisk_;
+    const SafetyRules& rules_;
+    std::function<void(ScanProgress)> report_;
+
+    ScannedTree tree_;
+    ExtensionTable extensions_;
+    boost::unordered_flat_set<FileIdentity, IdentityHash> seenLinks_;
+    std::vector<ScanIssue> issues_;
+    std::vector<Level> levels_;
+    std::string path_;  ///< of the directory of the last level; empty for "/"
+    std::string nameBuffer_;
+    std::int64_t filesSeen_ = 0;
+    std::int64_t allocatedBytesSeen_ = 0;
+};
+
+}  // namespace KestrelCore

@@ -1,0 +1,497 @@
+#include "Snapshot/RecordStorage.hpp"
+
+#include "Base/FatalError.hpp"
+#include "Base/SeededHash.hpp"
+#include "Base/TextScan.hpp"
+
+#include <boost/unordered/unordered_flat_map.hpp>
+
+#include <algorithm>
+#include <cstring>
+#include <future>
+#include <limits>
+#include <ranges>
+#include <utility>
+
+namespace KestrelCore {
+
+namespace {
+
+constexpr std::string_view sourceFile = "KestrelCore/Model";
+constexpr std::uint64_t topHash = 0x6A09E667F3BCC909U;
+constexpr std::uint64_t relativeHash = 0xBB67AE8584CAA73BU;
+constexpr std::size_t mostDevices = 256;
+
+struct FolderKey {
+    RecordStorage::FolderIndex parent;
+    std::string_view name;
+    bool operator==(const FolderKey&) const = default;
+};
+struct FolderKeyHash {
+    std::size_t operator()(const FolderKey& key) const {
+        return static_cast<std::size_t>(seededHash(key.parent, seededHash(key.name)));
+    }
+};
+
+}  // namespace
+
+void NameArena::grow() {
+    chunks_.push_back(std::make_shared_for_overwrite<char[]>(chunkSize));
+    used_ = 0;
+}
+
+/// Look-ups that only building needs.
+struct RecordStorage::BuildState {
+    boost::unordered_flat_map<FolderKey, FolderIndex, FolderKeyHash> folderByName;
+    boost::unordered_flat_map<std::string_view, std::uint32_t, SeededHash> extensionByBytes;
+    /// The folder asked for last and its path: the next one is mostly the same or near it in the tree.
+    FolderIndex lastFolder = topFolder;
+    std::string lastPath;
+};
+
+RecordStorage::RecordStorage() : build_{std::make_unique<BuildState>()} {
+    folders_.push_back(Folder{.parent = topFolder,
+                              .pathLength = 0,
+                              .nameOffset = 0,
+                              .nameLength = 0,
+                              .isASCII = 1,
+                              .isNormalized = 1,
+                              .pathHash = topHash});
+    (void)internExtension({});
+}
+
+RecordStorage::RecordStorage(const RecordStorage& other)
+    : names_{other.names_}, folders_{other.folders_}, irregular_{other.irregular_}, extensions_{other.extensions_},
+      devices_{other.devices_} {}
+
+RecordStorage::~RecordStorage() = default;
+
+std::shared_ptr<RecordStorage> RecordStorage::copy(const std::function<bool(std::size_t)>& keeps) const {
+    // Not make_shared: the constructor is private.
+    std::shared_ptr<RecordStorage> result{new RecordStorage{*this}};
+    for (std::size_t i = 0; i < size_; ++i) {
+        if (keeps(i)) result->newRow() = row(i);
+    }
+    return result;
+}
+
+std::optional<FileIdentity> RecordStorage::identityOf(const Row& row) const {
+    if (row.isIrregular && irregular(row).identity) return irregular(row).identity;
+    if (!row.hasIdentity) return std::nullopt;
+    return FileIdentity{.device = devices_[row.device], .inode = row.inode};
+}
+
+// Paths.
+
+void RecordStorage::appendFolderPath(FolderIndex folder, std::string& out) const {
+    const std::size_t start = out.size();
+    out.resize(start + folders_[folder].pathLength);
+    while (folder != topFolder) {
+        const Folder& node = folders_[folder];
+        char* end = out.data() + start + node.pathLength;
+        end[-static_cast<std::ptrdiff_t>(node.nameLength) - 1] = '/';
+        if (node.nameLength > 0) std::memcpy(end - node.nameLength, nameOf(node).data(), node.nameLength);
+        folder = node.parent;
+    }
+}
+
+Text RecordStorage::folderPath(FolderIndex folder) const {
+    if (folder == topFolder) return Text{"/"};
+    std::string path;
+    appendFolderPath(folder, path);
+    return Text{path};
+}
+
+void RecordStorage::assignPath(const Row& row, std::string& out) const {
+    out.clear();
+    if (row.isIrregular) {
+        out = irregular(row).path.view();
+        return;
+    }
+    appendFolderPath(row.folder, out);
+    out += '/';
+    out += nameOf(row);
+}
+
+Text RecordStorage::path(const Row& row) const {
+    if (row.isIrregular) return irregular(row).path;
+    std::string path;
+    assignPath(row, path);
+    return Text{path};
+}
+
+std::optional<Text> RecordStorage::parentPath(const Row& row) const {
+    if (row.isIrregular) return irregular(row).parentPath;
+    return folderPath(row.folder);
+}
+
+FileRecord RecordStorage::record(std::size_t index) const {
+    const Row& r = row(index);
+    return record(r, path(r));
+}
+
+FileRecord RecordStorage::record(const Row& r, Text path) const {
+    // One buffer for all texts where that goes: it is at hand, and no two threads count the users of another.
+    const Text& extension = extensions_[r.extension];
+    const std::size_t beforeExtension = path.byteCount() - std::min(path.byteCount(), extension.byteCount());
+    const bool endsInExtension = path.view().substr(beforeExtension) == extension.view();
+    std::optional<Text> parent;
+    Text name;
+    if (r.isIrregular) {
+        const Irregular& texts = irregular(r);
+        parent = texts.parentPath;
+        name = texts.name;
+    } else {
+        const std::size_t folderLength = folders_[r.folder].pathLength;
+        parent = path.slice(0, std::max<std::size_t>(folderLength, 1));
+        name = path.slice(folderLength + 1, r.nameLength);
+    }
+    Text fileExtension = endsInExtension ? path.slice(beforeExtension, extension.byteCount()) : extension;
+    return FileRecord{r.id,
+                      identityOf(r),
+                      std::move(parent),
+                      std::move(path),
+                      std::move(name),
+                      r.kind(),
+                      r.logicalBytes,
+                      r.allocatedBytes,
+                      r.aggregateAllocatedBytes,
+                      r.hasModified ? std::optional{Date{r.modifiedAt}} : std::nullopt,
+                      std::move(fileExtension),
+                      r.isHidden != 0,
+                      r.isCloudPlaceholder != 0,
+                      r.isHardLinkDuplicate != 0,
+                      r.risk()};
+}
+
+void RecordStorage::makeRecords(std::span<const std::uint32_t> indices, const RecordSink& take) const {
+    constexpr std::size_t bytesPerBuffer = std::size_t{1} << 14;
+    constexpr std::size_t manyRecords = 10'000;
+    const auto make = [&](std::size_t begin, const std::size_t end) {
+        FolderPathReader folderPaths{*this};
+        std::string batch;
+        std::vector<std::size_t> ends;
+        while (begin < end) {
+            batch.clear();
+            ends.clear();
+            for (std::size_t i = begin; i < end && batch.size() < bytesPerBuffer; ++i) {
+                const Row& r = row(indices[i]);
+                if (r.isIrregular) {
+                    batch += irregular(r).path.view();
+                } else {
+                    batch += folderPaths.prefix(r.folder);
+                    batch += '/';
+                    batch += nameOf(r);
+                }
+                ends.push_back(batch.size());
+            }
+            const Text paths{batch};
+            std::size_t start = 0;
+            for (const std::size_t pathEnd : ends) {
+                take(begin, record(row(indices[begin]), paths.slice(start, pathEnd - start)));
+                ++begin;
+                start = pathEnd;
+            }
+        }
+    };
+    const std::size_t middle = indices.size() < manyRecords ? indices.size() : indices.size() / 2;
+    // With the policy of the default, the work waits for `get` where the system has no thread to give.
+    std::future<void> other;
+    if (middle < indices.size()) other = std::async([&] { make(middle, indices.size()); });
+    make(0, middle);
+    if (other.valid()) other.get();
+}
+
+// Hashes and equality of paths. Since "/" takes part in no composition, a path is equal to another exactly when their
+// components are, and its normal form is that of its components joined.
+
+std::uint64_t RecordStorage::nameHash(std::string_view name, bool isNormalized) {
+    return isNormalized ? seededHash(name) : seededHash(normalizedUTF8(name));
+}
+
+std::uint64_t RecordStorage::pathHash(std::string_view path) {
+    if (path.empty() || path.front() != '/') return seededHash(relativeHash, nameHash(path, isNormalizedUTF8(path)));
+    std::uint64_t hash = topHash;
+    const bool isNormalized = isNormalizedUTF8(path);
+    std::size_t start = 1;
+    while (true) {
+        const std::size_t end = std::min(path.find('/', start), path.size());
+        hash = seededHash(hash, nameHash(path.substr(start, end - start), isNormalized));
+        if (end == path.size()) return hash;
+        start = end + 1;
+    }
+}
+
+std::uint64_t RecordStorage::pathHash(const Row& row) const {
+    if (row.isIrregular) return pathHash(irregular(row).path.view());
+    return seededHash(folders_[row.folder].pathHash, nameHash(nameOf(row), row.isNormalized != 0));
+}
+
+bool RecordStorage::equalNames(std::string_view a, bool isNormalizedA, std::string_view b, bool isNormalizedB) {
+    if (isNormalizedA && isNormalizedB) return a == b;
+    return a == b || normalizedUTF8(a) == normalizedUTF8(b);
+}
+
+bool RecordStorage::hasPath(FolderIndex folder, const Text& path) const {
+    std::string_view rest = path.view();
+    if (folder == topFolder) return rest == "/";
+    const bool isNormalized = path.isNormalized();
+    for (; folder != topFolder; folder = folders_[folder].parent) {
+        const std::size_t slash = rest.rfind('/');
+        if (slash == std::string_view::npos) return false;
+        const Folder& node = folders_[folder];
+        if (!equalNames(nameOf(node), node.isNormalized != 0, rest.substr(slash + 1), isNormalized)) return false;
+        rest = rest.substr(0, slash);
+    }
+    return rest.empty();
+}
+
+bool RecordStorage::hasPath(const Row& row, const Text& path) const {
+    if (row.isIrregular) return irregular(row).path == path;
+    const std::string_view bytes = path.view();
+    const std::size_t slash = bytes.rfind('/');
+    if (slash == std::string_view::npos) return false;
+    if (!equalNames(nameOf(row), row.isNormalized != 0, bytes.substr(slash + 1), path.isNormalized())) return false;
+    return row.folder == topFolder ? slash == 0 : slash > 0 && hasPath(row.folder, path.slice(0, slash));
+}
+
+bool RecordStorage::haveEqualPaths(const Row& a, const Row& b) const {
+    if (!a.isIrregular && !b.isIrregular && a.folder == b.folder) {
+        return equalNames(nameOf(a), a.isNormalized != 0, nameOf(b), b.isNormalized != 0);
+    }
+    return hasPath(a, path(b));
+}
+
+// Building.
+
+RecordStorage::BuildState& RecordStorage::building() {
+    if (build_ == nullptr) fatalError(sourceFile, "Finished records are not built upon");
+    return *build_;
+}
+
+RecordStorage::FolderIndex RecordStorage::addFolder(FolderIndex parent, std::string_view name) {
+    const bool isASCIIName = isASCII(name);
+    const bool isNormalized = isASCIIName || isNormalizedUTF8(name);
+    const auto index = static_cast<FolderIndex>(folders_.size());
+    folders_.push_back(Folder{.parent = parent,
+                              .pathLength = static_cast<std::uint32_t>(folders_[parent].pathLength + 1 + name.size()),
+                              .nameOffset = names_.add(name) & ((std::uint64_t{1} << 36) - 1),
+                              .nameLength = name.size() & NameArena::longestName,
+                              .isASCII = isASCIIName,
+                              .isNormalized = isNormalized,
+                              .pathHash = seededHash(folders_[parent].pathHash, nameHash(name, isNormalized))});
+    return index;
+}
+
+RecordStorage::FolderIndex RecordStorage::addFolder(FolderIndex parent, const Row& ofRow) {
+    const auto index = static_cast<FolderIndex>(folders_.size());
+    folders_.push_back(
+        Folder{.parent = parent,
+               .pathLength = static_cast<std::uint32_t>(folders_[parent].pathLength + 1 + ofRow.nameLength),
+               .nameOffset = ofRow.nameOffset,
+               .nameLength = ofRow.nameLength,
+               .isASCII = ofRow.isASCII,
+               .isNormalized = ofRow.isNormalized,
+               .pathHash = seededHash(folders_[parent].pathHash, nameHash(nameOf(ofRow), ofRow.isNormalized != 0))});
+    return index;
+}
+
+RecordStorage::FolderIndex RecordStorage::childFolder(FolderIndex parent, std::string_view name) {
+    auto& map = building().folderByName;
+    if (const auto found = map.find(FolderKey{parent, name}); found != map.end()) return found->second;
+    const FolderIndex index = addFolder(parent, name);
+    map.emplace(FolderKey{parent, nameOf(folders_[index])}, index);
+    return index;
+}
+
+std::optional<RecordStorage::FolderIndex> RecordStorage::folder(std::string_view path) {
+    if (path.empty() || path.front() != '/') return std::nullopt;
+    if (path.size() > std::numeric_limits<std::uint32_t>::max() / 2) return std::nullopt;
+    if (path == "/") return topFolder;
+    BuildState& state = building();
+    if (path == state.lastPath) return state.lastFolder;
+    for (std::size_t start = 1; start <= path.size();) {
+        const std::size_t end = std::min(path.find('/', start), path.size());
+        if (end - start > NameArena::longestName) return std::nullopt;
+        start = end + 1;
+    }
+    // Up from the last folder to the nearest one on the way, then down.
+    const auto mismatch = std::mismatch(path.begin(), path.end(), state.lastPath.begin(), state.lastPath.end());
+    const auto common = static_cast<std::size_t>(mismatch.first - path.begin());
+    FolderIndex index = state.lastFolder;
+    while (folders_[index].pathLength > common ||
+           (folders_[index].pathLength < path.size() && path[folders_[index].pathLength] != '/')) {
+        index = folders_[index].parent;
+    }
+    for (std::size_t start = folders_[index].pathLength + std::size_t{1}; start <= path.size();) {
+        const std::size_t end = std::min(path.find('/', start), path.size());
+        index = childFolder(index, path.substr(start, end - start));
+        start = end + 1;
+    }
+    state.lastFolder = index;
+    state.lastPath.assign(path);
+    return index;
+}
+
+std::uint32_t RecordStorage::internExtension(std::string_view fileExtension) {
+    auto& map = building().extensionByBytes;
+    if (const auto found = map.find(fileExtension); found != map.end()) return found->second;
+    const auto index = static_cast<std::uint32_t>(extensions_.size());
+    if (index >> 27 != 0) fatalError(sourceFile, "Too many different file extensions");
+    extensions_.emplace_back(fileExtension);
+    // The text's buffer does not move with the list.
+    map.emplace(extensions_.back().view(), index);
+    return index;
+}
+
+RecordStorage::Row& RecordStorage::newRow() {
+    if (size_ == std::numeric_limits<std::uint32_t>::max()) fatalError(sourceFile, "Too many records");
+    if (size_ % rowsPerChunk == 0) chunks_.push_back(std::make_unique_for_overwrite<Row[]>(rowsPerChunk));
+    Row& fresh = row(size_++);
+    fresh = Row{};
+    return fresh;
+}
+
+RecordStorage::Row& RecordStorage::appendRegular(FolderIndex folder, std::string_view name) {
+    Row& fresh = newRow();
+    fresh.folder = folder;
+    fresh.nameOffset = names_.add(name) & ((std::uint64_t{1} << 36) - 1);
+    fresh.nameLength = name.size() & NameArena::longestName;
+    fresh.isASCII = isASCII(name);
+    fresh.isNormalized = fresh.isASCII || isNormalizedUTF8(name);
+    return fresh;
+}
+
+RecordStorage::Row& RecordStorage::appendIrregular(std::optional<Text> parentPath, Text path, Text name) {
+    Row& fresh = newRow();
+    fresh.isIrregular = 1;
+    fresh.isASCII = name.isASCII();
+    fresh.isNormalized = name.isNormalized();
+    fresh.nameOffset = irregular_.size() & ((std::uint64_t{1} << 36) - 1);
+    irregular_.push_back(Irregular{.parentPath = std::move(parentPath),
+                                   .path = std::move(path),
+                                   .name = std::move(name),
+                                   .identity = std::nullopt});
+    return fresh;
+}
+
+RecordStorage::Row& RecordStorage::append(const std::optional<std::string_view>& parentPath, std::string_view path,
+                                          std::string_view name) {
+    if (parentPath && name.size() <= NameArena::longestName && path.size() > name.size() && path.ends_with(name)) {
+        const std::string_view prefix = path.substr(0, path.size() - name.size());
+        const bool isRegular = *parentPath == "/"
+                                   ? prefix == "/"
+                                   : prefix.back() == '/' && prefix.substr(0, prefix.size() - 1) == *parentPath;
+        if (isRegular && name.find('/') == std::string_view::npos) {
+            if (const auto index = folder(*parentPath)) return appendRegular(*index, name);
+        }
+    }
+    return appendIrregular(parentPath ? std::optional{Text{*parentPath}} : std::nullopt, Text{path}, Text{name});
+}
+
+void RecordStorage::append(const FileRecord& record) {
+    const auto parent = record.parentPath() ? std::optional{record.parentPath()->view()} : std::nullopt;
+    Row& fresh = append(parent, record.path().view(), record.name().view());
+    fresh.id = record.id();
+    setIdentity(fresh, record.identity());
+    fresh.logicalBytes = record.logicalBytes();
+    fresh.allocatedBytes = record.allocatedBytes();
+    fresh.aggregateAllocatedBytes = record.aggregateAllocatedBytes();
+    if (record.modifiedAt()) {
+        fresh.hasModified = 1;
+        fresh.modifiedAt = record.modifiedAt()->secondsSinceReferenceDate;
+    }
+    fresh.extension = internExtension(record.fileExtension().view()) & ((1U << 27) - 1);
+    fresh.kindValue = static_cast<std::uint32_t>(record.kind()) & 7U;
+    fresh.riskValue = static_cast<std::uint32_t>(record.risk()) & 3U;
+    fresh.isHidden = record.isHidden();
+    fresh.isCloudPlaceholder = record.isCloudPlaceholder();
+    fresh.isHardLinkDuplicate = record.isHardLinkDuplicate();
+}
+
+void RecordStorage::setIdentity(Row& row, const std::optional<FileIdentity>& identity) {
+    row.hasIdentity = 0;
+    if (row.isIrregular) irregular_[row.nameOffset].identity = std::nullopt;
+    if (!identity) return;
+    const auto found = std::find(devices_.begin(), devices_.end(), identity->device);
+    const auto position = static_cast<std::size_t>(found - devices_.begin());
+    if (found == devices_.end()) {
+        if (devices_.size() == mostDevices) {
+            // No row has room for one more device: this record keeps its identity, and so its texts, beside the rows.
+            if (!row.isIrregular) {
+                Irregular texts{parentPath(row), path(row), Text{nameOf(row)}, std::nullopt};
+                row.isIrregular = 1;
+                row.nameLength = 0;
+                row.nameOffset = irregular_.size() & ((std::uint64_t{1} << 36) - 1);
+                irregular_.push_back(std::move(texts));
+            }
+            irregular_[row.nameOffset].identity = identity;
+            return;
+        }
+        devices_.push_back(identity->device);
+    }
+    row.hasIdentity = 1;
+    row.device = position & 255U;
+    row.inode = identity->inode;
+}
+
+void RecordStorage::reorder(std::vector<std::uint32_t>& order) {
+    // Position i takes the row at order[i]. A chain of moves begins at each position and ends where it meets itself or
+    // a row that nobody wants; done[i] is marked by order[i] == i. Rows that are left out are only ever overwritten.
+    const std::size_t kept = order.size();
+    if (kept == size_) {
+        for (std::size_t start = 0; start < kept; ++start) {
+            if (order[start] == start) continue;
+            const Row first = row(start);
+            std::size_t hole = start;
+            while (order[hole] != start) {
+                const std::size_t next = order[hole];
+                row(hole) = row(next);
+                order[hole] = static_cast<std::uint32_t>(hole);
+                hole = next;
+            }
+            row(hole) = first;
+            order[hole] = static_cast<std::uint32_t>(hole);
+        }
+        return;
+    }
+    std::vector<std::unique_ptr<Row[]>> chunks;
+    for (std::size_t i = 0; i < kept; ++i) {
+        if (i % rowsPerChunk == 0) chunks.push_back(std::make_unique_for_overwrite<Row[]>(rowsPerChunk));
+        chunks[i / rowsPerChunk][i % rowsPerChunk] = row(order[i]);
+    }
+    chunks_ = std::move(chunks);
+    size_ = kept;
+}
+
+void RecordStorage::finishBuilding() {
+    build_.reset();
+    folders_.shrink_to_fit();
+    irregular_.shrink_to_fit();
+}
+
+std::size_t RecordStorage::memoryBytes() const {
+    return chunks_.size() * rowsPerChunk * sizeof(Row) + names_.memoryBytes() + folders_.capacity() * sizeof(Folder) +
+           irregular_.capacity() * sizeof(Irregular);
+}
+
+std::string_view FolderPathReader::prefix(RecordStorage::FolderIndex folder) {
+    const std::vector<RecordStorage::Folder>& folders = storage_.folders();
+    // Parents come before children, so of two folders the later one is never on the way to the earlier one.
+    missing_.clear();
+    while (true) {
+        while (!chain_.empty() && chain_.back() > folder) chain_.pop_back();
+        if (folder == RecordStorage::topFolder || (!chain_.empty() && chain_.back() == folder)) break;
+        missing_.push_back(folder);
+        folder = folders[folder].parent;
+    }
+    path_.resize(folders[folder].pathLength);
+    for (const RecordStorage::FolderIndex each : std::ranges::reverse_view{missing_}) {
+        path_ += '/';
+        path_ += storage_.nameOf(folders[each]);
+        chain_.push_back(each);
+    }
+    return path_;
+}
+
+}  // namespace KestrelCore

@@ -1,0 +1,238 @@
+#pragma once
+
+#include "KestrelCore/Base/Text.hpp"
+#include "KestrelCore/Base/UUID.hpp"
+#include "KestrelCore/Model/FileRecord.hpp"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace KestrelCore {
+
+/// Bytes that never move once they are in: names are kept here, one after the other.
+class NameArena {
+public:
+    /// Names up to this length live in the arena; a longer one makes its record irregular.
+    static constexpr std::size_t longestName = 4095;
+
+    /// Copies `name` (at most `longestName` bytes) and returns where it begins.
+    std::uint64_t add(std::string_view name) {
+        if (name.size() > chunkSize - used_) grow();
+        const std::uint64_t offset = (chunks_.size() - 1) * chunkSize + used_;
+        if (!name.empty()) __builtin_memcpy(chunks_.back().get() + used_, name.data(), name.size());
+        used_ += name.size();
+        return offset;
+    }
+    [[nodiscard]] std::string_view name(std::uint64_t offset, std::size_t length) const {
+        if (length == 0) return {};  // may begin where no chunk is yet
+        return {chunks_[offset / chunkSize].get() + offset % chunkSize, length};
+    }
+    [[nodiscard]] std::size_t memoryBytes() const { return chunks_.size() * chunkSize; }
+
+    NameArena() = default;
+    /// Shares what is there; what is added afterwards goes into chunks of the copy's own.
+    NameArena(const NameArena& other) : chunks_{other.chunks_} {}
+    NameArena& operator=(const NameArena&) = delete;
+
+private:
+    static constexpr std::size_t chunkSize = std::size_t{1} << 18;
+
+    void grow();
+
+    std::vector<std::shared_ptr<char[]>> chunks_;
+    std::size_t used_ = chunkSize;  ///< of the last chunk
+};
+
+/// The records of a snapshot in compact form: one fixed row a record, names in an arena, folders as a tree of names.
+///
+/// A record's path is its folder's path, "/" and its name, so no path is stored: a folder knows its parent and its own
+/// name, and a path is joined when somebody asks. A record whose texts do not fit that pattern (the top of a scan,
+/// which has no parent; anything odd in a payload) is irregular: its row points to texts kept beside the rows.
+///
+/// Built by one thread; afterwards read by any number.
+class RecordStorage {
+public:
+    using FolderIndex = std::uint32_t;
+    /// The folder "/": what it holds is named "/NAME".
+    static constexpr FolderIndex topFolder = 0;
+
+    /// A folder that records name as their parent, whether or not a record stands for it. Parents come before children.
+    struct Folder {
+        FolderIndex parent;
+        std::uint32_t pathLength;  ///< bytes of the path; 0 for the top folder, whose path as a prefix is empty
+        std::uint64_t nameOffset : 36;
+        std::uint64_t nameLength : 12;
+        std::uint64_t isASCII : 1;
+        std::uint64_t isNormalized : 1;
+        std::uint64_t pathHash;  ///< of the path under canonical equivalence
+    };
+
+    /// One record. 72 bytes; what decides the size of a snapshot in memory.
+    struct Row {
+        UUID id;
+        std::uint64_t inode;
+        std::int64_t logicalBytes;
+        std::int64_t allocatedBytes;
+        std::int64_t aggregateAllocatedBytes;
+        double modifiedAt;              ///< seconds since the reference date, where `hasModified`
+        std::uint64_t nameOffset : 36;  ///< in the arena; of an irregular row the position among the irregular texts
+        std::uint64_t nameLength : 12;
+        std::uint64_t device : 8;        ///< position among the devices, where `hasIdentity`
+        std::uint64_t isASCII : 1;       ///< of the name
+        std::uint64_t isNormalized : 1;  ///< of the name
+        std::uint64_t isIrregular : 1;
+        std::uint64_t hasIdentity : 1;
+        std::uint64_t hasModified : 1;
+        std::uint64_t isHidden : 1;
+        std::uint64_t isCloudPlaceholder : 1;
+        std::uint64_t isHardLinkDuplicate : 1;
+        FolderIndex folder;            ///< meaningless for an irregular row
+        std::uint32_t extension : 27;  ///< position among the extensions
+        std::uint32_t kindValue : 3;
+        std::uint32_t riskValue : 2;
+
+        [[nodiscard]] FileKind kind() const { return static_cast<FileKind>(kindValue); }
+        [[nodiscard]] RiskLevel risk() const { return static_cast<RiskLevel>(riskValue); }
+        [[nodiscard]] bool isContainer() const { return kind() == FileKind::directory || kind() == FileKind::package; }
+        [[nodiscard]] std::int64_t displayBytes() const {
+            return isContainer() ? aggregateAllocatedBytes : allocatedBytes;
+        }
+    };
+    static_assert(sizeof(Row) == 72);
+
+    /// The texts of an irregular row, and its identity where the device list is full.
+    struct Irregular {
+        std::optional<Text> parentPath;
+        Text path;
+        Text name;
+        std::optional<FileIdentity> identity;
+    };
+
+    RecordStorage();
+    ~RecordStorage();
+    RecordStorage& operator=(const RecordStorage&) = delete;
+
+    /// A finished copy with only the rows for which `keeps` is true, in their order; names are shared.
+    [[nodiscard]] std::shared_ptr<RecordStorage> copy(const std::function<bool(std::size_t)>& keeps) const;
+
+    [[nodiscard]] std::size_t size() const { return size_; }
+    [[nodiscard]] const Row& row(std::size_t index) const {
+        return chunks_[index / rowsPerChunk][index % rowsPerChunk];
+    }
+    [[nodiscard]] Row& row(std::size_t index) { return chunks_[index / rowsPerChunk][index % rowsPerChunk]; }
+    [[nodiscard]] const std::vector<Folder>& folders() const { return folders_; }
+    [[nodiscard]] const Irregular& irregular(const Row& row) const { return irregular_[row.nameOffset]; }
+    [[nodiscard]] const std::vector<Text>& extensions() const { return extensions_; }
+
+    [[nodiscard]] std::string_view nameOf(const Folder& folder) const {
+        return names_.name(folder.nameOffset, folder.nameLength);
+    }
+    /// The name's bytes (well-formed UTF-8), also of an irregular row.
+    [[nodiscard]] std::string_view nameOf(const Row& row) const {
+        if (row.isIrregular) return irregular(row).name.view();
+        return names_.name(row.nameOffset, row.nameLength);
+    }
+    [[nodiscard]] std::optional<FileIdentity> identityOf(const Row& row) const;
+
+    /// The folder's path as records name it in `parentPath`: "/" for the top folder.
+    [[nodiscard]] Text folderPath(FolderIndex folder) const;
+    /// Replaces `out` by the record's path.
+    void assignPath(const Row& row, std::string& out) const;
+    [[nodiscard]] Text path(const Row& row) const;
+    [[nodiscard]] std::optional<Text> parentPath(const Row& row) const;
+    [[nodiscard]] FileRecord record(std::size_t index) const;
+    /// Gets a position in the list of indices and the record made for it.
+    using RecordSink = std::function<void(std::size_t position, FileRecord&& record)>;
+    /// Makes the records at `indices`, which should ascend: then many are made faster than one by one, and neighbours
+    /// share buffers of some KiB. Of many, two threads make a half each and call `take`, which must not throw.
+    void makeRecords(std::span<const std::uint32_t> indices, const RecordSink& take) const;
+
+    /// Hash of a path under canonical equivalence, the one that folders and `pathHash(row)` give: component by
+    /// component.
+    [[nodiscard]] static std::uint64_t pathHash(std::string_view path);
+    [[nodiscard]] std::uint64_t pathHash(const Row& row) const;
+    /// Whether a row's (a folder's) path equals `path` under canonical equivalence.
+    [[nodiscard]] bool hasPath(const Row& row, const Text& path) const;
+    [[nodiscard]] bool hasPath(FolderIndex folder, const Text& path) const;
+    [[nodiscard]] bool haveEqualPaths(const Row& a, const Row& b) const;
+    /// Whether two names are canonically equal.
+    [[nodiscard]] static bool equalNames(std::string_view a, bool isNormalizedA, std::string_view b,
+                                         bool isNormalizedB);
+
+    // Building.
+
+    /// A new folder below `parent`; `name` has at most `NameArena::longestName` bytes. No look for an equal one.
+    FolderIndex addFolder(FolderIndex parent, std::string_view name);
+    /// The same for a folder whose record is the regular row `ofRow`: the name's bytes are shared.
+    FolderIndex addFolder(FolderIndex parent, const Row& ofRow);
+    /// The folder with exactly that path (as a parent path), made where it is missing; empty for a path that has no
+    /// such form: one that is not absolute, or has a component longer than `NameArena::longestName`.
+    [[nodiscard]] std::optional<FolderIndex> folder(std::string_view path);
+    /// Position of the extension in `extensions`, added where it is missing.
+    [[nodiscard]] std::uint32_t internExtension(std::string_view fileExtension);
+    /// A new row at the end, name set and everything else zero. `name` is well-formed and at most
+    /// `NameArena::longestName` bytes.
+    Row& appendRegular(FolderIndex folder, std::string_view name);
+    /// A new irregular row at the end, everything but its texts zero.
+    Row& appendIrregular(std::optional<Text> parentPath, Text path, Text name);
+    /// Picks the form that fits: regular when the three texts follow the pattern, byte for byte.
+    Row& append(const std::optional<std::string_view>& parentPath, std::string_view path, std::string_view name);
+    void append(const FileRecord& record);
+    void setIdentity(Row& row, const std::optional<FileIdentity>& identity);
+    /// Reorders the rows: position i gets the row that was at order[i]; rows that `order` leaves out are dropped.
+    /// `order` is used up.
+    void reorder(std::vector<std::uint32_t>& order);
+    /// Frees what only building needed.
+    void finishBuilding();
+
+    /// Bytes held, for budgets.
+    [[nodiscard]] std::size_t memoryBytes() const;
+
+private:
+    static constexpr std::size_t rowsPerChunk = 4096;
+    struct BuildState;
+
+    [[nodiscard]] BuildState& building();
+    [[nodiscard]] FolderIndex childFolder(FolderIndex parent, std::string_view name);
+    Row& newRow();
+    /// Appends the folder's path as a prefix: empty for the top folder, else without a trailing slash.
+    void appendFolderPath(FolderIndex folder, std::string& out) const;
+    /// `path` is the row's own.
+    [[nodiscard]] FileRecord record(const Row& row, Text path) const;
+    RecordStorage(const RecordStorage& other);  ///< everything but the rows
+    [[nodiscard]] static std::uint64_t nameHash(std::string_view name, bool isNormalized);
+
+    std::vector<std::unique_ptr<Row[]>> chunks_;
+    std::size_t size_ = 0;
+    NameArena names_;
+    std::vector<Folder> folders_;
+    std::vector<Irregular> irregular_;
+    std::vector<Text> extensions_;
+    std::vector<std::uint64_t> devices_;
+    std::unique_ptr<BuildState> build_;
+};
+
+/// Joins the paths of folders that are asked for one after the other: only what differs from the folder before is
+/// joined again, and neighbours mostly share all but a name.
+class FolderPathReader {
+public:
+    explicit FolderPathReader(const RecordStorage& storage) : storage_{storage} {}
+
+    /// The folder's path as a prefix: empty for the top folder, else without a trailing slash. Valid until the next
+    /// call.
+    [[nodiscard]] std::string_view prefix(RecordStorage::FolderIndex folder);
+
+private:
+    const RecordStorage& storage_;
+    std::string path_;
+    std::vector<RecordStorage::FolderIndex> chain_;    ///< the folders on the way to `path_`, the top one left out
+    std::vector<RecordStorage::FolderIndex> missing_;  ///< of one call, deepest first
+};
+
+}  // namespace KestrelCore

@@ -1,0 +1,92 @@
+#include "KestrelCore/Snapshot/ScanSnapshot.hpp"
+
+#include "Base/FatalError.hpp"
+#include "Snapshot/SnapshotContents.hpp"
+#include "Snapshot/SnapshotPruning.hpp"
+
+#include <algorithm>
+
+namespace KestrelCore {
+
+namespace {
+
+std::shared_ptr<const RecordStorage> compactForm(const std::vector<FileRecord>& records) {
+    auto storage = std::make_shared<RecordStorage>();
+    for (const FileRecord& record : records) storage->append(record);
+    storage->finishBuilding();
+    return storage;
+}
+
+[[noreturn]] void stopAtDuplicate(const RecordStorage& storage) {
+    constexpr std::string_view sourceFile = "KestrelCore/Model/ScanSnapshot";
+    std::unordered_set<Text> seen;
+    for (std::size_t i = 0; i < storage.size(); ++i) {
+        const Text path = storage.path(storage.row(i));
+        if (!seen.insert(path).second) fatalError(sourceFile, "Duplicate values for key: '" + path.string() + "'");
+    }
+    fatalError(sourceFile, "Duplicate values for key");
+}
+
+}  // namespace
+
+ScanSnapshot::ScanSnapshot(UUID id, ScanScope scope, Date startedAt, Date completedAt,
+                           const std::vector<FileRecord>& records, std::vector<ScanIssue> issues)
+    : ScanSnapshot{id, std::move(scope), startedAt, completedAt, compactForm(records), std::move(issues)} {}
+
+ScanSnapshot::ScanSnapshot(UUID id, ScanScope scope, Date startedAt, Date completedAt,
+                           std::shared_ptr<const RecordStorage> records, std::vector<ScanIssue> issues)
+    : contents_{std::make_shared<const SnapshotContents>(id, std::move(scope), startedAt, completedAt,
+                                                         std::move(records), std::move(issues))} {}
+
+const UUID& ScanSnapshot::id() const { return contents_->id; }
+const ScanScope& ScanSnapshot::scope() const { return contents_->scope; }
+Date ScanSnapshot::startedAt() const { return contents_->startedAt; }
+Date ScanSnapshot::completedAt() const { return contents_->completedAt; }
+const RecordList& ScanSnapshot::records() const { return contents_->records; }
+const std::vector<ScanIssue>& ScanSnapshot::issues() const { return contents_->issues; }
+const RecordStorage& ScanSnapshot::storage() const { return *contents_->storage; }
+const SnapshotLookup& ScanSnapshot::lookup() const { return contents_->lookup; }
+
+std::optional<FileRecord> ScanSnapshot::record(const Text& at) const {
+    const auto index = lookup().record(storage(), at);
+    return index ? std::optional{storage().record(*index)} : std::nullopt;
+}
+
+std::vector<FileRecord> ScanSnapshot::children(const std::optional<Text>& of) const {
+    std::vector<FileRecord> result;
+    const auto indices = of ? lookup().children(storage(), *of) : lookup().roots();
+    result.reserve(indices.size());
+    for (const std::uint32_t index : indices) result.push_back(storage().record(index));
+    return result;
+}
+
+std::int64_t ScanSnapshot::totalAllocatedBytes() const {
+    const auto index = lookup().record(storage(), scope().root.path());
+    return index ? storage().row(*index).aggregateAllocatedBytes : 0;
+}
+
+ScanSnapshot ScanSnapshot::removing(const std::unordered_set<Text>& paths) const {
+    const SnapshotPruning pruning{storage(), lookup(), issues(), paths};
+    if (pruning.isEmpty()) return *this;
+    if (lookup().hasDuplicatePaths()) stopAtDuplicate(storage());
+    std::vector<ScanIssue> issues = pruning.keptIssues();
+    return ScanSnapshot{UUID::random(), scope(), startedAt(), completedAt(), pruning.keptRecords(), std::move(issues)};
+}
+
+bool ScanSnapshot::isConsistent() const {
+    constexpr std::int64_t most = std::int64_t{1} << 62;
+    if (lookup().hasDuplicatePaths()) return false;
+    std::int64_t allocated = 0;
+    std::int64_t aggregate = 0;
+    for (std::size_t i = 0; i < storage().size(); ++i) {
+        const RecordStorage::Row& row = storage().row(i);
+        if (row.logicalBytes < 0 || row.allocatedBytes < 0 || row.aggregateAllocatedBytes < 0) return false;
+        // Both sums stay at most 2^62, so the next addition can't overflow before it is found too large.
+        if (row.allocatedBytes > most - allocated || row.aggregateAllocatedBytes > most - aggregate) return false;
+        allocated += row.allocatedBytes;
+        aggregate += row.aggregateAllocatedBytes;
+    }
+    return true;
+}
+
+}  // namespace KestrelCore

@@ -1,0 +1,196 @@
+#include "Snapshot/SnapshotLookup.hpp"
+
+#include <algorithm>
+#include <bit>
+#include <future>
+#include <limits>
+
+namespace KestrelCore {
+
+namespace {
+
+constexpr std::uint32_t empty = std::numeric_limits<std::uint32_t>::max();
+/// From this many records on, the two halves of the index are built on two threads.
+constexpr std::size_t manyRecords = 50'000;
+
+/// Slots for `count` entries at a load of at most two thirds.
+std::size_t slotCount(std::size_t count) { return std::bit_ceil(count + count / 2 + 1); }
+
+std::uint8_t tag(std::uint64_t hash) { return static_cast<std::uint8_t>(hash >> 56); }
+
+}  // namespace
+
+SnapshotLookup::SnapshotLookup(const RecordStorage& storage) {
+    indexFolders(storage);
+    if (storage.size() < manyRecords) {
+        indexChildren(storage);
+        indexRecords(storage);
+        return;
+    }
+    // With the policy of the default, the work waits for `get` where the system has no thread to give.
+    std::future<void> records = std::async([&] { indexRecords(storage); });
+    indexChildren(storage);
+    records.get();
+}
+
+/// Finds folders with canonically equal paths. Only twins in different normal forms, or a name listed twice, make any.
+void SnapshotLookup::indexFolders(const RecordStorage& storage) {
+    const auto& folders = storage.folders();
+    const std::size_t mask = slotCount(folders.size()) - 1;
+    folderSlots_.assign(mask + 1, empty);
+    for (Index i = 0; i < folders.size(); ++i) {
+        std::size_t slot = folders[i].pathHash & mask;
+        Index found = empty;
+        for (; folderSlots_[slot] != empty; slot = (slot + 1) & mask) {
+            const Index other = folderSlots_[slot];
+            // Parents come first, so their leaders are known.
+            if (folders[other].pathHash == folders[i].pathHash && i != RecordStorage::topFolder &&
+                other != RecordStorage::topFolder && leader(folders[other].parent) == leader(folders[i].parent) &&
+                RecordStorage::equalNames(storage.nameOf(folders[other]), folders[other].isNormalized != 0,
+                                          storage.nameOf(folders[i]), folders[i].isNormalized != 0)) {
+                found = other;
+                break;
+            }
+        }
+        if (found == empty) {
+            folderSlots_[slot] = i;
+            if (!leaders_.empty()) leaders_[i] = i;
+            continue;
+        }
+        if (leaders_.empty()) {
+            leaders_.resize(folders.size());
+            for (Index k = 0; k < i; ++k) leaders_[k] = k;
+        }
+        leaders_[i] = found;
+    }
+}
+
+std::optional<SnapshotLookup::Index> SnapshotLookup::group(const RecordStorage& storage, const Text& path) const {
+    // The top folder is called "/" as a parent, though it hashes as the empty prefix that it is in paths.
+    if (path.view() == "/") return RecordStorage::topFolder;
+    const std::size_t mask = folderSlots_.size() - 1;
+    const std::uint64_t hash = RecordStorage::pathHash(path.view());
+    for (std::size_t slot = hash & mask; folderSlots_[slot] != empty; slot = (slot + 1) & mask) {
+        const Index folder = folderSlots_[slot];
+        if (folder != RecordStorage::topFolder && storage.folders()[folder].pathHash == hash &&
+            storage.hasPath(folder, path)) {
+            return folder;
+        }
+    }
+    const auto stray = strayParents_.find(path);
+    return stray == strayParents_.end() ? std::nullopt : std::optional{stray->second};
+}
+
+SnapshotLookup::Index SnapshotLookup::groupOfIrregular(const Text& parentPath, const RecordStorage& storage) {
+    if (const auto known = group(storage, parentPath)) return *known;
+    const auto fresh = static_cast<Index>(storage.folders().size() + strayParents_.size());
+    strayParents_.emplace(parentPath, fresh);
+    return fresh;
+}
+
+void SnapshotLookup::indexChildren(const RecordStorage& storage) {
+    const std::size_t count = storage.size();
+    // Counting sort by group keeps the records' order within each group.
+    std::vector<std::pair<Index, Index>> irregular;  // position, group
+    firstChild_.assign(storage.folders().size() + 1, 0);
+    for (Index i = 0; i < count; ++i) {
+        const RecordStorage::Row& row = storage.row(i);
+        if (!row.isIrregular) {
+            ++firstChild_[leader(row.folder)];
+            continue;
+        }
+        const std::optional<Text>& parent = storage.irregular(row).parentPath;
+        if (!parent) {
+            roots_.push_back(i);
+            continue;
+        }
+        const Index group = groupOfIrregular(*parent, storage);
+        if (group + std::size_t{1} >= firstChild_.size()) firstChild_.resize(group + std::size_t{2}, 0);
+        ++firstChild_[group];
+        irregular.emplace_back(i, group);
+    }
+    Index sum = 0;
+    for (Index& first : firstChild_) sum += std::exchange(first, sum);
+    children_.resize(sum);
+    std::vector<Index> next{firstChild_.begin(), firstChild_.end()};
+    auto nextIrregular = irregular.begin();
+    for (Index i = 0; i < count; ++i) {
+        const RecordStorage::Row& row = storage.row(i);
+        if (!row.isIrregular) {
+            children_[next[leader(row.folder)]++] = i;
+        } else if (nextIrregular != irregular.end() && nextIrregular->first == i) {
+            children_[next[nextIrregular->second]++] = i;
+            ++nextIrregular;
+        }
+    }
+    // Sizes are fetched once: the comparisons of a large folder would miss the cache on every row.
+    struct Sized {
+        std::int64_t bytes;
+        Index index;
+    };
+    std::vector<Sized> sized;
+    const auto sortRange = [&](std::span<Index> range) {
+        if (range.size() < 2) return;
+        sized.clear();
+        for (const Index i : range) sized.push_back({storage.row(i).displayBytes(), i});
+        std::sort(sized.begin(), sized.end(), [](const Sized& a, const Sized& b) {
+            return a.bytes != b.bytes ? a.bytes > b.bytes : a.index < b.index;
+        });
+        std::transform(sized.begin(), sized.end(), range.begin(), [](const Sized& s) { return s.index; });
+    };
+    for (std::size_t group = 0; group + 1 < firstChild_.size(); ++group) {
+        sortRange(std::span{children_}.subspan(firstChild_[group], firstChild_[group + 1] - firstChild_[group]));
+    }
+    sortRange(roots_);
+}
+
+void SnapshotLookup::indexRecords(const RecordStorage& storage) {
+    const std::size_t mask = slotCount(storage.size()) - 1;
+    slots_.assign(mask + 1, empty);
+    tags_.assign(mask + 1, 0);
+    for (Index i = 0; i < storage.size(); ++i) {
+        const RecordStorage::Row& row = storage.row(i);
+        const std::uint64_t hash = storage.pathHash(row);
+        std::size_t slot = hash & mask;
+        for (; slots_[slot] != empty; slot = (slot + 1) & mask) {
+            if (tags_[slot] == tag(hash) && storage.haveEqualPaths(storage.row(slots_[slot]), row)) {
+                hasDuplicatePaths_ = true;
+                break;
+            }
+        }
+        slots_[slot] = i;
+        tags_[slot] = tag(hash);
+    }
+}
+
+std::optional<std::uint32_t> SnapshotLookup::record(const RecordStorage& storage, const Text& path) const {
+    const std::size_t mask = slots_.size() - 1;
+    const std::uint64_t hash = RecordStorage::pathHash(path.view());
+    for (std::size_t slot = hash & mask; slots_[slot] != empty; slot = (slot + 1) & mask) {
+        if (tags_[slot] == tag(hash) && storage.hasPath(storage.row(slots_[slot]), path)) return slots_[slot];
+    }
+    return std::nullopt;
+}
+
+std::span<const std::uint32_t> SnapshotLookup::range(Index group) const {
+    return std::span{children_}.subspan(firstChild_[group], firstChild_[group + 1] - firstChild_[group]);
+}
+
+std::span<const std::uint32_t> SnapshotLookup::children(const RecordStorage& storage, const Text& path) const {
+    const auto found = group(storage, path);
+    if (!found || *found + std::size_t{1} >= firstChild_.size()) return {};
+    return range(*found);
+}
+
+std::span<const std::uint32_t> SnapshotLookup::children(RecordStorage::FolderIndex folder) const {
+    return range(leader(folder));
+}
+
+std::size_t SnapshotLookup::memoryBytes() const {
+    return (slots_.capacity() + folderSlots_.capacity() + leaders_.capacity() + firstChild_.capacity() +
+            children_.capacity() + roots_.capacity()) *
+               sizeof(Index) +
+           tags_.capacity();
+}
+
+}  // namespace KestrelCore

@@ -1,0 +1,114 @@
+#include "Snapshot/SnapshotPruning.hpp"
+
+#include "Base/Checked.hpp"
+
+#include <algorithm>
+#include <unordered_map>
+
+namespace KestrelCore {
+
+namespace {
+
+constexpr std::string_view sourceFile = "KestrelCore/Model/ScanSnapshot";
+
+/// Calls `visit` with every path that `path` lies beneath, until one answers true: what stands before each "/", and "/"
+/// itself for every other path that begins with it.
+template <typename Visit>
+bool anyAncestor(const Text& path, Visit visit) {
+    const std::string_view bytes = path.view();
+    if (bytes.size() > 1 && bytes.front() == '/' && visit(Text{"/"})) return true;
+    for (std::size_t slash = bytes.find('/'); slash != std::string_view::npos; slash = bytes.find('/', slash + 1)) {
+        if (slash == 1 && bytes.front() == '/') continue;  // "/" has been asked
+        if (visit(path.slice(0, slash))) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+SnapshotPruning::SnapshotPruning(const RecordStorage& storage, const SnapshotLookup& lookup,
+                                 const std::vector<ScanIssue>& issues, const std::unordered_set<Text>& paths)
+    : storage_{storage}, lookup_{lookup}, issues_{issues} {
+    for (const Text& path : paths) {
+        if (const auto index = lookup.record(storage, path)) {
+            removed_.insert(path);
+            removedIndices_.push_back(*index);
+        }
+    }
+}
+
+bool SnapshotPruning::covers(const Text& path) const {
+    return removed_.contains(path) ||
+           anyAncestor(path, [this](const Text& ancestor) { return removed_.contains(ancestor); });
+}
+
+std::shared_ptr<const RecordStorage> SnapshotPruning::keptRecords() const {
+    const auto& folders = storage_.folders();
+
+    // A folder is covered when it or one above it is removed; parents come first.
+    std::vector<bool> coveredFolder(folders.size(), false);
+    coveredFolder[RecordStorage::topFolder] = removed_.contains(Text{"/"}) || removed_.contains(Text{});
+    std::unordered_set<std::uint64_t> removedHashes;
+    for (const Text& removed : removed_) removedHashes.insert(RecordStorage::pathHash(removed.view()));
+    for (std::size_t i = 1; i < folders.size(); ++i) {
+        coveredFolder[i] = coveredFolder[folders[i].parent];
+        if (coveredFolder[i] || !removedHashes.contains(folders[i].pathHash)) continue;
+        coveredFolder[i] = removed_.contains(storage_.folderPath(static_cast<RecordStorage::FolderIndex>(i)));
+    }
+
+    // What each ancestor loses: the bytes shown for every removed path below it, nested ones counted each.
+    std::unordered_map<Text, std::int64_t> lossByPath;
+    for (const std::uint32_t index : removedIndices_) {
+        const std::int64_t bytes = storage_.row(index).displayBytes();
+        (void)anyAncestor(storage_.path(storage_.row(index)), [&](const Text& ancestor) {
+            std::int64_t& loss = lossByPath[ancestor];
+            loss = Checked::add(loss, bytes, sourceFile);
+            return false;
+        });
+    }
+
+    // Mostly a path names one record, so that both sets are positions; else every record is asked for its path.
+    const bool hasDuplicates = lookup_.hasDuplicatePaths();
+    std::vector<bool> isRemoved(storage_.size(), false);
+    for (const std::uint32_t index : removedIndices_) isRemoved[index] = true;
+    std::unordered_map<std::size_t, std::int64_t> lossByIndex;
+    for (const auto& [ancestor, loss] : lossByPath) {
+        if (const auto index = lookup_.record(storage_, ancestor)) lossByIndex.emplace(*index, loss);
+    }
+    std::vector<std::pair<std::size_t, std::int64_t>> losers;  // new position, loss
+    std::size_t kept = 0;
+    auto result = storage_.copy([&](std::size_t i) {
+        const RecordStorage::Row& row = storage_.row(i);
+        if (hasDuplicates) {
+            const Text path = storage_.path(row);
+            if (covers(path)) return false;
+            const auto loss = lossByPath.find(path);
+            if (loss != lossByPath.end()) losers.emplace_back(kept, loss->second);
+        } else {
+            if (isRemoved[i]) return false;
+            if (row.isIrregular ? covers(storage_.irregular(row).path) : coveredFolder[row.folder]) return false;
+            const auto loss = lossByIndex.find(i);
+            if (loss != lossByIndex.end()) losers.emplace_back(kept, loss->second);
+        }
+        ++kept;
+        return true;
+    });
+    auto loser = losers.begin();
+    for (std::size_t i = 0; i < result->size(); ++i) {
+        RecordStorage::Row& row = result->row(i);
+        const std::int64_t loss = loser != losers.end() && loser->first == i ? (loser++)->second : 0;
+        if (!row.isContainer()) continue;
+        row.aggregateAllocatedBytes =
+            std::max(row.allocatedBytes, Checked::subtract(row.aggregateAllocatedBytes, loss, sourceFile));
+    }
+    return result;
+}
+
+std::vector<ScanIssue> SnapshotPruning::keptIssues() const {
+    std::vector<ScanIssue> issues;
+    std::copy_if(issues_.begin(), issues_.end(), std::back_inserter(issues),
+                 [this](const ScanIssue& issue) { return !covers(issue.path); });
+    return issues;
+}
+
+}  // namespace KestrelCore

@@ -1,0 +1,157 @@
+#include "KestrelCore/Deletion/TrashReceipts.hpp"
+
+#include "KestrelCore/Platform/FileManager.hpp"
+#include "support/DiskRecord.hpp"
+#include "support/EnvironmentSetting.hpp"
+#include "support/TemporaryFolder.hpp"
+
+#include <gtest/gtest.h>
+#include <rapidcheck/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace KestrelCore {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class TrashReceiptsTest : public testing::Test {
+protected:
+    std::string file(const std::string& name) const { return folder.makeFile(name, "content"); }
+    std::vector<DeletionItemResult> trash(std::vector<FileRecord> records) {
+        return receipts.execute(coordinator, {std::move(records), DeletionMode::trash, std::nullopt});
+    }
+
+    TemporaryFolder folder;
+    EnvironmentSetting dataHome{"XDG_DATA_HOME", (folder / "data").c_str()};
+    TrashReceipts receipts{folder.path() + "/receipts"};
+    DeletionCoordinator coordinator{FileManager::standard()};
+};
+
+TrashReceipt aReceipt() {
+    return {.id = UUID::random(),
+            .path = "/home/anna/old \u00e9%\n",
+            .resultingPath = Text{"/t/files/old"},
+            .trashedAt = Date{816948000.25},
+            .identity = {64768, 18446744073709551615U},
+            .fileTypeBits = 16384};
+}
+
+}  // namespace
+
+TEST_F(TrashReceiptsTest, putsTrashedItemsBack) {
+    const std::string first = file("first one");
+    const std::string second = file("second");
+    const auto results = trash({diskRecord(first), diskRecord(folder.path() + "/missing"), diskRecord(second)});
+    ASSERT_EQ(results.size(), 3U);
+    EXPECT_TRUE(results[0].succeeded) << results[0].message.string();
+    EXPECT_FALSE(results[1].succeeded);
+    EXPECT_TRUE(results[2].succeeded);
+
+    const auto kept = receipts.receipts();
+    ASSERT_EQ(kept.size(), 2U);
+    EXPECT_EQ(kept[0].path, Text{second});  // newest first
+    EXPECT_EQ(kept[1].resultingPath, results[0].resultingPath);
+    EXPECT_EQ(TrashReceipts::presentPlace(kept[1]), results[0].resultingPath);
+
+    const DeletionItemResult restored = receipts.restore(kept[1]);
+    EXPECT_TRUE(restored.succeeded) << restored.message.string();
+    EXPECT_EQ(restored.message, Text{"Restored from Trash."});
+    EXPECT_TRUE(fs::exists(first));
+    EXPECT_EQ(receipts.receipts().size(), 1U);
+}
+
+TEST_F(TrashReceiptsTest, neverOverwrites) {
+    const std::string path = file("a");
+    ASSERT_TRUE(trash({diskRecord(path)})[0].succeeded);
+    std::ofstream{path} << "a new one";
+    const DeletionItemResult result = receipts.restore(receipts.receipts().at(0));
+    EXPECT_FALSE(result.succeeded);
+    EXPECT_EQ(fs::file_size(path), 9U);
+    EXPECT_EQ(receipts.receipts().size(), 1U);
+    EXPECT_TRUE(TrashReceipts::presentPlace(receipts.receipts()[0]));
+}
+
+TEST_F(TrashReceiptsTest, findsAnItemWhoseMoveWasInterrupted) {
+    const std::string path = file("a");
+    const auto results = trash({diskRecord(path)});
+    TrashReceipt receipt = receipts.receipts().at(0);
+    receipt.resultingPath = std::nullopt;  // as it was written before the move
+    EXPECT_EQ(TrashReceipts::presentPlace(receipt), results[0].resultingPath);
+    EXPECT_TRUE(receipts.restore(receipt).succeeded);
+    EXPECT_TRUE(fs::exists(path));
+}
+
+TEST_F(TrashReceiptsTest, touchesNothingWhenAReceiptCannotBeWritten) {
+    const std::string path = file("a");
+    file("receipts");  // a file where the folder should be
+    const auto results = trash({diskRecord(path)});
+    EXPECT_FALSE(results[0].succeeded);
+    EXPECT_TRUE(fs::exists(path));
+}
+
+TEST_F(TrashReceiptsTest, restoresNothingThatTheSafetyPolicyRefuses) {
+    TrashReceipt receipt = aReceipt();
+    receipt.path = "/System/x";
+    EXPECT_EQ(receipts.restore(receipt).message,
+              Text{"This location is managed by macOS and is view-only in Kestrel."});
+    receipt.path = folder.path() + "/x";
+    EXPECT_EQ(receipts.restore(receipt).message, Text{"The item is no longer in the Trash."});
+}
+
+TEST_F(TrashReceiptsTest, skipsFilesThatAreNoReceipts) {
+    ASSERT_TRUE(trash({diskRecord(file("a"))})[0].succeeded);
+    const std::string place = folder.path() + "/receipts/";
+    std::ofstream{place + "note.txt"} << "x";
+    std::ofstream{place + UUID::random().uuidString() + ".receipt"} << "x";
+    std::ofstream{place + UUID::random().uuidString() + ".receipt"} << std::string(100'000, 'x');
+    fs::create_symlink("/dev/zero", place + UUID::random().uuidString() + ".receipt");
+    fs::create_directory(place + UUID::random().uuidString() + ".receipt");
+    EXPECT_EQ(receipts.receipts().size(), 1U);
+}
+
+TEST(TrashReceipt, readsWhatItWrites) {
+    TrashReceipt receipt = aReceipt();
+    EXPECT_EQ(TrashReceipts::decoded(receipt.id, TrashReceipts::encoded(receipt)), receipt);
+    receipt.resultingPath = std::nullopt;
+    EXPECT_EQ(TrashReceipts::decoded(receipt.id, TrashReceipts::encoded(receipt)), receipt);
+}
+
+TEST(TrashReceipt, refusesWhatIsMalformed) {
+    const TrashReceipt receipt = aReceipt();
+    const std::string sound = TrashReceipts::encoded(receipt);
+    const auto with = [&](const std::string& from, const std::string& to) {
+        std::string text = sound;
+        text.replace(text.find(from), from.size(), to);
+        return TrashReceipts::decoded(receipt.id, text);
+    };
+    EXPECT_EQ(with("[Kestrel", "[Other"), std::nullopt);
+    EXPECT_EQ(with("Path=/home", "Path=home"), std::nullopt);
+    EXPECT_EQ(with("/anna", "/.."), std::nullopt);
+    EXPECT_EQ(with("%25", "%2"), std::nullopt);
+    EXPECT_EQ(with("%25", "%00"), std::nullopt);
+    EXPECT_EQ(with("%25", "%FF"), std::nullopt);
+    EXPECT_EQ(with("Item=64768", "Item=-1"), std::nullopt);
+    EXPECT_EQ(with(" 16384", ""), std::nullopt);
+    EXPECT_EQ(with("16384", "16384 1"), std::nullopt);
+    EXPECT_EQ(with("18446744073709551615", "18446744073709551616"), std::nullopt);
+    EXPECT_EQ(with("TrashedAt=", "TrashedAt=nan"), std::nullopt);
+    EXPECT_EQ(with("TrashedAt=8", "TrashedAt=inf"), std::nullopt);
+    EXPECT_EQ(TrashReceipts::decoded(receipt.id, ""), std::nullopt);
+}
+
+TEST(TrashReceipt, isKeptWithoutAResultingPathThatCannotBeRead) {
+    TrashReceipt receipt = aReceipt();
+    std::string text = TrashReceipts::encoded(receipt);
+    text.replace(text.find("=/t/files"), 9, "=/t//files");
+    receipt.resultingPath = std::nullopt;
+    EXPECT_EQ(TrashReceipts::decoded(receipt.id, text), receipt);
+}
+
+RC_GTEST_PROP(TrashReceipt, survivesAnyText, (const std::string& text)) {
+    (void)TrashReceipts::decoded(UUID{}, "[Kestrel Trash Receipt]\n" + text);
+}
+
+}  // namespace KestrelCore

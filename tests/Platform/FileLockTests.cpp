@@ -1,0 +1,88 @@
+#include "Platform/FileLock.hpp"
+
+#include "KestrelCore/Base/PlatformError.hpp"
+#include "support/TemporaryFolder.hpp"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace KestrelCore {
+namespace {
+
+constexpr std::chrono::milliseconds noTime{0};
+constexpr std::chrono::minutes longTime{1};
+
+TEST(FileLock, excludesOtherHoldersInThisProcess) {
+    TemporaryFolder folder;
+    const std::string path = folder.path() + "/lock";
+    auto first = FileLock::acquire(path, noTime);
+    ASSERT_TRUE(first.has_value());
+    EXPECT_FALSE(FileLock::acquire(path, noTime).has_value());
+    first.reset();
+    EXPECT_TRUE(FileLock::acquire(path, noTime).has_value());
+}
+
+TEST(FileLock, waitsUntilTheHolderLetsGo) {
+    TemporaryFolder folder;
+    const std::string path = folder.path() + "/lock";
+    auto first = FileLock::acquire(path, noTime);
+    std::thread waiting{[&] { EXPECT_TRUE(FileLock::acquire(path, longTime).has_value()); }};
+    first.reset();
+    waiting.join();
+}
+
+TEST(FileLock, excludesOtherProcessesAndIsFreeWhenTheHolderIsKilled) {
+    TemporaryFolder folder;
+    const std::string path = folder.path() + "/lock";
+    int ready[2];
+    ASSERT_EQ(pipe(ready), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        const auto held = FileLock::acquire(path, longTime);
+        (void)!write(ready[1], "x", 1);
+        while (held) pause();
+        _exit(1);
+    }
+    char byte = 0;
+    ASSERT_EQ(read(ready[0], &byte, 1), 1);
+    EXPECT_FALSE(FileLock::acquire(path, noTime).has_value());
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    EXPECT_TRUE(FileLock::acquire(path, noTime).has_value());
+    close(ready[0]);
+    close(ready[1]);
+}
+
+TEST(FileLock, isTakenOnTheFileThatThePathNamesNow) {
+    TemporaryFolder folder;
+    const std::string path = folder.path() + "/lock";
+    auto first = FileLock::acquire(path, noTime);
+    std::filesystem::remove(path);
+    auto second = FileLock::acquire(path, noTime);  // another file by now
+    EXPECT_TRUE(second.has_value());
+    EXPECT_FALSE(FileLock::acquire(path, noTime).has_value());
+}
+
+TEST(FileLock, neitherFollowsALinkNorWaitsForAPipe) {
+    TemporaryFolder folder;
+    const std::string path = folder.path() + "/lock";
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    EXPECT_THROW((void)FileLock::acquire(path, noTime), PlatformError);
+    std::filesystem::remove(path);
+    std::filesystem::create_symlink(folder.path() + "/target", path);
+    EXPECT_THROW((void)FileLock::acquire(path, noTime), PlatformError);
+    EXPECT_FALSE(std::filesystem::exists(folder.path() + "/target"));
+}
+
+TEST(FileLock, failsWhereThereIsNoFolder) {
+    TemporaryFolder folder;
+    EXPECT_THROW((void)FileLock::acquire(folder.path() + "/missing/lock", noTime), PlatformError);
+}
+
+}  // namespace
+}  // namespace KestrelCore

@@ -1,0 +1,206 @@
+#include "commands/Commands.hpp"
+#include "terminal/Interruption.hpp"
+
+#include "support/StandardInput.hpp"
+
+#include <simdjson.h>
+
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace KestrelCLI {
+
+namespace {
+
+struct Outcome {
+    ExitCode code;
+    std::string out;
+    std::string messages;
+};
+
+Outcome run(std::vector<std::string> arguments) {
+    std::ostringstream out;
+    std::ostringstream messages;
+    Session session{.out = out, .messages = messages, .terminal = {}, .options = {}};
+    const ExitCode code =
+        runCommandLine(std::move(arguments), session, {addMonitorCommand, addProcessesCommand, addQuitCommand});
+    return {code, out.str(), messages.str()};
+}
+
+/// A process that waits to be asked to quit.
+struct Sleeper {
+    Sleeper() : identifier{fork()} {
+        if (identifier != 0) return;
+        signal(SIGTERM, SIG_DFL);
+        for (;;) pause();
+    }
+    Sleeper(const Sleeper&) = delete;
+    Sleeper& operator=(const Sleeper&) = delete;
+    ~Sleeper() {
+        if (identifier <= 0) return;
+        kill(identifier, SIGKILL);
+        waitpid(identifier, nullptr, 0);
+    }
+    int wait() {
+        int status = 0;
+        waitpid(identifier, &status, 0);
+        identifier = -1;
+        return status;
+    }
+    pid_t identifier;
+};
+
+TEST(MonitorCommand, printsAJSONObjectALine) {
+    const Outcome outcome = run({"monitor", "--json", "--count", "3", "--every", "1ms"});
+    EXPECT_EQ(outcome.code, ExitCode::done);
+    EXPECT_EQ(outcome.messages, "");
+    std::istringstream lines{outcome.out};
+    std::string line;
+    int count = 0;
+    simdjson::dom::parser parser;
+    while (std::getline(lines, line)) {
+        const auto document = parser.parse(line);
+        EXPECT_EQ(document["schema"].get_int64().value(), 1);
+        EXPECT_GT(document["sample"]["memoryTotalBytes"].get_int64().value(), 0);
+        EXPECT_GE(document["sample"]["timestamp"].get_double().value(), 0);
+        ++count;
+    }
+    EXPECT_EQ(count, 3);
+}
+
+TEST(MonitorCommand, printsALineASampleWhenPiped) {
+    const Outcome outcome = run({"monitor", "--count", "2", "--every", "0.001"});
+    EXPECT_EQ(outcome.code, ExitCode::done);
+    EXPECT_EQ(std::ranges::count(outcome.out, '\n'), 2);
+    EXPECT_NE(outcome.out.find("cpu 0.0 %"), std::string::npos) << outcome.out;
+}
+
+TEST(MonitorCommand, refusesAnIntervalThatIsNone) {
+    for (const char* interval : {"0", "soon", "-1s", ""}) {
+        EXPECT_EQ(run({"monitor", "--count", "1", "--every", interval}).code, ExitCode::wrongUsage) << interval;
+    }
+    EXPECT_EQ(run({"monitor", "extra"}).code, ExitCode::wrongUsage);
+}
+
+TEST(MonitorCommand, countsInWholeNumbersAsProcessesDoes) {
+    const std::vector<std::vector<std::string>> commands{
+        {"monitor", "--count"}, {"processes", "--count"}, {"processes", "--limit"}};
+    for (std::vector<std::string> arguments : commands) {
+        const std::string expected = "kestrel: " + arguments.back() + ": “-1” is not a whole number, 0 or more\n";
+        arguments.emplace_back("-1");
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.code, ExitCode::wrongUsage);
+        EXPECT_EQ(outcome.messages.substr(0, expected.size()), expected);
+    }
+}
+
+TEST(MonitorCommand, endsWhenInterrupted) {
+    Interruption::set(true);
+    EXPECT_EQ(run({"monitor", "--every", "1h"}).code, ExitCode::interrupted);
+    EXPECT_EQ(run({"processes", "--every", "1h"}).code, ExitCode::interrupted);
+    Interruption::set(false);
+}
+
+TEST(ProcessesCommand, listsThisProcessWithRealUse) {
+    const Outcome outcome = run({"processes", "--json", "--sort", "name", "--every", "1ms", "--count", "1"});
+    EXPECT_EQ(outcome.code, ExitCode::done);
+    simdjson::dom::parser parser;
+    const auto document = parser.parse(outcome.out);
+    EXPECT_EQ(document["schema"].get_int64().value(), 1);
+    bool isFound = false;
+    const simdjson::dom::array processes = document["processes"].get_array();
+    for (const auto process : processes) {
+        if (process["id"].get_int64().value() != getpid()) continue;
+        isFound = true;
+        EXPECT_EQ(process["name"].get_string().value(), "kestrel-tests");
+        EXPECT_GT(process["residentBytes"].get_int64().value(), 0);
+        EXPECT_GE(process["threadCount"].get_int64().value(), 1);
+        // This very process worked between the two samples.
+        EXPECT_GT(process["cpuPercent"].get_double().value(), 0);
+        for (const char* key : {"executablePath", "virtualBytes", "runningThreadCount", "priority"}) {
+            EXPECT_EQ(process[key].error(), simdjson::SUCCESS) << key;
+        }
+    }
+    EXPECT_TRUE(isFound);
+}
+
+TEST(ProcessesCommand, keepsToItsLimitAndCount) {
+    const Outcome outcome = run({"processes", "--limit", "2", "--every", "1ms", "--count", "2"});
+    EXPECT_EQ(outcome.code, ExitCode::done);
+    EXPECT_EQ(std::ranges::count(outcome.out, '\n'), 3 + 1 + 3);
+    EXPECT_EQ(run({"processes", "--sort", "age"}).code, ExitCode::wrongUsage);
+}
+
+TEST(QuitCommand, asksAProcessToQuit) {
+    Sleeper sleeper;
+    const std::string identifier = std::to_string(sleeper.identifier);
+    const Outcome outcome = run({"quit", identifier, "--yes", "--json"});
+    EXPECT_EQ(outcome.code, ExitCode::done);
+    EXPECT_EQ(outcome.out, R"({"schema": 1, "results": [{"id": )" + identifier +
+                               R"(, "name": "kestrel-tests", "succeeded": true}]})" + "\n");
+    const int status = sleeper.wait();
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
+}
+
+TEST(QuitCommand, needsAnAnswerOrAnOption) {
+    Sleeper sleeper;
+    const Outcome outcome = run({"quit", std::to_string(sleeper.identifier)});
+    EXPECT_EQ(outcome.code, ExitCode::wrongUsage);
+    EXPECT_NE(outcome.messages.find("--yes"), std::string::npos);
+    EXPECT_EQ(waitpid(sleeper.identifier, nullptr, WNOHANG), 0);
+}
+
+TEST(QuitCommand, refusesTheSystemAndItselfWithTheSafetyExitCode) {
+    const std::string refusal = "Kestrel protects itself and critical macOS processes.";
+    for (const std::string& identifier : {std::string{"1"}, std::string{"0"}, std::to_string(getpid())}) {
+        const Outcome outcome = run({"quit", identifier, "--yes"});
+        EXPECT_EQ(outcome.code, ExitCode::refused) << identifier;
+        EXPECT_NE(outcome.out.find(refusal), std::string::npos) << outcome.out;
+    }
+    EXPECT_EQ(run({"quit", "--yes", "--", "-1"}).code, ExitCode::refused);
+}
+
+TEST(QuitCommand, saysThatThereIsNoSuchProcess) {
+    Sleeper sleeper;
+    const std::string identifier = std::to_string(sleeper.identifier);
+    kill(sleeper.identifier, SIGKILL);
+    sleeper.wait();
+    const Outcome outcome = run({"quit", identifier, "--json"});
+    EXPECT_EQ(outcome.code, ExitCode::failed);
+    EXPECT_NE(outcome.out.find(R"("succeeded": false, "message": "There is no process )" + identifier),
+              std::string::npos)
+        << outcome.out;
+}
+
+TEST(QuitCommand, takesIdentifiersOnly) {
+    for (const char* operand : {"sleep", "12x", "", "99999999999", "1.5"}) {
+        EXPECT_EQ(run({"quit", "--yes", operand}).code, ExitCode::wrongUsage) << operand;
+    }
+    EXPECT_EQ(run({"quit", "--yes"}).code, ExitCode::wrongUsage);
+}
+
+TEST(QuitCommand, printsJSONWhenTheAnswerIsNo) {
+    Sleeper sleeper;
+    const KestrelCore::StandardInput input{"n\n"};
+    std::ostringstream out;
+    std::ostringstream messages;
+    Session session{.out = out, .messages = messages, .terminal = {}, .options = {}};
+    session.terminal.isInput = true;
+    const ExitCode code =
+        runCommandLine({"quit", "--json", std::to_string(sleeper.identifier)}, session, {addQuitCommand});
+    EXPECT_EQ(code, ExitCode::failed);
+    EXPECT_EQ(out.str(), "{\"schema\": 1, \"results\": []}\n");
+    EXPECT_EQ(kill(sleeper.identifier, 0), 0);
+}
+
+}  // namespace
+
+}  // namespace KestrelCLI

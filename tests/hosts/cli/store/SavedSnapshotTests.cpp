@@ -1,0 +1,304 @@
+#include "store/SavedSnapshot.hpp"
+
+#include "commands/Commands.hpp"
+#include "terminal/Interruption.hpp"
+
+#include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
+#include "support/CommandRun.hpp"
+#include "support/SampleSnapshots.hpp"
+#include "support/StoreFiles.hpp"
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <ostream>
+#include <sstream>
+
+using namespace KestrelCore;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace KestrelCLI {
+
+namespace {
+
+struct Item {
+    std::string path;
+    FileKind kind = FileKind::file;
+    std::int64_t bytes = 0;
+    std::string extension;
+};
+
+ScanSnapshot aSnapshot(const std::vector<Item>& items) {
+    std::vector<FileRecord> records;
+    for (const Item& item : items) {
+        const Text path{item.path};
+        const bool isRoot = item.path == "/r";
+        records.emplace_back(UUID::random(), std::nullopt,
+                             isRoot ? std::nullopt : std::optional{Path::deletingLastComponent(path)}, path,
+                             Path::lastComponent(path), item.kind, item.bytes, item.bytes, item.bytes, Date{1000},
+                             Text{item.extension}, false, false, false, RiskLevel::normal);
+    }
+    return {
+        UUID::random(), ScanScope{URL::fromPath("/r", true)}, Date{}, Date::now().addingSeconds(-7200), records, {}};
+}
+
+ScanSnapshot usualSnapshot() {
+    return aSnapshot({{"/r", FileKind::directory, 600, ""},
+                      {"/r/small.txt", FileKind::file, 100, "txt"},
+                      {"/r/pictures", FileKind::directory, 500, ""},
+                      {"/r/pictures/a.jpg", FileKind::file, 300, "jpg"},
+                      {"/r/pictures/b.mp4", FileKind::file, 200, "mp4"}});
+}
+
+/// Takes what is written, and is interrupted when it is first shown.
+class InterruptedOutput final : public std::stringbuf {
+protected:
+    int sync() override {
+        Interruption::set(true);
+        return 0;
+    }
+};
+
+class SavedSnapshotCommands : public testing::Test {
+protected:
+    void save(const ScanSnapshot& snapshot) { SQLiteSnapshotStore{files_.url()}.replace(snapshot); }
+    CommandRun run(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), {"--store", files_.path()});
+        return runCommands(std::move(arguments), {addScanCommand, addListCommand, addSearchCommand, addMediaCommand,
+                                                  addDocumentsCommand, addClearCommand});
+    }
+    /// The one line that a failed run says.
+    std::string failure(std::vector<std::string> arguments) {
+        const CommandRun result = run(std::move(arguments));
+        EXPECT_EQ(result.code, ExitCode::failed);
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(std::count(result.messages.begin(), result.messages.end(), '\n'), 1);
+        return result.messages;
+    }
+
+    void TearDown() override { Interruption::set(false); }
+
+    StoreFiles files_;
+};
+
+TEST_F(SavedSnapshotCommands, listShowsAFolderLargestFirstAndHowOldTheScanIs) {
+    save(usualSnapshot());
+    const CommandRun result = run({"list"});
+    EXPECT_EQ(result.code, ExitCode::done);
+    EXPECT_THAT(result.out, HasSubstr("/r, scanned 2 hours ago"));
+    EXPECT_LT(result.out.find("pictures/"), result.out.find("small.txt"));
+    EXPECT_THAT(result.out, Not(HasSubstr("a.jpg")));
+    EXPECT_THAT(run({"list", "/r/pictures"}).out, HasSubstr("a.jpg"));
+}
+
+TEST_F(SavedSnapshotCommands, listLeavesOutWhatIsBeyondTheLimitAndSaysSo) {
+    save(usualSnapshot());
+    const CommandRun result = run({"list", "--limit", "1"});
+    EXPECT_THAT(result.out, HasSubstr("pictures/"));
+    EXPECT_THAT(result.out, HasSubstr("1 more item"));
+    EXPECT_THAT(result.out, Not(HasSubstr("small.txt")));
+}
+
+TEST_F(SavedSnapshotCommands, listPrintsTheRecordsOfTheFolderAsJSON) {
+    save(usualSnapshot());
+    const CommandRun result = run({"list", "--json", "/r/pictures/"});
+    EXPECT_THAT(result.out, testing::StartsWith("{\"schema\": 1, \"snapshot\": {\"id\": \""));
+    EXPECT_THAT(result.out, HasSubstr("\"path\": \"/r/pictures\", \"children\": [{\"path\": \"/r/pictures/a.jpg\""));
+    EXPECT_EQ(result.messages, "");
+}
+
+TEST_F(SavedSnapshotCommands, mediaCountsAndListsPhotosAndVideos) {
+    save(usualSnapshot());
+    const CommandRun all = run({"media", "--json"});
+    EXPECT_THAT(all.out, HasSubstr("\"imageBytes\": 300, \"videoBytes\": 200, \"totalBytes\": 500"));
+    const CommandRun videos = run({"media", "--json", "--kind", "video"});
+    EXPECT_THAT(videos.out, HasSubstr("\"images\": [], \"videos\": [{\"path\": \"/r/pictures/b.mp4\""));
+    EXPECT_THAT(run({"media"}).out, HasSubstr("pictures/a.jpg"));
+    EXPECT_EQ(run({"media", "--kind", "sound"}).code, ExitCode::wrongUsage);
+}
+
+TEST_F(SavedSnapshotCommands, documentsListsEachWithItsKind) {
+    save(usualSnapshot());
+    const CommandRun result = run({"documents", "--json"});
+    EXPECT_THAT(result.out, HasSubstr("\"path\": \"/r/small.txt\""));
+    EXPECT_THAT(result.out, HasSubstr("\"documentKind\": \"text\"}], \"totalBytes\": 100"));
+    EXPECT_THAT(run({"documents", "--json", "--kind", "pdf"}).out, HasSubstr("\"documents\": [], \"totalBytes\": 0"));
+    EXPECT_THAT(run({"documents"}).out, HasSubstr("small.txt"));
+}
+
+TEST_F(SavedSnapshotCommands, sayWhenNothingIsSavedYetAndCreateNothing) {
+    for (const char* command : {"list", "media", "documents"}) {
+        EXPECT_THAT(failure({command}), HasSubstr("There is no saved scan yet"));
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(files_.folder()));
+    { SQLiteSnapshotStore store{files_.url()}; }
+    EXPECT_THAT(failure({"list"}), HasSubstr("There is no saved scan yet"));
+}
+
+TEST_F(SavedSnapshotCommands, leaveAnEmptyFileEmpty) {
+    files_.setBytes("");
+    for (const char* command : {"list", "media", "documents"}) {
+        EXPECT_THAT(failure({command}), HasSubstr("There is no saved scan yet")) << command;
+    }
+    EXPECT_THAT(failure({"search", "x"}), HasSubstr("There is no saved scan yet"));
+    EXPECT_EQ(run({"clear"}).code, ExitCode::done);
+    EXPECT_TRUE(files_.bytes().empty());
+    const std::filesystem::directory_iterator items{files_.folder()};
+    EXPECT_EQ(std::distance(begin(items), end(items)), 1) << "something was made beside it";
+}
+
+TEST_F(SavedSnapshotCommands, endWithoutAResultWhenTheyAreInterrupted) {
+    save(usualSnapshot());
+    const std::vector<std::vector<std::string>> commands{{"list"},  {"list", "--json"}, {"search", "a"},
+                                                         {"media"}, {"documents"},      {"clear"}};
+    Interruption::set(true);
+    for (const auto& arguments : commands) {
+        const CommandRun result = run(arguments);
+        EXPECT_EQ(result.code, ExitCode::interrupted) << arguments.front();
+        EXPECT_EQ(result.out, "") << arguments.front();
+    }
+    EXPECT_TRUE(SQLiteSnapshotStore{files_.url()}.loadLatest().has_value()) << "clear went on";
+}
+
+TEST_F(SavedSnapshotCommands, callNoStoreEmptyThatCannotBeLookedAt) {
+    std::filesystem::create_symlink(files_.path(), files_.path());
+    for (const char* command : {"clear", "list"}) {
+        const CommandRun result = run({command});
+        EXPECT_EQ(result.code, ExitCode::failed) << command;
+        EXPECT_NE(result.messages.find("Kestrel could not open its private scan index."), std::string::npos)
+            << result.messages;
+    }
+}
+
+TEST_F(SavedSnapshotCommands, takeOnlyWholeNumbersAsALimit) {
+    save(usualSnapshot());
+    const std::vector<std::vector<std::string>> commands{{"list"}, {"search", "a"}, {"media"}, {"documents"}};
+    for (std::vector<std::string> arguments : commands) {
+        arguments.insert(arguments.end(), {"--limit", ""});
+        for (const char* wrong : {"-1", "1.5", "many", "+1", "0x1"}) {
+            arguments.back() = wrong;
+            const CommandRun result = run(arguments);
+            EXPECT_EQ(result.code, ExitCode::wrongUsage) << arguments.front() << wrong;
+            EXPECT_THAT(result.messages, HasSubstr("is not a whole number, 0 or more")) << arguments.front();
+        }
+        arguments.back() = "99999999999999999999";
+        EXPECT_EQ(run(arguments).code, ExitCode::wrongUsage) << arguments.front();
+        for (const char* right : {"0", "9223372036854775807"}) {
+            arguments.back() = right;
+            EXPECT_EQ(run(arguments).code, ExitCode::done) << arguments.front() << right;
+        }
+    }
+}
+
+TEST_F(SavedSnapshotCommands, readALimitAsDecimalAlsoWithLeadingZeros) {
+    std::vector<Item> items{{"/r", FileKind::directory, 100, ""}};
+    for (int i = 0; i < 12; ++i) items.push_back({fmt::format("/r/{}", i), FileKind::file, 1, ""});
+    save(aSnapshot(items));
+    EXPECT_THAT(run({"list", "--limit", "010"}).out, HasSubstr("2 more items"));
+}
+
+TEST_F(SavedSnapshotCommands, listTellsAPathOutsideTheScanFromOneThatIsMissingInIt) {
+    save(usualSnapshot());
+    EXPECT_THAT(failure({"list", "/elsewhere"}), HasSubstr("/elsewhere lies outside the saved scan, which is of /r."));
+    EXPECT_THAT(failure({"list", "/r/missing"}), HasSubstr("/r/missing is not in the saved scan."));
+    EXPECT_THAT(failure({"list", "/r/small.txt"}), HasSubstr("/r/small.txt is not a folder."));
+}
+
+TEST_F(SavedSnapshotCommands, sayWhatIsWrongWithTheStoreAndLeaveItAsItIs) {
+    files_.query("CREATE TABLE snapshots (id TEXT, completed_at REAL);");
+    EXPECT_THAT(failure({"list"}), HasSubstr("no such column: payload"));
+    files_.query("DROP TABLE snapshots; CREATE TABLE snapshots (id TEXT PRIMARY KEY, completed_at REAL, payload BLOB);"
+                 "INSERT INTO snapshots VALUES ('a', 1, '{\"id\":1}');");
+    EXPECT_THAT(failure({"media"}), HasSubstr("can't be used: The data couldn’t be read because"));
+    EXPECT_EQ(files_.query("SELECT id FROM snapshots;"), "a");
+}
+
+TEST_F(SavedSnapshotCommands, sayThatAFileIsNoDatabase) {
+    files_.setBytes(std::string(3'000, 'x'));
+    EXPECT_THAT(failure({"documents"}), HasSubstr("file is not a database"));
+    EXPECT_THAT(failure({"clear"}), HasSubstr("file is not a database"));
+    EXPECT_EQ(files_.bytes(), std::string(3'000, 'x'));
+}
+
+TEST_F(SavedSnapshotCommands, refuseASnapshotThatContradictsItself) {
+    const Item twice{"/r/x", FileKind::file, 1, ""};
+    save(aSnapshot({{"/r", FileKind::directory, 2, ""}, twice, twice}));
+    EXPECT_THAT(failure({"list"}), HasSubstr("contradicts itself"));
+    save(aSnapshot({{"/r", FileKind::directory, -5, ""}}));
+    EXPECT_THAT(failure({"media"}), HasSubstr("contradicts itself"));
+}
+
+TEST_F(SavedSnapshotCommands, clearEmptiesTheStore) {
+    save(usualSnapshot());
+    EXPECT_EQ(run({"clear", "--json"}).out, "{\"schema\": 1, \"cleared\": true}\n");
+    EXPECT_EQ(SQLiteSnapshotStore{files_.url()}.loadLatest(), std::nullopt);
+    EXPECT_EQ(run({"clear"}).code, ExitCode::done);
+}
+
+TEST_F(SavedSnapshotCommands, clearCreatesNoStore) {
+    EXPECT_EQ(run({"clear"}).code, ExitCode::done);
+    EXPECT_TRUE(std::filesystem::is_empty(files_.folder()));
+}
+
+TEST_F(SavedSnapshotCommands, scanSavesAndTellsTheChangeSinceTheLastScanOfTheSameFolder) {
+    TemporaryFolder folder;
+    std::ofstream{folder.path() + "/a.bin"} << std::string(100'000, 'x');
+    const CommandRun first = run({"scan", folder.path()});
+    EXPECT_EQ(first.code, ExitCode::done) << first.messages;
+    EXPECT_THAT(first.out, Not(HasSubstr("ago")));
+    EXPECT_THAT(run({"scan", folder.path()}).out, HasSubstr("as much as just now"));
+    std::filesystem::remove(folder.path() + "/a.bin");
+    EXPECT_THAT(run({"scan", folder.path()}).out, HasSubstr("less than just now"));
+    EXPECT_THAT(run({"list"}).out, HasSubstr(folder.path() + ", scanned just now"));
+}
+
+TEST_F(SavedSnapshotCommands, scanSavesNothingAfterItWasInterrupted) {
+    TemporaryFolder folder;
+    InterruptedOutput output;
+    std::ostream out{&output};
+    std::ostringstream messages;
+    Session session{.out = out, .messages = messages, .terminal = {}, .options = {}};
+    EXPECT_EQ(runCommandLine({"--store", files_.path(), "scan", folder.path()}, session, {addScanCommand}),
+              ExitCode::interrupted);
+    EXPECT_THAT(output.str(), HasSubstr("on disk in"));
+    EXPECT_TRUE(std::filesystem::is_empty(files_.folder()));
+}
+
+TEST_F(SavedSnapshotCommands, scanSavesNothingWhenToldSo) {
+    TemporaryFolder folder;
+    const CommandRun result = run({"scan", "--no-save", "--json", folder.path()});
+    EXPECT_THAT(result.out, HasSubstr("\"saved\": false"));
+    EXPECT_TRUE(std::filesystem::is_empty(files_.folder()));
+    EXPECT_THAT(run({"scan", "--json", folder.path()}).out, HasSubstr("\"saved\": true"));
+}
+
+TEST_F(SavedSnapshotCommands, scanShowsItsResultAndFailsWhenItCannotBeSaved) {
+    TemporaryFolder folder;
+    files_.setBytes(std::string(3'000, 'x'));
+    const CommandRun result = run({"scan", folder.path()});
+    EXPECT_EQ(result.code, ExitCode::failed);
+    EXPECT_THAT(result.out, HasSubstr("on disk in"));
+    EXPECT_THAT(result.messages, HasSubstr("could not be saved"));
+    EXPECT_THAT(result.messages, HasSubstr("file is not a database"));
+    EXPECT_THAT(run({"scan", "--json", folder.path()}).out, HasSubstr("\"saved\": false"));
+    EXPECT_EQ(files_.bytes(), std::string(3'000, 'x'));
+}
+
+TEST(Age, isGivenInTheLargestUnitThatFits) {
+    const struct {
+        double seconds;
+        const char* expected;
+    } cases[]{{0, "just now"},       {59, "just now"},
+              {60, "1 minute ago"},  {3599, "59 minutes ago"},
+              {3600, "1 hour ago"},  {2 * 86400.0, "2 days ago"},
+              {-1, "in the future"}, {400 * 86400.0, "400 days ago"}};
+    for (const auto& [seconds, expected] : cases) EXPECT_EQ(age(Date{1000}, Date{1000 + seconds}), expected) << seconds;
+}
+
+}  // namespace
+
+}  // namespace KestrelCLI
