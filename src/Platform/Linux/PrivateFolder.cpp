@@ -3,7 +3,7 @@
 #include "Base/FileManagerErrors.hpp"
 #include "KestrelCore/Base/Path.hpp"
 #include "Platform/Linux/SmallFile.hpp"
-#include "Platform/Linux/Walk/RawListing.hpp"
+#include "Platform/Linux/Walk/FolderListing.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 #include "Platform/POSIX/FolderCreation.hpp"
 
@@ -57,14 +57,9 @@ std::optional<std::string> PrivateFolder::read(const std::string& name) const {
 std::vector<std::string> PrivateFolder::names() const {
     std::vector<std::string> names;
     const FileDescriptor folder = openFolder(path_);
-    std::vector<char> buffer;
-    for (bool isAtEnd = !folder.isOpen(); !isAtEnd;) {
-        isAtEnd = true;
-        const int error = readEntries(folder.get(), buffer, [&](const RawEntry& entry) {
-            isAtEnd = false;
-            names.emplace_back(entry.name);
-        });
-        if (error != 0) break;
+    FolderListing listing;
+    while (folder.isOpen() && listing.readPiece(folder.get())) {
+        while (const ListedEntry* entry = listing.next()) names.emplace_back(entry->name);
     }
     std::sort(names.begin(), names.end());
     return names;

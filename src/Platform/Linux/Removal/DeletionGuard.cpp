@@ -2,7 +2,7 @@
 
 #include "Platform/Linux/Removal/ItemLocation.hpp"
 #include "Platform/Linux/Removal/SafeRemoval.hpp"
-#include "Platform/Linux/Walk/RawListing.hpp"
+#include "Platform/Linux/Walk/FolderListing.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 
 #include <algorithm>
@@ -31,14 +31,11 @@ std::vector<Text> interruptedRemovals(const Text& folder) {
     const FileDescriptor opened{
         ::open(folder.string().c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK)};
     if (!opened.isOpen()) return names;
-    std::vector<char> buffer;
-    for (bool isAtEnd = false; !isAtEnd;) {
-        isAtEnd = true;
-        const int error = readEntries(opened.get(), buffer, [&](const RawEntry& entry) {
-            isAtEnd = false;
-            if (isRemovalName(entry.name)) names.emplace_back(entry.name);
-        });
-        if (error != 0) break;
+    FolderListing listing;
+    while (listing.readPiece(opened.get())) {
+        while (const ListedEntry* entry = listing.next()) {
+            if (isRemovalName(entry->name)) names.emplace_back(entry->name);
+        }
     }
     std::sort(names.begin(), names.end());
     return names;

@@ -1,7 +1,5 @@
 #include "Platform/Linux/Removal/FolderEmptier.hpp"
 
-#include "Platform/Linux/Walk/RawListing.hpp"
-
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
@@ -64,30 +62,23 @@ bool FolderEmptier::remove(const std::string& name, int flags) {
     return errno == ENOENT;
 }
 
-/// Reads the next entries of the lowest folder into `entries_` and its `folders`; false after a failure.
+/// Reads the next entries of the lowest folder into `entries_` and its `folders`.
 bool FolderEmptier::readBatch() {
     State& state = states_.back();
     entries_.clear();
     names_.clear();
-    std::size_t seen = 0;
-    while (seen < mostEntriesInBatch) {
-        const std::size_t before = seen;
-        const int error = readEntries(descent_.folder(), listing_, [&](const RawEntry& entry) {
-            ++seen;
-            if (entry.isFolder) {
-                state.folders.emplace_back(entry.name);
+    while (!state.isAtEnd && state.folders.size() + entries_.size() < mostEntriesInBatch) {
+        state.isAtEnd = !listing_.readPiece(descent_.folder());
+        while (const ListedEntry* entry = listing_.next()) {
+            if (entry->isFolder) {
+                state.folders.emplace_back(entry->name);
             } else {
-                entries_.push_back({entry.inode, names_.size()});
-                names_.append(entry.name).push_back('\0');
+                entries_.push_back({entry->inode, names_.size()});
+                names_.append(entry->name).push_back('\0');
             }
-        });
-        if (error != 0) {
-            errno = error;
-            return false;
         }
-        if (seen == before) break;
     }
-    state.isAtEnd = seen < mostEntriesInBatch;
+    if (listing_.errorNumber() != 0) return stop(listing_.errorNumber(), "");
     // They are taken from the end, and go in the order of the listing: where that begins with what was made last, it is
     // what memory still holds.
     std::reverse(state.folders.begin(), state.folders.end());
@@ -96,7 +87,7 @@ bool FolderEmptier::readBatch() {
 
 bool FolderEmptier::removeNextEntries() {
     if (descent_.takeWasReopened() && ++states_.back().restarts > mostRestarts) return stop(ENOTEMPTY, "");
-    if (!readBatch()) return stop(errno, "");
+    if (!readBatch()) return false;
     constexpr std::size_t worthSorting = 1000;
     if (entries_.size() > worthSorting)
         std::sort(entries_.begin(), entries_.end(), [](const Entry& a, const Entry& b) { return a.inode < b.inode; });

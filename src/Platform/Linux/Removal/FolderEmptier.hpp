@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Linux/Walk/FolderDescent.hpp"
+#include "Platform/Linux/Walk/FolderListing.hpp"
 
 #include <cstdint>
 #include <string>
@@ -50,8 +51,8 @@ private:
     bool stop(int errorNumber, const std::string& entry);
 
     FolderDescent descent_;
-    std::vector<State> states_;   ///< one a level
-    std::vector<char> listing_;   ///< raw directory entries
+    std::vector<State> states_;  ///< one a level
+    FolderListing listing_;
     std::vector<Entry> entries_;  ///< what is no folder in the current batch
     std::string names_;           ///< each ends with a NUL
     int errorNumber_ = 0;

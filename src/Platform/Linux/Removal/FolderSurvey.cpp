@@ -2,7 +2,7 @@
 
 #include "Platform/Linux/Removal/ItemLocation.hpp"
 #include "Platform/Linux/Walk/FolderDescent.hpp"
-#include "Platform/Linux/Walk/RawListing.hpp"
+#include "Platform/Linux/Walk/FolderListing.hpp"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -50,21 +50,18 @@ private:
         bool holdsForeignEntries = false;
         struct stat own {};
         if (::fstat(descent_.folder(), &own) == 0) count(own);
-        for (std::size_t before = 1; before != 0;) {
-            before = 0;
-            const int error = readEntries(descent_.folder(), buffer_, [&](const RawEntry& entry) {
-                ++before;
+        while (listing_.readPiece(descent_.folder())) {
+            while (const ListedEntry* entry = listing_.next()) {
                 isEmpty = false;
-                const auto status = statusIn(descent_.folder(), std::string{entry.name});
-                if (!status) return;
+                const auto status = statusIn(descent_.folder(), std::string{entry->name});
+                if (!status) continue;
                 holdsForeignEntries = holdsForeignEntries || isForeign(*status);
                 if (S_ISDIR(status->st_mode)) {
-                    folders.emplace_back(entry.name);
+                    folders.emplace_back(entry->name);
                 } else {
                     count(*status);
                 }
-            });
-            if (error != 0) break;
+            }
         }
         if (isEmpty || !isForeign(own)) return;
         // In a sticky folder only the owner of an entry and that of the folder may remove it. And root; but root of a
@@ -93,7 +90,7 @@ private:
 
     FolderDescent descent_;
     std::vector<std::vector<std::string>> pending_;  ///< folders to enter, one list a level
-    std::vector<char> buffer_;
+    FolderListing listing_;
     std::unordered_set<ino_t> counted_;
     FolderSurvey survey_;
 };

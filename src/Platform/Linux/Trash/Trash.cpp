@@ -6,7 +6,7 @@
 #include "Platform/Linux/Trash/TrashFolder.hpp"
 #include "Platform/Linux/Trash/TrashInfo.hpp"
 #include "Platform/Linux/Walk/FolderDescent.hpp"
-#include "Platform/Linux/Walk/RawListing.hpp"
+#include "Platform/Linux/Walk/FolderListing.hpp"
 #include "Platform/TrashAccess.hpp"
 
 #include <cerrno>
@@ -212,19 +212,14 @@ std::optional<URL> findInTrash(const URL& original, const ExpectedItem& expected
         TrashFolder::openShared(item.volume.get(), item.volumePath, creation, error),
         TrashFolder::openOwn(item.volume.get(), item.volumePath, creation, error)};
     for (const std::optional<TrashFolder>& trash : candidates) {
-        std::vector<char> buffer;
-        std::optional<std::string> found;
-        for (bool isAtEnd = !trash; !isAtEnd && !found;) {
-            isAtEnd = true;
-            const int failed = readEntries(trash->files.get(), buffer, [&](const RawEntry& entry) {
-                isAtEnd = false;
-                if (found) return;
-                const auto status = statusIn(trash->files.get(), std::string{entry.name});
-                if (status && matches(*status, expected)) found = entry.name;
-            });
-            if (failed != 0) break;
+        FolderListing listing;
+        while (trash && listing.readPiece(trash->files.get())) {
+            while (const ListedEntry* entry = listing.next()) {
+                const std::string name{entry->name};
+                const auto status = statusIn(trash->files.get(), name);
+                if (status && matches(*status, expected)) return URL::fromPath(trash->path + "/files/" + name);
+            }
         }
-        if (found) return URL::fromPath(trash->path + "/files/" + *found);
     }
     return std::nullopt;
 } catch (const PlatformError&) {

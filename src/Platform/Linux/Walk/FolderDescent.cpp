@@ -1,6 +1,7 @@
 #include "Platform/Linux/Walk/FolderDescent.hpp"
 
 #include "Platform/Linux/MountTable.hpp"
+#include "Platform/POSIX/BoundedRetry.hpp"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -31,7 +32,8 @@ FileDescriptor onSameDevice(FileDescriptor folder, int parent, int& errorNumber)
 /// Without `openat2` (kernels before 5.6, some sandboxes) the mount is compared after opening.
 FileDescriptor openFolderAndCompareMount(int parent, const std::string& name, std::uint64_t parentMount,
                                          int& errorNumber) {
-    FileDescriptor folder{::openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
+    FileDescriptor folder{repeatedWhenInterrupted(
+        [&] { return ::openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC); })};
     if (!folder.isOpen()) {
         errorNumber = errno;
         return {};
@@ -49,15 +51,16 @@ FileDescriptor openFolderOnSameMount(int parent, const std::string& name, std::u
     open_how how{};
     how.flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
     how.resolve = RESOLVE_NO_SYMLINKS | RESOLVE_NO_XDEV | RESOLVE_NO_MAGICLINKS;
-    for (;;) {
-        const long descriptor = ::syscall(SYS_openat2, parent, name.c_str(), &how, sizeof how);
-        if (descriptor >= 0) return onSameDevice(FileDescriptor{static_cast<int>(descriptor)}, parent, errorNumber);
-        errorNumber = errno;
-        // The last three are how a system says that it does not know the call, or these flags.
-        if (errorNumber == ENOSYS || errorNumber == EPERM || errorNumber == EINVAL || errorNumber == E2BIG)
-            return openFolderAndCompareMount(parent, name, parentMount, errorNumber);
-        if (errorNumber != EINTR && errorNumber != EAGAIN) return {};
-    }
+    // EAGAIN: something was renamed or mounted meanwhile, and the kernel can't tell whether that matters.
+    const long descriptor =
+        repeatedWhile([](int error) { return error == EINTR || error == EAGAIN; },
+                      [&] { return ::syscall(SYS_openat2, parent, name.c_str(), &how, sizeof how); });
+    if (descriptor >= 0) return onSameDevice(FileDescriptor{static_cast<int>(descriptor)}, parent, errorNumber);
+    errorNumber = errno;
+    // The last three are how a system says that it does not know the call, or these flags.
+    if (errorNumber == ENOSYS || errorNumber == EPERM || errorNumber == EINVAL || errorNumber == E2BIG)
+        return openFolderAndCompareMount(parent, name, parentMount, errorNumber);
+    return {};
 }
 
 FolderDescent::FolderDescent(FileDescriptor top) {
@@ -88,7 +91,8 @@ bool FolderDescent::leave() {
     Level& level = levels_.back();
     if (level.folder.isOpen()) return true;
 
-    FileDescriptor folder{::openat(done.folder.get(), "..", O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
+    FileDescriptor folder{repeatedWhenInterrupted(
+        [&] { return ::openat(done.folder.get(), "..", O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC); })};
     struct stat status {};
     if (!folder.isOpen() || ::fstat(folder.get(), &status) != 0 || status.st_dev != level.device ||
         status.st_ino != level.inode) {

@@ -1,39 +1,20 @@
 #include "Platform/Linux/Walk/FolderReader.hpp"
 
 #include "Platform/Linux/Walk/StatusAt.hpp"
+#include "Platform/POSIX/BoundedRetry.hpp"
 
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 namespace KestrelCore {
 
 namespace {
 
-/// One call lists about two thousand names; more would only make the first entries of a large folder wait.
-constexpr std::size_t bufferSize = std::size_t{64} << 10;
 constexpr std::size_t enoughEntries = 1500;
-
-/// The kernel's record of `getdents64`. Not in any header of the C library.
-struct ListedName {
-    std::uint64_t inode;
-    std::int64_t offset;
-    std::uint16_t recordLength;
-    std::uint8_t type;
-    char name[1];
-};
-
-bool isSelfOrParent(const char* name) noexcept {
-    return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
-}
 
 bool isLackOfDescriptors(int error) noexcept { return error == EMFILE || error == ENFILE; }
 
 }  // namespace
-
-FolderReader::FolderReader() : buffer_{std::make_unique<char[]>(bufferSize)} {}
 
 ReadingResult FolderReader::read(const ReadingTask& task, const std::atomic<bool>& isStopped) {
     ReadingResult result;
@@ -45,22 +26,15 @@ ReadingResult FolderReader::read(const ReadingTask& task, const std::atomic<bool
     }
     const int descriptor = result.descriptor->get();
     while (task.isWhole || piece_.entries.size() < enoughEntries) {
-        const long got = syscall(SYS_getdents64, descriptor, buffer_.get(), bufferSize);
-        if (got < 0 && errno == EINTR) continue;
-        if (got <= 0) {
+        if (!listing_.readPiece(descriptor)) {
             // An error would come again and again: what was read counts, and the folder is left.
-            if (got < 0) result.errorNumber = errno;
+            result.errorNumber = listing_.errorNumber();
             result.isFinished = true;
             break;
         }
-        for (const char* at = buffer_.get(); at < buffer_.get() + got;) {
-            std::uint16_t recordLength = 0;
-            std::memcpy(&recordLength, at + offsetof(ListedName, recordLength), sizeof recordLength);
-            const char* name = at + offsetof(ListedName, name);
-            at += recordLength;
-            if (isSelfOrParent(name)) continue;
+        while (const ListedEntry* entry = listing_.next()) {
             if (isStopped.load(std::memory_order_relaxed)) return result;
-            add(task, descriptor, name, std::strlen(name));
+            add(task, descriptor, entry->name);
         }
     }
     result.piece = takePiece();
@@ -76,10 +50,8 @@ int FolderReader::open(const ReadingTask& task, ReadingResult& result) {
     result.descriptor = task.start;
     for (const OpeningStep& step : task.steps) {
         const int from = result.descriptor != nullptr ? result.descriptor->get() : AT_FDCWD;
-        int opened = 0;
-        do {
-            opened = ::openat(from, step.name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-        } while (opened < 0 && errno == EINTR);
+        const int opened = repeatedWhenInterrupted(
+            [&] { return ::openat(from, step.name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC); });
         if (opened < 0) {
             const int error = errno;
             result.descriptor = nullptr;
@@ -103,13 +75,13 @@ int FolderReader::open(const ReadingTask& task, ReadingResult& result) {
     return 0;
 }
 
-void FolderReader::add(const ReadingTask& task, int descriptor, const char* name, std::size_t length) {
+void FolderReader::add(const ReadingTask& task, int descriptor, std::string_view name) {
     FolderEntry& entry = piece_.entries.emplace_back();
     entry.nameOffset = piece_.names.size();
-    entry.nameLength = static_cast<std::uint32_t>(length);
-    piece_.names.insert(piece_.names.end(), name, name + length + 1);
+    entry.nameLength = static_cast<std::uint32_t>(name.size());
+    piece_.names.insert(piece_.names.end(), name.data(), name.data() + name.size() + 1);
     std::uint64_t mount = 0;
-    entry.errorNumber = statusAt(descriptor, name, entry.status, mount);
+    entry.errorNumber = statusAt(descriptor, name.data(), entry.status, mount);
     if (entry.errorNumber != 0) {
         entry.kind = TraversalEntry::Kind::noStatus;
         return;
@@ -125,8 +97,8 @@ void FolderReader::add(const ReadingTask& task, int descriptor, const char* name
     folder->inode = entry.status.inode;
     folder->level = parent.level + 1;
     const bool isBelowSlash = parent.level == 0 && parent.pathLength == 1;
-    folder->pathLength = parent.pathLength + (isBelowSlash ? 0 : 1) + length;
-    if (parent.notEntered != nullptr) folder->notEntered = parent.notEntered->find({name, length});
+    folder->pathLength = parent.pathLength + (isBelowSlash ? 0 : 1) + name.size();
+    if (parent.notEntered != nullptr) folder->notEntered = parent.notEntered->find(name);
     folder->isReadAhead = folder->notEntered == nullptr || !folder->notEntered->isNotEntered;
     if (folder->pathLength > longestTraversedPath) {
         folder->state = Folder::State::finished;

@@ -1,11 +1,13 @@
 #pragma once
 
 #include "Platform/Linux/Walk/Folder.hpp"
+#include "Platform/Linux/Walk/FolderListing.hpp"
 
 #include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -41,17 +43,15 @@ struct ReadingResult {
 /// Opens and reads folders with system calls relative to open folders only. One for each thread: it keeps its buffers.
 class FolderReader {
 public:
-    FolderReader();
-
     /// Reads the next piece of the task's folder. Ends early, with any result, when `isStopped` becomes true.
     [[nodiscard]] ReadingResult read(const ReadingTask& task, const std::atomic<bool>& isStopped);
 
 private:
     int open(const ReadingTask& task, ReadingResult& result);
-    void add(const ReadingTask& task, int descriptor, const char* name, std::size_t length);
+    void add(const ReadingTask& task, int descriptor, std::string_view name);
     std::unique_ptr<FolderPiece> takePiece();
 
-    std::unique_ptr<char[]> buffer_;
+    FolderListing listing_;
     FolderPiece piece_;  ///< grows to the largest piece; what is handed out is an exact copy
     std::vector<std::size_t> folderEntries_;
 };

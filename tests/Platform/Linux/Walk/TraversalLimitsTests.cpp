@@ -292,6 +292,18 @@ TEST(TraversalLimits, doesWithoutStatx) {
     });
 }
 
+TEST(TraversalLimits, endsWhereOpeningOrListingIsInterruptedForEver) {
+    for (const long call : {SYS_openat, SYS_getdents64}) {
+        inChild(ChildSetting::same, [call] {
+            const TemporaryFolder folder;
+            folder.makeFile("file");
+            if (!refuseSystemCalls({call}, EINTR)) GTEST_SKIP() << "No system call filters here";
+            EXPECT_EQ(briefListing(openTraversal({folder.path(), {}, {}})),
+                      (Lines{"0 directory " + folder.path(), "0 unreadable " + folder.path() + " 4"}));
+        });
+    }
+}
+
 TEST(TraversalLimits, endsInAFileSystemWhoseEntriesComeAndGo) {
     const std::string root = "/proc/" + std::to_string(getpid());
     if (access(root.c_str(), R_OK) != 0) GTEST_SKIP() << "No process file system here";
