@@ -9,6 +9,11 @@
 #include <algorithm>
 #include <array>
 
+// An application is a folder NAME.app that opens as a bundle. What it leaves behind is looked up, not searched for:
+// seven places of the user's Library in which the system itself keeps one item per application, named exactly after the
+// bundle identifier. So an answer costs seven looks per application and the measuring of what they find, however full
+// the Library is, and "org.example.App" never lays claim to what belongs to "org.example.App.Helper".
+
 namespace KestrelCore {
 namespace {
 
@@ -26,6 +31,8 @@ constexpr std::array<ResiduePlace, 7> residuePlaces{{{"Caches", ""},
                                                      {"Preferences", ".plist"},
                                                      {"Saved Application State", ".savedState"}}};
 
+/// An application without an identifier, or with one that is no plain name, has no residues: that text comes from a
+/// file of the application's own and becomes a component of a path that is offered for removal.
 std::vector<ResidueCandidate> residuesOf(const std::optional<Text>& identifier, const Text& libraryFolder,
                                          const FileManager& fileManager) {
     std::vector<ResidueCandidate> residues;
@@ -45,6 +52,8 @@ std::vector<ResidueCandidate> residuesOf(const std::optional<Text>& identifier, 
     return residues;
 }
 
+/// Empty for what is no application: the name must say so, and the bundle must open. A bundle that gives no name goes
+/// by the name of its folder.
 std::optional<ApplicationRecord> recordOf(const URL& entry, const Text& libraryFolder, const FileManager& fileManager) {
     if (entry.pathExtension().lowercased() != "app") return std::nullopt;
     const std::optional<Bundle> bundle = Bundle::open(entry.path());
@@ -78,6 +87,7 @@ bool isDeleted(const Text& path, const std::unordered_set<Text>& deletedPaths) {
          end = path.view().rfind('/', end - 1)) {
         if (deletedPaths.contains(path.slice(0, end))) return true;
     }
+    // The empty path, followed by "/", is the beginning of every absolute path: all lies beneath it.
     return path.view().starts_with('/') && deletedPaths.contains("");
 }
 

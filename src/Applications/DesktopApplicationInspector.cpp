@@ -22,9 +22,13 @@
 namespace KestrelCore {
 namespace {
 
+/// Real entries stay far below this with all their languages; more is no entry, and would only cost
+/// memory.
 constexpr std::size_t mostEntryBytes = std::size_t{1} << 20;
+/// Vendors nest one folder deep, if at all: the bound is for a tree that was made to be deep.
 constexpr int deepestEntryFolder = 8;
 
+/// An application before its residues are known.
 struct FoundApplication {
     URL url;
     Text displayName;
@@ -32,6 +36,8 @@ struct FoundApplication {
     std::optional<Text> version;
 };
 
+/// Sorted, so that which of two entries with one identifier comes first does not hang on the file system's order. None
+/// for a folder that is missing, as most of those in the search path are, or that can't be read.
 std::vector<Text> sortedContents(const FileManager& fileManager, const Text& folder) {
     try {
         std::vector<Text> names = fileManager.contentsOfDirectory(folder);
@@ -70,6 +76,8 @@ std::optional<Text> releaseVersion(std::string_view metadata) {
     return Text{rest.substr(0, end)};
 }
 
+/// Gathers the applications of all places. The first that takes an identifier keeps it, so the order of the calls in
+/// `run` is the order of precedence.
 class Listing {
 public:
     Listing(const DesktopLocations& locations, const FileManager& fileManager)

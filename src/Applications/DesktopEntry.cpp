@@ -6,11 +6,24 @@
 #include <iterator>
 #include <vector>
 
+// A desktop entry is a key file: lines "key=value" in groups under a heading, and whole lines of comment.
+//
+//     [Desktop Entry]
+//     Type=Application
+//     Name=Text Editor                               the plain name
+//     Name[de_DE]=Texteditor                         a localized one
+//     Exec=env GDK_SCALE=2 /usr/bin/gedit %U         a command line in a value
+//     [Desktop Action new-window]                    other groups are passed over
+//
+// Two layers of quoting lie over a command line: the escapes that every value has are undone first, then the words are
+// parted by the rules of Exec. Codes such as %U stay what they are: only the program is wanted, and it comes first.
+
 namespace KestrelCore {
 namespace {
 
 using Group = std::map<std::string, std::string, std::less<>>;
 
+/// Without the blanks around it; a carriage return counts as one, so that files with CR LF read alike.
 std::string_view trimmed(std::string_view text) {
     constexpr std::string_view blanks = " \t\r";
     const std::size_t start = text.find_first_not_of(blanks);
@@ -18,11 +31,13 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(start, text.find_last_not_of(blanks) - start + 1);
 }
 
+/// A key that is missing and one without a value are the same to every reader here: "".
 std::string_view valueOf(const Group& group, std::string_view key) {
     const auto found = group.find(key);
     return found == group.end() ? std::string_view{} : std::string_view{found->second};
 }
 
+/// The value with its escapes undone; one that the format does not know stays as it is written.
 std::string unescaped(std::string_view value) {
     std::string text;
     for (std::size_t i = 0; i < value.size(); ++i) {
@@ -82,6 +97,7 @@ std::vector<std::string> commandWords(std::string_view command) {
     return words;
 }
 
+/// Whether env would take the word for a variable: NAME=VALUE. A "/" before the "=" makes it the path of a program.
 bool isAssignment(std::string_view word) {
     const std::size_t equals = word.find('=');
     return equals != std::string_view::npos && equals > 0 && word.find('/') > equals;
@@ -100,6 +116,8 @@ bool isInterpreter(std::string_view name) {
     return std::find(std::begin(interpreters), std::end(interpreters), name) != std::end(interpreters);
 }
 
+/// What really runs: env is looked through, Flatpak names the program inside the sandbox in an option of its own, and
+/// an interpreter gives nothing. Its folder would be every script's: "python" is nobody's configuration.
 Text executableOf(std::string_view command) {
     constexpr std::string_view commandOption = "--command=";
     const std::vector<std::string> words = commandWords(command);

@@ -7,6 +7,19 @@
 #include <array>
 #include <iterator>
 
+// A desktop has no register of who keeps what where; names are all there is. Two kinds of match, and never more than
+// that:
+//
+//     ~/.var/app/ID                        a Flatpak's own folder; only Flatpaks have one               high
+//     CACHE, CONFIG, DATA, STATE / ID      for an identifier such as org.example.Editor                 high
+//     CACHE, CONFIG, DATA, STATE / NAME    an identifier without dots, the program's name, or           uncertain
+//                                          the plain name in lower case; folders only
+//
+// An identifier with two dots is a domain turned round, which nobody else uses. "code" or "draw.io" is a word that
+// others may have chosen too, so what it finds is shown and not proposed; and "gtk-3.0" or "fonts" is shared by all, so
+// that a table of such names is never matched at all. A place is looked up, never searched for: thirteen looks at most
+// for each application, and the measuring of what they find.
+
 namespace KestrelCore {
 namespace {
 
@@ -127,6 +140,8 @@ public:
     }
 
 private:
+    /// Files count too, as some applications keep just one; a link is nobody's residue, since removing it frees
+    /// nothing.
     void addByIdentifier(const Text& base, const Text& identifier) {
         const Text path = Path::appending(base, identifier);
         const FileStatusResult found = fileStatus(path.string());
@@ -135,6 +150,7 @@ private:
         add(path, ResidueConfidence::high, Text::concatenating({"Exact bundle identifier match: ", identifier.view()}));
     }
 
+    /// A name with a dot in front would lead to what users hide, should a base folder be set to the home directory.
     void addByName(const std::array<Text, 4>& bases, const Text& name) {
         if (!isResidueName(name) || name.view().starts_with('.') || isSharedDesktopFolder(name)) return;
         for (const Text& base : bases) {
