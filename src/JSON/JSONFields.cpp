@@ -1,5 +1,14 @@
 #include "JSON/JSONFields.hpp"
 
+// simdjson reads a whole number only in its plain spelling, and a fraction only to the nearest double. But "1e3",
+// "10.0" and "12345678901234567890.0" are whole numbers too, and a text that rounds to 0 must be told from one that
+// means it. So where the quick answer fails, the number is read once more from its text, digit by digit, and nothing is
+// rounded.
+//
+//     -12.30e2     isNegative, digits "1230", exponent 0        (2 for the e, less 2 for the fraction)
+//
+// The text may be of any length: digits are kept as they are, and the exponent stops growing long before it overflows.
+
 namespace KestrelCore::JSONFields {
 
 std::optional<NumberText> parseNumber(std::string_view text) {

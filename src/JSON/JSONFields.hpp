@@ -14,18 +14,34 @@
 #include <utility>
 
 // How the fields of a value are read from JSON: each into a `Field` that knows what became of it, then judged in the
-// order of declaration, so that the first bad one decides the error. Inline, since a large snapshot has millions.
+// order of declaration, so that the first bad one decides the error. The order of the keys in the text, which is
+// anybody's, decides nothing. Inline, since a large snapshot has millions. A reader of a type looks like this:
+//
+//     Field<std::string_view> path;
+//     Field<std::int64_t> size;
+//     readMembers(object, at, [&](std::string_view key, json::value value) {
+//         if (key == "path") return readFirst(value, path);
+//         return key == "size" && readFirst(value, size);  // false: passed over
+//     });
+//     Requirements wants{at};
+//     wants.required("path", path).optional("size", size);
+//     if (wants.error()) throw *wants.error();
 
 namespace KestrelCore::JSONFields {
 
 namespace json = simdjson::ondemand;
 
+/// The text breaks the grammar of JSON at `path`, which is "" where nobody knows the place.
 [[noreturn]] inline void malformed(const std::string& path, simdjson::error_code error) {
     throw DecodingError{DecodingError::Kind::dataCorrupted, path, simdjson::error_message(error)};
 }
 
+/// `mismatched` is a value of another JSON type, `corrupted` one of the right type that ours can't hold: a number out
+/// of range, a string with a broken escape. The order matters: what is not above `sound` is fine for an optional field.
 enum class FieldState { absent, null, sound, mismatched, corrupted };
 
+/// What was read for one key. `value` means something only where the state is `sound`. A `string_view` lives in the
+/// parser and ends with the next text that it is given.
 template <typename Value>
 struct Field {
     FieldState state = FieldState::absent;

@@ -5,6 +5,10 @@
 #include <cmath>
 #include <cstring>
 
+// Names and paths hold next to nothing that must be escaped, and a snapshot is little else than names and paths. So
+// eight bytes are looked at in one go and copied whole, and only a word that holds something is taken byte by byte.
+// Whether it does is exact; which byte it was the trick can't tell.
+
 namespace KestrelCore {
 
 namespace {
@@ -124,6 +128,8 @@ void JSONFormat::appendInteger(std::string& out, std::uint64_t value) { appendDi
 
 char* JSONFormat::writeDouble(char* out, double value) {
     if (!std::isfinite(value)) return nullptr;
+    // Up to 2^53 every whole number is a double of its own, so that all digits mean something; beyond, they would claim
+    // more than is known.
     constexpr double smallestDecimal = 1e-4;
     constexpr double largestDecimal = 9007199254740992.0;  // 2^53
     const double magnitude = std::fabs(value);

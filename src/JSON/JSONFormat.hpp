@@ -7,7 +7,8 @@
 
 namespace KestrelCore {
 
-/// How the library writes JSON values: compact, "/" escaped, everything beyond ASCII raw.
+/// How the library writes JSON values: compact, "/" escaped, everything beyond ASCII raw. One spelling for each value,
+/// so that a reader may recognise what was written here without parsing it. Any thread.
 struct JSONFormat {
     /// Appends `text` (well-formed UTF-8) as a string with its quotes.
     static void appendString(std::string& out, std::string_view text);

@@ -2,6 +2,9 @@
 
 #include "KestrelCore/JSON/CodingError.hpp"
 
+// A small automaton: what may come next, and one bit per open container (an object or an array). It keeps nothing of
+// the value but the beginning of a literal, so that skipping gigabytes costs no memory, and it can stop after any byte.
+
 namespace KestrelCore {
 
 namespace {
@@ -34,6 +37,7 @@ void JSONSkipper::accept(char c) {
     }
     if (token_.empty() && expects_ != Expects::value && expects_ != Expects::valueOrEnd)
         malformed("A comma is missing");
+    // Longer than any literal: cutting makes no wrong one right, and of a number every byte is checked as it comes.
     if (token_.size() < 8) token_ += c;
     const bool isNumber = token_.front() == '-' || (token_.front() >= '0' && token_.front() <= '9');
     if (isNumber && std::string_view{"+-.eE0123456789"}.find(c) == std::string_view::npos)

@@ -20,6 +20,7 @@ public:
     void finish();
 
 private:
+    /// What may come next, blanks aside; `nothing` when the value is complete.
     enum class Expects { value, valueOrEnd, key, keyOrEnd, colon, commaOrEnd, nothing };
     static constexpr std::size_t deepest = 512;
 

@@ -6,6 +6,19 @@
 #include <cstdint>
 #include <cstring>
 
+// The splitter looks at structure only, and at most of the text not even at that: inside a string it leaps from one
+// quote or backslash to the next, inside a container it counts brackets. What it finds goes one of four ways:
+//
+//     {  "id": "…",                a wanted value: collected whole, then handed on
+//        "unknown": {…},           nobody's: followed by a JSONSkipper, never collected
+//        "records": [              wanted elements:
+//             {…},{…},{…},               plain ones are taken from the piece itself, without a copy (`elementsAhead`)
+//             { … },{ … } ]              others are collected into a window "[…]" of a megabyte and handed on together
+//     }
+//
+// A piece may end at any byte, inside an escape too: all that is known stands in members, none of it on the stack.
+// Memory is bounded by the largest single wanted value or element and one window.
+
 namespace KestrelCore {
 
 namespace {

@@ -36,11 +36,14 @@ public:
 
     explicit JSONSplitter(Handler handler) : handler_{std::move(handler)} {}
 
+    /// The next piece, of any length; the handler is called from here. After an exception the splitter is of no use any
+    /// more.
     void feed(std::string_view piece);
     /// Checks that the object is complete.
     void finish();
 
 private:
+    /// Where in the text the next byte stands; the names are those of what was just passed, or is about to begin.
     enum class State {
         start,
         firstKey,
@@ -56,7 +59,10 @@ private:
         afterElement,
         done
     };
+    // Deeper nesting is refused: whoever reads a value afterwards may recurse, and no writer of ours goes beyond four.
     static constexpr std::size_t deepest = 512;
+    // Large enough that starting the parser on a window costs nothing, small enough to be in the cache still when it is
+    // parsed.
     static constexpr std::size_t windowSize = std::size_t{1} << 20;
 
     std::size_t structure(std::string_view piece, std::size_t position);
