@@ -8,6 +8,21 @@
 #include <memory>
 #include <string_view>
 
+// The form, without the line breaks:
+//
+//     {"id":"UUID",
+//      "scope":{"root":"file:\/\/\/home\/me\/","displayName":"me","volumeIdentifier":"\/home\/me"},
+//      "startedAt":785000000.25,"completedAt":785000012,          seconds since 2001
+//      "records":[RECORD, … ],
+//      "issues":[{"path":"…","message":"…"}, … ]}
+//
+//     RECORD  {"id":"UUID","identity":{"device":1,"inode":2},"parentPath":"\/a","path":"\/a\/b","name":"b","kind":0,
+//              "logicalBytes":1,"allocatedBytes":4096,"aggregateAllocatedBytes":4096,"modifiedAt":780000000,
+//              "fileExtension":"","isHidden":false,"isCloudPlaceholder":false,"isHardLinkDuplicate":false,"risk":0}
+//
+// "identity", "parentPath" and "modifiedAt" are left out where there is none. Writing keeps to this order and spelling;
+// reading takes any.
+
 namespace KestrelCore {
 
 /// Writes the snapshot's JSON text in pieces of about a megabyte through one reused buffer; each piece is valid during

@@ -11,7 +11,11 @@
 #include <vector>
 
 // The form of a snapshot is written down once, as functions over an output. One output writes the text, the other only
-// counts its bytes, so the two can't disagree.
+// counts its bytes, so the two can't disagree. Both are needed: the database wants to know how long a text is before it
+// gets the first byte, and half a gigabyte is too much to be made only to be measured.
+//
+// Bounds are checked once per record, not once per text: before a record is written, the buffer is made to have room
+// for the longest that it could become.
 
 namespace KestrelCore {
 
@@ -48,6 +52,7 @@ private:
     char* out_;
 };
 
+/// Counts what `TextOutput` would write.
 class LengthOutput {
 public:
     void text(std::string_view bytes) { length_ += bytes.size(); }
@@ -105,6 +110,7 @@ private:
     std::string escaped_;
 };
 
+/// The texts of an irregular record, each as it is.
 template <typename Output>
 void writeTexts(Output& out, const RecordStorage::Irregular& texts) {
     if (texts.parentPath) {
@@ -117,6 +123,7 @@ void writeTexts(Output& out, const RecordStorage::Irregular& texts) {
     writeString(out, texts.name.view());
 }
 
+/// The texts of a regular record: its path is its folder's, "/" and its name, so the folder's is escaped only once.
 template <typename Output>
 void writeTexts(Output& out, std::string_view escapedPrefix, std::string_view name) {
     out.text(",\"parentPath\":\"");
@@ -174,7 +181,8 @@ void writeRecord(Output& out, const RecordStorage& storage, const RecordStorage:
     out.text("}");
 }
 
-/// More than what `writeRecord` writes beside the texts.
+/// More than what `writeRecord` writes beside the texts: keys and punctuation take some 260 bytes, the identifier 36,
+/// and the numbers 170 at most.
 constexpr std::size_t recordFrame = 512;
 
 /// As many bytes as the record can take at most.

@@ -8,8 +8,9 @@ namespace KestrelCore {
 /// proportional to 3^bound times the shorter length, whatever the inputs: meant for bounds of one or two.
 ///
 /// Elements that are equal at the front are matched greedily, which never costs an edit; at the first difference each
-/// of the three edits is tried. `areEqual(x, y)` compares an element of `a` with one of `b`. Both ranges need
-/// random-access iterators.
+/// of the three edits is tried. No table is filled, as one would be for the distance itself: only whether it is within
+/// the bound is asked, nearly always of words that differ at once. `areEqual(x, y)` compares an element of `a` with one
+/// of `b`. Both ranges need random-access iterators.
 template <typename IteratorA, typename IteratorB, typename AreEqual>
 [[nodiscard]] bool isWithinEditDistance(IteratorA a, IteratorA aEnd, IteratorB b, IteratorB bEnd, int bound,
                                         const AreEqual& areEqual) {

@@ -8,6 +8,17 @@
 #include <string>
 #include <string_view>
 
+// There are several times as many records as folders, and what a folder's path holds, the paths of all its records
+// hold. With "music" and "foo/bar" as patterns:
+//
+//     /home/music             contains "music", from its own name
+//     /home/music/live        contains it too, inherited without a look
+//     /home/foo               completable for "foo/bar": ends in "foo", so a record named "bar…" in it would do
+//     /home/foo/bar           contains "foo/bar"
+//
+// Where a text is not ASCII a folder counts as completable without further ado: how code points join across the border
+// is for the comparison of the whole path to say.
+
 namespace KestrelCore {
 
 namespace {

@@ -12,7 +12,15 @@
 
 namespace KestrelCore {
 
-/// What a term scores against one record; the first rule that holds counts.
+/// What a term scores against one record; the first rule that holds counts. For the term "report":
+///
+///     report.pdf              190    the name, or the name without its extension
+///     reports.txt             125    the beginning of the name
+///     my report (2).txt       105    a word of it; words are runs of letters, digits and dots
+///     my report.txt            86    the beginning of a word, which is "report.txt" here
+///     myreport.txt             70    anywhere in it
+///     /report/other.txt        30    only in the path of the record
+///     reprt.txt                38    nowhere, but a word of it, or of its stem, is within the edit distance
 struct TermScore {
     static constexpr std::int64_t none = 0;
     static constexpr std::int64_t equalsName = 190;  ///< or the name without its extension

@@ -9,12 +9,14 @@
 
 namespace KestrelCore {
 
-/// How many items a thread takes at a time: enough to hide the taking, few enough that all end together.
+/// How many items a thread takes at a time: enough to hide the taking, few enough that all end together. Not a fixed
+/// share for each thread: what an item costs differs widely, and the costly ones often stand together.
 inline constexpr std::size_t itemsPerBlock = 4096;
 
 /// As many threads as are worth starting for `count` items, at most `wanted` (0: as many as the machine runs at once).
 [[nodiscard]] inline unsigned worthwhileThreads(std::size_t count, unsigned wanted) {
     constexpr unsigned most = 16;
+    // A thread that would get fewer is hardly worth its start.
     constexpr std::size_t itemsPerThread = 8 * itemsPerBlock;
     if (wanted != 0) return std::min(wanted, most);
     const std::size_t machine = std::clamp(std::thread::hardware_concurrency(), 1U, most);

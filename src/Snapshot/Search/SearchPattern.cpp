@@ -10,8 +10,10 @@ namespace KestrelCore {
 
 namespace {
 
-/// Terms shorter than this must be found as they are.
+/// In characters. Terms shorter than this must be found as they are: too many other words are one edit from a short
+/// one.
 constexpr std::size_t shortestFuzzyTerm = 4;
+/// From here on two edits are forgiven.
 constexpr std::size_t shortestDoublyFuzzyTerm = 8;
 
 /// Decomposing makes a text at most this many times longer in UTF-8, and never shorter than a third of it.
@@ -32,6 +34,7 @@ std::vector<Text> charactersOf(const Text& text) {
     return characters;
 }
 
+/// An edit changes the length by one at most, so lengths alone turn most words away.
 bool isFurtherApart(std::size_t a, std::size_t b, int bound) {
     return std::max(a, b) - std::min(a, b) > static_cast<std::size_t>(bound);
 }

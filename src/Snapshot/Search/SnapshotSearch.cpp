@@ -35,9 +35,11 @@ constexpr std::string_view sourceFile = "KestrelCore/Search";
 /// How many records pass between two looks at the cancellation token.
 constexpr std::size_t recordsBetweenLooks = 256;
 
+/// What "developer" stands for: a record qualifies when its path holds one of these anywhere, lowercased.
 constexpr std::array<std::string_view, 9> developerFolders = {
     "developer", "node_modules", ".npm", ".nvm", "pnpm", ".cargo", ".rustup", ".gradle", "deriveddata"};
 
+/// The terms as the user typed them, with one blank between two; a single term is a phrase too.
 Text phraseOf(const std::vector<Text>& terms) {
     std::string phrase;
     for (const Text& term : terms) {

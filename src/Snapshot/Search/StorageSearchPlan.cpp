@@ -9,6 +9,18 @@
 #include <system_error>
 #include <unordered_map>
 
+// Every word of a query is tried as one thing after the other, and the first that fits takes it:
+//
+//     >2gb   <10kb                a bound on the size, if what follows is a size; else a plain word
+//     type:…   ext:…   in:…       a kind, an extension, a part of the path; an unknown kind is swallowed without effect
+//     images   music   apps …     a category: extensions, a kind or a place
+//     big   huge   recent   old   a size or an age
+//     hidden                      as it says
+//     anything else               a plain word, which must be found in the name or the path
+//
+// Filters of one sort add up where a record could not have both (extensions, kinds), and narrow where it could (bounds
+// of the size, parts of the path). Nothing is ever an error: a user types on, and half a word must find something too.
+
 namespace KestrelCore {
 
 namespace {
