@@ -8,7 +8,9 @@
 
 namespace KestrelCore {
 
-/// The clock that never steps and goes on while the machine sleeps. All calls from any thread.
+/// The clock that never steps and goes on while the machine sleeps. Wall-clock time would step when somebody sets it,
+/// and the standard library's steady clock stands still on Linux while the machine sleeps: an interval that began in
+/// the evening would not be over in the morning. All calls from any thread.
 class ContinuousClock {
 public:
     virtual ~ContinuousClock() = default;
@@ -21,6 +23,7 @@ public:
     virtual void sleep(std::optional<std::chrono::nanoseconds> duration,
                        const CancellationToken& cancellation) const = 0;
 
+    /// The clock of this machine. Tests bring one of their own, whose hours pass at once.
     [[nodiscard]] static std::shared_ptr<const ContinuousClock> system();
 };
 

@@ -16,6 +16,7 @@ public:
     /// (POSIX) when there can be no such lock. Any thread.
     [[nodiscard]] static std::optional<FileLock> acquire(const std::string& path, std::chrono::milliseconds patience);
 
+    /// What was moved from holds nothing. Destroying a lock, or assigning over it, lets go of the file at once.
     FileLock(FileLock&&) noexcept;
     FileLock& operator=(FileLock&&) noexcept;
     ~FileLock();

@@ -18,7 +18,8 @@ enum class FileType : std::uint8_t {
     unknown
 };
 
-/// What `lstat` says about an item: links are never followed.
+/// What `lstat` says about an item: links are never followed. The fields that anything above asks for, in one layout on
+/// every system. What claims a negative size, or more than 2^50 allocated bytes, is no status but EOVERFLOW.
 struct FileStatus {
     std::uint64_t device = 0;
     std::uint64_t inode = 0;
@@ -34,14 +35,17 @@ struct FileStatus {
     bool operator==(const FileStatus&) const = default;
 };
 
-/// Looks at the item at `path` (raw bytes, as the system takes them). The errno value when that fails. Never opens it.
+/// What came of a look: either the status, or the errno value that kept it.
 struct FileStatusResult {
     std::optional<FileStatus> status;
     int errorNumber = 0;
 };
+/// Looks at the item at `path` (raw bytes, as the system takes them) and never opens it. ENOENT for the empty path,
+/// EINVAL for one that holds a NUL, EOVERFLOW for absurd claims. Any thread; blocks on the disk.
 [[nodiscard]] FileStatusResult fileStatus(const std::string& path);
 
-/// The type bits that a mode has for an item of this type; the same values on every system. 0 for an unknown type.
+/// The type bits that a mode has for an item of this type; the same values on every system, so no header of one is
+/// needed. 0 for an unknown type.
 [[nodiscard]] constexpr std::uint32_t fileTypeBits(FileType type) {
     switch (type) {
     case FileType::regular: return 0100000;

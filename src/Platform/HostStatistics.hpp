@@ -6,7 +6,8 @@
 
 namespace KestrelCore {
 
-/// Processor time of the whole machine since it started, in the system's ticks.
+/// Processor time of all processors together since the machine started, in the system's ticks. Their length does not
+/// matter: only shares of differences are ever computed. Waiting for a disk counts as idle, interrupts as system.
 struct ProcessorTicks {
     std::uint64_t user = 0;
     std::uint64_t system = 0;
@@ -31,7 +32,9 @@ public:
 
     [[nodiscard]] virtual std::optional<ProcessorTicks> processorTicks() = 0;
     [[nodiscard]] virtual std::optional<MemoryStatistics> memory() = 0;
+    /// Bytes of a page of `MemoryStatistics`. Above 0, and the same for as long as the machine runs.
     [[nodiscard]] virtual std::int64_t pageBytes() const = 0;
+    /// Memory that the system can use; 0 when it does not tell.
     [[nodiscard]] virtual std::int64_t physicalMemoryBytes() const = 0;
     /// Processors that run now, at least 1. Quotas of this process do not count.
     [[nodiscard]] virtual int activeProcessorCount() const = 0;

@@ -7,7 +7,8 @@
 
 namespace KestrelCore {
 
-/// One network interface as the system counts it, since the interface came up.
+/// One network interface as the system counts it, since the interface came up. Raw: a counter starts anew when its
+/// interface is taken down and made again, also under the same name, and nothing here hides that.
 struct InterfaceCounters {
     std::string name;
     bool isLoopback = false;

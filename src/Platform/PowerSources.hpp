@@ -19,7 +19,8 @@ struct PowerSource {
     std::optional<PowerSourceState> state{};
 };
 
-/// One thread at a time.
+/// The batteries of the machine, asked afresh each time: one may be taken out, a supply plugged in. One thread at a
+/// time.
 class PowerSources {
 public:
     virtual ~PowerSources() = default;

@@ -21,7 +21,8 @@ struct ProcessDetails {
     std::int64_t priority = 0;            ///< in the system's own scale
 };
 
-/// One thread at a time, but for `executablePath`.
+/// Looks at single processes. One thread at a time, as buffers may be kept between calls; but `executablePath` may be
+/// called while another thread is in `details`.
 class ProcessInfo {
 public:
     virtual ~ProcessInfo() = default;

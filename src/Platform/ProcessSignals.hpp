@@ -20,6 +20,7 @@ class ProcessSignals {
 public:
     virtual ~ProcessSignals() = default;
 
+    /// Of the process that asks: it is never asked to quit from here.
     [[nodiscard]] virtual std::int32_t ownIdentifier() const = 0;
 
     /// Throws `PlatformError` (POSIX): ESRCH when no process has that identifier, and for every identifier that is not

@@ -11,6 +11,7 @@
 namespace KestrelCore {
 namespace {
 
+/// The path with all links resolved; empty when the last component is missing, or a folder on the way can't be entered.
 std::optional<std::string> realPath(const std::string& path) {
     const std::unique_ptr<char, void (*)(void*)> resolved{realpath(path.c_str(), nullptr), std::free};
     return resolved == nullptr ? std::nullopt : std::optional<std::string>{resolved.get()};
@@ -37,6 +38,7 @@ std::string DatabaseFile::resolved(const std::string& path) {
     if (const auto whole = realPath(path)) return *whole;
     // Not there yet. A link to nowhere names the place where the file will be made.
     std::string place = path;
+    // As many as the system itself follows: a chain that leads in a circle is not walked for ever.
     constexpr int mostLinks = 40;
     for (int links = 0; links < mostLinks; ++links) {
         std::array<char, PATH_MAX> target{};

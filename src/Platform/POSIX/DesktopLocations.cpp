@@ -20,6 +20,7 @@ Text folderFrom(const char* variable, const Text& standard) {
     return value.starts_with('/') ? Path::standardized(value) : standard;
 }
 
+/// The absolute paths of a list with colons between them; what is relative or empty in it is passed over.
 std::vector<Text> foldersFrom(std::string_view list) {
     std::vector<Text> folders;
     for (std::size_t start = 0; start <= list.size();) {

@@ -10,6 +10,7 @@
 namespace KestrelCore {
 namespace {
 
+/// The sentence names the volume only where the volume is the reason: full, over the user's share of it, or read-only.
 [[noreturn]] void fail(const Text& path, int errorNumber) {
     const bool namesVolume = errorNumber == ENOSPC || errorNumber == EDQUOT || errorNumber == EROFS;
     throw fileManagerError(FileOperation::createDirectory, path, errorNumber, namesVolume ? volumeName(path) : Text{});
@@ -55,6 +56,9 @@ void createFolders(const Text& path) {
 }
 
 Text volumeName(const Text& path) {
+    // First upwards to something that exists, then on to the last folder that is on the same device: that is where the
+    // volume is mounted. Asking the mount table instead would need to know how each system spells it. Where a part of a
+    // volume is mounted below another part of the same one, the outer one is named.
     struct stat status;
     Text place = path;
     while (lstat(place.string().c_str(), &status) != 0) {

@@ -42,6 +42,7 @@ std::optional<std::string> readSmallFile(const Text& path, std::size_t mostBytes
 std::optional<Text> linkTarget(const Text& path) {
     const std::optional<std::string> bytes = systemPath(path);
     if (!bytes) return std::nullopt;
+    // No link that the system can follow holds more.
     std::string target(PATH_MAX, '\0');
     const ssize_t size = readlink(bytes->c_str(), target.data(), target.size());
     if (size < 0) return std::nullopt;
