@@ -4,6 +4,10 @@
 #include <limits>
 #include <utility>
 
+// The totals of the machine are no sum of the counters: an interface that goes away would take its bytes back out, and
+// one that comes would bring all it ever moved. So only steps are added, interface by interface, between two passes
+// that both saw it; whatever is no plausible step adds nothing.
+
 namespace KestrelCore {
 namespace {
 

@@ -9,6 +9,7 @@
 namespace KestrelCore {
 namespace {
 
+/// Two readings may fall together, when several ask at once: a rate over next to no time would be all noise.
 constexpr Seconds shortestNetworkInterval{0.1};
 constexpr Seconds shortestProcessInterval{0.001};
 constexpr Seconds defaultStreamInterval{0.05};

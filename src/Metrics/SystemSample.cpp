@@ -51,7 +51,8 @@ private:
 
 using namespace JSONFields;
 
-/// Checks the form of the whole text, which must be one object with nothing after it.
+/// Checks the form of the whole text, which must be one object with nothing after it. Before anything else, since the
+/// reader puts brackets of its own around the text, and one that closes them would pass as something else.
 void checkForm(std::string_view json) {
     JSONSplitter splitter{{.member = [](std::string_view) { return JSONSplitter::Wanted::nothing; },
                            .value = [](std::string_view) {},

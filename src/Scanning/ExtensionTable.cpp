@@ -5,6 +5,10 @@
 #include "KestrelCore/Collections/MediaLibraryIndexer.hpp"
 #include "Model/PackageExtensions.hpp"
 
+// A disk has millions of names and some hundreds of spellings of extensions, so everything about one is found at its
+// first sight: lowercased, looked up among the kinds, given its place in the storage. Spellings are kept in a deque,
+// whose elements do not move: the table's keys point into them.
+
 namespace KestrelCore {
 
 const ExtensionTable::Entry& ExtensionTable::add(std::string_view extension, RecordStorage& storage) {

@@ -21,6 +21,8 @@ bool FullDiskAccess::isLikelyGranted() { return isLikelyGranted(*FileManager::st
 
 bool FullDiskAccess::isLikelyGranted(const FileManager& fileManager) {
     const Text home = fileManager.homeDirectory();
+    // Folders that exist for every user who has opened the programs, and that the system lists for nobody without the
+    // right.
     for (const char* name : {"Library/Mail", "Library/Safari", "Library/Messages"}) {
         const Text folder = Path::appending(home, name);
         if (fileManager.exists(folder) && canBeListed(fileManager, folder)) return true;

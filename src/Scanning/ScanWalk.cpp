@@ -9,11 +9,29 @@
 
 #include <algorithm>
 
+// A walk of a million entries must not join a million paths. What an entry needs to know of the folders above it stands
+// in a stack with one level for each directory on the way:
+//
+//     level 0    /home/anna          row 0     folder 2    rating: of what lies in the home directory
+//     level 1    /home/anna/music    row 17    folder 9    rating: made of level 0's and "music"
+//     entry      song.flac           becomes a row in folder 9, rated by level 1's rating and its own name
+//
+// The one path that is kept is that of the deepest directory; it grows and shrinks with the stack. A whole path is made
+// only for an issue and for the progress report of every 2048th entry. A directory becomes a folder when something is
+// found in it, so that the many empty ones cost a row and nothing else.
+//
+// A scan of "/" adds small ordinary files to their folders instead of listing them: there are millions of them, none
+// worth a line to somebody who looks for space. Photos, videos and documents are listed whatever their size, for the
+// libraries.
+
 namespace KestrelCore {
 
 namespace {
 
+/// A report costs a path and a lock: this many entries take some milliseconds, so they come more often than anybody
+/// looks.
 constexpr std::int64_t entriesPerReport = 2048;
+/// In allocated bytes; from here on a file is listed in a scan of "/" too.
 constexpr std::int64_t smallFileBytes = 1'048'576;
 
 }  // namespace
@@ -29,6 +47,7 @@ bool ScanWalk::accept(const TraversalEntry& entry) {
         return true;
     }
     if (levels_.empty()) return true;  // the root could not be looked at
+    // An entry of level n lies in the directory of level n - 1; what is deeper has been left by now.
     levels_.erase(levels_.begin() + std::min<std::ptrdiff_t>(entry.level, std::ssize(levels_)), levels_.end());
     path_.resize(levels_.back().pathLength);
     const std::string_view name = wellFormed(entry.name);

@@ -10,6 +10,22 @@
 #include <string_view>
 #include <utility>
 
+// Sorting joined paths would compare their long common beginnings again and again, and hold all of them at once.
+// Instead each folder's names are sorted by themselves. Since paths order by bytes, and "/" has its place among them, a
+// folder's record and its content are two items that others may come between:
+//
+//     items of /a, sorted     handed out
+//     "b"     record          /a/b
+//     "b!"    record          /a/b!          "!" sorts before "/"
+//     "b/"    content         /a/b/x …       the frame of /a/b is opened, and handed out before the next item
+//     "b0"    record          /a/b0          "0" sorts after it
+//
+// Open frames are a stack, so a tree of any depth takes no recursion; an item's first eight bytes lie beside it, so
+// most comparisons touch no name. Time: n log n over the names of each folder.
+//
+// Sizes are rolled up afterwards, folders backwards: a folder was always made after the one that holds it, so each is
+// complete before it is added to its parent.
+
 namespace KestrelCore {
 
 namespace {

@@ -4,6 +4,11 @@
 
 #include <system_error>
 
+// Encoding, or reading the disk, takes as long as what the caller does with a piece, so the two go on side by side. The
+// ring has three places: one for the piece that the caller reads, two for what is ready. Pieces are swapped in, never
+// copied: the producer gets the buffer of an earlier piece back and fills it again, so that a text of any length goes
+// through four buffers.
+
 namespace KestrelCore {
 
 PieceQueue::PieceQueue(std::function<void(const Sink&)> produce) {
