@@ -37,6 +37,7 @@ std::vector<ApplicationRecord> applicationsNamed(std::string_view name,
                             (application.bundleIdentifier && application.bundleIdentifier->folded() == wanted);
                  });
     if (!found.empty()) return found;
+    // Only then parts of names: who asks for "Mail" while there is one does not mean "Mailbox" as well.
     std::copy_if(
         applications.begin(), applications.end(), std::back_inserter(found),
         [&wanted](const ApplicationRecord& application) { return application.displayName.folded().contains(wanted); });

@@ -4,6 +4,12 @@
 
 #include <array>
 
+// Three digits tell sizes apart, and more would be read as more than is known. What has three digits is decided after
+// rounding, so the bounds lie half a step below the powers of ten:
+//
+//     999 B    1.00 kB … 9.99 kB    10.0 kB … 99.9 kB    100 kB … 999 kB    1.00 MB …
+//                        below 9.995            below 99.95          below 999.5
+
 namespace KestrelCLI {
 
 namespace {

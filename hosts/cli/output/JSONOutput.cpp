@@ -9,6 +9,10 @@
 #include <cstdint>
 #include <iterator>
 
+// Everything is written as it comes, nothing is collected: a list of a million results takes no more memory than one of
+// ten. Not through the library's own JSON, whose form is that of stored snapshots; this one is for programs that read
+// along and for people who look at it on a terminal.
+
 namespace KestrelCLI {
 
 namespace {
@@ -19,6 +23,7 @@ void appendEscape(std::string& out, char32_t scalar) {
     if (number < 0x10000) {
         fmt::format_to(std::back_inserter(out), "\\u{:04x}", number);
     } else {
+        // 0xD7C0 is where high surrogates begin, 0xD800, less the 0x10000 that a pair does not count.
         fmt::format_to(std::back_inserter(out), "\\u{:04x}\\u{:04x}", 0xD7C0 + (number >> 10U),
                        0xDC00 + (number & 0x3FFU));
     }

@@ -8,7 +8,9 @@ namespace KestrelCLI {
 
 namespace {
 
+/// Wider than terminals are. What is older is forgotten: a monitor may run for days.
 constexpr std::size_t mostValues = 512;
+/// From nothing to full. The lowest is drawn too, so that a figure of zero can be told from one that is not there yet.
 constexpr std::array unicodeLevels{"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
 constexpr std::array asciiLevels{"_", ".", ":", "-", "=", "+", "*", "#"};
 

@@ -19,6 +19,8 @@ void sortProcesses(std::vector<ProcessSample>& processes, ProcessOrder order) {
             if (const auto compared = a.name <=> b.name; compared != 0) return compared < 0;
             break;
         }
+        // Most processes use nothing at a given moment: without an order of their own, they would jump about from page
+        // to page.
         return a.id < b.id;
     });
 }

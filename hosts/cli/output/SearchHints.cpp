@@ -15,12 +15,17 @@
 
 using namespace KestrelCore;
 
+// The library refuses no query: what it can't take as a filter is a word to look for, or filters nothing. Whoever
+// mistyped a filter then sees too much or too little and not why. What the library makes of a word is asked of itself,
+// one word at a time, and not worked out here again: so the hints can't disagree with the search.
+
 namespace KestrelCLI {
 
 namespace {
 
 constexpr std::array<std::string_view, 5> kindNames = {"file", "folder", "app", "link", "other"};
 
+/// How many letters must be put in, left out or changed. Only the row of the table that is being filled is kept.
 std::size_t editDistance(std::string_view a, std::string_view b) {
     std::vector<std::size_t> row(b.size() + 1);
     std::iota(row.begin(), row.end(), 0U);

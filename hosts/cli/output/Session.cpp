@@ -14,6 +14,7 @@ std::optional<std::string> environment(const char* name) {
     return value == nullptr ? std::nullopt : std::optional<std::string>{value};
 }
 
+/// By the choice made, else for a terminal that has not asked to be spared: NO_COLOR counts when it is not empty.
 bool colors(ColorChoice choice, bool isTerminal) {
     if (choice != ColorChoice::automatic) return choice == ColorChoice::always;
     return isTerminal && environment("NO_COLOR").value_or("").empty() && environment("TERM").value_or("") != "dumb";

@@ -10,6 +10,18 @@
 
 using namespace KestrelCore;
 
+// What is shown:
+//
+//     12.4 GB  100.0 % ████████████████████  /home/anna/
+//     8.11 GB   65.4 % █████████████         ├─ music/
+//     1.20 GB    9.7 % ██                    │  ├─ live/
+//     6.91 GB   55.7 % ███████████           │  └─ 31 more items
+//     4.29 GB   34.6 % ███████               └─ 12 more items
+//
+// The lines below one item add up to it, but for its own few blocks, since a remainder stands for all that is not
+// shown. A further hard link to a file that was counted elsewhere has a size of its own to show, but adds nothing and
+// has no share. The name takes what the other columns leave, so that the bars stand one below the other.
+
 namespace KestrelCLI {
 
 namespace {
@@ -38,6 +50,7 @@ private:
         const std::vector<FileRecord> children = snapshot_.children(folder.path());
         std::size_t shown = std::min(children.size(), limits_.top);
         // The children come largest first, so those worth a line are the first ones.
+        // Below the first level only what is worth a look: one percent of the whole, rounded up, and more than nothing.
         if (level > 1) {
             const auto end = children.begin() + static_cast<std::ptrdiff_t>(shown);
             shown = static_cast<std::size_t>(

@@ -4,6 +4,10 @@
 
 #include <algorithm>
 
+// Widths need every row before the first is written, so rows are kept. Where they don't fit, the columns that may
+// shrink give way from the left, each down to the narrowest that still says something; what is too wide even then is
+// left to the terminal to wrap, for cutting it would hide the columns that matter most.
+
 namespace KestrelCLI {
 
 namespace {

@@ -14,6 +14,7 @@ namespace {
 constexpr std::size_t fewestColumns = 20;
 constexpr std::size_t usualColumns = 80;
 
+/// The basic colours only: how they look is the choice of whoever set up the terminal. Empty for what stays plain.
 std::string_view sequence(Style style) {
     switch (style) {
     case Style::heading: return "\x1b[1m";

@@ -9,6 +9,11 @@
 #include <iterator>
 #include <vector>
 
+// File names are written by whoever made the file. Shown as they are, one could clear the screen, forge a line of
+// output, or pass for another by turning its direction. So what a terminal obeys, or does not show, is written out as
+// an escape, and the backslash that begins one is doubled where it is part of the name. Widths come from tables of our
+// own: those of the system hang on the locale, and know nothing beyond ASCII in that of scripts.
+
 namespace KestrelCLI {
 
 namespace {

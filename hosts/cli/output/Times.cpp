@@ -22,6 +22,7 @@ std::string age(Date then, Date now) {
     static constexpr std::array units{Unit{60, "minute"}, Unit{3600, "hour"}, Unit{86400, "day"}};
     const Unit* unit = units.data();
     for (const Unit& larger : units) {
+        // The largest unit that fits; an age in weeks or years would be too rough to act on.
         if (seconds >= larger.seconds) unit = &larger;
     }
     const double count = std::floor(seconds / unit->seconds);

@@ -8,6 +8,10 @@
 #include <fmt/format.h>
 #include <unordered_set>
 
+// When this is called the items are gone already: the saved snapshot can only follow. So nothing here makes a command
+// fail or undoes anything; where the snapshot can't be brought up to date, the user is told that it still shows what is
+// gone.
+
 namespace KestrelCLI {
 
 namespace {

@@ -48,6 +48,7 @@ ScanSnapshot loadSavedSnapshot(const Session& session) {
 
 FileRecord recordNamed(const ScanSnapshot& snapshot, const std::string& name) {
     const Text path = Path::standardized(URL::fromPath(name).path());
+    // By its text first: what was scanned may be gone by now, or be a link, and is in the snapshot all the same.
     if (const auto record = snapshot.record(path)) return *record;
     std::error_code error;
     const std::filesystem::path real = std::filesystem::canonical(name, error);

@@ -8,6 +8,16 @@
 #include <algorithm>
 #include <utility>
 
+// The page, with everything beyond its width or height cut:
+//
+//     kestrel monitor                                                        q quits
+//     CPU      12.3 %                          ▁▁▂▁▃▅▂▁▁
+//     Memory   8.11 GB of 16.0 GB, Normal      ▄▄▄▄▄▄▄▄▄
+//     …
+//     (blank)
+//            PID      CPU %      memory    threads  name
+//           4711       98.2     1.20 GB         12  ffmpeg
+
 namespace KestrelCLI {
 
 using KestrelCore::ProcessSample;
@@ -16,6 +26,7 @@ using KestrelCore::ThermalLevel;
 
 namespace {
 
+/// Fixed, so that nothing moves sideways while the figures change.
 constexpr std::size_t labelColumns = 9;
 constexpr std::size_t valueColumns = 32;
 /// A quiet network fills no plot: below this rate columns stay low.

@@ -42,6 +42,7 @@ std::string ask(const Session& session, std::string_view prompt, std::string_vie
 
 bool confirm(const Session& session, std::string_view question, std::string_view instead) {
     const std::string answer = ask(session, fmt::format("{} [y/N]", question), instead);
+    // Whatever else is typed, also nothing at all: the careful answer to a question about removing things is no.
     return answer == "y" || answer == "Y" || answer == "yes" || answer == "Yes" || answer == "YES";
 }
 
