@@ -41,6 +41,12 @@ struct TraversalEntry {
 /// ENOENT. An entry that claims more than 2^50 allocated bytes, a negative size, or as much as to bring the sum of all
 /// entries above 2^62, is `noStatus` with EOVERFLOW, and when it is a directory it is not entered.
 ///
+/// Ends on every file system, also on one whose listings or levels don't: a directory is read up to
+/// `mostEntriesInFolder`, a walk goes on up to `mostEntries` and enters no path above `longestTraversedPath`. Beyond
+/// them the directory is `unreadableDirectory`, with EOVERFLOW or ENAMETOOLONG. A file that is moved from a folder not
+/// yet read into one read later is given at both places, or at neither when it is moved the other way: its identity
+/// would not tell, as the inode of a file that is gone serves the next one.
+///
 /// One thread calls; the implementation may own others, and its destructor does not wait for one that is stuck in a
 /// system call. `next` itself can be: it may read on the calling thread.
 class Traversal {
@@ -57,16 +63,20 @@ public:
     [[nodiscard]] virtual int errorNumber() const = 0;
 };
 
+/// The largest path, in bytes, whose directory is entered.
+inline constexpr std::size_t longestTraversedPath = std::size_t{1} << 20;
+
 /// What a walk must know before it starts.
 struct TraversalOptions {
     std::string root;  ///< absolute standardised path, raw bytes
     std::vector<std::string>
         notEntered;                  ///< absolute paths of directories whose content will be skipped: not read ahead
     CancellationToken cancellation;  ///< ends waiting; `next` then gives null with `errorNumber` ECANCELED
+    /// Far more than folders and disks hold that anyone saves a scan of, and few enough that the positions and names of
+    /// all of them can be counted in a snapshot.
+    std::size_t mostEntriesInFolder = std::size_t{1} << 24;
+    std::size_t mostEntries = std::size_t{1} << 26;
 };
-
-/// The largest path, in bytes, whose directory is entered; a longer one gives `unreadableDirectory` with ENAMETOOLONG.
-inline constexpr std::size_t longestTraversedPath = std::size_t{1} << 20;
 
 /// A walk could not be opened at all: null.
 using TraversalFactory = std::function<std::unique_ptr<Traversal>(const TraversalOptions&)>;

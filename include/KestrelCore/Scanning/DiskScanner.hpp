@@ -18,6 +18,11 @@ public:
     ///
     /// Links are not followed, mounted volumes below the root are not entered, further hard links count once. A scan of
     /// "/" leaves out system folders and adds small ordinary files to their folders instead of listing them.
+    ///
+    /// A tree that changes meanwhile is not frozen: a file with one name that is moved from a folder not yet read into
+    /// one read later has a record at both places and counts twice; one moved the other way has none. No more than
+    /// 2^24 entries of a folder and 2^26 of a scan are read, and no path above 1 MiB is entered: each of these folders
+    /// is an issue.
     [[nodiscard]] EventStream<ScanEvent> scan(const ScanScope& scope) const;
 };
 

@@ -74,6 +74,7 @@ struct Folder {
     bool isAbandoned = false;                         ///< dropped while a thread is at it
     int errorNumber = 0;                              ///< why it was not read to its end
     std::uint32_t foldersToOpen = 0;                  ///< folders in it that have not been opened yet
+    std::size_t entriesRead = 0;                      ///< of the pieces read so far
     std::shared_ptr<FileDescriptor> descriptor;       ///< for the next piece and `foldersToOpen`; a reader shares it
     std::vector<std::unique_ptr<FolderPiece>> ready;  ///< read, and not yet taken by the walk
     Folder* before = nullptr;                         ///< neighbours in the reading order; null outside it

@@ -25,7 +25,7 @@ ReadingResult FolderReader::read(const ReadingTask& task, const std::atomic<bool
         return result;
     }
     const int descriptor = result.descriptor->get();
-    while (task.isWhole || piece_.entries.size() < enoughEntries) {
+    while (!result.isFinished && (task.isWhole || piece_.entries.size() < enoughEntries)) {
         if (!listing_.readPiece(descriptor)) {
             // An error would come again and again: what was read counts, and the folder is left.
             result.errorNumber = listing_.errorNumber();
@@ -34,6 +34,11 @@ ReadingResult FolderReader::read(const ReadingTask& task, const std::atomic<bool
         }
         while (const ListedEntry* entry = listing_.next()) {
             if (isStopped.load(std::memory_order_relaxed)) return result;
+            if (piece_.entries.size() == task.mostEntries) {
+                result.errorNumber = EOVERFLOW;
+                result.isFinished = true;
+                break;
+            }
             add(task, descriptor, entry->name);
         }
     }

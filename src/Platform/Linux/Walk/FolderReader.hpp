@@ -27,6 +27,7 @@ struct ReadingTask {
     std::vector<OpeningStep> steps;         ///< ends with `folder`; empty when it is open already
     std::uint64_t device = 0;               ///< of the root, and so of all folders that are entered
     std::uint64_t mount = 0;                ///< of the root; 0 when it isn't known
+    std::size_t mostEntries = 0;            ///< what the folder may still list
     bool isWhole = false;                   ///< read to the end, whatever that takes
     bool isLongWay = false;                 ///< more than the folder's own parent is kept open on the way
 };

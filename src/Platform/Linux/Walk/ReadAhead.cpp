@@ -47,8 +47,9 @@ bool mayOpenMany() noexcept {
 
 }  // namespace
 
-ReadAhead::ReadAhead(const std::string& root, const std::vector<std::string>& notEntered)
-    : top_{std::make_unique<Folder>()}, notEntered_{NotEntered::tree(root, notEntered)} {
+ReadAhead::ReadAhead(const TraversalOptions& options)
+    : top_{std::make_unique<Folder>()}, notEntered_{NotEntered::tree(options.root, options.notEntered)},
+      mostEntriesInFolder_{options.mostEntriesInFolder} {
     if (mayOpenMany()) {
         // More threads than processors: on a cold disk they wait together, on a warm one they cost little.
         mostWorkers_ = std::clamp<std::size_t>(std::size_t{2} * std::thread::hardware_concurrency(), 2, mostWorkers);
@@ -60,6 +61,7 @@ ReadAhead::ReadAhead(const std::string& root, const std::vector<std::string>& no
         mostHeldOpen_ = fewHeldOpen;
     }
 
+    const std::string& root = options.root;
     auto piece = std::make_unique<FolderPiece>();
     piece->names.assign(root.c_str(), root.c_str() + root.size() + 1);
     FolderEntry& entry = piece->entries.emplace_back();
@@ -192,10 +194,12 @@ void ReadAhead::abandon(std::unique_ptr<Folder> folder) {
     while (!left.empty()) {
         std::unique_ptr<Folder> next = std::move(left.back());
         left.pop_back();
+        if (next == nullptr) continue;  // the walk has been through it
         if (next->before != nullptr || next->after != nullptr || first_ == next.get()) removeFromOrder(*next);
         if (next->isHeldOpen) --heldOpen_;
         next->isHeldOpen = false;
         letGo(*next);
+        if (next->piece != nullptr) next->ready.push_back(std::move(next->piece));
         for (auto& piece : next->ready) {
             heldBytes_ -= piece->bytes;
             std::move(piece->folders.begin(), piece->folders.end(), std::back_inserter(left));
@@ -229,6 +233,7 @@ ReadingTask ReadAhead::begin(Folder& folder) {
     task.folder = &folder;
     task.device = device_;
     task.mount = mount_;
+    task.mostEntries = mostEntriesInFolder_ - folder.entriesRead;
     task.isWhole = !folder.isHeldOpen && heldOpen_ >= mostHeldOpen_;
     if (folder.isHeldOpen) {
         task.start = folder.descriptor;
@@ -292,6 +297,7 @@ void ReadAhead::publish(Folder& folder, ReadingResult& result) {
     if (!folder.isOpened) hasOpened(folder);
     if (result.piece != nullptr) {
         heldBytes_ += result.piece->bytes;
+        folder.entriesRead += result.piece->entries.size();
         for (const auto& found : result.piece->folders) {
             if (found->state != Folder::State::waiting) continue;
             ++folder.foldersToOpen;

@@ -20,7 +20,7 @@ namespace KestrelCore {
 class ReadAhead : public std::enable_shared_from_this<ReadAhead> {
 public:
     /// Looks at the root, which costs one system call on this thread.
-    ReadAhead(const std::string& root, const std::vector<std::string>& notEntered);
+    explicit ReadAhead(const TraversalOptions& options);
     ReadAhead(const ReadAhead&) = delete;
     ReadAhead& operator=(const ReadAhead&) = delete;
     ~ReadAhead();
@@ -33,7 +33,7 @@ public:
     /// `releasedBytes`: the size of the pieces that the walk has freed since the last call.
     [[nodiscard]] std::unique_ptr<FolderPiece> nextPiece(Folder& folder, std::size_t releasedBytes);
 
-    /// Drops a folder that the walk does not enter, with all that was read of it.
+    /// Drops a folder that the walk does not enter, or leaves early, with all that was read of it.
     void abandon(std::unique_ptr<Folder> folder);
 
     /// Ends all reading for good and wakes who waits. Any thread; waits for no system call.
@@ -65,6 +65,7 @@ private:
     NotEntered notEntered_;
     std::uint64_t device_ = 0;
     std::uint64_t mount_ = 0;
+    const std::size_t mostEntriesInFolder_;
     FolderReader ownReader_;  ///< of the walk's thread
     std::atomic<bool> isStopped_ = false;
 

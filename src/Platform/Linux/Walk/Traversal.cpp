@@ -20,7 +20,8 @@ constexpr std::int64_t largestTotal = std::int64_t{1} << 62;
 class LinuxTraversal final : public Traversal {
 public:
     explicit LinuxTraversal(const TraversalOptions& options)
-        : readAhead_{std::make_shared<ReadAhead>(options.root, options.notEntered)}, folder_{&readAhead_->top()},
+        : readAhead_{std::make_shared<ReadAhead>(options)}, folder_{&readAhead_->top()},
+          mostEntries_{options.mostEntries},
           stopsOnCancel_{options.cancellation.onCancel([readAhead = readAhead_] { readAhead->stop(); })} {}
 
     ~LinuxTraversal() override { readAhead_->stop(); }
@@ -39,7 +40,10 @@ public:
         }
         while (true) {
             Folder& folder = *folder_;
-            if (folder.piece != nullptr && folder.nextEntry < folder.piece->entries.size()) return step(folder);
+            if (folder.piece != nullptr && folder.nextEntry < folder.piece->entries.size()) {
+                const bool isTooMuch = entries_ >= mostEntries_ && folder_ != &readAhead_->top();
+                return isTooMuch ? leaveEarly() : step(folder);
+            }
             if (folder.piece != nullptr) releasedBytes_ += folder.piece->bytes;
             folder.piece = nullptr;
             if (!folder.isLastPiece) {
@@ -66,6 +70,7 @@ public:
 
 private:
     const TraversalEntry* step(Folder& folder) {
+        ++entries_;
         const FolderEntry& entry = folder.piece->entries[folder.nextEntry++];
         if (entry.kind == TraversalEntry::Kind::noStatus) return give(entry, entry.kind, entry.errorNumber);
         const bool isAbsurd = entry.status.allocatedBytes > largestTotal - totalBytes_;
@@ -81,9 +86,24 @@ private:
     /// Ends the folder that the walk is in.
     const TraversalEntry* leave() {
         const int error = folder_->errorNumber;
-        folder_ = folder_->parent;
         // Nothing is left in it by now, and it can take its memory with it.
-        folder_->piece->folders[folder_->nextFolder - 1] = nullptr;
+        (void)takeFolder();
+        return giveEnd(error);
+    }
+
+    /// Ends the folder that the walk is in, whatever there is still in it.
+    const TraversalEntry* leaveEarly() {
+        readAhead_->abandon(takeFolder());
+        return giveEnd(EOVERFLOW);
+    }
+
+    /// Goes up to the folder above.
+    std::unique_ptr<Folder> takeFolder() {
+        folder_ = folder_->parent;
+        return std::move(folder_->piece->folders[folder_->nextFolder - 1]);
+    }
+
+    const TraversalEntry* giveEnd(int error) {
         const FolderEntry& directory = folder_->piece->entries[folder_->nextEntry - 1];
         return give(directory,
                     error == 0 ? TraversalEntry::Kind::directoryEnd : TraversalEntry::Kind::unreadableDirectory, error);
@@ -111,6 +131,8 @@ private:
     bool isAtDirectory_ = false;  ///< the last entry was a directory: its content is next
     bool isDone_ = false;
     int errorNumber_ = 0;
+    std::size_t entries_ = 0;  ///< given so far
+    const std::size_t mostEntries_;
     std::int64_t totalBytes_ = 0;    ///< allocated, of all entries given
     std::size_t releasedBytes_ = 0;  ///< of pieces that were freed since `ReadAhead` was last told
     TraversalEntry given_;

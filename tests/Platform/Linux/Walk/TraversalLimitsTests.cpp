@@ -292,6 +292,54 @@ TEST(TraversalLimits, doesWithoutStatx) {
     });
 }
 
+TEST(TraversalLimits, endsAFolderThatListsWithoutEnd) {
+    const TemporaryFolder folder;
+    constexpr std::size_t files = 5'000;  // several pieces
+    for (std::size_t index = 0; index < files; ++index) folder.makeFile("large/" + std::to_string(index));
+    folder.makeFile("small/file");
+    TraversalOptions options{.root = folder.path(), .notEntered = {}, .cancellation = {}};
+    const Lines complete = briefListing(openTraversal(options));
+    for (const std::size_t most : {std::size_t{2}, std::size_t{1'700}, std::size_t{4'999}}) {
+        SCOPED_TRACE(most);
+        options.mostEntriesInFolder = most;
+        const Lines found = briefListing(openTraversal(options));
+        EXPECT_EQ(found.size(), complete.size() - (files - most));
+        EXPECT_EQ(std::count(found.begin(), found.end(), "1 unreadable large " + std::to_string(EOVERFLOW)), 1);
+        EXPECT_EQ(std::count(found.begin(), found.end(), "1 end small"), 1);
+    }
+    options.mostEntriesInFolder = files;
+    EXPECT_EQ(firstDifference(briefListing(openTraversal(options)), complete), "");
+}
+
+TEST(TraversalLimits, endsAWalkThatGoesOnWithoutEnd) {
+    const TemporaryFolder folder{roomyTemporaryFolder()};
+    makeRandomTree(folder.path(), 11);
+    for (int index = 0; index < 2'000; ++index) folder.makeFile("large/" + std::to_string(index));
+    const auto isEnd = [](const std::string& line) {
+        return line.find(" end ") != std::string::npos || line.find(" unreadable ") != std::string::npos;
+    };
+    TraversalOptions options{.root = folder.path(), .notEntered = {}, .cancellation = {}};
+    const Lines complete = briefListing(openTraversal(options));
+    const auto entries =
+        complete.size() - static_cast<std::size_t>(std::count_if(complete.begin(), complete.end(), isEnd));
+    for (std::size_t most = 1; most < entries; most += 1 + most / 4) {
+        SCOPED_TRACE(most);
+        options.mostEntries = most;
+        const Lines found = briefListing(openTraversal(options));
+        std::size_t same = 0;
+        std::size_t given = 0;
+        while (given < most || isEnd(complete[same])) {
+            ASSERT_EQ(found[same], complete[same]);
+            if (!isEnd(complete[same++])) ++given;
+        }
+        // All that follows are ends: early ones, and those of folders that held nothing more.
+        EXPECT_EQ(std::count_if(found.begin(), found.end(), isEnd), std::ssize(found) - std::ssize(Lines(most)));
+        EXPECT_EQ(found.back(), "0 unreadable " + folder.path() + " " + std::to_string(EOVERFLOW));
+    }
+    options.mostEntries = entries;
+    EXPECT_EQ(firstDifference(briefListing(openTraversal(options)), complete), "");
+}
+
 TEST(TraversalLimits, endsWhereOpeningOrListingIsInterruptedForEver) {
     for (const long call : {SYS_openat, SYS_getdents64}) {
         inChild(ChildSetting::same, [call] {
