@@ -5,6 +5,10 @@
 #include <cstddef>
 #include <cstring>
 
+// The two halves of a wide product, folded into one, mix every bit of one factor with every bit of the other, at the
+// price of one instruction. Both factors hold something random, so that nobody can choose bytes that make one of them
+// zero, which would swallow the other.
+
 namespace KestrelCore {
 
 namespace {

@@ -19,6 +19,15 @@
 // item that was exchanged meanwhile goes back. Whatever fails, the info file is taken away again. A crash in between
 // leaves an info file without an item, which every tool ignores.
 
+// A trash, and what happens in it when "old photos" comes:
+//
+//     info/old photos.trashinfo     1. made anew and synced: whoever makes it first has the name "old photos"
+//     files/old photos              2. the item, by one rename that replaces nothing, and looked at once more
+//     directorysizes                3. for a folder, its size: a cache for whoever shows the trash
+//
+// A name that is taken gets a number: "old photos 2" and so on, and after a hundred something random, so that a trash
+// full of equal names does not make every further one slower.
+
 namespace KestrelCore {
 
 namespace {
