@@ -141,6 +141,7 @@ private:
         std::vector<ProcessSample> samples;
         const std::chrono::nanoseconds now = sources.clock->now();
         sources.table->list(identifiers);
+        // A listing that failed says nothing about the processes: what is known of them stays for the next one.
         if (identifiers.empty()) return samples;
 
         samples.reserve(identifiers.size());

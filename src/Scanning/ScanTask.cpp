@@ -54,6 +54,7 @@ void runScan(const ScanScope& scope, const ScanEnvironment& environment,
     }
     if (cancellation.isCancelled()) return;
     if (traversal->errorNumber() != 0) throw KestrelError::unavailable(systemErrorText(traversal->errorNumber()));
+    // What the walk holds goes before the sort, which needs memory of its own.
     traversal.reset();
     walk.reportEnd();
     const std::vector<ScanIssue>& issues = walk.issues();

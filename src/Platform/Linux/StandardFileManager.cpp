@@ -12,6 +12,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+// The answers that take one or two calls of the system. What needs care of its own has files of its own: removing, the
+// Trash, walking, making folders. Paths with a NUL never reach the system, which would see only what stands before it.
+
 namespace KestrelCore {
 namespace {
 

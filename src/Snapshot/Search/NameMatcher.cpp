@@ -4,6 +4,9 @@
 
 #include <algorithm>
 
+// Every rule stands here twice: for names and terms in ASCII on bytes, without making a text, and for everything else
+// on characters through `Text`. The second way is the definition; the first is what nearly all names go through.
+
 namespace KestrelCore {
 
 namespace {
@@ -69,6 +72,7 @@ std::int64_t NameMatcher::scoreASCII(const SearchPattern& term) const {
     // A term that holds a border itself lies in no word.
     if (!std::all_of(wanted.begin(), wanted.end(), isWordByte)) return TermScore::inName;
     std::int64_t best = TermScore::inName;
+    // An occurrence begins a word where no byte of a word stands before it, and is the word where none follows.
     for (std::size_t begin = 1; begin + wanted.size() <= name.size(); ++begin) {
         if (isWordByte(name[begin - 1]) || name.compare(begin, wanted.size(), wanted) != 0) continue;
         const std::size_t end = begin + wanted.size();

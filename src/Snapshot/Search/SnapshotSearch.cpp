@@ -166,6 +166,7 @@ bool SnapshotSearch::passesFilters(const Row& row) const {
     if (plan_.maximumBytes && bytes > *plan_.maximumBytes) return false;
     if (kindBits_ != 0 && (kindBits_ >> row.kindValue & 1U) == 0) return false;
     if (!allowedExtensions_.empty() && allowedExtensions_[row.extension] == 0) return false;
+    // Without a date a record passes no bound: it is older than any for one, younger than any for the other.
     if (plan_.modifiedAfter) {
         const Date date = row.hasModified ? Date{row.modifiedAt} : Date::distantPast();
         if (date < *plan_.modifiedAfter) return false;
@@ -225,6 +226,8 @@ bool SnapshotSearch::passesPathFilters(Candidate& candidate) const {
            (developerPatterns_.empty() || std::any_of(developerPatterns_.begin(), developerPatterns_.end(), isInPath));
 }
 
+// The first rule that holds counts. A slip is looked for only where the term stands nowhere, not even in the path,
+// though it then gives more than the path does: it is the dearest question, and the name is what a user remembers.
 std::int64_t SnapshotSearch::termScore(Candidate& candidate, PatternNumber number) const {
     const SearchPattern& term = patterns_[number];
     if (term.mayOccur(candidate.letters)) {
@@ -238,6 +241,8 @@ std::int64_t SnapshotSearch::termScore(Candidate& candidate, PatternNumber numbe
     return candidate.name.isNear(term) ? TermScore::nearWord : TermScore::none;
 }
 
+// What the words add when they stand together, as they were typed: so the item that is called exactly that comes before
+// all that merely hold the words. A single word is a phrase, too.
 std::int64_t SnapshotSearch::phraseBonus(Candidate& candidate) const {
     constexpr std::int64_t isStem = 220;
     constexpr std::int64_t inName = 80;

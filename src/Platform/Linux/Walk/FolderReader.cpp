@@ -6,6 +6,11 @@
 #include <cerrno>
 #include <fcntl.h>
 
+// Reads one folder, or a piece of one: opens it, lists it, looks at each entry. It is opened step by step from a folder
+// that is still open, and what is found at each step must be what the walk has listed there: a folder that was moved or
+// exchanged meanwhile is gone for this walk, and nothing outside the tree is ever read in its place. What is read is
+// kept in buffers that grow once, and copied into a piece of exactly its size when it is handed over.
+
 namespace KestrelCore {
 
 namespace {
