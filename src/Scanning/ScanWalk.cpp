@@ -8,6 +8,7 @@
 #include "KestrelCore/Model/KestrelError.hpp"
 
 #include <algorithm>
+#include <cerrno>
 
 // A walk of a million entries must not join a million paths. What an entry needs to know of the folders above it stands
 // in a stack with one level for each directory on the way:
@@ -52,12 +53,17 @@ bool ScanWalk::accept(const TraversalEntry& entry) {
     path_.resize(levels_.back().pathLength);
     const std::string_view name = wellFormed(entry.name);
     if (entry.status == nullptr || entry.kind == Kind::unreadableDirectory || name.size() > NameArena::longestName) {
-        addIssue(name, entry);
+        addIssue(name, entry.errorNumber);
         return entry.kind != Kind::directory;
     }
     if (entry.kind == Kind::directory && isWholeDisk_ && entry.level == 1) {
         const auto isThis = [&](std::string_view excluded) { return excluded.substr(1) == name; };
         if (std::any_of(excludedFromDisk.begin(), excludedFromDisk.end(), isThis)) return false;
+    }
+    // Its bytes count once for itself and once for each folder above it.
+    if (!budget_.take(entry.status->allocatedBytes, std::int64_t{entry.level} + 1)) {
+        addIssue(name, EOVERFLOW);
+        return entry.kind != Kind::directory;
     }
     const std::uint32_t row = addItem(entry, name);
     if (entry.kind == Kind::directory) {
@@ -73,6 +79,7 @@ bool ScanWalk::accept(const TraversalEntry& entry) {
 
 void ScanWalk::acceptRoot(const TraversalEntry& entry) {
     if (entry.status != nullptr && entry.kind != TraversalEntry::Kind::unreadableDirectory) {
+        (void)budget_.take(entry.status->allocatedBytes);  // the first, which no walk gives beyond the bound
         addRoot(*entry.status);
         return;
     }
@@ -165,10 +172,10 @@ std::string_view ScanWalk::wellFormed(std::string_view rawName) {
 
 Text ScanWalk::path(std::string_view name) const { return Text::concatenating({path_, "/", name}); }
 
-void ScanWalk::addIssue(std::string_view name, const TraversalEntry& entry) {
+void ScanWalk::addIssue(std::string_view name, int errorNumber) {
     if (issues_.size() >= mostIssues) return;
-    issues_.push_back(ScanIssue{path(name), entry.errorNumber == 0 ? Text{"The item could not be inspected."}
-                                                                   : systemErrorText(entry.errorNumber)});
+    issues_.push_back(ScanIssue{path(name), errorNumber == 0 ? Text{"The item could not be inspected."}
+                                                             : systemErrorText(errorNumber)});
 }
 
 void ScanWalk::count(const FileStatus& status, bool isDuplicate, std::string_view name) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Base/ByteBudget.hpp"
 #include "Base/SeededHash.hpp"
 #include "Deletion/SafetyRules.hpp"
 #include "KestrelCore/Base/FileIdentity.hpp"
@@ -65,7 +66,7 @@ private:
     void addRoot(const FileStatus& status);
     /// Returns the new row's position, or `ScannedTree::none` for a file that was folded.
     std::uint32_t addItem(const TraversalEntry& entry, std::string_view name);
-    void addIssue(std::string_view name, const TraversalEntry& entry);
+    void addIssue(std::string_view name, int errorNumber);
     void fill(RecordStorage::Row& row, const FileStatus& status, std::string_view name,
               const ExtensionTable::Entry& extension, bool isDuplicate);
     [[nodiscard]] bool isFurtherLink(const FileStatus& status);
@@ -89,6 +90,7 @@ private:
     ScannedTree tree_;
     ExtensionTable extensions_;
     boost::unordered_flat_set<FileIdentity, IdentityHash> seenLinks_;
+    ByteBudget budget_;  ///< of all sizes that the snapshot will hold
     std::vector<ScanIssue> issues_;
     std::vector<Level> levels_;
     std::string path_;  ///< of the directory of the last level; empty for "/"

@@ -1,5 +1,6 @@
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 
+#include "Base/ByteBudget.hpp"
 #include "Base/FatalError.hpp"
 #include "Snapshot/SnapshotContents.hpp"
 #include "Snapshot/SnapshotPruning.hpp"
@@ -75,17 +76,13 @@ ScanSnapshot ScanSnapshot::removing(const std::unordered_set<Text>& paths) const
 }
 
 bool ScanSnapshot::isConsistent() const {
-    constexpr std::int64_t most = std::int64_t{1} << 62;
     if (lookup().hasDuplicatePaths()) return false;
-    std::int64_t allocated = 0;
-    std::int64_t aggregate = 0;
+    ByteBudget budget;
     for (std::size_t i = 0; i < storage().size(); ++i) {
         const RecordStorage::Row& row = storage().row(i);
         if (row.logicalBytes < 0 || row.allocatedBytes < 0 || row.aggregateAllocatedBytes < 0) return false;
-        // Both sums stay at most 2^62, so the next addition can't overflow before it is found too large.
-        if (row.allocatedBytes > most - allocated || row.aggregateAllocatedBytes > most - aggregate) return false;
-        allocated += row.allocatedBytes;
-        aggregate += row.aggregateAllocatedBytes;
+        // Every sum takes one of the two of each record, and which one is not the same everywhere.
+        if (!budget.take(std::max(row.allocatedBytes, row.aggregateAllocatedBytes))) return false;
     }
     return true;
 }

@@ -56,24 +56,33 @@ std::shared_ptr<const RecordStorage> SnapshotPruning::keptRecords() const {
         coveredFolder[i] = removed_.contains(storage_.folderPath(static_cast<RecordStorage::FolderIndex>(i)));
     }
 
-    // What each ancestor loses: the bytes shown for every removed path below it, nested ones counted each.
-    std::unordered_map<Text, std::int64_t> lossByPath;
+    const bool hasDuplicates = lookup_.hasDuplicatePaths();
+
+    // What each container that stays loses: the bytes shown for every removed path below it, nested ones counted each.
+    // For any other ancestor nothing is summed, since nobody has looked whether such a sum overflows.
+    std::unordered_map<Text, std::optional<std::int64_t>> lossByPath;
+    const auto lossOf = [&](const Text& ancestor) -> std::optional<std::int64_t>& {
+        const auto [known, isNew] = lossByPath.try_emplace(ancestor);
+        if (isNew && !covers(ancestor)) {
+            const auto index = lookup_.record(storage_, ancestor);
+            if (index && (hasDuplicates || storage_.row(*index).isContainer())) known->second = 0;
+        }
+        return known->second;
+    };
     for (const std::uint32_t index : removedIndices_) {
         const std::int64_t bytes = storage_.row(index).displayBytes();
         (void)anyAncestor(storage_.path(storage_.row(index)), [&](const Text& ancestor) {
-            std::int64_t& loss = lossByPath[ancestor];
-            loss = Checked::add(loss, bytes, sourceFile);
+            if (std::optional<std::int64_t>& loss = lossOf(ancestor)) loss = Checked::add(*loss, bytes, sourceFile);
             return false;
         });
     }
 
     // Mostly a path names one record, so that both sets are positions; else every record is asked for its path.
-    const bool hasDuplicates = lookup_.hasDuplicatePaths();
     std::vector<bool> isRemoved(storage_.size(), false);
     for (const std::uint32_t index : removedIndices_) isRemoved[index] = true;
     std::unordered_map<std::size_t, std::int64_t> lossByIndex;
     for (const auto& [ancestor, loss] : lossByPath) {
-        if (const auto index = lookup_.record(storage_, ancestor)) lossByIndex.emplace(*index, loss);
+        if (loss) lossByIndex.emplace(lookup_.record(storage_, ancestor).value(), *loss);
     }
     std::vector<std::pair<std::size_t, std::int64_t>> losers;  // new position, loss
     std::size_t kept = 0;
@@ -83,7 +92,7 @@ std::shared_ptr<const RecordStorage> SnapshotPruning::keptRecords() const {
             const Text path = storage_.path(row);
             if (covers(path)) return false;
             const auto loss = lossByPath.find(path);
-            if (loss != lossByPath.end()) losers.emplace_back(kept, loss->second);
+            if (loss != lossByPath.end() && loss->second) losers.emplace_back(kept, *loss->second);
         } else {
             if (isRemoved[i]) return false;
             if (row.isIrregular ? covers(storage_.irregular(row).path) : coveredFolder[row.folder]) return false;

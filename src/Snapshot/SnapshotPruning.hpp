@@ -17,8 +17,8 @@ namespace KestrelCore {
 /// ancestors.
 class SnapshotPruning {
 public:
-    /// Keeps of `paths` those that are records. Stops the process when two records of the snapshot share a path and
-    /// there is something to remove.
+    /// Keeps of `paths` those that are records. Records that share a path are taken or reduced all alike: it is
+    /// `ScanSnapshot::removing` that refuses them.
     SnapshotPruning(const RecordStorage& storage, const SnapshotLookup& lookup, const std::vector<ScanIssue>& issues,
                     const std::unordered_set<Text>& paths);
 

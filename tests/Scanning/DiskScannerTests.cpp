@@ -1,5 +1,6 @@
 #include "KestrelCore/Scanning/DiskScanner.hpp"
 
+#include "KestrelCore/Base/PlatformError.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
 #include "Snapshot/SnapshotLookup.hpp"
 #include "support/FakeFileManager.hpp"
@@ -272,6 +273,25 @@ TEST(DiskScanner, foldsSmallOrdinaryFilesOfADiskIntoTheirFolder) {
 
 TEST(DiskScanner, keepsASmallFileOutsideAScanOfTheDisk) {
     EXPECT_EQ(scan("/tmp", FakeTree{"/tmp"}.file("small.dat", {.allocatedBytes = 4096})).result().records().size(), 2U);
+}
+
+// Files that share their blocks claim more than any disk has, and every folder above counts them again.
+TEST(DiskScanner, makesSnapshotsThatAreConsistentAtAnyDepth) {
+    constexpr std::int64_t claimed = 900LL << 30;
+    FakeTree tree{"/tmp"};
+    for (int level = 0; level < 1000; ++level) tree.directory("d", {.allocatedBytes = 0});
+    for (int file = 0; file < 5000; ++file) tree.file(std::to_string(file), {.allocatedBytes = claimed});
+    tree.directory("huge", {.allocatedBytes = claimed}).file("inside", {.allocatedBytes = 1}).end();
+    tree.file("small", {.allocatedBytes = 4096});
+    for (int level = 0; level < 1000; ++level) tree.end();
+    const ScanEvents events = scan("/tmp", tree);
+    EXPECT_TRUE(events.result().isConsistent());
+    // Each file counts once itself, and once for each of the 1,001 folders above it.
+    constexpr std::int64_t fit = (std::int64_t{1} << 62) / 1002 / claimed;
+    EXPECT_EQ(events.result().totalAllocatedBytes(), fit * claimed + 4096);
+    EXPECT_EQ(events.result().issues().size(), 5000 - fit + 1);  // one for the folder, which is not entered
+    EXPECT_EQ(events.result().issues().front().message, systemErrorText(EOVERFLOW));
+    EXPECT_EQ(events.result().records().size(), 1001 + fit + 1);
 }
 
 TEST(DiskScanner, keepsTheLaterOfTwoNamesThatAreOnePath) {

@@ -169,6 +169,40 @@ TEST(ScanSnapshot, isInconsistentWithNegativeOrAbsurdSizes) {
                      .isConsistent());
 }
 
+// Whoever adds up what is shown, or what an ancestor loses, takes one of the two sizes of each record.
+TEST(ScanSnapshot, boundsTheSumOfTheLargerSizesOfAllRecords) {
+    constexpr std::int64_t most = std::int64_t{1} << 62;
+    const FileRecord file = aRecord({.path = "/r/file", .allocated = most, .aggregate = 0});
+    const FileRecord folder =
+        aRecord({.path = "/r/folder", .kind = FileKind::directory, .allocated = 0, .aggregate = most});
+    EXPECT_TRUE(aSnapshot("/r", {file}).isConsistent());
+    EXPECT_TRUE(aSnapshot("/r", {folder}).isConsistent());
+    EXPECT_FALSE(aSnapshot("/r", {file, folder}).isConsistent());
+    EXPECT_FALSE(aSnapshot("/r", {folder, aRecord({.path = "/r/a", .allocated = 0, .aggregate = 1})}).isConsistent());
+}
+
+TEST(ScanSnapshot, addsUpLossesOnlyForContainersThatAreKept) {
+    constexpr std::int64_t huge = std::int64_t{1} << 62;
+    const auto sized = [](const Text& path, FileKind kind, std::int64_t bytes) {
+        return aRecord({.path = path, .kind = kind, .allocated = bytes, .aggregate = bytes});
+    };
+    // Twice 2^62 would stop the process: "/r/file" holds nothing, "/r/gone" is no record or goes itself.
+    for (const char* ancestor : {"/r/file", "/r/gone"}) {
+        const Text folder{ancestor};
+        const ScanSnapshot snapshot =
+            aSnapshot("/r", {sized("/r/file", FileKind::file, 1),
+                             sized(Text::concatenating({folder.view(), "/a"}), FileKind::file, huge),
+                             sized(Text::concatenating({folder.view(), "/b"}), FileKind::file, huge)});
+        const ScanSnapshot rest = snapshot.removing({snapshot.records()[1].path(), snapshot.records()[2].path()});
+        EXPECT_THAT(pathsOf(rest.records()), ElementsAre("/r/file")) << ancestor;
+    }
+    const ScanSnapshot snapshot =
+        aSnapshot("/r", {sized("/r/kept", FileKind::file, 1), sized("/r/gone", FileKind::directory, 1),
+                         sized("/r/gone/a", FileKind::file, huge), sized("/r/gone/b", FileKind::file, huge)});
+    const ScanSnapshot rest = snapshot.removing({Text{"/r/gone"}, Text{"/r/gone/a"}, Text{"/r/gone/b"}});
+    EXPECT_THAT(pathsOf(rest.records()), ElementsAre("/r/kept"));
+}
+
 TEST(ScanSnapshot, readsItsRecordsAsARandomAccessRange) {
     const ScanSnapshot snapshot = aTree();
     static_assert(std::random_access_iterator<RecordList::Iterator>);
