@@ -163,12 +163,8 @@ std::size_t JSONSplitter::structure(std::string_view piece, std::size_t position
     switch (state_) {
     case State::start:
         if (c != '{') {
-            // Perhaps "null", which is a missing value rather than one of another type.
-            buffer_ = piece.substr(position, 5);
-            while (!buffer_.empty() && isBlank(buffer_.back())) buffer_.pop_back();
-            const bool isNull = buffer_ == "null";
-            throw DecodingError{isNull ? DecodingError::Kind::valueNotFound : DecodingError::Kind::typeMismatch, "",
-                                "Not an object"};
+            state_ = State::noObject;
+            return position;
         }
         push(true);
         state_ = State::firstKey;
@@ -281,12 +277,25 @@ void JSONSplitter::feed(std::string_view piece) {
             if (isComplete_) endElement();
             break;
         }
+        case State::noObject:
+            // Perhaps "null", which a piece may end within: the next byte tells.
+            buffer_ += piece[position++];
+            if (buffer_.size() > std::string_view{"null"}.size()) refuseOther();
+            break;
         default: position = structure(piece, position);
         }
     }
 }
 
+/// A "null" alone is a missing value, anything else one of another type.
+void JSONSplitter::refuseOther() const {
+    const bool isNull = buffer_.starts_with("null") && (buffer_.size() == 4 || isBlank(buffer_[4]));
+    throw DecodingError{isNull ? DecodingError::Kind::valueNotFound : DecodingError::Kind::typeMismatch, "",
+                        "Not an object"};
+}
+
 void JSONSplitter::finish() {
+    if (state_ == State::noObject) refuseOther();
     if (state_ != State::done) malformed("Unexpected end of the text");
 }
 

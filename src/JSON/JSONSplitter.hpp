@@ -46,6 +46,7 @@ private:
     /// Where in the text the next byte stands; the names are those of what was just passed, or is about to begin.
     enum class State {
         start,
+        noObject,
         firstKey,
         key,
         insideKey,
@@ -72,6 +73,7 @@ private:
     void push(bool isObject);
     void pop(bool isObject);
     void endElement();
+    [[noreturn]] void refuseOther() const;
     void flushWindow();
     [[nodiscard]] std::size_t takeAhead(std::string_view text);
 

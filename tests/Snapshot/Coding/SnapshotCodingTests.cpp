@@ -96,6 +96,26 @@ TEST(SnapshotCoding, readsTheTextInPiecesOfAnySize) {
     }
 }
 
+TEST(SnapshotCoding, refusesTheSameTextForTheSameReasonHoweverItIsCut) {
+    const std::pair<std::string, DecodingError::Kind> cases[] = {
+        {"null", DecodingError::Kind::valueNotFound},  {" null\n", DecodingError::Kind::valueNotFound},
+        {"nul", DecodingError::Kind::typeMismatch},    {"nulls", DecodingError::Kind::typeMismatch},
+        {"[null]", DecodingError::Kind::typeMismatch}, {"1", DecodingError::Kind::typeMismatch}};
+    for (const auto& [json, kind] : cases) {
+        for (std::size_t cut = 0; cut <= json.size(); ++cut) {
+            try {
+                SnapshotDecoder decoder;
+                decoder.feed(std::string_view{json}.substr(0, cut));
+                decoder.feed(std::string_view{json}.substr(cut));
+                (void)decoder.finish();
+                FAIL() << json;
+            } catch (const DecodingError& error) {
+                EXPECT_EQ(error.kind(), kind) << json << " cut at " << cut;
+            }
+        }
+    }
+}
+
 TEST(SnapshotCoding, readsManyWindowsOfRecords) {
     std::vector<FileRecord> records;
     for (int i = 0; i < 10'000; ++i) {
