@@ -1,8 +1,13 @@
 #include "Snapshot/Search/BoundedSearchResults.hpp"
 
+#include "KestrelCore/Base/NaturalOrder.hpp"
 #include "Snapshot/Search/SearchRecords.hpp"
 
+#include <algorithm>
 #include <gtest/gtest.h>
+#include <set>
+#include <string>
+#include <vector>
 
 namespace KestrelCore {
 
@@ -85,6 +90,71 @@ TEST(BoundedSearchResults, mergesIntoWhatOneListWouldHaveKept) {
         odd.merge(even);
         EXPECT_EQ(order(odd), order(all)) << limit;
     }
+}
+
+// The natural order of these contradicts itself: each comes before the next one, and the last before the first.
+TEST(BoundedSearchResults, keepsTheSameMatchesInEveryOrderOfInsertion) {
+    const std::vector<SearchedRecord> records = {{.path = "/1a\u00C9"},
+                                                 {.path = "/1A\u00E9"},
+                                                 {.path = "/01A\u00E9"},
+                                                 {.path = "/a"},
+                                                 {.path = "/99999999999999999999"},
+                                                 {.path = "/2"}};
+    const ScanSnapshot snapshot = snapshotOf(records);
+    for (const std::int64_t limit : {1, 2, 3, 4, 5, 6, 7}) {
+        std::vector<std::uint32_t> insertion = {0, 1, 2, 3, 4, 5};
+        std::set<Order> results;
+        do {
+            BoundedSearchResults whole{snapshot.storage(), limit};
+            BoundedSearchResults parts[2]{{snapshot.storage(), limit}, {snapshot.storage(), limit}};
+            for (std::size_t i = 0; i < insertion.size(); ++i) {
+                whole.insert(insertion[i], 1);
+                parts[i % 2].insert(insertion[i], 1);
+            }
+            parts[0].merge(parts[1]);
+            results.insert(order(whole));
+            results.insert(order(parts[0]));
+        } while (std::next_permutation(insertion.begin(), insertion.end()));
+        EXPECT_EQ(results.size(), 1U) << limit;
+        EXPECT_EQ(results.begin()->size(), std::min<std::size_t>(static_cast<std::size_t>(limit), records.size()));
+    }
+}
+
+TEST(BoundedSearchResults, putsOddNamesWhereTheNaturalOrderHasThem) {
+    EXPECT_EQ(inserted({{.path = "/f"}, {.path = "/\u00E9"}, {.path = "/e"}, {.path = "/\u00FC"}, {.path = "/z"}}, 4),
+              (Order{2, 1, 0, 3}));
+    EXPECT_EQ(inserted({{.path = "/\u00E9", .allocatedBytes = 1}, {.path = "/z", .allocatedBytes = 2}}, 2),
+              (Order{1, 0}));
+}
+
+TEST(BoundedSearchResults, keepsTheBestOfManyOddNames) {
+    std::vector<SearchedRecord> records;
+    for (int i = 0; i < 5000; ++i) {
+        records.push_back({.path = "/\u00E9" + std::to_string(i), .allocatedBytes = i % 1000});
+    }
+    EXPECT_EQ(inserted(records, 6), (Order{999, 1999, 2999, 3999, 4999, 998}));
+}
+
+// What lets plain names compete in a heap.
+TEST(BoundedSearchResults, mayTrustTheNaturalOrderOfPlainNames) {
+    std::vector<Text> names;
+    std::vector<std::string> last = {""};
+    for (int length = 1; length <= 4; ++length) {
+        std::vector<std::string> longer;
+        for (const std::string& name : last) {
+            for (const char c : {'a', 'A', '0', '1', '_'}) longer.push_back(name + c);
+        }
+        names.insert(names.end(), longer.begin(), longer.end());
+        last = std::move(longer);
+    }
+    std::sort(names.begin(), names.end(), [](const Text& a, const Text& b) { return NaturalOrder::compare(a, b) < 0; });
+    std::size_t contradictions = 0;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        for (std::size_t j = i + 1; j < names.size(); ++j) {
+            if (NaturalOrder::compare(names[i], names[j]) >= 0) ++contradictions;
+        }
+    }
+    EXPECT_EQ(contradictions, 0U) << names.size();
 }
 
 }  // namespace KestrelCore
