@@ -21,7 +21,7 @@ def skip_reason(case):
 
 
 def main(paths):
-    passed, failed, reasons = 0, [], collections.defaultdict(list)
+    passed, failed, counts, reasons = 0, [], [], collections.defaultdict(list)
     for path in paths:
         try:
             cases = ElementTree.parse(path).getroot().iter("testcase")
@@ -32,6 +32,8 @@ def main(paths):
             name, status = case.get("name"), case.get("status")
             if status == "run":
                 passed += 1
+                if ".program." in name:  # attacks count what they tried
+                    counts.append(f"{name}: {((case.findtext('system-out') or '').splitlines() or ['no counts'])[-1]}")
             elif status == "fail":
                 failed.append(f"{path}: {name}")
             elif case.find("skipped") is not None and "SKIP" in (case.find("skipped").get("message") or "").upper():
@@ -44,6 +46,8 @@ def main(paths):
                 reasons["disabled"].append(name)
             else:  # not run for a reason of its own, such as a missing program
                 failed.append(f"{path}: {name} did not run")
+    for line in counts:
+        print(line)
     for name in failed:
         print(f"Failed: {name}")
     for reason, names in sorted(reasons.items()):
