@@ -39,13 +39,15 @@ std::optional<DeletionMode> deletionMode(std::string_view rawValue) {
 
 struct DeletionCoordinator::State {
     std::shared_ptr<FileManager> fileManager;
+    std::vector<ProtectedPlace> protectedPlaces;
     SerialExecutor executor;
 };
 
 /// The work on one request.
 class DeletionCoordinator::Run {
 public:
-    Run(const State& state, const DeletionRequest& request) : state_{state}, request_{request} {}
+    Run(const State& state, const DeletionRequest& request)
+        : state_{state}, request_{request}, gate_{state.protectedPlaces} {}
 
     DeletionItemResult remove(const FileRecord& record) {
         state_.executor.assertIsolated(sourceFile);
@@ -102,8 +104,11 @@ private:
     std::unordered_map<Text, std::vector<Text>> leftovers_;  ///< by folder, looked up once
 };
 
-DeletionCoordinator::DeletionCoordinator(std::shared_ptr<FileManager> fileManager) : state_{std::make_unique<State>()} {
+DeletionCoordinator::DeletionCoordinator(std::shared_ptr<FileManager> fileManager,
+                                         std::vector<ProtectedPlace> protectedPlaces)
+    : state_{std::make_unique<State>()} {
     state_->fileManager = std::move(fileManager);
+    state_->protectedPlaces = std::move(protectedPlaces);
 }
 
 DeletionCoordinator::~DeletionCoordinator() = default;

@@ -1,9 +1,12 @@
 #include "Deletion/DeletionGate.hpp"
 
+#include "Deletion/SafetyRules.hpp"
 #include "KestrelCore/Deletion/SafetyPolicy.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
-#include "Platform/DeletionGuard.hpp"
 #include "Platform/FileStatus.hpp"
+#include "Platform/HomeDirectory.hpp"
+
+#include <utility>
 
 namespace KestrelCore {
 
@@ -31,16 +34,39 @@ ExpectedItem expectedItem(const FileRecord& record) {
 
 }  // namespace
 
-DeletionGate::DeletionGate() : protected_{SafetyPolicy::rules().protectedIdentities()} {}
+DeletionGate::DeletionGate(const std::vector<ProtectedPlace>& hostPlaces) : DeletionGate{places(hostPlaces)} {}
+
+DeletionGate::DeletionGate(Places places)
+    : firstHostPlace_{places.firstOfHost}, reasons_{std::move(places.reasons)}, guard_{std::move(places.guarded)} {}
+
+DeletionGate::Places DeletionGate::places(const std::vector<ProtectedPlace>& hostPlaces) {
+    Places places;
+    const auto add = [&places](GuardedPlace place, const Text& reason) {
+        places.guarded.push_back(std::move(place));
+        places.reasons.push_back(reason);
+    };
+    for (const SafetyRules::ProtectedPlace& place : SafetyPolicy::rules().protectedPlaces())
+        add({.path = place.path.string()}, place.reason);
+    for (const std::string& home : knownHomeDirectories()) {
+        add({.path = home, .isOnlyIfThere = true}, SafetyRules::neverRemovedMessage);
+        add({.path = home + "/.local/share/Trash", .withContent = true, .isOnlyIfThere = true},
+            SafetyRules::protectedMessage);
+    }
+    places.firstOfHost = places.guarded.size();
+    for (const ProtectedPlace& place : hostPlaces) add({.path = place.path, .withContent = true}, place.reason);
+    return places;
+}
 
 ExpectedItem DeletionGate::validated(const FileRecord& record) const {
     SafetyPolicy::validate(record);
     // The path that was validated must be the one that is removed, byte by byte.
     if (record.url().standardized().path().view() != record.path().view())
         throw KestrelError::staleItem(SafetyRules::changedMessage);
-    for (const SafetyRules::ProtectedIdentity& item : protected_)
-        if (item.identity == record.identity()) throw KestrelError::safetyViolation(item.reason);
-    if (isProtectedTrash(record.path())) throw KestrelError::safetyViolation(SafetyRules::protectedMessage);
+    const auto place = guard_.placeTaken(record.path());
+    const bool isOwnPlace = place && *place < firstHostPlace_;
+    if (!isOwnPlace && guard_.isTrashTaken(record.path()))
+        throw KestrelError::safetyViolation(SafetyRules::protectedMessage);
+    if (place) throw KestrelError::safetyViolation(reasons_[*place]);
     return expectedItem(record);
 }
 

@@ -1,26 +1,39 @@
 #pragma once
 
-#include "Deletion/SafetyRules.hpp"
+#include "KestrelCore/Deletion/ProtectedPlace.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
+#include "Platform/DeletionGuard.hpp"
 
+#include <cstddef>
 #include <vector>
 
 namespace KestrelCore {
 
 /// What every item passes right before its removal, and what a plan asks beforehand: the safety policy, and what paths
-/// alone don't tell. Immutable; any thread. Blocks on the disk.
+/// alone don't tell. An item that is or holds a home directory, a trash, the running program or what the host named is
+/// refused, by whatever path. Immutable; any thread. Blocks on the disk.
 class DeletionGate {
 public:
-    /// Looks up which items are protected under any path.
-    DeletionGate();
+    /// Looks up where everything is that is protected under any path; `hostPlaces` come after the library's own.
+    explicit DeletionGate(const std::vector<ProtectedPlace>& hostPlaces);
 
     /// What the item must still be when it is removed. Throws `KestrelError`: `safetyViolation` for what is never
     /// removed, `staleItem` for what is no longer the item of the record.
     [[nodiscard]] ExpectedItem validated(const FileRecord& record) const;
 
 private:
-    std::vector<SafetyRules::ProtectedIdentity> protected_;
+    struct Places {
+        std::vector<GuardedPlace> guarded;
+        std::vector<Text> reasons;  ///< one for each
+        std::size_t firstOfHost = 0;
+    };
+    [[nodiscard]] static Places places(const std::vector<ProtectedPlace>& hostPlaces);
+    explicit DeletionGate(Places places);
+
+    std::size_t firstHostPlace_;
+    std::vector<Text> reasons_;
+    DeletionGuard guard_;
 };
 
 }  // namespace KestrelCore

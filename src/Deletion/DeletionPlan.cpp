@@ -56,16 +56,21 @@ std::optional<FileRecord> DeletionPlan::freshRecord(const Text& path, const File
                       SafetyPolicy::risk(url)};
 }
 
-std::optional<KestrelError> DeletionPlan::objection(const FileRecord& record) {
+DeletionPlan::DeletionPlan(const std::vector<ProtectedPlace>& protectedPlaces)
+    : gate_{std::make_unique<const DeletionGate>(protectedPlaces)} {}
+
+DeletionPlan::~DeletionPlan() = default;
+
+std::optional<KestrelError> DeletionPlan::objection(const FileRecord& record) const {
     try {
-        (void)DeletionGate{}.validated(record);
+        (void)gate_->validated(record);
         return std::nullopt;
     } catch (const KestrelError& error) {
         return error;
     }
 }
 
-std::optional<Text> DeletionPlan::refusal(const FileRecord& record) {
+std::optional<Text> DeletionPlan::refusal(const FileRecord& record) const {
     const auto error = objection(record);
     return error ? std::optional<Text>{error->errorDescription()} : std::nullopt;
 }

@@ -1,7 +1,6 @@
 #include "Deletion/SafetyRules.hpp"
 
 #include "KestrelCore/Model/KestrelError.hpp"
-#include "Platform/DeletionGuard.hpp"
 #include "Platform/FileStatus.hpp"
 #include "Platform/HomeDirectory.hpp"
 
@@ -23,8 +22,6 @@ constexpr std::array neverRemovedEverywhere{"/", "/Volumes", "/Applications"};
 constexpr std::array<std::string_view, 3> protectedComponents{".MobileBackups", "Backups.backupdb", ".Trashes"};
 constexpr std::array cautionFolders{"/Applications", "/Users/Shared"};
 
-constexpr const char* neverRemovedMessage =
-    "Kestrel never removes a disk, Applications folder, or home-directory root.";
 constexpr const char* systemMessage = "This location is managed by macOS and is view-only in Kestrel.";
 constexpr const char* ownBundleMessage = "Kestrel cannot remove itself while it is running.";
 constexpr const char* symbolicLinkMessage = "The path contains a symbolic link and must be reviewed in Finder.";
@@ -122,12 +119,11 @@ Text SafetyRules::ownBundle(const Text& bundle, const Text& executable, const Te
     return holdsHome ? executable : bundle;
 }
 
-std::vector<SafetyRules::ProtectedIdentity> SafetyRules::protectedIdentities() const {
-    std::vector<ProtectedIdentity> result;
-    for (const Text& path : neverRemoved_)
-        if (const auto identity = identityFollowingLinks(path)) result.push_back({*identity, neverRemovedMessage});
+std::vector<SafetyRules::ProtectedPlace> SafetyRules::protectedPlaces() const {
+    std::vector<ProtectedPlace> result;
+    for (const Text& path : neverRemoved_) result.push_back({path, neverRemovedMessage});
     for (const Text& path : {ownBundle_, ownExecutable_})
-        if (const auto identity = identityFollowingLinks(path)) result.push_back({*identity, ownBundleMessage});
+        if (!path.isEmpty()) result.push_back({path, ownBundleMessage});
     return result;
 }
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "KestrelCore/Base/FileIdentity.hpp"
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
@@ -20,6 +19,8 @@ namespace KestrelCore {
 class SafetyRules {
 public:
     // Refusals that the steps after these rules give too.
+    static constexpr const char* neverRemovedMessage =
+        "Kestrel never removes a disk, Applications folder, or home-directory root.";
     static constexpr const char* protectedMessage =
         "Trash and Time Machine content are protected from Kestrel deletion.";
     static constexpr const char* missingMessage = "The item no longer exists or cannot be inspected.";
@@ -37,14 +38,13 @@ public:
 
     [[nodiscard]] const Text& home() const { return home_; }
 
-    /// An item that is refused under whatever path it is reached, such as a bind mount of the home directory.
-    struct ProtectedIdentity {
-        FileIdentity identity;
+    /// A place that an item must neither be nor hold, under whatever path it is reached.
+    struct ProtectedPlace {
+        Text path;
         Text reason;  ///< the finished sentence of the refusal
     };
-    /// The paths that are refused as themselves, the own bundle and the own executable, as they are on the disk now;
-    /// links are followed.
-    [[nodiscard]] std::vector<ProtectedIdentity> protectedIdentities() const;
+    /// The paths that are refused as themselves, the own bundle and the own executable.
+    [[nodiscard]] std::vector<ProtectedPlace> protectedPlaces() const;
 
     /// The same operations as those of `SafetyPolicy`.
     [[nodiscard]] static Text canonicalPath(const URL& url);

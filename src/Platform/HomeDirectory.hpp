@@ -2,12 +2,20 @@
 
 #include "KestrelCore/Base/Text.hpp"
 
+#include <string>
+#include <vector>
+
 namespace KestrelCore {
 
 /// The home directory, asked afresh: CFFIXED_USER_HOME (ignored in set-id programs), then the passwd entry of the
 /// effective user (of the real one when the effective one is root), then HOME, then "/var/empty". Standardised, no
 /// trailing slash.
 [[nodiscard]] Text currentHomeDirectory();
+
+/// All places that are somebody's home: the one above, $HOME, those of the user who runs this process and of the one
+/// who became root for it (sudo, pkexec), and those that this system's own list of users names for ordinary ones. Raw,
+/// absolute, as they are named; they need not exist. "/" is left out.
+[[nodiscard]] std::vector<std::string> knownHomeDirectories();
 
 /// The folder of the application bundle that this process runs from; for an executable outside a bundle the folder that
 /// holds it. Standardised.

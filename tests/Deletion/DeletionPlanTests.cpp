@@ -20,7 +20,7 @@ constexpr const char* trashMessage = "Trash and Time Machine content are protect
 
 /// The plan's objection, which the deletion must share.
 std::optional<KestrelError> objectionToBoth(const FileRecord& record) {
-    const auto objection = DeletionPlan::objection(record);
+    const auto objection = DeletionPlan{}.objection(record);
     DeletionCoordinator coordinator{FileManager::standard()};
     for (const DeletionMode mode : {DeletionMode::trash, DeletionMode::permanent}) {
         const DeletionItemResult result = coordinator.execute({{record}, mode, "DELETE"}).front();
@@ -28,7 +28,7 @@ std::optional<KestrelError> objectionToBoth(const FileRecord& record) {
         EXPECT_EQ(result.message, objection ? objection->errorDescription() : Text{});
         EXPECT_EQ(result.errorCase, objection ? std::optional{objection->errorCase()} : std::nullopt);
     }
-    EXPECT_EQ(DeletionPlan::refusal(record), objection ? std::optional{objection->errorDescription()} : std::nullopt);
+    EXPECT_EQ(DeletionPlan{}.refusal(record), objection ? std::optional{objection->errorDescription()} : std::nullopt);
     return objection;
 }
 
@@ -54,13 +54,13 @@ TEST(DeletionPlan, refusesTheTrashAndWhatIsInIt) {
         EXPECT_TRUE(fs::exists(path));
     }
     const std::string other = folder.makeFile("data/other");
-    EXPECT_EQ(DeletionPlan::objection(diskRecord(other)), std::nullopt);
+    EXPECT_EQ(DeletionPlan{}.objection(diskRecord(other)), std::nullopt);
 }
 
 TEST(DeletionPlan, tellsAChangedItemFromARefusedOne) {
     const TemporaryFolder folder;
     const FileRecord record = diskRecord(folder.makeFile("a", "content"));
-    EXPECT_EQ(DeletionPlan::refusal(record), std::nullopt);
+    EXPECT_EQ(DeletionPlan{}.refusal(record), std::nullopt);
     fs::rename(folder.makeFile("new"), record.path().string());
     const auto changed = objectionToBoth(record);
     ASSERT_TRUE(changed);

@@ -4,6 +4,7 @@
 #include "output/Table.hpp"
 #include "output/TerminalText.hpp"
 #include "store/DeletionSnapshot.hpp"
+#include "store/StoreLocation.hpp"
 #include "store/StorePath.hpp"
 #include "terminal/Interruption.hpp"
 #include "terminal/Question.hpp"
@@ -15,6 +16,7 @@
 #include "KestrelCore/Platform/FileManager.hpp"
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fmt/format.h>
 #include <unordered_set>
@@ -60,21 +62,28 @@ bool isFaithful(const std::string& operand) {
     return isText(std::filesystem::current_path(error).string());
 }
 
-/// The places where the files of the store may be: beside the database as it is named, which may be a link, and beside
-/// the database itself. No item that is removed has a link in its path, so each is also given without.
-std::vector<Text> storePlaces(const Session& session) {
-    const std::filesystem::path named = storePath(session);
-    std::vector<Text> places{named.lexically_normal().string()};
-    std::error_code error;
-    const std::filesystem::path resolved = std::filesystem::weakly_canonical(named, error);
-    if (!error) places.emplace_back(resolved.string());
-    const std::filesystem::path folder = std::filesystem::weakly_canonical(named.parent_path(), error);
-    if (!error) places.emplace_back((folder / named.filename()).string());
+/// What the program itself needs: the databases, the files that SQLite keeps beside them, and the receipts.
+std::vector<ProtectedPlace> ownPlaces(const Session& session) {
+    const char* dataHome = std::getenv("XDG_DATA_HOME");
+    const std::string usual =
+        defaultStorePath(FileManager::standard()->homeDirectory().view(),
+                         dataHome == nullptr ? std::nullopt : std::optional<std::string>{dataHome});
+    std::vector<ProtectedPlace> places;
+    for (const std::string& store : {storePath(session), usual}) {
+        // What belongs to a database that is a link lies beside the file it leads to.
+        std::error_code error;
+        const std::string resolved = std::filesystem::weakly_canonical(store, error).string();
+        for (const std::string& named : {store, error ? store : resolved}) {
+            for (const char* ending : {"", "-wal", "-shm", "-lock", "-journal", "-receipts"})
+                places.push_back(
+                    {named + ending, "Kestrel’s own snapshot database is there; “kestrel clear” empties it."});
+        }
+    }
     return places;
 }
 
 PlannedItem planned(const std::string& operand, const std::optional<ScanSnapshot>& snapshot,
-                    const DeletionOptions& options, const std::vector<Text>& stores) {
+                    const DeletionOptions& options, const DeletionPlan& judge) {
     PlannedItem item{.path = URL::fromPath(operand).standardized().path(), .record = {}, .refusal = {}};
     if (operand.find('\0') != std::string::npos || operand.empty()) {
         item.path = operand;
@@ -84,8 +93,6 @@ PlannedItem planned(const std::string& operand, const std::optional<ScanSnapshot
     const URL url = URL::fromPath(item.path);
     item.risk = SafetyPolicy::risk(url);
     if (const auto reason = SafetyPolicy::blockedReason(url)) return item.refuse(*reason, ExitCode::refused);
-    if (std::ranges::any_of(stores, [&](const Text& store) { return holdsStore(item.path, store); }))
-        return item.refuse("Kestrel’s own snapshot database is there; “kestrel clear” empties it.", ExitCode::refused);
 
     // A canonically equal path with other bytes is another item.
     if (snapshot) item.record = snapshot->record(item.path);
@@ -94,7 +101,7 @@ PlannedItem planned(const std::string& operand, const std::optional<ScanSnapshot
     if (!item.record) return item.refuse(missingMessage, ExitCode::failed);
     // A saved rating may come from a tampered file; the stricter one holds.
     item.risk = std::max(item.risk, item.record->risk());
-    if (const auto error = DeletionPlan::objection(*item.record))
+    if (const auto error = judge.objection(*item.record))
         return item.refuse(error->errorDescription(), codeOf(error->errorCase()));
     if (item.risk == RiskLevel::blocked)
         return item.refuse("The item was rated as blocked when scanned.", ExitCode::refused);
@@ -177,7 +184,7 @@ struct Execution {
 Execution execute(const Session& session, const std::vector<FileRecord>& records, DeletionMode mode,
                   const std::optional<Text>& typed) {
     Execution execution;
-    DeletionCoordinator coordinator{FileManager::standard()};
+    DeletionCoordinator coordinator{FileManager::standard(), ownPlaces(session)};
     const TrashReceipts receipts{receiptsPath(session)};
     execution.isInterrupted = Interruption::isRequested();
     if (execution.isInterrupted) return execution;
@@ -206,25 +213,17 @@ ExitCode exitCode(const DeletionItemResult& result) {
 
 std::string receiptsPath(const Session& session) { return storePath(session) + "-receipts"; }
 
-bool holdsStore(const Text& path, const Text& store) {
-    for (const char* ending : {"", "-wal", "-shm", "-lock", "-journal", "-receipts"}) {
-        const Text part = Text::concatenating({store.view(), ending});
-        if (path == part || Path::isBeneath(part, path) || Path::isBeneath(path, part)) return true;
-    }
-    return false;
-}
-
 ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOptions& options) {
     const bool isTrash = options.mode == DeletionMode::trash;
     const std::optional<ScanSnapshot> snapshot = savedSnapshot(session);
-    const std::vector<Text> stores = storePlaces(session);
+    const DeletionPlan judge{ownPlaces(session)};
 
     std::vector<PlannedItem> plan;
     std::vector<FileRecord> records;
     ExitCode code = ExitCode::done;
     for (const std::string& path : paths) {
         Interruption::check();
-        plan.push_back(planned(path, snapshot, options, stores));
+        plan.push_back(planned(path, snapshot, options, judge));
         code = combined(code, plan.back().code);
         if (!plan.back().refusal) records.push_back(*plan.back().record);
     }

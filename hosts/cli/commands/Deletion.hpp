@@ -37,8 +37,4 @@ struct DeletionOptions {
 /// Where the receipts of what `trash` moved away are kept: beside the snapshot database.
 [[nodiscard]] std::string receiptsPath(const Session& session);
 
-/// Whether removing `path` (absolute, standardised) would take the snapshot database at `store` or a file that belongs
-/// to it.
-[[nodiscard]] bool holdsStore(const KestrelCore::Text& path, const KestrelCore::Text& store);
-
 }  // namespace KestrelCLI

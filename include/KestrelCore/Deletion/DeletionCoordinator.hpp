@@ -2,6 +2,7 @@
 
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Base/UUID.hpp"
+#include "KestrelCore/Deletion/ProtectedPlace.hpp"
 #include "KestrelCore/Export.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
@@ -50,7 +51,9 @@ struct DeletionItemResult {
 /// Any thread; requests run one at a time, and block on the disk. Copies nothing and retries nothing.
 class KESTRELCORE_EXPORT DeletionCoordinator {
 public:
-    explicit DeletionCoordinator(std::shared_ptr<FileManager> fileManager);
+    /// `protectedPlaces` are the host's own, on top of those that the library protects.
+    explicit DeletionCoordinator(std::shared_ptr<FileManager> fileManager,
+                                 std::vector<ProtectedPlace> protectedPlaces = {});
     DeletionCoordinator(const DeletionCoordinator&) = delete;
     DeletionCoordinator& operator=(const DeletionCoordinator&) = delete;
     ~DeletionCoordinator();

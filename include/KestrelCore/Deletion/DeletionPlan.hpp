@@ -1,31 +1,44 @@
 #pragma once
 
 #include "KestrelCore/Base/Text.hpp"
+#include "KestrelCore/Deletion/ProtectedPlace.hpp"
 #include "KestrelCore/Export.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
 
+#include <memory>
 #include <optional>
+#include <vector>
 
 namespace KestrelCore {
 
+class DeletionGate;
 class FileManager;
 
-/// What a host asks before it asks the user: nothing here changes anything on the disk. Any thread; blocks on the disk.
+/// What a host asks before it asks the user: nothing here changes anything on the disk. What is protected is looked up
+/// once, so that a plan is made for one request. Immutable; any thread; blocks on the disk.
 class KESTRELCORE_EXPORT DeletionPlan {
 public:
-    DeletionPlan() = delete;
+    /// `protectedPlaces` are those that the coordinator of the request is told, too.
+    explicit DeletionPlan(const std::vector<ProtectedPlace>& protectedPlaces = {});
+    DeletionPlan(const DeletionPlan&) = delete;
+    DeletionPlan& operator=(const DeletionPlan&) = delete;
+    ~DeletionPlan();
 
     /// A record of the item as it is now, for one that no scan has seen: with a new identifier, and for a folder with
     /// the size of everything in it. Links are not followed. Empty when there is no such item.
     [[nodiscard]] static std::optional<FileRecord> freshRecord(const Text& path, const FileManager& fileManager);
 
-    /// Why a removal would be refused now: `safetyViolation` for what is never removed (the Trash, and what is
-    /// protected under any path, too), `staleItem` for what is gone or no longer the item of the record. Empty when it
-    /// would not. Removing asks again, and may fail for reasons of the system's.
-    [[nodiscard]] static std::optional<KestrelError> objection(const FileRecord& record);
+    /// Why a removal would be refused now: `safetyViolation` for what is never removed (what is or holds a home
+    /// directory, a trash, the running program or a protected place, under any path), `staleItem` for what is gone or
+    /// no longer the item of the record. Empty when it would not. Removing asks again, and may fail for reasons of the
+    /// system's.
+    [[nodiscard]] std::optional<KestrelError> objection(const FileRecord& record) const;
     /// The same as a finished sentence.
-    [[nodiscard]] static std::optional<Text> refusal(const FileRecord& record);
+    [[nodiscard]] std::optional<Text> refusal(const FileRecord& record) const;
+
+private:
+    std::unique_ptr<const DeletionGate> gate_;
 };
 
 }  // namespace KestrelCore

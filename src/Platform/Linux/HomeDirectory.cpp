@@ -2,14 +2,19 @@
 
 #include "KestrelCore/Base/URL.hpp"
 
+#include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <optional>
 #include <pwd.h>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace KestrelCore {
@@ -43,6 +48,23 @@ std::string unstandardizedHome() {
     return "/var/empty";
 }
 
+/// The homes of the users in /etc/passwd that are people's accounts. Users that a network knows are left out: there may
+/// be a hundred thousand of them, and a server that must answer first.
+std::vector<std::string> homesOfOrdinaryUsers() {
+    constexpr uid_t first = 1000;
+    constexpr uid_t nobody = 65534;
+    std::vector<std::string> homes;
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file{std::fopen("/etc/passwd", "re"), std::fclose};
+    std::vector<char> buffer(std::size_t{1} << 16);
+    passwd entry;
+    passwd* found = nullptr;
+    while (file && fgetpwent_r(file.get(), &entry, buffer.data(), buffer.size(), &found) == 0) {
+        if (found->pw_uid >= first && found->pw_uid < nobody && found->pw_dir != nullptr)
+            homes.emplace_back(found->pw_dir);
+    }
+    return homes;
+}
+
 /// Where the kernel says that the running executable lies. It marks one that was removed or replaced meanwhile; the
 /// mark is cut unless a file of that very name exists.
 std::string executablePath() {
@@ -59,6 +81,29 @@ std::string executablePath() {
 }  // namespace
 
 Text currentHomeDirectory() { return URL::fromPath(unstandardizedHome()).standardized().path(); }
+
+std::vector<std::string> knownHomeDirectories() {
+    std::vector<std::string> homes{currentHomeDirectory().string()};
+    const auto add = [&homes](const std::optional<std::string>& home) {
+        if (home) homes.push_back(*home);
+    };
+    add(environmentValue("HOME"));
+    add(homeOfUser(getuid()));
+    add(homeOfUser(geteuid()));
+    for (const char* variable : {"SUDO_UID", "PKEXEC_UID"}) {
+        const std::string text = environmentValue(variable).value_or("");
+        uid_t user = 0;
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), user);
+        if (!text.empty() && error == std::errc{} && end == text.data() + text.size()) add(homeOfUser(user));
+    }
+    for (std::string& home : homesOfOrdinaryUsers()) homes.push_back(std::move(home));
+    std::erase_if(homes, [](const std::string& home) {
+        return !home.starts_with('/') || home.find_first_not_of('/') == std::string::npos;
+    });
+    std::sort(homes.begin(), homes.end());
+    homes.erase(std::unique(homes.begin(), homes.end()), homes.end());
+    return homes;
+}
 
 Text mainExecutablePath() { return executablePath(); }
 

@@ -6,6 +6,7 @@
 #include <charconv>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <utility>
 
 namespace KestrelCore {
 
@@ -13,8 +14,35 @@ namespace {
 
 bool isOctal(char c) { return c >= '0' && c <= '7'; }
 
-/// Blanks, newlines and backslashes stand in the table as a backslash and three octal digits.
-std::string unescaped(std::string_view field) {
+std::string_view takeField(std::string_view& line) {
+    const std::string_view field = line.substr(0, line.find(' '));
+    line.remove_prefix(std::min(field.size() + 1, line.size()));
+    return field;
+}
+
+/// "27 1 254:0 /root /point rw,relatime shared:1 - ext4 /dev/vda rw": any number of fields stand before the dash.
+std::optional<Mount> mountOf(std::string_view line) {
+    Mount mount;
+    const std::string_view identifier = takeField(line);
+    const auto [end, error] =
+        std::from_chars(identifier.data(), identifier.data() + identifier.size(), mount.identifier);
+    if (error != std::errc{} || end != identifier.data() + identifier.size()) return std::nullopt;
+    takeField(line);  // the mount above it
+    mount.device = takeField(line);
+    mount.root = MountTable::unescaped(takeField(line));
+    const std::string_view point = takeField(line);
+    if (!point.starts_with('/')) return std::nullopt;
+    mount.point = MountTable::unescaped(point);
+    while (!line.empty() && takeField(line) != "-") continue;
+    mount.type = takeField(line);
+    takeField(line);  // what is mounted
+    mount.options = line;
+    return mount;
+}
+
+}  // namespace
+
+std::string MountTable::unescaped(std::string_view field) {
     std::string result;
     for (std::size_t i = 0; i < field.size(); ++i) {
         if (field[i] == '\\' && i + 3 < field.size() && isOctal(field[i + 1]) && isOctal(field[i + 2]) &&
@@ -28,19 +56,13 @@ std::string unescaped(std::string_view field) {
     return result;
 }
 
-}  // namespace
-
 MountTable MountTable::parse(std::string_view text) {
     MountTable table;
     while (!text.empty()) {
         const std::size_t end = std::min(text.find('\n'), text.size());
-        std::string_view line = text.substr(0, end);
+        const std::string_view line = text.substr(0, end);
         text.remove_prefix(std::min(end + 1, text.size()));
-        // The mount point is the fifth field.
-        for (int field = 0; field < 4 && !line.empty(); ++field)
-            line.remove_prefix(std::min(line.find(' '), line.size() - 1) + 1);
-        line = line.substr(0, line.find(' '));
-        if (line.starts_with('/')) table.points.push_back(unescaped(line));
+        if (auto mount = mountOf(line)) table.mounts.push_back(std::move(*mount));
     }
     return table;
 }
@@ -52,9 +74,16 @@ std::optional<MountTable> MountTable::current() {
 }
 
 bool MountTable::hasMountAtOrBelow(std::string_view path) const {
-    return std::any_of(points.begin(), points.end(), [path](const std::string& point) {
+    return std::any_of(mounts.begin(), mounts.end(), [path](const Mount& mount) {
+        const std::string& point = mount.point;
         return point.starts_with(path) && (point.size() == path.size() || path == "/" || point[path.size()] == '/');
     });
+}
+
+const Mount* MountTable::find(std::uint64_t identifier) const {
+    const auto found = std::find_if(mounts.begin(), mounts.end(),
+                                    [identifier](const Mount& mount) { return mount.identifier == identifier; });
+    return found == mounts.end() ? nullptr : &*found;
 }
 
 std::optional<std::uint64_t> mountIdentifier(int descriptor) {

@@ -1,26 +1,35 @@
 #include "Platform/DeletionGuard.hpp"
 
 #include "Platform/Linux/Removal/ItemLocation.hpp"
+#include "Platform/Linux/Removal/PlacesOnDisk.hpp"
 #include "Platform/Linux/Removal/SafeRemoval.hpp"
+#include "Platform/Linux/Removal/TrashStanding.hpp"
 #include "Platform/Linux/Walk/FolderListing.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 
 #include <algorithm>
 #include <fcntl.h>
-#include <sys/stat.h>
+#include <utility>
 
 namespace KestrelCore {
 
-std::optional<FileIdentity> identityFollowingLinks(const Text& path) {
-    struct stat status {};
-    if (::stat(path.string().c_str(), &status) != 0) return std::nullopt;
-    return FileIdentity{static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)};
+DeletionGuard::DeletionGuard(std::vector<GuardedPlace> places)
+    : places_{std::make_unique<const PlacesOnDisk>(std::move(places))} {}
+
+DeletionGuard::~DeletionGuard() = default;
+
+std::optional<std::size_t> DeletionGuard::placeTaken(const Text& path) const {
+    try {
+        const auto relation = places_->relation(locateItem(URL::fromPath(path), FileOperation::remove));
+        return relation ? std::optional{relation->place} : std::nullopt;
+    } catch (const PlatformError&) {
+        return std::nullopt;
+    }
 }
 
-bool isProtectedTrash(const Text& path) {
+bool DeletionGuard::isTrashTaken(const Text& path) const {
     try {
-        const ItemLocation item = locateItem(URL::fromPath(path), FileOperation::remove);
-        return isTrashOrInIt(item, statusIn(item.folder.get(), item.name)) || holdsHomeTrash(item);
+        return standingToTrash(locateItem(URL::fromPath(path), FileOperation::remove)).has_value();
     } catch (const PlatformError&) {
         return false;
     }

@@ -1,11 +1,9 @@
 #include "Platform/Linux/Removal/ItemLocation.hpp"
 
-#include "Platform/HomeDirectory.hpp"
 #include "Platform/Linux/MountTable.hpp"
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <fcntl.h>
 #include <memory>
 #include <sys/syscall.h>
@@ -35,27 +33,6 @@ std::optional<std::vector<std::string>> plainComponents(std::string_view path) {
 
 FileIdentity identityOf(const struct stat& status) {
     return {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)};
-}
-
-/// ".Trash" and ".Trash-1000" at the top of a volume belong to the trash.
-bool isVolumeTrashName(std::string_view name) {
-    if (name == ".Trash") return true;
-    constexpr std::string_view prefix = ".Trash-";
-    if (!name.starts_with(prefix) || name.size() == prefix.size()) return false;
-    return std::all_of(name.begin() + prefix.size(), name.end(), [](char c) { return c >= '0' && c <= '9'; });
-}
-
-/// An absolute path without doubled slashes, "." and a slash at its end; "" for "/". What ".." leads to depends on
-/// links, so it stays.
-std::string withoutEmptyComponents(std::string_view path) {
-    std::string result;
-    for (std::size_t begin = 0; begin < path.size();) {
-        const std::size_t end = std::min(path.find('/', begin), path.size());
-        const std::string_view component = path.substr(begin, end - begin);
-        if (!component.empty() && component != ".") result.append("/").append(component);
-        begin = end + 1;
-    }
-    return result;
 }
 
 PlatformError refusal(const Text& sentence) {
@@ -109,6 +86,13 @@ ItemLocation locateItem(const URL& url, FileOperation operation) {
     return item;
 }
 
+bool isVolumeTrashName(std::string_view name) {
+    if (name == ".Trash") return true;
+    constexpr std::string_view prefix = ".Trash-";
+    if (!name.starts_with(prefix) || name.size() == prefix.size()) return false;
+    return std::all_of(name.begin() + prefix.size(), name.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
 std::optional<struct stat> statusIn(int folder, const std::string& name) {
     struct stat status {};
     if (::fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT) != 0) return std::nullopt;
@@ -152,31 +136,6 @@ PlatformError itemError(FileOperation operation, const ItemLocation& item, int e
     const PlatformError error = fileManagerError(operation, item.text(), errorNumber);
     if (error.code() == PlatformError::fileWriteNoPermission) return error;
     return withSentence(error, Text::concatenating({systemErrorText(errorNumber).view(), "."}));
-}
-
-std::string homeTrashPath() {
-    const char* dataHome = ::secure_getenv("XDG_DATA_HOME");
-    if (dataHome != nullptr && *dataHome == '/') return withoutEmptyComponents(dataHome) + "/Trash";
-    return currentHomeDirectory().string() + "/.local/share/Trash";
-}
-
-bool isTrashOrInIt(const ItemLocation& item, const std::optional<struct stat>& status) {
-    if (item.isInTrash) return true;
-    // By identity, so that no other way to write its path, and no bind mount, leads around this.
-    struct stat trash {};
-    if (::stat(homeTrashPath().c_str(), &trash) != 0) return false;
-    const FileIdentity identity = identityOf(trash);
-    if (status && identityOf(*status) == identity) return true;
-    return std::find(item.ancestors.begin(), item.ancestors.end(), identity) != item.ancestors.end();
-}
-
-bool holdsHomeTrash(const ItemLocation& item) {
-    const auto isAtOrBelow = [&](std::string_view path) {
-        return path.starts_with(item.path) && (path.size() == item.path.size() || path[item.path.size()] == '/');
-    };
-    const std::string named = homeTrashPath();
-    const std::unique_ptr<char, decltype(&std::free)> resolved{::realpath(named.c_str(), nullptr), &std::free};
-    return isAtOrBelow(named) || (resolved && isAtOrBelow(resolved.get()));
 }
 
 void refuseMounts(const ItemLocation& item, FileOperation operation) {

@@ -34,6 +34,9 @@ struct ItemLocation {
 /// has "." or ".." in it, is "/", or leads through something that is no folder.
 [[nodiscard]] ItemLocation locateItem(const URL& url, FileOperation operation);
 
+/// ".Trash" and ".Trash-1000" at the top of a volume belong to the trash.
+[[nodiscard]] bool isVolumeTrashName(std::string_view name);
+
 /// What `name` in `folder` is; links are not followed. Empty with `errno` set when it can't be looked at.
 [[nodiscard]] std::optional<struct stat> statusIn(int folder, const std::string& name);
 
@@ -54,13 +57,6 @@ struct ItemLocation {
 /// The error of `operation` for an errno value; where the sentence does not tell the reason, the reason follows.
 [[nodiscard]] PlatformError itemError(FileOperation operation, const ItemLocation& item, int errorNumber);
 
-/// The trash folder of the user's home directory (`$XDG_DATA_HOME/Trash`), as it is named but for empty components; it
-/// need not exist.
-[[nodiscard]] std::string homeTrashPath();
-/// Whether the item lies in a trash (in the home trash, or in one at the top of a volume) or is one.
-[[nodiscard]] bool isTrashOrInIt(const ItemLocation& item, const std::optional<struct stat>& status);
-/// Whether the home trash lies somewhere below the item, or is it.
-[[nodiscard]] bool holdsHomeTrash(const ItemLocation& item);
 /// Throws when something is mounted on the item or below it.
 void refuseMounts(const ItemLocation& item, FileOperation operation);
 

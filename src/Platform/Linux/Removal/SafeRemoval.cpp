@@ -4,6 +4,7 @@
 #include "Platform/Linux/MountTable.hpp"
 #include "Platform/Linux/Removal/FolderEmptier.hpp"
 #include "Platform/Linux/Removal/ItemLocation.hpp"
+#include "Platform/Linux/Removal/TrashStanding.hpp"
 
 #include <array>
 #include <cerrno>
@@ -156,7 +157,7 @@ void removeSafely(const URL& url, const std::optional<ExpectedItem>& expected) {
     const auto status = statusIn(item.folder.get(), item.name);
     if (!status) throw fileManagerError(FileOperation::remove, item.text(), errno);
     if (!matches(*status, expected)) throw changedItemError();
-    if (isTrashOrInIt(item, status) || holdsHomeTrash(item)) throw protectedTrashError();
+    if (standingToTrash(item)) throw protectedTrashError();
     refuseMounts(item, FileOperation::remove);
 
     if (S_ISDIR(status->st_mode)) {

@@ -3,6 +3,7 @@
 #include "Base/Random.hpp"
 #include "Platform/Linux/Removal/FolderSurvey.hpp"
 #include "Platform/Linux/Removal/ItemLocation.hpp"
+#include "Platform/Linux/Removal/TrashStanding.hpp"
 #include "Platform/Linux/Trash/TrashFolder.hpp"
 #include "Platform/Linux/Trash/TrashInfo.hpp"
 #include "Platform/Linux/Walk/FolderDescent.hpp"
@@ -115,11 +116,12 @@ std::optional<URL> moveToTrash(const URL& url, const std::optional<ExpectedItem>
     const auto status = statusIn(item.folder.get(), item.name);
     if (!status) throw fileManagerError(FileOperation::trash, item.text(), errno);
     if (!matches(*status, expected)) throw changedItemError();
-    if (isTrashOrInIt(item, status)) throw protectedTrashError();
+    const auto standing = standingToTrash(item);
+    if (standing && *standing != PlacesOnDisk::Standing::holds) throw protectedTrashError();
     refuseMounts(item, FileOperation::trash);
     const bool isFolder = S_ISDIR(status->st_mode);
     // It can't be moved into itself.
-    if (isFolder && holdsHomeTrash(item))
+    if (standing)
         throw withSentence(fileManagerError(FileOperation::trash, item.text(), EINVAL), "The trash itself is in it.");
     const FolderSurvey survey = isFolder ? surveyOf(item, status->st_uid) : FolderSurvey{};
 

@@ -2,6 +2,7 @@
 
 #include "Base/Random.hpp"
 #include "Platform/Linux/Removal/ItemLocation.hpp"
+#include "Platform/Linux/Removal/TrashStanding.hpp"
 #include "Platform/Linux/SmallFile.hpp"
 #include "Platform/Linux/Trash/TrashInfo.hpp"
 

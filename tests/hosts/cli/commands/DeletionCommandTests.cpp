@@ -93,9 +93,13 @@ TEST_F(DeletionCommand, refusesItsOwnStore) {
         EXPECT_EQ(outcome.code, ExitCode::refused) << path;
         EXPECT_TRUE(fs::exists(store));
     }
-    EXPECT_TRUE(holdsStore("/a/s.sqlite-wal", "/a/s.sqlite"));
-    EXPECT_TRUE(holdsStore("/a/s.sqlite-receipts/x", "/a/s.sqlite"));
-    EXPECT_FALSE(holdsStore("/a/s.sqlite2", "/a/s.sqlite"));
+    for (const std::string& path : {file("store/snapshots.sqlite-wal"), file("store/snapshots.sqlite-receipts/x")}) {
+        EXPECT_EQ(run({"remove", "--confirm", "DELETE", path}).code, ExitCode::refused) << path;
+        EXPECT_TRUE(fs::exists(path));
+    }
+    const std::string other = file("store/snapshots.sqlite2");
+    EXPECT_EQ(run({"remove", "--confirm", "DELETE", other}).code, ExitCode::done);
+    EXPECT_FALSE(fs::exists(other));
 }
 
 TEST_F(DeletionCommand, takesItemsFromTheSavedSnapshotAndSavesItWithoutThem) {

@@ -1,0 +1,302 @@
+#include "Platform/Linux/Removal/PlacesOnDisk.hpp"
+
+#include "Platform/Linux/Walk/FolderListing.hpp"
+#include "Platform/POSIX/FileDescriptor.hpp"
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+// Whether a folder holds the home directory can't be read off two paths: bind mounts, links and layered file systems
+// give one folder many. Two other things about a folder don't depend on the way to it.
+//
+// Its identity. A place is reached component by component, and every folder on the way (and every link, with the
+// folders that lead to the link) is noted: an item that is one of them holds the place.
+//
+// Its spot: the file system, and the path from that file system's own top, which the mount table gives. It tells what
+// identities can't, as the folders above the root of a bind mount are on no way to what is below it:
+//
+//     /data/homes is mounted at /view     home: /view/anna    spot of the home: 254:0 /data/homes/anna
+//                                         item: /data         spot of the item: 254:0 /data           holds the home
+//
+// Where mounts lie on the way, the spots of their mount points count as well. A folder of an overlay has further spots,
+// in the layers that it is made of.
+
+namespace KestrelCore {
+
+namespace {
+
+constexpr int mostLinks = 40;  // as many as the system follows
+constexpr int mostLayers = 4;  // overlays on overlays
+
+FileIdentity identityOf(const struct stat& status) {
+    return {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)};
+}
+
+/// The components of a path, the last one first.
+std::vector<std::string> reversedComponents(std::string_view path) {
+    std::vector<std::string> components;
+    for (std::size_t begin = 0; begin < path.size();) {
+        const std::size_t end = std::min(path.find('/', begin), path.size());
+        const std::string_view component = path.substr(begin, end - begin);
+        if (!component.empty() && component != ".") components.emplace_back(component);
+        begin = end + 1;
+    }
+    std::reverse(components.begin(), components.end());
+    return components;
+}
+
+std::optional<std::string> linkTarget(int link) {
+    std::string target(PATH_MAX, '\0');
+    const ssize_t size = ::readlinkat(link, "", target.data(), target.size());
+    if (size <= 0) return std::nullopt;
+    target.resize(static_cast<std::size_t>(size));
+    return target;
+}
+
+/// One folder on the way to a place.
+struct Step {
+    FileIdentity identity;
+    std::optional<std::uint64_t> mount;
+    std::string path;  ///< without links; "" for "/"
+};
+
+/// The layers of an overlay as its options name them: "lowerdir=/a:/b,upperdir=/c", newer kernels "lowerdir+=/a".
+std::vector<std::string> layersOf(const Mount& mount, bool isForWriting) {
+    std::vector<std::string> layers;
+    if (mount.type != "overlay") return layers;
+    for (std::string_view rest = mount.options; !rest.empty();) {
+        const std::string_view option = rest.substr(0, rest.find(','));
+        rest.remove_prefix(std::min(option.size() + 1, rest.size()));
+        const std::size_t sign = option.find('=');
+        if (sign == std::string_view::npos) continue;
+        const std::string_view key = option.substr(0, sign);
+        const std::string value = MountTable::unescaped(option.substr(sign + 1));
+        if (key == "upperdir" || (!isForWriting && (key == "lowerdir+" || key == "datadir+"))) {
+            layers.push_back(value);
+        } else if (key == "lowerdir" && !isForWriting) {
+            std::string layer;
+            for (std::size_t i = 0; i <= value.size(); ++i) {
+                if (i == value.size() || value[i] == ':') {
+                    if (!layer.empty()) layers.push_back(std::exchange(layer, {}));
+                } else {
+                    if (value[i] == '\\' && i + 1 < value.size()) ++i;
+                    layer += value[i];
+                }
+            }
+        }
+    }
+    std::erase_if(layers, [](const std::string& layer) { return !layer.starts_with('/'); });
+    return layers;
+}
+
+/// What is left of a path below a folder on the way to it: "/b" of "/a/b" below "/a". Empty text for the folder itself,
+/// nothing when the path does not lie there.
+std::optional<std::string_view> below(std::string_view path, std::string_view folder) {
+    if (folder == "/") folder = {};
+    if (!path.starts_with(folder)) return std::nullopt;
+    path.remove_prefix(folder.size());
+    if (!path.empty() && path.front() != '/') return std::nullopt;
+    return path;
+}
+
+/// Whether a trash stands at the top of a volume whose top is the folder `path`.
+bool holdsTrashFolder(const std::string& path) {
+    const FileDescriptor folder{::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK)};
+    if (!folder.isOpen()) return false;
+    FolderListing listing;
+    while (listing.readPiece(folder.get())) {
+        while (const ListedEntry* entry = listing.next()) {
+            if (!isVolumeTrashName(entry->name)) continue;
+            const auto status = statusIn(folder.get(), std::string{entry->name});
+            if (status && S_ISDIR(status->st_mode)) return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+PlacesOnDisk::PlacesOnDisk(std::vector<GuardedPlace> places)
+    : places_{std::move(places)}, table_{MountTable::current()} {
+    for (const GuardedPlace& place : places_) {
+        Found found{.place = place, .identity = {}, .ways = {}, .spots = {}, .ownSpots = {}};
+        follow(found, place.path, 0);
+        if (place.isOnlyIfThere && !found.identity)
+            found = {.place = place, .identity = {}, .ways = {}, .spots = {}, .ownSpots = {}};
+        found_.push_back(std::move(found));
+    }
+}
+
+/// Goes the way to `path` as the system does, and notes what it meets.
+void PlacesOnDisk::follow(Found& found, std::string_view path, int depth) const {
+    constexpr int flags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
+    FileDescriptor at{::open("/", flags)};
+    struct stat status {};
+    if (!path.starts_with('/') || !at.isOpen() || ::fstat(at.get(), &status) != 0) return;
+    std::vector<Step> steps{{identityOf(status), mountIdentifier(at.get()), ""}};
+    const auto noteSpot = [&](const std::optional<Spot>& spot) {
+        if (spot) found.spots.push_back(*spot);
+    };
+    const auto noteSteps = [&] {
+        for (std::size_t i = 0; i < steps.size(); ++i) {
+            found.ways.push_back(steps[i].identity);
+            if (i > 0 && steps[i].mount != steps[i - 1].mount) noteSpot(spot(steps[i - 1].mount, steps[i].path));
+        }
+    };
+
+    std::vector<std::string> ahead = reversedComponents(path);
+    bool isThere = true;
+    for (int links = 0; !ahead.empty();) {
+        const std::string name = ahead.back();
+        if (name == "..") {
+            ahead.pop_back();
+            if (steps.size() == 1) continue;
+            at = FileDescriptor{::openat(at.get(), "..", flags)};
+            if (!at.isOpen()) return noteSteps();
+            steps.pop_back();
+            continue;
+        }
+        FileDescriptor next{::openat(at.get(), name.c_str(), flags)};
+        isThere = next.isOpen() && ::fstat(next.get(), &status) == 0;
+        if (!isThere) break;
+        ahead.pop_back();
+        if (S_ISLNK(status.st_mode)) {
+            // Whoever takes the link, or a folder above it, takes the way to the place.
+            noteSteps();
+            found.ways.push_back(identityOf(status));
+            noteSpot(spot(steps.back().mount, steps.back().path + "/" + name));
+            const auto target = linkTarget(next.get());
+            if (!target || ++links > mostLinks) return;
+            if (target->starts_with('/')) {
+                at = FileDescriptor{::open("/", flags)};
+                if (!at.isOpen()) return;
+                steps.resize(1);
+            }
+            for (std::string& component : reversedComponents(*target)) ahead.push_back(std::move(component));
+            continue;
+        }
+        steps.push_back({identityOf(status), mountIdentifier(next.get()), steps.back().path + "/" + name});
+        at = std::move(next);
+    }
+    noteSteps();
+    if (isThere && depth == 0) found.identity = steps.back().identity;
+
+    // What is not there yet has a spot already, below the last folder that is.
+    std::string end = steps.back().path;
+    for (; !ahead.empty(); ahead.pop_back()) {
+        if (ahead.back() == "..") return;
+        end.append("/").append(ahead.back());
+    }
+    if (const auto own = spot(steps.back().mount, end)) {
+        found.spots.push_back(*own);
+        found.ownSpots.push_back(*own);
+    }
+    const Mount* mount = table_ && steps.back().mount ? table_->find(*steps.back().mount) : nullptr;
+    if (mount != nullptr && depth < mostLayers) {
+        if (const auto rest = below(end, mount->point)) followLayers(found, *mount, *rest, depth + 1);
+    }
+}
+
+void PlacesOnDisk::followLayers(Found& found, const Mount& mount, std::string_view rest, int depth) const {
+    for (const std::string& layer : layersOf(mount, false)) {
+        // A layer that another root of the system knows by this name may be anything here.
+        struct stat status {};
+        if (::stat(layer.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) continue;
+        const std::string root = mount.root == "/" ? std::string{} : mount.root;
+        follow(found, layer + root + std::string{rest}, depth);
+    }
+}
+
+std::optional<PlacesOnDisk::Spot> PlacesOnDisk::spot(std::optional<std::uint64_t> mount, std::string_view path) const {
+    const Mount* found = mount && table_ ? table_->find(*mount) : nullptr;
+    if (found == nullptr) return std::nullopt;
+    const auto rest = below(path, found->point);
+    if (!rest) return std::nullopt;
+    return Spot{found->device, (found->root == "/" ? std::string{} : found->root) + std::string{*rest}};
+}
+
+/// The spots of the item. Nothing when it lies on a mount that the table does not have: one made since.
+std::optional<std::vector<PlacesOnDisk::Spot>> PlacesOnDisk::itemSpots(const ItemLocation& item) const {
+    std::vector<Spot> spots;
+    if (!table_) return spots;
+    const FileDescriptor opened{::openat(item.folder.get(), item.name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC)};
+    if (!opened.isOpen()) return spots;
+    const auto mount = mountIdentifier(opened.get());
+    const auto own = spot(mount, item.path);
+    if (!own) return std::nullopt;
+    spots.push_back(*own);
+    // What is removed from an overlay is removed from its uppermost layer.
+    const Mount* entry = table_->find(*mount);
+    for (const std::string& layer : layersOf(*entry, true)) {
+        const FileDescriptor upper{::open(layer.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)};
+        if (!upper.isOpen()) continue;
+        std::array<char, PATH_MAX> resolved{};
+        if (::realpath(layer.c_str(), resolved.data()) == nullptr) continue;
+        if (auto inLayer = spot(mountIdentifier(upper.get()), resolved.data())) {
+            inLayer->path += own->path;
+            spots.push_back(std::move(*inLayer));
+        }
+    }
+    return spots;
+}
+
+std::optional<PlacesOnDisk::Relation> PlacesOnDisk::relation(const ItemLocation& item) const {
+    if (const auto spots = itemSpots(item)) return relation(item, *spots);
+    const PlacesOnDisk now{places_};
+    return now.relation(item, now.itemSpots(item).value_or(std::vector<Spot>{}));
+}
+
+std::optional<PlacesOnDisk::Relation> PlacesOnDisk::relation(const ItemLocation& item,
+                                                             const std::vector<Spot>& spots) const {
+    const auto status = statusIn(item.folder.get(), item.name);
+    if (!status) return std::nullopt;
+    const FileIdentity identity = identityOf(*status);
+    const auto isBelowOneOf = [](const Spot& inner, const std::vector<Spot>& outer) {
+        return std::any_of(outer.begin(), outer.end(), [&](const Spot& spot) {
+            return spot.device == inner.device && below(inner.path, spot.path).has_value();
+        });
+    };
+    for (std::size_t place = 0; place < found_.size(); ++place) {
+        const Found& found = found_[place];
+        if (identity == found.identity) return Relation{place, Standing::is};
+        const bool isOnTheWay = std::find(found.ways.begin(), found.ways.end(), identity) != found.ways.end();
+        if (isOnTheWay || std::any_of(found.spots.begin(), found.spots.end(),
+                                      [&](const Spot& spot) { return isBelowOneOf(spot, spots); }))
+            return Relation{place, Standing::holds};
+        if (!found.place.withContent) continue;
+        const bool isWithin = (found.identity && std::find(item.ancestors.begin(), item.ancestors.end(),
+                                                           *found.identity) != item.ancestors.end()) ||
+                              std::any_of(spots.begin(), spots.end(),
+                                          [&](const Spot& spot) { return isBelowOneOf(spot, found.ownSpots); });
+        if (isWithin) return Relation{place, Standing::within};
+    }
+    return std::nullopt;
+}
+
+std::optional<PlacesOnDisk::Standing> PlacesOnDisk::standingToVolumeTrash(const ItemLocation& item) const {
+    if (item.isInTrash) return Standing::within;
+    const auto status = statusIn(item.folder.get(), item.name);
+    const auto spots = itemSpots(item);
+    if (!status || !spots) return std::nullopt;
+    for (const Spot& spot : *spots) {
+        for (const Mount& mount : table_->mounts) {
+            if (mount.device != spot.device) continue;
+            if (const auto inVolume = below(spot.path, mount.root); inVolume && !inVolume->empty()) {
+                const std::string_view top = inVolume->substr(1, inVolume->find('/', 1) - 1);
+                const bool isTopItself = top.size() + 1 == inVolume->size();
+                if (isVolumeTrashName(top) && (!isTopItself || S_ISDIR(status->st_mode))) return Standing::within;
+            }
+            if (const auto volume = below(mount.root, spot.path);
+                volume && S_ISDIR(status->st_mode) && holdsTrashFolder(item.path + std::string{*volume}))
+                return Standing::holds;
+        }
+    }
+    return std::nullopt;
+}
+
+}  // namespace KestrelCore

@@ -1,0 +1,40 @@
+#include "Platform/Linux/Removal/TrashStanding.hpp"
+
+#include "Platform/HomeDirectory.hpp"
+
+#include <algorithm>
+#include <cstdlib>
+#include <string_view>
+
+namespace KestrelCore {
+
+namespace {
+
+/// An absolute path without doubled slashes, "." and a slash at its end; "" for "/". What ".." leads to depends on
+/// links, so it stays.
+std::string withoutEmptyComponents(std::string_view path) {
+    std::string result;
+    for (std::size_t begin = 0; begin < path.size();) {
+        const std::size_t end = std::min(path.find('/', begin), path.size());
+        const std::string_view component = path.substr(begin, end - begin);
+        if (!component.empty() && component != ".") result.append("/").append(component);
+        begin = end + 1;
+    }
+    return result;
+}
+
+}  // namespace
+
+std::string homeTrashPath() {
+    const char* dataHome = ::secure_getenv("XDG_DATA_HOME");
+    if (dataHome != nullptr && *dataHome == '/') return withoutEmptyComponents(dataHome) + "/Trash";
+    return currentHomeDirectory().string() + "/.local/share/Trash";
+}
+
+std::optional<PlacesOnDisk::Standing> standingToTrash(const ItemLocation& item) {
+    const PlacesOnDisk places{{{.path = homeTrashPath(), .withContent = true}}};
+    if (const auto relation = places.relation(item)) return relation->standing;
+    return places.standingToVolumeTrash(item);
+}
+
+}  // namespace KestrelCore
