@@ -32,8 +32,6 @@ NotEntered NotEntered::tree(std::string_view root, const std::vector<std::string
 }
 
 void discard(std::vector<std::unique_ptr<Folder>> folders) {
-    // On a list of our own: folders hold folders, and destructors that call each other would need a frame for each
-    // level.
     const auto takeFrom = [&](std::unique_ptr<FolderPiece>& piece) {
         if (piece == nullptr) return;
         std::move(piece->folders.begin(), piece->folders.end(), std::back_inserter(folders));
