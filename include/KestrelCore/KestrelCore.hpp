@@ -35,7 +35,6 @@
 #include "KestrelCore/Model/ScanScope.hpp"
 #include "KestrelCore/Model/SearchExplanation.hpp"
 #include "KestrelCore/Model/SearchQuery.hpp"
-#include "KestrelCore/Platform/ApplicationLocations.hpp"
 #include "KestrelCore/Platform/DesktopLocations.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
 #include "KestrelCore/Scanning/DiskScanner.hpp"

@@ -1,56 +1,14 @@
 #include "KestrelCore/Applications/ApplicationInspector.hpp"
 
 #include "Applications/Bundles/Bundle.hpp"
-#include "Applications/ResidueMeasurement.hpp"
+#include "Applications/Residues.hpp"
 #include "KestrelCore/Base/NaturalOrder.hpp"
-#include "KestrelCore/Platform/ApplicationLocations.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
 
 #include <algorithm>
-#include <array>
-
-// An application is a folder NAME.app that opens as a bundle. What it leaves behind is looked up, not searched for:
-// seven places of the user's Library in which the system itself keeps one item per application, named exactly after the
-// bundle identifier. So an answer costs seven looks per application and the measuring of what they find, however full
-// the Library is, and "org.example.App" never lays claim to what belongs to "org.example.App.Helper".
 
 namespace KestrelCore {
 namespace {
-
-/// A place in the Library folder that holds an item named after the bundle identifier.
-struct ResiduePlace {
-    const char* folder;
-    const char* suffix;
-};
-
-constexpr std::array<ResiduePlace, 7> residuePlaces{{{"Caches", ""},
-                                                     {"Containers", ""},
-                                                     {"Application Scripts", ""},
-                                                     {"HTTPStorages", ""},
-                                                     {"WebKit", ""},
-                                                     {"Preferences", ".plist"},
-                                                     {"Saved Application State", ".savedState"}}};
-
-/// An application without an identifier, or with one that is no plain name, has no residues: that text comes from a
-/// file of the application's own and becomes a component of a path that is offered for removal.
-std::vector<ResidueCandidate> residuesOf(const std::optional<Text>& identifier, const Text& libraryFolder,
-                                         const FileManager& fileManager) {
-    std::vector<ResidueCandidate> residues;
-    if (!identifier || !isResidueName(*identifier)) return residues;
-    for (const ResiduePlace& place : residuePlaces) {
-        const Text path =
-            Text::concatenating({libraryFolder.view(), "/", place.folder, "/", identifier->view(), place.suffix});
-        if (!fileManager.exists(path)) continue;
-        URL url = URL::fromPath(path);
-        const std::int64_t bytes = measuredResidueBytes(fileManager, url);
-        residues.push_back({.id = UUID::random(),
-                            .url = std::move(url),
-                            .allocatedBytes = bytes,
-                            .confidence = ResidueConfidence::high,
-                            .evidence = Text::concatenating({"Exact bundle identifier match: ", identifier->view()})});
-    }
-    return residues;
-}
 
 /// Empty for what is no application: the name must say so, and the bundle must open. A bundle that gives no name goes
 /// by the name of its folder.
@@ -62,7 +20,7 @@ std::optional<ApplicationRecord> recordOf(const URL& entry, const Text& libraryF
     if (!name) name = bundle->string("CFBundleName");
     if (!name) name = Path::deletingExtension(entry.lastPathComponent());
     std::optional<Text> identifier = bundle->identifier();
-    std::vector<ResidueCandidate> residues = residuesOf(identifier, libraryFolder, fileManager);
+    std::vector<ResidueCandidate> residues = libraryResidues(identifier.value_or(Text{}), libraryFolder, fileManager);
     return ApplicationRecord{.id = UUID::random(),
                              .url = entry,
                              .displayName = *name,
@@ -92,6 +50,11 @@ bool isDeleted(const Text& path, const std::unordered_set<Text>& deletedPaths) {
 }
 
 }  // namespace
+
+ApplicationLocations ApplicationLocations::ofHome(const Text& homeDirectory) {
+    return {.applicationFolders = {"/Applications", Path::appending(homeDirectory, "Applications")},
+            .libraryFolder = Path::appending(homeDirectory, "Library")};
+}
 
 ApplicationInspector::ApplicationInspector() : fileManager_{FileManager::standard()} {}
 

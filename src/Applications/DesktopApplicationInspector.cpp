@@ -1,7 +1,7 @@
 #include "KestrelCore/Applications/DesktopApplicationInspector.hpp"
 
 #include "Applications/DesktopEntry.hpp"
-#include "Applications/DesktopResidues.hpp"
+#include "Applications/Residues.hpp"
 #include "KestrelCore/Base/NaturalOrder.hpp"
 #include "KestrelCore/Platform/DesktopLocations.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"

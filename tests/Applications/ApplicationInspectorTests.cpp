@@ -1,6 +1,5 @@
 #include "KestrelCore/Applications/ApplicationInspector.hpp"
 
-#include "KestrelCore/Platform/ApplicationLocations.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
 #include "support/TemporaryFolder.hpp"
 

@@ -1,6 +1,6 @@
 #include "KestrelCore/Applications/DesktopApplicationInspector.hpp"
 
-#include "Applications/DesktopResidues.hpp"
+#include "Applications/Residues.hpp"
 #include "KestrelCore/Platform/DesktopLocations.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
 #include "support/TemporaryFolder.hpp"

@@ -3,7 +3,6 @@
 #include "KestrelCore/Applications/ApplicationRecord.hpp"
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Export.hpp"
-#include "KestrelCore/Platform/ApplicationLocations.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
 
 #include <memory>
@@ -11,6 +10,16 @@
 #include <vector>
 
 namespace KestrelCore {
+
+/// Where applications are installed and where they leave things behind. Absolute paths. What does not exist or can't be
+/// read contributes nothing to a listing.
+struct KESTRELCORE_EXPORT ApplicationLocations {
+    std::vector<Text> applicationFolders;  ///< in the order of the listing
+    Text libraryFolder;                    ///< the user's Library
+
+    /// "/Applications" and the home directory's "Applications" and "Library".
+    [[nodiscard]] static ApplicationLocations ofHome(const Text& homeDirectory);
+};
 
 /// Lists application bundles and what they have left in the user's Library under their bundle identifier. Keeps nothing
 /// between calls; any thread, calls may overlap.

@@ -9,6 +9,11 @@
 
 namespace KestrelCore {
 
+/// The residues of an application bundle: what stands in the user's Library folder under its identifier, in a fixed
+/// order of places. None for an identifier that is no plain name, the empty one included.
+[[nodiscard]] std::vector<ResidueCandidate> libraryResidues(const Text& identifier, const Text& libraryFolder,
+                                                            const FileManager& fileManager);
+
 /// What a desktop application may have named its folders after.
 struct DesktopApplicationNames {
     Text identifier;
@@ -16,8 +21,8 @@ struct DesktopApplicationNames {
     Text plainName;   ///< not localized; empty when unknown
 };
 
-/// The residues of one application: first those by identifier, then those by name, in the order cache, configuration,
-/// data, state. Links are never residues.
+/// The residues of a desktop application: first those by identifier, then those by name, in the order cache,
+/// configuration, data, state. Links are never residues.
 [[nodiscard]] std::vector<ResidueCandidate> desktopResidues(const DesktopApplicationNames& names,
                                                             const DesktopLocations& locations,
                                                             const FileManager& fileManager);

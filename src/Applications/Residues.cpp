@@ -1,14 +1,22 @@
-#include "Applications/DesktopResidues.hpp"
+#include "Applications/Residues.hpp"
 
-#include "Applications/ResidueMeasurement.hpp"
 #include "Platform/FileStatus.hpp"
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <iterator>
+#include <string_view>
+#include <utility>
 
-// A desktop has no register of who keeps what where; names are all there is. Two kinds of match, and never more than
-// that:
+// What an application leaves behind is looked up, never searched for: an answer costs some looks for each application
+// and the measuring of what they find, however full the disk is.
+//
+// A bundle's residues stand in seven places of the user's Library in which the system itself keeps one item for each
+// application, named exactly after the identifier: "org.example.App" never lays claim to what belongs to
+// "org.example.App.Helper".
+//
+// A freedesktop.org desktop has no register of who keeps what where; names are all there is. Two kinds of match:
 //
 //     ~/.var/app/ID                        a Flatpak's own folder; only Flatpaks have one               high
 //     CACHE, CONFIG, DATA, STATE / ID      for an identifier such as org.example.Editor                 high
@@ -17,11 +25,54 @@
 //
 // An identifier with two dots is a domain turned round, which nobody else uses. "code" or "draw.io" is a word that
 // others may have chosen too, so what it finds is shown and not proposed; and "gtk-3.0" or "fonts" is shared by all, so
-// that a table of such names is never matched at all. A place is looked up, never searched for: thirteen looks at most
-// for each application, and the measuring of what they find.
+// that a table of such names is never matched at all.
 
 namespace KestrelCore {
 namespace {
+
+/// Whether an identifier may become a component of a path: "", ".", "..", and what holds "/" or a NUL would lead out of
+/// the folder that is looked into. The text comes from a file of the application's own, and the path made of it is
+/// offered for removal.
+bool isPlainName(const Text& identifier) {
+    const std::string_view bytes = identifier.view();
+    return !bytes.empty() && bytes != "." && bytes != ".." && bytes.find('/') == std::string_view::npos &&
+           bytes.find('\0') == std::string_view::npos;
+}
+
+/// The space on disk of everything below a residue; its own where the platform enumerates nothing at all. What can't be
+/// read counts 0, and so does a plain file, for which there is an enumeration that yields nothing.
+std::int64_t measuredBytes(const FileManager& fileManager, const URL& url) {
+    if (const auto below = fileManager.allocatedBytesBelow(url)) return *below;
+    return fileManager.allocatedBytes(url).value_or(0);
+}
+
+ResidueCandidate residueAt(const Text& path, ResidueConfidence confidence, std::string_view why, const Text& name,
+                           const FileManager& fileManager) {
+    URL url = URL::fromPath(path);
+    const std::int64_t bytes = measuredBytes(fileManager, url);
+    return {.id = UUID::random(),
+            .url = std::move(url),
+            .allocatedBytes = bytes,
+            .confidence = confidence,
+            .evidence = Text::concatenating({why, name.view()})};
+}
+
+constexpr std::string_view identifierMatch = "Exact bundle identifier match: ";
+constexpr std::string_view nameMatch = "Name match: ";
+
+/// A place in the Library folder that holds an item named after the bundle identifier.
+struct LibraryPlace {
+    const char* folder;
+    const char* suffix;
+};
+
+constexpr std::array<LibraryPlace, 7> libraryPlaces{{{"Caches", ""},
+                                                     {"Containers", ""},
+                                                     {"Application Scripts", ""},
+                                                     {"HTTPStorages", ""},
+                                                     {"WebKit", ""},
+                                                     {"Preferences", ".plist"},
+                                                     {"Saved Application State", ".savedState"}}};
 
 /// What the desktop and its services keep in the base folders, or many applications at once; and the user's own
 /// folders, should a base folder be set to the home directory. Lowercased.
@@ -117,9 +168,10 @@ constexpr std::string_view sharedFolders[] = {"akonadi",
                                               "videos",
                                               "wireplumber"};
 
-class Search {
+/// The search for the residues of one desktop application.
+class DesktopSearch {
 public:
-    Search(const DesktopLocations& locations, const FileManager& fileManager)
+    DesktopSearch(const DesktopLocations& locations, const FileManager& fileManager)
         : locations_{locations}, fileManager_{fileManager} {}
 
     std::vector<ResidueCandidate> run(const DesktopApplicationNames& names) && {
@@ -127,7 +179,7 @@ public:
                                         locations_.stateFolder};
         const std::string_view identifier = names.identifier.view();
         const auto dots = std::count(identifier.begin(), identifier.end(), '.');
-        if (isResidueName(names.identifier)) {
+        if (isPlainName(names.identifier)) {
             addByIdentifier(Path::appending(locations_.homeFolder, ".var/app"), names.identifier);
             if (dots >= 2) {
                 for (const Text& base : bases) addByIdentifier(base, names.identifier);
@@ -147,33 +199,26 @@ private:
         const FileStatusResult found = fileStatus(path.string());
         if (!found.status) return;
         if (found.status->type != FileType::directory && found.status->type != FileType::regular) return;
-        add(path, ResidueConfidence::high, Text::concatenating({"Exact bundle identifier match: ", identifier.view()}));
+        add(path, ResidueConfidence::high, identifierMatch, identifier);
     }
 
     /// A name with a dot in front would lead to what users hide, should a base folder be set to the home directory.
     void addByName(const std::array<Text, 4>& bases, const Text& name) {
-        if (!isResidueName(name) || name.view().starts_with('.') || isSharedDesktopFolder(name)) return;
+        if (!isPlainName(name) || name.view().starts_with('.') || isSharedDesktopFolder(name)) return;
         for (const Text& base : bases) {
             const Text path = Path::appending(base, name);
             const FileStatusResult found = fileStatus(path.string());
             if (!found.status || found.status->type != FileType::directory) continue;
-            add(path, ResidueConfidence::uncertain, Text::concatenating({"Name match: ", name.view()}));
+            add(path, ResidueConfidence::uncertain, nameMatch, name);
         }
     }
 
     /// A place that was found already keeps its first and better reason.
-    void add(const Text& path, ResidueConfidence confidence, const Text& evidence) {
+    void add(const Text& path, ResidueConfidence confidence, std::string_view why, const Text& name) {
         const bool isKnown = std::any_of(residues_.begin(), residues_.end(), [&path](const ResidueCandidate& residue) {
             return residue.url.path() == path;
         });
-        if (isKnown) return;
-        URL url = URL::fromPath(path);
-        const std::int64_t bytes = measuredResidueBytes(fileManager_, url);
-        residues_.push_back({.id = UUID::random(),
-                             .url = std::move(url),
-                             .allocatedBytes = bytes,
-                             .confidence = confidence,
-                             .evidence = evidence});
+        if (!isKnown) residues_.push_back(residueAt(path, confidence, why, name, fileManager_));
     }
 
     const DesktopLocations& locations_;
@@ -183,9 +228,22 @@ private:
 
 }  // namespace
 
+std::vector<ResidueCandidate> libraryResidues(const Text& identifier, const Text& libraryFolder,
+                                              const FileManager& fileManager) {
+    std::vector<ResidueCandidate> residues;
+    if (!isPlainName(identifier)) return residues;
+    for (const LibraryPlace& place : libraryPlaces) {
+        const Text path =
+            Text::concatenating({libraryFolder.view(), "/", place.folder, "/", identifier.view(), place.suffix});
+        if (!fileManager.exists(path)) continue;
+        residues.push_back(residueAt(path, ResidueConfidence::high, identifierMatch, identifier, fileManager));
+    }
+    return residues;
+}
+
 std::vector<ResidueCandidate> desktopResidues(const DesktopApplicationNames& names, const DesktopLocations& locations,
                                               const FileManager& fileManager) {
-    return Search{locations, fileManager}.run(names);
+    return DesktopSearch{locations, fileManager}.run(names);
 }
 
 bool isSharedDesktopFolder(const Text& name) {
