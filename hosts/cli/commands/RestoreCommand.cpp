@@ -10,6 +10,9 @@
 #include <algorithm>
 #include <cctype>
 #include <fmt/format.h>
+#include <iterator>
+#include <map>
+#include <string>
 #include <vector>
 
 namespace KestrelCLI {
@@ -23,18 +26,28 @@ using KestrelCore::TrashReceipts;
 /// Enough of an identifier to tell receipts apart when they are listed.
 constexpr std::size_t shownDigits = 8;
 
-/// The one receipt whose identifier begins with `text`, in either case.
-const TrashReceipt& receiptNamed(const std::vector<TrashReceipt>& receipts, std::string text) {
-    std::ranges::transform(text, text.begin(), [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-    const TrashReceipt* found = nullptr;
-    for (const TrashReceipt& receipt : receipts) {
-        if (text.empty() || !receipt.id.uuidString().starts_with(text)) continue;
-        if (found != nullptr) throw UsageError{fmt::format("More than one receipt begins with “{}”.", text)};
-        found = &receipt;
+/// Finds receipts by the beginning of their identifier, many as fast as few.
+class ReceiptNames {
+public:
+    explicit ReceiptNames(const std::vector<TrashReceipt>& receipts) {
+        for (const TrashReceipt& receipt : receipts) named_.emplace(receipt.id.uuidString(), &receipt);
     }
-    if (found == nullptr) throw UsageError{fmt::format("There is no receipt “{}”.", text)};
-    return *found;
-}
+
+    /// The one receipt whose identifier begins with `text`, in either case.
+    [[nodiscard]] const TrashReceipt& find(std::string text) const {
+        std::ranges::transform(text, text.begin(), [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+        const auto found = named_.lower_bound(text);
+        if (text.empty() || found == named_.end() || !found->first.starts_with(text))
+            throw UsageError{fmt::format("There is no receipt “{}”.", text)};
+        const auto next = std::next(found);
+        if (next != named_.end() && next->first.starts_with(text))
+            throw UsageError{fmt::format("More than one receipt begins with “{}”.", text)};
+        return *found->second;
+    }
+
+private:
+    std::map<std::string, const TrashReceipt*> named_;
+};
 
 void writeReceipts(JSONOutput& json, const std::vector<TrashReceipt>& receipts) {
     json.beginArray("receipts");
@@ -73,7 +86,8 @@ ExitCode run(Session& session, const Operands& names) {
     const TrashReceipts store{receiptsPath(session)};
     const std::vector<TrashReceipt> receipts = store.receipts();
     std::vector<TrashReceipt> chosen;
-    for (const std::string& name : names) chosen.push_back(receiptNamed(receipts, name));
+    const ReceiptNames named{receipts};
+    for (const std::string& name : names) chosen.push_back(named.find(name));
 
     std::optional<JSONOutput> json;
     if (session.options.json) {
