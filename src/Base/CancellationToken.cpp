@@ -5,10 +5,6 @@
 #include <utility>
 #include <vector>
 
-// The token knows its registrations weakly: one that is gone costs nothing and is forgotten at the next. Each has a
-// lock of its own, held while its callback runs. So destroying a registration waits exactly for its own callback and
-// for no other, and whoever comes first, the canceller or the destructor, leaves nothing for the other to do.
-
 namespace KestrelCore {
 
 /// A callback with the lock that keeps "running" and "taken back" apart.

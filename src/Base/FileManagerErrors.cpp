@@ -4,10 +4,6 @@
 
 #include <cerrno>
 
-// A sentence names the item by its last component, in typographic quotation marks, says what failed, and gives the
-// reason where the code stands for one that helps the reader. Any other reason stays in the POSIX error beneath: a
-// guess would send the reader the wrong way.
-
 namespace KestrelCore {
 namespace {
 

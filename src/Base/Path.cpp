@@ -3,9 +3,6 @@
 #include <algorithm>
 #include <string>
 
-// Nearly every path that comes here is in order already. So each operation first looks whether there is anything to do,
-// and mostly gives back a slice that shares the path's buffer; only an untidy path is written anew.
-
 namespace KestrelCore {
 
 namespace {

@@ -2,12 +2,9 @@
 
 #include "Base/Random.hpp"
 
+#include <chrono>
 #include <cstddef>
 #include <cstring>
-
-// The two halves of a wide product, folded into one, mix every bit of one factor with every bit of the other, at the
-// price of one instruction. Both factors hold something random, so that nobody can choose bytes that make one of them
-// zero, which would swallow the other.
 
 namespace KestrelCore {
 
@@ -21,7 +18,12 @@ struct Seeds {
 const Seeds& seeds() {
     static const Seeds made = [] {
         Seeds random;
-        fillRandom(&random, sizeof random);
+        if (fillRandom(&random, sizeof random) != 0) {
+            // Who guesses the seeds can make a look-up slow, which is no reason to stop: addresses and the time, which
+            // others hardly know, take their place.
+            random.first = reinterpret_cast<std::uintptr_t>(&random);
+            random.second = static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
+        }
         return random;
     }();
     return made;

@@ -1,6 +1,7 @@
 #include "KestrelCore/Base/UUID.hpp"
 
 #include "Base/Random.hpp"
+#include "KestrelCore/Base/PlatformError.hpp"
 
 #include <array>
 #include <cstdint>
@@ -15,6 +16,7 @@ struct RandomBatch {
     static constexpr std::size_t capacity = 4096;
     std::array<std::uint8_t, capacity> bytes;
     std::size_t used = capacity;
+    std::uint64_t generation = 0;  ///< of the process that drew it: a forked child has a copy, and must not use it
 };
 
 /// The value of each hexadecimal digit, -1 for every other byte. A table, since in random digits a branch is guessed
@@ -41,9 +43,12 @@ bool isHyphenPosition(std::size_t position) {
 UUID UUID::random() {
     thread_local RandomBatch batch;
     UUID result;
-    if (batch.used == RandomBatch::capacity) {
-        fillRandom(batch.bytes.data(), RandomBatch::capacity);
+    const std::uint64_t generation = forkGeneration();
+    if (batch.used == RandomBatch::capacity || batch.generation != generation) {
+        batch.used = RandomBatch::capacity;
+        if (const int error = fillRandom(batch.bytes.data(), RandomBatch::capacity)) throw PlatformError::posix(error);
         batch.used = 0;
+        batch.generation = generation;
     }
     std::memcpy(result.bytes.data(), batch.bytes.data() + batch.used, result.bytes.size());
     batch.used += result.bytes.size();

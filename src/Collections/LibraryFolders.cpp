@@ -6,17 +6,6 @@
 #include <algorithm>
 #include <utility>
 
-// What a folder's path says about the files in it follows from what its parent's says and from its own name, so it is
-// found once for each folder, parents first, and no path is taken apart for a record:
-//
-//     /home/anna                           in the area
-//     /home/anna/Pictures                  in the area
-//     /home/anna/.cache/pages              dotted, since a folder above it is
-//     /home/anna/Library/Mail              in a library; only the cloud drives in it may count all the same
-//     /home/anna/site/node_modules/left    excluded by a name above it
-//
-// Only irregular records bring their own path and have it taken apart.
-
 namespace KestrelCore {
 
 namespace {

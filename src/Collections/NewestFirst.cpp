@@ -6,9 +6,6 @@
 #include <bit>
 #include <boost/sort/pdqsort/pdqsort.hpp>
 
-// Hardly two files are equally old, so the dates are sorted first, as plain numbers beside positions, and names are
-// made and compared only among those that are.
-
 namespace KestrelCore {
 
 namespace {

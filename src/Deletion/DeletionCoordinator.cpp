@@ -3,10 +3,10 @@
 #include "Base/SerialExecutor.hpp"
 #include "Deletion/DeletionGate.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
-#include "Platform/DeletionGuard.hpp"
+#include "Platform/InterruptedRemovals.hpp"
 
-#include <algorithm>
 #include <cerrno>
+#include <string>
 #include <unordered_map>
 #include <utility>
 
@@ -46,8 +46,8 @@ struct DeletionCoordinator::State {
 /// The work on one request.
 class DeletionCoordinator::Run {
 public:
-    Run(const State& state, const DeletionRequest& request)
-        : state_{state}, request_{request}, gate_{state.protectedPlaces} {}
+    Run(const State& state, const DeletionRequest& request, const CancellationToken& cancellation)
+        : state_{state}, request_{request}, cancellation_{cancellation}, gate_{state.protectedPlaces} {}
 
     DeletionItemResult remove(const FileRecord& record) {
         state_.executor.assertIsolated(sourceFile);
@@ -58,10 +58,10 @@ public:
             // Only now: a refusal says what the policy says, and nothing is looked at for its sake.
             leftover = leftoverSentence(record);
             if (request_.mode == DeletionMode::permanent) {
-                state_.fileManager->removeItem(record.url(), expected);
+                state_.fileManager->removeItem(record.url(), expected, cancellation_);
                 result.message = "Permanently removed.";
             } else {
-                if (const auto place = state_.fileManager->trashItem(record.url(), expected))
+                if (const auto place = state_.fileManager->trashItem(record.url(), expected, cancellation_))
                     result.resultingPath = place->path();
                 result.message = "Moved to Trash. Space is reclaimed after Trash is emptied.";
             }
@@ -72,7 +72,8 @@ public:
             result.message = message(record, isRefused, error.description());
         } catch (const KestrelError& error) {
             result.errorCase = error.errorCase();
-            result.message = message(record, isRefusalOfPermission(error.code()), error.errorDescription());
+            result.message =
+                message(record, error.errorCase() == KestrelError::Case::accessDenied, error.errorDescription());
         } catch (const std::exception& error) {
             result.message = error.what();
         }
@@ -89,19 +90,26 @@ private:
     std::string leftoverSentence(const FileRecord& record) {
         if (request_.mode != DeletionMode::permanent) return {};
         const Text folder = Path::deletingLastComponent(record.path());
-        const auto [found, isNew] = leftovers_.try_emplace(folder);
-        if (isNew) found->second = interruptedRemovals(folder);
+        const auto [entry, isNew] = leftovers_.try_emplace(folder);
+        InterruptedRemovals& found = entry->second;
+        if (isNew) found = InterruptedRemovals::in(folder);
+        std::size_t others = found.count;
         std::string names;
-        for (const Text& name : found->second)
+        for (const Text& name : found.names) {
+            --others;
             if (name != Path::lastComponent(record.path()))
                 names += (names.empty() ? "“" : ", “") + name.string() + "”";
-        return names.empty() ? names : "An earlier removal was interrupted and left " + names + " in the same folder.";
+        }
+        if (names.empty()) return names;
+        if (others > 0) names += " and " + std::to_string(others) + " more";
+        return "An earlier removal was interrupted and left " + names + " in the same folder.";
     }
 
     const State& state_;
     const DeletionRequest& request_;
+    const CancellationToken& cancellation_;
     DeletionGate gate_;
-    std::unordered_map<Text, std::vector<Text>> leftovers_;  ///< by folder, looked up once
+    std::unordered_map<Text, InterruptedRemovals> leftovers_;  ///< by folder, looked up once
 };
 
 DeletionCoordinator::DeletionCoordinator(std::shared_ptr<FileManager> fileManager,
@@ -118,14 +126,16 @@ std::vector<DeletionItemResult> DeletionCoordinator::execute(const DeletionReque
 }
 
 std::vector<DeletionItemResult> DeletionCoordinator::execute(const DeletionRequest& request,
-                                                             const ResultObserver& onResult) {
+                                                             const ResultObserver& onResult,
+                                                             const CancellationToken& cancellation) {
     return state_->executor.run([&] {
         const bool isConfirmed = request.mode != DeletionMode::permanent ||
                                  (request.typedConfirmation && request.typedConfirmation->view() == "DELETE");
         std::vector<DeletionItemResult> results;
         results.reserve(request.records.size());
-        Run run{*state_, request};
+        Run run{*state_, request, cancellation};
         for (const FileRecord& record : request.records) {
+            if (cancellation.isCancelled()) break;
             results.push_back(isConfirmed ? run.remove(record)
                                           : DeletionItemResult{.id = record.id(),
                                                                .path = record.path(),

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Base/RefusalSentences.hpp"
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
@@ -21,10 +22,9 @@ public:
     // Refusals that the steps after these rules give too.
     static constexpr const char* neverRemovedMessage =
         "Kestrel never removes a disk, Applications folder, or home-directory root.";
-    static constexpr const char* protectedMessage =
-        "Trash and Time Machine content are protected from Kestrel deletion.";
+    static constexpr const char* protectedMessage = protectedTrashSentence;
     static constexpr const char* missingMessage = "The item no longer exists or cannot be inspected.";
-    static constexpr const char* changedMessage = "The item changed since the scan. Scan again before deleting it.";
+    static constexpr const char* changedMessage = changedItemSentence;
 
     /// `home` and `ownBundle` are absolute standardised paths; an empty `ownBundle` (or "/", which is
     /// refused anyway) protects nothing.

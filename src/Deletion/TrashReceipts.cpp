@@ -81,6 +81,39 @@ ExpectedItem expectedItem(const TrashReceipt& receipt) {
     return {receipt.identity.device, receipt.identity.inode, receipt.fileTypeBits};
 }
 
+std::vector<TrashReceipt> receiptsFor(const std::vector<FileRecord>& records) {
+    std::vector<TrashReceipt> receipts;
+    receipts.reserve(records.size());
+    for (const FileRecord& record : records) {
+        const FileStatusResult found = fileStatus(record.path().string());
+        receipts.push_back({.id = UUID::random(),
+                            .path = record.path(),
+                            .resultingPath = {},
+                            .trashedAt = Date::now(),
+                            .identity = record.identity().value_or(FileIdentity{}),
+                            .fileTypeBits = found.status ? fileTypeBits(found.status->type) : 0});
+    }
+    return receipts;
+}
+
+std::vector<PrivateFolder::File> filesOf(const std::vector<TrashReceipt>& receipts) {
+    std::vector<PrivateFolder::File> files;
+    files.reserve(receipts.size());
+    for (const TrashReceipt& receipt : receipts)
+        files.push_back({.name = fileName(receipt.id), .content = TrashReceipts::encoded(receipt)});
+    return files;
+}
+
+TrashReceipt afterMove(TrashReceipt receipt, const DeletionItemResult& result) {
+    receipt.trashedAt = Date::now();
+    receipt.resultingPath = result.resultingPath;
+    if (!receipt.resultingPath) return receipt;
+    // On an overlay a file with several names has another inode number since it was moved.
+    const FileStatusResult found = fileStatus(receipt.resultingPath->string());
+    if (found.status) receipt.identity = {found.status->device, found.status->inode};
+    return receipt;
+}
+
 }  // namespace
 
 std::string TrashReceipts::encoded(const TrashReceipt& receipt) {
@@ -131,44 +164,48 @@ std::vector<DeletionItemResult> TrashReceipts::execute(DeletionCoordinator& coor
 }
 
 std::vector<DeletionItemResult> TrashReceipts::execute(DeletionCoordinator& coordinator, const DeletionRequest& request,
-                                                       const DeletionCoordinator::ResultObserver& onResult) const {
-    if (request.mode != DeletionMode::trash) return coordinator.execute(request, onResult);
+                                                       const DeletionCoordinator::ResultObserver& onResult,
+                                                       const CancellationToken& cancellation) const {
+    if (request.mode != DeletionMode::trash) return coordinator.execute(request, onResult, cancellation);
     const PrivateFolder folder{folder_};
-    std::vector<DeletionItemResult> results;
-    results.reserve(request.records.size());
-    for (const FileRecord& record : request.records) {
-        results.push_back(trash(coordinator, record, folder));
-        if (!onResult(results.back())) break;
+    std::vector<TrashReceipt> receipts;
+    try {
+        receipts = receiptsFor(request.records);
+        folder.write(filesOf(receipts));
+    } catch (const PlatformError& error) {
+        for (const TrashReceipt& receipt : receipts) forget(receipt);
+        std::vector<DeletionItemResult> failures;
+        for (const FileRecord& record : request.records) {
+            failures.push_back(
+                {.id = record.id(), .path = record.path(), .resultingPath = {}, .message = error.description()});
+            if (!onResult(failures.back())) break;
+        }
+        return failures;
+    }
+
+    // The places in the Trash are written down together at the end: until then the first form of a receipt is enough
+    // to find its item again.
+    std::size_t done = 0;
+    std::vector<TrashReceipt> moved;
+    std::vector<DeletionItemResult> results = coordinator.execute(
+        request,
+        [&](const DeletionItemResult& result) {
+            TrashReceipt& receipt = receipts[done++];
+            if (result.succeeded) {
+                moved.push_back(afterMove(std::move(receipt), result));
+            } else if (result.errorCase || !presentPlace(receipt)) {
+                forget(receipt);
+            }
+            return onResult(result);
+        },
+        cancellation);
+    for (std::size_t i = done; i < receipts.size(); ++i) forget(receipts[i]);
+    try {
+        folder.write(filesOf(moved));
+    } catch (const PlatformError&) {
+        // Each is still there in its first form.
     }
     return results;
-}
-
-DeletionItemResult TrashReceipts::trash(DeletionCoordinator& coordinator, const FileRecord& record,
-                                        const PrivateFolder& folder) {
-    const FileStatusResult found = fileStatus(record.path().string());
-    TrashReceipt receipt{.id = UUID::random(),
-                         .path = record.path(),
-                         .resultingPath = {},
-                         .trashedAt = Date::now(),
-                         .identity = record.identity().value_or(FileIdentity{}),
-                         .fileTypeBits = found.status ? fileTypeBits(found.status->type) : 0};
-    try {
-        folder.write(fileName(receipt.id), encoded(receipt));
-    } catch (const PlatformError& error) {
-        return {.id = record.id(), .path = record.path(), .resultingPath = {}, .message = error.description()};
-    }
-    DeletionItemResult result = coordinator.execute({{record}, DeletionMode::trash, std::nullopt}).front();
-    if (!result.succeeded) {
-        folder.remove(fileName(receipt.id));
-        return result;
-    }
-    receipt.resultingPath = result.resultingPath;
-    try {
-        folder.write(fileName(receipt.id), encoded(receipt));
-    } catch (const PlatformError&) {
-        // The first form is enough to find the item again.
-    }
-    return result;
 }
 
 std::vector<TrashReceipt> TrashReceipts::receipts() const {

@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <memory>
 #include <optional>
-#include <vector>
 
 namespace KestrelCore {
 
@@ -30,9 +29,5 @@ public:
 private:
     std::unique_ptr<const PlacesOnDisk> places_;
 };
-
-/// The names in `folder` under which items stand while they are removed for good: what a removal that was interrupted
-/// left. Sorted; empty for a folder that can't be listed.
-[[nodiscard]] std::vector<Text> interruptedRemovals(const Text& folder);
 
 }  // namespace KestrelCore

@@ -14,9 +14,14 @@ class PrivateFolder {
 public:
     explicit PrivateFolder(Text path) : path_{std::move(path)} {}
 
-    /// Writes a file as a whole, in place of an older one of that name; it is on the disk when this returns. Throws
-    /// `PlatformError`; the older one is then still there.
-    void write(const std::string& name, std::string_view content) const;
+    /// One of its files.
+    struct File {
+        std::string name;
+        std::string content;
+    };
+    /// Writes files as wholes, in place of older ones of these names; they are on the disk when this returns. Many are
+    /// synced together. Throws `PlatformError`; each older one is then still there, or replaced as a whole.
+    void write(const std::vector<File>& files) const;
     /// Empty for what is missing, no regular file (links are not followed), or longer than 64 KiB.
     [[nodiscard]] std::optional<std::string> read(const std::string& name) const;
     /// All names in it, sorted; none when it does not exist.

@@ -13,19 +13,6 @@
 #include <ranges>
 #include <utility>
 
-// How /home/anna/music/song.flac is kept:
-//
-//     row          its numbers and flags, "folder 3", "extension 12", and where its name begins and how long it is
-//     folders      0 "/"  ←  1 "home"  ←  2 "anna"  ←  3 "music"       each knows its parent and its own name
-//     names        …homeannamusicsong.flac…                            one after the other, in chunks that never move
-//     extensions   "", "txt", … "flac"                                 each spelling once
-//     devices      64768, …                                            at most 256, so a row spends one byte on its
-//     place
-//
-// So a million records take 72 MB and the bytes of their names, however deep they lie. A path is joined when somebody
-// asks for it, backwards from the folder, whose length is known. What is asked of all records at once (hashes,
-// equality) goes by folders and names and joins nothing.
-
 namespace KestrelCore {
 
 namespace {

@@ -18,7 +18,6 @@ std::shared_ptr<const RecordStorage> compactForm(const std::vector<FileRecord>& 
     return storage;
 }
 
-/// Slow, since the index only knows that there is one; but it happens once, and says which path it was.
 [[noreturn]] void stopAtDuplicate(const RecordStorage& storage) {
     constexpr std::string_view sourceFile = "KestrelCore/Model/ScanSnapshot";
     std::unordered_set<Text> seen;

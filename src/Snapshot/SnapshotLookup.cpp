@@ -5,16 +5,6 @@
 #include <future>
 #include <limits>
 
-// Two indexes, both made of positions only.
-//
-//     slots_        [ –  17  –  4  9 … ]      where the record with some path is: at its hash, or in the next free
-//     slots tags_         [ –  5A  –  13  5A … ]    the hash's upper byte: most neighbours are passed by without a look
-//
-//     firstChild_   [ 0  3  3  7 … ]          folder f has the children children_[ firstChild_[f] … firstChild_[f + 1]
-//     ) children_     [ 8 2 5 | | 1 9 3 4 … ]   each folder's in a row, largest first
-//
-// Nothing is ever taken out, so an empty slot ends every search; a third of them at least stays empty.
-
 namespace KestrelCore {
 
 namespace {

@@ -1,8 +1,15 @@
 #include "KestrelCore/Base/UUID.hpp"
 
+#include "KestrelCore/Base/PlatformError.hpp"
+#include "support/SupervisedCalls.hpp"
+
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <set>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace KestrelCore {
 
@@ -29,6 +36,46 @@ TEST(UUID, randomOnesDifferAndAreVersionFour) {
         seen.insert(id);
     }
     EXPECT_EQ(seen.size(), 10'000U);
+}
+
+TEST(UUID, isNoneThatAForkedChildDrawsToo) {
+    (void)UUID::random();  // draws many ahead
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        const UUID id = UUID::random();
+        _exit(write(ends[1], id.bytes.data(), id.bytes.size()) == static_cast<ssize_t>(id.bytes.size()) ? 0 : 1);
+    }
+    UUID ofChild;
+    ASSERT_EQ(read(ends[0], ofChild.bytes.data(), ofChild.bytes.size()), static_cast<ssize_t>(ofChild.bytes.size()));
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    close(ends[0]);
+    close(ends[1]);
+    EXPECT_NE(UUID::random(), ofChild);
+}
+
+TEST(UUID, failsWithoutRandomNumbersAndWorksAgainAfterwards) {
+    std::optional<int> error;
+    bool isDrawnAfterwards = false;
+    bool fails = true;
+    const bool isSupervised = runSupervised(
+        {SYS_getrandom},
+        [&] {
+            try {
+                (void)UUID::random();
+            } catch (const PlatformError& failure) {
+                error = failure.code();
+            }
+            fails = false;
+            isDrawnAfterwards = UUID::random() != UUID{};
+        },
+        [&](const SystemCall&) { return fails ? std::optional{EIO} : std::nullopt; });
+    if (!isSupervised) GTEST_SKIP() << "System calls can't be supervised here";
+    EXPECT_EQ(error, EIO);
+    EXPECT_TRUE(isDrawnAfterwards);
 }
 
 }  // namespace KestrelCore

@@ -36,13 +36,14 @@ public:
     std::function<void()> failure = [] {};  ///< throws what the operation is to fail with
     std::optional<URL> trashPlace;
 
-    std::optional<URL> trashItem(const URL& url, const std::optional<ExpectedItem>& expected) override {
+    std::optional<URL> trashItem(const URL& url, const std::optional<ExpectedItem>& expected,
+                                 const CancellationToken&) override {
         failure();
         trashed.push_back(url.path().string());
         expectations.push_back(expected);
         return trashPlace;
     }
-    void removeItem(const URL& url, const std::optional<ExpectedItem>& expected) override {
+    void removeItem(const URL& url, const std::optional<ExpectedItem>& expected, const CancellationToken&) override {
         failure();
         removed.push_back(url.path().string());
         expectations.push_back(expected);
@@ -234,6 +235,27 @@ TEST_F(DeletionCoordinatorTest, namesWhatAnInterruptedRemovalLeftInTheFolder) {
     EXPECT_EQ(permanently({diskRecord(folder.path() + "/.kestrel-removing-0123456789abcdef")})[0].message,
               Text{removedMessage});
     EXPECT_EQ(coordinator.execute({{record}, DeletionMode::trash, {}})[0].message, Text{trashedMessage});
+}
+
+TEST_F(DeletionCoordinatorTest, namesFewOfManyThatWereLeft) {
+    const FileRecord record = diskRecord(file("a"));
+    for (int i = 0; i < 7; ++i) file(".kestrel-removing-000000000000000" + std::to_string(i));
+    EXPECT_EQ(permanently({record})[0].message,
+              Text{"Permanently removed. An earlier removal was interrupted and left "
+                   "“.kestrel-removing-0000000000000000”, “.kestrel-removing-0000000000000001”, "
+                   "“.kestrel-removing-0000000000000002” and 4 more in the same folder."});
+}
+
+TEST_F(DeletionCoordinatorTest, stopsAfterACancellation) {
+    const std::vector<FileRecord> records{diskRecord(file("a")), diskRecord(file("b"))};
+    CancellationToken cancellation;
+    const auto cancel = [&cancellation](const DeletionItemResult&) {
+        cancellation.cancel();
+        return true;
+    };
+    EXPECT_EQ(coordinator.execute({records, DeletionMode::permanent, "DELETE"}, cancel, cancellation).size(), 1U);
+    EXPECT_TRUE(coordinator.execute({records, DeletionMode::permanent, "DELETE"}, cancel, cancellation).empty());
+    EXPECT_EQ(fileManager->removed.size(), 1U);
 }
 
 TEST_F(DeletionCoordinatorTest, runsOneRequestAtATime) {

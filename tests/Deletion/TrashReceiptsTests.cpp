@@ -3,13 +3,16 @@
 #include "KestrelCore/Platform/FileManager.hpp"
 #include "support/DiskRecord.hpp"
 #include "support/EnvironmentSetting.hpp"
+#include "support/SupervisedCalls.hpp"
 #include "support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <sys/syscall.h>
 
 namespace KestrelCore {
 
@@ -89,6 +92,57 @@ TEST_F(TrashReceiptsTest, touchesNothingWhenAReceiptCannotBeWritten) {
     file("receipts");  // a file where the folder should be
     const auto results = trash({diskRecord(path)});
     EXPECT_FALSE(results[0].succeeded);
+    EXPECT_TRUE(fs::exists(path));
+}
+
+TEST_F(TrashReceiptsTest, areWrittenTogetherBeforeTheFirstMove) {
+    std::vector<FileRecord> records;
+    for (int i = 0; i < 20; ++i) records.push_back(diskRecord(file(std::to_string(i))));
+    int syncs = 0;
+    std::optional<std::size_t> atFirstMove;
+    const bool isSupervised = runSupervised(
+        {SYS_fsync, SYS_syncfs, SYS_renameat2}, [&] { (void)trash(records); },
+        [&](const SystemCall& call) -> std::optional<int> {
+            if (call.number != SYS_renameat2) {
+                ++syncs;
+            } else if (!atFirstMove) {
+                atFirstMove = receipts.receipts().size();
+            }
+            return std::nullopt;
+        });
+    if (!isSupervised) GTEST_SKIP() << "System calls can't be supervised here";
+    EXPECT_EQ(atFirstMove, 20U);
+    EXPECT_LE(syncs, 20 + 4);  // the trash's own files are synced one by one
+    for (const TrashReceipt& receipt : receipts.receipts()) EXPECT_TRUE(receipt.resultingPath);
+}
+
+TEST_F(TrashReceiptsTest, goWithTheItemsThatACancellationLeaves) {
+    const std::vector<FileRecord> records{diskRecord(file("a")), diskRecord(file("b")), diskRecord(file("c"))};
+    CancellationToken cancellation;
+    const auto results = receipts.execute(
+        coordinator, {records, DeletionMode::trash, std::nullopt},
+        [&](const DeletionItemResult&) {
+            cancellation.cancel();
+            return true;
+        },
+        cancellation);
+    ASSERT_EQ(results.size(), 1U);
+    EXPECT_TRUE(results[0].succeeded);
+    ASSERT_EQ(receipts.receipts().size(), 1U);
+    EXPECT_EQ(receipts.receipts()[0].path, Text{folder / "a"});
+    EXPECT_TRUE(fs::exists(folder / "c"));
+}
+
+TEST_F(TrashReceiptsTest, touchNothingWithoutRandomNumbers) {
+    const std::string path = file("a");
+    const FileRecord record = diskRecord(path);
+    std::vector<DeletionItemResult> results;
+    const bool isSupervised = runSupervised(
+        {SYS_getrandom}, [&] { results = trash({record}); }, [](const SystemCall&) { return EIO; });
+    if (!isSupervised) GTEST_SKIP() << "System calls can't be supervised here";
+    ASSERT_EQ(results.size(), 1U);
+    EXPECT_FALSE(results[0].succeeded);
+    EXPECT_EQ(results[0].message, Text{"Input/output error"});
     EXPECT_TRUE(fs::exists(path));
 }
 

@@ -216,10 +216,12 @@ int FakeFileManager::errorForTakingAway(const Text& path) const {
     return find(parentOf(*place))->isWritable ? 0 : EACCES;
 }
 
-std::optional<URL> FakeFileManager::trashItem(const URL& url, const std::optional<ExpectedItem>& expected) {
+std::optional<URL> FakeFileManager::trashItem(const URL& url, const std::optional<ExpectedItem>& expected,
+                                              const CancellationToken& cancellation) {
     const Text path = url.path();
     int error = injectedError(Operation::trash, path);
     if (error == 0) error = errorForTakingAway(path);
+    if (error == 0 && cancellation.isCancelled()) error = ECANCELED;
     if (error != 0) throw fileManagerError(FileOperation::trash, path, error);
     checkExpected(path, expected);
     const Text from = *resolved(path, false);
@@ -241,10 +243,12 @@ std::optional<URL> FakeFileManager::trashItem(const URL& url, const std::optiona
     return URL::fromPath(to, isFolder);
 }
 
-void FakeFileManager::removeItem(const URL& url, const std::optional<ExpectedItem>& expected) {
+void FakeFileManager::removeItem(const URL& url, const std::optional<ExpectedItem>& expected,
+                                 const CancellationToken& cancellation) {
     const Text path = url.path();
     int error = injectedError(Operation::remove, path);
     if (error == 0) error = errorForTakingAway(path);
+    if (error == 0 && cancellation.isCancelled()) error = ECANCELED;
     if (error != 0) throw fileManagerError(FileOperation::remove, path, error);
     checkExpected(path, expected);
     erase(*resolved(path, false));

@@ -56,8 +56,10 @@ public:
     [[nodiscard]] std::optional<std::int64_t> allocatedBytes(const URL& url) const override;
     void createDirectory(const URL& url) override;
     /// Moves the item to the folder ".Trash" of the home directory.
-    std::optional<URL> trashItem(const URL& url, const std::optional<ExpectedItem>& expected) override;
-    void removeItem(const URL& url, const std::optional<ExpectedItem>& expected) override;
+    std::optional<URL> trashItem(const URL& url, const std::optional<ExpectedItem>& expected,
+                                 const CancellationToken& cancellation) override;
+    void removeItem(const URL& url, const std::optional<ExpectedItem>& expected,
+                    const CancellationToken& cancellation) override;
     [[nodiscard]] Text homeDirectory() const override { return home_; }
 
 private:

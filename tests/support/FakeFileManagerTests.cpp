@@ -49,7 +49,7 @@ TEST(FakeFileManager, makesNoFolderOnAFullDisk) {
 TEST(FakeFileManager, keepsItsTrashInTheHomeDirectory) {
     FakeFileManager files{"/home"};
     files.addFile("/a/d/file", 512);
-    EXPECT_EQ(files.trashItem(URL::fromPath("/a/d"), std::nullopt)->path(), "/home/.Trash/d");
+    EXPECT_EQ(files.trashItem(URL::fromPath("/a/d"), std::nullopt, {})->path(), "/home/.Trash/d");
 }
 
 TEST(FakeFileManager, failsToRemoveOnDemand) {
@@ -57,8 +57,8 @@ TEST(FakeFileManager, failsToRemoveOnDemand) {
     files.addFile("/a/file", 512);
     files.fail(Operation::remove, "/a/file", EBUSY, 1);
     files.fail(Operation::trash, "/a/file", EXDEV, 1);
-    EXPECT_EQ(codeOf([&files] { files.removeItem(URL::fromPath("/a/file"), std::nullopt); }), 512);
-    EXPECT_EQ(codeOf([&files] { (void)files.trashItem(URL::fromPath("/a/file"), std::nullopt); }), 512);
+    EXPECT_EQ(codeOf([&files] { files.removeItem(URL::fromPath("/a/file"), std::nullopt, {}); }), 512);
+    EXPECT_EQ(codeOf([&files] { (void)files.trashItem(URL::fromPath("/a/file"), std::nullopt, {}); }), 512);
     EXPECT_TRUE(files.exists("/a/file"));
 }
 

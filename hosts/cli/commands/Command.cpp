@@ -12,9 +12,6 @@
 #include <memory>
 #include <utility>
 
-// CLI11 reads options and writes help. Operands are kept away from it: it would take some for options, drop others, and
-// complain in words of its own. So it is told of none, and what it leaves is counted and judged here.
-
 namespace KestrelCLI {
 
 namespace {

@@ -7,6 +7,7 @@
 #include "store/StoreLocation.hpp"
 #include "store/StorePath.hpp"
 #include "terminal/Interruption.hpp"
+#include "terminal/InterruptionWatch.hpp"
 #include "terminal/Question.hpp"
 
 #include "KestrelCore/Base/Path.hpp"
@@ -188,7 +189,8 @@ Execution execute(const Session& session, const std::vector<FileRecord>& records
     const TrashReceipts receipts{receiptsPath(session)};
     execution.isInterrupted = Interruption::isRequested();
     if (execution.isInterrupted) return execution;
-    execution.results = receipts.execute(coordinator, {records, mode, typed}, [&](const DeletionItemResult& result) {
+    const InterruptionWatch watch;
+    const auto onResult = [&](const DeletionItemResult& result) {
         if (!session.options.json) {
             session.out << session.painted(result.succeeded ? Style::good : Style::bad,
                                            fmt::format("{}: {}", session.shown(result.path.view()),
@@ -196,8 +198,10 @@ Execution execute(const Session& session, const std::vector<FileRecord>& records
                         << '\n';
         }
         return !Interruption::isRequested();
-    });
-    execution.isInterrupted = execution.results.size() < records.size();
+    };
+    execution.results = receipts.execute(coordinator, {records, mode, typed}, onResult, watch.token());
+    execution.isInterrupted = execution.results.size() < records.size() ||
+                              (watch.token().isCancelled() && !execution.results.back().succeeded);
     for (std::size_t i = 0; i < execution.results.size(); ++i) {
         if (execution.results[i].succeeded) execution.gone.push_back(records[i]);
     }

@@ -27,10 +27,6 @@
 
 using namespace KestrelCore;
 
-// The scan runs on a thread of the library's; this one looks at it twenty times a second, draws how far it is, and sees
-// Ctrl-C. A person gets the result before it is saved, as saving a large one takes seconds; a program gets one object
-// that says whether it was saved, so there the save comes first.
-
 namespace KestrelCLI {
 
 namespace {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KestrelCore/Base/CancellationToken.hpp"
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Base/UUID.hpp"
 #include "KestrelCore/Deletion/ProtectedPlace.hpp"
@@ -62,10 +63,11 @@ public:
     /// without it nothing is touched and every item fails. Does not throw for anything that happens to an item.
     [[nodiscard]] std::vector<DeletionItemResult> execute(const DeletionRequest& request);
     /// Told of each result as soon as it is there, on the calling thread. When it returns false, the items that are
-    /// left stay as they are and get no result.
+    /// left stay as they are and get no result. The same after a cancellation, which also stops within an item: that
+    /// one fails, what is left of it has its old place, and its message tells whether something is gone.
     using ResultObserver = std::function<bool(const DeletionItemResult& result)>;
-    [[nodiscard]] std::vector<DeletionItemResult> execute(const DeletionRequest& request,
-                                                          const ResultObserver& onResult);
+    [[nodiscard]] std::vector<DeletionItemResult>
+    execute(const DeletionRequest& request, const ResultObserver& onResult, const CancellationToken& cancellation = {});
 
 private:
     class Run;

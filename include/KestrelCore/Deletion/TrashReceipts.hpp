@@ -16,8 +16,6 @@
 
 namespace KestrelCore {
 
-class PrivateFolder;
-
 /// What is known about one item that was moved to the Trash, or was about to be when something interrupted that.
 struct TrashReceipt {
     UUID id;
@@ -31,23 +29,25 @@ struct TrashReceipt {
     bool operator==(const TrashReceipt&) const = default;
 };
 
-/// Remembers what was moved to the Trash from here, so that it can be put back: one small file for each item, written
-/// and synced before the item is touched. The files are trusted for nothing: what is put back, from where and to where
-/// is checked against the Trash itself. Any thread; processes may share a folder.
+/// Remembers what was moved to the Trash from here, so that it can be put back: one small file for each item, those of
+/// one request written and synced together before the first item is touched. The files are trusted for nothing: what is
+/// put back, from where and to where is checked against the Trash itself. Any thread; processes may share a folder.
 class KESTRELCORE_EXPORT TrashReceipts {
 public:
     /// `folder` is an absolute path; it is created when the first receipt is written.
     explicit TrashReceipts(const Text& folder) : folder_{folder} {}
 
-    /// Executes a request in trash mode with a receipt for each item; receipts of items that failed go again. An item
-    /// whose receipt can't be written is not touched and fails with the reason. Other modes run without receipts.
+    /// Executes a request in trash mode with a receipt for each item; receipts of items that failed go again. When they
+    /// can't be written, no item is touched and all fail with the reason. Other modes run without receipts.
     [[nodiscard]] std::vector<DeletionItemResult> execute(DeletionCoordinator& coordinator,
                                                           const DeletionRequest& request) const;
 
-    /// The same; `onResult` is told of each result, and stops the request by returning false.
+    /// The same; `onResult` is told of each result, and stops the request by returning false. A cancellation stops it
+    /// too, as the coordinator's does.
     [[nodiscard]] std::vector<DeletionItemResult> execute(DeletionCoordinator& coordinator,
                                                           const DeletionRequest& request,
-                                                          const DeletionCoordinator::ResultObserver& onResult) const;
+                                                          const DeletionCoordinator::ResultObserver& onResult,
+                                                          const CancellationToken& cancellation = {}) const;
 
     /// All receipts that can be understood, newest first.
     [[nodiscard]] std::vector<TrashReceipt> receipts() const;
@@ -64,9 +64,6 @@ public:
     [[nodiscard]] static std::optional<TrashReceipt> decoded(const UUID& id, std::string_view text);
 
 private:
-    [[nodiscard]] static DeletionItemResult trash(DeletionCoordinator& coordinator, const FileRecord& record,
-                                                  const PrivateFolder& folder);
-
     Text folder_;
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KestrelCore/Base/CancellationToken.hpp"
 #include "KestrelCore/Base/PlatformError.hpp"
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Base/URL.hpp"
@@ -59,13 +60,16 @@ public:
 
     /// Moves an item to the Trash and returns its new place, where the system tells it. Never copies, never removes. An
     /// item that is not (or, just moved, turns out not to be) as `expected` stays at its place: `fileWriteUnknown`,
-    /// whose sentence says that it changed, and where it is if it could not be put back.
-    virtual std::optional<URL> trashItem(const URL& url,
-                                         const std::optional<ExpectedItem>& expected = std::nullopt) = 0;
+    /// whose sentence says that it changed, and where it is if it could not be put back. After a cancellation, which
+    /// another thread may make, it stays too: the POSIX error beneath is then ECANCELED.
+    virtual std::optional<URL> trashItem(const URL& url, const std::optional<ExpectedItem>& expected = std::nullopt,
+                                         const CancellationToken& cancellation = {}) = 0;
     /// Removes an item, a folder with everything in it, for good: never through a link, never across a mount. The
     /// first failure stops and is thrown; what was removed stays removed. An item that is not as `expected` stays,
-    /// with the same failure as of `trashItem`.
-    virtual void removeItem(const URL& url, const std::optional<ExpectedItem>& expected = std::nullopt) = 0;
+    /// with the same failure as of `trashItem`. A cancellation stops like a failure (ECANCELED beneath): what is left
+    /// has its old place, and the sentence tells whether something is gone.
+    virtual void removeItem(const URL& url, const std::optional<ExpectedItem>& expected = std::nullopt,
+                            const CancellationToken& cancellation = {}) = 0;
 
     /// The current user's home directory: standardised, no trailing slash.
     [[nodiscard]] virtual Text homeDirectory() const = 0;

@@ -11,9 +11,6 @@
 #include <sys/eventfd.h>
 #include <sys/timerfd.h>
 
-// A sleep is a `poll` on two descriptors: a timer on the clock that goes on while the machine sleeps, and an event that
-// the cancellation writes to. No condition variable waits on that clock.
-
 namespace KestrelCore {
 namespace {
 

@@ -107,12 +107,14 @@ public:
 
     void createDirectory(const URL& url) override { createFolders(url.path()); }
 
-    std::optional<URL> trashItem(const URL& url, const std::optional<ExpectedItem>& expected) override {
-        return moveToTrash(url, expected);
+    std::optional<URL> trashItem(const URL& url, const std::optional<ExpectedItem>& expected,
+                                 const CancellationToken& cancellation) override {
+        return moveToTrash(url, expected, cancellation);
     }
 
-    void removeItem(const URL& url, const std::optional<ExpectedItem>& expected) override {
-        removeSafely(url, expected);
+    void removeItem(const URL& url, const std::optional<ExpectedItem>& expected,
+                    const CancellationToken& cancellation) override {
+        removeSafely(url, expected, cancellation);
     }
 
     [[nodiscard]] Text homeDirectory() const override { return currentHomeDirectory(); }

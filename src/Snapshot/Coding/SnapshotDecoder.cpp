@@ -88,7 +88,6 @@ struct RecordFields {
         }
     }
 
-    /// The quick answer, which nearly all records get; `firstError` looks for the reason only where it is no.
     [[nodiscard]] bool isSound(const std::optional<UUID>& parsedID) const {
         const auto sound = [](const auto&... field) { return ((field.state == FieldState::sound) && ...); };
         const auto fine = [](const auto&... field) {
@@ -123,7 +122,6 @@ struct RecordFields {
     }
 };
 
-/// All fields are sound here, so nothing is judged any more.
 void appendRow(RecordStorage& storage, const RecordFields& fields, const UUID& id) {
     RecordStorage::Row& row = storage.append(fields.parentPath.optional(), fields.path.value, fields.name.value);
     row.id = id;

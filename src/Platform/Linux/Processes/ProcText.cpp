@@ -5,17 +5,6 @@
 #include <algorithm>
 #include <limits>
 
-// What is read here, and from where:
-//
-//     /proc/stat          cpu  USER NICE SYSTEM IDLE IOWAIT IRQ SOFTIRQ …     ticks, summed over all processors
-//     /proc/meminfo       Active:          123456 kB                          a line for each figure
-//     /proc/net/dev       eth0: RECEIVED-BYTES (7 more) SENT-BYTES …          a line for each interface
-//     /proc/PID/stat      4711 (NAME) S …                                     numbered from 1 in the manual
-//     /proc/PID/statm     SIZE RESIDENT …                                     in pages
-//
-// A process names itself, and may do so with blanks, brackets and forged fields. Every number may be absent, too long
-// or absurd: then there is no result, or one at the edge of its type, but never a wrapped one.
-
 namespace KestrelCore::ProcText {
 namespace {
 

@@ -2,13 +2,8 @@
 
 #include "Platform/Linux/Removal/ItemLocation.hpp"
 #include "Platform/Linux/Removal/PlacesOnDisk.hpp"
-#include "Platform/Linux/Removal/SafeRemoval.hpp"
 #include "Platform/Linux/Removal/TrashStanding.hpp"
-#include "Platform/Linux/Walk/FolderListing.hpp"
-#include "Platform/POSIX/FileDescriptor.hpp"
 
-#include <algorithm>
-#include <fcntl.h>
 #include <utility>
 
 namespace KestrelCore {
@@ -33,21 +28,6 @@ bool DeletionGuard::isTrashTaken(const Text& path) const {
     } catch (const PlatformError&) {
         return false;
     }
-}
-
-std::vector<Text> interruptedRemovals(const Text& folder) {
-    std::vector<Text> names;
-    const FileDescriptor opened{
-        ::open(folder.string().c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK)};
-    if (!opened.isOpen()) return names;
-    FolderListing listing;
-    while (listing.readPiece(opened.get())) {
-        while (const ListedEntry* entry = listing.next()) {
-            if (isRemovalName(entry->name)) names.emplace_back(entry->name);
-        }
-    }
-    std::sort(names.begin(), names.end());
-    return names;
 }
 
 }  // namespace KestrelCore

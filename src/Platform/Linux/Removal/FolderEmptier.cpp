@@ -1,5 +1,7 @@
 #include "Platform/Linux/Removal/FolderEmptier.hpp"
 
+#include "Platform/Linux/Removal/SureRename.hpp"
+
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
@@ -30,7 +32,9 @@ bool FolderEmptier::run() {
     for (;;) {
         State& state = states_.back();
         bool goesOn = true;
-        if (!state.folders.empty()) {
+        if (cancellation_.isCancelled()) {
+            goesOn = stop(ECANCELED, "");
+        } else if (!state.folders.empty()) {
             std::string next = std::move(state.folders.back());
             state.folders.pop_back();
             goesOn = enter(std::move(next));
@@ -59,7 +63,16 @@ bool FolderEmptier::remove(const std::string& name, int flags) {
         hasRemovedAnything_ = true;
         return true;
     }
-    return errno == ENOENT;
+    return errno == ENOENT || isGoneAllTheSame(name);
+}
+
+/// After a removal that was reported as failed, as by a network file system that lost the answer. Keeps `errno`.
+bool FolderEmptier::isGoneAllTheSame(const std::string& name) {
+    const int error = errno;
+    const bool isGoneNow = isGone(descent_.folder(), name);
+    hasRemovedAnything_ = hasRemovedAnything_ || isGoneNow;
+    errno = error;
+    return isGoneNow;
 }
 
 /// Reads the next entries of the lowest folder into `entries_` and its `folders`.
@@ -94,11 +107,12 @@ bool FolderEmptier::removeNextEntries() {
     const int folder = descent_.folder();
     for (const Entry& entry : entries_) {
         const char* name = names_.c_str() + entry.name;
+        if (cancellation_.isCancelled()) return stop(ECANCELED, name);
         if (::unlinkat(folder, name, 0) == 0) {
             hasRemovedAnything_ = true;
         } else if (errno == EISDIR) {
             states_.back().folders.emplace_back(name);  // listed without its type, or put there meanwhile
-        } else if (errno != ENOENT) {
+        } else if (errno != ENOENT && !isGoneAllTheSame(name)) {
             return stop(errno, name);
         }
     }

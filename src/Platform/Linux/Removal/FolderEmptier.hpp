@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KestrelCore/Base/CancellationToken.hpp"
 #include "Platform/Linux/Walk/FolderDescent.hpp"
 #include "Platform/Linux/Walk/FolderListing.hpp"
 
@@ -14,8 +15,9 @@ namespace KestrelCore {
 /// reached from the given one, so nothing else can be put in its way.
 class FolderEmptier {
 public:
-    /// `folder` must be open for reading.
-    explicit FolderEmptier(FileDescriptor folder) : descent_{std::move(folder)}, states_(1) {}
+    /// `folder` must be open for reading. Stops with ECANCELED before the next entry after a cancellation.
+    FolderEmptier(FileDescriptor folder, CancellationToken cancellation)
+        : descent_{std::move(folder)}, states_(1), cancellation_{std::move(cancellation)} {}
 
     /// One pass. False when it had to stop; then `errorNumber` and `stoppedAt` say why and where. True means that every
     /// entry it saw is gone; the folder may have been refilled meanwhile.
@@ -48,6 +50,7 @@ private:
     bool enter(std::string name);
     bool leave();
     bool remove(const std::string& name, int flags);
+    bool isGoneAllTheSame(const std::string& name);
     bool stop(int errorNumber, const std::string& entry);
 
     FolderDescent descent_;
@@ -57,6 +60,7 @@ private:
     std::string names_;           ///< each ends with a NUL
     int errorNumber_ = 0;
     std::string stoppedAt_;
+    CancellationToken cancellation_;
     bool hasRemovedAnything_ = false;
 };
 

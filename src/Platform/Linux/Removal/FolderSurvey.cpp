@@ -18,11 +18,12 @@ namespace {
 
 class Surveyor {
 public:
-    explicit Surveyor(FileDescriptor top) : descent_{std::move(top)} {}
+    Surveyor(FileDescriptor top, const CancellationToken& cancellation)
+        : descent_{std::move(top)}, cancellation_{cancellation} {}
 
     FolderSurvey run() {
         list();
-        while (!survey_.foreignFolder && !survey_.mountPoint && !pending_.empty()) {
+        while (!survey_.foreignFolder && !survey_.mountPoint && !pending_.empty() && !cancellation_.isCancelled()) {
             if (pending_.back().empty()) {
                 pending_.pop_back();
                 if (!pending_.empty() && !descent_.leave()) break;
@@ -89,6 +90,7 @@ private:
     }
 
     FolderDescent descent_;
+    const CancellationToken& cancellation_;
     std::vector<std::vector<std::string>> pending_;  ///< folders to enter, one list a level
     FolderListing listing_;
     std::unordered_set<ino_t> counted_;
@@ -97,6 +99,8 @@ private:
 
 }  // namespace
 
-FolderSurvey surveyFolder(FileDescriptor folder) { return Surveyor{std::move(folder)}.run(); }
+FolderSurvey surveyFolder(FileDescriptor folder, const CancellationToken& cancellation) {
+    return Surveyor{std::move(folder), cancellation}.run();
+}
 
 }  // namespace KestrelCore

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KestrelCore/Base/CancellationToken.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 
 #include <cstdint>
@@ -19,8 +20,7 @@ struct FolderSurvey {
 };
 
 /// Looks at everything in `folder`, which must be open for reading: never through a link, any depth. Ends early at a
-/// folder that forbids the move. What lies in folders that can't be entered
-/// is not counted.
-[[nodiscard]] FolderSurvey surveyFolder(FileDescriptor folder);
+/// folder that forbids the move, and after a cancellation. What lies in folders that can't be entered is not counted.
+[[nodiscard]] FolderSurvey surveyFolder(FileDescriptor folder, const CancellationToken& cancellation);
 
 }  // namespace KestrelCore

@@ -1,5 +1,6 @@
 #include "Platform/Linux/Removal/ItemLocation.hpp"
 
+#include "Base/RefusalSentences.hpp"
 #include "Platform/Linux/MountTable.hpp"
 
 #include <algorithm>
@@ -117,11 +118,9 @@ int renameWithoutReplacing(int fromFolder, const std::string& from, int toFolder
     return result == 0 ? 0 : errno;
 }
 
-PlatformError changedItemError() { return refusal("The item changed since the scan. Scan again before deleting it."); }
+PlatformError changedItemError() { return refusal(changedItemSentence); }
 
-PlatformError protectedTrashError() {
-    return refusal("Trash and Time Machine content are protected from Kestrel deletion.");
-}
+PlatformError protectedTrashError() { return refusal(protectedTrashSentence); }
 
 PlatformError mountedItemError(const ItemLocation& item, FileOperation operation) {
     return withSentence(fileManagerError(operation, item.text(), EBUSY), "A file system is mounted on it or in it.");
@@ -138,9 +137,16 @@ PlatformError itemError(FileOperation operation, const ItemLocation& item, int e
     return withSentence(error, Text::concatenating({systemErrorText(errorNumber).view(), "."}));
 }
 
-void refuseMounts(const ItemLocation& item, FileOperation operation) {
+std::optional<PlatformError> mountRefusal(const ItemLocation& item, std::string_view place, FileOperation operation) {
     const auto mounts = MountTable::current();
-    if (mounts && mounts->hasMountAtOrBelow(item.path)) throw mountedItemError(item, operation);
+    if (!mounts)
+        return withSentence(fileManagerError(operation, item.text(), ENOSYS),
+                            "Without /proc the system does not tell what is mounted in it.");
+    return mounts->hasMountAtOrBelow(place) ? std::optional{mountedItemError(item, operation)} : std::nullopt;
+}
+
+void refuseMounts(const ItemLocation& item, FileOperation operation) {
+    if (const auto refusal = mountRefusal(item, item.path, operation)) throw *refusal;
 }
 
 }  // namespace KestrelCore

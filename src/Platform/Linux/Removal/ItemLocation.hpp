@@ -57,7 +57,11 @@ struct ItemLocation {
 /// The error of `operation` for an errno value; where the sentence does not tell the reason, the reason follows.
 [[nodiscard]] PlatformError itemError(FileOperation operation, const ItemLocation& item, int errorNumber);
 
-/// Throws when something is mounted on the item or below it.
+/// The refusal of an item that now stands at `place` (raw, absolute, free of links) when something is mounted there or
+/// below, or when the system does not tell.
+[[nodiscard]] std::optional<PlatformError> mountRefusal(const ItemLocation& item, std::string_view place,
+                                                        FileOperation operation);
+/// Throws that for the place where the item was found.
 void refuseMounts(const ItemLocation& item, FileOperation operation);
 
 }  // namespace KestrelCore

@@ -1,9 +1,9 @@
 #include "Platform/Linux/Removal/SafeRemoval.hpp"
 
-#include "Base/Random.hpp"
-#include "Platform/Linux/MountTable.hpp"
 #include "Platform/Linux/Removal/FolderEmptier.hpp"
+#include "Platform/Linux/Removal/HiddenItem.hpp"
 #include "Platform/Linux/Removal/ItemLocation.hpp"
+#include "Platform/Linux/Removal/SureRename.hpp"
 #include "Platform/Linux/Removal/TrashStanding.hpp"
 
 #include <array>
@@ -12,87 +12,57 @@
 #include <unistd.h>
 
 // Between a look at an item and its removal someone may put another item under its name; the system has no call that
-// removes "this file if it still is that inode". So the item is first renamed, in its own folder, to a random name that
-// nobody else knows, looked at again there, and only then removed, or given back its name when it is another one.
+// removes "this file if it still is that inode". So the item is first moved into a new folder beside it that only this
+// user may enter, looked at again there, and only then removed, or given its place back when it is another one.
 //
-//     name ──rename──▶ .kestrel-removing-0123456789abcdef ──same item?──▶ unlink
-//                                                          └─another───▶ rename back, refuse
+//     name ──rename──▶ .kestrel-removing-0123456789abcdef/name ──same item?──▶ unlink
+//                                                               └─another───▶ rename back, refuse
 //
-// A folder is opened before, and emptied through that descriptor: what the path means by then plays no part. Where a
-// file system can't rename a folder (lower layers of an overlay, no space for a name) the descriptor alone guards it.
+// Within that folder nobody but this user and root can exchange anything, so what was compared is what goes. Where no
+// such folder can be made or moved into (a full volume; a folder that its user may not write to, which the system moves
+// within its own folder only), the item gets such a name itself, in its own folder. The name is no secret there: who
+// may write to that folder and watches it can still exchange the item between the comparison and the removal. He gains
+// no right by that (what he puts there he could remove as well), and a folder is no prize: it was opened before, is
+// emptied through that descriptor whatever its path means by then, and only an empty one goes by its name. Where a file
+// system can't rename a folder at all (lower layers of an overlay, no space for a name) the same holds for its own
+// name.
 
 namespace KestrelCore {
 
 namespace {
-
-constexpr std::string_view removalPrefix = ".kestrel-removing-";
-constexpr std::size_t removalDigits = 16;
-
-std::string randomRemovalName() {
-    std::array<unsigned char, removalDigits / 2> bytes{};
-    fillRandom(bytes.data(), bytes.size());
-    std::string name{removalPrefix};
-    for (const unsigned char byte : bytes) {
-        name += "0123456789abcdef"[byte >> 4];
-        name += "0123456789abcdef"[byte & 15];
-    }
-    return name;
-}
-
-/// The item to be removed while it stands under its random name. `giveBack` undoes that.
-class HiddenItem {
-public:
-    explicit HiddenItem(const ItemLocation& item) : item_{item} {}
-
-    /// 0, or the errno value; nothing has changed then.
-    [[nodiscard]] int hide() {
-        int error = EEXIST;
-        while (error == EEXIST) {
-            hiddenName_ = randomRemovalName();
-            error = renameWithoutReplacing(item_.folder.get(), item_.name, item_.folder.get(), hiddenName_);
-        }
-        if (error != 0) hiddenName_.clear();
-        return error;
-    }
-
-    [[nodiscard]] bool isHidden() const { return !hiddenName_.empty(); }
-    [[nodiscard]] const std::string& name() const { return isHidden() ? hiddenName_ : item_.name; }
-
-    /// Gives the item its name back; `error` says so in a further sentence when that name is taken by now.
-    [[nodiscard]] PlatformError giveBack(const PlatformError& error) {
-        if (!isHidden() || renameWithoutReplacing(item_.folder.get(), hiddenName_, item_.folder.get(), item_.name) == 0)
-            return error;
-        return withSentence(error, Text::concatenating({"It is now named “", hiddenName_, "” in the same folder."}));
-    }
-
-private:
-    const ItemLocation& item_;
-    std::string hiddenName_;
-};
 
 /// A rename that failed for one of these says nothing against removing a folder through its descriptor.
 bool isRenameUnavailable(int error) {
     return error == EXDEV || error == ENOSPC || error == EDQUOT || error == EINVAL || error == ENOSYS;
 }
 
-void removeFile(const ItemLocation& item, const ExpectedItem& expected) {
+/// Removes the hidden item's name. 0, or the errno value; a failure that was none is none here either.
+int unlinkHidden(const HiddenItem& hidden, int flags) {
+    if (::unlinkat(hidden.folder(), hidden.name().c_str(), flags) == 0) return 0;
+    const int error = errno;
+    return isGone(hidden.folder(), hidden.name()) ? 0 : error;
+}
+
+PlatformError cancelledError(const ItemLocation& item) { return itemError(FileOperation::remove, item, ECANCELED); }
+
+void removeFile(const ItemLocation& item, const struct stat& status, const CancellationToken& cancellation) {
+    const HeldItem held{item, status};
     HiddenItem hidden{item};
     if (const int error = hidden.hide()) throw itemError(FileOperation::remove, item, error);
-    const auto status = statusIn(item.folder.get(), hidden.name());
-    if (!status || !matches(*status, expected)) throw hidden.giveBack(changedItemError());
-    if (::unlinkat(item.folder.get(), hidden.name().c_str(), 0) != 0)
-        throw hidden.giveBack(itemError(FileOperation::remove, item, errno));
+    if (!held.is(statusIn(hidden.folder(), hidden.name()))) throw hidden.giveBack(changedItemError());
+    if (cancellation.isCancelled()) throw hidden.giveBack(cancelledError(item));
+    if (const int error = unlinkHidden(hidden, 0)) throw hidden.giveBack(itemError(FileOperation::remove, item, error));
 }
 
 /// A folder that may not be listed can go when it is empty.
-void removeUnreadableFolder(const ItemLocation& item, const ExpectedItem& expected) {
+void removeUnreadableFolder(const ItemLocation& item, const struct stat& status) {
+    const HeldItem held{item, status};
     HiddenItem hidden{item};
     if (const int error = hidden.hide()) throw itemError(FileOperation::remove, item, error);
-    const auto status = statusIn(item.folder.get(), hidden.name());
-    if (!status || !matches(*status, expected)) throw hidden.giveBack(changedItemError());
-    if (::unlinkat(item.folder.get(), hidden.name().c_str(), AT_REMOVEDIR) != 0) {
-        const int error = errno == ENOTEMPTY || errno == EEXIST ? EACCES : errno;
-        throw hidden.giveBack(itemError(FileOperation::remove, item, error));
+    if (!held.is(statusIn(hidden.folder(), hidden.name()))) throw hidden.giveBack(changedItemError());
+    if (const int error = unlinkHidden(hidden, AT_REMOVEDIR)) {
+        const int reason = error == ENOTEMPTY || error == EEXIST ? EACCES : error;
+        throw hidden.giveBack(itemError(FileOperation::remove, item, reason));
     }
 }
 
@@ -112,34 +82,47 @@ PlatformError stoppedError(const ItemLocation& item, const FolderEmptier& emptie
                                     path, "”: ", systemErrorText(errorNumber).view(), "."}));
 }
 
-void removeFolder(const ItemLocation& item, const ExpectedItem& expected) {
+/// Whether the process can open what emptying a folder needs at once: found out before anything is touched, since a
+/// removal that lacks one further down has to stop half-way.
+int lackOfDescriptors(int folder) {
+    std::array<FileDescriptor, 3> probes;  // the private folder, and two levels below the top
+    for (FileDescriptor& probe : probes) {
+        probe = FileDescriptor{::fcntl(folder, F_DUPFD_CLOEXEC, 0)};
+        if (!probe.isOpen()) return errno;
+    }
+    return 0;
+}
+
+void removeFolder(const ItemLocation& item, const struct stat& status, const CancellationToken& cancellation) {
     int error = 0;
     FileDescriptor folder = openFolderOnSameMount(item.folder.get(), item.name, 0, error);
     if (!folder.isOpen()) {
         if (error == EXDEV) throw mountedItemError(item, FileOperation::remove);
         if (error == ELOOP || error == ENOTDIR) throw changedItemError();
-        if (error == EACCES) return removeUnreadableFolder(item, expected);
+        if (error == EACCES) return removeUnreadableFolder(item, status);
         throw itemError(FileOperation::remove, item, error);
     }
-    struct stat status {};
-    if (::fstat(folder.get(), &status) != 0) throw itemError(FileOperation::remove, item, errno);
-    if (!matches(status, expected)) throw changedItemError();
+    const ExpectedItem expected = asExpected(status);
+    struct stat opened {};
+    if (::fstat(folder.get(), &opened) != 0) throw itemError(FileOperation::remove, item, errno);
+    if (!matches(opened, expected)) throw changedItemError();
+    if (const int lack = lackOfDescriptors(folder.get())) throw itemError(FileOperation::remove, item, lack);
 
     HiddenItem hidden{item};
     error = hidden.hide();
     if (error != 0 && !isRenameUnavailable(error)) throw itemError(FileOperation::remove, item, error);
     const auto isThatFolder = [&] {
-        const auto found = statusIn(item.folder.get(), hidden.name());
-        return found && matches(*found, asExpected(status));
+        const auto found = statusIn(hidden.folder(), hidden.name());
+        return found && matches(*found, expected);
     };
     if (!isThatFolder()) throw hidden.giveBack(changedItemError());
 
-    FolderEmptier emptier{std::move(folder)};
+    FolderEmptier emptier{std::move(folder), cancellation};
     for (int pass = 0; pass < FolderEmptier::mostPasses; ++pass) {
         if (!emptier.run()) throw hidden.giveBack(stoppedError(item, emptier, emptier.errorNumber()));
         if (!isThatFolder()) throw hidden.giveBack(changedItemError());
-        if (::unlinkat(item.folder.get(), hidden.name().c_str(), AT_REMOVEDIR) == 0) return;
-        error = errno;
+        error = unlinkHidden(hidden, AT_REMOVEDIR);
+        if (error == 0) return;
         if (error != ENOTEMPTY && error != EEXIST) break;
     }
     throw hidden.giveBack(stoppedError(item, emptier, error));
@@ -147,23 +130,19 @@ void removeFolder(const ItemLocation& item, const ExpectedItem& expected) {
 
 }  // namespace
 
-bool isRemovalName(std::string_view name) {
-    return name.size() == removalPrefix.size() + removalDigits && name.starts_with(removalPrefix) &&
-           name.find_first_not_of("0123456789abcdef", removalPrefix.size()) == std::string_view::npos;
-}
-
-void removeSafely(const URL& url, const std::optional<ExpectedItem>& expected) {
+void removeSafely(const URL& url, const std::optional<ExpectedItem>& expected, const CancellationToken& cancellation) {
     const ItemLocation item = locateItem(url, FileOperation::remove);
     const auto status = statusIn(item.folder.get(), item.name);
     if (!status) throw fileManagerError(FileOperation::remove, item.text(), errno);
     if (!matches(*status, expected)) throw changedItemError();
     if (standingToTrash(item)) throw protectedTrashError();
     refuseMounts(item, FileOperation::remove);
+    if (cancellation.isCancelled()) throw cancelledError(item);
 
     if (S_ISDIR(status->st_mode)) {
-        removeFolder(item, asExpected(*status));
+        removeFolder(item, *status, cancellation);
     } else {
-        removeFile(item, asExpected(*status));
+        removeFile(item, *status, cancellation);
     }
 }
 

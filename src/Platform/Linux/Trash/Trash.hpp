@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KestrelCore/Base/CancellationToken.hpp"
 #include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
 
@@ -9,7 +10,9 @@ namespace KestrelCore {
 
 /// Moves an item to a trash on its own file system, as the trash specification of freedesktop.org (1.0) has it: the
 /// home trash, else `.Trash/UID`, else `.Trash-UID` at the top of the volume. Returns its new place. Throws
-/// `PlatformError`; the item is then where it was. One rename that replaces nothing: never copies, never removes.
-std::optional<URL> moveToTrash(const URL& url, const std::optional<ExpectedItem>& expected);
+/// `PlatformError`, also when it is cancelled; the item is then where it was, or the sentence says otherwise. One
+/// rename that replaces nothing: never copies, never removes.
+std::optional<URL> moveToTrash(const URL& url, const std::optional<ExpectedItem>& expected,
+                               const CancellationToken& cancellation = {});
 
 }  // namespace KestrelCore

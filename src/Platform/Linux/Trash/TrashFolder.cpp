@@ -148,7 +148,10 @@ void TrashFolder::noteSize(const std::string& name, std::optional<std::uint64_t>
         const FileDescriptor file{
             ::openat(folder.get(), "directorysizes", O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)};
         struct stat status {};
-        if (file.isOpen() && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode))
+        // A line that stays means nothing, and to take one after the other out of a long file would take for ever.
+        constexpr off_t longestTidied = off_t{64} << 10;
+        if (file.isOpen() && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
+            (bytes || status.st_size <= longestTidied))
             content = contentsOfDescriptor(file.get(), std::size_t{16} << 20).value_or("");
         else if (!bytes)
             return;
@@ -170,7 +173,7 @@ void TrashFolder::noteSize(const std::string& name, std::optional<std::uint64_t>
     }
 
     std::uint64_t random = 0;
-    fillRandom(&random, sizeof random);
+    if (fillRandom(&random, sizeof random) != 0) return;
     const std::string temporary = "directorysizes." + std::to_string(random);
     if (writeNewFile(folder.get(), temporary, updated, Durability::cached) != 0) return;
     if (::renameat(folder.get(), temporary.c_str(), folder.get(), "directorysizes") != 0)

@@ -3,15 +3,6 @@
 #include <algorithm>
 #include <array>
 
-// An info file:
-//
-//     [Trash Info]
-//     Path=/home/anna/old%20photos            from the top of the volume in a volume's own trash: Path=old%20photos
-//     DeletionDate=2026-11-21T09:30:00        local time, without a zone
-//
-// Other programs write such files too, and anybody may have edited one: a group that ends without a path, a bad escape
-// or an encoded NUL makes it say nothing. The first path counts; what else is there is passed over.
-
 namespace KestrelCore {
 
 namespace {

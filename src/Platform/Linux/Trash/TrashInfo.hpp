@@ -21,7 +21,7 @@ namespace KestrelCore {
 
 /// The largest name that leaves room for the ending of its info file.
 inline constexpr std::size_t longestTrashName = 255 - 10;
-/// `name` followed by " 2", " 3" …, or as it is for attempt 1; cut between characters to `longest` bytes.
+/// `name`, cut between characters, followed by `distinction` (such as " 2", or nothing): `longest` bytes at most.
 [[nodiscard]] std::string trashName(std::string_view name, std::string_view distinction, std::size_t longest);
 
 }  // namespace KestrelCore

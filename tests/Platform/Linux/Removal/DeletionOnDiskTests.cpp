@@ -1,7 +1,7 @@
 #include "KestrelCore/Deletion/DeletionCoordinator.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
-#include "Platform/DeletionGuard.hpp"
 #include "Platform/FileStatus.hpp"
+#include "Platform/InterruptedRemovals.hpp"
 #include "support/ChildProcess.hpp"
 #include "support/DiskRecord.hpp"
 #include "support/EnvironmentSetting.hpp"
@@ -95,7 +95,7 @@ void expectOnlyHeldIsLeft(const TemporaryFolder& folder) {
     EXPECT_TRUE(existsItself(folder / "top/sub/held"));
     EXPECT_FALSE(existsItself(folder / "top/a"));
     EXPECT_FALSE(existsItself(folder / "top/b"));
-    EXPECT_TRUE(interruptedRemovals(folder.path()).empty());
+    EXPECT_EQ(InterruptedRemovals::in(folder.path()).count, 0U);
 }
 
 }  // namespace
@@ -133,7 +133,7 @@ TEST(DeletionOnDisk, leavesAnItemWholeThatIsImmutableItself) {
     EXPECT_EQ(removeAll({top})[0].message.string(), noPermission(top));
     for (const std::string& path : {top + "/a", top + "/b", top + "/sub/held", file}) EXPECT_TRUE(existsItself(path));
     EXPECT_TRUE(fs::is_empty(folder / "data/Trash/info"));
-    EXPECT_TRUE(interruptedRemovals(folder.path()).empty());
+    EXPECT_EQ(InterruptedRemovals::in(folder.path()).count, 0U);
 }
 
 TEST(DeletionOnDisk, changesNoModesToGetAtAnItem) {
@@ -186,7 +186,7 @@ TEST(DeletionOnDisk, stopsAtOthersItemsInAStickyFolder) {
     EXPECT_TRUE(existsItself(top + "/sub/held"));
     EXPECT_FALSE(existsItself(top + "/a"));
     EXPECT_FALSE(existsItself(other));
-    EXPECT_TRUE(interruptedRemovals(folder / "home").empty());
+    EXPECT_EQ(InterruptedRemovals::in(folder / "home").count, 0U);
 }
 
 TEST(DeletionOnDisk, removesAProgramThatRuns) {

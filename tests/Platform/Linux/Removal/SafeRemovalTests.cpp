@@ -1,8 +1,11 @@
 #include "Platform/Linux/Removal/SafeRemoval.hpp"
 
-#include "Platform/DeletionGuard.hpp"
 #include "Platform/FileStatus.hpp"
+#include "Platform/InterruptedRemovals.hpp"
+#include "Platform/Linux/Removal/HiddenItem.hpp"
+#include "support/ChildProcess.hpp"
 #include "support/InMemory.hpp"
+#include "support/SupervisedCalls.hpp"
 #include "support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
@@ -15,6 +18,7 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <thread>
@@ -31,9 +35,10 @@ constexpr const char* changedMessage = "The item changed since the scan. Scan ag
 void writeFile(const std::string& path, const std::string& content = "content") { std::ofstream{path} << content; }
 
 std::optional<PlatformError> removalError(const std::string& path,
-                                          const std::optional<ExpectedItem>& expected = std::nullopt) {
+                                          const std::optional<ExpectedItem>& expected = std::nullopt,
+                                          const CancellationToken& cancellation = {}) {
     try {
-        removeSafely(URL::fromPath(path), expected);
+        removeSafely(URL::fromPath(path), expected, cancellation);
         return std::nullopt;
     } catch (const PlatformError& error) {
         return error;
@@ -51,6 +56,42 @@ bool existsItself(const std::string& path) { return fileStatus(path).status.has_
 std::size_t countIn(const std::string& folder) {
     return static_cast<std::size_t>(std::distance(fs::directory_iterator{folder}, fs::directory_iterator{}));
 }
+
+/// A file and a folder with one file and a folder in it, and their removals under supervision.
+class SupervisedRemoval : public testing::Test {
+protected:
+    void SetUp() override {
+        fs::create_directories(top + "/sub");
+        writeFile(top + "/sub/held");
+        writeFile(file);
+    }
+
+    /// The text of each item's failure, "" where there is none. False where calls can't be supervised.
+    bool remove(std::initializer_list<long> calls, const std::function<std::optional<int>(const SystemCall&)>& decide) {
+        return runSupervised(
+            calls,
+            [this] {
+                for (const std::string& item : {file, top}) {
+                    const auto error = removalError(item, std::nullopt, cancellation);
+                    failures.push_back(error ? error->description().string() : "");
+                }
+            },
+            decide);
+    }
+    void expectAllStays() const {
+        EXPECT_TRUE(existsItself(file));
+        EXPECT_TRUE(existsItself(top + "/sub/held"));
+        EXPECT_EQ(countIn(folder.path()), 2U);
+    }
+
+    TemporaryFolder folder;
+    std::string file = folder.path() + "/file";
+    std::string top = folder.path() + "/top";
+    CancellationToken cancellation;
+    std::vector<std::string> failures;
+};
+
+constexpr const char* noSupervision = "System calls can't be supervised here";
 
 }  // namespace
 
@@ -257,7 +298,7 @@ TEST(SafeRemoval, endsOnAFolderThatIsRefilledAllTheTime) {
     } else {
         EXPECT_FALSE(existsItself(top));
     }
-    EXPECT_TRUE(interruptedRemovals(folder.path()).empty());
+    EXPECT_EQ(InterruptedRemovals::in(folder.path()).count, 0U);
 }
 
 TEST(SafeRemoval, withstandsSomeoneWhoExchangesFoldersAllTheTime) {
@@ -311,6 +352,160 @@ TEST(SafeRemoval, knowsTheNamesItUses) {
     EXPECT_FALSE(isRemovalName(".kestrel-removing-0123456789abcdeF"));
     EXPECT_FALSE(isRemovalName(".kestrel-removing-0123456789abcde"));
     EXPECT_FALSE(isRemovalName(".kestrel-removing-0123456789abcdef0"));
+}
+
+TEST_F(SupervisedRemoval, touchesNothingWithoutRandomNumbers) {
+    if (!remove({SYS_getrandom}, [](const SystemCall&) { return EIO; })) GTEST_SKIP() << noSupervision;
+    EXPECT_EQ(failures, (std::vector<std::string>{"“file” couldn’t be removed. Input/output error.",
+                                                  "“top” couldn’t be removed. Input/output error."}));
+    expectAllStays();
+}
+
+TEST_F(SupervisedRemoval, goesOnAfterARenameThatWasDoneAndReportedAsFailed) {
+    for (const int error : {EIO, ENOENT, EEXIST, EINTR}) {
+        SetUp();
+        failures.clear();
+        const auto late = [error](const SystemCall& call) { return call.make() == 0 ? error : EACCES; };
+        if (!remove({SYS_renameat2}, late)) GTEST_SKIP() << noSupervision;
+        EXPECT_EQ(failures, (std::vector<std::string>{"", ""})) << error;
+        EXPECT_EQ(countIn(folder.path()), 0U) << error;
+    }
+}
+
+TEST_F(SupervisedRemoval, putsBackOverARenameThatWasDoneAndReportedAsFailed) {
+    const auto late = [](const SystemCall& call) {
+        if (call.number == SYS_unlinkat)
+            return (call.arguments[2] & AT_REMOVEDIR) == 0 ? std::optional{EBUSY} : std::nullopt;
+        (void)call.make();
+        return std::optional{EIO};
+    };
+    if (!remove({SYS_renameat2, SYS_unlinkat}, late)) GTEST_SKIP() << noSupervision;
+    EXPECT_EQ(failures[0], "“file” couldn’t be removed. Device or resource busy.");
+    expectAllStays();
+}
+
+TEST_F(SupervisedRemoval, knowsWhatWentAlthoughItWasReportedAsFailed) {
+    const auto late = [](const SystemCall& call) { return call.make() == 0 ? EIO : EACCES; };
+    if (!remove({SYS_unlinkat}, late)) GTEST_SKIP() << noSupervision;
+    EXPECT_EQ(failures, (std::vector<std::string>{"", ""}));
+    EXPECT_EQ(countIn(folder.path()), 0U);
+}
+
+TEST_F(SupervisedRemoval, endsOnAFileSystemThatSaysThatEveryNameIsTaken) {
+    int renames = 0;
+    // In the end it gives in, so that this ends whatever happens.
+    const auto lie = [&renames](const SystemCall&) { return ++renames < 1000 ? std::optional{EEXIST} : std::nullopt; };
+    if (!remove({SYS_renameat2}, lie)) GTEST_SKIP() << noSupervision;
+    EXPECT_EQ(failures[0], "“file” couldn’t be removed. File exists.");
+    EXPECT_LT(renames, 100);
+    expectAllStays();
+}
+
+TEST_F(SupervisedRemoval, lastLooksAtAnItemWhereNobodyElseCanEnter) {
+    std::vector<std::string> places;
+    const auto look = [&](const SystemCall& call) -> std::optional<int> {
+        if (call.text(1) != "file" && call.text(1) != "top") return std::nullopt;
+        const auto place = fs::read_symlink("/proc/self/fd/" + std::to_string(call.descriptor(0)));
+        struct stat status {};
+        EXPECT_EQ(::fstat(call.descriptor(0), &status), 0);
+        EXPECT_EQ(status.st_mode & 07777U, 0700U);
+        EXPECT_EQ(status.st_uid, ::geteuid());
+        EXPECT_EQ(place.parent_path(), folder.path());
+        EXPECT_TRUE(isRemovalName(place.filename().string())) << place;
+        places.push_back(call.text(1));
+        return std::nullopt;
+    };
+    if (!remove({SYS_unlinkat}, look)) GTEST_SKIP() << noSupervision;
+    EXPECT_EQ(places, (std::vector<std::string>{"file", "top"}));
+    EXPECT_EQ(countIn(folder.path()), 0U);
+}
+
+TEST_F(SupervisedRemoval, getsAlongWithoutAFolderOfItsOwn) {
+    for (const int error : {ENOSPC, EACCES, EIO}) {
+        SetUp();
+        failures.clear();
+        if (!remove({SYS_mkdirat}, [error](const SystemCall&) { return error; })) GTEST_SKIP() << noSupervision;
+        EXPECT_EQ(failures, (std::vector<std::string>{"", ""})) << error;
+        EXPECT_EQ(countIn(folder.path()), 0U) << error;
+    }
+}
+
+TEST_F(SupervisedRemoval, refusesWhereTheSystemDoesNotTellWhatIsMounted) {
+    const auto hide = [](const SystemCall& call) {
+        return call.text(1) == "/proc/self/mountinfo" ? std::optional{ENOENT} : std::nullopt;
+    };
+    if (!remove({SYS_openat}, hide)) GTEST_SKIP() << noSupervision;
+    EXPECT_EQ(failures[0], "“file” couldn’t be removed. Without /proc the system does not tell what is mounted in it.");
+    expectAllStays();
+}
+
+TEST_F(SupervisedRemoval, putsBackWhatWasOnlyMovedAsideWhenItIsCancelled) {
+    const auto cancel = [this](const SystemCall&) -> std::optional<int> {
+        cancellation.cancel();
+        return std::nullopt;
+    };
+    if (!remove({SYS_renameat2}, cancel)) GTEST_SKIP() << noSupervision;
+    EXPECT_EQ(failures[0], "“file” couldn’t be removed. Operation canceled.");
+    expectAllStays();
+}
+
+TEST_F(SupervisedRemoval, tellsWhatIsGoneWhenItIsCancelledWithinAFolder) {
+    fs::remove(file);
+    for (int i = 0; i < 20; ++i) writeFile(top + "/" + std::to_string(i));
+    int removed = 0;
+    const auto cancel = [&](const SystemCall&) -> std::optional<int> {
+        if (++removed == 5) cancellation.cancel();
+        return std::nullopt;
+    };
+    if (!remove({SYS_unlinkat}, cancel)) GTEST_SKIP() << noSupervision;
+    EXPECT_TRUE(failures[1].starts_with(
+        "“top” couldn’t be removed. Some of its contents were removed; it stopped at “" + top + "/"))
+        << failures[1];
+    EXPECT_TRUE(failures[1].ends_with("”: Operation canceled.")) << failures[1];
+    EXPECT_EQ(countIn(top), 16U);  // five files are gone, and the folder in it is there
+    EXPECT_EQ(countIn(folder.path()), 1U);
+}
+
+TEST(SafeRemoval, removesAllOrNothingHoweverFewDescriptorsThereAre) {
+    const InMemory inMemory;
+    int whole = 0;
+    int gone = 0;
+    for (rlim_t most = 3; most < 20; ++most) {
+        const TemporaryFolder folder;
+        const std::string top = folder.path() + "/top";
+        fs::create_directories(top + "/a/b/c/d");
+        for (const char* name : {"/f", "/a/f", "/a/b/f", "/a/b/c/f", "/a/b/c/d/f"}) writeFile(top + name);
+        inChild(ChildSetting::same, [&] {
+            const rlimit descriptors{most, most};
+            ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &descriptors), 0);
+            (void)removalError(top);
+        });
+        if (!existsItself(top)) {
+            ++gone;
+        } else {
+            ++whole;
+            EXPECT_EQ(std::distance(fs::recursive_directory_iterator{top}, {}), 9) << most << " descriptors";
+        }
+        EXPECT_EQ(InterruptedRemovals::in(folder.path()).count, 0U) << most << " descriptors";
+    }
+    EXPECT_GT(whole, 0);
+    EXPECT_GT(gone, 0);
+}
+
+TEST(InterruptedRemovals, namesFewOfManyAndOnlyThoseOfThisUser) {
+    const TemporaryFolder folder;
+    for (int i = 0; i < 10; ++i) folder.makeFolder(".kestrel-removing-000000000000000" + std::to_string(i));
+    std::size_t own = 10;
+    if (::geteuid() == 0) {
+        const std::string planted = folder.path() + "/.kestrel-removing-0000000000000001";
+        ASSERT_EQ(::chown(planted.c_str(), 65534, 65534), 0);
+        --own;
+    }
+    const InterruptedRemovals found = InterruptedRemovals::in(folder.path());
+    EXPECT_EQ(found.count, own);
+    ASSERT_EQ(found.names.size(), 3U);
+    EXPECT_EQ(found.names[0], Text{".kestrel-removing-0000000000000000"});
+    EXPECT_EQ(InterruptedRemovals::in(folder.path() + "/missing").count, 0U);
 }
 
 }  // namespace KestrelCore

@@ -6,6 +6,7 @@
 #include "support/ChildProcess.hpp"
 #include "support/EnvironmentSetting.hpp"
 #include "support/InMemory.hpp"
+#include "support/SupervisedCalls.hpp"
 #include "support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
@@ -17,6 +18,7 @@
 #include <sstream>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace KestrelCore {
@@ -374,6 +376,138 @@ TEST_F(TrashTest, restoresOnlyIntoAFolderThatExistsAndIsNoLink) {
     EXPECT_NE(restoreFailure(place, path, expected), "");
     EXPECT_TRUE(existsItself(place));
     EXPECT_EQ(countIn(folder.path() + "/other"), 0U);
+}
+
+// Faults, and what others do meanwhile, at an exact call.
+
+TEST_F(TrashTest, goesOnAfterARenameThatWasDoneAndReportedAsFailed) {
+    for (const int error : {EIO, ENOENT, EEXIST}) {
+        const std::string path = file("item");
+        std::string place;
+        std::string message;
+        const ExpectedItem expected = expectation(path);
+        const bool isSupervised = runSupervised(
+            {SYS_renameat2},
+            [&] {
+                place = put(path);
+                message = restoreFailure(place, path, expected);
+            },
+            [error](const SystemCall& call) { return call.make() == 0 ? error : EACCES; });
+        if (!isSupervised) GTEST_SKIP() << "System calls can't be supervised here";
+        EXPECT_EQ(place, trashed("item"));
+        EXPECT_EQ(message, "");
+        EXPECT_TRUE(existsItself(path));
+        EXPECT_EQ(countIn(trash + "/files"), 0U);
+        EXPECT_EQ(countIn(trash + "/info"), 0U);
+    }
+}
+
+TEST_F(TrashTest, endsOnAFileSystemThatSaysThatEveryNameIsTaken) {
+    const std::string path = file("item");
+    int renames = 0;
+    std::string message;
+    const bool isSupervised = runSupervised(
+        {SYS_renameat2}, [&] { message = failure(path).what(); },
+        [&](const SystemCall&) { return ++renames < 1000 ? std::optional{EEXIST} : std::nullopt; });
+    if (!isSupervised) GTEST_SKIP() << "System calls can't be supervised here";
+    EXPECT_LT(renames, 200);
+    EXPECT_EQ(message, "“item” couldn’t be moved to the trash. File exists.");
+    EXPECT_TRUE(existsItself(path));
+    EXPECT_EQ(countIn(trash + "/info"), 0U);
+}
+
+TEST_F(TrashTest, isWholeWithoutRandomNumbers) {
+    for (int i = 0; i < 100; ++i) put(file("same"));
+    const std::string path = file("same");
+    const std::string held = folder.makeFolder("held");
+    std::string message;
+    std::string place;
+    const bool isSupervised = runSupervised(
+        {SYS_getrandom},
+        [&] {
+            message = failure(path).what();  // needs one for its name
+            place = put(held);               // needs one for the note of its size, which can be done without
+        },
+        [](const SystemCall&) { return EIO; });
+    if (!isSupervised) GTEST_SKIP() << "System calls can't be supervised here";
+    EXPECT_EQ(message, "“same” couldn’t be moved to the trash. Input/output error.");
+    EXPECT_TRUE(existsItself(path));
+    EXPECT_EQ(place, trashed("held"));
+    EXPECT_EQ(countIn(trash + "/info"), 101U);
+    EXPECT_EQ(countIn(trash + "/files"), 101U);
+}
+
+TEST_F(TrashTest, refusesWhereTheSystemDoesNotTellWhatIsMounted) {
+    const std::string path = file("item");
+    std::string message;
+    const bool isSupervised = runSupervised(
+        {SYS_openat}, [&] { message = failure(path).what(); },
+        [](const SystemCall& call) {
+            return call.text(1) == "/proc/self/mountinfo" ? std::optional{ENOENT} : std::nullopt;
+        });
+    if (!isSupervised) GTEST_SKIP() << "System calls can't be supervised here";
+    EXPECT_EQ(message,
+              "“item” couldn’t be moved to the trash. Without /proc the system does not tell what is mounted in it.");
+    EXPECT_TRUE(existsItself(path));
+}
+
+TEST_F(TrashTest, staysWhenItIsCancelledWhileItIsLookedThrough) {
+    const std::string path = folder.makeFolder("item");
+    folder.makeFolder("item/sub");
+    CancellationToken cancellation;
+    std::string message;
+    const bool isSupervised = runSupervised(
+        {SYS_getdents64},
+        [&] {
+            try {
+                (void)moveToTrash(URL::fromPath(path), std::nullopt, cancellation);
+            } catch (const PlatformError& error) {
+                message = error.what();
+            }
+        },
+        [&](const SystemCall&) -> std::optional<int> {
+            cancellation.cancel();
+            return std::nullopt;
+        });
+    if (!isSupervised) GTEST_SKIP() << "System calls can't be supervised here";
+    EXPECT_EQ(message, "“item” couldn’t be moved to the trash. Operation canceled.");
+    EXPECT_TRUE(existsItself(path + "/sub"));
+}
+
+TEST_F(TrashTest, takesNoMountAlongThatWasMadeMeanwhile) {
+    // When the info file is written, and right before the rename.
+    for (const long moment : {SYS_fsync, SYS_renameat2}) {
+        const std::string path = folder.makeFolder("item");
+        const std::string inner = folder.makeFolder("item/sub");
+        inChild(ChildSetting::mountNamespace, [&] {
+            std::string message;
+            bool isMounted = false;
+            const bool isSupervised = runSupervised(
+                {moment}, [&] { message = failure(path).what(); },
+                [&](const SystemCall&) -> std::optional<int> {
+                    if (!isMounted) isMounted = ::mount("none", inner.c_str(), "tmpfs", 0, nullptr) == 0;
+                    return std::nullopt;
+                });
+            if (!isSupervised) GTEST_SKIP() << "System calls can't be supervised here";
+            EXPECT_TRUE(isMounted);
+            EXPECT_EQ(message, "“item” couldn’t be moved to the trash. A file system is mounted on it or in it.");
+            EXPECT_TRUE(existsItself(inner));
+            EXPECT_EQ(countIn(trash + "/files"), 0U);
+            EXPECT_EQ(countIn(trash + "/info"), 0U);
+        });
+        if (IsSkipped()) return;
+    }
+}
+
+TEST_F(TrashTest, leavesALongListOfSizesAloneWhenAFolderGoesBack) {
+    const std::string path = folder.makeFolder("item");
+    const ExpectedItem expected = expectation(path);
+    const std::string place = put(path);
+    const std::string list = trash + "/directorysizes";
+    std::ofstream{list, std::ios::app} << "4096 1 " << std::string(70'000, 'x') << '\n';
+    const ExpectedItem before = expectation(list);
+    EXPECT_EQ(restoreFailure(place, path, expected), "");
+    EXPECT_EQ(expectation(list), before);  // it was not written anew
 }
 
 TEST(TrashInfo, encodesAndDecodesEveryByte) {

@@ -1,0 +1,38 @@
+#include "Platform/InterruptedRemovals.hpp"
+
+#include "Platform/Linux/Removal/HiddenItem.hpp"
+#include "Platform/Linux/Removal/ItemLocation.hpp"
+#include "Platform/Linux/Walk/FolderListing.hpp"
+#include "Platform/POSIX/FileDescriptor.hpp"
+
+#include <fcntl.h>
+#include <iterator>
+#include <set>
+#include <string>
+#include <unistd.h>
+
+namespace KestrelCore {
+
+InterruptedRemovals InterruptedRemovals::in(const Text& folder) {
+    InterruptedRemovals found;
+    const FileDescriptor opened{
+        ::open(folder.string().c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK)};
+    if (!opened.isOpen()) return found;
+    std::set<std::string> first;
+    FolderListing listing;
+    while (listing.readPiece(opened.get())) {
+        while (const ListedEntry* entry = listing.next()) {
+            if (!isRemovalName(entry->name)) continue;
+            const std::string name{entry->name};
+            const auto status = statusIn(opened.get(), name);
+            if (!status || status->st_uid != ::geteuid()) continue;
+            ++found.count;
+            first.insert(name);
+            if (first.size() > mostNames) first.erase(std::prev(first.end()));
+        }
+    }
+    found.names.assign(first.begin(), first.end());
+    return found;
+}
+
+}  // namespace KestrelCore
