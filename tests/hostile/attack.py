@@ -89,6 +89,7 @@ class Scene:
         self.folder = None  # the inode of somebody else's empty folder
         self.has_orphan = False  # whether somebody else put a file into the Trash without an info
         self.link.symlink_to(self.outside)
+        self.theirs = {self.link.lstat().st_ino}  # the inodes of what is swapped in
         self.inode = self.victim.lstat().st_ino
         self.environment = {"PATH": os.environ["PATH"], "LC_ALL": "C.UTF-8", "HOME": str(self.top / "home"),
                             "CFFIXED_USER_HOME": str(self.top / "home"), "XDG_DATA_HOME": str(self.data),
@@ -117,31 +118,54 @@ class Scene:
     def receipts(self):
         return list(self.data.glob("kestrel/*receipts/*.receipt"))
 
-    def now(self):
-        """The item where it stands now: an attacker who watches the folders learns every name."""
+    def now(self, from_within=True):
+        """The item where it stands now: an attacker who watches the folders learns every name. One who has it open, or is
+        root, also follows it into a folder that nobody else may enter; one who has not, does not."""
         for folder in (self.parent, self.parent.resolve(), self.trash / "files", self.volume_trash / "files"):
             for path in [folder / "victim", *folder.glob(HIDDEN + "*"), *folder.glob(HIDDEN + "*/*")]:
                 try:
-                    if path.lstat().st_ino == self.inode:
+                    is_private = path.parent != folder and path.parent.stat().st_mode & 0o077 == 0
+                    if path.lstat().st_ino == self.inode and (from_within or not is_private):
                         return path
                 except OSError:
                     continue
         raise FileNotFoundError("victim")
 
+    def hidden(self):
+        """What stands beside the item's place under a name that the program made up."""
+        for path in self.parent.glob(HIDDEN + "*"):
+            if path.lstat().st_ino != self.inode:
+                return path
+        raise FileNotFoundError("hidden")
+
 
 # What is swapped at a stop. Each may fail with an OSError where the scene has gone on too far for it.
 
 def link_inside(scene): exchange(scene.now() / "sub", scene.link)
-def link_item(scene): exchange(scene.now(), scene.link)
+def link_item(scene): exchange(scene.now(from_within=False), scene.link)
 def link_parent(scene): exchange(scene.parent, scene.link)
+def link_hidden(scene): exchange(scene.hidden(), scene.link)
+
+
+def file_of_theirs(scene):
+    path = scene.top / "theirs"
+    path.write_text("theirs")
+    scene.kept.add("theirs")
+    scene.theirs.add(path.lstat().st_ino)
+    return path
 
 
 def another_file(scene):
     """Exchanges the item for somebody else's file, under whatever name it has now."""
-    theirs = scene.top / "theirs"
-    theirs.write_text("theirs")
-    scene.kept.add("theirs")
-    exchange(scene.now(), theirs)
+    theirs = file_of_theirs(scene)
+    exchange(scene.now(from_within=False), theirs)
+
+
+def another_hidden(scene):
+    """Exchanges what the program keeps beside the item for somebody else's file. For an empty folder would be another
+    matter: nothing tells it from an emptied one of ours in the moment in which that goes, and nothing is in it."""
+    theirs = file_of_theirs(scene)
+    exchange(scene.hidden(), theirs)
 
 
 def another_folder(scene):
@@ -149,7 +173,7 @@ def another_folder(scene):
     theirs = scene.top / "theirs"
     theirs.mkdir()
     scene.folder = theirs.lstat().st_ino
-    exchange(scene.now(), theirs)
+    exchange(scene.now(from_within=False), theirs)
 
 
 def emptied(scene):
@@ -197,8 +221,8 @@ def mount_empty(scene): mount("-t", "tmpfs", "none", scene.now() / "sub")
 def mount_file(scene): mount("--bind", scene.outside / "f0", scene.now() if scene.kind == "file" else scene.now() / "f0")
 
 
-SWAPS = [link_inside, link_item, link_parent, another_file, another_folder, emptied, refilled, occupied, link_files, link_info,
-         link_trash]
+SWAPS = [link_inside, link_item, link_parent, link_hidden, another_file, another_folder, another_hidden, emptied, refilled,
+         occupied, link_files, link_info, link_trash]
 MOUNTS = [mount_inside, mount_item, mount_parent, mount_empty, mount_file]
 
 
@@ -279,7 +303,7 @@ def answer_of(text):
     return None
 
 
-def judge(scene, text, status, killed=False, swapped=False):
+def judge(scene, text, status, killed=False, swapped=()):
     """What does not hold afterwards, a sentence each."""
     wrong = []
     contents, places = files_below(scene.base)
@@ -301,7 +325,8 @@ def judge(scene, text, status, killed=False, swapped=False):
     # A name of ours that stays is told.
     for folder, names, files in os.walk(scene.top):
         for name in names + files:
-            if name.startswith(HIDDEN) and name not in text:
+            is_theirs = os.lstat(os.path.join(folder, name)).st_ino in scene.theirs
+            if name.startswith(HIDDEN) and name not in text and not is_theirs:
                 wrong.append(f"nothing tells of {folder}/{name}")
     results = answer_of(text)
     if code == 0 and not results:
@@ -330,8 +355,11 @@ def judge(scene, text, status, killed=False, swapped=False):
                 wrong.append(f"done, it says, and it is at {place}")
             if succeeded and not swapped and result.get("resultingPath") != place:
                 wrong.append(f"done to {result.get('resultingPath')}, it says, and it is at {place}")
-            taken_away = swapped and not wanted and place is not None and not place.startswith(str(scene.parent))
-            if not succeeded and in_trash == wanted and place not in message and not taken_away:
+            # Taken out of the Trash by somebody else, or under a mount of somebody else's, it can't be seen.
+            taken_away = swapped and not wanted and place is not None and \
+                (not place.startswith(str(scene.parent)) or place in swapped)
+            tells = place is not None and (place in message or (in_trash and "is in the trash" in message))
+            if not succeeded and in_trash == wanted and not tells and not taken_away:
                 wrong.append(f"not done, it says, and it is at {place}: {message}")
     elif not swapped and not killed and results is not None:
         # Refused: all is as it was.
@@ -403,16 +431,25 @@ def lines(base, operation, kind):
     return names
 
 
-def numbers(base, operation, kind, salt, only=None):
+def numbers(base, operation, kind, salt, only=None, error=None):
     """The numbers of the calls to meddle with. All of them goes on until one is not reached any more: a meddling can
     make the program do more than it does by itself."""
     names = [line.split(" ")[0] for line in lines(base, operation, kind)]
     if only:
-        return [number for number, name in enumerate(names, 1) if name in only]
+        # A folder of a made-up name that "exists already" is somebody else's: `remove` leaves it.
+        leaves = error == "EEXIST" and operation == "remove"
+        return [number for number, name in enumerate(names, 1) if name in only and not (leaves and name.startswith("mkdir"))]
     if ALL:
         return range(1, 100 * len(names))
-    step = 1 if len(names) < 20 else STEP
-    return range(1 + salt * 7 % step, len(names) + 1, step)
+    # Half of them from where names change, for there it matters most.
+    every = range(1, len(names) + 1)
+    near = [number for number in every if CHANGES.intersection(names[max(number - 6, 0):number + 5])]
+    return sorted({number for choice in (every, near) for number in spread(choice, SAMPLES, salt)})
+
+
+def spread(choice, count, salt):
+    step = max(len(choice) // count, 1)
+    return choice[salt * 7 % step::step]
 
 
 def first_look(base, operation, kind):
@@ -447,7 +484,7 @@ def swap_suite(base, swaps):
                 travelled = [point for point in mounts_below(str(base)) if scene.is_trashed(point) and point not in swapped]
                 for point in mounts_below(str(scene.top)):
                     unmount(point)
-                wrong = judge(scene, text, status, swapped=bool(swapped))
+                wrong = judge(scene, text, status, swapped=swapped)
                 if travelled:
                     wrong.append(f"LOST a mount travelled to {travelled[0]}")
                 if operation == "naive":
@@ -520,7 +557,7 @@ def fault_suite(base, action, errors, only):
     for operation, kind in ((o, k) for o in ("remove", "trash", "restore") for k in ("file", "folder")):
         for error in errors:
             salt += 1
-            for number in numbers(base, operation, kind, salt, only):
+            for number in numbers(base, operation, kind, salt, only, error):
                 scene = Scene(base, operation, kind)
                 name, status, text = traced(scene, f"{action}={getattr(errno, error)}", number)
                 if name is None:
@@ -541,7 +578,8 @@ def late(base):
     return ["late errors", "lost"]
 
 
-STEP = {"stops": 23, "mounts": 17, "kills": 5, "faults": 13, "late": 1}[SUITE]
+# How many calls are taken for each kind of attack, twice over.
+SAMPLES = {"stops": 3, "mounts": 4, "kills": 16, "faults": 8, "late": 0}[SUITE]
 if not os.access(TRACER, os.X_OK):
     skip("kestrel-tracer was not built beside the program")
 needs_mount_namespace()
