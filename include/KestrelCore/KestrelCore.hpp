@@ -42,6 +42,7 @@
 #include "KestrelCore/Snapshot/RecordList.hpp"
 #include "KestrelCore/Snapshot/ScanEvent.hpp"
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
+#include "KestrelCore/Snapshot/ValueJSON.hpp"
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
 
 extern "C" {

@@ -1,3 +1,4 @@
+#include "KestrelCore/Snapshot/ValueJSON.hpp"
 #include "Snapshot/Coding/PlainRecordReader.hpp"
 #include "Snapshot/Coding/SnapshotCoding.hpp"
 #include "Snapshot/RecordStorage.hpp"
@@ -30,19 +31,78 @@ using Kind = DecodingError::Kind;
 struct IdentityFields {
     Field<std::uint64_t> device;
     Field<std::uint64_t> inode;
+
+    bool readMember(std::string_view key, json::value value) {
+        if (key == "device") return readFirst(value, device);
+        return key == "inode" && readFirst(value, inode);
+    }
 };
 
-void read(json::value value, Field<IdentityFields>& field) {
+bool keep(json::value value, Field<std::string>& field) {
+    if (field.state != FieldState::absent) return false;
+    Field<std::string_view> view;
+    read(value, view);
+    field.state = view.state;
+    field.value = view.value;
+    return true;
+}
+
+struct ScopeFields {
+    Field<std::string> root;
+    Field<std::string> displayName;
+    Field<std::string> volumeIdentifier;
+
+    bool readMember(std::string_view key, json::value value) {
+        if (key == "root") return keep(value, root);
+        if (key == "displayName") return keep(value, displayName);
+        return key == "volumeIdentifier" && keep(value, volumeIdentifier);
+    }
+    /// `at` is where the scope stands. Throws `DecodingError`.
+    [[nodiscard]] ScanScope scope(const std::string& at) const {
+        const auto url = root.state == FieldState::sound ? URL::parse(Text{root.value}) : std::nullopt;
+        Requirements wants{at};
+        wants.required("root", root)
+            .holds("root", url.has_value())
+            .required("displayName", displayName)
+            .required("volumeIdentifier", volumeIdentifier);
+        if (wants.error()) throw *wants.error();
+        return ScanScope::stored(*url, Text{displayName.value}, Text{volumeIdentifier.value});
+    }
+};
+
+struct IssueFields {
+    Field<std::string_view> path;
+    Field<std::string_view> message;
+
+    bool readMember(std::string_view key, json::value value) {
+        if (key == "path") return readFirst(value, path);
+        return key == "message" && readFirst(value, message);
+    }
+    [[nodiscard]] std::optional<DecodingError> error(const std::string& at) const {
+        Requirements wants{at};
+        wants.required("path", path).required("message", message);
+        return wants.error();
+    }
+    [[nodiscard]] ScanIssue issue() const { return ScanIssue{Text{path.value}, Text{message.value}}; }
+};
+
+/// Of fields that are an object: sound when it is one, whatever its members are.
+template <typename Fields>
+void readFields(json::value value, const std::string& at, Field<Fields>& field) {
     json::object object;
     if (value.get_object().get(object) != simdjson::SUCCESS) {
         field.state = failure(value);
         return;
     }
     field.state = FieldState::sound;
-    readMembers(object, "identity", [&](std::string_view key, json::value member) {
-        if (key == "device") return readFirst(member, field.value.device);
-        return key == "inode" && readFirst(member, field.value.inode);
-    });
+    readMembers(object, at,
+                [&](std::string_view key, json::value member) { return field.value.readMember(key, member); });
+}
+
+void read(json::value value, Field<IdentityFields>& field) { readFields(value, "identity", field); }
+
+DecodingError noObject(FieldState state, const std::string& at) {
+    return DecodingError{state == FieldState::null ? Kind::valueNotFound : Kind::typeMismatch, at, "Not an object"};
 }
 
 struct RecordFields {
@@ -163,15 +223,8 @@ public:
         const auto snapshotID = id_.state == FieldState::sound ? UUID::parse(id_.value) : std::nullopt;
         Requirements wants{""};
         wants.required("id", id_).holds("id", snapshotID.has_value()).required("scope", scope_);
-        std::optional<URL> root;
-        if (scope_.state == FieldState::sound) {
-            const ScopeFields& scope = scope_.value;
-            if (scope.root.state == FieldState::sound) root = URL::parse(Text{scope.root.value});
-            wants.required("scope.root", scope.root)
-                .holds("scope.root", root.has_value())
-                .required("scope.displayName", scope.displayName)
-                .required("scope.volumeIdentifier", scope.volumeIdentifier);
-        }
+        if (wants.error()) throw *wants.error();
+        ScanScope scope = scope_.value.scope("scope");
         wants.required("startedAt", startedAt_).required("completedAt", completedAt_).required("records", records_);
         if (wants.error()) throw *wants.error();
         if (recordError_) throw *recordError_;
@@ -179,22 +232,12 @@ public:
         if (wants.error()) throw *wants.error();
         if (issueError_) throw *issueError_;
         storage_->finishBuilding();
-        return ScanSnapshot{
-            *snapshotID,
-            ScanScope::stored(*root, Text{scope_.value.displayName.value}, Text{scope_.value.volumeIdentifier.value}),
-            Date{startedAt_.value},
-            Date{completedAt_.value},
-            std::move(storage_),
-            std::move(issues_)};
+        return ScanSnapshot{*snapshotID,         std::move(scope),  Date{startedAt_.value}, Date{completedAt_.value},
+                            std::move(storage_), std::move(issues_)};
     }
 
 private:
     enum class Member { unknown, id, scope, startedAt, completedAt, records, issues };
-    struct ScopeFields {
-        Field<std::string> root;
-        Field<std::string> displayName;
-        Field<std::string> volumeIdentifier;
-    };
 
     JSONSplitter::Wanted member(std::string_view rawKey) {
         std::string key{rawKey};
@@ -230,40 +273,17 @@ private:
         }
     }
 
-    static bool keep(json::value value, Field<std::string>& field) {
-        if (field.state != FieldState::absent) return false;
-        Field<std::string_view> view;
-        read(value, view);
-        field.state = view.state;
-        field.value = view.value;
-        return true;
-    }
-
     void value(std::string_view text) {
         reader_.value(text, "", [&](json::value& value) {
             switch (member_) {
             case Member::id: keep(value, id_); break;
-            case Member::scope: readScope(value); break;
+            case Member::scope: readFields(value, "scope", scope_); break;
             case Member::startedAt: read(value, startedAt_); break;
             case Member::completedAt: read(value, completedAt_); break;
             case Member::records: records_.state = failure(value); break;  // an array would have come as elements
             case Member::issues: issuesField_.state = failure(value); break;
             case Member::unknown: break;
             }
-        });
-    }
-
-    void readScope(json::value value) {
-        json::object object;
-        if (value.get_object().get(object) != simdjson::SUCCESS) {
-            scope_.state = failure(value);
-            return;
-        }
-        scope_.state = FieldState::sound;
-        readMembers(object, "scope", [&](std::string_view key, json::value member) {
-            if (key == "root") return keep(member, scope_.value.root);
-            if (key == "displayName") return keep(member, scope_.value.displayName);
-            return key == "volumeIdentifier" && keep(member, scope_.value.volumeIdentifier);
         });
     }
 
@@ -287,16 +307,14 @@ private:
 
     void readRecord(json::value value) {
         const auto at = [this] { return fmt::format("records[{}]", recordCount_); };
-        json::object object;
-        if (value.get_object().get(object) != simdjson::SUCCESS) {
-            const Kind kind = failure(value) == FieldState::null ? Kind::valueNotFound : Kind::typeMismatch;
-            if (!recordError_) recordError_ = DecodingError{kind, at(), "Not an object"};
+        Field<RecordFields> field;
+        readFields(value, "records", field);
+        if (recordError_) return;
+        if (field.state != FieldState::sound) {
+            recordError_ = noObject(field.state, at());
             return;
         }
-        RecordFields fields;
-        readMembers(object, "records",
-                    [&](std::string_view key, json::value member) { return fields.readMember(key, member); });
-        if (recordError_) return;
+        const RecordFields& fields = field.value;
         const auto id = fields.id.state == FieldState::sound ? UUID::parse(fields.id.value) : std::nullopt;
         if (fields.isSound(id)) {
             appendRow(*storage_, fields, *id);
@@ -307,23 +325,15 @@ private:
     }
 
     void readIssue(json::value value) {
-        json::object object;
-        if (value.get_object().get(object) != simdjson::SUCCESS) {
-            const Kind kind = failure(value) == FieldState::null ? Kind::valueNotFound : Kind::typeMismatch;
-            if (!issueError_) issueError_ = DecodingError{kind, "issues", "Not an object"};
+        Field<IssueFields> field;
+        readFields(value, "issues", field);
+        if (issueError_) return;
+        if (field.state != FieldState::sound) {
+            issueError_ = noObject(field.state, "issues");
             return;
         }
-        Field<std::string_view> path;
-        Field<std::string_view> message;
-        readMembers(object, "issues", [&](std::string_view key, json::value member) {
-            if (key == "path") return readFirst(member, path);
-            return key == "message" && readFirst(member, message);
-        });
-        if (issueError_) return;
-        Requirements wants{fmt::format("issues[{}]", issues_.size())};
-        wants.required("path", path).required("message", message);
-        issueError_ = wants.error();
-        if (!issueError_) issues_.push_back(ScanIssue{Text{path.value}, Text{message.value}});
+        issueError_ = field.value.error(fmt::format("issues[{}]", issues_.size()));
+        if (!issueError_) issues_.push_back(field.value.issue());
     }
 
     std::shared_ptr<RecordStorage> storage_;
@@ -352,6 +362,89 @@ ScanSnapshot ScanSnapshot::decodingJSON(std::string_view json) {
     SnapshotDecoder decoder;
     decoder.feed(json);
     return decoder.finish();
+}
+
+namespace {
+
+/// Calls `read` with the one value that `text` is, and gives what it gives. Strict about the form of the whole text.
+template <typename Read>
+auto readAlone(std::string_view text, Read read) {
+    skipJSON(text, 0);
+    std::optional<decltype(read(std::declval<json::value&>()))> result;
+    // Inside the reader: the fields' texts are its own.
+    TextReader{}.value(text, "", [&](json::value& value) { result = read(value); });
+    return *std::move(result);
+}
+
+/// The fields of the one object that the value is.
+template <typename Fields>
+Fields fieldsOf(json::value& value) {
+    Field<Fields> field;
+    readFields(value, "", field);
+    if (field.state != FieldState::sound) throw noObject(field.state, "");
+    return field.value;
+}
+
+/// The case that `fromRawValue` gives for the one number that the text is.
+template <typename FromRawValue>
+auto enumerationIn(std::string_view text, FromRawValue fromRawValue) {
+    return readAlone(text, [&](json::value& value) {
+        Field<std::int64_t> field;
+        read(value, field);
+        Requirements wants{""};
+        wants.required("", field).holds("", fromRawValue(field.value).has_value());
+        if (wants.error()) throw *wants.error();
+        return *fromRawValue(field.value);
+    });
+}
+
+}  // namespace
+
+template <>
+FileIdentity decodingJSON<FileIdentity>(std::string_view text) {
+    return readAlone(text, [](json::value& value) {
+        const auto fields = fieldsOf<IdentityFields>(value);
+        Requirements wants{""};
+        wants.required("device", fields.device).required("inode", fields.inode);
+        if (wants.error()) throw *wants.error();
+        return FileIdentity{.device = fields.device.value, .inode = fields.inode.value};
+    });
+}
+
+template <>
+FileKind decodingJSON<FileKind>(std::string_view text) {
+    return enumerationIn(text, fileKind);
+}
+
+template <>
+RiskLevel decodingJSON<RiskLevel>(std::string_view text) {
+    return enumerationIn(text, riskLevel);
+}
+
+template <>
+ScanScope decodingJSON<ScanScope>(std::string_view text) {
+    return readAlone(text, [](json::value& value) { return fieldsOf<ScopeFields>(value).scope(""); });
+}
+
+template <>
+FileRecord decodingJSON<FileRecord>(std::string_view text) {
+    return readAlone(text, [](json::value& value) {
+        const auto fields = fieldsOf<RecordFields>(value);
+        const auto id = fields.id.state == FieldState::sound ? UUID::parse(fields.id.value) : std::nullopt;
+        if (!fields.isSound(id)) throw fields.firstError(id, "");
+        RecordStorage storage;
+        appendRow(storage, fields, *id);
+        return storage.record(0);
+    });
+}
+
+template <>
+ScanIssue decodingJSON<ScanIssue>(std::string_view text) {
+    return readAlone(text, [](json::value& value) {
+        const auto fields = fieldsOf<IssueFields>(value);
+        if (const auto error = fields.error("")) throw *error;
+        return fields.issue();
+    });
 }
 
 }  // namespace KestrelCore

@@ -1,3 +1,4 @@
+#include "KestrelCore/Snapshot/ValueJSON.hpp"
 #include "Snapshot/Coding/SnapshotCoding.hpp"
 #include "Snapshot/RecordStorage.hpp"
 #include "JSON/JSONFormat.hpp"
@@ -138,18 +139,25 @@ void writeTexts(Output& out, std::string_view escapedPrefix, std::string_view na
 }
 
 template <typename Output>
+void writeIdentity(Output& out, const FileIdentity& identity) {
+    out.text("{\"device\":");
+    out.integer(identity.device);
+    out.text(",\"inode\":");
+    out.integer(identity.inode);
+    out.text("}");
+}
+
+/// `datePath` is what an error about the date names.
+template <typename Output>
 void writeRecord(Output& out, const RecordStorage& storage, const RecordStorage::Row& row,
-                 std::string_view escapedPrefix) {
+                 std::string_view escapedPrefix, const char* datePath = "records.modifiedAt") {
     const auto truth = [](std::uint64_t flag) { return flag != 0 ? std::string_view{"true"} : "false"; };
     out.text("{\"id\":\"");
     out.uuid(row.id);
     out.text("\"");
     if (const auto identity = storage.identityOf(row)) {
-        out.text(",\"identity\":{\"device\":");
-        out.integer(identity->device);
-        out.text(",\"inode\":");
-        out.integer(identity->inode);
-        out.text("}");
+        out.text(",\"identity\":");
+        writeIdentity(out, *identity);
     }
     if (row.isIrregular) {
         writeTexts(out, storage.irregular(row));
@@ -166,7 +174,7 @@ void writeRecord(Output& out, const RecordStorage& storage, const RecordStorage:
     out.integer(row.aggregateAllocatedBytes);
     if (row.hasModified) {
         out.text(",\"modifiedAt\":");
-        out.date(row.modifiedAt, "records.modifiedAt");
+        out.date(row.modifiedAt, datePath);
     }
     out.text(",\"fileExtension\":");
     writeString(out, storage.extensions()[row.extension].view());
@@ -197,38 +205,48 @@ std::size_t longestRecord(const RecordStorage& storage, const RecordStorage::Row
     return recordFrame + 2 * escapedPrefix.size() + JSONFormat::longestEscape * raw;
 }
 
+template <typename Output>
+void writeScope(Output& out, const ScanScope& scope) {
+    out.text("{\"root\":");
+    writeString(out, scope.root.absoluteString().view());
+    out.text(",\"displayName\":");
+    writeString(out, scope.displayName.view());
+    out.text(",\"volumeIdentifier\":");
+    writeString(out, scope.volumeIdentifier.view());
+    out.text("}");
+}
+
 /// Everything before the records.
 template <typename Output>
 void writeHead(Output& out, const ScanSnapshot& snapshot) {
     out.text("{\"id\":\"");
     out.uuid(snapshot.id());
-    out.text("\",\"scope\":{\"root\":");
-    writeString(out, snapshot.scope().root.absoluteString().view());
-    out.text(",\"displayName\":");
-    writeString(out, snapshot.scope().displayName.view());
-    out.text(",\"volumeIdentifier\":");
-    writeString(out, snapshot.scope().volumeIdentifier.view());
-    out.text("},\"startedAt\":");
+    out.text("\",\"scope\":");
+    writeScope(out, snapshot.scope());
+    out.text(",\"startedAt\":");
     out.date(snapshot.startedAt().secondsSinceReferenceDate, "startedAt");
     out.text(",\"completedAt\":");
     out.date(snapshot.completedAt().secondsSinceReferenceDate, "completedAt");
     out.text(",\"records\":[");
 }
 
-std::size_t longestHead(const ScanSnapshot& snapshot) {
-    const ScanScope& scope = snapshot.scope();
+std::size_t longestHead(const ScanScope& scope) {
     return recordFrame +
            JSONFormat::longestEscape * (scope.root.absoluteString().byteCount() + scope.displayName.byteCount() +
                                         scope.volumeIdentifier.byteCount());
 }
 
 template <typename Output>
-void writeIssue(Output& out, const ScanIssue& issue, bool isFirst) {
+void writeIssue(Output& out, const ScanIssue& issue, bool isFirst = true) {
     out.text(isFirst ? "{\"path\":" : ",{\"path\":");
     writeString(out, issue.path.view());
     out.text(",\"message\":");
     writeString(out, issue.message.view());
     out.text("}");
+}
+
+std::size_t longestIssue(const ScanIssue& issue) {
+    return recordFrame + JSONFormat::longestEscape * (issue.path.byteCount() + issue.message.byteCount());
 }
 
 constexpr std::string_view betweenRecordsAndIssues = "],\"issues\":[";
@@ -264,6 +282,16 @@ private:
     std::vector<char> bytes_;
     std::size_t used_ = 0;
 };
+
+/// What `write` writes, at most `longest` bytes.
+template <typename Write>
+std::string written(std::size_t longest, Write write) {
+    std::string text(longest, '\0');
+    TextOutput out{text.data()};
+    write(out);
+    text.resize(static_cast<std::size_t>(out.end() - text.data()));
+    return text;
+}
 
 /// The length of the records from `first` to before `last`, without commas.
 std::size_t recordsLength(const RecordStorage& storage, std::size_t first, std::size_t last) {
@@ -309,7 +337,7 @@ std::size_t encodedLength(const ScanSnapshot& snapshot) {
 
 void encodeSnapshot(const ScanSnapshot& snapshot, const std::function<void(std::string_view)>& sink) {
     PieceBuffer buffer{sink};
-    buffer.append(longestHead(snapshot), [&](TextOutput& out) { writeHead(out, snapshot); });
+    buffer.append(longestHead(snapshot.scope()), [&](TextOutput& out) { writeHead(out, snapshot); });
     const RecordStorage& storage = snapshot.storage();
     FolderPathCache folders{storage};
     for (std::size_t i = 0; i < storage.size(); ++i) {
@@ -323,9 +351,8 @@ void encodeSnapshot(const ScanSnapshot& snapshot, const std::function<void(std::
     buffer.append(betweenRecordsAndIssues.size(), [&](TextOutput& out) { out.text(betweenRecordsAndIssues); });
     bool isFirst = true;
     for (const ScanIssue& issue : snapshot.issues()) {
-        const std::size_t longest =
-            recordFrame + JSONFormat::longestEscape * (issue.path.byteCount() + issue.message.byteCount());
-        buffer.append(longest, [&](TextOutput& out) { writeIssue(out, issue, std::exchange(isFirst, false)); });
+        buffer.append(longestIssue(issue),
+                      [&](TextOutput& out) { writeIssue(out, issue, std::exchange(isFirst, false)); });
     }
     buffer.append(tail.size(), [&](TextOutput& out) { out.text(tail); });
     buffer.flush();
@@ -335,6 +362,30 @@ std::string ScanSnapshot::encodedJSON() const {
     std::string json;
     encodeSnapshot(*this, [&](std::string_view piece) { json += piece; });
     return json;
+}
+
+std::string encodedJSON(const FileIdentity& identity) {
+    return written(recordFrame, [&](TextOutput& out) { writeIdentity(out, identity); });
+}
+std::string encodedJSON(FileKind kind) { return std::to_string(rawValue(kind)); }
+std::string encodedJSON(RiskLevel risk) { return std::to_string(rawValue(risk)); }
+
+std::string encodedJSON(const ScanScope& scope) {
+    return written(longestHead(scope), [&](TextOutput& out) { writeScope(out, scope); });
+}
+
+std::string encodedJSON(const FileRecord& record) {
+    RecordStorage storage;
+    storage.append(record);
+    FolderPathCache folders{storage};
+    const RecordStorage::Row& row = storage.row(0);
+    const std::string_view prefix = row.isIrregular ? "" : folders.escapedPrefix(row.folder);
+    return written(longestRecord(storage, row, prefix),
+                   [&](TextOutput& out) { writeRecord(out, storage, row, prefix, "modifiedAt"); });
+}
+
+std::string encodedJSON(const ScanIssue& issue) {
+    return written(longestIssue(issue), [&](TextOutput& out) { writeIssue(out, issue); });
 }
 
 }  // namespace KestrelCore
