@@ -64,18 +64,18 @@ const std::unordered_set<Text>& DocumentLibraryIndexer::supportedExtensions() {
     return extensions;
 }
 
-std::optional<DocumentAssetKind> DocumentLibraryIndexer::kind(const Text& forFileExtension) {
-    const auto found = kindsByExtension().find(forFileExtension.lowercased());
+std::optional<DocumentAssetKind> DocumentLibraryIndexer::kind(const Text& fileExtension) {
+    const auto found = kindsByExtension().find(fileExtension.lowercased());
     return found == kindsByExtension().end() ? std::nullopt : std::optional{found->second};
 }
 
-DocumentLibraryIndex DocumentLibraryIndexer::makeIndex(const ScanSnapshot& from, const Text& homePath) {
-    const RecordStorage& storage = from.storage();
+DocumentLibraryIndex DocumentLibraryIndexer::makeIndex(const ScanSnapshot& snapshot, const Text& homePath) {
+    const RecordStorage& storage = snapshot.storage();
     std::vector<std::optional<DocumentAssetKind>> kinds;
     kinds.reserve(storage.extensions().size());
     for (const Text& extension : storage.extensions()) kinds.push_back(kind(extension));
 
-    const LibraryFolders folders{from, homePath,
+    const LibraryFolders folders{snapshot, homePath,
                                  LibraryFolders::Exclusion{.names = {".Trash", "node_modules", "Pods", "DerivedData",
                                                                      ".build", ".git", "Caches"},
                                                            .suffixes = {".framework"},
@@ -98,3 +98,13 @@ DocumentLibraryIndex DocumentLibraryIndexer::makeIndex(const ScanSnapshot& from,
 }
 
 }  // namespace KestrelCore
+
+std::size_t
+std::hash<KestrelCore::DocumentLibraryIndex>::operator()(const KestrelCore::DocumentLibraryIndex& index) const {
+    std::uint64_t hash = 0;
+    hash = KestrelCore::mixHash(hash, index.documents.size());
+    for (const KestrelCore::DocumentAsset& asset : index.documents) {
+        hash = KestrelCore::mixHash(hash, std::hash<KestrelCore::DocumentAsset>{}(asset));
+    }
+    return static_cast<std::size_t>(hash);
+}

@@ -55,19 +55,19 @@ const MediaLibraryIndex& MediaLibraryIndex::empty() {
     return index;
 }
 
-std::optional<MediaAssetKind> MediaLibraryIndexer::kind(const Text& forFileExtension) {
-    const auto found = kindsByExtension().find(forFileExtension.lowercased());
+std::optional<MediaAssetKind> MediaLibraryIndexer::kind(const Text& fileExtension) {
+    const auto found = kindsByExtension().find(fileExtension.lowercased());
     return found == kindsByExtension().end() ? std::nullopt : std::optional{found->second};
 }
 
-MediaLibraryIndex MediaLibraryIndexer::makeIndex(const ScanSnapshot& from, const Text& homePath) {
-    const RecordStorage& storage = from.storage();
+MediaLibraryIndex MediaLibraryIndexer::makeIndex(const ScanSnapshot& snapshot, const Text& homePath) {
+    const RecordStorage& storage = snapshot.storage();
     std::vector<std::optional<MediaAssetKind>> kinds;
     kinds.reserve(storage.extensions().size());
     for (const Text& extension : storage.extensions()) kinds.push_back(kind(extension));
 
     const LibraryFolders folders{
-        from, homePath,
+        snapshot, homePath,
         LibraryFolders::Exclusion{.names = {".Trash", "node_modules", "Pods", "DerivedData", ".build", ".git"},
                                   .suffixes = {},
                                   .insideSuffix = {},
@@ -93,3 +93,16 @@ MediaLibraryIndex MediaLibraryIndexer::makeIndex(const ScanSnapshot& from, const
 }
 
 }  // namespace KestrelCore
+
+std::size_t std::hash<KestrelCore::MediaLibraryIndex>::operator()(const KestrelCore::MediaLibraryIndex& index) const {
+    std::uint64_t hash = 0;
+    hash = KestrelCore::mixHash(hash, index.images.size());
+    for (const KestrelCore::MediaAsset& asset : index.images) {
+        hash = KestrelCore::mixHash(hash, std::hash<KestrelCore::MediaAsset>{}(asset));
+    }
+    hash = KestrelCore::mixHash(hash, index.videos.size());
+    for (const KestrelCore::MediaAsset& asset : index.videos) {
+        hash = KestrelCore::mixHash(hash, std::hash<KestrelCore::MediaAsset>{}(asset));
+    }
+    return static_cast<std::size_t>(hash);
+}

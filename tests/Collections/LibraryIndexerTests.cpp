@@ -155,4 +155,26 @@ TEST(DocumentLibraryIndexer, looksInTheSharedFolderOfAWholeDisk) {
     EXPECT_THAT(documents("/", {}), IsEmpty());
 }
 
+TEST(MediaLibraryIndex, isEqualByAllThatItHolds) {
+    const MediaAsset image{aRecord({.path = "/r/a.png"}), MediaAssetKind::image};
+    const MediaLibraryIndex one{.images = {image}, .videos = {}};
+    const MediaLibraryIndex other{.images = {}, .videos = {image}};
+    EXPECT_EQ(one, (MediaLibraryIndex{.images = {image}, .videos = {}}));
+    EXPECT_NE(one, other);
+    const std::hash<MediaLibraryIndex> hash;
+    EXPECT_EQ(hash(one), hash(MediaLibraryIndex{.images = {image}, .videos = {}}));
+    EXPECT_NE(hash(one), hash(other));
+    EXPECT_NE(hash(one), hash(MediaLibraryIndex::empty()));
+}
+
+TEST(DocumentLibraryIndex, isEqualByAllThatItHolds) {
+    const DocumentAsset asset{aRecord({.path = "/r/a.pdf"}), DocumentAssetKind::pdf};
+    const DocumentLibraryIndex one{.documents = {asset}};
+    EXPECT_EQ(one, DocumentLibraryIndex{.documents = {asset}});
+    EXPECT_NE(one, DocumentLibraryIndex::empty());
+    const std::hash<DocumentLibraryIndex> hash;
+    EXPECT_EQ(hash(one), hash(DocumentLibraryIndex{.documents = {asset}}));
+    EXPECT_NE(hash(one), hash(DocumentLibraryIndex::empty()));
+}
+
 }  // namespace KestrelCore

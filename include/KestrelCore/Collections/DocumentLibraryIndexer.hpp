@@ -44,6 +44,8 @@ struct KESTRELCORE_EXPORT DocumentLibraryIndex {
 
     /// A shared index without documents.
     [[nodiscard]] static const DocumentLibraryIndex& empty();
+
+    bool operator==(const DocumentLibraryIndex&) const = default;
 };
 
 /// Finds the documents among a snapshot's records. Touches no file; any thread.
@@ -54,9 +56,9 @@ public:
     /// Every extension that makes a document: lowercase, without dots.
     [[nodiscard]] static const std::unordered_set<Text>& supportedExtensions();
     /// The kind of an extension given without its dot, in any case; empty when it is no document's.
-    [[nodiscard]] static std::optional<DocumentAssetKind> kind(const Text& forFileExtension);
+    [[nodiscard]] static std::optional<DocumentAssetKind> kind(const Text& fileExtension);
     /// As for media, but the home directory's cloud drive folders count although they lie in its Library.
-    [[nodiscard]] static DocumentLibraryIndex makeIndex(const ScanSnapshot& from, const Text& homePath);
+    [[nodiscard]] static DocumentLibraryIndex makeIndex(const ScanSnapshot& snapshot, const Text& homePath);
 };
 
 }  // namespace KestrelCore
@@ -66,4 +68,9 @@ struct std::hash<KestrelCore::DocumentAsset> {
     std::size_t operator()(const KestrelCore::DocumentAsset& asset) const {
         return KestrelCore::hashOf(asset.record, static_cast<int>(asset.kind));
     }
+};
+
+template <>
+struct KESTRELCORE_EXPORT std::hash<KestrelCore::DocumentLibraryIndex> {
+    std::size_t operator()(const KestrelCore::DocumentLibraryIndex& index) const;
 };

@@ -44,6 +44,8 @@ struct KESTRELCORE_EXPORT MediaLibraryIndex {
 
     /// A shared index without assets.
     [[nodiscard]] static const MediaLibraryIndex& empty();
+
+    bool operator==(const MediaLibraryIndex&) const = default;
 };
 
 /// Finds the photos and videos among a snapshot's records. Touches no file; any thread.
@@ -52,10 +54,10 @@ public:
     MediaLibraryIndexer() = delete;
 
     /// The kind of an extension given without its dot, in any case; empty when it is neither.
-    [[nodiscard]] static std::optional<MediaAssetKind> kind(const Text& forFileExtension);
+    [[nodiscard]] static std::optional<MediaAssetKind> kind(const Text& fileExtension);
     /// `homePath` comes without a trailing "/". Below the scan's root (of a whole-disk scan: below the home directory
     /// and /Users/Shared), plain files with blocks of their own qualify, outside hidden, library and build folders.
-    [[nodiscard]] static MediaLibraryIndex makeIndex(const ScanSnapshot& from, const Text& homePath);
+    [[nodiscard]] static MediaLibraryIndex makeIndex(const ScanSnapshot& snapshot, const Text& homePath);
 };
 
 }  // namespace KestrelCore
@@ -65,4 +67,9 @@ struct std::hash<KestrelCore::MediaAsset> {
     std::size_t operator()(const KestrelCore::MediaAsset& asset) const {
         return KestrelCore::hashOf(asset.record, static_cast<int>(asset.kind));
     }
+};
+
+template <>
+struct KESTRELCORE_EXPORT std::hash<KestrelCore::MediaLibraryIndex> {
+    std::size_t operator()(const KestrelCore::MediaLibraryIndex& index) const;
 };

@@ -28,8 +28,6 @@ public:
     [[nodiscard]] bool mayBeNear(LetterMask held) const {
         return distanceBound_ > 0 && missingLetters(firstLetters_, held) <= distanceBound_;
     }
-    /// How many edits a word may be away: 0 (the pattern is too short for that), 1 or 2.
-    [[nodiscard]] int distanceBound() const { return distanceBound_; }
 
     /// Whether a text contains the pattern. Never true for the empty pattern.
     [[nodiscard]] bool occursIn(const Text& text) const;
@@ -44,7 +42,7 @@ private:
     bool hasSlash_;
     LetterMask letters_;
     LetterMask firstLetters_ = 0;  ///< the first of each character: what one edit can take away is one of them
-    int distanceBound_ = 0;
+    int distanceBound_ = 0;        ///< how many edits a word may be away: 0 (too short for that), 1 or 2
     std::size_t decomposedSize_;
     std::vector<Text> characters_;  ///< for patterns that are not ASCII and long enough to have a bound
 };
