@@ -22,7 +22,12 @@ struct KESTRELCORE_EXPORT ApplicationLocations {
 };
 
 /// Lists application bundles and what they have left in the user's Library under their bundle identifier. Keeps nothing
-/// between calls; any thread, calls may overlap.
+/// between calls; any thread, calls may overlap. The applications of a freedesktop.org desktop are listed by
+/// `DesktopApplicationInspector`.
+///
+///     std::vector<ApplicationRecord> applications = ApplicationInspector{}.installedApplications();
+///     // … the user deletes something; then, without looking at the disk again:
+///     applications = ApplicationInspector::pruning(applications, deletedPaths);
 class KESTRELCORE_EXPORT ApplicationInspector {
 public:
     /// Looks into "/Applications" and the current user's home directory.

@@ -14,7 +14,8 @@
 
 namespace KestrelCore {
 
-/// An installed application and what it has left behind.
+/// An installed application and what it has left behind. A value: it stays what it was when its listing was made,
+/// whatever happens on the disk meanwhile, so each residue is to be looked at again before it is removed.
 struct KESTRELCORE_EXPORT ApplicationRecord {
     UUID id;  ///< made fresh each time the record is built: not the same in two listings
     URL url;  ///< the application as its folder listed it

@@ -12,7 +12,8 @@
 
 namespace KestrelCore {
 
-/// How sure it is that a residue belongs to its application.
+/// How sure it is that a residue belongs to its application: `high` for a match of the whole identifier, `uncertain`
+/// where only a name matches or a second application lays claim to it.
 enum class ResidueConfidence : std::uint8_t { high, uncertain };
 
 /// "high" or "uncertain"; also the form in JSON.
@@ -20,7 +21,8 @@ enum class ResidueConfidence : std::uint8_t { high, uncertain };
 /// Empty for any other text.
 [[nodiscard]] KESTRELCORE_EXPORT std::optional<ResidueConfidence> residueConfidence(const Text& rawValue);
 
-/// A file or folder that an application has left behind, outside its own bundle.
+/// A file or folder that an application has left behind, outside its own bundle. A candidate: it is found by its name,
+/// and nothing in it is looked at.
 struct KESTRELCORE_EXPORT ResidueCandidate {
     UUID id;  ///< made fresh when the candidate is found
     URL url;

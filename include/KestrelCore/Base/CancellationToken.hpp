@@ -7,7 +7,12 @@
 
 namespace KestrelCore {
 
-/// A flag that one side sets and the other polls. Copies share the flag. All calls from any thread.
+/// A flag that one side sets and the other polls. Copies share the flag. All calls from any thread. What is cancelled
+/// ends at its next look at the token, in its own time; nobody is made to wait for that here.
+///
+///     const CancellationToken token;
+///     std::thread search{[&snapshot, &query, token] { found = snapshot.search(query, 100, token); }};
+///     token.cancel();  // the search gives up and returns nothing
 class KESTRELCORE_EXPORT CancellationToken {
 public:
     CancellationToken();
@@ -16,7 +21,8 @@ public:
     /// Sets the flag for good and runs the registered callbacks on this thread, once.
     void cancel() const;
 
-    /// Keeps a callback registered while it lives. Its destructor returns only when the callback is not running.
+    /// Keeps a callback registered while it lives. Its destructor returns only when the callback is not running, so
+    /// whatever the callback uses may be destroyed right after it.
     class KESTRELCORE_EXPORT Registration {
     public:
         Registration() = default;

@@ -9,7 +9,9 @@
 
 namespace KestrelCore {
 
-/// A point in time: seconds since 2001-01-01 00:00:00 UTC. Compares and hashes as that double.
+/// A point in time: seconds since 2001-01-01 00:00:00 UTC, leap seconds not counted. Compares and hashes as that
+/// double, which tells microseconds apart for a century around the year 2001. Not a number is possible in a stored
+/// date; it equals nothing, and no JSON holds it.
 struct KESTRELCORE_EXPORT Date {
     double secondsSinceReferenceDate = 0;
 
@@ -23,7 +25,8 @@ struct KESTRELCORE_EXPORT Date {
     [[nodiscard]] static constexpr Date fromFileTime(std::int64_t seconds, std::int64_t nanoseconds) {
         return since1970(static_cast<double>(seconds) + static_cast<double>(nanoseconds) / 1e9);
     }
-    /// Earlier and later than every date in use.
+    /// Earlier and later than every date in use: the end of the year 0, and the year 4001. They stand for "always" and
+    /// "never" in comparisons.
     [[nodiscard]] static constexpr Date distantPast() { return Date{-63114076800.0}; }
     [[nodiscard]] static constexpr Date distantFuture() { return Date{63113904000.0}; }
 

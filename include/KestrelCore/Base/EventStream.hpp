@@ -18,11 +18,19 @@ namespace KestrelCore {
 
 /// A stream of values from one producer task to one consumer: buffered without bound, in order.
 ///
+///     auto numbers = EventStream<int>::start([](const EventStream<int>::Continuation& out) {
+///         for (int i = 0; i < 3 && !out.cancellation().isCancelled(); ++i) out.yield(i);
+///     });
+///     while (const auto number = numbers.next()) show(*number);  // throws what the producer threw, after its values
+///
 /// The producer runs on a thread of its own. The stream and the producer own their shared state jointly: dropping or
 /// cancelling the stream tells the producer to stop and never waits for it, so a producer that is stuck in a system
 /// call is left behind. What was buffered before the end is delivered first; then the end, or the error that ended the
 /// stream, once; then only the end. After `cancel` the values already buffered may still be read, then the end; no
 /// error.
+///
+/// A value may be taken by `next` on one thread while another calls `cancel`; two threads that both take values get
+/// each value once, in no order that either could know.
 template <typename T>
 class EventStream {
     struct State;
@@ -31,7 +39,9 @@ public:
     /// The producer's side. Copies share the stream; every call from any thread, none blocks.
     class Continuation {
     public:
+        /// Delivers a value. After the end, or when the consumer is gone, it is dropped without a word.
         void yield(T value) const { state_->push(std::move(value)); }
+        /// Ends the stream, with an error or without. The first end counts.
         void finish() const { state_->finish(nullptr); }
         void finish(std::exception_ptr error) const { state_->finish(std::move(error)); }
         /// Set when the consumer has cancelled or dropped the stream.
@@ -68,6 +78,8 @@ public:
         return {EventStream{state}, Continuation{state}};
     }
 
+    /// What was moved from holds no stream: it may be destroyed and assigned to, nothing else. Assigning drops the
+    /// stream that was held before, as the destructor does.
     EventStream(EventStream&&) noexcept = default;
     EventStream& operator=(EventStream&& other) noexcept {
         if (this != &other) {

@@ -7,7 +7,9 @@
 
 namespace KestrelCore {
 
-/// Identifies an item on its volume: hard links to the same inode have equal identities.
+/// Identifies an item on its volume: hard links to the same inode have equal identities. Good for telling whether a
+/// path still leads to the item that it led to a moment ago. No name for keeps: file systems give a freed inode number
+/// out again, and device numbers may change from one start of the machine to the next.
 struct FileIdentity {
     std::uint64_t device = 0;  ///< device number of the volume
     std::uint64_t inode = 0;   ///< inode number on that device

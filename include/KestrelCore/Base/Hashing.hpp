@@ -7,7 +7,8 @@
 
 namespace KestrelCore {
 
-/// Mixes one more 64-bit value into a running hash.
+/// Mixes one more 64-bit value into a running hash. Fast and even, but not secret: whoever chooses the values can make
+/// them collide. The same values give the same hash for as long as the process runs; nothing should be stored by it.
 [[nodiscard]] constexpr std::uint64_t mixHash(std::uint64_t hash, std::uint64_t value) noexcept {
     std::uint64_t mixed = (hash ^ value) * 0x9E3779B97F4A7C15U;
     return mixed ^ (mixed >> 32);

@@ -10,9 +10,16 @@
 namespace KestrelCore {
 
 /// Path algebra on plain texts: nothing here asks the disk, and "/" always is a boundary, also before a combining mark.
+/// Any thread; nothing throws.
 ///
 /// These are the platform's operations on path strings. `URL` has operations of the same names whose rules differ in
 /// corners: what an extension may hold, and doubled slashes.
+///
+///                       lastComponent   extension   deletingLastComponent   standardized
+///     "/a/b.txt"        "b.txt"         "txt"       "/a"                    "/a/b.txt"
+///     "/a/./c/../b/"    "b"             ""          "/a/./c/.."             "/a/b"
+///     "b"               "b"             ""          ""                      "b"
+///     "/"               "/"             ""          "/"                     "/"
 class KESTRELCORE_EXPORT Path {
 public:
     Path() = delete;

@@ -9,7 +9,8 @@
 
 namespace KestrelCore {
 
-/// A failure of the operating system, passed on unchanged to whoever gives it meaning.
+/// A failure of the operating system, passed on unchanged to whoever gives it meaning. One of the file manager's domain
+/// has the POSIX error that caused it beneath, where there is one; hosts show the description of the outer one.
 class KESTRELCORE_EXPORT PlatformError : public std::exception {
 public:
     enum class Domain {
@@ -17,7 +18,8 @@ public:
         fileManager  ///< `code` is one of the file manager's numbers below
     };
 
-    // The file manager's codes.
+    // The file manager's codes: from 256 those of reading, 4 and those from 512 of writing, 3328 for what a system
+    // lacks.
     static constexpr int fileNoSuchFile = 4;
     static constexpr int fileReadUnknown = 256;
     static constexpr int fileReadNoPermission = 257;

@@ -12,7 +12,8 @@
 
 namespace KestrelCore {
 
-/// A universally unique identifier: 16 bytes, all zero when default-made.
+/// A universally unique identifier: 16 bytes, all zero when default-made. Ordered by its bytes, which is the order of
+/// its text; the order of random ones means nothing.
 struct KESTRELCORE_EXPORT UUID {
     std::array<std::uint8_t, 16> bytes{};
 

@@ -27,7 +27,8 @@ enum class DeletionMode : std::uint8_t { trash, permanent };
 /// Empty for any other text.
 [[nodiscard]] KESTRELCORE_EXPORT std::optional<DeletionMode> deletionMode(std::string_view rawValue);
 
-/// What the user asked for.
+/// What the user asked for. The records are those of a scan, or of `DeletionPlan::freshRecord` for what no scan has
+/// seen.
 struct DeletionRequest {
     std::vector<FileRecord> records;  ///< in the order in which the user chose them
     DeletionMode mode = DeletionMode::trash;
@@ -48,6 +49,10 @@ struct DeletionItemResult {
 
 /// Removes scanned items, into the Trash or for good. Trusts no scan: every item passes the safety policy at the moment
 /// of its removal, and the file manager is told what the item must still be. One item's failure never stops the others.
+///
+///     DeletionCoordinator coordinator{FileManager::standard()};
+///     const auto results = coordinator.execute({.records = chosen, .mode = DeletionMode::trash});
+///     for (const DeletionItemResult& result : results) show(result.path, result.message);
 ///
 /// Any thread; requests run one at a time, and block on the disk. Copies nothing and retries nothing.
 class KESTRELCORE_EXPORT DeletionCoordinator {

@@ -10,7 +10,8 @@
 
 namespace KestrelCore {
 
-/// One reading of one process.
+/// One reading of one process. The name is for showing only: a process may call itself what it likes, and the system
+/// may have cut it. What may be done to the process is asked with `ProcessControl`.
 struct KESTRELCORE_EXPORT ProcessSample {
     std::int32_t id = 0;                   ///< process identifier
     Text name{};                           ///< "Process 1234" when the system has no name for it

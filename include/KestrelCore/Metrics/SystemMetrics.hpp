@@ -18,6 +18,13 @@ struct ProcessSources;
 
 /// Reads the system's counters. Processor and network figures are rates since the sampler's previous reading, whoever
 /// asked for that one; the first reading has zeros for them. Calls from any thread run one at a time.
+///
+///     SystemMetricsSampler sampler;
+///     EventStream<SystemSample> samples = sampler.stream(std::chrono::seconds{1});
+///     while (const auto sample = samples.next()) show(*sample);  // until somebody calls samples.cancel()
+///
+/// Two streams of one sampler shorten each other's intervals: each reading is the earlier one of the next, whichever
+/// stream that belongs to. Give each stream its own sampler where that matters.
 class KESTRELCORE_EXPORT SystemMetricsSampler {
 public:
     SystemMetricsSampler();

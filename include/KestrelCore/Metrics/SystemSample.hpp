@@ -27,7 +27,8 @@ enum class ThermalLevel {
 /// Empty for a text that is no raw value.
 [[nodiscard]] KESTRELCORE_EXPORT std::optional<ThermalLevel> thermalLevelFromRawValue(std::string_view rawValue);
 
-/// One reading of the machine.
+/// One reading of the machine. Every figure comes from the system at that moment but for the rates, which tell of the
+/// time since the previous reading of the same sampler.
 struct KESTRELCORE_EXPORT SystemSample {
     Date timestamp;                     ///< wall-clock time of the reading
     double cpuUsedFraction = 0;         ///< 0 to 1 over all processors since the sampler's previous reading

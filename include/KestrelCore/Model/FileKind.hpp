@@ -6,9 +6,12 @@
 
 namespace KestrelCore {
 
-/// What a scanned item is. The raw value is the case's position and is what snapshots store.
+/// What a scanned item is. The raw value is the case's position and is what snapshots store. A package is a directory
+/// that file browsers show as one file, told by its extension; a symbolic link is the link itself, wherever it leads;
+/// other is what holds no content of its own: sockets, FIFOs, devices.
 enum class FileKind : std::uint8_t { file, directory, package, symbolicLink, other };
 
+/// Every case, in the order of the raw values.
 inline constexpr std::array allFileKinds{FileKind::file, FileKind::directory, FileKind::package, FileKind::symbolicLink,
                                          FileKind::other};
 

@@ -5,7 +5,9 @@
 
 namespace KestrelCore {
 
-/// How dangerous it is to delete an item; ordered by raw value.
+/// How dangerous it is to delete an item; ordered by raw value, which is what snapshots store. Normal are the user's
+/// own files; caution is asked for what several users or programs share; high is what programs keep, hidden items and
+/// applications, to be chosen knowingly; blocked is never removed.
 enum class RiskLevel : std::uint8_t { normal, caution, high, blocked };
 
 [[nodiscard]] constexpr int rawValue(RiskLevel level) { return static_cast<int>(level); }

@@ -7,7 +7,8 @@
 
 namespace KestrelCore {
 
-/// One problem met during a scan.
+/// One problem met during a scan. The scan went on: the item, or what is in it, is missing from the snapshot or is
+/// there in part.
 struct ScanIssue {
     Text path;     ///< the item concerned
     Text message;  ///< shown to the user

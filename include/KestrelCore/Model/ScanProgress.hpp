@@ -8,7 +8,7 @@
 
 namespace KestrelCore {
 
-/// How far a running scan has come.
+/// How far a running scan has come. How far it has to go is not known before it ends.
 struct ScanProgress {
     std::int64_t filesSeen = 0;           ///< items visited so far, the root not counted
     std::int64_t allocatedBytesSeen = 0;  ///< on disk, further hard links not counted

@@ -15,7 +15,8 @@
 
 namespace KestrelCore {
 
-/// How a query was understood.
+/// How a query was understood: what hosts show to a user who wonders about a result. A record must satisfy every part
+/// that is not empty, and hold every word.
 struct KESTRELCORE_EXPORT SearchExplanation {
     std::vector<Text> terms;        ///< plain words, case folded, in query order
     std::set<FileKind> kinds;       ///< empty = any

@@ -18,7 +18,18 @@ struct KESTRELCORE_EXPORT DesktopLocations {
     std::vector<Text> flatpakInstallations;  ///< the user's first
     Text locale;                             ///< of messages, such as "de_DE.UTF-8@euro"; empty or "C" for none
 
-    /// As the environment of this process says, with the standard places for what it leaves out.
+    /// As the environment of this process says, with the standard places for what it leaves out; a variable that should
+    /// be an absolute path and is not counts as left out. Read at each call: no other thread may change the environment
+    /// meanwhile.
+    ///
+    ///     dataFolder              XDG_DATA_HOME         HOME/.local/share
+    ///     systemDataFolders       XDG_DATA_DIRS         /usr/local/share, /usr/share
+    ///     configurationFolder     XDG_CONFIG_HOME       HOME/.config
+    ///     cacheFolder             XDG_CACHE_HOME        HOME/.cache
+    ///     stateFolder             XDG_STATE_HOME        HOME/.local/state
+    ///     flatpakInstallations    FLATPAK_USER_DIR      dataFolder/flatpak
+    ///                             FLATPAK_SYSTEM_DIR    /var/lib/flatpak
+    ///     locale                  the first that is set of LC_ALL, LC_MESSAGES and LANG
     [[nodiscard]] static DesktopLocations current();
 };
 

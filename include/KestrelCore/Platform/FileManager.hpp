@@ -14,7 +14,8 @@
 
 namespace KestrelCore {
 
-/// What an item must still be when it is removed: its device, its inode and the type bits of its mode.
+/// What an item must still be when it is removed: its device, its inode and the type bits of its mode. The type is
+/// asked for too because a freed inode number is given out again at once, perhaps to a folder where a file was.
 struct ExpectedItem {
     std::uint64_t device = 0;
     std::uint64_t inode = 0;

@@ -35,6 +35,8 @@ public:
     /// record makes its path: for looking through all of them.
     [[nodiscard]] RecordSize sizeOf(std::size_t index) const;
 
+    /// A position in a list. It points to the list object, which must stay where it is and outlive it; that another
+    /// copy of the list lives on is not enough.
     class KESTRELCORE_EXPORT Iterator {
     public:
         using iterator_concept = std::random_access_iterator_tag;

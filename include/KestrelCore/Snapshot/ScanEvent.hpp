@@ -9,15 +9,19 @@
 
 namespace KestrelCore {
 
+/// Comes before anything is looked at, so also from a scan that fails at once.
 struct ScanStarted {
     ScanScope scope;
 };
+/// Comes for the first item, then thinned, and once more when the walk has ended, with the root as its path.
 struct ScanProgressed {
     ScanProgress progress;
 };
+/// Comes after the walk, for the first issues only; the snapshot has more of them.
 struct ScanIssueFound {
     ScanIssue issue;
 };
+/// The result. Nothing follows it.
 struct ScanCompleted {
     ScanSnapshot snapshot;
 };
