@@ -7,8 +7,9 @@
 
 namespace KestrelCore {
 
-/// Sums that stop the process instead of wrapping: byte totals are never silently wrong. `sourceFile` is named when
-/// they stop it. Any thread.
+/// Sums that stop the process instead of wrapping: byte totals are never silently wrong. For numbers that have been
+/// bounded before: what comes from a disk is to be tested where it is read. `sourceFile` is named when they stop it.
+/// Any thread.
 struct Checked {
     template <std::integral Integer>
     [[nodiscard]] static Integer add(Integer a, Integer b, std::string_view sourceFile) {

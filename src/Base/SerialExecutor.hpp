@@ -42,6 +42,8 @@ private:
         std::atomic<std::thread::id>& owner;
     };
 
+    // Relaxed order is enough for the owner: a thread only asks whether it is itself the one, and its own writes it
+    // always sees.
     std::mutex mutex_;
     std::atomic<std::thread::id> owner_{};
 };

@@ -12,7 +12,8 @@
 
 namespace KestrelCore {
 
-/// What a scan must know of a name's extension, found once for each spelling met.
+/// What a scan must know of a name's extension, found once for each spelling met. Belongs to one storage, to whose
+/// extensions the positions refer. One thread.
 class ExtensionTable {
 public:
     struct Entry {

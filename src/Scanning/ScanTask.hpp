@@ -17,6 +17,7 @@ struct ScanEnvironment {
     TraversalFactory openTraversal;
     std::shared_ptr<const SafetyRules> rules;
 
+    /// The file system, the walk and the rules of this process.
     [[nodiscard]] static ScanEnvironment ofThisSystem();
 };
 

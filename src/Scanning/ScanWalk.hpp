@@ -41,6 +41,7 @@ public:
                                                                        "/.Spotlight-V100",
                                                                        "/.fseventsd",
                                                                        "/.DocumentRevisions-V100"};
+    /// What a person could still go through; a disk that answers nothing but errors must not fill the memory with them.
     static constexpr std::size_t mostIssues = 1000;
 
     ScanWalk(const Text& rootPath, const SafetyRules& rules, std::function<void(ScanProgress)> report);
@@ -69,8 +70,12 @@ private:
     void addIssue(std::string_view name, int errorNumber);
     void fill(RecordStorage::Row& row, const FileStatus& status, std::string_view name,
               const ExtensionTable::Entry& extension, bool isDuplicate);
+    /// Whether a file with several links was met before; notes it otherwise. The first link counts, the others weigh
+    /// nothing.
     [[nodiscard]] bool isFurtherLink(const FileStatus& status);
+    /// The folder for the content of a level, made when something is found in it.
     [[nodiscard]] ScannedTree::FolderIndex folder(Level& level);
+    /// The name as UTF-8; valid until the next call.
     [[nodiscard]] std::string_view wellFormed(std::string_view rawName);
     [[nodiscard]] Text path(std::string_view name) const;
     void count(const FileStatus& status, bool isDuplicate, std::string_view name);

@@ -436,8 +436,9 @@ void RecordStorage::setIdentity(Row& row, const std::optional<FileIdentity>& ide
 }
 
 void RecordStorage::reorder(std::vector<std::uint32_t>& order) {
-    // Position i takes the row at order[i]. A chain of moves begins at each position and ends where it meets itself or
-    // a row that nobody wants; done[i] is marked by order[i] == i. Rows that are left out are only ever overwritten.
+    // Position i takes the row at order[i]. Where every row stays they are moved in place: of each cycle one row is put
+    // aside, the others follow each other, and order[i] == i marks what is done. Where some are left out, the others
+    // are copied into chunks of their own.
     const std::size_t kept = order.size();
     if (kept == size_) {
         for (std::size_t start = 0; start < kept; ++start) {

@@ -17,7 +17,9 @@ namespace KestrelCore {
 
 class SearchIndex;
 
-/// What the copies of one snapshot share.
+/// What the copies of one snapshot share. Fixed after construction, but for the search index, which the first search
+/// makes under a lock of its own: most snapshots are never searched. The order of the members is that of their making:
+/// the list and the index are made over the storage.
 struct SnapshotContents {
     SnapshotContents(UUID id, ScanScope scope, Date startedAt, Date completedAt,
                      std::shared_ptr<const RecordStorage> storage, std::vector<ScanIssue> issues)

@@ -14,9 +14,9 @@ namespace KestrelCore {
 /// The path index of one snapshot: which record has a path, and which records name a path as their parent. Filled once
 /// over records that no longer change, then read by any number of threads. Positions are those of the records.
 ///
-/// `recordIndexByPath` is an open hash table of positions: paths are not stored again, the record itself is asked. A
-/// byte of the hash beside each slot keeps strangers from being looked at. The children of all folders lie in one
-/// array, each folder's largest first; folders whose paths are canonically equal share one range.
+/// Paths are found in an open hash table of positions: they are not stored again, the record itself is asked. A byte of
+/// the hash beside each slot keeps strangers from being looked at. The children of all folders lie in one array, each
+/// folder's largest first; folders whose paths are canonically equal share one range.
 class SnapshotLookup {
 public:
     explicit SnapshotLookup(const RecordStorage& storage);

@@ -30,6 +30,7 @@ public:
         void operator()(sqlite3_stmt* statement) const;
     };
     using Statement = std::unique_ptr<sqlite3_stmt, Finalizer>;
+    /// The compiled statement, which must go before the connection does.
     [[nodiscard]] Statement prepare(const char* statement);
 
     /// Throws `unavailable` with the text of the last failure.

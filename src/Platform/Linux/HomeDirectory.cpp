@@ -29,6 +29,7 @@ std::optional<std::string> environmentValue(const char* name) {
 
 std::optional<std::string> homeOfUser(uid_t user) {
     constexpr std::size_t mostBytes = std::size_t{1} << 20;
+    // The system says when the buffer is too small, but not how large it must be.
     for (std::vector<char> buffer(1024); buffer.size() <= mostBytes; buffer.resize(buffer.size() * 2)) {
         passwd entry;
         passwd* found = nullptr;

@@ -7,7 +7,9 @@
 
 namespace KestrelCore {
 
-/// Walks over a system text from the left; what was read is gone from it.
+/// Walks over a system text from the left; what was read is gone from it. Copies nothing: pieces are views into the
+/// text. Never fails: behind the end there are only empty pieces and absent numbers, so a text that is cut off needs no
+/// care.
 class TextFields {
 public:
     explicit TextFields(std::string_view text) : rest_{text} {}

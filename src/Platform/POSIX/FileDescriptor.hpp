@@ -5,7 +5,9 @@
 
 namespace KestrelCore {
 
-/// Owns one file descriptor and closes it; -1 owns nothing.
+/// Owns one file descriptor and closes it; -1 owns nothing, so that the result of a failed `open` may be given as it
+/// is. A close that fails is not told: on the file systems that report errors so late, whoever must know has synced
+/// before.
 class FileDescriptor {
 public:
     FileDescriptor() = default;

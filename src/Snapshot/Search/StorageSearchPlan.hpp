@@ -10,7 +10,8 @@
 
 namespace KestrelCore {
 
-/// The parsed form of a query: its text split into plain terms and recognised filters. Built once a search.
+/// The parsed form of a query: its text split into plain terms and recognised filters. Built once a search. What can't
+/// be understood as a filter becomes a term, so there is no query that fails.
 struct StorageSearchPlan : SearchExplanation {
     /// Among `pathTerms`: the path must hold one of the folders in which developer tools keep their files.
     static const Text& developerMarker();

@@ -12,6 +12,9 @@
 #include <utility>
 #include <vector>
 
+// What goes to the Trash must be able to leave it: a folder that another user filled could be moved, which needs no
+// right in it, and never be emptied. So everything in it is looked at before; its size is counted on the way.
+
 namespace KestrelCore {
 
 namespace {

@@ -14,6 +14,16 @@
 #define RENAME_NOREPLACE 1
 #endif
 
+// The way to an item is gone once, from "/" down, each folder opened relative to the one above and never through a
+// link. What every later step needs is kept: for /home/anna/f.txt, with a volume mounted on /home,
+//
+//     /              an ancestor
+//     /home          an ancestor; another mount, so from here on the top of the item's volume
+//     /home/anna     an ancestor, and the folder that is kept open
+//     f.txt          the name; what is done to the item is done to this name in that folder
+//
+// Whoever renames a folder above meanwhile changes nothing: nothing that is done to the item goes by a path any more.
+
 namespace KestrelCore {
 
 namespace {
