@@ -16,6 +16,9 @@
 #include <string>
 #include <vector>
 
+// The processes are sampled once, so that the user agrees to names and not to numbers. The samples go to the library,
+// which finds out whether each process still is the one that was sampled.
+
 namespace KestrelCLI {
 
 namespace {

@@ -18,6 +18,8 @@ namespace KestrelCLI {
 
 ScanRoot resolveScanRoot(const std::string& name) {
     std::error_code error;
+    // Links are followed here and by the system: the scan itself follows none, so a link as its root would show
+    // nothing.
     const std::filesystem::path real = std::filesystem::canonical(name, error);
     if (error) {
         throw KestrelError::unavailable(

@@ -75,6 +75,7 @@ void JSONOutput::member(std::string_view key, std::string_view text) {
 void JSONOutput::member(std::string_view key, double number) {
     if (!std::isfinite(number)) return;
     writeKey(key);
+    // The fewest digits that read back as the same number.
     writeRaw(fmt::format("{}", number));
 }
 

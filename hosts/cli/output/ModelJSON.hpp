@@ -13,6 +13,7 @@
 
 namespace KestrelCLI {
 
+/// The name of a case in the program's JSON: promised in the manual, whatever the case is called in the code.
 [[nodiscard]] std::string_view nameOf(KestrelCore::FileKind kind);
 [[nodiscard]] std::string_view nameOf(KestrelCore::RiskLevel level);
 

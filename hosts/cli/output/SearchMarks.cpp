@@ -20,6 +20,7 @@ std::vector<Mark> searchMarks(std::string_view shownPath, const std::vector<Text
         if (word.empty()) continue;
         const std::size_t first = path.find(word, name);
         if (first == std::string_view::npos) {
+            // Not in the name: the last place before is the one that is nearest to it.
             const std::size_t before = path.rfind(word);
             if (before != std::string_view::npos) marks.push_back({before, before + word.size()});
             continue;
@@ -29,6 +30,7 @@ std::vector<Mark> searchMarks(std::string_view shownPath, const std::vector<Text
         }
     }
     std::sort(marks.begin(), marks.end(), [](const Mark& a, const Mark& b) { return a.begin < b.begin; });
+    // Words may overlap, as "report" and "port" do; their marks become one.
     std::vector<Mark> merged;
     for (const Mark& mark : marks) {
         if (!merged.empty() && mark.begin <= merged.back().end) {

@@ -4,6 +4,9 @@
 #include <optional>
 #include <string_view>
 
+// The library repairs what is not UTF-8 when it makes a `Text`; a host that must show such bytes as they are needs to
+// see them, so this looks at them itself.
+
 namespace KestrelCLI {
 
 /// One step through bytes that should be UTF-8.
