@@ -66,7 +66,8 @@ void appendEncoded(std::string_view bytes, const Allowed& allowed, Escapes escap
     }
 }
 
-std::string_view withoutTrailingSlashes(std::string_view path) {
+/// `path` without the slashes at its end; a single one, the root, stays.
+std::string_view withoutSlashesAfterRoot(std::string_view path) {
     while (path.size() > 1 && path.back() == '/') path.remove_suffix(1);
     return path;
 }
@@ -74,7 +75,7 @@ std::string_view withoutTrailingSlashes(std::string_view path) {
 /// Decodes a percent-encoded path without its trailing slashes; "" when that gives no well-formed text. An escaped
 /// slash would change the components and an escaped NUL would end the path for the system, so both stay encoded.
 Text decodedPath(std::string_view encoded) {
-    encoded = withoutTrailingSlashes(encoded);
+    encoded = withoutSlashesAfterRoot(encoded);
     std::string path;
     path.reserve(encoded.size());
     for (std::size_t index = 0; index < encoded.size(); ++index) {
@@ -196,12 +197,17 @@ Text joined(std::string_view prefix, std::string_view path, std::string_view suf
 URL URL::fromPath(const Text& path, bool isDirectory) {
     Text absolute = path;
     if (!path.view().starts_with('/')) {
-        // Without a working directory (it was removed) the root takes its place, as for any other missing answer.
         std::error_code error;
         const Text folder{std::filesystem::current_path(error).string()};
-        absolute = Path::standardized(Path::appending(folder.isEmpty() ? Text{"/"} : folder, path));
+        // Where the working directory was removed the path stays relative: it must not name an item of "/".
+        if (!folder.view().starts_with('/')) {
+            std::string relative = "./";
+            appendEncoded(withoutSlashesAfterRoot(path.view()), allowedInPath, Escapes::encode, relative);
+            return URL{Text{relative}, decodedPath(relative)};
+        }
+        absolute = Path::standardized(Path::appending(folder, path));
     }
-    const std::string_view trimmed = withoutTrailingSlashes(absolute.view());
+    const std::string_view trimmed = withoutSlashesAfterRoot(absolute.view());
     std::string text = "file://";
     text.reserve(text.size() + trimmed.size() + 16);
     appendEncoded(trimmed, allowedInPath, Escapes::encode, text);
@@ -261,7 +267,7 @@ URL URL::standardized() const {
 URL URL::deletingLastPathComponent() const {
     const Parts parts = split(text_.view());
     if (parts.path.empty() || parts.path == "/") return *this;
-    const std::string_view trimmed = withoutTrailingSlashes(parts.path);
+    const std::string_view trimmed = withoutSlashesAfterRoot(parts.path);
     const std::size_t slash = trimmed.rfind('/');
     const std::string_view last = slash == std::string_view::npos ? trimmed : trimmed.substr(slash + 1);
     std::string path;
@@ -277,7 +283,7 @@ URL URL::deletingLastPathComponent() const {
 
 URL URL::deletingPathExtension() const {
     const Parts parts = split(text_.view());
-    const std::string_view trimmed = withoutTrailingSlashes(parts.path);
+    const std::string_view trimmed = withoutSlashesAfterRoot(parts.path);
     const std::size_t begin = trimmed.rfind('/') + 1;
     const std::size_t dot = extensionDot(trimmed.substr(begin));
     if (dot == std::string_view::npos) return *this;
@@ -293,7 +299,7 @@ URL URL::appending(const Text& component, bool isDirectory) const {
         if (!path.ends_with('/')) path += '/';
         if (name.starts_with('/')) name.remove_prefix(1);
     }
-    appendEncoded(withoutTrailingSlashes(name), allowedInPath, Escapes::encode, path);
+    appendEncoded(withoutSlashesAfterRoot(name), allowedInPath, Escapes::encode, path);
     if (isDirectory && !path.ends_with('/')) path += '/';
     return URL{joined(parts.prefix, path, parts.suffix), decodedPath(path)};
 }

@@ -1,5 +1,6 @@
 #include "Deletion/SafetyRules.hpp"
 
+#include "Base/DotName.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
 #include "Platform/FileStatus.hpp"
 #include "Platform/HomeDirectory.hpp"
@@ -46,13 +47,6 @@ std::vector<std::string> forms(const std::vector<Text>& paths) {
     std::vector<std::string> result;
     for (const Text& path : paths) result.push_back(path.normalized().string());
     return result;
-}
-
-/// Whether the first character is "."; a combining mark after the "." makes another character of it.
-bool beginsWithDot(std::string_view name) {
-    if (name.empty() || name[0] != '.') return false;
-    if (name.size() == 1 || static_cast<unsigned char>(name[1]) < 0x80) return true;
-    return Text{name}.hasPrefix(".");
 }
 
 bool isASCII(std::string_view text) {
@@ -130,15 +124,8 @@ std::vector<SafetyRules::ProtectedPlace> SafetyRules::protectedPlaces() const {
 // MARK: the rules by text
 
 Text SafetyRules::canonicalPath(const URL& url) {
-    const Text path = url.standardized().path();
-    const std::string_view given = path.view();
-    if (given.find("//") == std::string_view::npos) return path;
-    std::string single;
-    for (std::size_t at = 0; at < given.size(); ++at) {
-        single += given[at];
-        if (given.substr(at).starts_with("//")) ++at;
-    }
-    return single;
+    // Standardising leaves no doubled slash in the path: an escaped one stays escaped.
+    return url.standardized().path();
 }
 
 std::optional<Text> SafetyRules::blockedReason(const URL& url) const { return blockedReason(canonicalPath(url)); }

@@ -1,5 +1,8 @@
 #include "KestrelCore/Base/URL.hpp"
 
+#include "support/ChildProcess.hpp"
+#include "support/TemporaryFolder.hpp"
+
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <rapidcheck.h>
@@ -33,6 +36,20 @@ TEST(URL, aRelativePathIsResolvedAgainstTheWorkingDirectory) {
     EXPECT_EQ(URL::fromPath("x/../y").path(), Path::appending(folder, "y"));
     EXPECT_EQ(URL::fromPath("").path(), folder);
     EXPECT_EQ(URL::fromPath(".").path(), folder);
+}
+
+TEST(URL, aRelativePathNamesNothingBelowTheRootWhereTheWorkingDirectoryIsGone) {
+    const TemporaryFolder folder;
+    inChild(ChildSetting::same, [&] {
+        std::filesystem::current_path(folder.makeFolder("gone"));
+        std::filesystem::remove(folder / "gone");
+        for (const char* path : {"tmp/x", "", ".", "../tmp"}) {
+            const URL url = URL::fromPath(path, true);
+            EXPECT_FALSE(url.path().view().starts_with('/')) << path;
+            EXPECT_FALSE(url.standardized().path().view().starts_with('/')) << path;
+            EXPECT_FALSE(url.appending("a").path().view().starts_with('/')) << path;
+        }
+    });
 }
 
 TEST(URL, escapedSlashesAndNULStayEncodedInThePath) {

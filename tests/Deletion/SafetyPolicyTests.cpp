@@ -373,4 +373,14 @@ TEST(SafetyPolicy, ratesEveryShortPathByContextAsByText) {
                 }
 }
 
+TEST(SafetyPolicy, leavesNoDoubledSlashInACanonicalPath) {
+    for (const char* text :
+         {"file:///a//b", "file:////", "file:///a/%2F/b", "file:///a%2F%2Fb", "file://host//a//", "//a//b", "/a/.//./b",
+          "/a//../..//b", "a//b", "file:///a/%2E//%2E%2E//b", "x:a//b", "file:///%FF//a"}) {
+        const auto url = URL::parse(text);
+        ASSERT_TRUE(url) << text;
+        EXPECT_EQ(SafetyPolicy::canonicalPath(*url).view().find("//"), std::string_view::npos) << text;
+    }
+}
+
 }  // namespace KestrelCore

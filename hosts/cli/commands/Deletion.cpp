@@ -55,12 +55,58 @@ std::int64_t sumOf(std::int64_t a, std::int64_t b) {
     return __builtin_add_overflow(a, b, &sum) ? a : sum;
 }
 
-/// Whether the path's text stands for these bytes. A text with replacement characters is another item's name.
-bool isFaithful(const std::string& operand) {
-    const auto isText = [](const std::string& bytes) { return Text{bytes}.view() == bytes; };
-    if (operand.starts_with('/') || !isText(operand)) return isText(operand);
+/// What an operand names, or why it names nothing that could go.
+struct NamedItem {
+    std::string path;  ///< raw bytes, absolute, without "." and ".."
+    std::optional<Text> refusal;
+    ExitCode code = ExitCode::done;
+};
+
+/// Finds what the operand names as the system would: against the current folder, which must exist, and with ".." as the
+/// parent of what really is before it, also behind a link. Nothing is resolved in text before the disk was asked.
+NamedItem namedItem(const std::string& operand) {
+    namespace fs = std::filesystem;
+    const auto refused = [&operand](const char* reason, ExitCode code) { return NamedItem{operand, reason, code}; };
+    if (operand.empty() || operand.find('\0') != std::string::npos)
+        return refused("The path is empty or holds a NUL.", ExitCode::failed);
     std::error_code error;
-    return isText(std::filesystem::current_path(error).string());
+    std::string resolved;
+    if (!operand.starts_with('/')) {
+        resolved = fs::current_path(error).string();
+        if (error || !resolved.starts_with('/'))
+            return refused("The current folder no longer exists.", ExitCode::failed);
+    }
+    // What is before the last ".." is the system's to resolve; what comes after it stays as it was typed.
+    std::vector<std::string> after;
+    for (std::size_t begin = 0; begin < operand.size();) {
+        const std::size_t end = std::min(operand.find('/', begin), operand.size());
+        const std::string component = operand.substr(begin, end - begin);
+        begin = end + 1;
+        if (component != ".") {
+            if (!component.empty()) after.push_back(component);
+        } else if (operand.find_first_not_of('/', begin) == std::string::npos) {
+            return refused("A path that ends in “.” or “..” is not taken away; name the item itself.",
+                           ExitCode::refused);
+        }
+    }
+    if (!after.empty() && after.back() == "..")
+        return refused("A path that ends in “.” or “..” is not taken away; name the item itself.", ExitCode::refused);
+    const auto lastUp = std::find(after.rbegin(), after.rend(), "..");
+    for (auto component = after.begin(); component != lastUp.base(); ++component) resolved += "/" + *component;
+    if (lastUp != after.rend()) {
+        resolved = fs::canonical(resolved, error).string();
+        if (error) return refused(missingMessage, ExitCode::failed);
+    }
+    if (resolved == "/") resolved.clear();
+    for (auto component = lastUp.base(); component != after.end(); ++component) resolved += "/" + *component;
+    if (resolved.empty()) resolved = "/";
+    // A slash at the end says that it is a folder; of a link the policy speaks.
+    const fs::file_status status = fs::symlink_status(resolved, error);
+    if (operand.ends_with('/') && fs::exists(status) && !fs::is_directory(status) && !fs::is_symlink(status))
+        return refused(missingMessage, ExitCode::failed);
+    // A text with replacement characters is another item's name.
+    if (Text{resolved}.view() != resolved) return refused(missingMessage, ExitCode::failed);
+    return {.path = resolved, .refusal = {}};
 }
 
 /// What the program itself needs: the databases, the files that SQLite keeps beside them, and the receipts.
@@ -85,12 +131,9 @@ std::vector<ProtectedPlace> ownPlaces(const Session& session) {
 
 PlannedItem planned(const std::string& operand, const std::optional<ScanSnapshot>& snapshot,
                     const DeletionOptions& options, const DeletionPlan& judge) {
-    PlannedItem item{.path = URL::fromPath(operand).standardized().path(), .record = {}, .refusal = {}};
-    if (operand.find('\0') != std::string::npos || operand.empty()) {
-        item.path = operand;
-        return item.refuse("The path is empty or holds a NUL.", ExitCode::failed);
-    }
-    if (!isFaithful(operand)) return item.refuse(missingMessage, ExitCode::failed);
+    const NamedItem named = namedItem(operand);
+    PlannedItem item{.path = named.path, .record = {}, .refusal = {}};
+    if (named.refusal) return item.refuse(*named.refusal, named.code);
     const URL url = URL::fromPath(item.path);
     item.risk = SafetyPolicy::risk(url);
     if (const auto reason = SafetyPolicy::blockedReason(url)) return item.refuse(*reason, ExitCode::refused);

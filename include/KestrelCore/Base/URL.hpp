@@ -14,8 +14,8 @@ namespace KestrelCore {
 /// A file URL. Equality and hash are those of the URL's text: file:///a and file:///a/ differ.
 class KESTRELCORE_EXPORT URL {
 public:
-    /// A file URL from a path, percent-encoded as it stands: no dot removal, nothing asked of the disk. A relative path
-    /// is resolved against the working directory, the empty path means ".". `isDirectory` adds a trailing slash.
+    /// A file URL from a path as it stands, percent-encoded; asks no disk. A relative path goes on from the working
+    /// directory, where that exists, the empty path means ".". `isDirectory` adds a trailing slash.
     [[nodiscard]] static URL fromPath(const Text& path, bool isDirectory = false);
     /// Reads a URL's text, as found in a payload. Characters that may not stand raw are percent-encoded. Empty for the
     /// empty text and for a malformed authority (bad port, unbalanced bracket).

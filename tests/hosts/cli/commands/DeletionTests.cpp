@@ -246,4 +246,44 @@ TEST_F(Deletion, printsThePlanAsJSONWhenTheAnswerIsNo) {
     EXPECT_TRUE(contains(run({"trash", "--json", path}).out, "\"results\": [],"));
 }
 
+TEST_F(Deletion, namesNothingAgainstARemovedWorkingFolder) {
+    const std::string path = file("x");
+    folder.makeFolder("gone");
+    const WorkingFolder inside{folder / "gone"};
+    fs::remove(folder / "gone");
+    const CommandRun outcome = remove({path.substr(1)});
+    EXPECT_EQ(outcome.code, ExitCode::failed);
+    EXPECT_TRUE(contains(outcome.out, "The current folder no longer exists.")) << outcome.out;
+    EXPECT_TRUE(fs::exists(path));
+}
+
+TEST_F(Deletion, takesTheParentBehindALinkAsTheSystemDoes) {
+    const std::string meant = folder.makeFile("dd/real/f", "content");
+    const std::string other = folder.makeFile("dd/f", "content");
+    folder.makeFolder("dd/real/sub");
+    fs::create_directory_symlink("real/sub", folder / "dd/l");
+    EXPECT_EQ(remove({folder / "dd/l/../f"}).code, ExitCode::done);
+    EXPECT_FALSE(fs::exists(meant));
+    EXPECT_TRUE(fs::exists(other));
+    EXPECT_TRUE(contains(remove({folder / "dd/nothing/../f"}).out, missingMessage));
+    EXPECT_TRUE(fs::exists(other));
+    const WorkingFolder inside{folder / "dd/real/sub"};
+    EXPECT_EQ(remove({"..//./../f"}).code, ExitCode::done);
+    EXPECT_FALSE(fs::exists(other));
+}
+
+TEST_F(Deletion, refusesALastDotAndASlashBehindAFile) {
+    const std::string path = folder.makeFile("a/b/c", "content");
+    const WorkingFolder inside{folder / "a/b"};
+    for (const char* name : {".", "..", "./", "..//", "../b/.", "../b/./", "c/..", "/"}) {
+        const CommandRun outcome = remove({name});
+        EXPECT_EQ(outcome.code, ExitCode::refused) << name;
+        EXPECT_TRUE(contains(outcome.out, "Refused: ")) << name;
+    }
+    EXPECT_TRUE(contains(remove({path + "/"}).out, missingMessage));
+    EXPECT_TRUE(fs::exists(path));
+    EXPECT_EQ(remove({folder / "a/b/"}).code, ExitCode::done);
+    EXPECT_FALSE(fs::exists(folder / "a/b"));
+}
+
 }  // namespace KestrelCLI
