@@ -50,6 +50,8 @@ std::string ByteFormat::count(std::int64_t number) {
 
 std::string ByteFormat::share(std::int64_t part, std::int64_t whole) {
     if (part <= 0 || whole <= 0) return "0 %";
+    // After items were taken out of a snapshot a file that has another name left can weigh more than its folder.
+    if (part > whole) return "–";
     const double percent = static_cast<double>(part) / static_cast<double>(whole) * 100;
     if (percent < 0.1) return "<0.1 %";
     return fmt::format("{:.1f} %", percent);

@@ -16,7 +16,7 @@ public:
     [[nodiscard]] static std::string exact(std::int64_t bytes);
     /// With separators: "1,083,440".
     [[nodiscard]] static std::string count(std::int64_t number);
-    /// A share of a whole: "41.3 %"; "0 %" when there is no whole, "<0.1 %" for what is more than nothing.
+    /// "41.3 %" of a whole; "0 %" of none, "<0.1 %" for more than nothing, "–" for a part that is above the whole.
     [[nodiscard]] static std::string share(std::int64_t part, std::int64_t whole);
 };
 

@@ -45,6 +45,7 @@ TEST(ByteFormat, writesSharesOfAWhole) {
     EXPECT_EQ(ByteFormat::share(1, 1'000'000), "<0.1 %");
     EXPECT_EQ(ByteFormat::share(0, 1000), "0 %");
     EXPECT_EQ(ByteFormat::share(5, 0), "0 %");
+    EXPECT_EQ(ByteFormat::share(8'228'864, 4096), "–");
 }
 
 }  // namespace KestrelCLI
