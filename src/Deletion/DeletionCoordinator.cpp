@@ -18,6 +18,8 @@ constexpr const char* sourceFile = "KestrelCore/SafetyPolicy";
 constexpr const char* appManagementMessage =
     "macOS blocked app deletion. Allow Kestrel in Privacy & Security → App Management (allow Terminal while using this "
     "local preview), then try again.";
+/// How the file manager's error begins to tell that a removal stopped half-way; it tells so last.
+constexpr std::string_view partlyRemovedBeginning = "Some of its contents were removed;";
 
 bool isRefusalOfPermission(int code) {
     return code == EPERM || code == EACCES || code == PlatformError::fileWriteNoPermission;
@@ -83,7 +85,11 @@ public:
 
 private:
     static Text message(const FileRecord& record, bool isRefused, const Text& description) {
-        return isRefused && isApplication(record) ? Text{appManagementMessage} : description;
+        if (!isRefused || !isApplication(record)) return description;
+        // The half of an application that is gone must be told whatever stopped the rest.
+        const std::size_t half = description.view().find(partlyRemovedBeginning);
+        if (half == std::string_view::npos) return appManagementMessage;
+        return Text::concatenating({appManagementMessage, " ", description.view().substr(half)});
     }
 
     /// Names what a removal that was interrupted left in the record's folder; empty when there is nothing.

@@ -165,6 +165,24 @@ TEST(DeletionOnDisk, changesNoModesToGetAtAnItem) {
     });
 }
 
+TEST(DeletionOnDisk, tellsOfAnApplicationThatIsGoneInPart) {
+    const TemporaryFolder folder;
+    folder.makeFile("App.app/closed/a");
+    folder.makeFile("App.app/b");
+    ::chmod((folder / "App.app/closed").c_str(), 0555);
+    for (const char* name : {"App.app/closed/a", "App.app/b", "App.app/closed", "App.app", ""})
+        (void)::chown((folder / name).c_str(), nobody, nobody);
+    inChild(ChildSetting::unprivileged, [&] {
+        const std::string app = folder / "App.app";
+        const DeletionItemResult result = execute({diskRecord(app, FileKind::package)}).front();
+        EXPECT_FALSE(result.succeeded);
+        EXPECT_TRUE(result.message.hasPrefix("macOS blocked app deletion. ")) << result.message.view();
+        const std::string half =
+            "then try again. Some of its contents were removed; it stopped at “" + app + "/closed/a”: ";
+        EXPECT_NE(result.message.string().find(half), std::string::npos) << result.message.view();
+    });
+}
+
 TEST(DeletionOnDisk, stopsAtOthersItemsInAStickyFolder) {
     if (::geteuid() != 0) GTEST_SKIP() << noOtherUser;
     const TemporaryFolder folder;
