@@ -1,8 +1,8 @@
 #include "KestrelCore/Deletion/DeletionPlan.hpp"
 
+#include "Base/DotName.hpp"
 #include "Deletion/DeletionGate.hpp"
 #include "KestrelCore/Deletion/SafetyPolicy.hpp"
-#include "KestrelCore/Platform/FileManager.hpp"
 #include "Model/PackageExtensions.hpp"
 #include "Platform/FileStatus.hpp"
 
@@ -26,7 +26,8 @@ FileKind kindOf(FileType type, const Text& fileExtension) {
 
 }  // namespace
 
-std::optional<FileRecord> DeletionPlan::freshRecord(const Text& path, const FileManager& fileManager) {
+std::optional<FileRecord> DeletionPlan::freshRecord(const Text& path, DeletionMeasurement& measurement,
+                                                    const CancellationToken& cancellation) {
     const FileStatusResult found = fileStatus(path.string());
     if (!found.status) return std::nullopt;
     const FileStatus& status = *found.status;
@@ -34,11 +35,9 @@ std::optional<FileRecord> DeletionPlan::freshRecord(const Text& path, const File
     const Text fileExtension = Path::extension(path).lowercased();
     const URL url = URL::fromPath(path);
 
-    std::int64_t aggregate = status.allocatedBytes;
-    if (status.type == FileType::directory) {
-        const std::int64_t below = fileManager.allocatedBytesBelow(url).value_or(0);
-        if (__builtin_add_overflow(aggregate, below, &aggregate)) aggregate = status.allocatedBytes;
-    }
+    const std::int64_t aggregate = status.type == FileType::directory
+                                       ? measurement.measure(path, cancellation).allocatedBytes
+                                       : status.allocatedBytes;
     return FileRecord{UUID::random(),
                       FileIdentity{status.device, status.inode},
                       Path::deletingLastComponent(path),
@@ -50,7 +49,7 @@ std::optional<FileRecord> DeletionPlan::freshRecord(const Text& path, const File
                       aggregate,
                       Date::fromFileTime(status.modifiedSeconds, status.modifiedNanoseconds),
                       fileExtension,
-                      status.isUserHidden || name.view().starts_with('.'),
+                      status.isUserHidden || beginsWithDot(name.view()),
                       status.isDataless,
                       false,
                       SafetyPolicy::risk(url)};

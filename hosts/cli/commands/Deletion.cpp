@@ -11,16 +11,17 @@
 #include "terminal/Question.hpp"
 
 #include "KestrelCore/Base/Path.hpp"
+#include "KestrelCore/Deletion/DeletionMeasurement.hpp"
 #include "KestrelCore/Deletion/DeletionPlan.hpp"
 #include "KestrelCore/Deletion/SafetyPolicy.hpp"
 #include "KestrelCore/Deletion/TrashReceipts.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fmt/format.h>
-#include <unordered_set>
 #include <vector>
 
 namespace KestrelCLI {
@@ -49,11 +50,6 @@ struct PlannedItem {
         return *this;
     }
 };
-
-std::int64_t sumOf(std::int64_t a, std::int64_t b) {
-    std::int64_t sum = 0;
-    return __builtin_add_overflow(a, b, &sum) ? a : sum;
-}
 
 /// What an operand names, or why it names nothing that could go.
 struct NamedItem {
@@ -130,7 +126,8 @@ std::vector<ProtectedPlace> ownPlaces(const Session& session) {
 }
 
 PlannedItem planned(const std::string& operand, const std::optional<ScanSnapshot>& snapshot,
-                    const DeletionOptions& options, const DeletionPlan& judge) {
+                    const DeletionOptions& options, const DeletionPlan& judge, DeletionMeasurement& measurement,
+                    const CancellationToken& cancellation) {
     const NamedItem named = namedItem(operand);
     PlannedItem item{.path = named.path, .record = {}, .refusal = {}};
     if (named.refusal) return item.refuse(*named.refusal, named.code);
@@ -141,7 +138,7 @@ PlannedItem planned(const std::string& operand, const std::optional<ScanSnapshot
     // A canonically equal path with other bytes is another item.
     if (snapshot) item.record = snapshot->record(item.path);
     if (item.record && item.record->path().view() != item.path.view()) item.record.reset();
-    if (!item.record) item.record = DeletionPlan::freshRecord(item.path, *FileManager::standard());
+    if (!item.record) item.record = DeletionPlan::freshRecord(item.path, measurement, cancellation);
     if (!item.record) return item.refuse(missingMessage, ExitCode::failed);
     // A saved rating may come from a tampered file; the stricter one holds.
     item.risk = std::max(item.risk, item.record->risk());
@@ -196,26 +193,13 @@ void writeResults(JSONOutput& json, const std::vector<DeletionItemResult>& resul
     json.endArray();
 }
 
-/// Bytes that go with the items. One that is given again, or lies below another one, counts once, whatever the order.
-std::int64_t reclaimedBytes(const std::vector<FileRecord>& records) {
-    std::unordered_set<std::string> paths;
-    for (const FileRecord& record : records) paths.insert(record.path().string());
-    const auto isBelowAnother = [&paths](const std::string& path) {
-        for (std::size_t end = path.rfind('/'); end != std::string::npos && end > 0; end = path.rfind('/', end - 1))
-            if (paths.contains(path.substr(0, end))) return true;
-        return false;
-    };
-    std::unordered_set<std::string> counted;
-    std::int64_t total = 0;
-    for (const FileRecord& record : records) {
-        const std::string path = record.path().string();
-        if (!isBelowAnother(path) && counted.insert(path).second)
-            total = sumOf(total, std::max<std::int64_t>(0, record.displayBytes()));
-    }
-    return total;
+std::vector<Text> pathsOf(const std::vector<FileRecord>& records) {
+    std::vector<Text> paths;
+    for (const FileRecord& record : records) paths.push_back(record.path());
+    return paths;
 }
 
-std::string itemCount(std::size_t count) { return count == 1 ? "1 item" : fmt::format("{} items", count); }
+std::string itemCount(std::uint64_t count) { return count == 1 ? "1 item" : fmt::format("{} items", count); }
 
 /// What became of the items that the plan let pass.
 struct Execution {
@@ -265,15 +249,22 @@ ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOpti
     const std::optional<ScanSnapshot> snapshot = savedSnapshot(session);
     const DeletionPlan judge{ownPlaces(session)};
 
+    // Whatever a folder holds, Ctrl-C ends the look at it.
+    const InterruptionWatch watch;
+    DeletionMeasurement measurement;
     std::vector<PlannedItem> plan;
     std::vector<FileRecord> records;
+    std::uint64_t unread = 0;
     ExitCode code = ExitCode::done;
     for (const std::string& path : paths) {
         Interruption::check();
-        plan.push_back(planned(path, snapshot, options, judge));
+        plan.push_back(planned(path, snapshot, options, judge, measurement, watch.token()));
         code = combined(code, plan.back().code);
-        if (!plan.back().refusal) records.push_back(*plan.back().record);
+        if (plan.back().refusal) continue;
+        records.push_back(*plan.back().record);
+        unread += measurement.measure(records.back().path(), watch.token()).unread;
     }
+    Interruption::check();
 
     // In JSON the plan is part of the object; a person who is asked still needs to see it first.
     const bool asks = !options.isDryRun && !records.empty() && (isTrash ? !options.isConfirmed : !options.confirmation);
@@ -282,7 +273,11 @@ ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOpti
     } else if (asks) {
         showPlan(session, session.messages, true, plan);
     }
-    const std::string amount = fmt::format("{} ({})", itemCount(records.size()), session.size(reclaimedBytes(records)));
+    const std::string amount =
+        fmt::format("{} ({})", itemCount(records.size()), session.size(measurement.freedBytes(pathsOf(records))));
+
+    if (unread > 0)
+        session.say(fmt::format("{} could not be looked at; the sizes leave out what is there.", itemCount(unread)));
 
     bool isDeclined = false;
     std::optional<Text> typed;
@@ -302,12 +297,11 @@ ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOpti
     Execution execution;
     if (!options.isDryRun && !isDeclined && !records.empty())
         execution = execute(session, records, options.mode, typed);
-    std::vector<Text> gonePaths;
-    for (const FileRecord& record : execution.gone) gonePaths.push_back(record.path());
+    const std::vector<Text> gonePaths = pathsOf(execution.gone);
     saveWithout(session, gonePaths);
     for (const DeletionItemResult& result : execution.results) code = combined(code, exitCode(result));
 
-    const std::int64_t reclaimable = reclaimedBytes(options.isDryRun ? records : execution.gone);
+    const std::int64_t reclaimable = measurement.freedBytes(options.isDryRun ? pathsOf(records) : gonePaths);
     if (session.options.json) {
         JSONOutput json{session.out};
         writePlan(json, plan);

@@ -1,6 +1,8 @@
 #pragma once
 
+#include "KestrelCore/Base/CancellationToken.hpp"
 #include "KestrelCore/Base/Text.hpp"
+#include "KestrelCore/Deletion/DeletionMeasurement.hpp"
 #include "KestrelCore/Deletion/ProtectedPlace.hpp"
 #include "KestrelCore/Export.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
@@ -13,7 +15,6 @@
 namespace KestrelCore {
 
 class DeletionGate;
-class FileManager;
 
 /// What a host asks before it asks the user: nothing here changes anything on the disk. What is protected is looked up
 /// once, so that a plan is made for one request. Immutable; any thread; blocks on the disk.
@@ -26,8 +27,10 @@ public:
     ~DeletionPlan();
 
     /// A record of the item as it is now, for one that no scan has seen: with a new identifier, and for a folder with
-    /// the size of everything in it. Links are not followed. Empty when there is no such item.
-    [[nodiscard]] static std::optional<FileRecord> freshRecord(const Text& path, const FileManager& fileManager);
+    /// the size of everything in it, as `measurement` finds it. Links are not followed. Empty when there is no such
+    /// item.
+    [[nodiscard]] static std::optional<FileRecord> freshRecord(const Text& path, DeletionMeasurement& measurement,
+                                                               const CancellationToken& cancellation = {});
 
     /// Why a removal would be refused now: `safetyViolation` for what is never removed (what is or holds a home
     /// directory, a trash, the running program or a protected place, under any path), `staleItem` for what is gone or

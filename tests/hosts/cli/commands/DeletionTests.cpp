@@ -286,4 +286,35 @@ TEST_F(Deletion, refusesALastDotAndASlashBehindAFile) {
     EXPECT_FALSE(fs::exists(folder / "a/b"));
 }
 
+TEST_F(Deletion, saysWhatReallyComesFree) {
+    const std::string content(100'000, 'x');
+    const std::string first = folder.makeFile("a/0", content);
+    const std::int64_t bytes = diskRecord(first).allocatedBytes();
+    for (const char* name : {"a/1", "a/2", "b/3"}) {
+        folder.makeFolder("b");
+        fs::create_hard_link(first, folder / name);
+    }
+    const auto folders = [&](std::initializer_list<const char*> names) {
+        std::int64_t sum = 0;
+        for (const char* name : names) sum += diskRecord(folder / name).allocatedBytes();
+        return sum;
+    };
+    const auto frees = [&](const std::vector<std::string>& paths) {
+        std::vector<std::string> arguments{"remove", "--json", "--dry-run"};
+        for (const std::string& path : paths) arguments.push_back(folder / path);
+        const std::string out = run(arguments).out;
+        return out.substr(out.rfind(": ") + 2);
+    };
+    EXPECT_EQ(frees({"a/0", "a/1", "b/3"}), "0}\n") << "three of four names";
+    EXPECT_EQ(frees({"a"}), std::to_string(folders({"a"})) + "}\n") << "three of four names in a folder";
+    EXPECT_EQ(frees({"a", "b/3", "a/0"}), std::to_string(folders({"a"}) + bytes) + "}\n") << "all names";
+    EXPECT_EQ(frees({"a", "b"}), std::to_string(folders({"a", "b"}) + bytes) + "}\n");
+    // The folder's own line has each file once, and the folders' own blocks.
+    EXPECT_TRUE(contains(run({"remove", "--json", "--dry-run", folder / "a"}).out,
+                         "\"displayBytes\": " + std::to_string(folders({"a"}) + bytes)));
+    const std::string freed = "\"reclaimableBytes\": " + std::to_string(folders({"a"})) + "}";
+    const CommandRun outcome = run({"remove", "--json", "--confirm", "DELETE", folder / "a"});
+    EXPECT_TRUE(contains(outcome.out, freed)) << outcome.out;
+}
+
 }  // namespace KestrelCLI
