@@ -11,6 +11,7 @@
 #include <unicode/bytestream.h>
 #include <unicode/normalizer2.h>
 #include <unicode/uchar.h>
+#include <unicode/unistr.h>
 #include <unicode/ustring.h>
 #include <unicode/utext.h>
 #include <unicode/utf16.h>
@@ -53,34 +54,13 @@ std::size_t asciiPrefixLength(std::string_view bytes) noexcept {
 
 bool isContinuation(unsigned char byte) { return (byte & 0xC0) == 0x80; }
 
-/// One step through bytes that may be anything.
-struct Piece {
-    std::size_t length;  ///< bytes of the sequence, or of the maximal ill-formed piece; at least 1
-    bool isWellFormed;
-};
-
-/// What begins at `index`. The range of the second byte is what excludes overlong forms, surrogates and scalars above
-/// U+10FFFF, so that an ill-formed piece ends where no well-formed sequence could have gone on.
-Piece pieceAt(std::string_view bytes, std::size_t index) {
-    const unsigned char lead = byteAt(bytes, index);
-    if (lead < 0x80) return {1, true};
-    if (lead < 0xC2 || lead > 0xF4) return {1, false};
-    const std::size_t length = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-    const unsigned char lowest = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
-    const unsigned char highest = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
-    if (index + 1 >= bytes.size()) return {1, false};
-    if (byteAt(bytes, index + 1) < lowest || byteAt(bytes, index + 1) > highest) return {1, false};
-    for (std::size_t offset = 2; offset < length; ++offset) {
-        if (index + offset >= bytes.size() || !isContinuation(byteAt(bytes, index + offset))) return {offset, false};
-    }
-    return {length, true};
-}
-
-void append(UChar32 scalar, std::string& text) {
-    std::array<char, U8_MAX_LENGTH> encoded;
-    std::int32_t length = 0;
-    U8_APPEND_UNSAFE(encoded.data(), length, scalar);
-    text.append(encoded.data(), static_cast<std::size_t>(length));
+/// What begins at `index`, which moves behind it, in bytes that may be anything: a scalar, or below 0 for a maximal
+/// ill-formed piece.
+UChar32 nextOf(std::string_view bytes, std::size_t& index) {
+    const auto* const units = reinterpret_cast<const std::uint8_t*>(bytes.data());
+    UChar32 scalar = 0;
+    U8_NEXT(units, index, bytes.size(), scalar);
+    return scalar;
 }
 
 UChar32 nextScalar(std::string_view wellFormed, std::size_t& index) {
@@ -143,7 +123,7 @@ std::string decomposedLong(std::string_view wellFormed) {
     const auto flush = [&] {
         std::stable_sort(marks.begin(), marks.end(),
                          [](const Mark& a, const Mark& b) { return a.combiningClass < b.combiningClass; });
-        for (const Mark& mark : marks) append(mark.scalar, result);
+        for (const Mark& mark : marks) appendUTF8(mark.scalar, result);
         marks.clear();
     };
     const auto add = [&](UChar32 scalar) {
@@ -153,7 +133,7 @@ std::string decomposedLong(std::string_view wellFormed) {
             return;
         }
         flush();
-        append(scalar, result);
+        appendUTF8(scalar, result);
     };
     icu::UnicodeString pieces;
     for (std::size_t index = 0; index < wellFormed.size();) {
@@ -173,14 +153,14 @@ void appendLowercase(UChar32 scalar, std::string& text) {
     if (scalar == 0x130) {
         text += "i\u0307";
     } else {
-        append(u_tolower(scalar), text);
+        appendUTF8(u_tolower(scalar), text);
     }
 }
 
 void appendFolded(UChar32 scalar, std::string& text) {
     // The folding of the Cherokee capitals is to themselves; the reference behaviour lowercases them.
     if (scalar >= 0x13A0 && scalar <= 0x13F5) {
-        append(u_tolower(scalar), text);
+        appendUTF8(u_tolower(scalar), text);
         return;
     }
     std::array<char16_t, 2> source;
@@ -194,7 +174,7 @@ void appendFolded(UChar32 scalar, std::string& text) {
     for (std::int32_t index = 0; index < length;) {
         UChar32 mapped = 0;
         U16_NEXT_UNSAFE(folded.data(), index, mapped);
-        append(mapped, text);
+        appendUTF8(mapped, text);
     }
 }
 
@@ -275,9 +255,7 @@ bool isPlainLatin(std::string_view wellFormed) noexcept {
 bool isWellFormedUTF8(std::string_view bytes) noexcept {
     std::size_t index = asciiPrefixLength(bytes);
     while (index < bytes.size()) {
-        const Piece next = pieceAt(bytes, index);
-        if (!next.isWellFormed) return false;
-        index += next.length;
+        if (nextOf(bytes, index) < 0) return false;
     }
     return true;
 }
@@ -287,15 +265,28 @@ std::string repairedUTF8(std::string_view bytes) {
     result.reserve(bytes.size() + 2);
     std::size_t index = 0;
     while (index < bytes.size()) {
-        const Piece next = pieceAt(bytes, index);
-        if (next.isWellFormed) {
-            result.append(bytes.substr(index, next.length));
+        const std::size_t begin = index;
+        if (nextOf(bytes, index) >= 0) {
+            result.append(bytes.substr(begin, index - begin));
         } else {
             result += "\uFFFD";
         }
-        index += next.length;
     }
     return result;
+}
+
+std::string utf8FromUTF16(std::u16string_view units) {
+    if (units.size() > INT32_MAX) fatalError(sourceFile, "A text is too long to be converted");
+    std::string result;
+    icu::UnicodeString{false, units.data(), static_cast<std::int32_t>(units.size())}.toUTF8String(result);
+    return result;
+}
+
+void appendUTF8(std::int32_t scalar, std::string& appendTo) {
+    std::array<char, U8_MAX_LENGTH> encoded;
+    std::size_t length = 0;
+    U8_APPEND_UNSAFE(encoded.data(), length, scalar);
+    appendTo.append(encoded.data(), length);
 }
 
 bool isNormalizedUTF8(std::string_view wellFormed) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,6 +22,12 @@ namespace KestrelCore {
 
 /// The bytes with every maximal ill-formed piece replaced by one U+FFFD.
 [[nodiscard]] std::string repairedUTF8(std::string_view bytes);
+
+/// The units in UTF-8; each half of a pair without the other becomes U+FFFD.
+[[nodiscard]] std::string utf8FromUTF16(std::u16string_view units);
+
+/// Appends the form of one scalar: 0 to U+10FFFF, and no surrogate.
+void appendUTF8(std::int32_t scalar, std::string& appendTo);
 
 /// Whether the text is in normal form C.
 [[nodiscard]] bool isNormalizedUTF8(std::string_view wellFormed);
