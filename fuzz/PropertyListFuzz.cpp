@@ -1,4 +1,4 @@
-#include "Applications/Bundles/PropertyListReader.hpp"
+#include "Applications/Bundles/PropertyList.hpp"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,6 +1,5 @@
 #include "Applications/Bundles/Bundle.hpp"
 
-#include "Applications/Bundles/PropertyListReader.hpp"
 #include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
 #include "Platform/SmallFile.hpp"

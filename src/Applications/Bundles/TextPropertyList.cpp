@@ -1,4 +1,6 @@
-#include "Applications/Bundles/TextPropertyList.hpp"
+#include "Applications/Bundles/PropertyList.hpp"
+
+#include "Base/TextScan.hpp"
 
 #include <algorithm>
 #include <cstdint>
@@ -20,64 +22,37 @@
 namespace KestrelCore {
 namespace {
 
-void appendUTF8(std::string& out, std::uint32_t scalar) {
-    if (scalar < 0x80) {
-        out.push_back(static_cast<char>(scalar));
-        return;
-    }
-    const int following = scalar < 0x800 ? 1 : scalar < 0x10000 ? 2 : 3;
-    constexpr unsigned char leads[] = {0, 0xC0, 0xE0, 0xF0};
-    out.push_back(static_cast<char>(leads[following] | scalar >> (6 * following)));
-    for (int i = following - 1; i >= 0; --i) out.push_back(static_cast<char>(0x80 | (scalar >> (6 * i) & 0x3F)));
-}
-
-/// Joins UTF-16 units into UTF-8; lone surrogates become U+FFFD.
-class UTF16Joiner {
+/// Collects a quoted string: bytes of UTF-8, and UTF-16 units from escapes, whose halves of pairs find each other.
+class QuotedString {
 public:
-    explicit UTF16Joiner(std::string& out) : out_{out} {}
-    ~UTF16Joiner() { flush(); }
+    explicit QuotedString(std::string& out) : out_{out} {}
 
-    void append(std::uint32_t unit) {
-        const bool isLow = unit >= 0xDC00 && unit < 0xE000;
-        if (high_ != 0 && isLow) {
-            appendUTF8(out_, 0x10000 + ((high_ - 0xD800) << 10) + (unit - 0xDC00));
-            high_ = 0;
-            return;
-        }
-        flush();
-        if (unit >= 0xD800 && unit < 0xDC00) {
-            high_ = unit;
-        } else {
-            appendUTF8(out_, isLow ? replacement : unit);
-        }
-    }
-    /// One byte of a text that is UTF-8 already.
     void appendByte(char byte) {
         flush();
         out_.push_back(byte);
     }
-    /// What follows is no second half.
+    void appendUnit(std::uint32_t unit) { units_.push_back(static_cast<char16_t>(unit)); }
+    /// No unit follows.
     void flush() {
-        if (high_ != 0) appendUTF8(out_, replacement);
-        high_ = 0;
+        if (units_.empty()) return;
+        out_ += utf8FromUTF16(units_);
+        units_.clear();
     }
 
 private:
-    static constexpr std::uint32_t replacement = 0xFFFD;
     std::string& out_;
-    std::uint32_t high_ = 0;
+    std::u16string units_;
 };
 
 std::string fromUTF16(std::string_view bytes, bool isBigEndian) {
-    std::string text;
-    UTF16Joiner joiner{text};
+    std::u16string units;
+    units.reserve(bytes.size() / 2);
     for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
         const std::uint32_t first = static_cast<unsigned char>(bytes[i]);
         const std::uint32_t second = static_cast<unsigned char>(bytes[i + 1]);
-        joiner.append(isBigEndian ? first << 8U | second : second << 8U | first);
+        units.push_back(static_cast<char16_t>(isBigEndian ? first << 8U | second : second << 8U | first));
     }
-    joiner.flush();
-    return text;
+    return utf8FromUTF16(units);
 }
 
 /// The text in UTF-8. Without a byte order mark a NUL among the first two bytes tells UTF-16: no text begins with one.
@@ -245,45 +220,45 @@ private:
     bool takeQuoted(std::string& string) {
         const char quote = current();
         ++position_;
-        UTF16Joiner joiner{string};
+        QuotedString quoted{string};
         while (!isAtEnd()) {
             const char c = current();
             ++position_;
             if (c == quote) {
-                joiner.flush();
+                quoted.flush();
                 return true;
             }
             if (c != '\\') {
-                joiner.appendByte(c);
-            } else if (!takeEscape(joiner)) {
+                quoted.appendByte(c);
+            } else if (!takeEscape(quoted)) {
                 return false;
             }
         }
         return false;
     }
 
-    bool takeEscape(UTF16Joiner& joiner) {
+    bool takeEscape(QuotedString& quoted) {
         if (isAtEnd()) return false;
         const char c = current();
         ++position_;
         switch (c) {
-        case 'a': joiner.append('\a'); return true;
-        case 'b': joiner.append('\b'); return true;
-        case 'f': joiner.append('\f'); return true;
-        case 'n': joiner.append('\n'); return true;
-        case 'r': joiner.append('\r'); return true;
-        case 't': joiner.append('\t'); return true;
-        case 'v': joiner.append('\v'); return true;
+        case 'a': quoted.appendByte('\a'); return true;
+        case 'b': quoted.appendByte('\b'); return true;
+        case 'f': quoted.appendByte('\f'); return true;
+        case 'n': quoted.appendByte('\n'); return true;
+        case 'r': quoted.appendByte('\r'); return true;
+        case 't': quoted.appendByte('\t'); return true;
+        case 'v': quoted.appendByte('\v'); return true;
         case 'U':
-        case 'u': joiner.append(takeNumber(4, 16)); return true;
+        case 'u': quoted.appendUnit(takeNumber(4, 16)); return true;
         default: break;
         }
         if (digitValue(c, 8) >= 0) {
             --position_;
-            joiner.append(takeNumber(3, 8) & 0xFF);
+            quoted.appendUnit(takeNumber(3, 8) & 0xFF);
             return true;
         }
-        joiner.appendByte(c);  // any other character stands for itself; further bytes of it follow as they are
+        quoted.appendByte(c);  // any other character stands for itself; further bytes of it follow as they are
         return true;
     }
 
@@ -313,7 +288,7 @@ private:
 
 }  // namespace
 
-std::optional<PropertyListStrings> parseTextPropertyList(std::string_view bytes) {
+std::optional<PropertyListStrings> readTextPropertyList(std::string_view bytes) {
     if (bytes.size() > PropertyListLimits::fileBytes) return std::nullopt;
     const std::string text = decoded(bytes);
     return Parser{text}.run();

@@ -1,6 +1,4 @@
-#include "Applications/Bundles/PropertyListReader.hpp"
-
-#include "Applications/Bundles/PropertyListChecks.hpp"
+#include "Applications/Bundles/PropertyList.hpp"
 
 #include <gtest/gtest.h>
 
@@ -128,6 +126,102 @@ TEST(PropertyList, readsXMLWithWhatMayStandBetweenElements) {
         (Strings{{"a&b", "<☺>"}}));
 }
 
+TEST(PropertyList, readsEntitiesAndLiteralTextOfXML) {
+    struct Case {
+        const char* inside;
+        std::optional<Text> expected;  ///< empty for a list that is refused
+    };
+    const Case cases[] = {
+        {"&lt;&gt;&amp;&quot;&apos;", "<>&\"'"},
+        {"&#65;&#x42;&#X1F600;&#10;", "AB😀\n"},
+        {" c\r\n d ", " c\r\n d "},
+        {"x<![CDATA[<&amp;>]]>y<![CDATA[]]>&lt;", "x<&amp;>y<"},
+        {"x]]>y>z", "x]]>y>z"},
+        {"\xC3(", "\uFFFD("},
+        {"&other;", std::nullopt},
+        {"&LT;", std::nullopt},
+        {"&lt", std::nullopt},
+        {"a & b", std::nullopt},
+        {"&;", std::nullopt},
+        {"&l<![CDATA[t;]]>", std::nullopt},
+        {"&#;", std::nullopt},
+        {"&#x;", std::nullopt},
+        {"&#-5;", std::nullopt},
+        {"&#65x;", std::nullopt},
+        {"&#0;", std::nullopt},
+        {"&#xD83D;&#xDE00;", std::nullopt},
+        {"&#x110000;", std::nullopt},
+        {"&#99999999999999999999;", std::nullopt},
+        {"<![CDATA[x", std::nullopt},
+    };
+    for (const auto& [inside, expected] : cases) {
+        const std::string text = inside;
+        const auto strings = readPropertyList(xml("<dict><key>a</key><string>" + text + "</string></dict>"));
+        ASSERT_EQ(strings.has_value(), expected.has_value()) << text;
+        if (strings) {
+            EXPECT_EQ(*strings, (Strings{{"a", expected}})) << text;
+        }
+        const auto asKey = readPropertyList(xml("<dict><key>" + text + "</key><true/></dict>"));
+        ASSERT_EQ(asKey.has_value(), expected.has_value()) << text;
+        if (asKey) {
+            EXPECT_EQ(*asKey, (Strings{{*expected, std::nullopt}})) << text;
+        }
+        // Where nobody asks for the value, it must be sound nevertheless.
+        const auto within =
+            readPropertyList(xml("<dict><key>a</key><array><string>" + text + "</string></array></dict>"));
+        EXPECT_EQ(within.has_value(), expected.has_value()) << text;
+    }
+}
+
+TEST(PropertyList, namesTheValuesOfAnXMLDictionaryByTheKeyBefore) {
+    struct Case {
+        const char* inside;
+        std::optional<Strings> expected;
+    };
+    const Case cases[] = {
+        {"", Strings{}},
+        {"<key>a</key>", Strings{}},
+        {"<key>a</key><string>1</string><key>b</key>", Strings{{"a", "1"}}},
+        {"<key>a</key><key>b</key>", Strings{{"a", "b"}}},
+        {"<key>a</key><key/>", Strings{{"a", ""}}},
+        {"<key>a</key><string>1</string><key>a</key><true/>", Strings{{"a", std::nullopt}}},
+        {"<key></key><string>1</string>", Strings{{"", "1"}}},
+        {"<key>a</key><dict><key>b</key><string>1</string></dict><key>c</key><string>2</string>",
+         Strings{{"a", std::nullopt}, {"c", "2"}}},
+        {"<key>a</key><array><key>b</key><string>1</string></array>", Strings{{"a", std::nullopt}}},
+        {"<string>1</string>", std::nullopt},
+        {"<key/><string>1</string>", std::nullopt},
+        {"<key>a</key><string>1</string><string>2</string>", std::nullopt},
+        {"<key>a</key><key>b</key><string>1</string>", std::nullopt},
+        {"<key>a</key><dict><string>1</string></dict>", std::nullopt},
+        {"<array/>", std::nullopt},
+    };
+    for (const Case& test : cases)
+        EXPECT_EQ(readPropertyList(xml("<dict>" + std::string{test.inside} + "</dict>")), test.expected) << test.inside;
+}
+
+TEST(PropertyList, readsBothKindsOfBinaryStrings) {
+    const auto valueOf = [](const std::string& object) {
+        const auto strings = readPropertyList(binary({std::string{"\xD1\1\2", 3}, "\x51k", object}));
+        return strings ? strings->at("k") : std::nullopt;
+    };
+    EXPECT_EQ(valueOf("\x53"
+                      "abc"),
+              Text{"abc"});
+    EXPECT_EQ(valueOf("\x50"), Text{""});
+    EXPECT_EQ(valueOf(std::string{"\x5F\x10\x10", 3} + "0123456789abcdef"), Text{"0123456789abcdef"});
+    EXPECT_EQ(valueOf("\x52\xC3\xA9"), Text{"é"});
+    EXPECT_EQ(valueOf("\x51\xE9"), Text{"\uFFFD"});
+    EXPECT_EQ(valueOf(std::string{"\x62\0A\0\xE9", 5}), Text{"Aé"});
+    EXPECT_EQ(valueOf(std::string{"\x62\xD8\x3D\xDE\x00", 5}), Text{"😀"});
+    EXPECT_EQ(valueOf(std::string{"\x53x\0y", 4}), Text{"x"});
+    EXPECT_EQ(valueOf(std::string{"\x63\0x\0\0\0y", 7}), Text{"x"});
+    EXPECT_EQ(valueOf(std::string{"\x62\0x\xD8\x3D", 5}), Text{"x\uFFFD"});
+    // The later of two equal keys stands.
+    EXPECT_EQ(readPropertyList(binary({std::string{"\xD2\1\1\2\3", 5}, "\x51k", "\x51x", "\x51y"})),
+              (Strings{{"k", "y"}}));
+}
+
 TEST(PropertyList, readsNoXMLThatADecoderMightReadInAnotherWay) {
     for (const std::string& text : {
              std::string{"<dict><key>a</key><string>b</string></dict>"},  // no outermost element
@@ -141,6 +235,8 @@ TEST(PropertyList, readsNoXMLThatADecoderMightReadInAnotherWay) {
              xml("<dict>text<key>a</key><string>b</string></dict>"),
              xml("<dict><key>a</key><string>b</string>"),
              xml("<dict/>") + "<dict/>",
+             "<?xml version=\"1.0?>" + xml("<dict/>"),
+             "<!DOCTYPE plist PUBLIC \">" + xml("<dict/>"),
              xml("<dict/>") + std::string(1, '\0'),
              corpusFile("entities.xml"),
          })
@@ -148,25 +244,34 @@ TEST(PropertyList, readsNoXMLThatADecoderMightReadInAnotherWay) {
 }
 
 TEST(PropertyList, refusesABinaryOneThatHoldsItself) {
-    for (const char* name : {"cycle.bplist", "long-cycle.bplist"}) {
-        EXPECT_FALSE(isHarmlessBinaryPropertyList(corpusFile(name))) << name;
+    for (const char* name : {"cycle.bplist", "long-cycle.bplist"})
         EXPECT_FALSE(readPropertyList(corpusFile(name)).has_value()) << name;
-    }
+    // A dictionary whose value is an array that holds it again.
+    EXPECT_FALSE(readPropertyList(binary({std::string{"\xD1\1\2", 3}, "\x51k", std::string{"\xA1\0", 2}})).has_value());
+    EXPECT_TRUE(readPropertyList(binary({std::string{"\xD1\1\2", 3}, "\x51k", "\xA1\1"})).has_value());
 }
 
 TEST(PropertyList, refusesABinaryOneThatUnfoldsToTooManyObjects) {
-    EXPECT_FALSE(isHarmlessBinaryPropertyList(corpusFile("bomb.bplist")));
-    // Sharing as such is fine: three levels of eight.
-    EXPECT_TRUE(isHarmlessBinaryPropertyList(binary(
-        {"\xA8" + std::string(8, '\1'), "\xA8" + std::string(8, '\2'), "\xA8" + std::string(8, '\3'), "\x51x"})));
+    EXPECT_FALSE(readPropertyList(corpusFile("bomb.bplist")).has_value());
+    // Sharing as such is fine: three levels of eight. Six are too many.
+    const auto levels = [](char count) {
+        std::vector<std::string> objects = {std::string{"\xD1\1\2", 3}, "\x51k"};
+        for (char level = 0; level < count; ++level)
+            objects.push_back("\xA8" + std::string(8, static_cast<char>(level + 3)));
+        objects.emplace_back("\x51x");
+        return binary(objects);
+    };
+    EXPECT_EQ(readPropertyList(levels(3)), (Strings{{"k", std::nullopt}}));
+    EXPECT_FALSE(readPropertyList(levels(6)).has_value());
 }
 
 TEST(PropertyList, refusesABinaryOneThatUnfoldsToTooManyBytes) {
     // 65,535 references to one string of 65,535 bytes: few objects, four gigabytes.
     const std::string text = std::string{"\x5F\x11\xFF\xFF", 4} + std::string(65'535, 'x');
-    const std::string array = std::string{"\xAF\x11\xFF\xFF", 4} + std::string(65'535, '\1');
-    EXPECT_FALSE(isHarmlessBinaryPropertyList(binary({array, text}, 0, 4)));
-    EXPECT_TRUE(isHarmlessBinaryPropertyList(binary({"\xA1\1", text}, 0, 4)));
+    const std::string array = std::string{"\xAF\x11\xFF\xFF", 4} + std::string(65'535, '\2');
+    const std::string dictionary{"\xD1\2\1", 3};
+    EXPECT_FALSE(readPropertyList(binary({dictionary, array, text}, 0, 4)).has_value());
+    EXPECT_TRUE(readPropertyList(binary({dictionary, "\xA1\2", text}, 0, 4)).has_value());
 }
 
 TEST(PropertyList, refusesEveryFormThatIsNestedTooDeep) {
@@ -203,12 +308,12 @@ TEST(PropertyList, refusesABinaryOneWhosePartsLieElsewhere) {
          {"data-2-62.bplist", "many-objects.bplist", "offset-outside.bplist", "reference-outside.bplist",
           "root-outside.bplist", "table-outside.bplist", "key-is-number.bplist", "odd-sizes.bplist",
           "nul-in-key.bplist", "nul-in-utf16-key.bplist"})
-        EXPECT_FALSE(isHarmlessBinaryPropertyList(corpusFile(name))) << name;
-    EXPECT_FALSE(isHarmlessBinaryPropertyList("bplist00"));
+        EXPECT_FALSE(readPropertyList(corpusFile(name)).has_value()) << name;
+    EXPECT_FALSE(readPropertyList("bplist00").has_value());
     const std::string sound = corpusFile("info.bplist");
-    ASSERT_TRUE(isHarmlessBinaryPropertyList(sound));
+    ASSERT_TRUE(readPropertyList(sound).has_value());
     for (std::size_t size = 0; size < sound.size(); ++size)
-        EXPECT_FALSE(isHarmlessBinaryPropertyList(std::string_view{sound}.substr(0, size))) << size;
+        EXPECT_FALSE(readPropertyList(std::string_view{sound}.substr(0, size)).has_value()) << size;
 }
 
 TEST(PropertyList, refusesTooManyObjectsAndTooLargeFiles) {
@@ -253,9 +358,6 @@ TEST(PropertyList, takesBoundedMemory) {
     EXPECT_TRUE(readPropertyList(xml("<dict><key>a</key><array>" +
                                      repeated("<true/>", PropertyListLimits::objects - 10) + "</array></dict>"))
                     .has_value());
-    const std::string references(99'990 * 2, '\0');
-    EXPECT_TRUE(isHarmlessBinaryPropertyList(binary({std::string{"\xAF\x12\0\1\x86\x96", 6} + references, "\x08"}, 0, 4,
-                                                    2)) == false);  // refers to itself
     std::string shared;
     for (std::size_t i = 0; i < 99'990; ++i) shared += std::string{"\0\1", 2};
     const std::string many = binary(

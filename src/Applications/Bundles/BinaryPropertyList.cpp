@@ -1,9 +1,10 @@
-#include "Applications/Bundles/PropertyListChecks.hpp"
-
 #include "Applications/Bundles/PropertyList.hpp"
 
+#include "Base/TextScan.hpp"
+
 #include <cstdint>
-#include <optional>
+#include <string>
+#include <utility>
 #include <vector>
 
 // A binary property list:
@@ -14,8 +15,8 @@
 // the root's number, and where the offset table begins (8 bytes each). An object begins with one byte, its type in the
 // upper half and in the lower a count or size; the count 15 says that an integer object with the real count follows.
 // Containers hold references: numbers of objects. Nothing in the format forbids that one object is referred to a
-// million times over, or that it contains itself: 264 bytes can unfold to 8^20 objects. So the walk below follows the
-// references as a decoder would, counts what it unfolds, and stops at the limits.
+// million times over, or that it contains itself: 264 bytes can unfold to 8^20 objects. So the walk below follows every
+// reference, counts what it unfolds, and stops at the limits. Only the outermost dictionary's strings are kept.
 
 namespace KestrelCore {
 namespace {
@@ -38,19 +39,20 @@ struct Object {
     std::size_t content = 0;    ///< where the references of a container or the characters of a string begin
     std::size_t count = 0;      ///< elements of an array, pairs of a dictionary, units of a string
     std::size_t unitBytes = 1;  ///< of a string: 1 for ASCII, 2 for UTF-16
-    std::size_t payload = 0;    ///< bytes that a decoder copies for a string or data
+    std::size_t payload = 0;    ///< of a string or data: what it may take once it is decoded, in bytes
 };
 
-class BinaryCheck {
+class BinaryReader {
 public:
-    explicit BinaryCheck(std::string_view bytes) : bytes_{bytes} {}
+    explicit BinaryReader(std::string_view bytes) : bytes_{bytes} {}
 
-    bool run() {
-        if (!readTrailer()) return false;
+    std::optional<PropertyListStrings> run() {
+        if (!readTrailer()) return std::nullopt;
         std::vector<Frame> frames;
-        std::optional<Object> root = visit(root_, frames);
-        if (!root) return false;
-        if (isContainer(*root)) frames.push_back({root_, *root, 0});
+        const std::optional<Object> root = visit(root_, frames);
+        if (!root || root->kind != Object::Kind::dictionary) return std::nullopt;
+        keys_.reserve(root->count);
+        frames.push_back({root_, *root, 0});
         while (!frames.empty()) {
             Frame& frame = frames.back();
             const bool isDictionary = frame.object.kind == Object::Kind::dictionary;
@@ -62,14 +64,16 @@ public:
             const std::uint64_t number =
                 bigEndian(bytes_, frame.object.content + position * referenceBytes_, referenceBytes_);
             const std::optional<Object> child = visit(number, frames);
-            if (!child) return false;
+            if (!child) return std::nullopt;
             // The first half of a dictionary's references are its keys.
-            if (isDictionary && position < frame.object.count && !isKey(*child)) return false;
+            const bool isKey = isDictionary && position < frame.object.count;
+            if (isKey && !isSoundKey(*child)) return std::nullopt;
+            if (frames.size() == 1) keep(*child, isKey, position);
             if (!isContainer(*child)) continue;
-            if (frames.size() == PropertyListLimits::nesting) return false;
+            if (frames.size() == PropertyListLimits::nesting) return std::nullopt;
             frames.push_back({number, *child, 0});
         }
-        return true;
+        return std::move(strings_);
     }
 
 private:
@@ -83,13 +87,42 @@ private:
         return object.kind == Object::Kind::array || object.kind == Object::Kind::dictionary;
     }
 
-    /// A string without a NUL: decoders hold keys as C strings, and some stop the process over one.
-    bool isKey(const Object& object) const {
+    /// A string without a NUL: no key that somebody asks for has one.
+    bool isSoundKey(const Object& object) const {
         if (object.kind != Object::Kind::string) return false;
         for (std::size_t i = 0; i < object.count; ++i) {
-            if (bigEndian(bytes_, object.content + i * object.unitBytes, object.unitBytes) == 0) return false;
+            if (unitAt(object, i) == 0) return false;
         }
         return true;
+    }
+
+    std::uint64_t unitAt(const Object& string, std::size_t index) const {
+        return bigEndian(bytes_, string.content + index * string.unitBytes, string.unitBytes);
+    }
+
+    /// Up to a NUL, which no name or identifier has: what stands behind would be hidden from all who print it.
+    Text textOf(const Object& string) const {
+        if (string.unitBytes == 1) {
+            const std::string_view bytes = bytes_.substr(string.content, string.count);
+            return Text{bytes.substr(0, bytes.find('\0'))};
+        }
+        std::u16string units;
+        units.reserve(string.count);
+        for (std::size_t i = 0; i < string.count && unitAt(string, i) != 0; ++i)
+            units.push_back(static_cast<char16_t>(unitAt(string, i)));
+        return Text{utf8FromUTF16(units)};
+    }
+
+    /// Takes what a reference of the outermost dictionary leads to. All keys come before the first value, and the later
+    /// of two equal keys replaces the value.
+    void keep(const Object& object, bool isKey, std::size_t position) {
+        if (isKey) {
+            keys_.push_back(textOf(object));
+            return;
+        }
+        std::optional<Text> value;
+        if (object.kind == Object::Kind::string) value = textOf(object);
+        strings_.insert_or_assign(keys_[position - keys_.size()], std::move(value));
     }
 
     bool readTrailer() {
@@ -129,8 +162,8 @@ private:
         const unsigned type = marker >> 4;
         const unsigned low = marker & 0x0FU;
         switch (type) {
-        case 0x0:  // null, false, true; other values are nothing that we know
-            return low == 0 || low == 8 || low == 9 ? scalar(offset, 0) : std::nullopt;
+        case 0x0:  // false and true; a null is in no list of this version
+            return low == 8 || low == 9 ? scalar(offset, 0) : std::nullopt;
         case 0x1: return low <= 4 ? scalar(offset, std::size_t{1} << low) : std::nullopt;              // integer
         case 0x2: return low == 2 || low == 3 ? scalar(offset, std::size_t{1} << low) : std::nullopt;  // real
         case 0x3: return low == 3 ? scalar(offset, 8) : std::nullopt;                                  // date
@@ -184,12 +217,15 @@ private:
     std::size_t table_ = 0;
     std::size_t visited_ = 0;
     std::size_t payload_ = 0;
+    std::vector<Text> keys_;  ///< of the outermost dictionary
+    PropertyListStrings strings_;
 };
 
 }  // namespace
 
-bool isHarmlessBinaryPropertyList(std::string_view bytes) {
-    return bytes.size() <= PropertyListLimits::fileBytes && bytes.starts_with("bplist0") && BinaryCheck{bytes}.run();
+std::optional<PropertyListStrings> readBinaryPropertyList(std::string_view bytes) {
+    if (bytes.size() > PropertyListLimits::fileBytes || !bytes.starts_with("bplist00")) return std::nullopt;
+    return BinaryReader{bytes}.run();
 }
 
 }  // namespace KestrelCore

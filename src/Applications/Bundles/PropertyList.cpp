@@ -1,8 +1,4 @@
-#include "Applications/Bundles/PropertyListReader.hpp"
-
-#include "Applications/Bundles/PropertyListChecks.hpp"
-#include "Applications/Bundles/PropertyListDecoding.hpp"
-#include "Applications/Bundles/TextPropertyList.hpp"
+#include "Applications/Bundles/PropertyList.hpp"
 
 #include <array>
 
@@ -26,16 +22,9 @@ bool beginsAsXML(std::string_view bytes) {
 
 std::optional<PropertyListStrings> readPropertyList(std::string_view bytes) {
     if (bytes.size() > PropertyListLimits::fileBytes) return std::nullopt;
-    if (bytes.starts_with("bplist")) {
-        if (!isHarmlessBinaryPropertyList(bytes)) return std::nullopt;
-        return decodeBinaryPropertyList(bytes);
-    }
+    if (bytes.starts_with("bplist")) return readBinaryPropertyList(bytes);
     const std::string_view withoutMark = bytes.starts_with(byteOrderMark) ? bytes.substr(byteOrderMark.size()) : bytes;
-    if (beginsAsXML(withoutMark)) {
-        if (!isHarmlessXMLPropertyList(withoutMark)) return std::nullopt;
-        return decodeXMLPropertyList(withoutMark);
-    }
-    return parseTextPropertyList(bytes);
+    return beginsAsXML(withoutMark) ? readXMLPropertyList(withoutMark) : readTextPropertyList(bytes);
 }
 
 }  // namespace KestrelCore
