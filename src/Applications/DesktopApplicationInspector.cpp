@@ -197,7 +197,7 @@ std::vector<ApplicationRecord> DesktopApplicationInspector::installedApplication
     }
     markSharedResidues(records);
     std::stable_sort(records.begin(), records.end(), [](const ApplicationRecord& a, const ApplicationRecord& b) {
-        return NaturalOrder::compare(a.displayName, b.displayName) < 0;
+        return NaturalOrder::compareInList(a.displayName, b.displayName) < 0;
     });
     return records;
 }

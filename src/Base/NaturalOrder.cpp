@@ -7,13 +7,27 @@
 #include <cstdint>
 #include <optional>
 #include <string_view>
+#include <unicode/uchar.h>
 #include <unicode/ucol.h>
 #include <unicode/unistr.h>
+#include <unicode/utf16.h>
+#include <utility>
 
 // Two names are walked from their starts in UTF-16 code units. Where both have digits, the whole runs are compared by
 // value: unequal values decide, equal ones of unequal length (leading zeros) give a provisional result. At the first
 // other difference the root collation decides between the two tails, in three passes (letters, accents, case), and
 // after those the code units. Only names without any other difference keep the provisional result.
+//
+// That comparison of two names can't order a list. It wraps numbers at 64 bits where it walks and not in the tails, and
+// a difference in case counts or not depending on what stands before it in the other name, so that three names can each
+// be before the next:
+//
+//     A18446744073709551616  <  A0000000000000000000000000 (both 0, the second longer)  <  a1  <  the first
+//     01Aé  <  1aÉ  <  1Aé  <  01Aé
+//
+// A list is ordered by a sequence of comparisons each of which is of one property of a whole name: its letters and the
+// values of its numbers, then its accents, then from left to right the lengths of its numbers and the case of its
+// letters, then what is left. Names as people give them stand in the same order either way.
 
 namespace KestrelCore {
 
@@ -155,14 +169,23 @@ const PrimaryRanks& primaryRanks() {
 /// Beyond this many digits the collation cuts a number in pieces.
 constexpr std::size_t longestNumber = 200;
 
-/// What the three passes give for printable ASCII, without them: no such character is ignored, combines with another
-/// or has an accent, so the first pass compares places and numbers, the second nothing, and the third the first letter
-/// that differs in case. Empty when a tail holds anything else.
-std::optional<int> compareASCIITails(std::string_view a, std::string_view b) {
+bool isPrintable(char c) { return c >= ' ' && c <= '~'; }
+
+/// What two names of printable ASCII differ in; each is the sign of the first difference of its kind, or 0.
+struct ASCIIDifferences {
+    int byLetters = 0;  ///< letters, punctuation, or the value of a number
+    int byCase = 0;     ///< small letters come first
+    int byTrait = 0;    ///< case, or the length of a number with its leading zeros: whichever differs first
+};
+
+/// The differences in `byCase` and `byTrait` are those in front of the one in `byLetters`, where there is one. Empty
+/// when a name holds anything but printable ASCII, or a number that is too long.
+std::optional<ASCIIDifferences> differencesOf(std::string_view a, std::string_view b) {
     const PrimaryRanks& ranks = primaryRanks();
-    const auto isPrintable = [](char c) { return c >= ' ' && c <= '~'; };
-    int byCase = 0;
-    std::optional<int> byLetters;
+    ASCIIDifferences found;
+    const auto noteTrait = [&found](int sign) {
+        if (found.byTrait == 0) found.byTrait = sign;
+    };
     std::size_t i = 0;
     std::size_t j = 0;
     while (i < a.size() && j < b.size()) {
@@ -171,14 +194,14 @@ std::optional<int> compareASCIITails(std::string_view a, std::string_view b) {
             const std::size_t leftEnd = digitRun(a, i).end;
             const std::size_t rightEnd = digitRun(b, j).end;
             if (leftEnd - i > longestNumber || rightEnd - j > longestNumber) return std::nullopt;
+            const int byLength = signOf(leftEnd - i <=> rightEnd - j);
             while (i + 1 < leftEnd && a[i] == '0') ++i;
             while (j + 1 < rightEnd && b[j] == '0') ++j;
-            int order = signOf(leftEnd - i <=> rightEnd - j);
-            if (order == 0) order = signOf(a.substr(i, leftEnd - i).compare(b.substr(j, rightEnd - j)) <=> 0);
-            if (order != 0) {
-                byLetters = order;
-                break;
-            }
+            found.byLetters = signOf(leftEnd - i <=> rightEnd - j);
+            if (found.byLetters == 0)
+                found.byLetters = signOf(a.substr(i, leftEnd - i).compare(b.substr(j, rightEnd - j)) <=> 0);
+            if (found.byLetters != 0) break;
+            noteTrait(byLength);
             i = leftEnd;
             j = rightEnd;
             continue;
@@ -186,10 +209,14 @@ std::optional<int> compareASCIITails(std::string_view a, std::string_view b) {
         const auto left = ranks[static_cast<unsigned char>(a[i])];
         const auto right = ranks[static_cast<unsigned char>(b[j])];
         if (left != right) {
-            byLetters = left < right ? -1 : 1;
+            found.byLetters = left < right ? -1 : 1;
             break;
         }
-        if (byCase == 0 && a[i] != b[j]) byCase = a[i] > b[j] ? -1 : 1;  // small letters come first
+        if (a[i] != b[j]) {
+            const int byCase = a[i] > b[j] ? -1 : 1;
+            if (found.byCase == 0) found.byCase = byCase;
+            noteTrait(byCase);
+        }
         ++i;
         ++j;
     }
@@ -198,9 +225,66 @@ std::optional<int> compareASCIITails(std::string_view a, std::string_view b) {
         !std::all_of(b.begin() + static_cast<std::ptrdiff_t>(j), b.end(), isPrintable)) {
         return std::nullopt;
     }
-    if (byLetters.has_value()) return byLetters;
-    if (i < a.size() || j < b.size()) return i < a.size() ? 1 : -1;
-    return byCase != 0 ? byCase : signOf(a.compare(b) <=> 0);
+    if (found.byLetters == 0) found.byLetters = i < a.size() ? 1 : j < b.size() ? -1 : 0;
+    return found;
+}
+
+/// What the three passes give for printable ASCII, without them: no such character is ignored, combines with another
+/// or has an accent, so the first pass compares places and numbers, the second nothing, and the third the first letter
+/// that differs in case. Empty when a tail holds anything else.
+std::optional<int> compareASCIITails(std::string_view a, std::string_view b) {
+    const std::optional<ASCIIDifferences> differences = differencesOf(a, b);
+    if (!differences.has_value()) return std::nullopt;
+    if (differences->byLetters != 0) return differences->byLetters;
+    return differences->byCase != 0 ? differences->byCase : signOf(a.compare(b) <=> 0);
+}
+
+/// The next trait of a name that the passes weigh less than its letters and accents: how long a number is written, or
+/// whether a letter is a capital. Depends on this one name only. Empty at its end, which sorts first.
+std::optional<std::size_t> nextTrait(std::u16string_view name, std::size_t& index) {
+    constexpr std::size_t small = 0;  // and numbers between, which are at least 1 long
+    constexpr std::size_t capital = SIZE_MAX;
+    while (index < name.size()) {
+        if (isDigit(name[index])) {
+            const std::size_t begin = std::exchange(index, digitRun(name, index).end);
+            return index - begin;
+        }
+        UChar32 scalar = 0;
+        U16_NEXT(name.data(), index, name.size(), scalar);
+        if (u_isUUppercase(scalar) != 0) return capital;
+        if (u_isULowercase(scalar) != 0) return small;
+    }
+    return std::nullopt;
+}
+
+int compareTraits(std::u16string_view a, std::u16string_view b) {
+    std::size_t i = 0;
+    std::size_t j = 0;
+    while (true) {
+        const std::optional<std::size_t> left = nextTrait(a, i);
+        const std::optional<std::size_t> right = nextTrait(b, j);
+        if (left != right) return left < right ? -1 : 1;
+        if (!left.has_value()) return 0;
+    }
+}
+
+/// Each step compares what one name gives by itself with what the other does, so their sequence is a total order.
+int compareInListSlowly(std::u16string_view a, std::u16string_view b) {
+    const auto& [letters, accents, details] = collators();
+    if (const int result = letters.compare(a, b); result != 0) return result;
+    if (const int result = accents.compare(a, b); result != 0) return result;
+    if (const int result = compareTraits(a, b); result != 0) return result;
+    if (const int result = details.compare(a, b); result != 0) return result;
+    return signOf(a.compare(b) <=> 0);
+}
+
+/// How much of both names is the same and no part of a number that goes on behind.
+std::size_t commonPrefixLength(std::string_view a, std::string_view b) {
+    const std::size_t shorter = std::min(a.size(), b.size());
+    std::size_t length = 0;
+    while (length < shorter && a[length] == b[length] && isPrintable(a[length])) ++length;
+    while (length > 0 && isDigit(a[length - 1])) --length;
+    return length;
 }
 
 /// Code units of a text, as the order is defined on.
@@ -230,6 +314,17 @@ std::weak_ordering NaturalOrder::compare(const Text& a, const Text& b) {
     if (walked.decided.has_value()) return orderOf(*walked.decided);
     if (walked.a.empty() && walked.b.empty()) return orderOf(walked.provisional);
     return orderOf(compareTails(walked.a, walked.b));
+}
+
+std::weak_ordering NaturalOrder::compareInList(const Text& a, const Text& b) {
+    if (a.isASCII() && b.isASCII()) {
+        const std::size_t common = commonPrefixLength(a.view(), b.view());
+        if (const auto differences = differencesOf(a.view().substr(common), b.view().substr(common)))
+            return orderOf(differences->byLetters != 0 ? differences->byLetters : differences->byTrait);
+    }
+    const icu::UnicodeString left = codeUnits(a);
+    const icu::UnicodeString right = codeUnits(b);
+    return orderOf(compareInListSlowly(view(left), view(right)));
 }
 
 }  // namespace KestrelCore

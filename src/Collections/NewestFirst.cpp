@@ -47,7 +47,7 @@ std::vector<std::uint32_t> newestFirstPlaces(const RecordStorage& storage, std::
                 equallyOld.emplace_back(storage.nameOf(storage.row(indices[each->position])), each->position);
             }
             std::sort(equallyOld.begin(), equallyOld.end(), [](const auto& a, const auto& b) {
-                const std::weak_ordering byName = NaturalOrder::compare(a.first, b.first);
+                const std::weak_ordering byName = NaturalOrder::compareInList(a.first, b.first);
                 return byName < 0 || (byName == 0 && a.second < b.second);
             });
             for (const auto& [name, position] : equallyOld) places[position] = place++;

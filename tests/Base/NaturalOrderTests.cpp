@@ -1,5 +1,6 @@
 #include "KestrelCore/Base/NaturalOrder.hpp"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <memory>
 #include <rapidcheck.h>
@@ -173,4 +174,69 @@ TEST(NaturalOrder, agreesWithTheSlowReadingForVeryLongNumbers) {
 }
 
 }  // namespace
+/// Names whose pairwise order goes in circles: numbers beyond 64 bits, and padded ones beside accented capitals.
+const std::vector<std::vector<Text>>& circles() {
+    static const std::vector<std::vector<Text>> names = {
+        {"A18446744073709551616", "A0000000000000000000000000", "a1"},
+        {"01Aé", "1aÉ", "1Aé"},
+    };
+    return names;
+}
+
+std::vector<Text> sorted(std::vector<Text> names) {
+    std::sort(names.begin(), names.end(),
+              [](const Text& a, const Text& b) { return NaturalOrder::compareInList(a, b) < 0; });
+    return names;
+}
+
+TEST(NaturalOrder, pairsCanGoInCirclesAndAListCannot) {
+    for (const std::vector<Text>& circle : circles()) {
+        for (std::size_t i = 0; i < circle.size(); ++i)
+            EXPECT_LT(compare(circle[i], circle[(i + 1) % circle.size()]), 0) << i << circle[i].view();
+        std::vector<std::size_t> order = {0, 1, 2};
+        const std::vector<Text> expected = sorted(circle);
+        do {
+            std::vector<Text> names;
+            for (const std::size_t i : order) names.push_back(circle[i]);
+            EXPECT_EQ(sorted(names), expected);
+        } while (std::next_permutation(order.begin(), order.end()));
+    }
+}
+
+/// Few kinds of pieces, so that equal numbers, paddings and cases meet often.
+const std::vector<std::string>& oddPieces() {
+    static const std::vector<std::string> pieces = {
+        "a", "A",  "b",  "B",      "é",      "É",      "e\u0301", "ß", "0", "1",
+        "2", "00", "01", "\u0663", "\uFF11", "\uFF21", "\x01",    "-", " ", "18446744073709551616"};
+    return pieces;
+}
+
+RC_GTEST_PROP(NaturalOrder, isATotalOrderInAList, ()) {
+    std::vector<Text> names;
+    for (int i = 0; i < 6; ++i) names.emplace_back(aName(oddPieces(), 7));
+    const auto order = [](const Text& a, const Text& b) { return signOf(NaturalOrder::compareInList(a, b)); };
+    for (const Text& a : names) {
+        for (const Text& b : names) {
+            RC_ASSERT(order(a, b) == -order(b, a));
+            RC_ASSERT((order(a, b) == 0) == (a.view() == b.view()));
+            for (const Text& c : names) RC_ASSERT(!(order(a, b) < 0 && order(b, c) < 0) || order(a, c) < 0);
+        }
+    }
+    std::vector<Text> other = names;
+    std::reverse(other.begin(), other.end());
+    std::rotate(other.begin(), other.begin() + *rc::gen::inRange(0, 6), other.end());
+    RC_ASSERT(sorted(names) == sorted(other));
+}
+
+RC_GTEST_PROP(NaturalOrder, aListAgreesWithPairsForPlainNames, ()) {
+    static const std::vector<std::string> pieces = {"a",  "A",  "b",  "B", "z",  "0", "1",      "2",
+                                                    "00", "01", "10", "9", " ",  "-", "_",      ".",
+                                                    "(",  ")",  "~",  "'", "\"", "$", "report", "IMG"};
+    const Text a = aName(pieces, 10);
+    const Text b = aName(pieces, 10);
+    const bool areSmall = a.byteCount() < 19 && b.byteCount() < 19;  // so that no number wraps
+    RC_PRE(areSmall);
+    RC_ASSERT(NaturalOrder::compareInList(a, b) == NaturalOrder::compare(a, b));
+}
+
 }  // namespace KestrelCore

@@ -49,7 +49,7 @@ void sortApplications(std::vector<ApplicationRecord>& applications, ApplicationO
                      [order](const ApplicationRecord& a, const ApplicationRecord& b) {
                          if (order == ApplicationOrder::size && a.estimatedBytes() != b.estimatedBytes())
                              return a.estimatedBytes() > b.estimatedBytes();
-                         return NaturalOrder::compare(a.displayName, b.displayName) < 0;
+                         return NaturalOrder::compareInList(a.displayName, b.displayName) < 0;
                      });
 }
 
