@@ -239,4 +239,26 @@ RC_GTEST_PROP(NaturalOrder, aListAgreesWithPairsForPlainNames, ()) {
     RC_ASSERT(NaturalOrder::compareInList(a, b) == NaturalOrder::compare(a, b));
 }
 
+/// Every name of up to four of these characters, so that no pair that contradicts another is missed by chance.
+TEST(NaturalOrder, aListOfPlainNamesIsSortedByPairsToo) {
+    std::vector<Text> names;
+    std::vector<std::string> last = {""};
+    for (int length = 1; length <= 4; ++length) {
+        std::vector<std::string> longer;
+        for (const std::string& name : last) {
+            for (const char c : {'a', 'A', '0', '1', '_'}) longer.push_back(name + c);
+        }
+        names.insert(names.end(), longer.begin(), longer.end());
+        last = std::move(longer);
+    }
+    names = sorted(std::move(names));
+    std::size_t contradictions = 0;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        for (std::size_t j = i + 1; j < names.size(); ++j) {
+            if (NaturalOrder::compare(names[i], names[j]) >= 0) ++contradictions;
+        }
+    }
+    EXPECT_EQ(contradictions, 0U) << names.size();
+}
+
 }  // namespace KestrelCore

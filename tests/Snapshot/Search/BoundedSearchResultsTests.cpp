@@ -135,26 +135,4 @@ TEST(BoundedSearchResults, keepsTheBestOfManyOddNames) {
     EXPECT_EQ(inserted(records, 6), (Order{999, 1999, 2999, 3999, 4999, 998}));
 }
 
-// What lets plain names compete in a heap.
-TEST(BoundedSearchResults, mayTrustTheNaturalOrderOfPlainNames) {
-    std::vector<Text> names;
-    std::vector<std::string> last = {""};
-    for (int length = 1; length <= 4; ++length) {
-        std::vector<std::string> longer;
-        for (const std::string& name : last) {
-            for (const char c : {'a', 'A', '0', '1', '_'}) longer.push_back(name + c);
-        }
-        names.insert(names.end(), longer.begin(), longer.end());
-        last = std::move(longer);
-    }
-    std::sort(names.begin(), names.end(), [](const Text& a, const Text& b) { return NaturalOrder::compare(a, b) < 0; });
-    std::size_t contradictions = 0;
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        for (std::size_t j = i + 1; j < names.size(); ++j) {
-            if (NaturalOrder::compare(names[i], names[j]) >= 0) ++contradictions;
-        }
-    }
-    EXPECT_EQ(contradictions, 0U) << names.size();
-}
-
 }  // namespace KestrelCore

@@ -242,7 +242,7 @@ std::vector<std::pair<FileRecord, std::int64_t>> naiveSearch(const std::vector<F
     std::stable_sort(results.begin(), results.end(), [](const auto& a, const auto& b) {
         if (a.second != b.second) return a.second > b.second;
         if (displayBytes(a.first) != displayBytes(b.first)) return displayBytes(a.first) > displayBytes(b.first);
-        return NaturalOrder::compare(a.first.name(), b.first.name()) < 0;
+        return NaturalOrder::compareInList(a.first.name(), b.first.name()) < 0;
     });
     if (limit <= 0) return {};
     while (results.size() > static_cast<std::uint64_t>(limit)) results.pop_back();
