@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Base/FatalError.hpp"
-#include "KestrelCore/JSON/CodingError.hpp"
+#include "KestrelCore/JSON/CodingErrors.hpp"
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 #include "Snapshot/Coding/SnapshotCoding.hpp"
 

@@ -24,7 +24,7 @@
 #include "KestrelCore/Deletion/SafetyPolicy.hpp"
 #include "KestrelCore/Deletion/TrashReceipts.hpp"
 #include "KestrelCore/Export.hpp"
-#include "KestrelCore/JSON/CodingError.hpp"
+#include "KestrelCore/JSON/CodingErrors.hpp"
 #include "KestrelCore/Metrics/ProcessSample.hpp"
 #include "KestrelCore/Metrics/SystemMetrics.hpp"
 #include "KestrelCore/Metrics/SystemSample.hpp"

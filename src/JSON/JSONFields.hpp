@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KestrelCore/JSON/CodingError.hpp"
+#include "KestrelCore/JSON/CodingErrors.hpp"
 #include "JSON/JSONSkipper.hpp"
 
 #include <simdjson.h>

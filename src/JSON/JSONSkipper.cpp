@@ -1,6 +1,6 @@
 #include "JSON/JSONSkipper.hpp"
 
-#include "KestrelCore/JSON/CodingError.hpp"
+#include "KestrelCore/JSON/CodingErrors.hpp"
 
 // A small automaton: what may come next, and one bit per open container (an object or an array). It keeps nothing of
 // the value but the beginning of a literal, so that skipping gigabytes costs no memory, and it can stop after any byte.

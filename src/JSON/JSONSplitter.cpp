@@ -1,6 +1,6 @@
 #include "JSON/JSONSplitter.hpp"
 
-#include "KestrelCore/JSON/CodingError.hpp"
+#include "KestrelCore/JSON/CodingErrors.hpp"
 
 #include <algorithm>
 #include <cstdint>

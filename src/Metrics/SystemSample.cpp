@@ -1,6 +1,6 @@
 #include "KestrelCore/Metrics/SystemSample.hpp"
 
-#include "KestrelCore/JSON/CodingError.hpp"
+#include "KestrelCore/JSON/CodingErrors.hpp"
 #include "JSON/JSONFields.hpp"
 #include "JSON/JSONFormat.hpp"
 #include "JSON/JSONSplitter.hpp"

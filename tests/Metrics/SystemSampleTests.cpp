@@ -1,4 +1,4 @@
-#include "KestrelCore/JSON/CodingError.hpp"
+#include "KestrelCore/JSON/CodingErrors.hpp"
 #include "KestrelCore/Metrics/SystemMetrics.hpp"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
 
 #include "KestrelCore/Base/PlatformError.hpp"
-#include "KestrelCore/JSON/CodingError.hpp"
+#include "KestrelCore/JSON/CodingErrors.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
 #include "Storage/SnapshotDatabase.hpp"
 #include "support/ChildProcess.hpp"

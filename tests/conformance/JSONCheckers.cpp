@@ -1,4 +1,4 @@
-#include "KestrelCore/JSON/CodingError.hpp"
+#include "KestrelCore/JSON/CodingErrors.hpp"
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 #include "conformance/Checkers.hpp"
 #include "JSON/JSONFormat.hpp"

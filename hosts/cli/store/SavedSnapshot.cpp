@@ -3,7 +3,7 @@
 #include "store/StorePath.hpp"
 #include "terminal/Interruption.hpp"
 
-#include "KestrelCore/JSON/CodingError.hpp"
+#include "KestrelCore/JSON/CodingErrors.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
 

@@ -2,7 +2,7 @@
 
 #include "KestrelCore/Base/FileIdentity.hpp"
 #include "KestrelCore/Export.hpp"
-#include "KestrelCore/JSON/CodingError.hpp"
+#include "KestrelCore/JSON/CodingErrors.hpp"
 #include "KestrelCore/Model/FileKind.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
 #include "KestrelCore/Model/RiskLevel.hpp"

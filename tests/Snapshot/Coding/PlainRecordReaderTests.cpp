@@ -1,6 +1,6 @@
 #include "Snapshot/Coding/PlainRecordReader.hpp"
 
-#include "KestrelCore/JSON/CodingError.hpp"
+#include "KestrelCore/JSON/CodingErrors.hpp"
 #include "Snapshot/Coding/SnapshotCoding.hpp"
 #include "support/SampleSnapshots.hpp"
 
