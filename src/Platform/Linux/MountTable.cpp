@@ -1,6 +1,6 @@
 #include "Platform/Linux/MountTable.hpp"
 
-#include "Platform/Linux/SmallFile.hpp"
+#include "Platform/Linux/SystemFile.hpp"
 
 #include <algorithm>
 #include <charconv>
@@ -68,7 +68,7 @@ MountTable MountTable::parse(std::string_view text) {
 }
 
 std::optional<MountTable> MountTable::current() {
-    const auto text = contentsOfSmallFile("/proc/self/mountinfo");
+    const auto text = SystemFile::contents("/proc/self/mountinfo");
     if (!text) return std::nullopt;
     return parse(*text);
 }
@@ -93,7 +93,7 @@ std::optional<std::uint64_t> mountIdentifier(int descriptor) {
         return status.stx_mnt_id;
 #endif
     // Kernels before 5.8 tell it here only.
-    const auto text = contentsOfSmallFile("/proc/self/fdinfo/" + std::to_string(descriptor));
+    const auto text = SystemFile::contents("/proc/self/fdinfo/" + std::to_string(descriptor));
     if (!text) return std::nullopt;
     constexpr std::string_view key = "mnt_id:";
     std::size_t at = text->find(key);

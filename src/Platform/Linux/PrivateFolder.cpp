@@ -2,8 +2,8 @@
 
 #include "Base/FileManagerErrors.hpp"
 #include "KestrelCore/Base/Path.hpp"
-#include "Platform/Linux/SmallFile.hpp"
 #include "Platform/Linux/Walk/FolderListing.hpp"
+#include "Platform/POSIX/DescriptorContents.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 #include "Platform/POSIX/FolderCreation.hpp"
 

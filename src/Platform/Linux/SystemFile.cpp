@@ -1,5 +1,6 @@
 #include "Platform/Linux/SystemFile.hpp"
 
+#include "Platform/POSIX/DescriptorContents.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 
 #include <algorithm>
@@ -59,6 +60,12 @@ std::optional<std::string_view> SystemFile::whole(int folder, const char* name, 
         length += static_cast<std::size_t>(got);
     }
     return std::string_view{buffer}.substr(0, length);
+}
+
+std::optional<std::string> SystemFile::contents(const std::string& path) {
+    const FileDescriptor file = opened(AT_FDCWD, path.c_str());
+    if (!file.isOpen()) return std::nullopt;
+    return contentsOfDescriptor(file.get(), 64 * mebibyte);
 }
 
 std::string SystemFile::attribute(const std::string& path) {

@@ -19,6 +19,10 @@ struct SystemFile {
     /// The whole file, at most a mebibyte of it. `buffer` keeps its memory between calls and holds the text.
     [[nodiscard]] static std::optional<std::string_view> whole(int folder, const char* name, std::string& buffer);
 
+    /// The whole file, which may be long: the list of all mounts. Absent when it can't be read to its end or is larger
+    /// than 64 MiB.
+    [[nodiscard]] static std::optional<std::string> contents(const std::string& path);
+
     /// A short attribute; the empty text when it can't be read.
     [[nodiscard]] static std::string attribute(const std::string& path);
 

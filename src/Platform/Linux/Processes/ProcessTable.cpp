@@ -1,7 +1,7 @@
 #include "Platform/ProcessTable.hpp"
 
 #include "Platform/Linux/Processes/ProcText.hpp"
-#include "Platform/Linux/Sources.hpp"
+#include "Platform/Linux/SystemReaders.hpp"
 
 #include <dirent.h>
 #include <memory>

@@ -1,8 +1,8 @@
 #include "Platform/NetworkInterfaces.hpp"
 
 #include "Platform/Linux/Processes/ProcText.hpp"
-#include "Platform/Linux/Sources.hpp"
 #include "Platform/Linux/SystemFile.hpp"
+#include "Platform/Linux/SystemReaders.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 
 #include <cstring>

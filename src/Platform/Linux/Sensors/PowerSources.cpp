@@ -1,8 +1,8 @@
 #include "Platform/PowerSources.hpp"
 
 #include "Platform/Linux/Sensors/SensorText.hpp"
-#include "Platform/Linux/Sources.hpp"
 #include "Platform/Linux/SystemFile.hpp"
+#include "Platform/Linux/SystemReaders.hpp"
 
 #include <array>
 #include <string>

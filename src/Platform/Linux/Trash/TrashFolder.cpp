@@ -3,8 +3,8 @@
 #include "Base/Random.hpp"
 #include "Platform/Linux/Removal/ItemLocation.hpp"
 #include "Platform/Linux/Removal/TrashStanding.hpp"
-#include "Platform/Linux/SmallFile.hpp"
 #include "Platform/Linux/Trash/TrashInfo.hpp"
+#include "Platform/POSIX/DescriptorContents.hpp"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,4 +1,4 @@
-#include "Platform/Linux/Sources.hpp"
+#include "Platform/Linux/SystemReaders.hpp"
 
 #include "support/RecordedText.hpp"
 #include "support/TemporaryFolder.hpp"

@@ -1,9 +1,7 @@
-#include "Platform/Linux/SmallFile.hpp"
-
-#include "Platform/POSIX/FileDescriptor.hpp"
+#include "Platform/POSIX/DescriptorContents.hpp"
 
 #include <cerrno>
-#include <fcntl.h>
+#include <unistd.h>
 
 namespace KestrelCore {
 
@@ -19,12 +17,6 @@ std::optional<std::string> contentsOfDescriptor(int descriptor, std::size_t limi
         content.resize(used + static_cast<std::size_t>(got > 0 ? got : 0));
         if (got == 0) return content;
     }
-}
-
-std::optional<std::string> contentsOfSmallFile(const std::string& path) {
-    const FileDescriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC)};
-    if (!file.isOpen()) return std::nullopt;
-    return contentsOfDescriptor(file.get(), std::size_t{64} << 20);
 }
 
 int writeAll(int descriptor, std::string_view bytes) {

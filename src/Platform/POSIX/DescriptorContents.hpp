@@ -1,16 +1,16 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace KestrelCore {
 
-/// The whole content of a file that the system keeps (below /proc or /sys). Empty when it can't be read to its end or
-/// is larger than 64 MiB.
-[[nodiscard]] std::optional<std::string> contentsOfSmallFile(const std::string& path);
+// All the bytes behind an open descriptor. What a name may lead to, and whether it is followed, is decided where it was
+// opened: `SmallFile` does that for files of users, `SystemFile` for those that the kernel writes.
 
-/// The same from an open descriptor, up to `limit` bytes.
+/// What can be read up to the end. Empty when that fails or is more than `limit` bytes.
 [[nodiscard]] std::optional<std::string> contentsOfDescriptor(int descriptor, std::size_t limit);
 
 /// Writes all bytes. 0, or the errno value.
