@@ -36,7 +36,7 @@ lint:
 format:
 	git ls-files -z '*.cpp' '*.hpp' | xargs -0 clang-format-16 -i
 
-# Builds the fuzz harnesses and gives each SECONDS seconds on top of its corpus.
+# Builds the fuzz harnesses and gives each SECONDS_EACH seconds on top of its corpus.
 SECONDS_EACH ?= 60
 fuzz:
 	scripts/fuzz $(SECONDS_EACH)

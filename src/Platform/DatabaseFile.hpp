@@ -6,8 +6,8 @@
 
 namespace KestrelCore {
 
-/// What stands where a database is, or is to be. Links are followed. Nothing is opened: closing any descriptor of a
-/// database would drop the locks that its engine holds on it in this process.
+/// What stands where a database is, or is to be. Links are followed. Nothing that is there is opened: closing any
+/// descriptor of a database would drop the locks that its engine holds on it in this process.
 struct DatabaseFile {
     struct Item {
         std::uint64_t device = 0;
@@ -23,6 +23,14 @@ struct DatabaseFile {
     [[nodiscard]] static std::string resolved(const std::string& path);
     /// Whether this process may create files in the folder that holds `path`.
     [[nodiscard]] static bool isInWritableFolder(const std::string& path);
+    /// Makes an empty file at `path` that only this user can read and write, where nothing is.
+    static void createPrivate(const std::string& path);
+    /// Takes this user's plain file at `path` from all other users; links are not followed. What the user may do with
+    /// it stays as it is.
+    static void makePrivate(const std::string& path);
+    /// How many bytes this user may still write to the volume that holds `path`, or its folder. Empty where the system
+    /// does not say.
+    [[nodiscard]] static std::optional<std::int64_t> availableBytes(const std::string& path);
     /// Gives this user's file at `path` the permissions of the one at `model`, if that can be written and it can't.
     static void makeWritableLike(const std::string& model, const std::string& path);
 };

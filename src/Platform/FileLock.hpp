@@ -11,9 +11,9 @@ namespace KestrelCore {
 /// other holders in this one; it protects nothing from those who do not ask. The file stays behind, empty.
 class FileLock {
 public:
-    /// Takes the lock on the file at `path` (raw bytes; made when missing, never followed as a link, never waited for
-    /// as a pipe), waiting at most `patience`. Empty when another holder keeps it that long. Throws `PlatformError`
-    /// (POSIX) when there can be no such lock. Any thread.
+    /// Takes the lock on the file at `path` (raw bytes; made when missing, kept from other users, never followed as a
+    /// link, never waited for as a pipe), waiting at most `patience`. Empty when another holder keeps it that long.
+    /// Throws `PlatformError` (POSIX) when there can be no such lock. Any thread.
     [[nodiscard]] static std::optional<FileLock> acquire(const std::string& path, std::chrono::milliseconds patience);
 
     /// What was moved from holds nothing. Destroying a lock, or assigning over it, lets go of the file at once.

@@ -92,7 +92,10 @@ void SnapshotDatabase::open() {
         throw cannotOpen();
     }
     const FileLock guard = lock();
-    // SQLite makes these with the mode that the database has at the time, and leaves those of a read-only database.
+    // SQLite makes its files for all to read, those beside the database with the mode that this has at the time, and
+    // leaves those of a read-only database.
+    DatabaseFile::createPrivate(place);
+    for (const char* suffix : {"", "-wal", "-shm"}) DatabaseFile::makePrivate(place + suffix);
     for (const char* suffix : {"-wal", "-shm"}) DatabaseFile::makeWritableLike(place, place + suffix);
     auto connection = std::make_unique<SQLiteConnection>(path_);
     sqlite3_busy_timeout(connection->handle(), static_cast<int>(options_.patience.count()));
@@ -120,6 +123,7 @@ bool SnapshotDatabase::replace(const ScanSnapshot& with, const std::optional<UUI
     const std::size_t length = encodedLength(with);
     reopenIfReplaced();
     const FileLock guard = lock();
+    checkSpace(length);
     connection_->run("BEGIN IMMEDIATE;");
     try {
         if (stored && latestID() != stored->uuidString()) {
@@ -132,10 +136,25 @@ bool SnapshotDatabase::replace(const ScanSnapshot& with, const std::optional<UUI
         connection_->run("COMMIT;");
     } catch (...) {
         connection_->tryToRun("ROLLBACK;");
+        // What was written so far stands in the log, as large as it got: on a full disk it must not stay there.
+        connection_->tryToRun("PRAGMA wal_checkpoint(TRUNCATE);");
         throw;
     }
     connection_->tryToRun("PRAGMA wal_checkpoint(TRUNCATE);");
     return true;
+}
+
+void SnapshotDatabase::checkSpace(std::size_t length) const {
+    const auto available = DatabaseFile::availableBytes(path_);
+    if (!available) return;
+    // All of the payload is written to the log, which is empty between two saves, and then to the database, where the
+    // earlier one makes room.
+    const auto item = DatabaseFile::item(path_);
+    const std::uint64_t present = item ? static_cast<std::uint64_t>(std::max<std::int64_t>(0, item->size)) : 0;
+    const std::uint64_t growth = length > present ? length - present : 0;
+    if (length + growth > static_cast<std::uint64_t>(*available)) {
+        throw KestrelError::unavailable(sqlite3_errstr(SQLITE_FULL));
+    }
 }
 
 std::optional<std::string> SnapshotDatabase::latestID() {
@@ -209,6 +228,19 @@ void SnapshotDatabase::clear() {
     connection_->run("DELETE FROM snapshots;");
     connection_->run("DROP TABLE IF EXISTS node_search;");
     connection_->run("PRAGMA wal_checkpoint(TRUNCATE);");
+    giveSpaceBack();
+}
+
+void SnapshotDatabase::giveSpaceBack() noexcept {
+    // Writing a database anew takes as long as it is large, and renumbers rows: not when others have tables in it.
+    try {
+        auto foreign = connection_->prepare("SELECT 1 FROM sqlite_master WHERE tbl_name != 'snapshots' LIMIT 1;");
+        if (sqlite3_step(foreign.get()) != SQLITE_DONE) return;
+    } catch (const KestrelError&) {
+        return;
+    }
+    connection_->tryToRun("VACUUM;");
+    connection_->tryToRun("PRAGMA wal_checkpoint(TRUNCATE);");
 }
 
 }  // namespace KestrelCore

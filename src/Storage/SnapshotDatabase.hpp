@@ -42,6 +42,10 @@ private:
     void open();
     /// Opens anew when the file was deleted or replaced: what is written to the old one would be lost.
     void reopenIfReplaced();
+    /// Throws what a full disk gives when the volume has no room for a payload of `length` bytes, before any is taken.
+    void checkSpace(std::size_t length) const;
+    /// Makes the file as small as what is in it. What fails leaves it as large as it was.
+    void giveSpaceBack() noexcept;
     /// The identifier of the stored snapshot that was completed last.
     [[nodiscard]] std::optional<std::string> latestID();
     void writePayload(const ScanSnapshot& snapshot, std::size_t length);

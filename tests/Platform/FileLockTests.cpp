@@ -79,6 +79,19 @@ TEST(FileLock, neitherFollowsALinkNorWaitsForAPipe) {
     EXPECT_FALSE(std::filesystem::exists(folder.path() + "/target"));
 }
 
+TEST(FileLock, isOnAFileThatNobodyElseCanOpen) {
+    TemporaryFolder folder;
+    const std::string path = folder.path() + "/lock";
+    const auto mode = [&] { return static_cast<unsigned>(std::filesystem::status(path).permissions()); };
+    const mode_t mask = umask(0);
+    EXPECT_TRUE(FileLock::acquire(path, noTime).has_value());
+    umask(mask);
+    EXPECT_EQ(mode(), 0600U);
+    ASSERT_EQ(chmod(path.c_str(), 0664), 0);
+    EXPECT_TRUE(FileLock::acquire(path, noTime).has_value());
+    EXPECT_EQ(mode(), 0600U);
+}
+
 TEST(FileLock, failsWhereThereIsNoFolder) {
     TemporaryFolder folder;
     EXPECT_THROW((void)FileLock::acquire(folder.path() + "/missing/lock", noTime), PlatformError);

@@ -7,18 +7,28 @@
 #include "support/ChildProcess.hpp"
 #include "support/SampleSnapshots.hpp"
 #include "support/StoreFiles.hpp"
+#include "support/SystemCallFilter.hpp"
 #include "support/UnprivilegedThread.hpp"
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cmath>
+#include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <limits>
+#include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 #include <thread>
 
 namespace KestrelCore {
+
+namespace fs = std::filesystem;
+
 namespace {
 
 constexpr const char* cannotOpen = "Kestrel could not open its private scan index.";
@@ -298,6 +308,110 @@ TEST(SQLiteSnapshotStore, saysThatTheDatabaseIsLockedByAWriterWhoDoesNotKnowOurL
     EXPECT_EQ(unavailableMessage([&] { database.replace(sampleSnapshot(5, 21)); }), "database is locked");
     sqlite3_close(other);
     database.replace(sampleSnapshot(5, 22));
+}
+
+TEST(SQLiteSnapshotStore, waitsForAWriterBeforeItLooksWhatIsStored) {
+    StoreFiles files;
+    SnapshotDatabase database{files.url(), {.patience = std::chrono::milliseconds{20}, .longestPayload = {}}};
+    database.replace(sampleSnapshot(5, 30));
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(files.path().c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE;", nullptr, nullptr, nullptr), SQLITE_OK);
+    const UUID another = sampleSnapshot(5, 31).id();
+    EXPECT_EQ(unavailableMessage([&] { (void)database.replace(sampleSnapshot(5, 32), another); }),
+              "database is locked");
+    sqlite3_close(other);
+    EXPECT_FALSE(database.replace(sampleSnapshot(5, 32), another));
+}
+
+TEST(SQLiteSnapshotStore, keepsTheReferencesOfForeignTables) {
+    StoreFiles files;
+    SQLiteSnapshotStore store{files.url()};
+    const ScanSnapshot earlier = sampleSnapshot(5, 33);
+    store.replace(earlier);
+    files.query("CREATE TABLE notes (id TEXT REFERENCES snapshots(id)); INSERT INTO notes SELECT id FROM snapshots;");
+    EXPECT_EQ(unavailableMessage([&] { store.replace(sampleSnapshot(5, 34)); }), "FOREIGN KEY constraint failed");
+    EXPECT_EQ(unavailableMessage([&] { store.clear(); }), "FOREIGN KEY constraint failed");
+    EXPECT_EQ(store.loadLatest(), earlier);
+}
+
+TEST(SQLiteSnapshotStore, tellsWhenItsLogCannotBeWrittenBackAfterAClear) {
+    inChild(ChildSetting::same, [] {
+        StoreFiles files;
+        SQLiteSnapshotStore store{files.url()};
+        store.replace(sampleSnapshot(5, 35));
+        // A log that is in use already: the synchronisation that is asked for writes more to it without a sync, and
+        // syncs when it is copied into the database. One kept open, since the last to close copies it.
+        sqlite3* other = nullptr;
+        ASSERT_EQ(sqlite3_open(files.path().c_str(), &other), SQLITE_OK);
+        ASSERT_EQ(sqlite3_exec(other, "CREATE TABLE node_search (x);", nullptr, nullptr, nullptr), SQLITE_OK);
+        if (!refuseSystemCalls({SYS_fsync, SYS_fdatasync}, EIO)) GTEST_SKIP() << "no filter of system calls here";
+        EXPECT_EQ(unavailableMessage([&] { store.clear(); }), "disk I/O error");
+        EXPECT_EQ(store.loadLatest(), std::nullopt);  // that much is done
+        sqlite3_close(other);
+    });
+}
+
+TEST(SQLiteSnapshotStore, isPrivateAndBecomesSo) {
+    StoreFiles files;
+    const std::string folder = files.folder() + "/a";
+    const std::string path = folder + "/b/snapshots.sqlite";
+    const auto mode = [](const std::string& item) { return static_cast<unsigned>(fs::status(item).permissions()); };
+    const auto expectPrivate = [&] {
+        for (const char* suffix : {"", "-wal", "-shm", "-lock"}) EXPECT_EQ(mode(path + suffix), 0600U) << suffix;
+    };
+    const mode_t mask = umask(0);
+    {
+        SQLiteSnapshotStore store{URL::fromPath(path)};
+        store.replace(sampleSnapshot(5, 36));
+        EXPECT_EQ(mode(folder), 0700U);
+        EXPECT_EQ(mode(folder + "/b"), 0700U);
+        expectPrivate();
+        // One that an earlier version made, with its log.
+        for (const char* suffix : {"", "-wal", "-shm", "-lock"}) chmod((path + suffix).c_str(), 0664);
+        SQLiteSnapshotStore again{URL::fromPath(path)};
+        expectPrivate();
+    }
+    {
+        std::filesystem::remove_all(folder);
+        std::filesystem::create_directories(folder + "/b");
+        std::ofstream{path} << "";
+        SQLiteSnapshotStore store{URL::fromPath(path)};
+        store.replace(sampleSnapshot(5, 37));
+        expectPrivate();
+    }
+    umask(mask);
+}
+
+TEST(SQLiteSnapshotStore, checksForSpaceBeforeItWrites) {
+    inChild(ChildSetting::mountNamespace, [] {
+        StoreFiles files;
+        ASSERT_EQ(mount("none", files.folder().c_str(), "tmpfs", 0, "size=4m"), 0);
+        SQLiteSnapshotStore store{files.url()};
+        const ScanSnapshot earlier = sampleSnapshot(100, 38);
+        store.replace(earlier);
+        EXPECT_EQ(unavailableMessage([&] { store.replace(sampleSnapshot(20'000, 39)); }), "database or disk is full");
+        EXPECT_EQ(fs::file_size(files.path() + "-wal"), 0U);
+        EXPECT_EQ(store.loadLatest(), earlier);
+        const ScanSnapshot next = sampleSnapshot(1'000, 40);
+        store.replace(next);
+        EXPECT_EQ(store.loadLatest(), next);
+    });
+}
+
+TEST(SQLiteSnapshotStore, takesAwayWhatItHadBegun) {
+    inChild(ChildSetting::same, [] {
+        StoreFiles files;
+        SQLiteSnapshotStore store{files.url()};
+        const ScanSnapshot earlier = sampleSnapshot(100, 41);
+        store.replace(earlier);
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit{.rlim_cur = 1'000'000, .rlim_max = RLIM_INFINITY};
+        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+        EXPECT_EQ(unavailableMessage([&] { store.replace(sampleSnapshot(20'000, 42)); }), "disk I/O error");
+        EXPECT_EQ(fs::file_size(files.path() + "-wal"), 0U);
+        EXPECT_EQ(store.loadLatest(), earlier);
+    });
 }
 
 TEST(SQLiteSnapshotStore, keepsTheEarlierSnapshotWhenThePayloadIsAboveTheLimit) {

@@ -20,10 +20,13 @@ class SnapshotDatabase;
 /// closing wait for each other there (at most five seconds, then `unavailable("database is locked")`), by a lock on the
 /// empty file "NAME-lock" beside the database; loading waits for nobody. Every call blocks on the disk.
 ///
+/// The database and the files beside it are for this user only, and become so when they are found open to others.
+///
 /// Unless said otherwise the calls throw `KestrelError::unavailable` with the text that SQLite gives for the failure.
 class KESTRELCORE_EXPORT SQLiteSnapshotStore {
 public:
-    /// Opens the database at `url`, a file URL; creates it, and the folders above it, when missing. Throws the file
+    /// Opens the database at `url`, a file URL; creates it, and the folders above it, when missing: those for this user
+    /// only, too. Throws the file
     /// manager's `PlatformError` when the folder can't be made, and `unavailable("Kestrel could not open its private
     /// scan index.")` when the database can't be opened or what is there is no plain file.
     explicit SQLiteSnapshotStore(const URL& url);
@@ -32,8 +35,10 @@ public:
     SQLiteSnapshotStore(const SQLiteSnapshotStore&) = delete;
     SQLiteSnapshotStore& operator=(const SQLiteSnapshotStore&) = delete;
 
-    /// Makes `snapshot` the only one stored. Throws `EncodingError`, before anything is touched, for a date that is
-    /// not finite. Takes a few seconds and some 10 MiB for a million records.
+    /// Makes `with` the only snapshot stored. Throws `EncodingError`, before anything is touched, for a date that is
+    /// not finite; "database or disk is full" before anything is written when the volume has no room for it; "string or
+    /// blob too big" for one whose JSON text is above SQLite's limit (1,000,000,000 bytes, some two million records;
+    /// less of them where paths are long). Takes a few seconds and some 10 MiB for a million records.
     void replace(const ScanSnapshot& with);
     /// The same for a snapshot that was made from the stored one: does nothing and gives false when the latest stored
     /// snapshot is not `stored` any more, because another process, or another store, has saved or cleared since.
@@ -41,7 +46,7 @@ public:
     /// The stored snapshot that was completed last; empty when there is none, or none that can be read from the disk.
     /// Throws `DecodingError` when what is stored is no snapshot.
     [[nodiscard]] std::optional<ScanSnapshot> loadLatest();
-    /// Removes what is stored.
+    /// Removes what is stored. The file's space goes back to the volume, unless it holds tables that are not ours.
     void clear();
 
 private:

@@ -23,18 +23,35 @@ FileDescriptor openFolder(const Text& path) {
 
 std::string temporaryName(const PrivateFolder::File& file) { return file.name + ".new"; }
 
+/// Puts a folder's entries on the disk, so that a new one survives a power cut. 0, or -1 with errno.
+int syncFolder(const Text& path) {
+    const FileDescriptor folder{::open(path.string().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
+    return folder.isOpen() ? ::fsync(folder.get()) : -1;
+}
+
 }  // namespace
 
 void PrivateFolder::write(const std::vector<File>& files) const {
     if (files.empty()) return;
-    createFolders(Path::deletingLastComponent(path_));
-    ::mkdir(path_.string().c_str(), 0700);
+    const Text parent = Path::deletingLastComponent(path_);
+    createFolders(parent);
+    const auto failWith = [](const Text& path, int error) {
+        throw fileManagerError(FileOperation::createDirectory, path, error, volumeName(path));
+    };
+    const bool isNew = ::mkdir(path_.string().c_str(), S_IRWXU) == 0;
+    const int creationError = isNew ? 0 : errno;
     const FileDescriptor folder = openFolder(path_);
+    // A folder that is there is all that is wanted; else the reason why it could not be made is the one to tell.
+    if (!folder.isOpen()) failWith(path_, creationError == 0 || creationError == EEXIST ? errno : creationError);
+    if (isNew && syncFolder(parent) != 0) failWith(path_, errno);
+    struct stat found {};
+    if (::fstat(folder.get(), &found) == 0 && (found.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
+        (void)::fchmod(folder.get(), found.st_mode & S_IRWXU);
+    }
     const auto fail = [&](const File& file, int error) {
         for (const File& written : files) ::unlinkat(folder.get(), temporaryName(written).c_str(), 0);
-        throw fileManagerError(FileOperation::createDirectory, Path::appending(path_, file.name), error);
+        failWith(Path::appending(path_, file.name), error);
     };
-    if (!folder.isOpen()) fail(files.front(), errno);
 
     // Each costs a flush of the disk's own memory; from some number on, one call for the file system is the cheaper
     // way.

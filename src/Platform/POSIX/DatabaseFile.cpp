@@ -1,11 +1,15 @@
 #include "Platform/DatabaseFile.hpp"
 
+#include "Platform/POSIX/FileDescriptor.hpp"
+
 #include <array>
 #include <climits>
 #include <cstdlib>
 #include <fcntl.h>
+#include <limits>
 #include <memory>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 namespace KestrelCore {
@@ -54,6 +58,28 @@ std::string DatabaseFile::resolved(const std::string& path) {
 
 bool DatabaseFile::isInWritableFolder(const std::string& path) {
     return access(folderOf(path).c_str(), W_OK | X_OK) == 0;
+}
+
+void DatabaseFile::createPrivate(const std::string& path) {
+    // One that is there already, or can't be made, is for the engine to open or to complain of.
+    const FileDescriptor file{open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR)};
+}
+
+void DatabaseFile::makePrivate(const std::string& path) {
+    struct stat found;
+    if (lstat(path.c_str(), &found) != 0 || !S_ISREG(found.st_mode) || found.st_uid != geteuid()) return;
+    if ((found.st_mode & (S_IRWXG | S_IRWXO)) == 0) return;
+    (void)fchmodat(AT_FDCWD, path.c_str(), found.st_mode & S_IRWXU, AT_SYMLINK_NOFOLLOW);
+}
+
+std::optional<std::int64_t> DatabaseFile::availableBytes(const std::string& path) {
+    struct statvfs volume;
+    if (statvfs(path.c_str(), &volume) != 0 && statvfs(folderOf(path).c_str(), &volume) != 0) return std::nullopt;
+    if (volume.f_blocks == 0) return std::nullopt;  // a file system that keeps no count
+    const std::uint64_t blocks = geteuid() == 0 ? volume.f_bfree : volume.f_bavail;
+    constexpr std::uint64_t most = std::numeric_limits<std::int64_t>::max();
+    if (volume.f_frsize == 0 || blocks > most / volume.f_frsize) return std::nullopt;
+    return static_cast<std::int64_t>(blocks * volume.f_frsize);
 }
 
 void DatabaseFile::makeWritableLike(const std::string& model, const std::string& path) {

@@ -21,7 +21,7 @@ namespace {
 
 FileDescriptor openLockFile(const std::string& path) {
     constexpr int flags = O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
-    FileDescriptor file{open(path.c_str(), O_RDWR | flags, 0666)};
+    FileDescriptor file{open(path.c_str(), O_RDWR | flags, S_IRUSR | S_IWUSR)};
     // Another user's file, or one on a volume that is read-only by now, can still be locked.
     if (!file.isOpen() && (errno == EACCES || errno == EROFS)) {
         file = FileDescriptor{open(path.c_str(), O_RDONLY | (flags & ~O_CREAT))};
@@ -30,6 +30,10 @@ FileDescriptor openLockFile(const std::string& path) {
     struct stat status;
     if (fstat(file.get(), &status) != 0) throw PlatformError::posix(errno);
     if (!S_ISREG(status.st_mode)) throw PlatformError::posix(EINVAL);
+    // Whoever can open the file for reading can hold the lock, and keep us out for good.
+    if (status.st_uid == geteuid() && (status.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
+        (void)fchmod(file.get(), status.st_mode & S_IRWXU);
+    }
     return file;
 }
 

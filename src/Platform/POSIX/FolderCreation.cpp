@@ -24,7 +24,8 @@ bool isFolder(const std::string& path) {
 /// 0 when the folder is there afterwards. Whatever `mkdir` complains of, a folder that exists is a success: systems
 /// differ in what they say about one on a read-only volume, or about "/".
 int createFolder(const std::string& path) {
-    if (mkdir(path.c_str(), 0777) == 0) return 0;
+    // What is made here holds what the user has, names above all: that is nobody else's to read.
+    if (mkdir(path.c_str(), S_IRWXU) == 0) return 0;
     const int error = errno;
     return isFolder(path) ? 0 : error;
 }

@@ -10,7 +10,7 @@ namespace KestrelCore {
 /// The bytes of a path as the system takes them; empty when it holds a NUL, which no path of the system can.
 [[nodiscard]] std::optional<std::string> systemPath(const Text& path);
 
-/// Creates a folder and the missing ones above it with the mode that the process's mask leaves. An existing folder, or
+/// Creates a folder and the missing ones above it, for this user only. An existing folder, or
 /// a link to one, is a success. Throws `PlatformError`.
 void createFolders(const Text& path);
 
