@@ -1,5 +1,6 @@
 #include "terminal/Interruption.hpp"
 
+#include <atomic>
 #include <csignal>
 #include <initializer_list>
 
@@ -7,10 +8,17 @@ namespace KestrelCLI {
 
 namespace {
 
-// The only state of the program that no object owns: a handler has nothing else to reach.
-volatile std::sig_atomic_t requested = 0;
+// Set by a handler, which reaches nothing that an object owns, and read by any thread: a type that is safe for the one
+// only, or for the other only, would not do.
+std::atomic<bool> requested = false;
+static_assert(std::atomic<bool>::is_always_lock_free);
 
-extern "C" void noteSignal(int) { requested = 1; }
+extern "C" void noteSignal(int) { requested = true; }
+
+bool isIgnored(int number) {
+    struct sigaction action {};
+    return sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
 
 }  // namespace
 
@@ -19,7 +27,9 @@ void Interruption::watch() {
     action.sa_handler = noteSignal;
     action.sa_flags = static_cast<int>(SA_RESETHAND);  // no SA_RESTART: a read that waits for an answer ends
     sigemptyset(&action.sa_mask);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaction(number, &action, nullptr);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        if (!isIgnored(number)) sigaction(number, &action, nullptr);
+    }
 
     struct sigaction ignore {};
     ignore.sa_handler = SIG_IGN;
@@ -27,12 +37,12 @@ void Interruption::watch() {
     for (const int number : {SIGPIPE, SIGXFSZ}) sigaction(number, &ignore, nullptr);
 }
 
-bool Interruption::isRequested() noexcept { return requested != 0; }
+bool Interruption::isRequested() noexcept { return requested; }
 
 void Interruption::check() {
     if (isRequested()) throw Interrupted{};
 }
 
-void Interruption::set(bool isRequested) noexcept { requested = isRequested ? 1 : 0; }
+void Interruption::set(bool isRequested) noexcept { requested = isRequested; }
 
 }  // namespace KestrelCLI

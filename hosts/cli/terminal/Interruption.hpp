@@ -1,7 +1,5 @@
 #pragma once
 
-#include "output/ExitCode.hpp"
-
 #include <exception>
 
 namespace KestrelCLI {
@@ -12,7 +10,8 @@ public:
     Interruption() = delete;
 
     /// From now on the first SIGINT, SIGTERM or SIGHUP sets the flag and ends blocking reads; the second ends the
-    /// process, so that one that is stuck can be stopped. Broken pipes and file size limits become failed writes
+    /// process, so that one that is stuck can be stopped. A signal that the program was started without, as by nohup,
+    /// stays ignored. Broken pipes and file size limits become failed writes
     /// instead of signals.
     static void watch();
     /// Whether the user asked to stop. Any thread.

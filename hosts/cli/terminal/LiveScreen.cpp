@@ -83,7 +83,9 @@ void setHandlers() {
         struct sigaction action {};
         action.sa_handler = handler;
         sigemptyset(&action.sa_mask);
-        sigaction(number, &action, &earlierActions[index++]);
+        struct sigaction& earlier = earlierActions[index++];
+        sigaction(number, nullptr, &earlier);
+        if (earlier.sa_handler != SIG_IGN) sigaction(number, &action, nullptr);
     };
     for (const int number : crashSignals) set(number, endAfterUndo);
     for (const int number : endSignals) set(number, noteEnd);
