@@ -3,9 +3,11 @@
 #include "output/UTF8.hpp"
 
 #include <fmt/format.h>
+#include <unicode/uchar.h>
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <iterator>
 #include <vector>
 
@@ -28,14 +30,6 @@ bool isInside(const std::array<Range, Size>& ranges, char32_t scalar) {
     const auto after = std::ranges::upper_bound(ranges, scalar, {}, &Range::first);
     return after != ranges.begin() && scalar <= std::prev(after)->last;
 }
-
-/// Characters that move the cursor, turn the writing direction, break the line or can't be seen at all.
-constexpr std::array hiddenRanges{Range{0x0000, 0x001F}, Range{0x007F, 0x009F},   Range{0x00AD, 0x00AD},
-                                  Range{0x034F, 0x034F}, Range{0x061C, 0x061C},   Range{0x115F, 0x1160},
-                                  Range{0x17B4, 0x17B5}, Range{0x180B, 0x180F},   Range{0x200B, 0x200F},
-                                  Range{0x2028, 0x202E}, Range{0x2060, 0x206F},   Range{0x3164, 0x3164},
-                                  Range{0xFE00, 0xFE0E}, Range{0xFEFF, 0xFEFF},   Range{0xFFA0, 0xFFA0},
-                                  Range{0xFFF0, 0xFFFB}, Range{0x1D173, 0x1D17A}, Range{0xE0000, 0xE0FFF}};
 
 /// Combining marks, which share the column of the character before them (the common blocks; no locale is asked).
 constexpr std::array combiningRanges{
@@ -84,7 +78,13 @@ void appendEscape(std::string& out, char32_t scalar) {
 
 }  // namespace
 
-bool TerminalText::isHidden(char32_t scalar) { return isInside(hiddenRanges, scalar); }
+bool TerminalText::isHidden(char32_t scalar) {
+    if (scalar < 0x80) return scalar < 0x20 || scalar == 0x7F;
+    // Unicode's own properties, so that no list has to follow it.
+    const auto point = static_cast<UChar32>(scalar);
+    constexpr std::uint32_t hidden = U_GC_CC_MASK | U_GC_CF_MASK | U_GC_ZL_MASK | U_GC_ZP_MASK;
+    return (U_GET_GC_MASK(point) & hidden) != 0 || u_hasBinaryProperty(point, UCHAR_DEFAULT_IGNORABLE_CODE_POINT) != 0;
+}
 
 std::string TerminalText::escaped(std::string_view text) {
     std::string out;

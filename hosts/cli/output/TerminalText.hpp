@@ -11,8 +11,9 @@ class TerminalText {
 public:
     TerminalText() = delete;
 
-    /// Whether a terminal would obey the character instead of showing it, or show nothing: control characters, DEL, C1,
-    /// line separators, bidirectional controls, invisible characters, tags.
+    /// Whether a terminal would obey the character instead of showing it, or show nothing: control characters (Cc),
+    /// line and paragraph separators, format characters (Cf, such as changes of direction and tags), and what Unicode
+    /// lets programs leave out where they don't know it (variation selectors, joiners, fillers).
     [[nodiscard]] static bool isHidden(char32_t scalar);
 
     /// One line that shows what `text` holds and commands the terminal nothing: hidden characters become visible

@@ -33,7 +33,13 @@ TEST(TerminalText, showsControlAndBidirectionalCharactersAsEscapesOnOneLine) {
         {"\xE2\x82", "\\xe2\\x82"},           // cut off
         {"\xED\xA0\x80", "\\xed\\xa0\\x80"},  // a surrogate
         {"\xC0\xAF", "\\xc0\\xaf"},           // overlong
-        {"back\\slash", "back\\\\slash"},     // so that \n is never a name's own text
+        {"x\U0000FE0Fy", "x\\u{fe0f}y"},      // a variation selector
+        {"\U0001BCA0", "\\u{1bca0}"},         // a shorthand control
+        {"\U00013430", "\\u{13430}"},         // a hieroglyph joiner
+        {"\U000E0041\U0001D173\U0000180F", "\\u{e0041}\\u{1d173}\\u{180f}"},
+        {"\U000110BD\U00000600", "\\u{110bd}\\u{600}"},                        // format characters that show something
+        {"\U00000301\U00000915\U0000094D", "\U00000301\U00000915\U0000094D"},  // marks are part of words
+        {"back\\slash", "back\\\\slash"},                                      // so that \n is never a name's own text
         {"", ""},
     };
     for (const auto& [text, shown] : cases)
