@@ -14,6 +14,8 @@
 
 namespace KestrelCore {
 
+static_assert(DiskScanner::mostIssues == ScanWalk::mostIssues);
+
 namespace {
 
 constexpr std::size_t mostIssueEvents = 100;

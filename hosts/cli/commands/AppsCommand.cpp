@@ -1,5 +1,6 @@
 #include "commands/Commands.hpp"
 #include "commands/Deletion.hpp"
+#include "commands/OptionValue.hpp"
 #include "output/ApplicationList.hpp"
 #include "output/JSONOutput.hpp"
 #include "terminal/Interruption.hpp"
@@ -119,7 +120,7 @@ void addAppsCommand(CLI::App& app, Session& session) {
     const std::map<std::string, ApplicationOrder> orders{{"size", ApplicationOrder::size},
                                                          {"name", ApplicationOrder::name}};
     command.add_option("--sort", options->order, "Order: size (of what was left behind, the default) or name")
-        ->transform(CLI::Transformer(orders))
+        ->transform(oneOf(orders))
         ->option_text("ORDER");
     command.add_flag("--trash-residues", options->trashesResidues,
                      "Move what NAME left behind to the Trash: the residues chosen by default");

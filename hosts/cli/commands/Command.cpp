@@ -1,5 +1,6 @@
 #include "commands/Command.hpp"
 
+#include "commands/OptionValue.hpp"
 #include "terminal/Interruption.hpp"
 
 #include "KestrelCore/KestrelCore.hpp"
@@ -10,6 +11,7 @@
 #include <exception>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <utility>
 
 namespace KestrelCLI {
@@ -77,7 +79,7 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
         {"auto", ColorChoice::automatic}, {"always", ColorChoice::always}, {"never", ColorChoice::never}};
     app.add_option("--color", options.color, "Colour: auto (on a terminal), always or never")
         ->type_name("WHEN")
-        ->transform(CLI::Transformer(choices))
+        ->transform(oneOf(choices))
         ->option_text("WHEN");
 }
 
@@ -110,6 +112,31 @@ ExitCode wrongUsage(const Session& session, std::string_view message, std::strin
     return ExitCode::wrongUsage;
 }
 
+/// Whether the next argument is the option's value.
+bool takesValue(const CLI::App& app, const std::string& argument) {
+    if (!argument.starts_with("--")) return false;
+    const auto isValueOf = [&](const CLI::App& owner) {
+        const CLI::Option* option = owner.get_option_no_throw(argument);
+        return option != nullptr && option->get_items_expected_max() > 0;
+    };
+    return isValueOf(app) || std::ranges::any_of(app.get_subcommands(nullptr),
+                                                 [&](const CLI::App* command) { return isValueOf(*command); });
+}
+
+/// The first option that is given an empty value. CLI11 would take the argument after "--store=" for the value, and so
+/// a folder that is to be scanned for the place of the store.
+std::optional<std::string> optionWithoutValue(const std::vector<std::string>& arguments, const CLI::App& app) {
+    for (std::size_t index = 0; index < arguments.size(); ++index) {
+        const std::string& argument = arguments[index];
+        if (takesValue(app, argument)) {
+            if (++index < arguments.size() && arguments[index].empty()) return argument;
+        } else if (argument.starts_with("--") && argument.find('=') == argument.size() - 1) {
+            return argument.substr(0, argument.size() - 1);
+        }
+    }
+    return std::nullopt;
+}
+
 /// CLI11 ends a command at the argument "++" and drops it; no option of it changes that. Every "++" gets a text that no
 /// other argument has while CLI11 reads, and its own back among the operands.
 class PlusSigns {
@@ -133,16 +160,6 @@ public:
 
 private:
     static constexpr const char* plusSigns = "++";
-
-    static bool takesValue(const CLI::App& app, const std::string& argument) {
-        if (!argument.starts_with("--")) return false;
-        const auto isValueOf = [&](const CLI::App& owner) {
-            const CLI::Option* option = owner.get_option_no_throw(argument);
-            return option != nullptr && option->get_items_expected_max() > 0;
-        };
-        return isValueOf(app) || std::ranges::any_of(app.get_subcommands(nullptr),
-                                                     [&](const CLI::App* command) { return isValueOf(*command); });
-    }
 
     std::string substitute_ = "+++";
 };
@@ -170,6 +187,9 @@ ExitCode parseAndRun(std::vector<std::string> arguments, Session& session, const
         return parsed.empty() ? nullptr : dynamic_cast<const CommandApp*>(parsed.front());
     };
     const auto chosenName = [&] { return chosen() == nullptr ? std::string{} : chosen()->command().name; };
+    if (const auto option = optionWithoutValue(arguments, app)) {
+        return wrongUsage(session, fmt::format("{} needs a value.", *option), "");
+    }
     const PlusSigns plusSigns{arguments, app};
     try {
         std::ranges::reverse(arguments);  // as CLI11 takes them

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "output/ExitCode.hpp"
 #include "output/Session.hpp"
 
 #include <CLI/CLI.hpp>

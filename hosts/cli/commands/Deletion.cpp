@@ -266,13 +266,11 @@ ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOpti
     }
     Interruption::check();
 
-    // In JSON the plan is part of the object; a person who is asked still needs to see it first.
+    // A person who is asked needs to see the plan first, also where it goes elsewhere, or into the JSON object later.
     const bool asks = !options.isDryRun && !records.empty() && (isTrash ? !options.isConfirmed : !options.confirmation);
-    if (!session.options.json) {
-        showPlan(session, session.out, session.terminal.isOutput, plan);
-    } else if (asks) {
-        showPlan(session, session.messages, true, plan);
-    }
+    const bool isSeen = !session.options.json && session.terminal.isOutput;
+    if (!session.options.json) showPlan(session, session.out, session.terminal.isOutput, plan);
+    if (asks && !isSeen && session.terminal.isInput) showPlan(session, session.messages, true, plan);
     const std::string amount =
         fmt::format("{} ({})", itemCount(records.size()), session.size(measurement.freedBytes(pathsOf(records))));
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "commands/Command.hpp"
-#include "output/ExitCode.hpp"
 #include "output/JSONOutput.hpp"
 #include "output/Session.hpp"
 

@@ -1,6 +1,6 @@
 #include "commands/Commands.hpp"
 
-#include "commands/WholeNumber.hpp"
+#include "commands/OptionValue.hpp"
 #include "output/ByteFormat.hpp"
 #include "output/JSONOutput.hpp"
 #include "output/LibraryTable.hpp"
@@ -41,7 +41,6 @@ ExitCode documents(const Session& session, const DocumentOptions& options) {
     }
     if (session.options.json) {
         JSONOutput json{session.out};
-        writeSnapshot(json, "snapshot", snapshot);
         json.beginArray("documents");
         const std::size_t limit = options.limit.value_or(Command::unlimited);
         for (std::size_t i = 0; i < std::min(index.documents.size(), limit); ++i) {

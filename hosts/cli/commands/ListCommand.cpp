@@ -1,6 +1,6 @@
 #include "commands/Commands.hpp"
 
-#include "commands/WholeNumber.hpp"
+#include "commands/OptionValue.hpp"
 #include "output/ByteFormat.hpp"
 #include "output/JSONOutput.hpp"
 #include "output/ModelJSON.hpp"

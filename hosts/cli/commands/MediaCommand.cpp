@@ -1,6 +1,6 @@
 #include "commands/Commands.hpp"
 
-#include "commands/WholeNumber.hpp"
+#include "commands/OptionValue.hpp"
 #include "output/ByteFormat.hpp"
 #include "output/JSONOutput.hpp"
 #include "output/LibraryTable.hpp"
@@ -56,7 +56,6 @@ ExitCode media(const Session& session, const MediaOptions& options) {
     if (session.options.json) {
         const std::size_t limit = options.limit.value_or(Command::unlimited);
         JSONOutput json{session.out};
-        writeSnapshot(json, "snapshot", snapshot);
         writeAssets(json, "images", index.images, limit);
         writeAssets(json, "videos", index.videos, limit);
         json.member("imageBytes", index.imageBytes());

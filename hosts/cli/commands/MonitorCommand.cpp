@@ -1,6 +1,5 @@
 #include "commands/Commands.hpp"
-#include "commands/Interval.hpp"
-#include "commands/WholeNumber.hpp"
+#include "commands/OptionValue.hpp"
 #include "output/JSONOutput.hpp"
 #include "terminal/Interruption.hpp"
 #include "terminal/LiveScreen.hpp"

@@ -1,6 +1,5 @@
 #include "commands/Commands.hpp"
-#include "commands/Interval.hpp"
-#include "commands/WholeNumber.hpp"
+#include "commands/OptionValue.hpp"
 #include "output/JSONOutput.hpp"
 #include "output/ProcessList.hpp"
 #include "output/Table.hpp"
@@ -85,8 +84,9 @@ void printTable(const Session& session, const Processes& processes) {
 }
 
 ExitCode printLists(const Session& session, const ProcessesOptions& options) {
+    if (options.count && !options.every) throw UsageError{"--count goes with --every."};
     constexpr std::uint64_t forever = std::numeric_limits<std::uint64_t>::max();
-    const std::uint64_t count = options.count.value_or(options.every ? forever : 1);
+    const std::uint64_t count = options.every ? options.count.value_or(forever) : 1;
     ProcessSampler sampler;
     // Processor use is a rate, so the first sample only begins it.
     auto lists = sampler.stream(intervalOption(options.every.value_or(shortestLook)));
@@ -126,13 +126,13 @@ void addProcessesCommand(CLI::App& app, Session& session) {
         {"cpu", ProcessOrder::cpu}, {"memory", ProcessOrder::memory}, {"name", ProcessOrder::name}};
     command.add_option("--sort", options->order, "Order: cpu (the default), memory or name")
         ->type_name("KEY")
-        ->transform(CLI::Transformer(orders))
+        ->transform(oneOf(orders))
         ->option_text("KEY");
     command
         .add_option("--every", options->every,
                     "List again and again, with that time between two samples (without it, one list over 500ms)")
         ->type_name("TIME");
-    command.add_option("--count", options->count, "How many lists (default: 1, or until stopped with --every)")
+    command.add_option("--count", options->count, "With --every: how many lists (default: until stopped)")
         ->type_name("N")
         ->transform(wholeNumber())
         ->option_text("N");

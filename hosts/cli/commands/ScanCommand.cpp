@@ -1,12 +1,13 @@
 #include "commands/Commands.hpp"
+#include "commands/OptionValue.hpp"
 #include "commands/ScanRoot.hpp"
-#include "commands/WholeNumber.hpp"
 #include "output/ByteFormat.hpp"
 #include "output/JSONOutput.hpp"
 #include "output/ModelJSON.hpp"
 #include "output/SizeTree.hpp"
 #include "output/TerminalText.hpp"
 #include "store/SavedSnapshot.hpp"
+#include "store/StorePath.hpp"
 #include "terminal/Interruption.hpp"
 #include "terminal/ProgressLine.hpp"
 
@@ -142,6 +143,8 @@ void writeText(const Session& session, const FinishedScan& scan, const ScanOptio
 }
 
 ExitCode scan(const Session& session, const ScanOptions& options, const Operands& operands) {
+    // A place that no store can have is told before the scan, not after it.
+    if (!options.noSave) (void)storePath(session);
     const std::string name = operands.empty() ? FileManager::standard()->homeDirectory().string() : operands.front();
     const ScanRoot root = resolveScanRoot(name);
     if (root.wasLink) {
@@ -169,7 +172,9 @@ ExitCode scan(const Session& session, const ScanOptions& options, const Operands
     }
     const std::size_t issues = finished.snapshot.issues().size();
     if (issues == 0) return code;
-    session.say(fmt::format("{} could not be read, so the total may be too small.{}", itemCount(issues),
+    const bool mayBeMore = issues >= DiskScanner::mostIssues;
+    session.say(fmt::format("{}{} could not be read, so the total may be too small.{}", itemCount(issues),
+                            mayBeMore ? " or more" : "",
                             options.listsIssues || session.options.json ? "" : " --issues lists them."));
     return combined(code, ExitCode::incomplete);
 }

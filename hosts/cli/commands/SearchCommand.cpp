@@ -1,6 +1,6 @@
 #include "commands/Commands.hpp"
 
-#include "commands/WholeNumber.hpp"
+#include "commands/OptionValue.hpp"
 #include "output/ByteFormat.hpp"
 #include "output/JSONOutput.hpp"
 #include "output/ModelJSON.hpp"
@@ -146,7 +146,8 @@ ExitCode search(const Session& session, const SearchOptions& options, const Oper
     if (!answer) throw Interrupted{};
     Interruption::check();
     for (const std::string& hint : searchHints(typed)) session.say(hint);
-    if (answer->results.empty()) session.say("Nothing in the saved scan answers that search.");
+    // Who wants to see nothing is not told that nothing is there.
+    if (answer->results.empty() && options.limit > 0) session.say("Nothing in the saved scan answers that search.");
     if (session.options.json) {
         writeJSON(session, snapshot, *answer);
         return ExitCode::done;

@@ -72,11 +72,11 @@ void writeAge(const Session& session, const ScanSnapshot& snapshot) {
 }
 
 std::optional<EarlierScan> earlierScan(const Session& session, const URL& root) {
-    const std::string path = storePath(session);
-    if (!isStoreThere(path)) return std::nullopt;
     try {
+        const std::string path = storePath(session);
+        if (!isStoreThere(path)) return std::nullopt;
         const auto snapshot = SQLiteSnapshotStore{URL::fromPath(path)}.loadLatest();
-        if (!snapshot || snapshot->scope().root.path() != root.path()) return std::nullopt;
+        if (!snapshot || snapshot->scope().root.path() != root.path() || !snapshot->isConsistent()) return std::nullopt;
         return EarlierScan{.totalBytes = snapshot->totalAllocatedBytes(), .completedAt = snapshot->completedAt()};
     } catch (const std::exception&) {
         return std::nullopt;  // whoever saves over it hears what is wrong with the store
@@ -89,9 +89,19 @@ bool save(const Session& session, const ScanSnapshot& snapshot) {
         SQLiteSnapshotStore{URL::fromPath(path)}.replace(snapshot);
         return true;
     } catch (const std::exception& error) {
-        session.say(fmt::format("The scan could not be saved in {}: {}", path, error.what()));
+        session.say(whyNotSaved(path, error.what()));
         return false;
     }
+}
+
+std::string whyNotSaved(const std::string& path, std::string_view reason) {
+    std::string sentence = fmt::format("The scan could not be saved in {}: {}", path, reason);
+    // SQLite's own text for a value that is too long says nothing to somebody who only scanned a folder.
+    if (reason == "string or blob too big") {
+        sentence += ". A snapshot spells the whole path of every item, and may have 1,000,000,000 bytes; this one has "
+                    "too many items, or they lie too deep. Scan the folders below one by one.";
+    }
+    return sentence;
 }
 
 std::string change(const Session& session, std::int64_t totalBytes, const EarlierScan& earlier, Date now) {

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace KestrelCLI {
 
@@ -32,12 +33,15 @@ struct EarlierScan {
     std::int64_t totalBytes = 0;
     KestrelCore::Date completedAt;
 };
-/// Empty when nothing usable is saved, or the saved scan is of another folder. Throws nothing; leaves
-/// the store's place as `loadSavedSnapshot` does.
+/// Empty when nothing usable is saved, what is saved contradicts itself, or it is of another folder. Throws nothing;
+/// leaves the store's place as `loadSavedSnapshot` does.
 [[nodiscard]] std::optional<EarlierScan> earlierScan(const Session& session, const KestrelCore::URL& root);
 
 /// Makes `snapshot` the saved one. False when that failed; then it has said why, and the earlier one stays.
 [[nodiscard]] bool save(const Session& session, const KestrelCore::ScanSnapshot& snapshot);
+
+/// What is said when the store at `path` did not take a scan, for the reason that the library gave.
+[[nodiscard]] std::string whyNotSaved(const std::string& path, std::string_view reason);
 
 /// How a total differs from an earlier one: "1.20 GB more than 3 days ago".
 [[nodiscard]] std::string change(const Session& session, std::int64_t totalBytes, const EarlierScan& earlier,

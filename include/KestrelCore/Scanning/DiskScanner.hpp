@@ -5,11 +5,16 @@
 #include "KestrelCore/Model/ScanScope.hpp"
 #include "KestrelCore/Snapshot/ScanEvent.hpp"
 
+#include <cstddef>
+
 namespace KestrelCore {
 
 /// Walks a folder tree and delivers it as a stream of events that ends in a snapshot. Has no state; any thread.
 class KESTRELCORE_EXPORT DiskScanner {
 public:
+    /// How many issues a snapshot keeps; further ones are dropped.
+    static constexpr std::size_t mostIssues = 1000;
+
     /// Starts a scan on a thread of its own and returns at once. In order: one `ScanStarted`, thinned `ScanProgressed`,
     /// a last one for the root, up to 100 `ScanIssueFound`, one `ScanCompleted`. Throws through the stream:
     /// `KestrelError::accessDenied` when the root can't be read, `unavailable` when the walk can't start or has to

@@ -114,6 +114,8 @@ TEST_F(AppsCommand, saysSoWhenNoApplicationIsMeantOrSeveralAre) {
     EXPECT_EQ(run("apps Probe --trash-residues --yes").code, 2);
     EXPECT_EQ(run("apps 'Probe Notes' --yes").code, 2);
     EXPECT_EQ(run("apps --sort colour").code, 2);
+    EXPECT_EQ(run("apps --sort 5").code, 2);
+    EXPECT_EQ(run("apps --sort 1").code, 2);
     EXPECT_TRUE(exists("home/Library/Caches/com.example.probe-notes/data"));
 }
 

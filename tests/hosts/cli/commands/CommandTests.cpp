@@ -1,5 +1,5 @@
 #include "commands/Command.hpp"
-#include "store/StoreLocation.hpp"
+#include "store/StorePath.hpp"
 #include "terminal/Interruption.hpp"
 #include "terminal/Question.hpp"
 
@@ -132,7 +132,7 @@ TEST(CommandLine, takesTwoPlusSignsAsTheValueOfAnOption) {
     EXPECT_EQ(seen.options.store, "++");
     const Outcome wrong = run({"probe", "--color", "++"});
     EXPECT_EQ(wrong.code, ExitCode::wrongUsage);
-    EXPECT_NE(wrong.messages.find(" ++"), std::string::npos) << wrong.messages;
+    EXPECT_NE(wrong.messages.find("“++”"), std::string::npos) << wrong.messages;
     EXPECT_NE(run({"++"}).messages.find("“++”"), std::string::npos);
 }
 
@@ -156,6 +156,33 @@ TEST(CommandLine, refusesWhatItDoesNotKnowWithTwo) {
         EXPECT_TRUE(outcome.messages.starts_with("kestrel: ")) << outcome.messages;
         EXPECT_EQ(outcome.messages.find('\x1b'), std::string::npos) << arguments.back();
     }
+}
+
+TEST(CommandLine, takesNoEmptyValue) {
+    // CLI11 would take the next argument for the value.
+    const std::vector<std::vector<std::string>> wrong{
+        {"probe", "--store=", "data/tree"}, {"--store=", "probe", "a"}, {"probe", "--store", "", "a"},
+        {"probe", "--color=", "never"},     {"probe", "--color", ""},   {"probe", "a", "--store="}};
+    for (const auto& arguments : wrong) {
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.code, ExitCode::wrongUsage) << arguments[1];
+        EXPECT_FALSE(seen.ran) << arguments[1];
+        EXPECT_NE(outcome.messages.find("needs a value"), std::string::npos) << outcome.messages;
+    }
+    EXPECT_EQ(run({"probe", "--store", "--store=", "", "--", "--color="}).code, ExitCode::done);
+    EXPECT_EQ(seen.options.store, "--store=");  // a value, however odd
+    EXPECT_EQ(seen.operands, (Operands{"", "--color="}));
+}
+
+TEST(CommandLine, takesAChoiceByItsNameOnly) {
+    for (const char* number : {"0", "1", "2", "9", "-1", "Always", "always "}) {
+        EXPECT_EQ(run({"probe", "--color", number}).code, ExitCode::wrongUsage) << number;
+        EXPECT_FALSE(seen.ran) << number;
+    }
+    const Outcome wrong = run({"probe", "--color=pink"});
+    EXPECT_NE(wrong.messages.find("“pink” is none of always, auto, never"), std::string::npos) << wrong.messages;
+    EXPECT_EQ(run({"probe", "--color", "always"}).code, ExitCode::done);
+    EXPECT_EQ(seen.options.color, ColorChoice::always);
 }
 
 TEST(CommandLine, showsHelpWithExamplesForEachCommand) {

@@ -14,6 +14,7 @@
 #include <csignal>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace KestrelCLI {
@@ -54,6 +55,44 @@ struct Sleeper {
         waitpid(identifier, &status, 0);
         identifier = -1;
         return status;
+    }
+    pid_t identifier;
+};
+
+/// A process that tells afterwards whether it was asked to quit. Signals that it holds back are pending as soon as they
+/// are sent, so those sent before our question are there when it comes.
+struct SignalCounter {
+    SignalCounter() {
+        sigset_t heldBack;
+        sigset_t before;
+        sigemptyset(&heldBack);
+        sigaddset(&heldBack, SIGTERM);
+        sigaddset(&heldBack, SIGUSR1);
+        pthread_sigmask(SIG_BLOCK, &heldBack, &before);  // before the fork: there is no moment without
+        identifier = fork();
+        if (identifier == 0) {
+            sigset_t question;
+            sigemptyset(&question);
+            sigaddset(&question, SIGUSR1);
+            int number = 0;
+            sigwait(&question, &number);
+            sigset_t pending;
+            sigpending(&pending);
+            _exit(sigismember(&pending, SIGTERM));
+        }
+        pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    }
+    SignalCounter(const SignalCounter&) = delete;
+    SignalCounter& operator=(const SignalCounter&) = delete;
+    ~SignalCounter() {
+        if (identifier > 0) (void)wasAskedToQuit();
+    }
+    /// To be asked once; ends the process.
+    [[nodiscard]] bool wasAskedToQuit() {
+        kill(identifier, SIGUSR1);
+        int status = 0;
+        waitpid(std::exchange(identifier, -1), &status, 0);
+        return WEXITSTATUS(status) == 1;
     }
     pid_t identifier;
 };
@@ -136,7 +175,20 @@ TEST(ProcessesCommand, keepsToItsLimitAndCount) {
     const Outcome outcome = run({"processes", "--limit", "2", "--every", "1ms", "--count", "2"});
     EXPECT_EQ(outcome.code, ExitCode::done);
     EXPECT_EQ(std::ranges::count(outcome.out, '\n'), 3 + 1 + 3);
-    EXPECT_EQ(run({"processes", "--sort", "age"}).code, ExitCode::wrongUsage);
+    for (const char* order : {"age", "0", "1", "99"}) {
+        EXPECT_EQ(run({"processes", "--sort", order}).code, ExitCode::wrongUsage) << order;
+    }
+}
+
+TEST(ProcessesCommand, printsOneObjectUnlessItIsToListAgainAndAgain) {
+    for (const char* count : {"0", "1", "2"}) {
+        const Outcome outcome = run({"processes", "--json", "--count", count});
+        EXPECT_EQ(outcome.code, ExitCode::wrongUsage) << count;
+        EXPECT_EQ(outcome.out, "") << count;
+        EXPECT_NE(outcome.messages.find("--count goes with --every"), std::string::npos) << outcome.messages;
+    }
+    const Outcome lists = run({"processes", "--json", "--limit", "1", "--every", "1ms", "--count", "3"});
+    EXPECT_EQ(std::ranges::count(lists.out, '\n'), 3);
 }
 
 TEST(QuitCommand, asksAProcessToQuit) {
@@ -151,11 +203,18 @@ TEST(QuitCommand, asksAProcessToQuit) {
 }
 
 TEST(QuitCommand, needsAnAnswerOrAnOption) {
-    Sleeper sleeper;
-    const Outcome outcome = run({"quit", std::to_string(sleeper.identifier)});
+    SignalCounter process;
+    const Outcome outcome = run({"quit", std::to_string(process.identifier)});
     EXPECT_EQ(outcome.code, ExitCode::wrongUsage);
     EXPECT_NE(outcome.messages.find("--yes"), std::string::npos);
-    EXPECT_EQ(waitpid(sleeper.identifier, nullptr, WNOHANG), 0);
+    EXPECT_FALSE(process.wasAskedToQuit());
+}
+
+TEST(QuitCommand, sendsItsSignalBeforeItReturns) {
+    // So that the test above would see it.
+    SignalCounter process;
+    EXPECT_EQ(run({"quit", std::to_string(process.identifier), "--yes"}).code, ExitCode::done);
+    EXPECT_TRUE(process.wasAskedToQuit());
 }
 
 TEST(QuitCommand, refusesTheSystemAndItselfWithTheSafetyExitCode) {

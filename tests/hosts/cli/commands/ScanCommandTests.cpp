@@ -1,6 +1,7 @@
 #include "commands/Commands.hpp"
 #include "terminal/Interruption.hpp"
 
+#include "support/ChildProcess.hpp"
 #include "support/EnvironmentSetting.hpp"
 #include "support/TemporaryFolder.hpp"
 
@@ -184,6 +185,24 @@ TEST_F(ScanCommand, stopsWhenItIsInterrupted) {
     Interruption::set(false);
     EXPECT_EQ(outcome.code, ExitCode::interrupted);
     EXPECT_TRUE(outcome.out.empty()) << outcome.out;
+}
+
+TEST(ScanCommandIssues, areNoFewerThanToldWhereNotAllAreKept) {
+    inChild(ChildSetting::unprivileged, [] {
+        const TemporaryFolder folder;
+        const auto closed = [&](int from, int to) {
+            for (int number = from; number < to; ++number)
+                std::filesystem::permissions(folder.makeFolder(std::to_string(number)), std::filesystem::perms::none);
+        };
+        closed(0, 999);
+        const Outcome known = run({"scan", "--no-save", folder.path()});
+        EXPECT_EQ(known.code, ExitCode::incomplete);
+        EXPECT_NE(known.messages.find("kestrel: 999 items could not be read"), std::string::npos) << known.messages;
+        closed(999, 1'200);
+        const Outcome more = run({"scan", "--no-save", folder.path()});
+        EXPECT_NE(more.messages.find("kestrel: 1,000 items or more could not be read"), std::string::npos)
+            << more.messages;
+    });
 }
 
 TEST_F(ScanCommand, failsWhenStandardOutputTakesNothing) {

@@ -5,6 +5,7 @@
 
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
 #include "support/CommandRun.hpp"
+#include "support/EnvironmentSetting.hpp"
 #include "support/SampleSnapshots.hpp"
 #include "support/StoreFiles.hpp"
 
@@ -201,6 +202,38 @@ TEST_F(SavedSnapshotCommands, readALimitAsDecimalAlsoWithLeadingZeros) {
     EXPECT_THAT(run({"list", "--limit", "010"}).out, HasSubstr("2 more items"));
 }
 
+TEST_F(SavedSnapshotCommands, searchSaysNothingOfWhatItWasNotToShow) {
+    save(usualSnapshot());
+    EXPECT_EQ(run({"search", "small", "--limit", "0"}).messages, "");
+    EXPECT_EQ(run({"search", "small", "--limit", "1"}).messages, "");
+    EXPECT_THAT(run({"search", "nowhere", "--limit", "1"}).messages, HasSubstr("Nothing in the saved scan"));
+}
+
+TEST_F(SavedSnapshotCommands, librariesPrintWhatTheyPromiseAsJSON) {
+    save(usualSnapshot());
+    EXPECT_THAT(run({"media", "--json"}).out, testing::StartsWith("{\"schema\": 1, \"images\": ["));
+    EXPECT_THAT(run({"documents", "--json"}).out, testing::StartsWith("{\"schema\": 1, \"documents\": ["));
+}
+
+TEST_F(SavedSnapshotCommands, takeNoPlaceWhoseNameIsNotUTF8) {
+    const std::string odd = files_.folder() + "/d\xFF";
+    const std::vector<std::vector<std::string>> commands{{"list"},      {"search", "a"}, {"media"},
+                                                         {"documents"}, {"scan", "/r"},  {"clear"}};
+    for (std::vector<std::string> arguments : commands) {
+        const EnvironmentSetting dataHome{"XDG_DATA_HOME", odd.c_str()};
+        const std::vector<CommandAdder> adders{addScanCommand,  addListCommand,      addSearchCommand,
+                                               addMediaCommand, addDocumentsCommand, addClearCommand};
+        const CommandRun byDefault = runCommands(arguments, adders);
+        EXPECT_EQ(byDefault.code, ExitCode::failed) << arguments.front();
+        EXPECT_THAT(byDefault.messages, HasSubstr("The name of the data folder is not UTF-8")) << arguments.front();
+        arguments.insert(arguments.end(), {"--store", odd});
+        const CommandRun byName = runCommands(arguments, adders);
+        EXPECT_EQ(byName.code, ExitCode::wrongUsage) << arguments.front();
+        EXPECT_THAT(byName.messages, HasSubstr("is not UTF-8")) << arguments.front();
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(files_.folder()));
+}
+
 TEST_F(SavedSnapshotCommands, listTellsAPathOutsideTheScanFromOneThatIsMissingInIt) {
     save(usualSnapshot());
     EXPECT_THAT(failure({"list", "/elsewhere"}), HasSubstr("/elsewhere lies outside the saved scan, which is of /r."));
@@ -233,10 +266,24 @@ TEST_F(SavedSnapshotCommands, refuseASnapshotThatContradictsItself) {
 }
 
 TEST_F(SavedSnapshotCommands, clearEmptiesTheStore) {
-    save(usualSnapshot());
-    EXPECT_EQ(run({"clear", "--json"}).out, "{\"schema\": 1, \"cleared\": true}\n");
+    save(sampleSnapshot(10'000, 1));
+    const auto before = std::filesystem::file_size(files_.path());
+    const CommandRun result = run({"clear", "--json"});
+    const auto after = std::filesystem::file_size(files_.path());
+    EXPECT_GT(before, 2'000'000U);
+    EXPECT_LT(after, 500'000U);
+    EXPECT_EQ(result.out, fmt::format("{{\"schema\": 1, \"cleared\": true, \"freedBytes\": {}}}\n", before - after));
+    EXPECT_EQ(run({"clear", "--json"}).out, "{\"schema\": 1, \"cleared\": true, \"freedBytes\": 0}\n");
     EXPECT_EQ(SQLiteSnapshotStore{files_.url()}.loadLatest(), std::nullopt);
     EXPECT_EQ(run({"clear"}).code, ExitCode::done);
+}
+
+TEST_F(SavedSnapshotCommands, clearLeavesTheRestOfAForeignDatabaseAsItIs) {
+    save(usualSnapshot());
+    // Rows without numbers of their own get others when a database is written anew.
+    files_.query("CREATE TABLE theirs (x); INSERT INTO theirs VALUES (1), (2), (3); DELETE FROM theirs WHERE x < 3;");
+    EXPECT_EQ(run({"clear"}).code, ExitCode::done);
+    EXPECT_EQ(files_.query("SELECT rowid FROM theirs;"), "3");
 }
 
 TEST_F(SavedSnapshotCommands, clearCreatesNoStore) {
@@ -254,6 +301,36 @@ TEST_F(SavedSnapshotCommands, scanSavesAndTellsTheChangeSinceTheLastScanOfTheSam
     std::filesystem::remove(folder.path() + "/a.bin");
     EXPECT_THAT(run({"scan", folder.path()}).out, HasSubstr("less than just now"));
     EXPECT_THAT(run({"list"}).out, HasSubstr(folder.path() + ", scanned just now"));
+}
+
+TEST_F(SavedSnapshotCommands, scanComparesWithNothingThatContradictsItself) {
+    TemporaryFolder folder;
+    const std::string root = std::filesystem::canonical(folder.path()).string();
+    const auto record = [&](std::int64_t bytes) {
+        return FileRecord{UUID::random(),
+                          std::nullopt,
+                          std::nullopt,
+                          root,
+                          Path::lastComponent(root),
+                          FileKind::directory,
+                          bytes,
+                          bytes,
+                          bytes,
+                          std::nullopt,
+                          "",
+                          false,
+                          false,
+                          false,
+                          RiskLevel::normal};
+    };
+    const Date anHourAgo = Date::now().addingSeconds(-3600);
+    for (const std::vector<FileRecord>& odd :
+         {std::vector{record(std::int64_t{1} << 62), record(1)}, std::vector{record(-5)}}) {
+        save(ScanSnapshot{UUID::random(), ScanScope{URL::fromPath(root, true)}, anHourAgo, anHourAgo, odd, {}});
+        EXPECT_THAT(run({"scan", root}).out, Not(HasSubstr("ago")));
+    }
+    save(ScanSnapshot{UUID::random(), ScanScope{URL::fromPath(root, true)}, anHourAgo, anHourAgo, {record(7)}, {}});
+    EXPECT_THAT(run({"scan", root}).out, HasSubstr("1 hour ago"));
 }
 
 TEST_F(SavedSnapshotCommands, scanSavesNothingAfterItWasInterrupted) {
@@ -286,6 +363,26 @@ TEST_F(SavedSnapshotCommands, scanShowsItsResultAndFailsWhenItCannotBeSaved) {
     EXPECT_THAT(result.messages, HasSubstr("file is not a database"));
     EXPECT_THAT(run({"scan", "--json", folder.path()}).out, HasSubstr("\"saved\": false"));
     EXPECT_EQ(files_.bytes(), std::string(3'000, 'x'));
+}
+
+TEST(WhyNotSaved, explainsWhatASnapshotIsTooLargeFor) {
+    EXPECT_EQ(whyNotSaved("/s", "disk I/O error"), "The scan could not be saved in /s: disk I/O error");
+    EXPECT_THAT(whyNotSaved("/s", "string or blob too big"),
+                testing::StartsWith("The scan could not be saved in /s: string or blob too big. A snapshot spells"));
+}
+
+TEST_F(SavedSnapshotCommands, keepTheDefaultFolderPrivate) {
+    const EnvironmentSetting dataHome{"XDG_DATA_HOME", files_.folder().c_str()};
+    const std::string folder = files_.folder() + "/kestrel";
+    const auto mode = [&] { return static_cast<unsigned>(std::filesystem::status(folder).permissions()); };
+    std::filesystem::create_directory(folder);
+    std::filesystem::permissions(folder, std::filesystem::perms{0775});
+    EXPECT_EQ(runCommands({"list"}, {addListCommand}).code, ExitCode::failed);
+    EXPECT_EQ(mode(), 0700U);
+    // A folder that the user named is the user's business.
+    std::filesystem::permissions(folder, std::filesystem::perms{0775});
+    EXPECT_EQ(runCommands({"list", "--store", folder + "/s"}, {addListCommand}).code, ExitCode::failed);
+    EXPECT_EQ(mode(), 0775U);
 }
 
 TEST(Age, isGivenInTheLargestUnitThatFits) {

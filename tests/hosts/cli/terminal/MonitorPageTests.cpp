@@ -1,4 +1,4 @@
-#include "commands/Interval.hpp"
+#include "commands/OptionValue.hpp"
 #include "output/PlotHistory.hpp"
 #include "output/ProcessList.hpp"
 #include "output/TerminalText.hpp"

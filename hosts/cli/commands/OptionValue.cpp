@@ -1,0 +1,68 @@
+#include "commands/OptionValue.hpp"
+
+#include "output/Session.hpp"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <charconv>
+#include <system_error>
+#include <vector>
+
+namespace KestrelCLI {
+
+CLI::Validator wholeNumber(std::int64_t most) {
+    const auto problem = [most](std::string& text) -> std::string {
+        const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+        if (text.empty() || !std::ranges::all_of(text, isDigit)) {
+            return fmt::format("“{}” is not a whole number, 0 or more", text);
+        }
+        std::int64_t number = 0;
+        const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+        if (error != std::errc{} || number > most) return fmt::format("“{}” is more than {}", text, most);
+        text = std::to_string(number);
+        return {};
+    };
+    return CLI::Validator{problem, "", "whole number"};
+}
+
+CLI::Validator oneOf(const std::map<std::string, std::int64_t>& numbers) {
+    const auto problem = [numbers](std::string& text) -> std::string {
+        if (const auto found = numbers.find(text); found != numbers.end()) {
+            text = std::to_string(found->second);
+            return {};
+        }
+        std::vector<std::string> names;
+        for (const auto& [name, number] : numbers) names.push_back(name);
+        return fmt::format("“{}” is none of {}", text, fmt::join(names, ", "));
+    };
+    return CLI::Validator{problem, "", "one of a few names"};
+}
+
+std::optional<Seconds> parseInterval(std::string_view text) {
+    double value = 0;
+    const char* const end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, value, std::chars_format::fixed);
+    if (error != std::errc{}) return std::nullopt;
+    const std::string_view unit{rest, static_cast<std::size_t>(end - rest)};
+    if (unit == "ms") {
+        value /= 1000;
+    } else if (unit == "m") {
+        value *= 60;
+    } else if (unit == "h") {
+        value *= 3600;
+    } else if (unit != "s" && !unit.empty()) {
+        return std::nullopt;
+    }
+    constexpr double year = 366 * 86'400;
+    if (!(value > 0 && value <= year)) return std::nullopt;
+    return Seconds{value};
+}
+
+Seconds intervalOption(std::string_view text) {
+    if (const auto interval = parseInterval(text)) return *interval;
+    throw UsageError{fmt::format("“{}” is no interval; 1s, 500ms, 2m and 1h are.", text)};
+}
+
+}  // namespace KestrelCLI

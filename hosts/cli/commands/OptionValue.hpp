@@ -1,0 +1,42 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <chrono>
+#include <cstdint>
+#include <limits>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+namespace KestrelCLI {
+
+/// The check of an option that counts, for its `transform`: digits only, from 0 to `most`. It looks at the text,
+/// because CLI11 would read a negative number into an unsigned variable as a very large one, and a leading 0 as octal.
+[[nodiscard]] CLI::Validator wholeNumber(std::int64_t most = std::numeric_limits<std::int64_t>::max());
+
+/// The check of an option that takes one of a few names, for its `transform`: `numbers` has what each stands for.
+[[nodiscard]] CLI::Validator oneOf(const std::map<std::string, std::int64_t>& numbers);
+
+/// The same with the values of an enumeration. CLI11's own transformers also take the values' numbers, even those that
+/// stand for nothing.
+template <typename Value>
+    requires std::is_enum_v<Value>
+[[nodiscard]] CLI::Validator oneOf(const std::map<std::string, Value>& values) {
+    std::map<std::string, std::int64_t> numbers;
+    for (const auto& [name, value] : values) numbers.emplace(name, static_cast<std::int64_t>(value));
+    return oneOf(numbers);
+}
+
+using Seconds = std::chrono::duration<double>;
+
+/// A time between two samples as a person writes it: "1s", "500ms", "2m", "1h", or seconds without a unit ("0.5").
+/// Absent for anything else, for what is not above 0 and for more than a year.
+[[nodiscard]] std::optional<Seconds> parseInterval(std::string_view text);
+
+/// The same of an option's value; throws `UsageError`.
+[[nodiscard]] Seconds intervalOption(std::string_view text);
+
+}  // namespace KestrelCLI
