@@ -4,7 +4,6 @@
 #include "output/Table.hpp"
 #include "output/TerminalText.hpp"
 #include "store/DeletionSnapshot.hpp"
-#include "store/StoreLocation.hpp"
 #include "store/StorePath.hpp"
 #include "terminal/Interruption.hpp"
 #include "terminal/InterruptionWatch.hpp"

@@ -154,11 +154,14 @@ TEST_F(ScanCommand, obeysDepthAndTop) {
     EXPECT_EQ(run({"scan", path(), "--depth", "1", "--top", "1"}).out.find("└─ large.bin"), std::string::npos);
     EXPECT_NE(run({"scan", path(), "--depth", "1", "--top", "1"}).out.find("└─ 2 more items"), std::string::npos);
     for (const char* option : {"--depth", "--top"}) {
-        for (const char* wrong : {"-1", "many", "1.5", ""}) {
+        for (const char* wrong : {"-1", "many", "1.5"}) {
             const Outcome outcome = run({"scan", path(), option, wrong});
             EXPECT_EQ(outcome.code, ExitCode::wrongUsage) << wrong;
             EXPECT_NE(outcome.messages.find("is not a whole number, 0 or more"), std::string::npos) << outcome.messages;
         }
+        const Outcome empty = run({"scan", path(), option, ""});
+        EXPECT_EQ(empty.code, ExitCode::wrongUsage);
+        EXPECT_NE(empty.messages.find("needs a value"), std::string::npos) << empty.messages;
     }
     EXPECT_NE(run({"scan", path(), "--depth", "101"}).messages.find("“101” is more than 100"), std::string::npos);
     EXPECT_EQ(run({"scan", path(), "--depth", "100", "--top", "0"}).code, ExitCode::done);
