@@ -80,7 +80,7 @@ bool isASCIILetter(Unit unit) {
 
 template <typename Unit>
 struct DigitRun {
-    std::uint64_t value = 0;  ///< wraps at 64 bits, as the order is defined
+    std::uint64_t value = 0;  ///< wraps at 64 bits, as the order of the platform does
     std::size_t end = 0;
 };
 
@@ -287,7 +287,7 @@ std::size_t commonPrefixLength(std::string_view a, std::string_view b) {
     return length;
 }
 
-/// Code units of a text, as the order is defined on.
+/// The UTF-16 code units of a text, which is what the collation and the reference order compare.
 icu::UnicodeString codeUnits(const Text& text) {
     if (text.byteCount() > INT32_MAX) fatalError(sourceFile, "A name is too long to be ordered");
     return icu::UnicodeString::fromUTF8({text.view().data(), static_cast<std::int32_t>(text.byteCount())});

@@ -102,6 +102,19 @@ TEST(DiskScanner, givesEveryRecordWhatTheWalkSaw) {
     EXPECT_EQ(events.record("/tmp/Tool2.app").risk(), RiskLevel::high);
 }
 
+TEST(DiskScanner, takesFoldersForPackagesByTheirExtension) {
+    const std::vector<std::string> packages{"a.app",    "a.appex",    "a.bundle",      "a.framework",
+                                            "a.plugin", "a.prefpane", "a.qlgenerator", "a.BUNDLE"};
+    const std::vector<std::string> folders{"a.apps", "a.kext", "a.pkg", "app", "a.app.d", "a"};
+    FakeTree tree{"/tmp"};
+    for (const auto* names : {&packages, &folders})
+        for (const std::string& name : *names) tree.directory(name).end();
+    const ScanEvents events = scan("/tmp", tree);
+    for (const std::string& name : packages) EXPECT_EQ(events.record("/tmp/" + name).kind(), FileKind::package) << name;
+    for (const std::string& name : folders)
+        EXPECT_EQ(events.record("/tmp/" + name).kind(), FileKind::directory) << name;
+}
+
 TEST(DiskScanner, rootHasNoParentIsNotCountedAndCarriesTheTotal) {
     FakeTree tree{"/tmp", {.allocatedBytes = 100}};
     tree.directory("d", {.allocatedBytes = 10})

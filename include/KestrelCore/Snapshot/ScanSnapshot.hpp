@@ -71,7 +71,8 @@ public:
     [[nodiscard]] std::optional<SearchAnswer> search(const SearchQuery& query, std::int64_t limit,
                                                      const SearchSettings& settings) const;
 
-    /// False when a path occurs twice, a size is negative, or the sizes of all records together pass 2^62 bytes.
+    /// False when a path occurs twice, a size is negative, or the sizes of all records together pass 2^62 bytes; of
+    /// each record the larger of its own and its aggregate size counts. Then no sum over any of the records overflows.
     [[nodiscard]] bool isConsistent() const;
 
     /// The snapshot as one JSON text; throws `DecodingError`'s counterpart `EncodingError` for a date that is no finite

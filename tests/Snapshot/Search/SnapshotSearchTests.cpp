@@ -121,6 +121,19 @@ TEST(SnapshotSearch, readsDeveloperAsAnyOfTheToolsFolders) {
     EXPECT_EQ(found(snapshot, "dev").size(), 3U);
 }
 
+TEST(SnapshotSearch, takesTheFirstMomentOfRecentAndNotTheLastOfOld) {
+    const Date now{800'000'000};
+    const Date monthAgo = now.addingSeconds(-2'592'000);
+    const Date yearAgo = now.addingSeconds(-31'536'000);
+    const ScanSnapshot snapshot = snapshotOf({{.path = "/a month", .modifiedAt = monthAgo},
+                                              {.path = "/over a month", .modifiedAt = monthAgo.addingSeconds(-1)},
+                                              {.path = "/a year", .modifiedAt = yearAgo},
+                                              {.path = "/over a year", .modifiedAt = yearAgo.addingSeconds(-1)}});
+    const SearchSettings settings{.cancellation = {}, .now = now, .threads = 0};
+    EXPECT_EQ(found(snapshot, SearchQuery{"recent"}, 9, settings), (Found{{"/a month", 0}}));
+    EXPECT_EQ(found(snapshot, SearchQuery{"old"}, 9, settings), (Found{{"/over a year", 0}}));
+}
+
 TEST(SnapshotSearch, filtersByDates) {
     const Date now{800'000'000};
     const ScanSnapshot snapshot = snapshotOf({{.path = "/new", .modifiedAt = now},

@@ -114,6 +114,13 @@ TEST(StorageSearchPlan, countsAgesFromNow) {
     EXPECT_EQ(plan("old").modifiedBefore, Date{800'000'000 - 31'536'000});
 }
 
+TEST(StorageSearchPlan, replacesTheBoundOfTheQueryByThatOfAWord) {
+    const StorageSearchPlan later{SearchQuery{"recent", 0, {}, now.addingSeconds(-60)}, now};
+    EXPECT_EQ(later.modifiedAfter, now.addingSeconds(-2'592'000));
+    const StorageSearchPlan earlier{SearchQuery{"new", 0, {}, Date{0}}, now};
+    EXPECT_EQ(earlier.modifiedAfter, now.addingSeconds(-2'592'000));
+}
+
 TEST(StorageSearchPlan, keepsOtherWordsInTheirOrder) {
     EXPECT_EQ(plan("b\ta  Straße").terms, (std::vector<Text>{"b", "a", "strasse"}));
 }
