@@ -2,12 +2,15 @@
 
 #include "KestrelCore/Base/PlatformError.hpp"
 #include "support/ChildProcess.hpp"
+#include "support/SupervisedCalls.hpp"
 #include "support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <optional>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 
 namespace KestrelCore {
 
@@ -30,6 +33,27 @@ TEST(PrivateFolder, isForThisUserOnlyAndBecomesSo) {
     PrivateFolder{path}.write({{"a", "another"}});
     EXPECT_EQ(mode(path), 0700U);
     EXPECT_EQ(PrivateFolder{path}.read("a"), "another");
+}
+
+TEST(PrivateFolder, isOnTheDiskBeforeWhatIsInIt) {
+    const TemporaryFolder folder;
+    const auto syncs = [&] {
+        int count = 0;
+        const bool isSupervised = runSupervised(
+            {SYS_fsync},
+            [&] {
+                PrivateFolder{folder / "receipts"}.write({{"a", "text"}});
+            },
+            [&](const SystemCall&) -> std::optional<int> {
+                ++count;
+                return std::nullopt;
+            });
+        return isSupervised ? std::optional{count} : std::nullopt;
+    };
+    const auto first = syncs();
+    if (!first) GTEST_SKIP() << "System calls can't be supervised here";
+    EXPECT_EQ(*first, 3);  // the parent, the file, the folder
+    EXPECT_EQ(syncs(), 2);
 }
 
 TEST(PrivateFolder, saysWhyItCannotBeMade) {
