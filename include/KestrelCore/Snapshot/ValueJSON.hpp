@@ -29,18 +29,18 @@ namespace KestrelCore {
 /// malformed text, a key that is missing, a value of another type, or one that its type does not allow. For the six
 /// types above.
 template <typename Value>
-[[nodiscard]] Value decodingJSON(std::string_view json);
+[[nodiscard]] Value decodingJSON(std::string_view text);
 template <>
-[[nodiscard]] KESTRELCORE_EXPORT FileIdentity decodingJSON<FileIdentity>(std::string_view json);
+[[nodiscard]] KESTRELCORE_EXPORT FileIdentity decodingJSON<FileIdentity>(std::string_view text);
 template <>
-[[nodiscard]] KESTRELCORE_EXPORT FileKind decodingJSON<FileKind>(std::string_view json);
+[[nodiscard]] KESTRELCORE_EXPORT FileKind decodingJSON<FileKind>(std::string_view text);
 template <>
-[[nodiscard]] KESTRELCORE_EXPORT RiskLevel decodingJSON<RiskLevel>(std::string_view json);
+[[nodiscard]] KESTRELCORE_EXPORT RiskLevel decodingJSON<RiskLevel>(std::string_view text);
 template <>
-[[nodiscard]] KESTRELCORE_EXPORT ScanScope decodingJSON<ScanScope>(std::string_view json);
+[[nodiscard]] KESTRELCORE_EXPORT ScanScope decodingJSON<ScanScope>(std::string_view text);
 template <>
-[[nodiscard]] KESTRELCORE_EXPORT FileRecord decodingJSON<FileRecord>(std::string_view json);
+[[nodiscard]] KESTRELCORE_EXPORT FileRecord decodingJSON<FileRecord>(std::string_view text);
 template <>
-[[nodiscard]] KESTRELCORE_EXPORT ScanIssue decodingJSON<ScanIssue>(std::string_view json);
+[[nodiscard]] KESTRELCORE_EXPORT ScanIssue decodingJSON<ScanIssue>(std::string_view text);
 
 }  // namespace KestrelCore
