@@ -54,7 +54,7 @@ TEST(DeletionMeasurement, staysOnOneMount) {
     folder.makeFolder("a/mount");
     inChild(ChildSetting::mountNamespace, [&] {
         if (::mount((folder / "other").c_str(), (folder / "a/mount").c_str(), nullptr, MS_BIND, nullptr) != 0)
-            GTEST_SKIP() << std::strerror(errno);
+            GTEST_SKIP() << "bind mounts are not allowed here: " << std::strerror(errno);
         EXPECT_EQ(DeletionMeasurement{}.measure(folder / "a").allocatedBytes, sum);
     });
 }
