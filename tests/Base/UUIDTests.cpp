@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cerrno>
 #include <set>
 #include <sys/syscall.h>
@@ -60,7 +61,7 @@ TEST(UUID, isNoneThatAForkedChildDrawsToo) {
 TEST(UUID, failsWithoutRandomNumbersAndWorksAgainAfterwards) {
     std::optional<int> error;
     bool isDrawnAfterwards = false;
-    bool fails = true;
+    std::atomic<bool> fails{true};  // the kernel orders the two threads, which a thread sanitizer does not see
     const bool isSupervised = runSupervised(
         {SYS_getrandom},
         [&] {
