@@ -28,6 +28,7 @@ public:
     void addFolder(const char* name) { fake_.addFolder(path(name)); }
     void addFile(const char* name) { fake_.addFile(path(name), 4096); }
     void addLink(const char* name, const char* target) { fake_.addLink(path(name), target); }
+    void addHardLink(const char* name, const char* file) { fake_.addHardLink(path(name), path(file)); }
     void denyReading(const char* name) { fake_.denyReading(path(name)); }
     void denyWriting(const char* name) { fake_.denyWriting(path(name)); }
 
@@ -50,6 +51,9 @@ public:
     void addFolder(const char* name) { ASSERT_EQ(mkdir(path(name).string().c_str(), 0755), 0); }
     void addFile(const char* name) { std::ofstream{path(name).string()} << std::string(4096, 'x'); }
     void addLink(const char* name, const char* target) { ASSERT_EQ(symlink(target, path(name).string().c_str()), 0); }
+    void addHardLink(const char* name, const char* file) {
+        ASSERT_EQ(link(path(file).string().c_str(), path(name).string().c_str()), 0);
+    }
     void denyReading(const char* name) { deny(name, 0); }
     void denyWriting(const char* name) { deny(name, 0555); }
 
@@ -271,6 +275,17 @@ TYPED_TEST(FileManagerContract, measuresFilesButNotFolders) {
     });
     EXPECT_EQ(sum, 2 * *bytes);
     EXPECT_EQ(this->manager().allocatedBytesBelow(this->url("folder")), sum);
+}
+
+TYPED_TEST(FileManagerContract, measuresAFileWithSeveralNamesOnce) {
+    this->arena.addFolder("folder");
+    this->arena.addFile("folder/file");
+    this->arena.addHardLink("folder/again", "folder/file");
+    this->arena.addFile("outside");
+    this->arena.addHardLink("folder/other", "outside");
+    const auto bytes = this->manager().allocatedBytes(this->url("outside"));
+    ASSERT_TRUE(bytes.has_value());
+    EXPECT_EQ(this->manager().allocatedBytesBelow(this->url("folder")), 2 * *bytes);
 }
 
 TYPED_TEST(FileManagerContract, createsAFolderWithTheMissingOnesAbove) {

@@ -40,6 +40,12 @@ void FakeFileManager::addLink(const Text& path, const Text& target) {
     add(path, Node{.type = Type::link, .target = target});
 }
 
+void FakeFileManager::addHardLink(const Text& path, const Text& file) {
+    const Node node = nodes_.at(file);
+    add(path, node);
+    nodes_.at(path).inode = node.inode;
+}
+
 void FakeFileManager::erase(const Text& path) {
     std::erase_if(nodes_,
                   [&path](const auto& entry) { return entry.first == path || Path::isBeneath(entry.first, path); });
@@ -151,22 +157,24 @@ bool FakeFileManager::enumerate(const URL& url,
     if (injectedError(Operation::enumerate, url.path()) != 0) return false;
     const auto place = resolved(url.path(), false);
     bool goesOn = true;
-    if (place && find(*place)->type == Type::folder) visitBelow(*place, visit, goesOn);
+    std::set<std::uint64_t> seen;
+    if (place && find(*place)->type == Type::folder) visitBelow(*place, visit, seen, goesOn);
     return true;
 }
 
 void FakeFileManager::visitBelow(const Text& folder,
                                  const std::function<bool(const URL&, std::optional<std::int64_t>)>& visit,
-                                 bool& goesOn) const {
+                                 std::set<std::uint64_t>& seen, bool& goesOn) const {
     if (!find(folder)->isReadable) return;
     for (const Text& name : childNames(folder)) {
         const Text path = Path::appending(folder, name);
         const Node* node = find(path);
         const bool isFolder = node->type == Type::folder;
         std::optional<std::int64_t> bytes;
-        if (!isFolder && injectedError(Operation::measure, path) == 0) bytes = node->allocatedBytes;
+        if (!isFolder && injectedError(Operation::measure, path) == 0)
+            bytes = seen.insert(node->inode).second ? node->allocatedBytes : 0;
         goesOn = visit(URL::fromPath(path, isFolder), bytes);
-        if (goesOn && isFolder) visitBelow(path, visit, goesOn);
+        if (goesOn && isFolder) visitBelow(path, visit, seen, goesOn);
         if (!goesOn) return;
     }
 }

@@ -8,6 +8,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,8 @@ public:
     void addFile(const Text& path, std::int64_t allocatedBytes = 0);
     /// `target` is absolute, or relative to the link's folder.
     void addLink(const Text& path, const Text& target);
+    /// One more name of a file.
+    void addHardLink(const Text& path, const Text& file);
     /// Takes an item, with everything below, out of the tree behind everybody's back.
     void erase(const Text& path);
 
@@ -87,8 +90,9 @@ private:
     int injectedError(Operation operation, const Text& path) const;
     void checkExpected(const Text& path, const std::optional<ExpectedItem>& expected) const;
     int errorForTakingAway(const Text& path) const;
+    /// `seen` are the inodes that were given already.
     void visitBelow(const Text& folder, const std::function<bool(const URL&, std::optional<std::int64_t>)>& visit,
-                    bool& goesOn) const;
+                    std::set<std::uint64_t>& seen, bool& goesOn) const;
 
     Text home_;
     // Listing is constant to its callers, but may count down a fault or make an item vanish.

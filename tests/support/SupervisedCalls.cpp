@@ -38,8 +38,10 @@ void answerOne(int listener, const std::function<std::optional<int>(const System
     const std::optional<int> error = decide(call);
     seccomp_notif_resp answer{};
     answer.id = request.id;
-    if (error) {
+    if (error && *error > 0) {
         answer.error = -*error;
+    } else if (error) {
+        answer.val = -*error;
     } else {
         answer.flags = SECCOMP_USER_NOTIF_FLAG_CONTINUE;
     }

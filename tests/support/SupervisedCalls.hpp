@@ -24,8 +24,9 @@ struct SystemCall {
 };
 
 /// Runs `work` on a thread of its own. Each of its calls of these kinds waits for `decide`, which runs here: an errno
-/// value makes it return that (or 0) without being made, nothing lets it be made. So a fault, or what somebody else
-/// does to the disk, comes at an exact place. False where the system has no such supervision.
+/// value makes it fail with that without being made, 0 or -N makes it return 0 or N, nothing lets it be made. So a
+/// fault, or what somebody else does to the disk, comes at an exact place. False where the system has no such
+/// supervision.
 [[nodiscard]] bool runSupervised(std::initializer_list<long> calls, const std::function<void()>& work,
                                  const std::function<std::optional<int>(const SystemCall&)>& decide);
 

@@ -44,8 +44,8 @@ public:
     [[nodiscard]] virtual std::vector<URL> contentsOfDirectory(const URL& url, bool skipsHidden) const = 0;
     /// Walks everything below `url` (not itself), hidden items included, links never followed, one device only;
     /// unreadable folders are skipped. Yields nothing for a plain file, a missing path or a link to a folder. `visit`
-    /// gets each item's URL and its allocated bytes (absent for directories) and returns false to stop. False when
-    /// there is no such enumeration at all.
+    /// gets each item's URL and its allocated bytes (absent for directories, 0 for a further hard link to a file that
+    /// it got before) and returns false to stop. False when there is no such enumeration at all.
     virtual bool
     enumerate(const URL& url,
               const std::function<bool(const URL&, std::optional<std::int64_t> allocatedBytes)>& visit) const = 0;

@@ -85,7 +85,7 @@ std::optional<std::string> PrivateFolder::read(const std::string& name) const {
 std::vector<std::string> PrivateFolder::names() const {
     std::vector<std::string> names;
     const FileDescriptor folder = openFolder(path_);
-    FolderListing listing;
+    FolderListing listing{FolderListing::manyEntries};
     while (folder.isOpen() && listing.readPiece(folder.get())) {
         while (const ListedEntry* entry = listing.next()) names.emplace_back(entry->name);
     }

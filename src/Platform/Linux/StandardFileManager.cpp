@@ -1,10 +1,15 @@
 #include "KestrelCore/Platform/FileManager.hpp"
 
 #include "Base/FileManagerErrors.hpp"
+#include "Platform/FileStatus.hpp"
+#include "Platform/FolderEnumeration.hpp"
 #include "Platform/HomeDirectory.hpp"
 #include "Platform/Linux/Removal/SafeRemoval.hpp"
 #include "Platform/Linux/Trash/Trash.hpp"
-#include "Platform/POSIX/DirectoryWalk.hpp"
+#include "Platform/Linux/Walk/FolderListing.hpp"
+#include "Platform/Linux/Walk/StatusAt.hpp"
+#include "Platform/POSIX/BoundedRetry.hpp"
+#include "Platform/POSIX/FileDescriptor.hpp"
 #include "Platform/POSIX/FolderCreation.hpp"
 
 #include <cerrno>
@@ -18,20 +23,35 @@
 namespace KestrelCore {
 namespace {
 
-/// The names in a folder; throws for a folder that can't be read to its end.
-DirectoryNames namesOf(const Text& path) {
+/// Lists a folder and calls `take(folder, entry)` with each entry, `folder` being open. Throws for a folder that can't
+/// be read to its end, as one that has no end.
+template <typename Take>
+void list(const Text& path, Take take) {
     const std::optional<std::string> bytes = systemPath(path);
     if (!bytes) throw fileManagerError(FileOperation::list, path, EINVAL);
-    const int descriptor = open(bytes->c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK);
-    if (descriptor < 0) throw fileManagerError(FileOperation::list, path, errno);
-    DirectoryNames names;
-    if (const int error = names.read(descriptor)) throw fileManagerError(FileOperation::list, path, error);
-    return names;
+    const FileDescriptor folder{
+        repeatedWhenInterrupted([&] { return open(bytes->c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK); })};
+    if (!folder.isOpen()) throw fileManagerError(FileOperation::list, path, errno);
+    FolderListing listing{FolderListing::manyEntries};
+    while (listing.readPiece(folder.get())) {
+        while (const ListedEntry* entry = listing.next()) take(folder.get(), *entry);
+    }
+    if (listing.errorNumber() != 0) throw fileManagerError(FileOperation::list, path, listing.errorNumber());
 }
 
-bool isFolderWithoutFollowing(const std::string& path) {
-    struct stat status;
-    return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+/// Where the listing does not say what an entry is, a look at it does.
+bool isFolder(int folder, const ListedEntry& entry) {
+    if (!entry.isOfUnknownType) return entry.isFolder;
+    FileStatus status;
+    std::uint64_t mount = 0;
+    return statusAt(folder, entry.name.data(), status, mount) == 0 && status.type == FileType::directory;
+}
+
+/// The walk below an item; null for a path that names none.
+std::unique_ptr<Traversal> walkBelow(const URL& url) {
+    const std::optional<std::string> bytes = systemPath(url.path());
+    if (!bytes || !bytes->starts_with('/')) return nullptr;
+    return openTraversal({.root = *bytes, .notEntered = {}, .cancellation = {}});
 }
 
 class StandardFileManager final : public FileManager {
@@ -48,36 +68,26 @@ public:
     }
 
     [[nodiscard]] std::vector<Text> contentsOfDirectory(const Text& path) const override {
-        const DirectoryNames names = namesOf(path);
         std::vector<Text> contents;
-        contents.reserve(names.size());
-        for (std::size_t i = 0; i < names.size(); ++i) contents.emplace_back(names[i].name);
+        list(path, [&](int, const ListedEntry& entry) { contents.emplace_back(entry.name); });
         return contents;
     }
 
     [[nodiscard]] std::vector<URL> contentsOfDirectory(const URL& url, bool skipsHidden) const override {
-        const DirectoryNames names = namesOf(url.path());
-        const std::string folder = url.path() == Text{"/"} ? "/" : url.path().string() + "/";
         std::vector<URL> contents;
-        contents.reserve(names.size());
-        for (std::size_t i = 0; i < names.size(); ++i) {
-            const DirectoryNames::Entry entry = names[i];
-            if (skipsHidden && entry.name.front() == '.') continue;
-            const bool isFolder = entry.kind == DirectoryNames::Kind::directory ||
-                                  (entry.kind == DirectoryNames::Kind::unknown &&
-                                   isFolderWithoutFollowing(folder + std::string{entry.name}));
-            contents.push_back(url.appending(entry.name, isFolder));
-        }
+        list(url.path(), [&](int folder, const ListedEntry& entry) {
+            if (skipsHidden && entry.name.front() == '.') return;
+            contents.push_back(url.appending(entry.name, isFolder(folder, entry)));
+        });
         return contents;
     }
 
     bool enumerate(const URL& url,
                    const std::function<bool(const URL&, std::optional<std::int64_t>)>& visit) const override {
-        const Text& root = url.path();
-        const std::optional<std::string> bytes = systemPath(root);
-        if (!bytes || bytes->empty()) return false;
-        const std::string_view prefix = root == Text{"/"} ? std::string_view{} : root.view();
-        walkBelow(*bytes, [&](const WalkedItem& item) {
+        const auto walk = walkBelow(url);
+        if (!walk) return false;
+        const std::string_view prefix = url.path() == Text{"/"} ? std::string_view{} : url.path().view();
+        enumerateBelow(*walk, [&](const EnumeratedItem& item) {
             const Text path = Text::concatenating({prefix, "/", item.path});
             return visit(URL::fromPath(path, item.isDirectory), item.allocatedBytes);
         });
@@ -85,24 +95,15 @@ public:
     }
 
     [[nodiscard]] std::optional<std::int64_t> allocatedBytesBelow(const URL& url) const override {
-        const std::optional<std::string> bytes = systemPath(url.path());
-        if (!bytes || bytes->empty()) return std::nullopt;
-        // Absurd claims of a hostile file system count 0 rather than stop the process.
-        constexpr std::int64_t mostPlausibleSum = std::int64_t{1} << 62;
-        std::int64_t sum = 0;
-        walkBelow(*bytes, [&sum](const WalkedItem& item) {
-            const std::int64_t allocated = item.allocatedBytes.value_or(0);
-            if (allocated <= mostPlausibleSum - sum) sum += allocated;
-            return true;
-        });
-        return sum;
+        const auto walk = walkBelow(url);
+        if (!walk) return std::nullopt;
+        return KestrelCore::allocatedBytesBelow(*walk);
     }
 
     [[nodiscard]] std::optional<std::int64_t> allocatedBytes(const URL& url) const override {
-        const std::optional<std::string> bytes = systemPath(url.path());
-        struct stat status;
-        if (!bytes || lstat(bytes->c_str(), &status) != 0 || S_ISDIR(status.st_mode)) return std::nullopt;
-        return plausibleAllocatedBytes(status.st_blocks);
+        const FileStatusResult found = fileStatus(url.path().string());
+        if (!found.status || found.status->type == FileType::directory) return std::nullopt;
+        return found.status->allocatedBytes;
     }
 
     void createDirectory(const URL& url) override { createFolders(url.path()); }

@@ -20,9 +20,11 @@ bool isSelfOrParent(const char* name) {
 
 }  // namespace
 
-FolderListing::FolderListing() : buffer_{std::make_unique_for_overwrite<char[]>(pieceBytes)} {}
+FolderListing::FolderListing(std::size_t mostEntries)
+    : buffer_{std::make_unique_for_overwrite<char[]>(pieceBytes)}, entriesLeft_{mostEntries} {}
 
 bool FolderListing::readPiece(int folder) {
+    if (errorNumber_ == EOVERFLOW && entriesLeft_ == 0) return false;
     const ssize_t got = repeatedWhenInterrupted([&] { return ::getdents64(folder, buffer_.get(), pieceBytes); });
     // There is nothing in a folder that was removed, and the kernel says so in its own way.
     errorNumber_ = got < 0 && errno != ENOENT ? errno : 0;
@@ -39,9 +41,17 @@ const ListedEntry* FolderListing::next() {
         offset_ += length;
         const char* name = entry + offsetof(dirent64, d_name);
         if (isSelfOrParent(name)) continue;
+        if (entriesLeft_ == 0) {
+            errorNumber_ = EOVERFLOW;
+            filled_ = 0;
+            return nullptr;
+        }
+        --entriesLeft_;
         entry_.name = name;
         std::memcpy(&entry_.inode, entry + offsetof(dirent64, d_ino), sizeof entry_.inode);
-        entry_.isFolder = static_cast<unsigned char>(entry[offsetof(dirent64, d_type)]) == DT_DIR;
+        const auto type = static_cast<unsigned char>(entry[offsetof(dirent64, d_type)]);
+        entry_.isFolder = type == DT_DIR;
+        entry_.isOfUnknownType = type == DT_UNKNOWN;
         return &entry_;
     }
     return nullptr;

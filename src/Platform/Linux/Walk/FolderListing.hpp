@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <string_view>
 
@@ -11,7 +12,8 @@ namespace KestrelCore {
 struct ListedEntry {
     std::string_view name;  ///< raw bytes, followed by a NUL
     std::uint64_t inode = 0;
-    bool isFolder = false;  ///< said to be one; false also where the file system does not tell
+    bool isFolder = false;         ///< said to be one; false also where the file system does not tell
+    bool isOfUnknownType = false;  ///< the file system does not tell
 };
 
 /// Lists open folders: piece by piece, and within a piece entry by entry.
@@ -24,7 +26,12 @@ struct ListedEntry {
 /// after any piece and gone on with by another listing.
 class FolderListing {
 public:
-    FolderListing();
+    /// More names than folders hold whose names are kept in memory all at once.
+    static constexpr std::size_t manyEntries = std::size_t{1} << 20;
+
+    /// Gives at most `mostEntries`; one more is the error EOVERFLOW. Some bound everybody needs who keeps what is
+    /// given: a file system can list a folder without end.
+    explicit FolderListing(std::size_t mostEntries = std::numeric_limits<std::size_t>::max());
 
     /// Reads on in the open folder. True when there is more for `next`, maybe nothing but "." and ".."; false at the
     /// end, also that of a folder which was removed meanwhile, and on failure.
@@ -38,6 +45,7 @@ private:
     std::unique_ptr<char[]> buffer_;
     std::size_t filled_ = 0;
     std::size_t offset_ = 0;  ///< of the entry after the current one
+    std::size_t entriesLeft_;
     int errorNumber_ = 0;
     ListedEntry entry_;
 };

@@ -87,6 +87,20 @@ TEST(FolderListing, saysWhatEndedIt) {
     EXPECT_EQ(listing.errorNumber(), 0);
 }
 
+TEST(FolderListing, givesNoMoreThanItMay) {
+    const TemporaryFolder folder;
+    for (const char* name : {"a", "b", "c"}) folder.makeFile(name);
+    for (const std::size_t most : {2U, 3U}) {
+        const FileDescriptor opened = openForListing(folder.path());
+        FolderListing listing{most};
+        std::size_t given = 0;
+        while (listing.readPiece(opened.get()))
+            while (listing.next() != nullptr) ++given;
+        EXPECT_EQ(given, most);
+        EXPECT_EQ(listing.errorNumber(), most < 3 ? EOVERFLOW : 0);
+    }
+}
+
 TEST(FolderListing, endsWhereReadingIsInterruptedForEver) {
     inChild(ChildSetting::same, [] {
         const TemporaryFolder folder;
