@@ -1,5 +1,7 @@
 #include "Base/Random.hpp"
 
+#include "Base/BoundedRetry.hpp"
+
 #include <atomic>
 #include <cerrno>
 #include <pthread.h>
@@ -18,11 +20,8 @@ extern "C" void noteFork() { forks.fetch_add(1, std::memory_order_relaxed); }
 int fillRandom(void* bytes, std::size_t size) noexcept {
     auto* out = static_cast<char*>(bytes);
     while (size > 0) {
-        const ssize_t got = getrandom(out, size, 0);
-        if (got < 0) {
-            if (errno == EINTR) continue;
-            return errno;
-        }
+        const ssize_t got = repeatedWhenInterrupted([&] { return getrandom(out, size, 0); });
+        if (got < 0) return errno;
         out += got;
         size -= static_cast<std::size_t>(got);
     }

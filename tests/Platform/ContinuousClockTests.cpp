@@ -1,16 +1,25 @@
 #include "Platform/ContinuousClock.hpp"
 
 #include "support/MonitoringFakes.hpp"
+#include "support/SupervisedCalls.hpp"
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <thread>
 
 namespace KestrelCore {
 namespace {
 
 using namespace std::chrono_literals;
+
+#ifdef SYS_poll
+constexpr long waitingCall = SYS_poll;
+#else
+constexpr long waitingCall = SYS_ppoll;
+#endif
 
 /// What every clock promises: the real one and the fake.
 struct ContinuousClockContract : testing::TestWithParam<std::shared_ptr<const ContinuousClock>> {};
@@ -48,6 +57,22 @@ TEST(ContinuousClock, sleepsForTheDurationAtLeast) {
     const auto begin = clock->now();
     clock->sleep(3ms, CancellationToken{});
     EXPECT_GE(clock->now() - begin, 3ms);
+}
+
+TEST(ContinuousClock, interruptionsWithoutEndKeepNobodyAsleep) {
+    const auto clock = ContinuousClock::system();
+    constexpr int endless = 10'000;
+    int calls = 0;
+    const CancellationToken token;
+    const bool isSupervised = runSupervised(
+        {waitingCall}, [&] { clock->sleep(1h, token); },
+        [&](const SystemCall&) -> std::optional<int> {
+            if (++calls == 3) token.cancel();
+            return calls < endless ? EINTR : EIO;
+        });
+    if (!isSupervised) GTEST_SKIP() << "System calls can't be supervised here";
+    EXPECT_EQ(calls, 3);
+    EXPECT_LT(interruptions({waitingCall}, [&] { clock->sleep(1us, CancellationToken{}); }), endless);
 }
 
 TEST(ContinuousClock, sleepsAndWakesWithoutADescriptorLeft) {

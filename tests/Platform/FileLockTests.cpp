@@ -1,12 +1,15 @@
 #include "Platform/FileLock.hpp"
 
 #include "KestrelCore/Base/PlatformError.hpp"
+#include "support/SupervisedCalls.hpp"
 #include "support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -34,6 +37,21 @@ TEST(FileLock, waitsUntilTheHolderLetsGo) {
     std::thread waiting{[&] { EXPECT_TRUE(FileLock::acquire(path, longTime).has_value()); }};
     first.reset();
     waiting.join();
+}
+
+TEST(FileLock, failsWhenItIsInterruptedForEver) {
+    const TemporaryFolder folder;
+    int error = 0;
+    const auto count = interruptions({SYS_flock}, [&] {
+        try {
+            (void)FileLock::acquire(folder / "lock", noTime);
+        } catch (const PlatformError& thrown) {
+            error = thrown.code();
+        }
+    });
+    if (!count) GTEST_SKIP() << "System calls can't be supervised here";
+    EXPECT_EQ(error, EINTR);
+    EXPECT_LT(*count, 1'000);
 }
 
 TEST(FileLock, excludesOtherProcessesAndIsFreeWhenTheHolderIsKilled) {

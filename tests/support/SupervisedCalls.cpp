@@ -7,6 +7,7 @@
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
 #include <sys/syscall.h>
 #include <thread>
 #include <unistd.h>
@@ -57,13 +58,13 @@ int SystemCall::make() const {
 
 bool runSupervised(std::initializer_list<long> calls, const std::function<void()>& work,
                    const std::function<std::optional<int>(const SystemCall&)>& decide) {
-    // The thread writes its descriptor into the pipe, and closes the pipe when it is done.
+    // The thread sends its descriptor, and closes its end when it is done. By `send`: `write` may be supervised.
     int ends[2];
-    if (pipe(ends) != 0) return false;
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return false;
     std::thread worker{[&, supervised = std::vector<long>{calls}] {
         const int listener = superviseThisThread(supervised);
-        const ssize_t written = write(ends[1], &listener, sizeof listener);
-        if (listener >= 0 && written == sizeof listener) work();
+        const ssize_t sent = send(ends[1], &listener, sizeof listener, 0);
+        if (listener >= 0 && sent == sizeof listener) work();
         close(ends[1]);
     }};
     int listener = -1;
@@ -82,6 +83,14 @@ bool runSupervised(std::initializer_list<long> calls, const std::function<void()
     close(ends[0]);
     if (listener >= 0) close(listener);
     return isSupervised;
+}
+
+std::optional<int> interruptions(std::initializer_list<long> calls, const std::function<void()>& work) {
+    constexpr int endless = 10'000;
+    int count = 0;
+    const bool isSupervised =
+        runSupervised(calls, work, [&count](const SystemCall&) { return ++count < endless ? EINTR : EIO; });
+    return isSupervised ? std::optional{count} : std::nullopt;
 }
 
 }  // namespace KestrelCore

@@ -30,4 +30,9 @@ struct SystemCall {
 [[nodiscard]] bool runSupervised(std::initializer_list<long> calls, const std::function<void()>& work,
                                  const std::function<std::optional<int>(const SystemCall&)>& decide);
 
+/// Runs `work` in the same way while all its calls of these kinds are interrupted, and says how many were. After 10,000
+/// they fail with EIO, so that work which would go on for ever ends and can be told by the number. Empty where the
+/// system has no such supervision.
+[[nodiscard]] std::optional<int> interruptions(std::initializer_list<long> calls, const std::function<void()>& work);
+
 }  // namespace KestrelCore

@@ -59,7 +59,10 @@ public:
         }
         const auto registration = cancellation.onCancel([&wake] { eventfd_write(wake.get(), 1); });
         pollfd waited[] = {{wake.get(), POLLIN, 0}, {timer.get(), POLLIN, 0}};
-        while (poll(waited, duration ? 2 : 1, -1) < 0 && errno == EINTR) {
+        const nanoseconds start = now();
+        const auto isOver = [&] { return cancellation.isCancelled() || (duration && now() - start >= *duration); };
+        // What interrupts the waiting does not end it; nor may it keep it going beyond what was asked.
+        while (poll(waited, duration ? 2 : 1, -1) < 0 && errno == EINTR && !isOver()) {
         }
     }
 };

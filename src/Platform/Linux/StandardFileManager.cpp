@@ -1,5 +1,6 @@
 #include "KestrelCore/Platform/FileManager.hpp"
 
+#include "Base/BoundedRetry.hpp"
 #include "Base/FileManagerErrors.hpp"
 #include "Platform/FileStatus.hpp"
 #include "Platform/FolderEnumeration.hpp"
@@ -8,7 +9,6 @@
 #include "Platform/Linux/Trash/Trash.hpp"
 #include "Platform/Linux/Walk/FolderListing.hpp"
 #include "Platform/Linux/Walk/StatusAt.hpp"
-#include "Platform/POSIX/BoundedRetry.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 #include "Platform/POSIX/FolderCreation.hpp"
 

@@ -1,5 +1,6 @@
 #include "Platform/Linux/SystemFile.hpp"
 
+#include "Base/BoundedRetry.hpp"
 #include "Platform/POSIX/DescriptorContents.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 
@@ -16,21 +17,14 @@ namespace {
 constexpr std::size_t mebibyte = 1U << 20;
 
 FileDescriptor opened(int folder, const char* name) {
-    int descriptor = -1;
-    do {
-        // Without blocking: nothing here should be a FIFO, and nothing is waited for if it is.
-        descriptor = openat(folder, name, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    } while (descriptor < 0 && errno == EINTR);
-    return FileDescriptor{descriptor};
+    // Without blocking: nothing here should be a FIFO, and nothing is waited for if it is.
+    return FileDescriptor{
+        repeatedWhenInterrupted([&] { return openat(folder, name, O_RDONLY | O_CLOEXEC | O_NONBLOCK); })};
 }
 
 /// Bytes read, 0 at the end, below 0 on failure.
 ssize_t readOnce(const FileDescriptor& file, char* out, std::size_t size) {
-    ssize_t got = 0;
-    do {
-        got = ::read(file.get(), out, size);
-    } while (got < 0 && errno == EINTR);
-    return got;
+    return repeatedWhenInterrupted([&] { return ::read(file.get(), out, size); });
 }
 
 struct CloseFolder {

@@ -1,5 +1,6 @@
 #include "Platform/FileLock.hpp"
 
+#include "Base/BoundedRetry.hpp"
 #include "KestrelCore/Base/PlatformError.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 
@@ -47,11 +48,9 @@ bool isStill(const std::string& path, const FileDescriptor& file) {
 
 /// False when another holder has it.
 bool lockNow(const FileDescriptor& file) {
-    while (flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
-        if (errno == EWOULDBLOCK) return false;
-        if (errno != EINTR) throw PlatformError::posix(errno);
-    }
-    return true;
+    if (repeatedWhenInterrupted([&] { return flock(file.get(), LOCK_EX | LOCK_NB); }) == 0) return true;
+    if (errno == EWOULDBLOCK) return false;
+    throw PlatformError::posix(errno);
 }
 
 /// Waits in the system's queue, so that whoever came first is served first; asking again and again could lose for ever
@@ -68,11 +67,12 @@ bool lockUntil(FileDescriptor& file, std::chrono::steady_clock::time_point deadl
     };
     const auto wait = std::make_shared<Wait>();
     wait->file = std::move(file);
-    const auto waitInQueue = [wait, descriptor = wait->file.get()] {
+    const auto waitInQueue = [wait, deadline, descriptor = wait->file.get()] {
         int error = 0;
         while (flock(descriptor, LOCK_EX) != 0) {
             error = errno;
-            if (error != EINTR) break;
+            // Signals may come as often as they like while there is time; nobody waits for what comes after it.
+            if (error != EINTR || std::chrono::steady_clock::now() >= deadline) break;
             error = 0;
         }
         const std::lock_guard guard{wait->mutex};

@@ -1,5 +1,6 @@
 #include "Platform/SmallFile.hpp"
 
+#include "Base/BoundedRetry.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 #include "Platform/POSIX/FolderCreation.hpp"
 
@@ -16,7 +17,7 @@ std::optional<std::string> readSmallFile(const Text& path, std::size_t mostBytes
     if (!bytes) return std::nullopt;
     // Opening must not wait for the other end of a FIFO, and what is opened decides, not what its name meant before.
     const int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | (finalLink == FinalLink::refused ? O_NOFOLLOW : 0);
-    const FileDescriptor file{open(bytes->c_str(), flags)};
+    const FileDescriptor file{repeatedWhenInterrupted([&] { return open(bytes->c_str(), flags); })};
     struct stat status;
     if (!file.isOpen() || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
     if (status.st_size < 0 || static_cast<std::uint64_t>(status.st_size) > mostBytes) return std::nullopt;
@@ -28,8 +29,8 @@ std::optional<std::string> readSmallFile(const Text& path, std::size_t mostBytes
             if (size > mostBytes) return std::nullopt;
             content.resize(std::min(2 * size, mostBytes + 1));
         }
-        const ssize_t got = read(file.get(), content.data() + size, content.size() - size);
-        if (got < 0 && errno == EINTR) continue;
+        const ssize_t got =
+            repeatedWhenInterrupted([&] { return read(file.get(), content.data() + size, content.size() - size); });
         if (got < 0) return std::nullopt;
         if (got == 0) break;
         size += static_cast<std::size_t>(got);

@@ -1,7 +1,7 @@
 #include "Platform/Linux/Walk/FolderDescent.hpp"
 
+#include "Base/BoundedRetry.hpp"
 #include "Platform/Linux/MountTable.hpp"
-#include "Platform/POSIX/BoundedRetry.hpp"
 
 #include <cerrno>
 #include <fcntl.h>

@@ -1,6 +1,6 @@
 #include "Platform/Linux/Walk/FolderListing.hpp"
 
-#include "Platform/POSIX/BoundedRetry.hpp"
+#include "Base/BoundedRetry.hpp"
 
 #include <cerrno>
 #include <cstring>

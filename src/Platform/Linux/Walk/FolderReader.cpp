@@ -1,7 +1,7 @@
 #include "Platform/Linux/Walk/FolderReader.hpp"
 
+#include "Base/BoundedRetry.hpp"
 #include "Platform/Linux/Walk/StatusAt.hpp"
-#include "Platform/POSIX/BoundedRetry.hpp"
 
 #include <cerrno>
 #include <fcntl.h>

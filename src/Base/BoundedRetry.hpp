@@ -5,7 +5,8 @@
 namespace KestrelCore {
 
 /// Makes a system call that may be interrupted, again and again while `isToRepeat(errno)` after a negative result. What
-/// interrupts a call is over soon, but a file system can answer so for ever: then this is its answer.
+/// interrupts a call is over soon, but a file system or a sandbox can answer so for ever: then, after a hundred times,
+/// this is its answer. Any thread.
 template <typename Call, typename Question>
 [[nodiscard]] auto repeatedWhile(Question isToRepeat, Call call) {
     constexpr int mostTries = 100;
