@@ -3,6 +3,7 @@
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
 #include "Snapshot/RecordStorage.hpp"
+#include "Snapshot/SnapshotAccess.hpp"
 
 #include <benchmark/benchmark.h>
 
@@ -71,8 +72,8 @@ ScanSnapshot makeSnapshot() {
         }
     }
     storage->finishBuilding();
-    return ScanSnapshot{UUID::random(),    ScanScope{URL::fromPath("/home/someone", true)}, Date{700'000'000},
-                        Date{700'000'010}, std::shared_ptr<const RecordStorage>{storage},   {}};
+    return SnapshotAccess::make(UUID::random(), ScanScope{URL::fromPath("/home/someone", true)}, Date{700'000'000},
+                                Date{700'000'010}, std::move(storage), {});
 }
 
 const ScanSnapshot& snapshot() {

@@ -9,6 +9,7 @@
 #include "KestrelCore/Scanning/DiskScanner.hpp"
 #include "Snapshot/RecordStorage.hpp"
 #include "Snapshot/Search/SearchIndex.hpp"
+#include "Snapshot/SnapshotAccess.hpp"
 
 #include <fmt/format.h>
 
@@ -62,8 +63,8 @@ struct Paths {
 
     explicit Paths(const ScanSnapshot& snapshot) {
         std::string path;
-        for (std::size_t i = 0; i < snapshot.storage().size(); ++i) {
-            snapshot.storage().assignPath(snapshot.storage().row(i), path);
+        for (std::size_t i = 0; i < SnapshotAccess::storage(snapshot).size(); ++i) {
+            SnapshotAccess::storage(snapshot).assignPath(SnapshotAccess::storage(snapshot).row(i), path);
             begins.push_back(text.size());
             text.append(path).append("\n");
         }
@@ -117,7 +118,7 @@ int main(int argc, char** argv) {
         if (argc == 3) std::ofstream{argv[2]} << paths.text;
         paths.lowercaseASCII();
 
-        const SearchIndex index{snapshot.storage(), 2};
+        const SearchIndex index{SnapshotAccess::storage(snapshot), 2};
         const double records = static_cast<double>(std::max<std::size_t>(snapshot.records().size(), 1));
         const double build = measured([&] { (void)snapshot.search(SearchQuery{"hidden"}, 1); });
 

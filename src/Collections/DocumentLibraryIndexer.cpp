@@ -3,6 +3,7 @@
 #include "Base/Checked.hpp"
 #include "Collections/LibraryFolders.hpp"
 #include "Collections/NewestFirst.hpp"
+#include "Snapshot/SnapshotAccess.hpp"
 
 #include <initializer_list>
 #include <unordered_map>
@@ -70,7 +71,7 @@ std::optional<DocumentAssetKind> DocumentLibraryIndexer::kind(const Text& fileEx
 }
 
 DocumentLibraryIndex DocumentLibraryIndexer::makeIndex(const ScanSnapshot& snapshot, const Text& homePath) {
-    const RecordStorage& storage = snapshot.storage();
+    const RecordStorage& storage = SnapshotAccess::storage(snapshot);
     std::vector<std::optional<DocumentAssetKind>> kinds;
     kinds.reserve(storage.extensions().size());
     for (const Text& extension : storage.extensions()) kinds.push_back(kind(extension));

@@ -2,6 +2,7 @@
 
 #include "Base/DotName.hpp"
 #include "KestrelCore/Base/Path.hpp"
+#include "Snapshot/SnapshotAccess.hpp"
 
 #include <algorithm>
 #include <utility>
@@ -40,8 +41,8 @@ bool isBelowOneOf(const Text& path, const std::vector<Text>& folders) {
 }  // namespace
 
 LibraryFolders::LibraryFolders(const ScanSnapshot& snapshot, const Text& homePath, Exclusion exclusion)
-    : storage_{snapshot.storage()}, exclusion_{std::move(exclusion)}, root_{snapshot.scope().root.path()},
-      countsRootItself_{root_ != Text{"/"}},
+    : storage_{SnapshotAccess::storage(snapshot)}, exclusion_{std::move(exclusion)},
+      root_{snapshot.scope().root.path()}, countsRootItself_{root_ != Text{"/"}},
       cloudDrives_{Text::concatenating({homePath.view(), "/Library/Mobile Documents/com~apple~CloudDocs"}),
                    Text::concatenating({homePath.view(), "/Library/CloudStorage"})} {
     if (countsRootItself_)

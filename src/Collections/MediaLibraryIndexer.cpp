@@ -3,6 +3,7 @@
 #include "Base/Checked.hpp"
 #include "Collections/LibraryFolders.hpp"
 #include "Collections/NewestFirst.hpp"
+#include "Snapshot/SnapshotAccess.hpp"
 
 #include <unordered_map>
 #include <utility>
@@ -61,7 +62,7 @@ std::optional<MediaAssetKind> MediaLibraryIndexer::kind(const Text& fileExtensio
 }
 
 MediaLibraryIndex MediaLibraryIndexer::makeIndex(const ScanSnapshot& snapshot, const Text& homePath) {
-    const RecordStorage& storage = snapshot.storage();
+    const RecordStorage& storage = SnapshotAccess::storage(snapshot);
     std::vector<std::optional<MediaAssetKind>> kinds;
     kinds.reserve(storage.extensions().size());
     for (const Text& extension : storage.extensions()) kinds.push_back(kind(extension));

@@ -45,7 +45,7 @@ DeletionGate::Places DeletionGate::places(const std::vector<ProtectedPlace>& hos
         places.guarded.push_back(std::move(place));
         places.reasons.push_back(reason);
     };
-    for (const SafetyRules::ProtectedPlace& place : SafetyPolicy::rules().protectedPlaces())
+    for (const SafetyRules::ProtectedPlace& place : SafetyRules::ofThisProcess().protectedPlaces())
         add({.path = place.path.string()}, place.reason);
     for (const std::string& home : knownHomeDirectories()) {
         add({.path = home, .isOnlyIfThere = true}, SafetyRules::neverRemovedMessage);

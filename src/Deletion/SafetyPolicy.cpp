@@ -4,17 +4,14 @@
 
 namespace KestrelCore {
 
-const SafetyRules& SafetyPolicy::rules() {
-    static const SafetyRules rules = SafetyRules::ofThisProcess();
-    return rules;
-}
-
 Text SafetyPolicy::canonicalPath(const URL& url) { return SafetyRules::canonicalPath(url); }
 
-std::optional<Text> SafetyPolicy::blockedReason(const URL& url) { return rules().blockedReason(url); }
+std::optional<Text> SafetyPolicy::blockedReason(const URL& url) {
+    return SafetyRules::ofThisProcess().blockedReason(url);
+}
 
-RiskLevel SafetyPolicy::risk(const URL& url) { return rules().risk(url); }
+RiskLevel SafetyPolicy::risk(const URL& url) { return SafetyRules::ofThisProcess().risk(url); }
 
-void SafetyPolicy::validate(const FileRecord& record) { rules().validate(record); }
+void SafetyPolicy::validate(const FileRecord& record) { SafetyRules::ofThisProcess().validate(record); }
 
 }  // namespace KestrelCore

@@ -99,10 +99,13 @@ SafetyRules::SafetyRules(const Text& home, const Text& ownBundle, const SystemLo
     for (const char* path : cautionFolders) mark(path, false, isCaution);
 }
 
-SafetyRules SafetyRules::ofThisProcess() {
-    const Text home = currentHomeDirectory();
-    SafetyRules rules{home, ownBundle(mainBundlePath(), mainExecutablePath(), home), systemLocations()};
-    rules.ownExecutable_ = mainExecutablePath();
+const SafetyRules& SafetyRules::ofThisProcess() {
+    static const SafetyRules rules = [] {
+        const Text home = currentHomeDirectory();
+        SafetyRules made{home, ownBundle(mainBundlePath(), mainExecutablePath(), home), systemLocations()};
+        made.ownExecutable_ = mainExecutablePath();
+        return made;
+    }();
     return rules;
 }
 

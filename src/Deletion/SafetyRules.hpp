@@ -30,8 +30,9 @@ public:
     /// refused anyway) protects nothing.
     SafetyRules(const Text& home, const Text& ownBundle, const SystemLocations& locations);
 
-    /// The rules of this process: its home directory, its own bundle, its system's lists, all asked now.
-    [[nodiscard]] static SafetyRules ofThisProcess();
+    /// The rules of this process: its home directory, its own bundle, its system's lists, all asked at the first call
+    /// and kept until the process ends.
+    [[nodiscard]] static const SafetyRules& ofThisProcess();
     /// What to protect of an executable: its bundle (or the folder that holds it). Where that is the home directory or
     /// a folder above it, the executable's own file: else nothing in the home directory could ever be removed.
     [[nodiscard]] static Text ownBundle(const Text& bundle, const Text& executable, const Text& home);

@@ -104,9 +104,12 @@ private:
     std::optional<NetworkReading> previousNetwork;
 };
 
-SystemMetricsSampler::SystemMetricsSampler() : SystemMetricsSampler{SystemMetricsSources::system()} {}
-SystemMetricsSampler::SystemMetricsSampler(SystemMetricsSources sources)
-    : state_{std::make_shared<State>(std::move(sources))} {}
+SystemMetricsSampler SamplerAccess::sampler(SystemMetricsSources sources) {
+    return SystemMetricsSampler{std::make_shared<SystemMetricsSampler::State>(std::move(sources))};
+}
+
+SystemMetricsSampler::SystemMetricsSampler() : state_{std::make_shared<State>(SystemMetricsSources::system())} {}
+SystemMetricsSampler::SystemMetricsSampler(std::shared_ptr<State> state) : state_{std::move(state)} {}
 SystemMetricsSampler::~SystemMetricsSampler() = default;
 
 SystemSample SystemMetricsSampler::sample() { return state_->sample(); }
@@ -181,8 +184,12 @@ private:
     std::vector<std::int32_t> identifiers;
 };
 
-ProcessSampler::ProcessSampler() : ProcessSampler{ProcessSources::system()} {}
-ProcessSampler::ProcessSampler(ProcessSources sources) : state_{std::make_shared<State>(std::move(sources))} {}
+ProcessSampler SamplerAccess::sampler(ProcessSources sources) {
+    return ProcessSampler{std::make_shared<ProcessSampler::State>(std::move(sources))};
+}
+
+ProcessSampler::ProcessSampler() : state_{std::make_shared<State>(ProcessSources::system())} {}
+ProcessSampler::ProcessSampler(std::shared_ptr<State> state) : state_{std::move(state)} {}
 ProcessSampler::~ProcessSampler() = default;
 
 std::vector<ProcessSample> ProcessSampler::sample() { return state_->sample(); }

@@ -18,6 +18,9 @@
 
 namespace KestrelCore {
 
+class SystemMetricsSampler;
+class ProcessSampler;
+
 /// None is null.
 struct SystemMetricsSources {
     std::unique_ptr<HostStatistics> host;
@@ -38,6 +41,12 @@ struct ProcessSources {
     std::shared_ptr<const ContinuousClock> clock;
 
     [[nodiscard]] static ProcessSources system();
+};
+
+/// Samplers that ask other sources than the system's.
+struct SamplerAccess {
+    [[nodiscard]] static SystemMetricsSampler sampler(SystemMetricsSources sources);
+    [[nodiscard]] static ProcessSampler sampler(ProcessSources sources);
 };
 
 /// `ProcessControl` with the system as a parameter.

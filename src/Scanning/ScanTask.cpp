@@ -2,10 +2,10 @@
 
 #include "KestrelCore/Base/Path.hpp"
 #include "KestrelCore/Base/PlatformError.hpp"
-#include "KestrelCore/Deletion/SafetyPolicy.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
 #include "KestrelCore/Scanning/DiskScanner.hpp"
 #include "Scanning/ScanWalk.hpp"
+#include "Snapshot/SnapshotAccess.hpp"
 
 #include <algorithm>
 #include <string>
@@ -24,10 +24,10 @@ constexpr std::size_t mostIssueEvents = 100;
 
 ScanEnvironment ScanEnvironment::ofThisSystem() {
     // The rules of the process live as long as it does: nothing is owned.
-    return ScanEnvironment{.fileManager = FileManager::standard(),
-                           .openTraversal = KestrelCore::openTraversal,
-                           .rules =
-                               std::shared_ptr<const SafetyRules>{std::shared_ptr<void>{}, &SafetyPolicy::rules()}};
+    return ScanEnvironment{
+        .fileManager = FileManager::standard(),
+        .openTraversal = KestrelCore::openTraversal,
+        .rules = std::shared_ptr<const SafetyRules>{std::shared_ptr<void>{}, &SafetyRules::ofThisProcess()}};
 }
 
 void runScan(const ScanScope& scope, const ScanEnvironment& environment,
@@ -62,7 +62,7 @@ void runScan(const ScanScope& scope, const ScanEnvironment& environment,
     const std::vector<ScanIssue>& issues = walk.issues();
     for (std::size_t i = 0; i < std::min(issues.size(), mostIssueEvents); ++i) events.yield(ScanIssueFound{issues[i]});
     const std::shared_ptr<const RecordStorage> records = walk.tree().finish();
-    events.yield(ScanCompleted{ScanSnapshot{UUID::random(), scope, startedAt, Date::now(), records, issues}});
+    events.yield(ScanCompleted{SnapshotAccess::make(UUID::random(), scope, startedAt, Date::now(), records, issues)});
 }
 
 EventStream<ScanEvent> DiskScanner::scan(const ScanScope& scope) const {

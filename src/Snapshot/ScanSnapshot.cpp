@@ -2,6 +2,7 @@
 
 #include "Base/ByteBudget.hpp"
 #include "Base/FatalError.hpp"
+#include "Snapshot/SnapshotAccess.hpp"
 #include "Snapshot/SnapshotContents.hpp"
 #include "Snapshot/SnapshotPruning.hpp"
 
@@ -32,12 +33,17 @@ std::shared_ptr<const RecordStorage> compactForm(const std::vector<FileRecord>& 
 
 ScanSnapshot::ScanSnapshot(UUID id, ScanScope scope, Date startedAt, Date completedAt,
                            const std::vector<FileRecord>& records, std::vector<ScanIssue> issues)
-    : ScanSnapshot{id, std::move(scope), startedAt, completedAt, compactForm(records), std::move(issues)} {}
+    : ScanSnapshot{SnapshotAccess::make(id, std::move(scope), startedAt, completedAt, compactForm(records),
+                                        std::move(issues))} {}
 
-ScanSnapshot::ScanSnapshot(UUID id, ScanScope scope, Date startedAt, Date completedAt,
-                           std::shared_ptr<const RecordStorage> records, std::vector<ScanIssue> issues)
-    : contents_{std::make_shared<const SnapshotContents>(id, std::move(scope), startedAt, completedAt,
-                                                         std::move(records), std::move(issues))} {}
+ScanSnapshot SnapshotAccess::make(UUID id, ScanScope scope, Date startedAt, Date completedAt,
+                                  std::shared_ptr<const RecordStorage> records, std::vector<ScanIssue> issues) {
+    return ScanSnapshot{std::make_shared<const SnapshotContents>(id, std::move(scope), startedAt, completedAt,
+                                                                 std::move(records), std::move(issues))};
+}
+
+const RecordStorage& SnapshotAccess::storage(const ScanSnapshot& snapshot) { return *snapshot.contents_->storage; }
+const SnapshotLookup& SnapshotAccess::lookup(const ScanSnapshot& snapshot) { return snapshot.contents_->lookup; }
 
 const UUID& ScanSnapshot::id() const { return contents_->id; }
 const ScanScope& ScanSnapshot::scope() const { return contents_->scope; }
@@ -45,40 +51,39 @@ Date ScanSnapshot::startedAt() const { return contents_->startedAt; }
 Date ScanSnapshot::completedAt() const { return contents_->completedAt; }
 const RecordList& ScanSnapshot::records() const { return contents_->records; }
 const std::vector<ScanIssue>& ScanSnapshot::issues() const { return contents_->issues; }
-const RecordStorage& ScanSnapshot::storage() const { return *contents_->storage; }
-const SnapshotLookup& ScanSnapshot::lookup() const { return contents_->lookup; }
 
-std::optional<FileRecord> ScanSnapshot::record(const Text& at) const {
-    const auto index = lookup().record(storage(), at);
-    return index ? std::optional{storage().record(*index)} : std::nullopt;
+std::optional<FileRecord> ScanSnapshot::record(const Text& path) const {
+    const auto index = contents_->lookup.record(*contents_->storage, path);
+    return index ? std::optional{contents_->storage->record(*index)} : std::nullopt;
 }
 
-std::vector<FileRecord> ScanSnapshot::children(const std::optional<Text>& of) const {
+std::vector<FileRecord> ScanSnapshot::children(const std::optional<Text>& folder) const {
     std::vector<FileRecord> result;
-    const auto indices = of ? lookup().children(storage(), *of) : lookup().roots();
+    const auto indices = folder ? contents_->lookup.children(*contents_->storage, *folder) : contents_->lookup.roots();
     result.reserve(indices.size());
-    for (const std::uint32_t index : indices) result.push_back(storage().record(index));
+    for (const std::uint32_t index : indices) result.push_back(contents_->storage->record(index));
     return result;
 }
 
 std::int64_t ScanSnapshot::totalAllocatedBytes() const {
-    const auto index = lookup().record(storage(), scope().root.path());
-    return index ? storage().row(*index).aggregateAllocatedBytes : 0;
+    const auto index = contents_->lookup.record(*contents_->storage, scope().root.path());
+    return index ? contents_->storage->row(*index).aggregateAllocatedBytes : 0;
 }
 
 ScanSnapshot ScanSnapshot::removing(const std::unordered_set<Text>& paths) const {
-    const SnapshotPruning pruning{storage(), lookup(), issues(), paths};
+    const SnapshotPruning pruning{*contents_->storage, contents_->lookup, issues(), paths};
     if (pruning.isEmpty()) return *this;
-    if (lookup().hasDuplicatePaths()) stopAtDuplicate(storage());
+    if (contents_->lookup.hasDuplicatePaths()) stopAtDuplicate(*contents_->storage);
     std::vector<ScanIssue> issues = pruning.keptIssues();
-    return ScanSnapshot{UUID::random(), scope(), startedAt(), completedAt(), pruning.keptRecords(), std::move(issues)};
+    return SnapshotAccess::make(UUID::random(), scope(), startedAt(), completedAt(), pruning.keptRecords(),
+                                std::move(issues));
 }
 
 bool ScanSnapshot::isConsistent() const {
-    if (lookup().hasDuplicatePaths()) return false;
+    if (contents_->lookup.hasDuplicatePaths()) return false;
     ByteBudget budget;
-    for (std::size_t i = 0; i < storage().size(); ++i) {
-        const RecordStorage::Row& row = storage().row(i);
+    for (std::size_t i = 0; i < contents_->storage->size(); ++i) {
+        const RecordStorage::Row& row = contents_->storage->row(i);
         if (row.logicalBytes < 0 || row.allocatedBytes < 0 || row.aggregateAllocatedBytes < 0) return false;
         // Every sum takes one of the two of each record, and which one is not the same everywhere.
         if (!budget.take(std::max(row.allocatedBytes, row.aggregateAllocatedBytes))) return false;

@@ -1,5 +1,6 @@
 #include "KestrelCore/Deletion/TrashReceipts.hpp"
 
+#include "Deletion/TrashReceiptText.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
 #include "support/DiskRecord.hpp"
 #include "support/EnvironmentSetting.hpp"
@@ -169,18 +170,18 @@ TEST_F(TrashReceiptsTest, skipsFilesThatAreNoReceipts) {
 
 TEST(TrashReceipt, readsWhatItWrites) {
     TrashReceipt receipt = aReceipt();
-    EXPECT_EQ(TrashReceipts::decoded(receipt.id, TrashReceipts::encoded(receipt)), receipt);
+    EXPECT_EQ(trashReceipt(receipt.id, receiptText(receipt)), receipt);
     receipt.resultingPath = std::nullopt;
-    EXPECT_EQ(TrashReceipts::decoded(receipt.id, TrashReceipts::encoded(receipt)), receipt);
+    EXPECT_EQ(trashReceipt(receipt.id, receiptText(receipt)), receipt);
 }
 
 TEST(TrashReceipt, refusesWhatIsMalformed) {
     const TrashReceipt receipt = aReceipt();
-    const std::string sound = TrashReceipts::encoded(receipt);
+    const std::string sound = receiptText(receipt);
     const auto with = [&](const std::string& from, const std::string& to) {
         std::string text = sound;
         text.replace(text.find(from), from.size(), to);
-        return TrashReceipts::decoded(receipt.id, text);
+        return trashReceipt(receipt.id, text);
     };
     EXPECT_EQ(with("[Kestrel", "[Other"), std::nullopt);
     EXPECT_EQ(with("Path=/home", "Path=home"), std::nullopt);
@@ -194,19 +195,19 @@ TEST(TrashReceipt, refusesWhatIsMalformed) {
     EXPECT_EQ(with("18446744073709551615", "18446744073709551616"), std::nullopt);
     EXPECT_EQ(with("TrashedAt=", "TrashedAt=nan"), std::nullopt);
     EXPECT_EQ(with("TrashedAt=8", "TrashedAt=inf"), std::nullopt);
-    EXPECT_EQ(TrashReceipts::decoded(receipt.id, ""), std::nullopt);
+    EXPECT_EQ(trashReceipt(receipt.id, ""), std::nullopt);
 }
 
 TEST(TrashReceipt, isKeptWithoutAResultingPathThatCannotBeRead) {
     TrashReceipt receipt = aReceipt();
-    std::string text = TrashReceipts::encoded(receipt);
+    std::string text = receiptText(receipt);
     text.replace(text.find("=/t/files"), 9, "=/t//files");
     receipt.resultingPath = std::nullopt;
-    EXPECT_EQ(TrashReceipts::decoded(receipt.id, text), receipt);
+    EXPECT_EQ(trashReceipt(receipt.id, text), receipt);
 }
 
 RC_GTEST_PROP(TrashReceipt, survivesAnyText, (const std::string& text)) {
-    (void)TrashReceipts::decoded(UUID{}, "[Kestrel Trash Receipt]\n" + text);
+    (void)trashReceipt(UUID{}, "[Kestrel Trash Receipt]\n" + text);
 }
 
 }  // namespace KestrelCore

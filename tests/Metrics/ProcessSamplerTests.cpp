@@ -25,7 +25,7 @@ struct ProcessSamplerTest : testing::Test {
     std::shared_ptr<FakeProcesses> processes = std::make_shared<FakeProcesses>();
     std::shared_ptr<Machine> machine = std::make_shared<Machine>();
     std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
-    ProcessSampler sampler{FakeProcesses::sources(processes, machine, clock)};
+    ProcessSampler sampler{SamplerAccess::sampler(FakeProcesses::sources(processes, machine, clock))};
 
     void setTime(std::int32_t identifier, std::chrono::nanoseconds time) {
         processes->details[identifier].processorTime = ProcessorTime{static_cast<std::uint64_t>(time.count())};

@@ -22,7 +22,7 @@ using Testing::ManualClock;
 struct SystemMetricsSamplerTest : testing::Test {
     std::shared_ptr<Machine> machine = std::make_shared<Machine>();
     std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
-    SystemMetricsSampler sampler{Machine::sources(machine, clock)};
+    SystemMetricsSampler sampler{SamplerAccess::sampler(Machine::sources(machine, clock))};
 };
 
 TEST_F(SystemMetricsSamplerTest, givesNoRatesAtFirstAndRealOnesThen) {
@@ -173,11 +173,10 @@ TEST_F(SystemMetricsSamplerTest, endsAStreamThatIsCancelled) {
 TEST(SystemMetricsSampler, isKeptAliveByItsStream) {
     const auto machine = std::make_shared<Machine>();
     const auto clock = std::make_shared<ManualClock>();
-    auto sampler = std::make_unique<SystemMetricsSampler>(Machine::sources(machine, clock));
-    auto stream = sampler->stream(1s);
+    // Gone at the end of the line.
+    auto stream = SamplerAccess::sampler(Machine::sources(machine, clock)).stream(1s);
     ASSERT_TRUE(stream.next().has_value());
     clock->waitForSleeps(1);
-    sampler.reset();
     clock->advance(1s);
     EXPECT_TRUE(stream.next().has_value());
 }
@@ -197,7 +196,7 @@ TEST(SystemMetricsSampler, letsGoOfEverythingWhenAStreamOnTheRealClockIsDropped)
     {
         SystemMetricsSources sources = Machine::sources(machine, ContinuousClock::system());
         sources.thermalState = std::make_unique<Farewell>(std::move(gone));
-        SystemMetricsSampler sampler{std::move(sources)};
+        SystemMetricsSampler sampler{SamplerAccess::sampler(std::move(sources))};
         auto endless = sampler.stream(std::chrono::duration<double>{HUGE_VAL});
         auto hourly = sampler.stream(1h);
         ASSERT_TRUE(endless.next().has_value());

@@ -2,7 +2,7 @@
 
 #include "KestrelCore/Base/PlatformError.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
-#include "Snapshot/SnapshotLookup.hpp"
+#include "Snapshot/SnapshotAccess.hpp"
 #include "support/FakeFileManager.hpp"
 #include "support/Records.hpp"
 #include "support/ScanEvents.hpp"
@@ -523,9 +523,9 @@ TEST(DiskScanner, scansAVeryLargeFolder) {
     const ScanSnapshot snapshot = scan("/tmp", tree).result();
     ASSERT_EQ(snapshot.records().size(), entries + 1);
     EXPECT_EQ(snapshot.totalAllocatedBytes(), static_cast<std::int64_t>(entries) * 2);
-    EXPECT_EQ(snapshot.lookup().children(snapshot.storage(), "/tmp").size(), entries);
+    EXPECT_EQ(SnapshotAccess::lookup(snapshot).children(SnapshotAccess::storage(snapshot), "/tmp").size(), entries);
     EXPECT_TRUE(snapshot.record("/tmp/file 4711").has_value());
-    EXPECT_FALSE(snapshot.lookup().hasDuplicatePaths());
+    EXPECT_FALSE(SnapshotAccess::lookup(snapshot).hasDuplicatePaths());
 }
 
 }  // namespace KestrelCore

@@ -203,6 +203,12 @@ TEST(ScanSnapshot, addsUpLossesOnlyForContainersThatAreKept) {
     EXPECT_THAT(pathsOf(rest.records()), ElementsAre("/r/kept"));
 }
 
+TEST(ScanSnapshot, isMadeOfEmptyBraces) {
+    const ScanSnapshot snapshot{UUID::random(), ScanScope{URL::fromPath("/r")}, Date{1}, Date{2}, {}, {}};
+    EXPECT_TRUE(snapshot.records().empty());
+    EXPECT_TRUE(snapshot.issues().empty());
+}
+
 TEST(ScanSnapshot, readsItsRecordsAsARandomAccessRange) {
     const ScanSnapshot snapshot = aTree();
     static_assert(std::random_access_iterator<RecordList::Iterator>);

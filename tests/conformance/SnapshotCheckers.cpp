@@ -2,7 +2,7 @@
 #include "KestrelCore/Collections/DocumentLibraryIndexer.hpp"
 #include "KestrelCore/Collections/MediaLibraryIndexer.hpp"
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
-#include "Snapshot/SnapshotLookup.hpp"
+#include "Snapshot/SnapshotAccess.hpp"
 #include "Snapshot/SnapshotPruning.hpp"
 #include "conformance/Checkers.hpp"
 #include "support/Vectors.hpp"
@@ -67,11 +67,12 @@ void checkSafety(const ScanSnapshot& snapshot, const Text& home, element row, co
 /// What `removing` answers. Some snapshots hold a path twice, at which `removing` stops the process; the reference
 /// answers tell what the work behind it gives, which is asked for here.
 ScanSnapshot pruned(const ScanSnapshot& snapshot, const std::unordered_set<Text>& paths) {
-    if (!snapshot.lookup().hasDuplicatePaths()) return snapshot.removing(paths);
-    const SnapshotPruning pruning{snapshot.storage(), snapshot.lookup(), snapshot.issues(), paths};
+    if (!SnapshotAccess::lookup(snapshot).hasDuplicatePaths()) return snapshot.removing(paths);
+    const SnapshotPruning pruning{SnapshotAccess::storage(snapshot), SnapshotAccess::lookup(snapshot),
+                                  snapshot.issues(), paths};
     if (pruning.isEmpty()) return snapshot;
-    return ScanSnapshot{UUID::random(),         snapshot.scope(),      snapshot.startedAt(),
-                        snapshot.completedAt(), pruning.keptRecords(), pruning.keptIssues()};
+    return SnapshotAccess::make(UUID::random(), snapshot.scope(), snapshot.startedAt(), snapshot.completedAt(),
+                                pruning.keptRecords(), pruning.keptIssues());
 }
 
 void checkRemoving(const ScanSnapshot& snapshot, element rows, const std::string& what, Report& report) {

@@ -10,8 +10,6 @@
 
 namespace KestrelCore {
 
-class SafetyRules;
-
 /// The single authority on which paths may be touched. Paths are judged by their text, under canonical equivalence and
 /// case-sensitively; only `validate` looks at the disk. The home directory and the own bundle are asked for at first
 /// use and kept. Any thread.
@@ -29,9 +27,6 @@ public:
     /// `KestrelError`: `safetyViolation` for a blocked path or a symbolic link anywhere in it, `staleItem` when the
     /// item is gone or has another identity than the record's (a record without one never passes). Blocks on the disk.
     static void validate(const FileRecord& record);
-
-    // For the library's own subsystems: the rules of this process.
-    [[nodiscard]] static const SafetyRules& rules();
 };
 
 }  // namespace KestrelCore

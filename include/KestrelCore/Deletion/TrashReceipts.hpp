@@ -1,33 +1,15 @@
 #pragma once
 
-#include "KestrelCore/Base/Date.hpp"
-#include "KestrelCore/Base/FileIdentity.hpp"
+#include "KestrelCore/Base/CancellationToken.hpp"
 #include "KestrelCore/Base/Text.hpp"
-#include "KestrelCore/Base/UUID.hpp"
 #include "KestrelCore/Deletion/DeletionCoordinator.hpp"
+#include "KestrelCore/Deletion/TrashReceipt.hpp"
 #include "KestrelCore/Export.hpp"
-#include "KestrelCore/Model/FileRecord.hpp"
 
-#include <cstdint>
 #include <optional>
-#include <string>
-#include <string_view>
 #include <vector>
 
 namespace KestrelCore {
-
-/// What is known about one item that was moved to the Trash, or was about to be when something interrupted that.
-struct TrashReceipt {
-    UUID id;
-    Text path;                          ///< where it was
-    std::optional<Text> resultingPath;  ///< where it is in the Trash; absent when the move was interrupted, or when
-                                        ///< the receipt's text for it can't be read
-    Date trashedAt;
-    FileIdentity identity;
-    std::uint32_t fileTypeBits = 0;  ///< of its mode
-
-    bool operator==(const TrashReceipt&) const = default;
-};
 
 /// Remembers what was moved to the Trash from here, so that it can be put back: one small file for each item, those of
 /// one request written and synced together before the first item is touched. The files are trusted for nothing: what is
@@ -58,10 +40,6 @@ public:
     [[nodiscard]] DeletionItemResult restore(const TrashReceipt& receipt) const;
     /// Drops the receipt; the item stays in the Trash.
     void forget(const TrashReceipt& receipt) const;
-
-    // The form of a receipt in its file, for tests.
-    [[nodiscard]] static std::string encoded(const TrashReceipt& receipt);
-    [[nodiscard]] static std::optional<TrashReceipt> decoded(const UUID& id, std::string_view text);
 
 private:
     Text folder_;

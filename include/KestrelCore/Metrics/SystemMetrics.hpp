@@ -11,9 +11,6 @@
 
 namespace KestrelCore {
 
-struct SystemMetricsSources;
-struct ProcessSources;
-
 // ---- The system as a whole -----------------------------------------------------------------------------------------
 
 /// Reads the system's counters. Processor and network figures are rates since the sampler's previous reading, whoever
@@ -28,8 +25,6 @@ struct ProcessSources;
 class KESTRELCORE_EXPORT SystemMetricsSampler {
 public:
     SystemMetricsSampler();
-    /// For this library's own tests: hosts have no `SystemMetricsSources`.
-    explicit SystemMetricsSampler(SystemMetricsSources sources);
     SystemMetricsSampler(const SystemMetricsSampler&) = delete;
     SystemMetricsSampler& operator=(const SystemMetricsSampler&) = delete;
     ~SystemMetricsSampler();
@@ -44,7 +39,10 @@ public:
     [[nodiscard]] EventStream<SystemSample> stream(std::chrono::duration<double> every);
 
 private:
+    friend struct SamplerAccess;
     struct State;
+    explicit SystemMetricsSampler(std::shared_ptr<State> state);
+
     std::shared_ptr<State> state_;
 };
 
@@ -55,8 +53,6 @@ private:
 class KESTRELCORE_EXPORT ProcessSampler {
 public:
     ProcessSampler();
-    /// For this library's own tests: hosts have no `ProcessSources`.
-    explicit ProcessSampler(ProcessSources sources);
     ProcessSampler(const ProcessSampler&) = delete;
     ProcessSampler& operator=(const ProcessSampler&) = delete;
     ~ProcessSampler();
@@ -69,7 +65,10 @@ public:
     [[nodiscard]] EventStream<std::vector<ProcessSample>> stream(std::chrono::duration<double> every);
 
 private:
+    friend struct SamplerAccess;
     struct State;
+    explicit ProcessSampler(std::shared_ptr<State> state);
+
     std::shared_ptr<State> state_;
 };
 

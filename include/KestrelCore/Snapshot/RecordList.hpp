@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <iterator>
 #include <memory>
+#include <utility>
 
 namespace KestrelCore {
 
@@ -25,8 +26,6 @@ struct RecordSize {
 /// reading yields values. Copies share the storage; any number of threads may read.
 class KESTRELCORE_EXPORT RecordList {
 public:
-    explicit RecordList(std::shared_ptr<const RecordStorage> storage) : storage_{std::move(storage)} {}
-
     [[nodiscard]] std::size_t size() const;
     [[nodiscard]] bool empty() const { return size() == 0; }
     /// `index` must be below `size()`.
@@ -77,7 +76,10 @@ public:
     [[nodiscard]] Iterator end() const { return {this, size()}; }
 
 private:
-    std::shared_ptr<const RecordStorage> storage_;
+    friend struct SnapshotContents;
+    explicit RecordList(std::shared_ptr<const RecordStorage> storage) : storage_{std::move(storage)} {}
+
+    std::shared_ptr<const RecordStorage> storage_;  ///< never null
 };
 
 }  // namespace KestrelCore

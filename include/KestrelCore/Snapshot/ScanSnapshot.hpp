@@ -22,20 +22,16 @@
 
 namespace KestrelCore {
 
-class SnapshotLookup;
-class RecordStorage;
 struct SnapshotContents;
 
 /// The finished result of one scan. Never changes after construction; copies share everything, and any number of
 /// threads may read one at once. Equality and hash are those of the `id` alone.
 class KESTRELCORE_EXPORT ScanSnapshot {
 public:
-    /// Stores the values as given and builds the path index over the records.
+    /// Stores the values as given and builds the path index over the records. Nothing is checked: what comes from
+    /// outside is asked with `isConsistent`.
     ScanSnapshot(UUID id, ScanScope scope, Date startedAt, Date completedAt, const std::vector<FileRecord>& records,
                  std::vector<ScanIssue> issues);
-    /// The same over records that are already in the library's compact form.
-    ScanSnapshot(UUID id, ScanScope scope, Date startedAt, Date completedAt,
-                 std::shared_ptr<const RecordStorage> records, std::vector<ScanIssue> issues);
 
     [[nodiscard]] const UUID& id() const;
     [[nodiscard]] const ScanScope& scope() const;
@@ -47,10 +43,10 @@ public:
 
     /// The record with that path (canonical equivalence, nothing else normalised); empty when there is none. When two
     /// records share a path, the later one.
-    [[nodiscard]] std::optional<FileRecord> record(const Text& at) const;
-    /// The records that name `of` as their parent (absent: those without a parent), largest `displayBytes` first, equal
-    /// sizes in the order of `records`. No sorting happens here. Empty for an unknown path.
-    [[nodiscard]] std::vector<FileRecord> children(const std::optional<Text>& of = std::nullopt) const;
+    [[nodiscard]] std::optional<FileRecord> record(const Text& path) const;
+    /// The records that name `folder` as their parent (absent: those without a parent), largest `displayBytes` first,
+    /// equal sizes in the order of `records`. No sorting happens here. Empty for an unknown path.
+    [[nodiscard]] std::vector<FileRecord> children(const std::optional<Text>& folder = std::nullopt) const;
     /// The aggregate size of the record at the scope root's path, in bytes; 0 when there is none.
     [[nodiscard]] std::int64_t totalAllocatedBytes() const;
 
@@ -83,11 +79,8 @@ public:
 
     friend bool operator==(const ScanSnapshot& a, const ScanSnapshot& b) { return a.id() == b.id(); }
 
-    // For the library's own subsystems: the compact storage and the index behind `records`.
-    [[nodiscard]] const RecordStorage& storage() const;
-    [[nodiscard]] const SnapshotLookup& lookup() const;
-
 private:
+    friend struct SnapshotAccess;
     explicit ScanSnapshot(std::shared_ptr<const SnapshotContents> contents) : contents_{std::move(contents)} {}
 
     std::shared_ptr<const SnapshotContents> contents_;

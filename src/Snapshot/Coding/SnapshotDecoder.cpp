@@ -2,6 +2,7 @@
 #include "Snapshot/Coding/PlainRecordReader.hpp"
 #include "Snapshot/Coding/SnapshotCoding.hpp"
 #include "Snapshot/RecordStorage.hpp"
+#include "Snapshot/SnapshotAccess.hpp"
 #include "JSON/JSONFields.hpp"
 #include "JSON/JSONSplitter.hpp"
 
@@ -232,8 +233,8 @@ public:
         if (wants.error()) throw *wants.error();
         if (issueError_) throw *issueError_;
         storage_->finishBuilding();
-        return ScanSnapshot{*snapshotID,         std::move(scope),  Date{startedAt_.value}, Date{completedAt_.value},
-                            std::move(storage_), std::move(issues_)};
+        return SnapshotAccess::make(*snapshotID, std::move(scope), Date{startedAt_.value}, Date{completedAt_.value},
+                                    std::move(storage_), std::move(issues_));
     }
 
 private:

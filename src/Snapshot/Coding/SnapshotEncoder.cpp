@@ -1,6 +1,7 @@
 #include "KestrelCore/Snapshot/ValueJSON.hpp"
 #include "Snapshot/Coding/SnapshotCoding.hpp"
 #include "Snapshot/RecordStorage.hpp"
+#include "Snapshot/SnapshotAccess.hpp"
 #include "JSON/JSONFormat.hpp"
 
 #include <charconv>
@@ -309,7 +310,7 @@ std::size_t recordsLength(const RecordStorage& storage, std::size_t first, std::
 std::size_t encodedLength(const ScanSnapshot& snapshot) {
     LengthOutput out;
     writeHead(out, snapshot);
-    const RecordStorage& storage = snapshot.storage();
+    const RecordStorage& storage = SnapshotAccess::storage(snapshot);
     // Half of it on another thread, where a thread is worth its while.
     constexpr std::size_t manyRecords = 50'000;
     const std::size_t middle = storage.size() < manyRecords ? 0 : storage.size() / 2;
@@ -338,7 +339,7 @@ std::size_t encodedLength(const ScanSnapshot& snapshot) {
 void encodeSnapshot(const ScanSnapshot& snapshot, const std::function<void(std::string_view)>& sink) {
     PieceBuffer buffer{sink};
     buffer.append(longestHead(snapshot.scope()), [&](TextOutput& out) { writeHead(out, snapshot); });
-    const RecordStorage& storage = snapshot.storage();
+    const RecordStorage& storage = SnapshotAccess::storage(snapshot);
     FolderPathCache folders{storage};
     for (std::size_t i = 0; i < storage.size(); ++i) {
         const RecordStorage::Row& row = storage.row(i);

@@ -288,15 +288,16 @@ std::optional<SearchAnswer> ScanSnapshot::search(const SearchQuery& query, std::
     const StorageSearchPlan plan{query, settings.now.value_or(Date::now())};
     SearchAnswer answer{plan, {}};
     if (limit <= 0) return answer;
-    const unsigned threads = worthwhileThreads(storage().size(), settings.threads);
+    const RecordStorage& storage = *contents_->storage;
+    const unsigned threads = worthwhileThreads(storage.size(), settings.threads);
     const SearchIndex& index =
-        contents_->searchIndex.get([&] { return std::make_shared<const SearchIndex>(storage(), threads); });
-    const SnapshotSearch search{storage(), index, plan};
+        contents_->searchIndex.get([&] { return std::make_shared<const SearchIndex>(storage, threads); });
+    const SnapshotSearch search{storage, index, plan};
     const auto matches = search.run(limit, threads, settings.cancellation);
     if (!matches) return std::nullopt;
     answer.results.reserve(matches->size());
     for (const BoundedSearchResults::Match& match : *matches) {
-        answer.results.push_back(ScoredRecord{storage().record(match.record), match.score});
+        answer.results.push_back(ScoredRecord{storage.record(match.record), match.score});
     }
     return answer;
 }

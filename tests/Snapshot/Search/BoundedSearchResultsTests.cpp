@@ -2,6 +2,7 @@
 
 #include "KestrelCore/Base/NaturalOrder.hpp"
 #include "Snapshot/Search/SearchRecords.hpp"
+#include "Snapshot/SnapshotAccess.hpp"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -24,7 +25,7 @@ std::vector<std::uint32_t> order(const BoundedSearchResults& results) {
 
 std::vector<std::uint32_t> inserted(const std::vector<SearchedRecord>& records, std::int64_t limit) {
     const ScanSnapshot snapshot = snapshotOf(records);
-    BoundedSearchResults results{snapshot.storage(), limit};
+    BoundedSearchResults results{SnapshotAccess::storage(snapshot), limit};
     for (std::uint32_t i = 0; i < records.size(); ++i) results.insert(i, 1);
     return order(results);
 }
@@ -40,7 +41,7 @@ TEST(BoundedSearchResults, keepsNothingWithoutALimit) {
 
 TEST(BoundedSearchResults, ranksAHigherScoreFirst) {
     const ScanSnapshot snapshot = snapshotOf({{.path = "/a", .allocatedBytes = 9}, {.path = "/b"}, {.path = "/c"}});
-    BoundedSearchResults results{snapshot.storage(), 2};
+    BoundedSearchResults results{SnapshotAccess::storage(snapshot), 2};
     results.insert(0, 10);
     results.insert(1, 30);
     results.insert(2, 20);
@@ -80,9 +81,9 @@ TEST(BoundedSearchResults, mergesIntoWhatOneListWouldHaveKept) {
     }
     const ScanSnapshot snapshot = snapshotOf(records);
     for (const std::int64_t limit : {1, 2, 7, 30, 100}) {
-        BoundedSearchResults all{snapshot.storage(), limit};
-        BoundedSearchResults odd{snapshot.storage(), limit};
-        BoundedSearchResults even{snapshot.storage(), limit};
+        BoundedSearchResults all{SnapshotAccess::storage(snapshot), limit};
+        BoundedSearchResults odd{SnapshotAccess::storage(snapshot), limit};
+        BoundedSearchResults even{SnapshotAccess::storage(snapshot), limit};
         for (std::uint32_t i = 0; i < records.size(); ++i) {
             all.insert(i, i % 3);
             (i % 2 == 0 ? even : odd).insert(i, i % 3);
@@ -105,8 +106,9 @@ TEST(BoundedSearchResults, keepsTheSameMatchesInEveryOrderOfInsertion) {
         std::vector<std::uint32_t> insertion = {0, 1, 2, 3, 4, 5};
         std::set<Order> results;
         do {
-            BoundedSearchResults whole{snapshot.storage(), limit};
-            BoundedSearchResults parts[2]{{snapshot.storage(), limit}, {snapshot.storage(), limit}};
+            BoundedSearchResults whole{SnapshotAccess::storage(snapshot), limit};
+            BoundedSearchResults parts[2]{{SnapshotAccess::storage(snapshot), limit},
+                                          {SnapshotAccess::storage(snapshot), limit}};
             for (std::size_t i = 0; i < insertion.size(); ++i) {
                 whole.insert(insertion[i], 1);
                 parts[i % 2].insert(insertion[i], 1);

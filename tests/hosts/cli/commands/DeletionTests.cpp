@@ -3,6 +3,7 @@
 #include "terminal/Interruption.hpp"
 #include "terminal/Question.hpp"
 
+#include "Deletion/TrashReceiptText.hpp"
 #include "KestrelCore/Deletion/TrashReceipts.hpp"
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
 #include "support/DeletionCommandTest.hpp"
@@ -171,8 +172,7 @@ TEST_F(Deletion, restoresNothingToWhereThePolicyForbidsIt) {
                                .resultingPath = {},
                                .trashedAt = Date::now(),
                                .identity = {1, 2}};
-    folder.makeFile("store/snapshots.sqlite-receipts/" + receipt.id.uuidString() + ".receipt",
-                    TrashReceipts::encoded(receipt));
+    folder.makeFile("store/snapshots.sqlite-receipts/" + receipt.id.uuidString() + ".receipt", receiptText(receipt));
     const CommandRun outcome = run({"restore", receipt.id.uuidString()});
     EXPECT_EQ(outcome.code, ExitCode::refused);
     EXPECT_TRUE(contains(outcome.out, "view-only")) << outcome.out;

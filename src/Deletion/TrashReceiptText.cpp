@@ -1,0 +1,116 @@
+#include "Deletion/TrashReceiptText.hpp"
+
+#include "KestrelCore/Base/Path.hpp"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <fmt/format.h>
+#include <utility>
+
+// A receipt is a text of lines "Key=value" under a heading, in a file named after its identifier:
+//
+//     [Kestrel Trash Receipt]
+//     Path=/home/anna/old%20photos
+//     Item=64768 1234567 16384
+//     TrashedAt=816948000.25
+//     ResultingPath=/home/anna/.local/share/Trash/files/old%20photos
+//
+// Paths are percent-encoded where a byte is not printable ASCII, a blank or "%". The last line comes after the move.
+
+namespace KestrelCore {
+
+namespace {
+
+constexpr std::string_view heading = "[Kestrel Trash Receipt]";
+
+std::string encodedPath(const Text& path) {
+    std::string text;
+    for (const char c : path.view()) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte > 0x20 && byte < 0x7F && c != '%') {
+            text += c;
+        } else {
+            text += fmt::format("%{:02X}", byte);
+        }
+    }
+    return text;
+}
+
+std::optional<Text> decodedPath(std::string_view text) {
+    std::string bytes;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '%') {
+            bytes += text[i];
+            continue;
+        }
+        unsigned byte = 0;
+        if (i + 2 >= text.size()) return std::nullopt;
+        const char* begin = text.data() + i + 1;
+        const auto [end, error] = std::from_chars(begin, begin + 2, byte, 16);
+        if (error != std::errc{} || end != begin + 2 || byte == 0) return std::nullopt;
+        bytes += static_cast<char>(byte);
+        i += 2;
+    }
+    if (!bytes.starts_with('/')) return std::nullopt;
+    Text path{bytes};
+    // A receipt of ours holds the path as it was validated, byte by byte.
+    if (path.view() != bytes || Path::standardized(path).view() != bytes) return std::nullopt;
+    return path;
+}
+
+/// Reads one number off the beginning of `text`, and the blank behind it.
+template <typename Number>
+bool takeNumber(std::string_view& text, Number& number) {
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc{}) return false;
+    text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+    if (text.starts_with(' ')) text.remove_prefix(1);
+    return true;
+}
+
+}  // namespace
+
+std::string receiptText(const TrashReceipt& receipt) {
+    std::string text = fmt::format("{}\nPath={}\nItem={} {} {}\nTrashedAt={}\n", heading, encodedPath(receipt.path),
+                                   receipt.identity.device, receipt.identity.inode, receipt.fileTypeBits,
+                                   receipt.trashedAt.secondsSinceReferenceDate);
+    if (receipt.resultingPath) text += "ResultingPath=" + encodedPath(*receipt.resultingPath) + "\n";
+    return text;
+}
+
+std::optional<TrashReceipt> trashReceipt(const UUID& id, std::string_view text) {
+    TrashReceipt receipt{.id = id, .path = {}, .resultingPath = {}, .trashedAt = {}, .identity = {}};
+    bool hasHeading = false;
+    bool hasItem = false;
+    bool hasDate = false;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        const std::string_view line = text.substr(0, end);
+        text.remove_prefix(std::min(end + 1, text.size()));
+        const std::size_t sign = line.find('=');
+        const std::string_view key = line.substr(0, sign);
+        std::string_view value = sign == std::string_view::npos ? std::string_view{} : line.substr(sign + 1);
+        if (line == heading) {
+            hasHeading = true;
+        } else if (key == "Path") {
+            auto path = decodedPath(value);
+            if (!path) return std::nullopt;
+            receipt.path = std::move(*path);
+        } else if (key == "ResultingPath") {
+            // One that can't be read is as good as none: the item is then looked for.
+            receipt.resultingPath = decodedPath(value);
+        } else if (key == "Item") {
+            hasItem = takeNumber(value, receipt.identity.device) && takeNumber(value, receipt.identity.inode) &&
+                      takeNumber(value, receipt.fileTypeBits) && value.empty();
+        } else if (key == "TrashedAt") {
+            double seconds = 0;
+            hasDate = takeNumber(value, seconds) && value.empty() && std::isfinite(seconds);
+            receipt.trashedAt = Date{seconds};
+        }
+    }
+    if (!hasHeading || !hasItem || !hasDate || receipt.path.isEmpty()) return std::nullopt;
+    return receipt;
+}
+
+}  // namespace KestrelCore
