@@ -42,19 +42,21 @@ ScanSnapshot makeSnapshot() {
     const auto word = [&] {
         return std::string{words[random() % std::size(words)]} + " " + std::to_string(random() % 10'000);
     };
-    const auto fill = [&](RecordStorage::Row& row, bool isFolder, std::size_t number) {
-        row.id = UUID::random();
-        storage->setIdentity(row, FileIdentity{.device = 16777234, .inode = 12'345'678 + number * 3});
-        row.logicalBytes = static_cast<std::int64_t>(random() >> (30 + random() % 30));
-        row.allocatedBytes = (row.logicalBytes + 4095) / 4096 * 4096;
-        row.aggregateAllocatedBytes = row.allocatedBytes;
-        row.hasModified = 1;
-        row.modifiedAt = Date::fromFileTime(1'600'000'000 + static_cast<std::int64_t>(random() % 100'000'000),
-                                            static_cast<std::int64_t>(random() % 1'000'000'000))
-                             .secondsSinceReferenceDate;
-        row.kindValue = static_cast<unsigned>(isFolder ? FileKind::directory : FileKind::file) & 7U;
+    const auto fill = [&](RecordStorage::Row& row, bool isFolder, std::uint32_t extension, std::size_t number) {
+        const auto logicalBytes = static_cast<std::int64_t>(random() >> (30 + random() % 30));
+        const std::int64_t allocatedBytes = (logicalBytes + 4095) / 4096 * 4096;
+        storage->fill(
+            row, {.id = UUID::random(),
+                  .identity = FileIdentity{.device = 16777234, .inode = 12'345'678 + number * 3},
+                  .kind = isFolder ? FileKind::directory : FileKind::file,
+                  .logicalBytes = logicalBytes,
+                  .allocatedBytes = allocatedBytes,
+                  .aggregateAllocatedBytes = allocatedBytes,
+                  .modifiedAt = Date::fromFileTime(1'600'000'000 + static_cast<std::int64_t>(random() % 100'000'000),
+                                                   static_cast<std::int64_t>(random() % 1'000'000'000)),
+                  .extension = extension});
     };
-    fill(storage->append(std::nullopt, "/home/someone", "someone"), true, 0);
+    fill(storage->append(std::nullopt, "/home/someone", "someone"), true, 0, 0);
     while (storage->size() < count) {
         if (open.empty()) open.emplace_back("/home/someone/more " + std::to_string(storage->size()), 1);
         const auto [folder, depth] = open.back();
@@ -66,8 +68,7 @@ ScanSnapshot makeSnapshot() {
             const std::string name = word() + (isFolder ? "" : "." + extension);
             const std::string path = folder + "/" + name;
             RecordStorage::Row& row = storage->append(folder, path, name);
-            row.extension = storage->internExtension(extension) & ((1U << 27) - 1);
-            fill(row, isFolder, storage->size());
+            fill(row, isFolder, storage->internExtension(extension), storage->size());
             if (isFolder) open.emplace_back(path, depth + 1);
         }
     }

@@ -3,6 +3,7 @@
 #include "Deletion/SafetyRules.hpp"
 #include "KestrelCore/Deletion/SafetyPolicy.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
+#include "Model/KindOfItem.hpp"
 #include "Platform/FileStatus.hpp"
 #include "Platform/HomeDirectory.hpp"
 
@@ -12,22 +13,14 @@ namespace KestrelCore {
 
 namespace {
 
-FileKind plainKind(FileType type) {
-    switch (type) {
-    case FileType::regular: return FileKind::file;
-    case FileType::directory: return FileKind::directory;
-    case FileType::symbolicLink: return FileKind::symbolicLink;
-    default: return FileKind::other;
-    }
-}
-
 /// What the record must still be on the disk. File systems hand a freed inode out again at once, so an equal identity
 /// says little about an item of another type.
 ExpectedItem expectedItem(const FileRecord& record) {
     const FileStatusResult found = fileStatus(record.path().string());
     if (!found.status) throw KestrelError::staleItem(SafetyRules::missingMessage);
-    const FileKind scanned = record.kind() == FileKind::package ? FileKind::directory : record.kind();
-    if (plainKind(found.status->type) != scanned) throw KestrelError::staleItem(SafetyRules::changedMessage);
+    // The path is the record's, so a directory is a package now if it was one then.
+    if (kindOf(found.status->type, record.kind() == FileKind::package) != record.kind())
+        throw KestrelError::staleItem(SafetyRules::changedMessage);
     const FileIdentity identity = record.identity().value();
     return {identity.device, identity.inode, fileTypeBits(found.status->type)};
 }

@@ -3,6 +3,7 @@
 #include "Base/DotName.hpp"
 #include "Deletion/DeletionGate.hpp"
 #include "KestrelCore/Deletion/SafetyPolicy.hpp"
+#include "Model/KindOfItem.hpp"
 #include "Model/PackageExtensions.hpp"
 #include "Platform/FileStatus.hpp"
 
@@ -11,20 +12,6 @@
 #include <string_view>
 
 namespace KestrelCore {
-
-namespace {
-
-FileKind kindOf(FileType type, const Text& fileExtension) {
-    switch (type) {
-    case FileType::regular: return FileKind::file;
-    case FileType::symbolicLink: return FileKind::symbolicLink;
-    case FileType::directory: break;
-    default: return FileKind::other;
-    }
-    return isPackageExtension(fileExtension.view()) ? FileKind::package : FileKind::directory;
-}
-
-}  // namespace
 
 std::optional<FileRecord> DeletionPlan::freshRecord(const Text& path, DeletionMeasurement& measurement,
                                                     const CancellationToken& cancellation) {
@@ -43,7 +30,7 @@ std::optional<FileRecord> DeletionPlan::freshRecord(const Text& path, DeletionMe
                       Path::deletingLastComponent(path),
                       path,
                       name,
-                      kindOf(status.type, fileExtension),
+                      kindOf(status.type, isPackageExtension(fileExtension.view())),
                       status.size,
                       status.allocatedBytes,
                       aggregate,

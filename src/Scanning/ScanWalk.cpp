@@ -6,6 +6,7 @@
 #include "KestrelCore/Base/Path.hpp"
 #include "KestrelCore/Base/PlatformError.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
+#include "Model/KindOfItem.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -99,9 +100,8 @@ void ScanWalk::addRoot(const FileStatus& status) {
     const ExtensionTable::Entry& extension =
         extensions_.entry(name.view().substr(Path::extensionOffset(name.view())), storage);
     RecordStorage::Row& row = storage.appendIrregular(std::nullopt, rootPath_, name);
-    fill(row, status, name.view(), extension, isFurtherLink(status));
-    row.riskValue =
-        static_cast<std::uint32_t>(rules_.risk(rootPath_, name, storage.extensions()[extension.position])) & 3U;
+    storage.fill(row, fields(status, name.view(), extension, isFurtherLink(status),
+                             rules_.risk(rootPath_, name, storage.extensions()[extension.position])));
     tree_.setRoot(0, *folder);
     path_ = isWholeDisk_ ? std::string{} : rootPath_.string();
     levels_.assign(1, Level{.pathLength = path_.size(), .row = 0, .folder = *folder, .rating = rules_.root(rootPath_)});
@@ -121,34 +121,27 @@ std::uint32_t ScanWalk::addItem(const TraversalEntry& entry, std::string_view na
     } else {
         position = static_cast<std::uint32_t>(storage.size());
         RecordStorage::Row& row = storage.appendRegular(parentFolder, name);
-        fill(row, status, name, extension, isDuplicate);
-        row.riskValue = static_cast<std::uint32_t>(rules_.risk(parent.rating, name, extension.isApplication)) & 3U;
+        storage.fill(row, fields(status, name, extension, isDuplicate,
+                                 rules_.risk(parent.rating, name, extension.isApplication)));
     }
     count(status, isDuplicate, name);
     return position;
 }
 
-void ScanWalk::fill(RecordStorage::Row& row, const FileStatus& status, std::string_view name,
-                    const ExtensionTable::Entry& extension, bool isDuplicate) {
-    FileKind kind = FileKind::other;
-    if (status.type == FileType::regular)
-        kind = FileKind::file;
-    else if (status.type == FileType::symbolicLink)
-        kind = FileKind::symbolicLink;
-    else if (status.type == FileType::directory)
-        kind = extension.isPackage ? FileKind::package : FileKind::directory;
-    row.id = UUID::random();
-    tree_.storage().setIdentity(row, FileIdentity{.device = status.device, .inode = status.inode});
-    row.kindValue = static_cast<std::uint32_t>(kind) & 7U;
-    row.logicalBytes = status.size;
-    row.allocatedBytes = status.allocatedBytes;
-    row.aggregateAllocatedBytes = isDuplicate ? 0 : status.allocatedBytes;
-    row.hasModified = 1;
-    row.modifiedAt = Date::fromFileTime(status.modifiedSeconds, status.modifiedNanoseconds).secondsSinceReferenceDate;
-    row.extension = extension.position & ((1U << 27) - 1);
-    row.isHidden = status.isUserHidden || beginsWithDot(name);
-    row.isCloudPlaceholder = status.isDataless;
-    row.isHardLinkDuplicate = isDuplicate;
+RecordStorage::Fields ScanWalk::fields(const FileStatus& status, std::string_view name,
+                                       const ExtensionTable::Entry& extension, bool isDuplicate, RiskLevel risk) {
+    return {.id = UUID::random(),
+            .identity = FileIdentity{.device = status.device, .inode = status.inode},
+            .kind = kindOf(status.type, extension.isPackage),
+            .logicalBytes = status.size,
+            .allocatedBytes = status.allocatedBytes,
+            .aggregateAllocatedBytes = isDuplicate ? 0 : status.allocatedBytes,
+            .modifiedAt = Date::fromFileTime(status.modifiedSeconds, status.modifiedNanoseconds),
+            .extension = extension.position,
+            .isHidden = status.isUserHidden || beginsWithDot(name),
+            .isCloudPlaceholder = status.isDataless,
+            .isHardLinkDuplicate = isDuplicate,
+            .risk = risk};
 }
 
 bool ScanWalk::isFurtherLink(const FileStatus& status) {

@@ -68,8 +68,10 @@ private:
     /// Returns the new row's position, or `ScannedTree::none` for a file that was folded.
     std::uint32_t addItem(const TraversalEntry& entry, std::string_view name);
     void addIssue(std::string_view name, int errorNumber);
-    void fill(RecordStorage::Row& row, const FileStatus& status, std::string_view name,
-              const ExtensionTable::Entry& extension, bool isDuplicate);
+    /// What the row of an item says; `name` is well-formed.
+    [[nodiscard]] static RecordStorage::Fields fields(const FileStatus& status, std::string_view name,
+                                                      const ExtensionTable::Entry& extension, bool isDuplicate,
+                                                      RiskLevel risk);
     /// Whether a file with several links was met before; notes it otherwise. The first link counts, the others weigh
     /// nothing.
     [[nodiscard]] bool isFurtherLink(const FileStatus& status);

@@ -21,6 +21,7 @@ constexpr std::string_view sourceFile = "KestrelCore/Model";
 constexpr std::uint64_t topHash = 0x6A09E667F3BCC909U;
 constexpr std::uint64_t relativeHash = 0xBB67AE8584CAA73BU;
 constexpr std::size_t mostDevices = 256;
+constexpr std::uint64_t offsetMask = (std::uint64_t{1} << 36) - 1;
 
 struct FolderKey {
     RecordStorage::FolderIndex parent;
@@ -275,7 +276,7 @@ RecordStorage::FolderIndex RecordStorage::addFolder(FolderIndex parent, std::str
     const auto index = static_cast<FolderIndex>(folders_.size());
     folders_.push_back(Folder{.parent = parent,
                               .pathLength = static_cast<std::uint32_t>(folders_[parent].pathLength + 1 + name.size()),
-                              .nameOffset = names_.add(name) & ((std::uint64_t{1} << 36) - 1),
+                              .nameOffset = names_.add(name) & offsetMask,
                               .nameLength = name.size() & NameArena::longestName,
                               .isASCII = isASCIIName,
                               .isNormalized = isNormalized,
@@ -355,7 +356,7 @@ RecordStorage::Row& RecordStorage::newRow() {
 RecordStorage::Row& RecordStorage::appendRegular(FolderIndex folder, std::string_view name) {
     Row& fresh = newRow();
     fresh.folder = folder;
-    fresh.nameOffset = names_.add(name) & ((std::uint64_t{1} << 36) - 1);
+    fresh.nameOffset = names_.add(name) & offsetMask;
     fresh.nameLength = name.size() & NameArena::longestName;
     fresh.isASCII = isASCII(name);
     fresh.isNormalized = fresh.isASCII || isNormalizedUTF8(name);
@@ -367,7 +368,7 @@ RecordStorage::Row& RecordStorage::appendIrregular(std::optional<Text> parentPat
     fresh.isIrregular = 1;
     fresh.isASCII = name.isASCII();
     fresh.isNormalized = name.isNormalized();
-    fresh.nameOffset = irregular_.size() & ((std::uint64_t{1} << 36) - 1);
+    fresh.nameOffset = irregular_.size() & offsetMask;
     irregular_.push_back(Irregular{.parentPath = std::move(parentPath),
                                    .path = std::move(path),
                                    .name = std::move(name),
@@ -392,28 +393,38 @@ RecordStorage::Row& RecordStorage::append(const std::optional<std::string_view>&
 void RecordStorage::append(const FileRecord& record) {
     const auto parent = record.parentPath() ? std::optional{record.parentPath()->view()} : std::nullopt;
     Row& fresh = append(parent, record.path().view(), record.name().view());
-    fresh.id = record.id();
-    setIdentity(fresh, record.identity());
-    fresh.logicalBytes = record.logicalBytes();
-    fresh.allocatedBytes = record.allocatedBytes();
-    fresh.aggregateAllocatedBytes = record.aggregateAllocatedBytes();
-    if (record.modifiedAt()) {
-        fresh.hasModified = 1;
-        fresh.modifiedAt = record.modifiedAt()->secondsSinceReferenceDate;
-    }
-    fresh.extension = internExtension(record.fileExtension().view()) & ((1U << 27) - 1);
-    fresh.kindValue = static_cast<std::uint32_t>(record.kind()) & 7U;
-    fresh.riskValue = static_cast<std::uint32_t>(record.risk()) & 3U;
-    fresh.isHidden = record.isHidden();
-    fresh.isCloudPlaceholder = record.isCloudPlaceholder();
-    fresh.isHardLinkDuplicate = record.isHardLinkDuplicate();
+    fill(fresh, {.id = record.id(),
+                 .identity = record.identity(),
+                 .kind = record.kind(),
+                 .logicalBytes = record.logicalBytes(),
+                 .allocatedBytes = record.allocatedBytes(),
+                 .aggregateAllocatedBytes = record.aggregateAllocatedBytes(),
+                 .modifiedAt = record.modifiedAt(),
+                 .extension = internExtension(record.fileExtension().view()),
+                 .isHidden = record.isHidden(),
+                 .isCloudPlaceholder = record.isCloudPlaceholder(),
+                 .isHardLinkDuplicate = record.isHardLinkDuplicate(),
+                 .risk = record.risk()});
 }
 
-void RecordStorage::setIdentity(Row& row, const std::optional<FileIdentity>& identity) {
-    row.hasIdentity = 0;
-    if (row.isIrregular) irregular_[row.nameOffset].identity = std::nullopt;
-    if (!identity) return;
-    const auto found = std::find(devices_.begin(), devices_.end(), identity->device);
+void RecordStorage::fill(Row& row, const Fields& fields) {
+    row.id = fields.id;
+    if (fields.identity) setIdentity(row, *fields.identity);
+    row.logicalBytes = fields.logicalBytes;
+    row.allocatedBytes = fields.allocatedBytes;
+    row.aggregateAllocatedBytes = fields.aggregateAllocatedBytes;
+    row.hasModified = fields.modifiedAt.has_value();
+    row.modifiedAt = fields.modifiedAt ? fields.modifiedAt->secondsSinceReferenceDate : 0;
+    row.extension = fields.extension & ((1U << 27) - 1);
+    row.kindValue = static_cast<std::uint32_t>(fields.kind) & 7U;
+    row.riskValue = static_cast<std::uint32_t>(fields.risk) & 3U;
+    row.isHidden = fields.isHidden;
+    row.isCloudPlaceholder = fields.isCloudPlaceholder;
+    row.isHardLinkDuplicate = fields.isHardLinkDuplicate;
+}
+
+void RecordStorage::setIdentity(Row& row, const FileIdentity& identity) {
+    const auto found = std::find(devices_.begin(), devices_.end(), identity.device);
     const auto position = static_cast<std::size_t>(found - devices_.begin());
     if (found == devices_.end()) {
         if (devices_.size() == mostDevices) {
@@ -422,17 +433,17 @@ void RecordStorage::setIdentity(Row& row, const std::optional<FileIdentity>& ide
                 Irregular texts{parentPath(row), path(row), Text{nameOf(row)}, std::nullopt};
                 row.isIrregular = 1;
                 row.nameLength = 0;
-                row.nameOffset = irregular_.size() & ((std::uint64_t{1} << 36) - 1);
+                row.nameOffset = irregular_.size() & offsetMask;
                 irregular_.push_back(std::move(texts));
             }
             irregular_[row.nameOffset].identity = identity;
             return;
         }
-        devices_.push_back(identity->device);
+        devices_.push_back(identity.device);
     }
     row.hasIdentity = 1;
     row.device = position & 255U;
-    row.inode = identity->inode;
+    row.inode = identity.inode;
 }
 
 void RecordStorage::reorder(std::vector<std::uint32_t>& order) {

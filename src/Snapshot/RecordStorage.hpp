@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KestrelCore/Base/Date.hpp"
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Base/UUID.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
@@ -106,6 +107,22 @@ public:
     };
     static_assert(sizeof(Row) == 72);
 
+    /// What a row holds beside its place and its name. The widths of the row's bits are known to `fill` alone.
+    struct Fields {
+        UUID id{};
+        std::optional<FileIdentity> identity = std::nullopt;
+        FileKind kind = FileKind::file;
+        std::int64_t logicalBytes = 0;
+        std::int64_t allocatedBytes = 0;
+        std::int64_t aggregateAllocatedBytes = 0;
+        std::optional<Date> modifiedAt = std::nullopt;
+        std::uint32_t extension = 0;  ///< as `internExtension` has given it; 0 is the empty one
+        bool isHidden = false;
+        bool isCloudPlaceholder = false;
+        bool isHardLinkDuplicate = false;
+        RiskLevel risk = RiskLevel::normal;
+    };
+
     /// The texts of an irregular row, and its identity where the device list is full.
     struct Irregular {
         std::optional<Text> parentPath;
@@ -176,7 +193,7 @@ public:
     [[nodiscard]] std::optional<FolderIndex> folder(std::string_view path);
     /// Position of the extension in `extensions`, added where it is missing.
     [[nodiscard]] std::uint32_t internExtension(std::string_view fileExtension);
-    /// A new row at the end, name set and everything else zero. `name` is well-formed and at most
+    /// A new row at the end, name set and everything else zero: `fill` comes next. `name` is well-formed and at most
     /// `NameArena::longestName` bytes.
     Row& appendRegular(FolderIndex folder, std::string_view name);
     /// A new irregular row at the end, everything but its texts zero.
@@ -184,7 +201,9 @@ public:
     /// Picks the form that fits: regular when the three texts follow the pattern, byte for byte.
     Row& append(const std::optional<std::string_view>& parentPath, std::string_view path, std::string_view name);
     void append(const FileRecord& record);
-    void setIdentity(Row& row, const std::optional<FileIdentity>& identity);
+    /// Gives a row that was just appended all that is not its place or its name. With more than 256 devices it makes
+    /// the row irregular.
+    void fill(Row& row, const Fields& fields);
     /// Reorders the rows: position i gets the row that was at order[i]; rows that `order` leaves out are dropped.
     /// `order` is used up.
     void reorder(std::vector<std::uint32_t>& order);
@@ -201,6 +220,7 @@ private:
     [[nodiscard]] BuildState& building();
     [[nodiscard]] FolderIndex childFolder(FolderIndex parent, std::string_view name);
     Row& newRow();
+    void setIdentity(Row& row, const FileIdentity& identity);
     /// Appends the folder's path as a prefix: empty for the top folder, else without a trailing slash.
     void appendFolderPath(FolderIndex folder, std::string& out) const;
     /// `path` is the row's own.

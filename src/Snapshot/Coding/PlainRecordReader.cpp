@@ -193,22 +193,16 @@ bool PlainRecordReader::findFolder(std::string_view rawParent) {
 }
 
 bool PlainRecordReader::readRecord(Cursor& cursor) {
-    RecordStorage::Row fields{};
-    FileIdentity identity;
+    RecordStorage::Fields fields;
     std::string_view rawParent;
     std::string_view name;
     std::string_view extension;
-    bool hasIdentity = false;
-    bool hasModified = false;
     unsigned kind = 0;
     unsigned risk = 0;
-    bool isHidden = false;
-    bool isCloudPlaceholder = false;
-    bool isHardLinkDuplicate = false;
 
     if (!cursor.skip("{\"id\":\"") || !cursor.uuid(fields.id) || !cursor.skip("\",\"")) return false;
     if (cursor.skip("identity\":{\"device\":")) {
-        hasIdentity = true;
+        FileIdentity& identity = fields.identity.emplace();
         if (!cursor.integer(identity.device) || !cursor.skip(",\"inode\":") || !cursor.integer(identity.inode) ||
             !cursor.skip("},\"")) {
             return false;
@@ -241,31 +235,21 @@ bool PlainRecordReader::readRecord(Cursor& cursor) {
         return false;
     }
     if (cursor.skip("modifiedAt\":")) {
-        hasModified = true;
-        if (!cursor.number(fields.modifiedAt) || !cursor.skip(",\"")) return false;
+        if (!cursor.number(fields.modifiedAt.emplace().secondsSinceReferenceDate) || !cursor.skip(",\"")) return false;
     }
     if (!cursor.skip("fileExtension\":\"") || !cursor.string(extension, false) || !cursor.skip(",\"isHidden\":") ||
-        !cursor.boolean(isHidden) || !cursor.skip(",\"isCloudPlaceholder\":") || !cursor.boolean(isCloudPlaceholder) ||
-        !cursor.skip(",\"isHardLinkDuplicate\":") || !cursor.boolean(isHardLinkDuplicate) ||
-        !cursor.skip(",\"risk\":") || !cursor.digit(risk) || !riskLevel(risk) || !cursor.skip("}")) {
+        !cursor.boolean(fields.isHidden) || !cursor.skip(",\"isCloudPlaceholder\":") ||
+        !cursor.boolean(fields.isCloudPlaceholder) || !cursor.skip(",\"isHardLinkDuplicate\":") ||
+        !cursor.boolean(fields.isHardLinkDuplicate) || !cursor.skip(",\"risk\":") || !cursor.digit(risk) ||
+        !riskLevel(risk) || !cursor.skip("}")) {
         return false;
     }
     if (!isSameFolder && !findFolder(rawParent)) return false;
 
-    RecordStorage::Row& row = storage_.appendRegular(folder_, name);
-    row.id = fields.id;
-    row.logicalBytes = fields.logicalBytes;
-    row.allocatedBytes = fields.allocatedBytes;
-    row.aggregateAllocatedBytes = fields.aggregateAllocatedBytes;
-    row.hasModified = hasModified;
-    row.modifiedAt = fields.modifiedAt;
-    row.extension = storage_.internExtension(extension) & ((1U << 27) - 1);
-    row.kindValue = kind & 7U;
-    row.riskValue = risk & 3U;
-    row.isHidden = isHidden;
-    row.isCloudPlaceholder = isCloudPlaceholder;
-    row.isHardLinkDuplicate = isHardLinkDuplicate;
-    if (hasIdentity) storage_.setIdentity(row, identity);
+    fields.kind = static_cast<FileKind>(kind);
+    fields.risk = static_cast<RiskLevel>(risk);
+    fields.extension = storage_.internExtension(extension);
+    storage_.fill(storage_.appendRegular(folder_, name), fields);
     return true;
 }
 

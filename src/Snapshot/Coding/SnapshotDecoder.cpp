@@ -185,24 +185,22 @@ struct RecordFields {
 
 void appendRow(RecordStorage& storage, const RecordFields& fields, const UUID& id) {
     RecordStorage::Row& row = storage.append(fields.parentPath.optional(), fields.path.value, fields.name.value);
-    row.id = id;
-    if (fields.identity.state == FieldState::sound) {
-        storage.setIdentity(row, FileIdentity{.device = fields.identity.value.device.value,
-                                              .inode = fields.identity.value.inode.value});
-    }
-    row.logicalBytes = fields.logicalBytes.value;
-    row.allocatedBytes = fields.allocatedBytes.value;
-    row.aggregateAllocatedBytes = fields.aggregateAllocatedBytes.value;
-    if (fields.modifiedAt.state == FieldState::sound) {
-        row.hasModified = 1;
-        row.modifiedAt = fields.modifiedAt.value;
-    }
-    row.extension = storage.internExtension(fields.fileExtension.value) & ((1U << 27) - 1);
-    row.kindValue = static_cast<std::uint32_t>(fields.kind.value) & 7U;
-    row.riskValue = static_cast<std::uint32_t>(fields.risk.value) & 3U;
-    row.isHidden = fields.isHidden.value;
-    row.isCloudPlaceholder = fields.isCloudPlaceholder.value;
-    row.isHardLinkDuplicate = fields.isHardLinkDuplicate.value;
+    RecordStorage::Fields values{
+        .id = id,
+        .kind = static_cast<FileKind>(fields.kind.value),
+        .logicalBytes = fields.logicalBytes.value,
+        .allocatedBytes = fields.allocatedBytes.value,
+        .aggregateAllocatedBytes = fields.aggregateAllocatedBytes.value,
+        .extension = storage.internExtension(fields.fileExtension.value),
+        .isHidden = fields.isHidden.value,
+        .isCloudPlaceholder = fields.isCloudPlaceholder.value,
+        .isHardLinkDuplicate = fields.isHardLinkDuplicate.value,
+        .risk = static_cast<RiskLevel>(fields.risk.value),
+    };
+    if (fields.identity.state == FieldState::sound)
+        values.identity = {fields.identity.value.device.value, fields.identity.value.inode.value};
+    if (fields.modifiedAt.state == FieldState::sound) values.modifiedAt = Date{fields.modifiedAt.value};
+    storage.fill(row, values);
 }
 
 }  // namespace
