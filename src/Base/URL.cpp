@@ -1,9 +1,9 @@
 #include "KestrelCore/Base/URL.hpp"
 
+#include "Base/PercentCoding.hpp"
 #include "Base/TextScan.hpp"
 
 #include <algorithm>
-#include <array>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -17,54 +17,9 @@ namespace KestrelCore {
 
 namespace {
 
-constexpr std::string_view unreserved = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";
-constexpr std::string_view pathPunctuation = "!$&'()*+,;=:@/";
-constexpr std::string_view queryPunctuation = "!$&'()*+,;=:@/?";
-constexpr std::string_view authorityPunctuation = "!$&'()*+,;=:@[]";
-
-using Allowed = std::array<bool, 256>;
-
-constexpr Allowed allowing(std::string_view punctuation) {
-    Allowed allowed{};
-    for (const char c : unreserved) allowed[static_cast<unsigned char>(c)] = true;
-    for (const char c : punctuation) allowed[static_cast<unsigned char>(c)] = true;
-    return allowed;
-}
-
-constexpr Allowed allowedInPath = allowing(pathPunctuation);
-constexpr Allowed allowedInQuery = allowing(queryPunctuation);
-constexpr Allowed allowedInAuthority = allowing(authorityPunctuation);
-
-int hexValue(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
-
-/// The byte that the escape at `index` stands for; -1 when there is none.
-int escapeAt(std::string_view text, std::size_t index) {
-    if (text[index] != '%' || index + 2 >= text.size()) return -1;
-    const int high = hexValue(text[index + 1]);
-    const int low = hexValue(text[index + 2]);
-    return high < 0 || low < 0 ? -1 : high * 16 + low;
-}
-
-enum class Escapes { encode, keep };
-
-void appendEncoded(std::string_view bytes, const Allowed& allowed, Escapes escapes, std::string& text) {
-    static constexpr char digits[] = "0123456789ABCDEF";
-    for (std::size_t index = 0; index < bytes.size(); ++index) {
-        const auto byte = static_cast<unsigned char>(bytes[index]);
-        if (allowed[byte] || (escapes == Escapes::keep && escapeAt(bytes, index) >= 0)) {
-            text += bytes[index];
-        } else {
-            text += '%';
-            text += digits[byte >> 4];
-            text += digits[byte & 15];
-        }
-    }
-}
+constexpr KeptBytes keptInPath = keepingUnreservedAnd("!$&'()*+,;=:@/");
+constexpr KeptBytes keptInQuery = keepingUnreservedAnd("!$&'()*+,;=:@/?");
+constexpr KeptBytes keptInAuthority = keepingUnreservedAnd("!$&'()*+,;=:@[]");
 
 /// `path` without the slashes at its end; a single one, the root, stays.
 std::string_view withoutSlashesAfterRoot(std::string_view path) {
@@ -79,7 +34,7 @@ Text decodedPath(std::string_view encoded) {
     std::string path;
     path.reserve(encoded.size());
     for (std::size_t index = 0; index < encoded.size(); ++index) {
-        const int byte = escapeAt(encoded, index);
+        const int byte = percentEscapeAt(encoded, index);
         if (byte <= 0 || byte == '/') {
             path += encoded[index];
         } else {
@@ -202,7 +157,7 @@ URL URL::fromPath(const Text& path, bool isDirectory) {
         // Where the working directory was removed the path stays relative: it must not name an item of "/".
         if (!folder.view().starts_with('/')) {
             std::string relative = "./";
-            appendEncoded(withoutSlashesAfterRoot(path.view()), allowedInPath, Escapes::encode, relative);
+            appendPercentEncoded(withoutSlashesAfterRoot(path.view()), keptInPath, PresentEscapes::encode, relative);
             return URL{Text{relative}, decodedPath(relative)};
         }
         absolute = Path::standardized(Path::appending(folder, path));
@@ -210,7 +165,7 @@ URL URL::fromPath(const Text& path, bool isDirectory) {
     const std::string_view trimmed = withoutSlashesAfterRoot(absolute.view());
     std::string text = "file://";
     text.reserve(text.size() + trimmed.size() + 16);
-    appendEncoded(trimmed, allowedInPath, Escapes::encode, text);
+    appendPercentEncoded(trimmed, keptInPath, PresentEscapes::encode, text);
     if (isDirectory && !text.ends_with('/')) text += '/';
     // NUL is the one byte whose escape is not decoded again.
     const bool holdsNUL = trimmed.find('\0') != std::string_view::npos;
@@ -225,18 +180,18 @@ std::optional<URL> URL::parse(const Text& text) {
     if (!isWellFormedAuthority(host)) return std::nullopt;
     std::string encoded{parts.prefix.substr(0, parts.prefix.size() - host.size())};
     encoded.reserve(text.byteCount() + 16);
-    appendEncoded(host, allowedInAuthority, Escapes::keep, encoded);
+    appendPercentEncoded(host, keptInAuthority, PresentEscapes::keep, encoded);
     const std::size_t pathBegin = encoded.size();
-    appendEncoded(parts.path, allowedInPath, Escapes::keep, encoded);
+    appendPercentEncoded(parts.path, keptInPath, PresentEscapes::keep, encoded);
     Text path = decodedPath(std::string_view{encoded}.substr(pathBegin));
     if (!parts.suffix.empty()) {
         // The first "?" or "#" opens the suffix; the first "#" in it opens the fragment and stands raw.
         const std::size_t hash = parts.suffix.find('#');
         const std::string_view query = parts.suffix.substr(0, hash);
-        appendEncoded(query, allowedInQuery, Escapes::keep, encoded);
+        appendPercentEncoded(query, keptInQuery, PresentEscapes::keep, encoded);
         if (hash != std::string_view::npos) {
             encoded += '#';
-            appendEncoded(parts.suffix.substr(hash + 1), allowedInQuery, Escapes::keep, encoded);
+            appendPercentEncoded(parts.suffix.substr(hash + 1), keptInQuery, PresentEscapes::keep, encoded);
         }
     }
     return URL{Text{encoded}, std::move(path)};
@@ -299,7 +254,7 @@ URL URL::appending(const Text& component, bool isDirectory) const {
         if (!path.ends_with('/')) path += '/';
         if (name.starts_with('/')) name.remove_prefix(1);
     }
-    appendEncoded(withoutSlashesAfterRoot(name), allowedInPath, Escapes::encode, path);
+    appendPercentEncoded(withoutSlashesAfterRoot(name), keptInPath, PresentEscapes::encode, path);
     if (isDirectory && !path.ends_with('/')) path += '/';
     return URL{joined(parts.prefix, path, parts.suffix), decodedPath(path)};
 }

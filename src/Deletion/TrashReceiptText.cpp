@@ -1,5 +1,6 @@
 #include "Deletion/TrashReceiptText.hpp"
 
+#include "Base/PercentCoding.hpp"
 #include "KestrelCore/Base/Path.hpp"
 
 #include <algorithm>
@@ -24,38 +25,16 @@ namespace {
 
 constexpr std::string_view heading = "[Kestrel Trash Receipt]";
 
-std::string encodedPath(const Text& path) {
-    std::string text;
-    for (const char c : path.view()) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte > 0x20 && byte < 0x7F && c != '%') {
-            text += c;
-        } else {
-            text += fmt::format("%{:02X}", byte);
-        }
-    }
-    return text;
-}
+constexpr KeptBytes keptInReceipt = keepingPrintable();
+
+std::string encodedPath(const Text& path) { return percentEncoded(path.view(), keptInReceipt); }
 
 std::optional<Text> decodedPath(std::string_view text) {
-    std::string bytes;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '%') {
-            bytes += text[i];
-            continue;
-        }
-        unsigned byte = 0;
-        if (i + 2 >= text.size()) return std::nullopt;
-        const char* begin = text.data() + i + 1;
-        const auto [end, error] = std::from_chars(begin, begin + 2, byte, 16);
-        if (error != std::errc{} || end != begin + 2 || byte == 0) return std::nullopt;
-        bytes += static_cast<char>(byte);
-        i += 2;
-    }
-    if (!bytes.starts_with('/')) return std::nullopt;
-    Text path{bytes};
+    const std::optional<std::string> bytes = percentDecoded(text);
+    if (!bytes || !bytes->starts_with('/')) return std::nullopt;
+    Text path{*bytes};
     // A receipt of ours holds the path as it was validated, byte by byte.
-    if (path.view() != bytes || Path::standardized(path).view() != bytes) return std::nullopt;
+    if (path.view() != *bytes || Path::standardized(path).view() != *bytes) return std::nullopt;
     return path;
 }
 

@@ -1,5 +1,6 @@
 #include "Platform/Linux/Trash/TrashFolder.hpp"
 
+#include "Base/PercentCoding.hpp"
 #include "Base/Random.hpp"
 #include "Platform/Linux/Removal/ItemLocation.hpp"
 #include "Platform/Linux/Removal/TrashStanding.hpp"
@@ -162,7 +163,7 @@ void TrashFolder::noteSize(const std::string& name, std::optional<std::uint64_t>
         const std::string_view line = rest.substr(0, end);
         rest.remove_prefix(std::min(end + 1, rest.size()));
         const std::size_t blank = line.rfind(' ');
-        const auto listed = blank == std::string_view::npos ? std::nullopt : percentDecodedPath(line.substr(blank + 1));
+        const auto listed = blank == std::string_view::npos ? std::nullopt : percentDecoded(line.substr(blank + 1));
         if (listed && *listed != name) updated.append(line).append("\n");
     }
     if (bytes) {

@@ -11,8 +11,6 @@ namespace KestrelCore {
 
 /// Every byte of a path but letters, digits, "-._~" and "/" as %XX.
 [[nodiscard]] std::string percentEncodedPath(std::string_view bytes);
-/// The bytes again; empty for a malformed escape or an encoded NUL.
-[[nodiscard]] std::optional<std::string> percentDecodedPath(std::string_view text);
 
 /// The text of an info file. `path` is absolute in the home trash, relative to the top of the volume elsewhere.
 [[nodiscard]] std::string trashInfoText(std::string_view path, const std::tm& localTime);
