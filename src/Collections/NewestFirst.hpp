@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Base/Parallel.hpp"
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
 #include "Snapshot/RecordStorage.hpp"
@@ -7,7 +8,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <future>
 #include <span>
 #include <utility>
 #include <vector>
@@ -30,9 +30,10 @@ template <typename Asset, typename MakeAsset>
     // go to do not, so each is asked for some steps ahead.
     constexpr std::size_t ahead = 8;
     constexpr std::size_t cacheLine = 64;
-    auto sorted = std::async([&] { return newestFirstPlaces(storage, indices); });
-    std::vector<Asset> assets(indices.size(), makeAsset(indices.front(), FileRecord{blankRecord()}));
-    const std::vector<std::uint32_t> places = sorted.get();  // sorted here where the system has no thread to give
+    std::vector<Asset> assets;
+    std::vector<std::uint32_t> places;
+    inParallel([&] { assets.resize(indices.size(), makeAsset(indices.front(), FileRecord{blankRecord()})); },
+               [&] { places = newestFirstPlaces(storage, indices); });
     storage.makeRecords(indices, [&](std::size_t position, FileRecord&& record) {
         const auto* soon = reinterpret_cast<char*>(&assets[places[std::min(position + ahead, places.size() - 1)]]);
         for (std::size_t offset = 0; offset < sizeof(Asset); offset += cacheLine) __builtin_prefetch(soon + offset, 1);

@@ -1,6 +1,7 @@
 #include "Snapshot/RecordStorage.hpp"
 
 #include "Base/FatalError.hpp"
+#include "Base/Parallel.hpp"
 #include "Base/SeededHash.hpp"
 #include "Base/TextScan.hpp"
 
@@ -8,7 +9,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <future>
 #include <limits>
 #include <ranges>
 #include <utility>
@@ -195,12 +195,9 @@ void RecordStorage::makeRecords(std::span<const std::uint32_t> indices, const Re
             }
         }
     };
-    const std::size_t middle = indices.size() < manyRecords ? indices.size() : indices.size() / 2;
-    // With the policy of the default, the work waits for `get` where the system has no thread to give.
-    std::future<void> other;
-    if (middle < indices.size()) other = std::async([&] { make(middle, indices.size()); });
-    make(0, middle);
-    if (other.valid()) other.get();
+    if (indices.size() < manyRecords) return make(0, indices.size());
+    const std::size_t middle = indices.size() / 2;
+    inParallel([&] { make(0, middle); }, [&] { make(middle, indices.size()); });
 }
 
 // Hashes and equality of paths. Since "/" takes part in no composition, a path is equal to another exactly when their

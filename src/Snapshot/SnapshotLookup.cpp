@@ -1,8 +1,9 @@
 #include "Snapshot/SnapshotLookup.hpp"
 
+#include "Base/Parallel.hpp"
+
 #include <algorithm>
 #include <bit>
-#include <future>
 #include <limits>
 
 namespace KestrelCore {
@@ -27,10 +28,7 @@ SnapshotLookup::SnapshotLookup(const RecordStorage& storage) {
         indexRecords(storage);
         return;
     }
-    // With the policy of the default, the work waits for `get` where the system has no thread to give.
-    std::future<void> records = std::async([&] { indexRecords(storage); });
-    indexChildren(storage);
-    records.get();
+    inParallel([&] { indexChildren(storage); }, [&] { indexRecords(storage); });
 }
 
 /// Finds folders with canonically equal paths. Only twins in different normal forms, or a name listed twice, make any.

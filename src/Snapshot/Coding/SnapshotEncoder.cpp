@@ -1,3 +1,4 @@
+#include "Base/Parallel.hpp"
 #include "KestrelCore/Snapshot/ValueJSON.hpp"
 #include "Snapshot/Coding/SnapshotCoding.hpp"
 #include "Snapshot/RecordStorage.hpp"
@@ -6,8 +7,6 @@
 
 #include <charconv>
 #include <cstring>
-#include <exception>
-#include <future>
 #include <string>
 #include <utility>
 #include <vector>
@@ -314,20 +313,16 @@ std::size_t encodedLength(const ScanSnapshot& snapshot) {
     // Half of it on another thread, where a thread is worth its while.
     constexpr std::size_t manyRecords = 50'000;
     const std::size_t middle = storage.size() < manyRecords ? 0 : storage.size() / 2;
-    // With the policy of the default, the work waits for `get` where the system has no thread to give.
-    std::future<std::size_t> firstHalf =
-        std::async(middle > 0 ? std::launch::async | std::launch::deferred : std::launch::deferred,
-                   [&] { return recordsLength(storage, 0, middle); });
+    std::size_t firstHalf = 0;
     std::size_t secondHalf = 0;
-    std::exception_ptr secondError;
-    try {
-        secondHalf = recordsLength(storage, middle, storage.size());
-    } catch (...) {
-        secondError = std::current_exception();
+    const auto measureSecond = [&] { secondHalf = recordsLength(storage, middle, storage.size()); };
+    if (middle == 0) {
+        measureSecond();
+    } else {
+        // Of what can't be written, the earlier in the text is what is told.
+        inParallel([&] { firstHalf = recordsLength(storage, 0, middle); }, measureSecond);
     }
-    // What can't be written earlier in the text is what is told.
-    const std::size_t recordsBytes = firstHalf.get() + secondHalf;
-    if (secondError) std::rethrow_exception(secondError);
+    const std::size_t recordsBytes = firstHalf + secondHalf;
     out.text(betweenRecordsAndIssues);
     bool isFirst = true;
     for (const ScanIssue& issue : snapshot.issues()) writeIssue(out, issue, std::exchange(isFirst, false));

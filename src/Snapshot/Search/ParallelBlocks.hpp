@@ -1,11 +1,11 @@
 #pragma once
 
+#include "Base/Parallel.hpp"
+
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
-#include <future>
 #include <thread>
-#include <vector>
 
 namespace KestrelCore {
 
@@ -39,12 +39,8 @@ void forEachBlock(std::size_t count, unsigned threads, const Work& work) {
             }
         }
     };
-    // With the policy of the default, a helper waits for `get` where the system has no thread to give, and finds
-    // nothing left to do then.
-    std::vector<std::future<void>> helpers;
-    for (unsigned thread = 1; thread < threads; ++thread) helpers.push_back(std::async(run, thread));
-    run(0);
-    for (std::future<void>& helper : helpers) helper.get();
+    // A helper that gets no thread finds nothing left to do.
+    onThreads(threads, run);
 }
 
 }  // namespace KestrelCore
