@@ -1,7 +1,9 @@
 #include "KestrelCore/Base/Path.hpp"
 
-#include <algorithm>
+#include "Base/PathComponents.hpp"
+
 #include <string>
+#include <vector>
 
 namespace KestrelCore {
 
@@ -35,17 +37,6 @@ Text fixingSlashes(const Text& path) {
 }
 
 bool isDots(std::string_view component) { return component == "." || component == ".."; }
-
-/// Calls `visit` with each non-empty component.
-template <typename Visit>
-void forEachComponent(std::string_view path, Visit visit) {
-    std::size_t begin = 0;
-    while (begin < path.size()) {
-        const std::size_t slash = std::min(path.find('/', begin), path.size());
-        if (slash > begin) visit(path.substr(begin, slash - begin));
-        begin = slash + 1;
-    }
-}
 
 bool isStandardized(std::string_view path) {
     if (path == "/") return true;

@@ -1,6 +1,6 @@
 #include "Collections/LibraryFolders.hpp"
 
-#include "Base/DotName.hpp"
+#include "Base/PathComponents.hpp"
 #include "KestrelCore/Base/Path.hpp"
 #include "Snapshot/SnapshotAccess.hpp"
 

@@ -1,5 +1,6 @@
 #include "KestrelCore/Deletion/DeletionMeasurement.hpp"
 
+#include "Base/ByteBudget.hpp"
 #include "KestrelCore/Base/FileIdentity.hpp"
 #include "KestrelCore/Base/Path.hpp"
 #include "Platform/FileStatus.hpp"
@@ -31,7 +32,7 @@ struct Measured {
 
 /// Sums of real disks stay far below the bound; a file system that claims more must not make the sum wrap.
 void add(std::int64_t& sum, std::int64_t bytes) {
-    constexpr std::int64_t most = std::int64_t{1} << 62;
+    constexpr std::int64_t most = ByteBudget::most;
     if (bytes > 0) sum = bytes > most - sum ? most : sum + bytes;
 }
 

@@ -1,6 +1,6 @@
 #include "KestrelCore/Deletion/DeletionPlan.hpp"
 
-#include "Base/DotName.hpp"
+#include "Base/PathComponents.hpp"
 #include "Deletion/DeletionGate.hpp"
 #include "KestrelCore/Deletion/SafetyPolicy.hpp"
 #include "Model/KindOfItem.hpp"

@@ -1,6 +1,6 @@
 #include "Deletion/SafetyRules.hpp"
 
-#include "Base/DotName.hpp"
+#include "Base/PathComponents.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
 #include "Platform/FileStatus.hpp"
 #include "Platform/HomeDirectory.hpp"
@@ -51,17 +51,6 @@ std::vector<std::string> forms(const std::vector<Text>& paths) {
 
 bool isASCII(std::string_view text) {
     return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
-
-/// Calls `visit` with each component of an absolute path.
-template <typename Visit>
-void forEachComponent(std::string_view path, Visit visit) {
-    std::size_t begin = 0;
-    while (begin < path.size()) {
-        const std::size_t end = std::min(path.find('/', begin), path.size());
-        if (end > begin) visit(path.substr(begin, end - begin));
-        begin = end + 1;
-    }
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 #include "Scanning/ScanWalk.hpp"
 
-#include "Base/DotName.hpp"
+#include "Base/PathComponents.hpp"
 #include "Base/TextScan.hpp"
 #include "KestrelCore/Base/Date.hpp"
 #include "KestrelCore/Base/Path.hpp"

@@ -1,5 +1,6 @@
 #include "Platform/Traversal.hpp"
 
+#include "Base/ByteBudget.hpp"
 #include "Platform/Linux/Walk/ReadAhead.hpp"
 
 #include <cerrno>
@@ -13,9 +14,6 @@
 namespace KestrelCore {
 
 namespace {
-
-/// No sum of real allocations comes near it; see `largestAllocation`.
-constexpr std::int64_t largestTotal = std::int64_t{1} << 62;
 
 class LinuxTraversal final : public Traversal {
 public:
@@ -73,12 +71,11 @@ private:
         ++entries_;
         const FolderEntry& entry = folder.piece->entries[folder.nextEntry++];
         if (entry.kind == TraversalEntry::Kind::noStatus) return give(entry, entry.kind, entry.errorNumber);
-        const bool isAbsurd = entry.status.allocatedBytes > largestTotal - totalBytes_;
-        if (isAbsurd) {
+        // No sum of real allocations comes near the bound; see also `largestAllocation`.
+        if (!totalBytes_.take(entry.status.allocatedBytes)) {
             if (entry.hasFolder) readAhead_->abandon(std::move(folder.piece->folders[folder.nextFolder++]));
             return give(entry, TraversalEntry::Kind::noStatus, EOVERFLOW);
         }
-        totalBytes_ += entry.status.allocatedBytes;
         isAtDirectory_ = entry.kind == TraversalEntry::Kind::directory;
         return give(entry, entry.kind, 0);
     }
@@ -133,7 +130,7 @@ private:
     int errorNumber_ = 0;
     std::size_t entries_ = 0;  ///< given so far
     const std::size_t mostEntries_;
-    std::int64_t totalBytes_ = 0;    ///< allocated, of all entries given
+    ByteBudget totalBytes_;          ///< allocated, of all entries given
     std::size_t releasedBytes_ = 0;  ///< of pieces that were freed since `ReadAhead` was last told
     TraversalEntry given_;
     CancellationToken::Registration stopsOnCancel_;
