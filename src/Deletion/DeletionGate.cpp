@@ -55,12 +55,16 @@ ExpectedItem DeletionGate::validated(const FileRecord& record) const {
     // The path that was validated must be the one that is removed, byte by byte.
     if (record.url().standardized().path().view() != record.path().view())
         throw KestrelError::staleItem(SafetyRules::changedMessage);
-    const auto place = guard_.placeTaken(record.path());
-    const bool isOwnPlace = place && *place < firstHostPlace_;
-    if (!isOwnPlace && guard_.isTrashTaken(record.path()))
-        throw KestrelError::safetyViolation(SafetyRules::protectedMessage);
-    if (place) throw KestrelError::safetyViolation(reasons_[*place]);
+    const DeletionGuard::Taken taken = guard_.taken(record.path());
+    // The library's own places come before the trash, and what the host named after it: the first reason is told.
+    const bool isOwnPlace = taken.place && *taken.place < firstHostPlace_;
+    if (taken.isTrash && !isOwnPlace) throw KestrelError::safetyViolation(SafetyRules::protectedMessage);
+    if (taken.place) throw KestrelError::safetyViolation(reasons_[*taken.place]);
     return expectedItem(record);
+}
+
+std::optional<Text> DeletionGate::mountObstacle(const FileRecord& record) const {
+    return guard_.mountObstacle(record.path());
 }
 
 }  // namespace KestrelCore

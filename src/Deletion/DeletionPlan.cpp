@@ -50,7 +50,8 @@ DeletionPlan::~DeletionPlan() = default;
 std::optional<KestrelError> DeletionPlan::objection(const FileRecord& record) const {
     try {
         (void)gate_->validated(record);
-        return std::nullopt;
+        const auto obstacle = gate_->mountObstacle(record);
+        return obstacle ? std::optional{KestrelError::unavailable(*obstacle)} : std::nullopt;
     } catch (const KestrelError& error) {
         return error;
     }

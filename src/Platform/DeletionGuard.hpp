@@ -12,7 +12,8 @@ namespace KestrelCore {
 class PlacesOnDisk;
 
 /// Knows which items would take a guarded place along, by whatever path either is reached: links, bind mounts and
-/// layered file systems lead around nothing. Looks the places up once; immutable; any thread. Blocks on the disk.
+/// layered file systems lead around nothing. Looks the places up once, when it is made, so that it serves one request;
+/// the items it is asked about are looked at each time. Immutable; any thread. Blocks on the disk.
 class DeletionGuard {
 public:
     explicit DeletionGuard(std::vector<GuardedPlace> places);
@@ -20,14 +21,23 @@ public:
     DeletionGuard& operator=(const DeletionGuard&) = delete;
     ~DeletionGuard();
 
-    /// The first place, by its index, that the item at `path` is or holds, or lies in where the content is guarded.
-    /// Nothing for a path that names no item.
-    [[nodiscard]] std::optional<std::size_t> placeTaken(const Text& path) const;
-    /// Whether the item is a trash of this system, holds one or lies in one: the home trash or one of a volume.
-    [[nodiscard]] bool isTrashTaken(const Text& path) const;
+    /// What an item would take along.
+    struct Taken {
+        /// The first place, by its index, that the item is or holds, or lies in where the content is guarded.
+        std::optional<std::size_t> place;
+        /// Whether it is a trash of this system, holds one or lies in one: the home trash or one of a volume.
+        bool isTrash = false;
+    };
+    /// Nothing is taken along by a path that names no item.
+    [[nodiscard]] Taken taken(const Text& path) const;
+
+    /// Why nothing is removed there: a file system is mounted on the item or in it, or the system does not tell whether
+    /// one is. A finished sentence; empty when neither holds, and for what no mount table shows, such as subvolumes.
+    [[nodiscard]] std::optional<Text> mountObstacle(const Text& path) const;
 
 private:
     std::unique_ptr<const PlacesOnDisk> places_;
+    std::unique_ptr<const PlacesOnDisk> homeTrash_;
 };
 
 }  // namespace KestrelCore

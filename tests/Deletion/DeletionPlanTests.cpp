@@ -2,13 +2,18 @@
 
 #include "KestrelCore/Deletion/DeletionCoordinator.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
+#include "support/ChildProcess.hpp"
 #include "support/DiskRecord.hpp"
 #include "support/EnvironmentSetting.hpp"
+#include "support/SupervisedCalls.hpp"
 #include "support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
+#include <sys/mount.h>
+#include <sys/syscall.h>
 
 namespace KestrelCore {
 
@@ -70,6 +75,34 @@ TEST(DeletionPlan, tellsAChangedItemFromARefusedOne) {
     const auto blocked = objectionToBoth(diskRecord("/System/x"));
     ASSERT_TRUE(blocked);
     EXPECT_EQ(blocked->errorCase(), KestrelError::Case::safetyViolation);
+}
+
+TEST(DeletionPlan, saysThatAFileSystemIsMountedOnAnItemOrInIt) {
+    const TemporaryFolder folder;
+    const std::string inner = folder.makeFolder("item/inner");
+    const FileRecord outer = diskRecord(folder / "item");
+    folder.makeFolder("item inner");
+    const FileRecord namesake = diskRecord(folder / "item inner");
+    inChild(ChildSetting::mountNamespace, [&] {
+        ASSERT_EQ(::mount("none", inner.c_str(), "tmpfs", 0, nullptr), 0);
+        const KestrelError mounted = KestrelError::unavailable("A file system is mounted on it or in it.");
+        EXPECT_EQ(DeletionPlan{}.objection(outer), mounted);
+        EXPECT_EQ(DeletionPlan{}.objection(diskRecord(inner)), mounted);
+        EXPECT_EQ(DeletionPlan{}.objection(namesake), std::nullopt);
+    });
+}
+
+TEST(DeletionPlan, objectsWhereTheSystemDoesNotTellWhatIsMounted) {
+    const TemporaryFolder folder;
+    const FileRecord record = diskRecord(folder.makeFile("a"));
+    std::optional<KestrelError> objection;
+    const bool isSupervised = runSupervised(
+        {SYS_openat}, [&] { objection = DeletionPlan{}.objection(record); },
+        [](const SystemCall& call) {
+            return call.text(1) == "/proc/self/mountinfo" ? std::optional{ENOENT} : std::nullopt;
+        });
+    if (!isSupervised) GTEST_SKIP() << "System calls can't be supervised here";
+    EXPECT_EQ(objection, KestrelError::unavailable("Without /proc the system does not tell what is mounted in it."));
 }
 
 }  // namespace KestrelCore

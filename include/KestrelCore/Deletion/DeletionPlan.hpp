@@ -34,8 +34,8 @@ public:
 
     /// Why a removal would be refused now: `safetyViolation` for what is never removed (what is or holds a home
     /// directory, a trash, the running program or a protected place, under any path), `staleItem` for what is gone or
-    /// no longer the item of the record. Empty when it would not. Removing asks again, and may fail for reasons of the
-    /// system's.
+    /// no longer the item of the record, `unavailable` where a file system is mounted on the item or in it. Empty when
+    /// it would not. Removing asks again, and may fail for other reasons of the system's.
     [[nodiscard]] std::optional<KestrelError> objection(const FileRecord& record) const;
     /// The same as a finished sentence.
     [[nodiscard]] std::optional<Text> refusal(const FileRecord& record) const;

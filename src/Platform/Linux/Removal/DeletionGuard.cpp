@@ -9,25 +9,24 @@
 namespace KestrelCore {
 
 DeletionGuard::DeletionGuard(std::vector<GuardedPlace> places)
-    : places_{std::make_unique<const PlacesOnDisk>(std::move(places))} {}
+    : places_{std::make_unique<const PlacesOnDisk>(std::move(places))},
+      homeTrash_{std::make_unique<const PlacesOnDisk>(homeTrashOnDisk())} {}
 
 DeletionGuard::~DeletionGuard() = default;
 
-std::optional<std::size_t> DeletionGuard::placeTaken(const Text& path) const {
+DeletionGuard::Taken DeletionGuard::taken(const Text& path) const {
     try {
-        const auto relation = places_->relation(locateItem(URL::fromPath(path), FileOperation::remove));
-        return relation ? std::optional{relation->place} : std::nullopt;
+        const ItemLocation item = locateItem(URL::fromPath(path), FileOperation::remove);
+        const auto relation = places_->relation(item);
+        return {.place = relation ? std::optional{relation->place} : std::nullopt,
+                .isTrash = standingToTrash(item, *homeTrash_).has_value()};
     } catch (const PlatformError&) {
-        return std::nullopt;
+        return {};
     }
 }
 
-bool DeletionGuard::isTrashTaken(const Text& path) const {
-    try {
-        return standingToTrash(locateItem(URL::fromPath(path), FileOperation::remove)).has_value();
-    } catch (const PlatformError&) {
-        return false;
-    }
+std::optional<Text> DeletionGuard::mountObstacle(const Text& path) const {
+    return mountSentence(places_->mounts(), path.view());
 }
 
 }  // namespace KestrelCore

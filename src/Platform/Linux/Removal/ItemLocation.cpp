@@ -1,7 +1,6 @@
 #include "Platform/Linux/Removal/ItemLocation.hpp"
 
 #include "Base/RefusalSentences.hpp"
-#include "Platform/Linux/MountTable.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -45,6 +44,8 @@ std::optional<std::vector<std::string>> plainComponents(std::string_view path) {
 FileIdentity identityOf(const struct stat& status) {
     return {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)};
 }
+
+constexpr const char* mountedSentence = "A file system is mounted on it or in it.";
 
 PlatformError refusal(const Text& sentence) {
     return {PlatformError::Domain::fileManager, PlatformError::fileWriteUnknown, sentence};
@@ -133,7 +134,7 @@ PlatformError changedItemError() { return refusal(changedItemSentence); }
 PlatformError protectedTrashError() { return refusal(protectedTrashSentence); }
 
 PlatformError mountedItemError(const ItemLocation& item, FileOperation operation) {
-    return withSentence(fileManagerError(operation, item.text(), EBUSY), "A file system is mounted on it or in it.");
+    return withSentence(fileManagerError(operation, item.text(), EBUSY), mountedSentence);
 }
 
 PlatformError withSentence(const PlatformError& error, const Text& sentence) {
@@ -147,12 +148,16 @@ PlatformError itemError(FileOperation operation, const ItemLocation& item, int e
     return withSentence(error, Text::concatenating({systemErrorText(errorNumber).view(), "."}));
 }
 
+std::optional<Text> mountSentence(const std::optional<MountTable>& mounts, std::string_view place) {
+    if (!mounts) return "Without /proc the system does not tell what is mounted in it.";
+    return mounts->hasMountAtOrBelow(place) ? std::optional<Text>{mountedSentence} : std::nullopt;
+}
+
 std::optional<PlatformError> mountRefusal(const ItemLocation& item, std::string_view place, FileOperation operation) {
     const auto mounts = MountTable::current();
-    if (!mounts)
-        return withSentence(fileManagerError(operation, item.text(), ENOSYS),
-                            "Without /proc the system does not tell what is mounted in it.");
-    return mounts->hasMountAtOrBelow(place) ? std::optional{mountedItemError(item, operation)} : std::nullopt;
+    const auto sentence = mountSentence(mounts, place);
+    if (!sentence) return std::nullopt;
+    return withSentence(fileManagerError(operation, item.text(), mounts ? EBUSY : ENOSYS), *sentence);
 }
 
 void refuseMounts(const ItemLocation& item, FileOperation operation) {

@@ -4,6 +4,7 @@
 #include "KestrelCore/Base/FileIdentity.hpp"
 #include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
+#include "Platform/Linux/MountTable.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 
 #include <cstdint>
@@ -57,8 +58,10 @@ struct ItemLocation {
 /// The error of `operation` for an errno value; where the sentence does not tell the reason, the reason follows.
 [[nodiscard]] PlatformError itemError(FileOperation operation, const ItemLocation& item, int errorNumber);
 
-/// The refusal of an item that now stands at `place` (raw, absolute, free of links) when something is mounted there or
-/// below, or when the system does not tell.
+/// Why an item at `place` (raw, absolute, free of links) is not to be taken away: something is mounted there or below,
+/// or the system gave no table that would tell. A finished sentence.
+[[nodiscard]] std::optional<Text> mountSentence(const std::optional<MountTable>& mounts, std::string_view place);
+/// The refusal of an item that now stands at `place`, for that reason.
 [[nodiscard]] std::optional<PlatformError> mountRefusal(const ItemLocation& item, std::string_view place,
                                                         FileOperation operation);
 /// Throws that for the place where the item was found.

@@ -5,10 +5,13 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <climits>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
+#include <unordered_map>
 #include <utility>
 
 // Whether a folder holds the home directory can't be read off two paths: bind mounts, links and layered file systems
@@ -25,6 +28,10 @@
 //
 // Where mounts lie on the way, the spots of their mount points count as well. A folder of an overlay has further spots,
 // in the layers that it is made of.
+//
+// The ways to some fifty places share most of their folders, so each path is asked about once, in one call that tells
+// identity and mount together. A folder that somebody exchanges in between is told as it was or as it is then, as with
+// any lookup; what an item itself is, is asked at each item anew.
 
 namespace KestrelCore {
 
@@ -51,11 +58,49 @@ std::vector<std::string> reversedComponents(std::string_view path) {
 }
 
 std::optional<std::string> linkTarget(int link) {
+    // An empty path means the link that is open itself.
     std::string target(PATH_MAX, '\0');
     const ssize_t size = ::readlinkat(link, "", target.data(), target.size());
     if (size <= 0) return std::nullopt;
     target.resize(static_cast<std::size_t>(size));
     return target;
+}
+
+/// Opens the item at a path without links component by component, so that the path may be longer than a call takes.
+FileDescriptor openedStepwise(std::string_view path) {
+    constexpr int flags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
+    FileDescriptor at{::open("/", flags)};
+    std::vector<std::string> ahead = reversedComponents(path);
+    for (; at.isOpen() && !ahead.empty(); ahead.pop_back())
+        at = FileDescriptor{::openat(at.get(), ahead.back().c_str(), flags)};
+    return at;
+}
+
+/// What stands at a path.
+struct Sight {
+    FileIdentity identity;
+    std::optional<std::uint64_t> mount;
+    bool isLink = false;
+};
+
+/// Nothing when nothing is there, or nothing that this process may see.
+std::optional<Sight> look(const std::string& path) {
+#ifdef STATX_MNT_ID
+    struct statx found {};
+    constexpr int flags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT;
+    if (::statx(AT_FDCWD, path.c_str(), flags, STATX_TYPE | STATX_INO | STATX_MNT_ID, &found) == 0) {
+        if ((found.stx_mask & STATX_MNT_ID) != 0)
+            return Sight{{makedev(found.stx_dev_major, found.stx_dev_minor), found.stx_ino},
+                         found.stx_mnt_id,
+                         S_ISLNK(found.stx_mode)};
+    } else if (errno == ENOENT || errno == ENOTDIR) {
+        return std::nullopt;
+    }
+#endif
+    const FileDescriptor opened = openedStepwise(path);
+    struct stat status {};
+    if (!opened.isOpen() || ::fstat(opened.get(), &status) != 0) return std::nullopt;
+    return Sight{identityOf(status), mountIdentifier(opened.get()), S_ISLNK(status.st_mode)};
 }
 
 /// One folder on the way to a place.
@@ -121,11 +166,34 @@ bool holdsTrashFolder(const std::string& path) {
 
 }  // namespace
 
+/// What one lookup of all places has seen so far.
+class PlacesOnDisk::Lookup {
+public:
+    /// What stands at `path`, which leads through no link.
+    const std::optional<Sight>& at(const std::string& path) {
+        const auto [entry, isNew] = sights_.try_emplace(path);
+        if (isNew) entry->second = look(path);
+        return entry->second;
+    }
+    /// Whether a layer of an overlay is a folder here.
+    bool isFolder(const std::string& layer) {
+        const auto [entry, isNew] = layers_.try_emplace(layer);
+        struct stat status {};
+        if (isNew) entry->second = ::stat(layer.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+        return entry->second;
+    }
+
+private:
+    std::unordered_map<std::string, std::optional<Sight>> sights_;
+    std::unordered_map<std::string, bool> layers_;
+};
+
 PlacesOnDisk::PlacesOnDisk(std::vector<GuardedPlace> places)
     : places_{std::move(places)}, table_{MountTable::current()} {
+    Lookup lookup;
     for (const GuardedPlace& place : places_) {
         Found found{.place = place, .identity = {}, .ways = {}, .spots = {}, .ownSpots = {}};
-        follow(found, place.path, 0);
+        follow(lookup, found, place.path, 0);
         if (place.isOnlyIfThere && !found.identity)
             found = {.place = place, .identity = {}, .ways = {}, .spots = {}, .ownSpots = {}};
         found_.push_back(std::move(found));
@@ -133,12 +201,10 @@ PlacesOnDisk::PlacesOnDisk(std::vector<GuardedPlace> places)
 }
 
 /// Goes the way to `path` as the system does, and notes what it meets.
-void PlacesOnDisk::follow(Found& found, std::string_view path, int depth) const {
-    constexpr int flags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
-    FileDescriptor at{::open("/", flags)};
-    struct stat status {};
-    if (!path.starts_with('/') || !at.isOpen() || ::fstat(at.get(), &status) != 0) return;
-    std::vector<Step> steps{{identityOf(status), mountIdentifier(at.get()), ""}};
+void PlacesOnDisk::follow(Lookup& lookup, Found& found, std::string_view path, int depth) const {
+    const auto root = lookup.at("/");
+    if (!path.starts_with('/') || !root) return;
+    std::vector<Step> steps{{root->identity, root->mount, ""}};
     const auto noteSpot = [&](const std::optional<Spot>& spot) {
         if (spot) found.spots.push_back(*spot);
     };
@@ -155,33 +221,27 @@ void PlacesOnDisk::follow(Found& found, std::string_view path, int depth) const 
         const std::string name = ahead.back();
         if (name == "..") {
             ahead.pop_back();
-            if (steps.size() == 1) continue;
-            at = FileDescriptor{::openat(at.get(), "..", flags)};
-            if (!at.isOpen()) return noteSteps();
-            steps.pop_back();
+            // The way behind has no links in it, so that the folder above is the one it came through.
+            if (steps.size() > 1) steps.pop_back();
             continue;
         }
-        FileDescriptor next{::openat(at.get(), name.c_str(), flags)};
-        isThere = next.isOpen() && ::fstat(next.get(), &status) == 0;
+        const std::string next = steps.back().path + "/" + name;
+        const std::optional<Sight>& sight = lookup.at(next);
+        isThere = sight.has_value();
         if (!isThere) break;
         ahead.pop_back();
-        if (S_ISLNK(status.st_mode)) {
+        if (sight->isLink) {
             // Whoever takes the link, or a folder above it, takes the way to the place.
             noteSteps();
-            found.ways.push_back(identityOf(status));
-            noteSpot(spot(steps.back().mount, steps.back().path + "/" + name));
-            const auto target = linkTarget(next.get());
+            found.ways.push_back(sight->identity);
+            noteSpot(spot(steps.back().mount, next));
+            const auto target = linkTarget(openedStepwise(next).get());
             if (!target || ++links > mostLinks) return;
-            if (target->starts_with('/')) {
-                at = FileDescriptor{::open("/", flags)};
-                if (!at.isOpen()) return;
-                steps.resize(1);
-            }
+            if (target->starts_with('/')) steps.resize(1);
             for (std::string& component : reversedComponents(*target)) ahead.push_back(std::move(component));
             continue;
         }
-        steps.push_back({identityOf(status), mountIdentifier(next.get()), steps.back().path + "/" + name});
-        at = std::move(next);
+        steps.push_back({sight->identity, sight->mount, next});
     }
     noteSteps();
     if (isThere && depth == 0) found.identity = steps.back().identity;
@@ -198,17 +258,17 @@ void PlacesOnDisk::follow(Found& found, std::string_view path, int depth) const 
     }
     const Mount* mount = table_ && steps.back().mount ? table_->find(*steps.back().mount) : nullptr;
     if (mount != nullptr && depth < mostLayers) {
-        if (const auto rest = below(end, mount->point)) followLayers(found, *mount, *rest, depth + 1);
+        if (const auto rest = below(end, mount->point)) followLayers(lookup, found, *mount, *rest, depth + 1);
     }
 }
 
-void PlacesOnDisk::followLayers(Found& found, const Mount& mount, std::string_view rest, int depth) const {
+void PlacesOnDisk::followLayers(Lookup& lookup, Found& found, const Mount& mount, std::string_view rest,
+                                int depth) const {
     for (const std::string& layer : layersOf(mount, false)) {
         // A layer that another root of the system knows by this name may be anything here.
-        struct stat status {};
-        if (::stat(layer.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) continue;
+        if (!lookup.isFolder(layer)) continue;
         const std::string root = mount.root == "/" ? std::string{} : mount.root;
-        follow(found, layer + root + std::string{rest}, depth);
+        follow(lookup, found, layer + root + std::string{rest}, depth);
     }
 }
 

@@ -17,7 +17,7 @@ namespace KestrelCore {
 /// Where guarded places are: not only by their names, but as folders of file systems. Immutable; any thread.
 class PlacesOnDisk {
 public:
-    /// Looks the places up now.
+    /// Looks the places up now, each folder on the ways to them once.
     explicit PlacesOnDisk(std::vector<GuardedPlace> places);
 
     /// How an item stands to a place.
@@ -34,7 +34,11 @@ public:
     /// well.
     [[nodiscard]] std::optional<Standing> standingToVolumeTrash(const ItemLocation& item) const;
 
+    /// The mounts at that time; empty when the system does not tell.
+    [[nodiscard]] const std::optional<MountTable>& mounts() const { return table_; }
+
 private:
+    class Lookup;
     /// A folder or file by its place in its file system, whatever mounts show it.
     struct Spot {
         std::string device;
@@ -47,8 +51,8 @@ private:
         std::vector<Spot> spots;               ///< of the place, and of the mounts and links on the way
         std::vector<Spot> ownSpots;            ///< of the place alone
     };
-    void follow(Found& found, std::string_view path, int depth) const;
-    void followLayers(Found& found, const Mount& mount, std::string_view rest, int depth) const;
+    void follow(Lookup& lookup, Found& found, std::string_view path, int depth) const;
+    void followLayers(Lookup& lookup, Found& found, const Mount& mount, std::string_view rest, int depth) const;
     [[nodiscard]] std::optional<Spot> spot(std::optional<std::uint64_t> mount, std::string_view path) const;
     [[nodiscard]] std::optional<std::vector<Spot>> itemSpots(const ItemLocation& item) const;
     [[nodiscard]] std::optional<Relation> relation(const ItemLocation& item, const std::vector<Spot>& spots) const;

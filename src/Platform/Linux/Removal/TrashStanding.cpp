@@ -31,10 +31,11 @@ std::string homeTrashPath() {
     return currentHomeDirectory().string() + "/.local/share/Trash";
 }
 
-std::optional<PlacesOnDisk::Standing> standingToTrash(const ItemLocation& item) {
-    const PlacesOnDisk places{{{.path = homeTrashPath(), .withContent = true}}};
-    if (const auto relation = places.relation(item)) return relation->standing;
-    return places.standingToVolumeTrash(item);
+PlacesOnDisk homeTrashOnDisk() { return PlacesOnDisk{{{.path = homeTrashPath(), .withContent = true}}}; }
+
+std::optional<PlacesOnDisk::Standing> standingToTrash(const ItemLocation& item, const PlacesOnDisk& homeTrash) {
+    if (const auto relation = homeTrash.relation(item)) return relation->standing;
+    return homeTrash.standingToVolumeTrash(item);
 }
 
 }  // namespace KestrelCore

@@ -12,8 +12,12 @@ namespace KestrelCore {
 /// need not exist.
 [[nodiscard]] std::string homeTrashPath();
 
+/// That folder on the disk, looked up now.
+[[nodiscard]] PlacesOnDisk homeTrashOnDisk();
+
 /// How the item stands to the home trash or to one at the top of a volume, by whatever path; nothing when it has to do
 /// with none. A home trash that does not exist yet counts.
-[[nodiscard]] std::optional<PlacesOnDisk::Standing> standingToTrash(const ItemLocation& item);
+[[nodiscard]] std::optional<PlacesOnDisk::Standing> standingToTrash(const ItemLocation& item,
+                                                                    const PlacesOnDisk& homeTrash = homeTrashOnDisk());
 
 }  // namespace KestrelCore
