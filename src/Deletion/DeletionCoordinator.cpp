@@ -60,8 +60,8 @@ public:
             // Only now: a refusal says what the policy says, and nothing is looked at for its sake.
             leftover = leftoverSentence(record);
             if (request_.mode == DeletionMode::permanent) {
-                state_.fileManager->removeItem(record.url(), expected, cancellation_);
-                result.message = "Permanently removed.";
+                const auto remark = state_.fileManager->removeItem(record.url(), expected, cancellation_);
+                result.message = withRemark("Permanently removed.", remark);
             } else {
                 if (const auto place = state_.fileManager->trashItem(record.url(), expected, cancellation_))
                     result.resultingPath = place->path();
@@ -84,6 +84,10 @@ public:
     }
 
 private:
+    static Text withRemark(const Text& message, const std::optional<Text>& remark) {
+        return remark ? Text::concatenating({message.view(), " ", remark->view()}) : message;
+    }
+
     static Text message(const FileRecord& record, bool isRefused, const Text& description) {
         if (!isRefused || !isApplication(record)) return description;
         // The half of an application that is gone must be told whatever stopped the rest.

@@ -35,6 +35,7 @@ public:
     std::vector<std::optional<ExpectedItem>> expectations;
     std::function<void()> failure = [] {};  ///< throws what the operation is to fail with
     std::optional<URL> trashPlace;
+    std::optional<Text> remark;  ///< what a removal leaves behind
 
     std::optional<URL> trashItem(const URL& url, const std::optional<ExpectedItem>& expected,
                                  const CancellationToken&) override {
@@ -43,10 +44,12 @@ public:
         expectations.push_back(expected);
         return trashPlace;
     }
-    void removeItem(const URL& url, const std::optional<ExpectedItem>& expected, const CancellationToken&) override {
+    std::optional<Text> removeItem(const URL& url, const std::optional<ExpectedItem>& expected,
+                                   const CancellationToken&) override {
         failure();
         removed.push_back(url.path().string());
         expectations.push_back(expected);
+        return remark;
     }
 
     [[nodiscard]] bool isReadable(const Text&) const override { return false; }
@@ -256,6 +259,13 @@ TEST_F(DeletionCoordinatorTest, stopsAfterACancellation) {
     EXPECT_EQ(coordinator.execute({records, DeletionMode::permanent, "DELETE"}, cancel, cancellation).size(), 1U);
     EXPECT_TRUE(coordinator.execute({records, DeletionMode::permanent, "DELETE"}, cancel, cancellation).empty());
     EXPECT_EQ(fileManager->removed.size(), 1U);
+}
+
+TEST_F(DeletionCoordinatorTest, passesOnWhatARemovalLeavesBehind) {
+    fileManager->remark = "Something stays.";
+    const DeletionItemResult result = permanently({diskRecord(file("a"))}).front();
+    EXPECT_TRUE(result.succeeded);
+    EXPECT_EQ(result.message, "Permanently removed. Something stays.");
 }
 
 TEST_F(DeletionCoordinatorTest, runsOneRequestAtATime) {

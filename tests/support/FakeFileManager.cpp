@@ -251,8 +251,8 @@ std::optional<URL> FakeFileManager::trashItem(const URL& url, const std::optiona
     return URL::fromPath(to, isFolder);
 }
 
-void FakeFileManager::removeItem(const URL& url, const std::optional<ExpectedItem>& expected,
-                                 const CancellationToken& cancellation) {
+std::optional<Text> FakeFileManager::removeItem(const URL& url, const std::optional<ExpectedItem>& expected,
+                                                const CancellationToken& cancellation) {
     const Text path = url.path();
     int error = injectedError(Operation::remove, path);
     if (error == 0) error = errorForTakingAway(path);
@@ -260,6 +260,7 @@ void FakeFileManager::removeItem(const URL& url, const std::optional<ExpectedIte
     if (error != 0) throw fileManagerError(FileOperation::remove, path, error);
     checkExpected(path, expected);
     erase(*resolved(path, false));
+    return std::nullopt;
 }
 
 }  // namespace KestrelCore

@@ -61,8 +61,8 @@ public:
     /// Moves the item to the folder ".Trash" of the home directory.
     std::optional<URL> trashItem(const URL& url, const std::optional<ExpectedItem>& expected,
                                  const CancellationToken& cancellation) override;
-    void removeItem(const URL& url, const std::optional<ExpectedItem>& expected,
-                    const CancellationToken& cancellation) override;
+    std::optional<Text> removeItem(const URL& url, const std::optional<ExpectedItem>& expected,
+                                   const CancellationToken& cancellation) override;
     [[nodiscard]] Text homeDirectory() const override { return home_; }
 
 private:

@@ -68,9 +68,10 @@ public:
     /// Removes an item, a folder with everything in it, for good: never through a link, never across a mount. The
     /// first failure stops and is thrown; what was removed stays removed. An item that is not as `expected` stays,
     /// with the same failure as of `trashItem`. A cancellation stops like a failure (ECANCELED beneath): what is left
-    /// has its old place, and the sentence tells whether something is gone.
-    virtual void removeItem(const URL& url, const std::optional<ExpectedItem>& expected = std::nullopt,
-                            const CancellationToken& cancellation = {}) = 0;
+    /// has its old place, and the sentence tells whether something is gone. Returns a finished sentence about what the
+    /// removal had to leave beside the item's place although the item is gone; mostly there is none.
+    virtual std::optional<Text> removeItem(const URL& url, const std::optional<ExpectedItem>& expected = std::nullopt,
+                                           const CancellationToken& cancellation = {}) = 0;
 
     /// The current user's home directory: standardised, no trailing slash.
     [[nodiscard]] virtual Text homeDirectory() const = 0;

@@ -113,9 +113,9 @@ public:
         return moveToTrash(url, expected, cancellation);
     }
 
-    void removeItem(const URL& url, const std::optional<ExpectedItem>& expected,
-                    const CancellationToken& cancellation) override {
-        removeSafely(url, expected, cancellation);
+    std::optional<Text> removeItem(const URL& url, const std::optional<ExpectedItem>& expected,
+                                   const CancellationToken& cancellation) override {
+        return removeSafely(url, expected, cancellation);
     }
 
     [[nodiscard]] Text homeDirectory() const override { return currentHomeDirectory(); }

@@ -1,9 +1,11 @@
 #pragma once
 
 #include "KestrelCore/Base/PlatformError.hpp"
+#include "KestrelCore/Base/Text.hpp"
 #include "Platform/Linux/Removal/ItemLocation.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -17,7 +19,7 @@ public:
     explicit HiddenItem(const ItemLocation& item) : item_{item} {}
     HiddenItem(const HiddenItem&) = delete;
     HiddenItem& operator=(const HiddenItem&) = delete;
-    ~HiddenItem() { removePrivateFolder(); }
+    ~HiddenItem() { (void)removeFolder(); }
 
     /// Moves it there. 0, or the errno value; nothing has changed then.
     [[nodiscard]] int hide();
@@ -26,16 +28,17 @@ public:
     [[nodiscard]] int folder() const { return isInPrivateFolder_ ? privateFolder_.get() : item_.folder.get(); }
     [[nodiscard]] const std::string& name() const { return isRenamed_ ? hiddenName_ : item_.name; }
 
-    /// Gives it its place back; `error` says so in a further sentence when that is taken by now.
+    /// Gives it its place back and takes the folder away; `error` says so in a further sentence when either fails.
     [[nodiscard]] PlatformError giveBack(const PlatformError& error);
+    /// Takes the folder away, once the item is gone. A sentence that names it when it stays all the same.
+    [[nodiscard]] std::optional<Text> removeFolder();
 
 private:
-    [[nodiscard]] int drawName();
     [[nodiscard]] bool makePrivateFolder();
-    void removePrivateFolder();
 
     const ItemLocation& item_;
-    std::string hiddenName_;  ///< of the private folder, or of the item itself
+    std::string folderName_;  ///< of the private folder
+    std::string hiddenName_;  ///< of the item where it can't have one
     FileDescriptor privateFolder_;
     bool hasPrivateFolder_ = false;
     bool isInPrivateFolder_ = false;

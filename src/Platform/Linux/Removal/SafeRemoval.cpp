@@ -45,25 +45,38 @@ int unlinkHidden(const HiddenItem& hidden, int flags) {
 
 PlatformError cancelledError(const ItemLocation& item) { return itemError(FileOperation::remove, item, ECANCELED); }
 
-void removeFile(const ItemLocation& item, const struct stat& status, const CancellationToken& cancellation) {
+/// Why the hidden item must stay: it can't be looked at any more, or it is another one. Nothing when `isIt` knows it.
+template <typename Recognition>
+std::optional<PlatformError> objection(const ItemLocation& item, const HiddenItem& hidden, const Recognition& isIt) {
+    const auto found = statusIn(hidden.folder(), hidden.name());
+    if (!found && errno != ENOENT) return itemError(FileOperation::remove, item, errno);
+    return found && isIt(*found) ? std::nullopt : std::optional{changedItemError()};
+}
+
+std::optional<Text> removeFile(const ItemLocation& item, const struct stat& status,
+                               const CancellationToken& cancellation) {
     const HeldItem held{item, status};
     HiddenItem hidden{item};
-    if (const int error = hidden.hide()) throw itemError(FileOperation::remove, item, error);
-    if (!held.is(statusIn(hidden.folder(), hidden.name()))) throw hidden.giveBack(changedItemError());
+    if (const int error = hidden.hide()) throw hidden.giveBack(itemError(FileOperation::remove, item, error));
+    if (const auto refusal = objection(item, hidden, [&held](const auto& found) { return held.is(found); }))
+        throw hidden.giveBack(*refusal);
     if (cancellation.isCancelled()) throw hidden.giveBack(cancelledError(item));
     if (const int error = unlinkHidden(hidden, 0)) throw hidden.giveBack(itemError(FileOperation::remove, item, error));
+    return hidden.removeFolder();
 }
 
 /// A folder that may not be listed can go when it is empty.
-void removeUnreadableFolder(const ItemLocation& item, const struct stat& status) {
+std::optional<Text> removeUnreadableFolder(const ItemLocation& item, const struct stat& status) {
     const HeldItem held{item, status};
     HiddenItem hidden{item};
-    if (const int error = hidden.hide()) throw itemError(FileOperation::remove, item, error);
-    if (!held.is(statusIn(hidden.folder(), hidden.name()))) throw hidden.giveBack(changedItemError());
+    if (const int error = hidden.hide()) throw hidden.giveBack(itemError(FileOperation::remove, item, error));
+    if (const auto refusal = objection(item, hidden, [&held](const auto& found) { return held.is(found); }))
+        throw hidden.giveBack(*refusal);
     if (const int error = unlinkHidden(hidden, AT_REMOVEDIR)) {
         const int reason = error == ENOTEMPTY || error == EEXIST ? EACCES : error;
         throw hidden.giveBack(itemError(FileOperation::remove, item, reason));
     }
+    return hidden.removeFolder();
 }
 
 /// A path can be as long as the disk is large; a message shows its end.
@@ -82,6 +95,14 @@ PlatformError stoppedError(const ItemLocation& item, const FolderEmptier& emptie
                                     path, "”: ", systemErrorText(errorNumber).view(), "."}));
 }
 
+/// The same for a refusal of the emptied folder itself: the refusal alone would hide that its contents are gone.
+PlatformError emptiedError(const ItemLocation& item, const FolderEmptier& emptier, const PlatformError& refusal) {
+    if (refusal.underlying() != nullptr) return stoppedError(item, emptier, refusal.underlying()->code());
+    if (!emptier.hasRemovedAnything()) return refusal;
+    return withSentence(refusal, Text::concatenating({"Some of its contents were removed; it stopped at “",
+                                                      shortened(item.path), "”."}));
+}
+
 /// Whether the process can open what emptying a folder needs at once: found out before anything is touched, since a
 /// removal that lacks one further down has to stop half-way.
 int lackOfDescriptors(int folder) {
@@ -93,7 +114,8 @@ int lackOfDescriptors(int folder) {
     return 0;
 }
 
-void removeFolder(const ItemLocation& item, const struct stat& status, const CancellationToken& cancellation) {
+std::optional<Text> removeFolder(const ItemLocation& item, const struct stat& status,
+                                 const CancellationToken& cancellation) {
     int error = 0;
     FileDescriptor folder = openFolderOnSameMount(item.folder.get(), item.name, 0, error);
     if (!folder.isOpen()) {
@@ -110,19 +132,17 @@ void removeFolder(const ItemLocation& item, const struct stat& status, const Can
 
     HiddenItem hidden{item};
     error = hidden.hide();
-    if (error != 0 && !isRenameUnavailable(error)) throw itemError(FileOperation::remove, item, error);
-    const auto isThatFolder = [&] {
-        const auto found = statusIn(hidden.folder(), hidden.name());
-        return found && matches(*found, expected);
-    };
-    if (!isThatFolder()) throw hidden.giveBack(changedItemError());
+    if (error != 0 && !isRenameUnavailable(error)) throw hidden.giveBack(itemError(FileOperation::remove, item, error));
+    const auto isThatFolder = [&expected](const auto& found) { return matches(found, expected); };
+    if (const auto refusal = objection(item, hidden, isThatFolder)) throw hidden.giveBack(*refusal);
 
     FolderEmptier emptier{std::move(folder), cancellation};
     for (int pass = 0; pass < FolderEmptier::mostPasses; ++pass) {
         if (!emptier.run()) throw hidden.giveBack(stoppedError(item, emptier, emptier.errorNumber()));
-        if (!isThatFolder()) throw hidden.giveBack(changedItemError());
+        if (const auto refusal = objection(item, hidden, isThatFolder))
+            throw hidden.giveBack(emptiedError(item, emptier, *refusal));
         error = unlinkHidden(hidden, AT_REMOVEDIR);
-        if (error == 0) return;
+        if (error == 0) return hidden.removeFolder();
         if (error != ENOTEMPTY && error != EEXIST) break;
     }
     throw hidden.giveBack(stoppedError(item, emptier, error));
@@ -130,7 +150,8 @@ void removeFolder(const ItemLocation& item, const struct stat& status, const Can
 
 }  // namespace
 
-void removeSafely(const URL& url, const std::optional<ExpectedItem>& expected, const CancellationToken& cancellation) {
+std::optional<Text> removeSafely(const URL& url, const std::optional<ExpectedItem>& expected,
+                                 const CancellationToken& cancellation) {
     const ItemLocation item = locateItem(url, FileOperation::remove);
     const auto status = statusIn(item.folder.get(), item.name);
     if (!status) throw fileManagerError(FileOperation::remove, item.text(), errno);
@@ -139,11 +160,8 @@ void removeSafely(const URL& url, const std::optional<ExpectedItem>& expected, c
     refuseMounts(item, FileOperation::remove);
     if (cancellation.isCancelled()) throw cancelledError(item);
 
-    if (S_ISDIR(status->st_mode)) {
-        removeFolder(item, *status, cancellation);
-    } else {
-        removeFile(item, *status, cancellation);
-    }
+    return S_ISDIR(status->st_mode) ? removeFolder(item, *status, cancellation)
+                                    : removeFile(item, *status, cancellation);
 }
 
 }  // namespace KestrelCore

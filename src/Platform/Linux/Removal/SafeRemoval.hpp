@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KestrelCore/Base/CancellationToken.hpp"
+#include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
 
@@ -10,8 +11,9 @@ namespace KestrelCore {
 
 /// Removes an item for good, a folder with everything in it. Works on descriptors from the root on: never through a
 /// link, never across a mount, and only an item that is the expected one when it is already out of everybody's way.
-/// Throws `PlatformError`, also when it is cancelled; what is left then has its old place again.
-void removeSafely(const URL& url, const std::optional<ExpectedItem>& expected,
-                  const CancellationToken& cancellation = {});
+/// Throws `PlatformError`, also when it is cancelled; what is left then has its old place again. Returns a sentence
+/// about what had to stay beside the item's place although the item is gone; mostly there is none.
+[[nodiscard]] std::optional<Text> removeSafely(const URL& url, const std::optional<ExpectedItem>& expected,
+                                               const CancellationToken& cancellation = {});
 
 }  // namespace KestrelCore

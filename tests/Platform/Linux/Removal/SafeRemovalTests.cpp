@@ -38,7 +38,7 @@ std::optional<PlatformError> removalError(const std::string& path,
                                           const std::optional<ExpectedItem>& expected = std::nullopt,
                                           const CancellationToken& cancellation = {}) {
     try {
-        removeSafely(URL::fromPath(path), expected, cancellation);
+        EXPECT_EQ(removeSafely(URL::fromPath(path), expected, cancellation), std::nullopt);
         return std::nullopt;
     } catch (const PlatformError& error) {
         return error;
@@ -389,6 +389,110 @@ TEST_F(SupervisedRemoval, knowsWhatWentAlthoughItWasReportedAsFailed) {
     if (!remove({SYS_unlinkat}, late)) GTEST_SKIP() << noSupervision;
     EXPECT_EQ(failures, (std::vector<std::string>{"", ""}));
     EXPECT_EQ(countIn(folder.path()), 0U);
+}
+
+TEST_F(SupervisedRemoval, takesItsOwnFolderAwayWhereMakingItWasReportedAsFailed) {
+    for (const int error : {EIO, ENOENT, EEXIST}) {
+        SetUp();
+        failures.clear();
+        const auto late = [error](const SystemCall& call) { return call.make() == 0 ? error : EACCES; };
+        if (!remove({SYS_mkdirat}, late)) GTEST_SKIP() << noSupervision;
+        EXPECT_EQ(failures, (std::vector<std::string>{"", ""})) << error;
+        EXPECT_EQ(countIn(folder.path()), 0U) << error;
+    }
+}
+
+TEST_F(SupervisedRemoval, triesAgainToTakeItsOwnFolderAway) {
+    int failed = 0;
+    const auto fail = [&failed](const SystemCall& call) -> std::optional<int> {
+        if (!isRemovalName(call.text(1))) return std::nullopt;
+        // It can never be looked at, and only every other try to remove it is let through.
+        if (call.number == SYS_unlinkat && failed++ % 2 == 1) return std::nullopt;
+        return EACCES;
+    };
+    if (!remove({SYS_newfstatat, SYS_unlinkat}, fail)) GTEST_SKIP() << noSupervision;
+    EXPECT_EQ(failures, (std::vector<std::string>{"", ""}));
+    EXPECT_GT(failed, 0);
+    EXPECT_EQ(countIn(folder.path()), 0U);
+}
+
+TEST_F(SupervisedRemoval, tellsOfItsOwnFolderWhenThatStays) {
+    const auto fail = [](const SystemCall& call) {
+        return isRemovalName(call.text(1)) ? std::optional{ENOTEMPTY} : std::nullopt;
+    };
+    std::optional<Text> remark;
+    if (!runSupervised(
+            {SYS_unlinkat}, [&] { remark = removeSafely(URL::fromPath(file), std::nullopt); }, fail))
+        GTEST_SKIP() << noSupervision;
+    fs::remove_all(top);
+    ASSERT_EQ(countIn(folder.path()), 1U);
+    const std::string left = fs::directory_iterator { folder.path() } -> path().filename().string();
+    EXPECT_EQ(remark, Text{"The hidden folder “" + left +
+                           "”, made for the removal, is still in the same folder: Directory not empty."});
+}
+
+TEST_F(SupervisedRemoval, tellsOfItsOwnFolderWhenTheItemStaysToo) {
+    const auto fail = [](const SystemCall&) { return EROFS; };
+    std::optional<PlatformError> failure;
+    if (!runSupervised(
+            {SYS_unlinkat}, [&] { failure = removalError(file); }, fail))
+        GTEST_SKIP() << noSupervision;
+    ASSERT_TRUE(failure);
+    EXPECT_TRUE(existsItself(file));
+    EXPECT_EQ(countIn(folder.path()), 3U);
+    const std::string message = failure->description().string();
+    EXPECT_TRUE(message.starts_with("“file” couldn’t be removed. Read-only file system. The hidden folder “" +
+                                    std::string{".kestrel-removing-"}))
+        << message;
+}
+
+TEST_F(SupervisedRemoval, tellsWhatIsGoneWhenTheEmptiedFolderCannotBeLookedAt) {
+    bool isEmptied = false;
+    const auto fail = [&](const SystemCall& call) -> std::optional<int> {
+        if (call.number == SYS_unlinkat) isEmptied = isEmptied || call.text(1) == "sub";
+        if (call.number != SYS_newfstatat || call.text(1) != "top" || !isEmptied) return std::nullopt;
+        isEmptied = false;
+        return EIO;
+    };
+    if (!remove({SYS_newfstatat, SYS_unlinkat}, fail)) GTEST_SKIP() << noSupervision;
+    EXPECT_EQ(failures[1], "“top” couldn’t be removed. Some of its contents were removed; it stopped at “" + top +
+                               "”: Input/output error.");
+    EXPECT_TRUE(existsItself(top));
+    EXPECT_EQ(countIn(folder.path()), 1U);
+}
+
+TEST_F(SupervisedRemoval, tellsWhatIsGoneWhenTheEmptiedFolderIsAnotherOne) {
+    bool isEmptied = false;
+    const auto exchange = [&](const SystemCall& call) -> std::optional<int> {
+        if (call.number == SYS_unlinkat) isEmptied = isEmptied || call.text(1) == "sub";
+        if (call.number != SYS_newfstatat || call.text(1) != "top" || !isEmptied) return std::nullopt;
+        isEmptied = false;
+        const fs::path place = fs::read_symlink("/proc/self/fd/" + std::to_string(call.descriptor(0))) / "top";
+        fs::rename(place, folder.path() + "/elsewhere");
+        fs::create_directory(place);
+        return std::nullopt;
+    };
+    if (!remove({SYS_newfstatat, SYS_unlinkat}, exchange)) GTEST_SKIP() << noSupervision;
+    EXPECT_EQ(failures[1],
+              std::string{changedMessage} + " Some of its contents were removed; it stopped at “" + top + "”.");
+    EXPECT_TRUE(existsItself(top));
+}
+
+TEST_F(SupervisedRemoval, saysWhyAnItemCannotBeLookedAtRatherThanThatItChanged) {
+    const auto fail = [this](const SystemCall& call) -> std::optional<int> {
+        const bool isMoved = !existsItself(file) && existsItself(top);
+        return call.text(1) == "file" && isMoved ? std::optional{EIO} : std::nullopt;
+    };
+    // Once only: it is looked at again before it is put back.
+    bool hasFailed = false;
+    if (!remove({SYS_newfstatat}, [&](const SystemCall& call) -> std::optional<int> {
+            const auto error = hasFailed ? std::nullopt : fail(call);
+            hasFailed = hasFailed || error;
+            return error;
+        }))
+        GTEST_SKIP() << noSupervision;
+    EXPECT_EQ(failures[0], "“file” couldn’t be removed. Input/output error.");
+    EXPECT_TRUE(existsItself(file));
 }
 
 TEST_F(SupervisedRemoval, endsOnAFileSystemThatSaysThatEveryNameIsTaken) {
