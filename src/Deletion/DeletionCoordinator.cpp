@@ -49,7 +49,12 @@ struct DeletionCoordinator::State {
 class DeletionCoordinator::Run {
 public:
     Run(const State& state, const DeletionRequest& request, const CancellationToken& cancellation)
-        : state_{state}, request_{request}, cancellation_{cancellation}, gate_{state.protectedPlaces} {}
+        : state_{state}, request_{request}, cancellation_{cancellation}, gate_{state.protectedPlaces} {
+        state_.fileManager->beginRequest();
+    }
+    Run(const Run&) = delete;
+    Run& operator=(const Run&) = delete;
+    ~Run() { state_.fileManager->endRequest(); }
 
     DeletionItemResult remove(const FileRecord& record) {
         state_.executor.assertIsolated(sourceFile);

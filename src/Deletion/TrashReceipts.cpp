@@ -149,10 +149,10 @@ DeletionItemResult TrashReceipts::restore(const TrashReceipt& receipt) const {
         return result;
     }
     try {
-        restoreFromTrash(URL::fromPath(*place), destination, expectedItem(receipt));
+        const auto remark = restoreFromTrash(URL::fromPath(*place), destination, expectedItem(receipt));
         result.succeeded = true;
         result.resultingPath = receipt.path;
-        result.message = restoredMessage;
+        result.message = remark ? Text::concatenating({restoredMessage, " ", remark->view()}) : Text{restoredMessage};
         forget(receipt);
     } catch (const PlatformError& error) {
         result.message = error.description();

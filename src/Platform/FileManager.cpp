@@ -6,6 +6,10 @@ namespace KestrelCore {
 
 FileManager::~FileManager() = default;
 
+void FileManager::beginRequest() {}
+
+void FileManager::endRequest() {}
+
 std::optional<std::int64_t> FileManager::allocatedBytesBelow(const URL& url) const {
     std::int64_t sum = 0;
     const bool isEnumerated = enumerate(url, [&sum](const URL&, std::optional<std::int64_t> bytes) {

@@ -35,7 +35,8 @@ public:
     std::vector<std::optional<ExpectedItem>> expectations;
     std::function<void()> failure = [] {};  ///< throws what the operation is to fail with
     std::optional<URL> trashPlace;
-    std::optional<Text> remark;  ///< what a removal leaves behind
+    std::optional<Text> remark;         ///< what a removal leaves behind
+    std::vector<std::string> requests;  ///< how they began and ended
 
     std::optional<URL> trashItem(const URL& url, const std::optional<ExpectedItem>& expected,
                                  const CancellationToken&) override {
@@ -51,6 +52,8 @@ public:
         expectations.push_back(expected);
         return remark;
     }
+    void beginRequest() override { requests.push_back("begin"); }
+    void endRequest() override { requests.push_back("end"); }
 
     [[nodiscard]] bool isReadable(const Text&) const override { return false; }
     [[nodiscard]] bool exists(const Text&) const override { return false; }
@@ -259,6 +262,17 @@ TEST_F(DeletionCoordinatorTest, stopsAfterACancellation) {
     EXPECT_EQ(coordinator.execute({records, DeletionMode::permanent, "DELETE"}, cancel, cancellation).size(), 1U);
     EXPECT_TRUE(coordinator.execute({records, DeletionMode::permanent, "DELETE"}, cancel, cancellation).empty());
     EXPECT_EQ(fileManager->removed.size(), 1U);
+}
+
+TEST_F(DeletionCoordinatorTest, tellsTheFileManagerWhereARequestBeginsAndEnds) {
+    fileManager->failure = [this] { EXPECT_EQ(fileManager->requests.size() % 2, 1U); };
+    EXPECT_TRUE(permanently({diskRecord(file("a")), diskRecord(file("b"))})[1].succeeded);
+    EXPECT_EQ(fileManager->requests, (std::vector<std::string>{"begin", "end"}));
+    // Also one that stops before its end.
+    (void)coordinator.execute({{diskRecord(file("c")), diskRecord(file("d"))}, DeletionMode::trash, std::nullopt},
+                              [](const DeletionItemResult&) { return false; });
+    EXPECT_EQ(fileManager->requests, (std::vector<std::string>{"begin", "end", "begin", "end"}));
+    EXPECT_EQ(fileManager->trashed.size(), 1U);
 }
 
 TEST_F(DeletionCoordinatorTest, passesOnWhatARemovalLeavesBehind) {

@@ -72,6 +72,11 @@ public:
     /// removal had to leave beside the item's place although the item is gone; mostly there is none.
     virtual std::optional<Text> removeItem(const URL& url, const std::optional<ExpectedItem>& expected = std::nullopt,
                                            const CancellationToken& cancellation = {}) = 0;
+    /// Stand around the calls of one request, in pairs, from any threads: an implementation may put off until the end
+    /// what is done once for all of them as well, such as noting the sizes of trashed folders. Calls outside of a
+    /// request do everything themselves. Without effect unless overridden.
+    virtual void beginRequest();
+    virtual void endRequest();
 
     /// The current user's home directory: standardised, no trailing slash.
     [[nodiscard]] virtual Text homeDirectory() const = 0;

@@ -110,7 +110,7 @@ public:
 
     std::optional<URL> trashItem(const URL& url, const std::optional<ExpectedItem>& expected,
                                  const CancellationToken& cancellation) override {
-        return moveToTrash(url, expected, cancellation);
+        return moveToTrash(url, expected, sizes_, cancellation);
     }
 
     std::optional<Text> removeItem(const URL& url, const std::optional<ExpectedItem>& expected,
@@ -118,7 +118,13 @@ public:
         return removeSafely(url, expected, cancellation);
     }
 
+    void beginRequest() override { sizes_.begin(); }
+    void endRequest() override { sizes_.end(); }
+
     [[nodiscard]] Text homeDirectory() const override { return currentHomeDirectory(); }
+
+private:
+    TrashSizes sizes_;
 };
 
 }  // namespace

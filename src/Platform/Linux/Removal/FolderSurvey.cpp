@@ -47,15 +47,17 @@ public:
     }
 
 private:
-    /// Counts what is in the lowest folder and remembers its folders.
+    /// Counts what is in the lowest folder and remembers its folders; leaves off after a cancellation, since one folder
+    /// may hold millions.
     void list() {
         std::vector<std::string>& folders = pending_.emplace_back();
         bool isEmpty = true;
         bool holdsForeignEntries = false;
         struct stat own {};
         if (::fstat(descent_.folder(), &own) == 0) count(own);
-        while (listing_.readPiece(descent_.folder())) {
+        while (!cancellation_.isCancelled() && listing_.readPiece(descent_.folder())) {
             while (const ListedEntry* entry = listing_.next()) {
+                if (cancellation_.isCancelled()) return;
                 isEmpty = false;
                 const auto status = statusIn(descent_.folder(), std::string{entry->name});
                 if (!status) continue;

@@ -54,6 +54,12 @@ std::string pathOfDescriptor(int descriptor, const std::string& otherwise) {
     return error ? otherwise : path.string();
 }
 
+/// Takes an info file away that has no item; `error` says so in a further sentence when it stays.
+PlatformError withoutInfo(const TrashFolder& trash, const std::string& name, const PlatformError& error) {
+    const int left = trash.removeInfo(name);
+    return left == 0 ? error : withSentence(error, staleInfoSentence(trash, name, left));
+}
+
 /// Takes the item out of the trash again, and its info file away. `error` says so in a further sentence, and the info
 /// file stays, when that fails: it can be restored then.
 PlatformError putBack(const TrashFolder& trash, const std::string& name, const ItemLocation& item,
@@ -61,8 +67,7 @@ PlatformError putBack(const TrashFolder& trash, const std::string& name, const I
     const auto found = statusIn(trash.files.get(), name);
     if (!found || renameSurely(trash.files.get(), name, item.folder.get(), item.name, asExpected(*found)) != 0)
         return withSentence(error, otherwise);
-    trash.removeInfo(name);
-    return error;
+    return withoutInfo(trash, name, error);
 }
 
 /// Moves the item into this trash. Gives its new name, or nothing when the file system is another one after all.
@@ -83,16 +88,14 @@ std::optional<std::string> moveItem(const TrashFolder& trash, const ItemLocation
         if (error != 0) throw failure(error, item);
 
         // Looking through the item took its time, and a mount that was made meanwhile would travel along.
-        if (const auto refusal = mountRefusal(item, item.path, FileOperation::trash)) {
-            trash.removeInfo(name);
-            throw *refusal;
-        }
+        if (const auto refusal = mountRefusal(item, item.path, FileOperation::trash))
+            throw withoutInfo(trash, name, *refusal);
         error = renameSurely(item.folder.get(), item.name, trash.files.get(), name, asExpected(status));
         if (error != 0) {
-            trash.removeInfo(name);
+            const PlatformError told = withoutInfo(trash, name, failure(error, item));
             if (error == EEXIST) continue;  // an item that nobody knows about has that name
             if (error == EXDEV) return std::nullopt;
-            throw failure(error, item);
+            throw told;
         }
         if (!held.is(statusIn(trash.files.get(), name)))
             throw putBack(trash, name, item, changedItemError(), "What took its place is in the trash.");
@@ -132,7 +135,7 @@ FolderSurvey surveyOf(const ItemLocation& item, uid_t owner, const CancellationT
 
 }  // namespace
 
-std::optional<URL> moveToTrash(const URL& url, const std::optional<ExpectedItem>& expected,
+std::optional<URL> moveToTrash(const URL& url, const std::optional<ExpectedItem>& expected, TrashSizes& sizes,
                                const CancellationToken& cancellation) {
     const ItemLocation item = locateItem(url, FileOperation::trash);
     const auto status = statusIn(item.folder.get(), item.name);
@@ -152,7 +155,7 @@ std::optional<URL> moveToTrash(const URL& url, const std::optional<ExpectedItem>
     constexpr auto creation = TrashFolder::Creation::ifMissing;
     int reason = 0;
     int error = 0;
-    const auto moveInto = [&](const std::optional<TrashFolder>& trash) -> std::optional<URL> {
+    const auto moveInto = [&](std::optional<TrashFolder> trash) -> std::optional<URL> {
         if (!trash) {
             // No room and a read-only volume are worth telling; that there is no usable folder is not.
             if (error == ENOSPC || error == EDQUOT || error == EROFS) reason = error;
@@ -160,8 +163,9 @@ std::optional<URL> moveToTrash(const URL& url, const std::optional<ExpectedItem>
         }
         const auto name = moveItem(*trash, item, *status);
         if (!name) return std::nullopt;
-        if (isFolder) trash->noteSize(*name, survey.allocatedBytes);
-        return URL::fromPath(trash->path + "/files/" + *name, isFolder);
+        URL place = URL::fromPath(trash->path + "/files/" + *name, isFolder);
+        if (isFolder) sizes.note(std::move(*trash), {.name = *name, .bytes = survey.allocatedBytes});
+        return place;
     };
     if (const auto place = moveInto(TrashFolder::openHome(creation, item.ancestors.back().device, error))) return place;
     if (const auto place = moveInto(TrashFolder::openShared(item.volume.get(), item.volumePath, creation, error)))

@@ -7,6 +7,7 @@
 #include "Platform/Linux/Trash/TrashInfo.hpp"
 #include "Platform/Linux/Walk/FolderListing.hpp"
 
+#include <cerrno>
 #include <string>
 #include <utility>
 
@@ -43,7 +44,7 @@ PlatformError notRestorable(const Text& sentence) {
 
 }  // namespace
 
-void restoreFromTrash(const URL& trashed, const URL& destination, const ExpectedItem& expected) {
+std::optional<Text> restoreFromTrash(const URL& trashed, const URL& destination, const ExpectedItem& expected) {
     const auto source = trashedItem(trashed);
     if (!source) throw notRestorable("The item is not in a trash of this user.");
     const auto status = statusIn(source->trash.files.get(), source->name);
@@ -58,15 +59,23 @@ void restoreFromTrash(const URL& trashed, const URL& destination, const Expected
     const int error =
         renameSurely(source->trash.files.get(), source->name, target.folder.get(), target.name, asExpected(*status));
     if (error != 0) throw fileManagerError(FileOperation::createDirectory, target.text(), error);
-    const auto restored = statusIn(target.folder.get(), target.name);
-    if (!restored || !matches(*restored, expected)) {
-        if (restored)
-            (void)renameSurely(target.folder.get(), target.name, source->trash.files.get(), source->name,
-                               asExpected(*restored));
-        throw notRestorable("The item in the trash is not the one that was put there.");
+    // It is at its place now. A look that fails says nothing against it, and one failure may be a passing one.
+    auto restored = statusIn(target.folder.get(), target.name);
+    if (!restored) restored = statusIn(target.folder.get(), target.name);
+    if (!restored)
+        throw withSentence(notRestorable("The item was put back, and can’t be looked at there."),
+                           Text::concatenating({systemErrorText(errno).view(), "."}));
+    if (!matches(*restored, expected)) {
+        const auto refusal = notRestorable("The item in the trash is not the one that was put there.");
+        if (renameSurely(target.folder.get(), target.name, source->trash.files.get(), source->name,
+                         asExpected(*restored)) != 0)
+            throw withSentence(refusal, Text::concatenating({"It is now at “", target.path, "”."}));
+        throw refusal;
     }
-    source->trash.removeInfo(source->name);
-    if (S_ISDIR(restored->st_mode)) source->trash.noteSize(source->name, std::nullopt);
+    const int left = source->trash.removeInfo(source->name);
+    if (S_ISDIR(restored->st_mode)) source->trash.forgetSize(source->name);
+    if (left == 0) return std::nullopt;
+    return staleInfoSentence(source->trash, source->name, left);
 }
 
 bool isInTrash(const URL& trashed, const ExpectedItem& expected) {

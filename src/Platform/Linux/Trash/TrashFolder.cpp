@@ -2,6 +2,7 @@
 
 #include "Base/PercentCoding.hpp"
 #include "Base/Random.hpp"
+#include "KestrelCore/Base/PlatformError.hpp"
 #include "Platform/Linux/Removal/ItemLocation.hpp"
 #include "Platform/Linux/Removal/TrashStanding.hpp"
 #include "Platform/Linux/Trash/TrashInfo.hpp"
@@ -12,6 +13,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <unordered_set>
 #include <utility>
 
 namespace KestrelCore {
@@ -87,6 +89,16 @@ int writeNewFile(int folder, const std::string& name, std::string_view content, 
 
 std::string infoName(const std::string& name) { return name + ".trashinfo"; }
 
+constexpr const char* sizesName = "directorysizes";
+
+/// The text of the sizes of folders; empty when there is none that can be read, or more than `longest` bytes.
+std::optional<std::string> sizesText(int trash, std::size_t longest) {
+    const FileDescriptor file{::openat(trash, sizesName, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)};
+    struct stat status {};
+    if (!file.isOpen() || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+    return contentsOfDescriptor(file.get(), longest);
+}
+
 }  // namespace
 
 std::optional<TrashFolder> TrashFolder::openHome(Creation creation, std::optional<std::uint64_t> device,
@@ -139,46 +151,64 @@ std::optional<std::string> TrashFolder::readInfo(const std::string& name) const 
     return contentsOfDescriptor(file.get(), std::size_t{64} << 10);
 }
 
-void TrashFolder::removeInfo(const std::string& name) const { ::unlinkat(info.get(), infoName(name).c_str(), 0); }
-
-// One line a folder: its bytes, the time of its info file, its percent-encoded name. Replaced as a whole, so that a
-// reader sees the old or the new file. Lines of items that are gone mean nothing to anyone and stay.
-void TrashFolder::noteSize(const std::string& name, std::optional<std::uint64_t> bytes) const {
-    std::string content;
-    {
-        const FileDescriptor file{
-            ::openat(folder.get(), "directorysizes", O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)};
-        struct stat status {};
-        // A line that stays means nothing, and to take one after the other out of a long file would take for ever.
-        constexpr off_t longestTidied = off_t{64} << 10;
-        if (file.isOpen() && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
-            (bytes || status.st_size <= longestTidied))
-            content = contentsOfDescriptor(file.get(), std::size_t{16} << 20).value_or("");
-        else if (!bytes)
-            return;
+int TrashFolder::removeInfo(const std::string& name) const {
+    // A second try finds nothing any more where the first was only reported as failed.
+    for (int attempt = 1;; ++attempt) {
+        if (::unlinkat(info.get(), infoName(name).c_str(), 0) == 0 || errno == ENOENT) return 0;
+        if (attempt == 2) return errno;
     }
-    std::string updated;
-    for (std::string_view rest = content; !rest.empty();) {
+}
+
+// One line a folder: its bytes, the time of its info file, its percent-encoded name. The trash specification wants the
+// file replaced as a whole, so that a reader sees the old or the new one and two writers never mix. Lines of items that
+// are gone mean nothing to anyone and stay.
+void TrashFolder::noteSizes(const std::vector<FolderSize>& sizes) const {
+    constexpr std::size_t longest = std::size_t{16} << 20;
+    std::string lines = otherSizes(sizesText(folder.get(), longest).value_or(""), sizes);
+    for (const FolderSize& size : sizes) {
+        const auto status = statusIn(info.get(), infoName(size.name));
+        if (!status) continue;  // it was taken out of the trash since
+        lines += std::to_string(size.bytes) + " " + std::to_string(status->st_mtim.tv_sec) + " " +
+                 percentEncodedPath(size.name) + "\n";
+    }
+    replaceSizes(lines);
+}
+
+void TrashFolder::forgetSize(const std::string& name) const {
+    // A line that stays means nothing, and to take one after the other out of a long file would take for ever.
+    constexpr std::size_t longestTidied = std::size_t{64} << 10;
+    if (const auto text = sizesText(folder.get(), longestTidied)) replaceSizes(otherSizes(*text, {{.name = name}}));
+}
+
+/// The lines that are about none of these folders, and that are lines at all.
+std::string TrashFolder::otherSizes(std::string_view lines, const std::vector<FolderSize>& sizes) {
+    std::unordered_set<std::string> names;
+    for (const FolderSize& size : sizes) names.insert(size.name);
+    std::string others;
+    for (std::string_view rest = lines; !rest.empty();) {
         const std::size_t end = std::min(rest.find('\n'), rest.size());
         const std::string_view line = rest.substr(0, end);
         rest.remove_prefix(std::min(end + 1, rest.size()));
         const std::size_t blank = line.rfind(' ');
         const auto listed = blank == std::string_view::npos ? std::nullopt : percentDecoded(line.substr(blank + 1));
-        if (listed && *listed != name) updated.append(line).append("\n");
+        if (listed && !names.contains(*listed)) others.append(line).append("\n");
     }
-    if (bytes) {
-        const auto status = statusIn(info.get(), infoName(name));
-        if (!status) return;
-        updated += std::to_string(*bytes) + " " + std::to_string(status->st_mtim.tv_sec) + " " +
-                   percentEncodedPath(name) + "\n";
-    }
+    return others;
+}
 
+void TrashFolder::replaceSizes(const std::string& lines) const {
     std::uint64_t random = 0;
     if (fillRandom(&random, sizeof random) != 0) return;
-    const std::string temporary = "directorysizes." + std::to_string(random);
-    if (writeNewFile(folder.get(), temporary, updated, Durability::cached) != 0) return;
-    if (::renameat(folder.get(), temporary.c_str(), folder.get(), "directorysizes") != 0)
+    const std::string temporary = sizesName + ("." + std::to_string(random));
+    if (writeNewFile(folder.get(), temporary, lines, Durability::cached) != 0) return;
+    if (::renameat(folder.get(), temporary.c_str(), folder.get(), sizesName) != 0)
         ::unlinkat(folder.get(), temporary.c_str(), 0);
+}
+
+Text staleInfoSentence(const TrashFolder& trash, const std::string& name, int errorNumber) {
+    return Text::concatenating({"“", trash.path, "/info/", infoName(name),
+                                "” could not be removed, so the trash may list what is not in it: ",
+                                systemErrorText(errorNumber).view(), "."});
 }
 
 }  // namespace KestrelCore

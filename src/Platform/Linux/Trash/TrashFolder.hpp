@@ -1,13 +1,21 @@
 #pragma once
 
+#include "KestrelCore/Base/Text.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace KestrelCore {
+
+/// What a folder in a trash takes on the disk.
+struct FolderSize {
+    std::string name;         ///< in `files`
+    std::uint64_t bytes = 0;  ///< allocated, of everything in it and itself
+};
 
 /// A trash folder of this user, opened without following a link in it. What is there belongs to the user and may be
 /// written by nobody else.
@@ -37,11 +45,22 @@ struct TrashFolder {
     [[nodiscard]] int writeInfo(const std::string& name, const std::string& text) const;
     /// The text of the info file of `name`; empty when there is none that can be read, or an absurdly long one.
     [[nodiscard]] std::optional<std::string> readInfo(const std::string& name) const;
-    void removeInfo(const std::string& name) const;
+    /// Removes the info file of `name`. 0 when it is gone, or the errno value.
+    [[nodiscard]] int removeInfo(const std::string& name) const;
 
-    /// Notes the size of the folder `name` in "directorysizes", or with no size takes the note away. A cache that any
-    /// tool can build anew: failures are nothing to stop for.
-    void noteSize(const std::string& name, std::optional<std::uint64_t> bytes) const;
+    // The sizes of folders stand in the file "directorysizes". A cache that any tool can build anew: failures are
+    // nothing to stop for.
+    /// Notes the sizes of these folders, all in one writing.
+    void noteSizes(const std::vector<FolderSize>& sizes) const;
+    /// Takes the note about the folder `name` away.
+    void forgetSize(const std::string& name) const;
+
+private:
+    [[nodiscard]] static std::string otherSizes(std::string_view lines, const std::vector<FolderSize>& sizes);
+    void replaceSizes(const std::string& lines) const;
 };
+
+/// Says that the info file of `name` is still there, for that errno value, and what it means.
+[[nodiscard]] Text staleInfoSentence(const TrashFolder& trash, const std::string& name, int errorNumber);
 
 }  // namespace KestrelCore

@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <fstream>
 #include <regex>
+#include <set>
 #include <sstream>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -46,11 +47,13 @@ protected:
         return static_cast<std::size_t>(std::distance(fs::directory_iterator{path}, fs::directory_iterator{}));
     }
     static std::string put(const std::string& path) {
-        return moveToTrash(URL::fromPath(path), std::nullopt).value().path().string();
+        TrashSizes sizes;
+        return moveToTrash(URL::fromPath(path), std::nullopt, sizes).value().path().string();
     }
     static PlatformError failure(const std::string& path, const std::optional<ExpectedItem>& expected = std::nullopt) {
         try {
-            (void)moveToTrash(URL::fromPath(path), expected);
+            TrashSizes sizes;
+            (void)moveToTrash(URL::fromPath(path), expected, sizes);
         } catch (const PlatformError& error) {
             return error;
         }
@@ -62,8 +65,8 @@ protected:
     }
     static std::string restoreFailure(const std::string& from, const std::string& to, const ExpectedItem& expected) {
         try {
-            restoreFromTrash(URL::fromPath(from), URL::fromPath(to), expected);
-            return "";
+            const auto remark = restoreFromTrash(URL::fromPath(from), URL::fromPath(to), expected);
+            return remark ? remark->string() : "";
         } catch (const PlatformError& error) {
             return error.what();
         }
@@ -141,8 +144,9 @@ TEST(TrashNames, takesTenThousandEqualNames) {
     const InMemory inMemory;
     const TemporaryFolder folder;
     const EnvironmentSetting dataHome{"XDG_DATA_HOME", (folder / "data").c_str()};
+    TrashSizes sizes;
     for (int i = 0; i < 10'000; ++i)
-        ASSERT_TRUE(moveToTrash(URL::fromPath(folder.makeFile("same")), std::nullopt)) << i;
+        ASSERT_TRUE(moveToTrash(URL::fromPath(folder.makeFile("same")), std::nullopt, sizes)) << i;
     for (const char* part : {"data/Trash/files", "data/Trash/info"}) {
         const fs::directory_iterator all{folder / part};
         EXPECT_EQ(std::distance(begin(all), end(all)), 10'000);
@@ -275,7 +279,8 @@ TEST(TrashInNamespace, refusesContentOfUsersOutsideOfIt) {
                 GTEST_SKIP() << "No layered file systems here";
             const EnvironmentSetting dataHome{"XDG_DATA_HOME", (folder / "merged/data").c_str()};
             try {
-                (void)moveToTrash(URL::fromPath(item), std::nullopt);
+                TrashSizes sizes;
+                (void)moveToTrash(URL::fromPath(item), std::nullopt, sizes);
                 ADD_FAILURE() << "it was moved";
             } catch (const PlatformError& error) {
                 EXPECT_TRUE(error.description().view().ends_with("belongs to another user and could not be emptied "
@@ -461,7 +466,8 @@ TEST_F(TrashTest, staysWhenItIsCancelledWhileItIsLookedThrough) {
         {SYS_getdents64},
         [&] {
             try {
-                (void)moveToTrash(URL::fromPath(path), std::nullopt, cancellation);
+                TrashSizes sizes;
+                (void)moveToTrash(URL::fromPath(path), std::nullopt, sizes, cancellation);
             } catch (const PlatformError& error) {
                 message = error.what();
             }
@@ -473,6 +479,76 @@ TEST_F(TrashTest, staysWhenItIsCancelledWhileItIsLookedThrough) {
     if (!isSupervised) GTEST_SKIP() << "System calls can't be supervised here";
     EXPECT_EQ(message, "“item” couldn’t be moved to the trash. Operation canceled.");
     EXPECT_TRUE(existsItself(path + "/sub"));
+}
+
+TEST_F(TrashTest, staysWhenItIsCancelledWithinOneFolder) {
+    const std::string path = folder.makeFolder("item");
+    for (int i = 0; i < 50; ++i) folder.makeFile("item/f" + std::to_string(i));
+    CancellationToken cancellation;
+    std::string message;
+    int looks = 0;
+    const bool isSupervised = runSupervised(
+        {SYS_newfstatat},
+        [&] {
+            try {
+                TrashSizes sizes;
+                (void)moveToTrash(URL::fromPath(path), std::nullopt, sizes, cancellation);
+            } catch (const PlatformError& error) {
+                message = error.what();
+            }
+        },
+        [&](const SystemCall& call) -> std::optional<int> {
+            if (!call.text(1).starts_with("f")) return std::nullopt;
+            if (++looks == 3) cancellation.cancel();
+            return std::nullopt;
+        });
+    if (!isSupervised) GTEST_SKIP() << "System calls can't be supervised here";
+    EXPECT_EQ(message, "“item” couldn’t be moved to the trash. Operation canceled.");
+    EXPECT_EQ(looks, 3);
+    EXPECT_EQ(countIn(path), 50U);
+}
+
+TEST_F(TrashTest, tellsOfAnInfoFileThatStays) {
+    for (const int failing : {1, 2}) {
+        const std::string path = file("item");
+        const ExpectedItem expected = expectation(path);
+        const std::string place = put(path);
+        std::string message;
+        int failed = 0;
+        const bool isSupervised = runSupervised(
+            {SYS_unlinkat}, [&] { message = restoreFailure(place, path, expected); },
+            [&](const SystemCall& call) {
+                return call.text(1) == "item.trashinfo" && ++failed <= failing ? std::optional{EACCES} : std::nullopt;
+            });
+        if (!isSupervised) GTEST_SKIP() << "System calls can't be supervised here";
+        EXPECT_TRUE(existsItself(path));
+        EXPECT_EQ(message, failing == 1 ? ""
+                                        : "“" + trash +
+                                              "/info/item.trashinfo” could not be removed, so the trash may list "
+                                              "what is not in it: Permission denied.");
+        EXPECT_EQ(countIn(trash + "/info"), failing == 1 ? 0U : 1U);
+    }
+}
+
+TEST_F(TrashTest, knowsARestoredItemAgainAfterALookThatFailed) {
+    for (const int failing : {1, 2}) {
+        const std::string path = file("item");
+        const ExpectedItem expected = expectation(path);
+        const std::string place = put(path);
+        std::string message;
+        int failed = 0;
+        const bool isSupervised = runSupervised(
+            {SYS_newfstatat}, [&] { message = restoreFailure(place, path, expected); },
+            [&](const SystemCall& call) {
+                // Only where it came from, and only once it is there again.
+                const bool isBack = call.text(1) == "item" && existsItself(path);
+                return isBack && ++failed <= failing ? std::optional{EIO} : std::nullopt;
+            });
+        if (!isSupervised) GTEST_SKIP() << "System calls can't be supervised here";
+        EXPECT_EQ(message,
+                  failing == 1 ? "" : "The item was put back, and can’t be looked at there. Input/output error.");
+        EXPECT_TRUE(existsItself(path));
+    }
 }
 
 TEST_F(TrashTest, takesNoMountAlongThatWasMadeMeanwhile) {
@@ -498,6 +574,49 @@ TEST_F(TrashTest, takesNoMountAlongThatWasMadeMeanwhile) {
         });
         if (IsSkipped()) return;
     }
+}
+
+TEST_F(TrashTest, writesTheSizesOfOneRequestDownTogether) {
+    constexpr int folders = 30;
+    TrashSizes sizes;
+    int writings = 0;
+    const auto trashAll = [&](const std::string& name) {
+        for (int i = 0; i < folders; ++i) {
+            const std::string path = folder.makeFolder(name + std::to_string(i));
+            ASSERT_TRUE(moveToTrash(URL::fromPath(path), std::nullopt, sizes));
+        }
+    };
+    const bool isSupervised = runSupervised(
+        {SYS_renameat},
+        [&] {
+            trashAll("alone");
+            EXPECT_EQ(writings, folders);
+            sizes.begin();
+            trashAll("together");
+            EXPECT_EQ(writings, folders);
+            fs::rename(trashed("together0"), folder.path() + "/taken");  // by somebody else, with its info file
+            fs::remove(trash + "/info/together0.trashinfo");
+            sizes.end();
+        },
+        [&](const SystemCall& call) -> std::optional<int> {
+            writings += call.text(3) == "directorysizes" ? 1 : 0;
+            return std::nullopt;
+        });
+    if (!isSupervised) GTEST_SKIP() << "System calls can't be supervised here";
+    EXPECT_EQ(writings, folders + 1);
+    std::ifstream list{trash + "/directorysizes"};
+    std::set<std::string> names;
+    std::uint64_t bytes = 0;
+    std::int64_t time = 0;
+    for (std::string name; list >> bytes >> time >> name;) {
+        struct stat status {};
+        EXPECT_EQ(::stat((trash + "/info/" + name + ".trashinfo").c_str(), &status), 0) << name;
+        EXPECT_EQ(time, status.st_mtim.tv_sec) << name;
+        names.insert(name);
+    }
+    EXPECT_EQ(names.size(), 2U * folders - 1);
+    EXPECT_FALSE(names.contains("together0"));
+    EXPECT_EQ(countIn(trash), 3U);  // files, info and the sizes
 }
 
 TEST_F(TrashTest, leavesALongListOfSizesAloneWhenAFolderGoesBack) {
