@@ -9,6 +9,8 @@ of their system calls each time; kestrel-tracer, which stands beside the program
     kills   the program is killed
     faults  the call fails, and is not made
     late    the call is made, and reported as failed
+    interrupts
+            Ctrl-C comes
 
 Without --all a part of the calls, another one for each kind of attack; --tell prints what the program said to each
 finding. What must hold is in `judge`. The last line counts. Ends with 0 when all held, 1 when something did not, 77 when
@@ -303,7 +305,7 @@ def answer_of(text):
     return None
 
 
-def judge(scene, text, status, killed=False, swapped=()):
+def judge(scene, text, status, killed=False, swapped=(), interrupted=False):
     """What does not hold afterwards, a sentence each."""
     wrong = []
     contents, places = files_below(scene.base)
@@ -317,7 +319,7 @@ def judge(scene, text, status, killed=False, swapped=()):
     if scene.operation == "naive":
         return wrong
     code = os.waitstatus_to_exitcode(status)
-    if not killed and (code < 0 or code not in (0, 1, 2, 3, 4)):
+    if not killed and code not in ((130,) if interrupted else (0, 1, 2, 3, 4)):
         wrong.append(f"it ended with {code}")
     place = places.get(scene.inode)
     if killed:
@@ -336,7 +338,7 @@ def judge(scene, text, status, killed=False, swapped=()):
     if results:
         result = results[0]
         succeeded, message = result["succeeded"], result["message"]
-        if succeeded != (code == 0) and not (succeeded and "kestrel: " in text):
+        if succeeded != (code == 0) and not interrupted and not (succeeded and "kestrel: " in text):
             wrong.append(f"exit code {code}, succeeded {succeeded}")
         part = scene.contents - {name for name in scene.contents if contents[name]}
         if scene.operation == "remove":
@@ -361,8 +363,8 @@ def judge(scene, text, status, killed=False, swapped=()):
             tells = place is not None and (place in message or (in_trash and "is in the trash" in message))
             if not succeeded and in_trash == wanted and not tells and not taken_away:
                 wrong.append(f"not done, it says, and it is at {place}: {message}")
-    elif not swapped and not killed and results is not None:
-        # Refused: all is as it was.
+    elif not swapped and not killed and (results is not None or interrupted):
+        # Refused, or not begun: all is as it was.
         if place is None or scene.is_trashed(place) != (scene.operation == "restore"):
             wrong.append(f"no result, and it is at {place}")
     return wrong + judge_trash(scene, text, killed, swapped)
@@ -431,14 +433,12 @@ def lines(base, operation, kind):
     return names
 
 
-def numbers(base, operation, kind, salt, only=None, error=None):
+def numbers(base, operation, kind, salt, only=None):
     """The numbers of the calls to meddle with. All of them goes on until one is not reached any more: a meddling can
     make the program do more than it does by itself."""
     names = [line.split(" ")[0] for line in lines(base, operation, kind)]
     if only:
-        # A folder of a made-up name that "exists already" is somebody else's: `remove` leaves it.
-        leaves = error == "EEXIST" and operation == "remove"
-        return [number for number, name in enumerate(names, 1) if name in only and not (leaves and name.startswith("mkdir"))]
+        return [number for number, name in enumerate(names, 1) if name in only]
     if ALL:
         return range(1, 100 * len(names))
     # Half of them from where names change, for there it matters most.
@@ -557,7 +557,7 @@ def fault_suite(base, action, errors, only):
     for operation, kind in ((o, k) for o in ("remove", "trash", "restore") for k in ("file", "folder")):
         for error in errors:
             salt += 1
-            for number in numbers(base, operation, kind, salt, only, error):
+            for number in numbers(base, operation, kind, salt, only):
                 scene = Scene(base, operation, kind)
                 name, status, text = traced(scene, f"{action}={getattr(errno, error)}", number)
                 if name is None:
@@ -578,8 +578,34 @@ def late(base):
     return ["late errors", "lost"]
 
 
+def interrupts(base):
+    for salt, (operation, kind) in enumerate((o, k) for o in ("remove", "trash") for k in ("file", "folder")):
+        names = [line.split(" ")[0] for line in lines(base, operation, kind)]
+        # From when it looks at the item until the last name is changed: before, nothing has begun; then, all is done.
+        last = max(number for number, name in enumerate(names, 1) if name in CHANGES)
+        look = first_look(base, operation, kind)
+        for number in numbers(base, operation, kind, salt):
+            if not look < number <= last:
+                continue
+            scene = Scene(base, operation, kind)
+            name, status, text = traced(scene, "interrupt", number)
+            counts["interrupts"] += 1
+            wrong = judge(scene, text, status, interrupted=True)
+            left = [path.name for path in scene.parent.glob(HIDDEN + "*")]
+            if left:
+                wrong.append(f"{left} stays")
+            # How much of the item is gone, for the closing line.
+            here = scene.contents & set(files_below(scene.base)[0])
+            counts["stopped within the item"] += bool(here) and here != scene.contents
+            counts["nothing touched"] += files_below(scene.base)[1].get(scene.inode) == str(scene.victim) and \
+                here == scene.contents
+            tell(f"{operation} of a {kind}, interrupted at {name} {number}", wrong, text)
+            clear(scene)
+    return ["interrupts", "stopped within the item", "nothing touched", "lost"]
+
+
 # How many calls are taken for each kind of attack, twice over.
-SAMPLES = {"stops": 3, "mounts": 4, "kills": 16, "faults": 8, "late": 0}[SUITE]
+SAMPLES = {"stops": 3, "mounts": 4, "kills": 16, "faults": 6, "late": 0, "interrupts": 20}[SUITE]
 if not os.access(TRACER, os.X_OK):
     skip("kestrel-tracer was not built beside the program")
 needs_mount_namespace()
@@ -587,7 +613,7 @@ folder = pathlib.Path(os.path.realpath(tempfile.mkdtemp(prefix="kestrel-attack-"
 try:
     # A volume of the test's own, so that the Trash at its top is the test's too, and no disk is waited for.
     mount("-t", "tmpfs", "none", folder)
-    shown = {suite.__name__: suite for suite in (stops, mounts, kills, faults, late)}[SUITE](folder)
+    shown = {suite.__name__: suite for suite in (stops, mounts, kills, faults, late, interrupts)}[SUITE](folder)
 finally:
     for point in mounts_below(str(folder)):
         unmount(point)

@@ -8,6 +8,8 @@
 //     count         writes each counted call's name, a line each, with the path that it asks about
 //     stop          stops there, writes the call's name, reads one byte, and lets the program go on
 //     kill          ends the program there
+//     interrupt     sends it SIGINT there, as Ctrl-C does, and lets the call be made once every other thread has ended:
+//                   so whoever watches for the signal has handed it on
 //     fail=ERRNO    the call is not made, and fails with that error
 //     late=ERRNO    the call is made, and fails with that error all the same if it had succeeded
 //
@@ -20,8 +22,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <initializer_list>
+#include <iterator>
 #include <map>
 #include <set>
 #include <string>
@@ -31,7 +35,9 @@
 #include <sys/uio.h>
 #include <sys/user.h>
 #include <sys/wait.h>
+#include <system_error>
 #include <unistd.h>
+#include <utility>
 
 #include <elf.h>
 
@@ -175,6 +181,7 @@ struct Meddler {
     long count = 0;
     bool isDone = false;             ///< the program may run on without being watched
     pid_t failing = 0;               ///< the thread whose call fails when it ends
+    pid_t waiting = 0;               ///< the thread that may go on when it is the only one
     std::map<pid_t, bool> inside{};  ///< threads that are in a call
 
     void tell(const std::string& line) const {
@@ -196,6 +203,9 @@ struct Meddler {
             isDone = true;
         } else if (action == "kill") {
             kill(process, SIGKILL);
+        } else if (action == "interrupt") {
+            kill(process, SIGINT);
+            waiting = thread;
         } else {
             if (error == 0) std::exit(2);
             if (action == "fail") skipCall(thread);
@@ -211,6 +221,12 @@ struct Meddler {
     }
 };
 
+std::size_t threadsOf(pid_t process) {
+    std::error_code error;
+    const std::filesystem::directory_iterator all{"/proc/" + std::to_string(process) + "/task", error};
+    return error ? 0 : static_cast<std::size_t>(std::distance(begin(all), end(all)));
+}
+
 int watch(pid_t process, Meddler& meddler) {
     int status = 0;
     if (waitpid(process, &status, 0) != process || !WIFSTOPPED(status)) return skipped;
@@ -220,6 +236,10 @@ int watch(pid_t process, Meddler& meddler) {
     bool hasBegun = false;
     ptrace(PTRACE_SYSCALL, process, 0, 0);
     while (true) {
+        if (meddler.waiting != 0 && threadsOf(process) <= 1) {
+            meddler.isDone = true;
+            ptrace(PTRACE_CONT, std::exchange(meddler.waiting, 0), 0, 0);
+        }
         const pid_t thread = waitpid(-1, &status, __WALL);
         if (thread < 0) return 1;
         if (WIFEXITED(status) || WIFSIGNALED(status)) {
@@ -248,6 +268,7 @@ int watch(pid_t process, Meddler& meddler) {
         } else if (status >> 16 == 0 && WSTOPSIG(status) != SIGSTOP && WSTOPSIG(status) != SIGTRAP) {
             passed = WSTOPSIG(status);
         }
+        if (thread == meddler.waiting) continue;
         // Done: the program runs on alone, watched for nothing but its end.
         ptrace(meddler.isDone ? PTRACE_CONT : PTRACE_SYSCALL, thread, 0, passed);
     }
