@@ -1,0 +1,77 @@
+#include "commands/LibraryCommand.hpp"
+
+#include "commands/OptionValue.hpp"
+#include "output/ByteFormat.hpp"
+#include "output/Table.hpp"
+#include "output/Times.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+using namespace KestrelCore;
+
+namespace KestrelCLI {
+
+namespace {
+
+constexpr std::size_t usualLimit = 40;
+
+}  // namespace
+
+std::size_t LibraryOptions::textLimit() const { return limit.value_or(usualLimit); }
+
+void addLibraryCommand(CLI::App& app, Session& session, const LibraryDescription& description,
+                       std::function<ExitCode(const Session&, const LibraryOptions&)> run) {
+    const auto options = std::make_shared<LibraryOptions>();
+    CLI::App& command =
+        addCommand(app,
+                   {.name = description.name,
+                    .operands = "",
+                    .description = description.description,
+                    .examples = description.examples},
+                   [&session, options, run = std::move(run)](const Operands&) { return run(session, *options); });
+    command.add_option("--kind", options->kind, description.kindHelp)
+        ->type_name("KIND")
+        ->option_text("KIND")
+        ->check(CLI::IsMember(description.kinds));
+    command
+        .add_option("--limit", options->limit,
+                    fmt::format("{} (default: {}; with --json: all)", description.limitHelp, usualLimit))
+        ->type_name("N")
+        ->transform(wholeNumber());
+}
+
+void writeLibrary(const Session& session, const ScanSnapshot& snapshot, std::string_view title,
+                  const std::vector<LibraryLine>& lines, std::int64_t bytes, std::size_t limit) {
+    session.out << session.painted(Style::heading, title)
+                << fmt::format("  {}, {}\n", ByteFormat::count(static_cast<std::int64_t>(lines.size())),
+                               session.size(bytes));
+    const Text root = snapshot.scope().root.path();
+    const std::size_t rootLength = root.view() == "/" ? 1 : root.byteCount() + 1;
+    const std::size_t shown = std::min(lines.size(), limit);
+    Table table{
+        {{.title = ""}, {.title = "", .align = Table::Align::right}, {.title = ""}, {.title = "", .shrinks = true}}};
+    for (std::size_t i = 0; i < shown; ++i) {
+        const FileRecord& record = lines[i].record;
+        std::string_view path = record.path().view();
+        // By bytes, and only where they are the same: the root may be spelled in another normal form.
+        if (path.size() > rootLength && path.starts_with(root.view()) && path[rootLength - 1] == '/') {
+            path.remove_prefix(rootLength);
+        }
+        table.addRow(
+            {{.text = record.modifiedAt() ? localTime(*record.modifiedAt()) : "no date", .style = Style::quiet},
+             {.text = session.size(record.displayBytes())},
+             {.text = lines[i].kind, .style = Style::quiet},
+             {.text = session.shown(path), .style = Style::file}});
+    }
+    table.write(session.out, session.columns(), session.hasColor());
+    if (shown < lines.size()) {
+        session.out << fmt::format("… and {} more (see --limit)\n",
+                                   ByteFormat::count(static_cast<std::int64_t>(lines.size() - shown)));
+    }
+}
+
+}  // namespace KestrelCLI
