@@ -10,6 +10,8 @@
 namespace KestrelCore {
 namespace {
 
+constexpr const char* systemApplications = "/Applications";
+
 /// Empty for what is no application: the name must say so, and the bundle must open. A bundle that gives no name goes
 /// by the name of its folder.
 std::optional<ApplicationRecord> recordOf(const URL& entry, const Text& libraryFolder, const FileManager& fileManager) {
@@ -37,6 +39,15 @@ std::vector<URL> entriesOf(const Text& folder, const FileManager& fileManager) {
     }
 }
 
+/// A home directory whose name is no text holds nothing that could be named: it is left out.
+ApplicationLocations currentLocations(const FileManager& fileManager) {
+    try {
+        return ApplicationLocations::ofHome(fileManager.homeDirectory());
+    } catch (const PlatformError&) {
+        return {.applicationFolders = {systemApplications}, .libraryFolder = {}};
+    }
+}
+
 /// Whether a path or a folder above it was deleted. Asks the set once for each of the few folders above, so that the
 /// number of deleted paths does not matter.
 bool isDeleted(const Text& path, const std::unordered_set<Text>& deletedPaths) {
@@ -52,7 +63,7 @@ bool isDeleted(const Text& path, const std::unordered_set<Text>& deletedPaths) {
 }  // namespace
 
 ApplicationLocations ApplicationLocations::ofHome(const Text& homeDirectory) {
-    return {.applicationFolders = {"/Applications", Path::appending(homeDirectory, "Applications")},
+    return {.applicationFolders = {systemApplications, Path::appending(homeDirectory, "Applications")},
             .libraryFolder = Path::appending(homeDirectory, "Library")};
 }
 
@@ -63,8 +74,7 @@ ApplicationInspector::ApplicationInspector(const ApplicationLocations& locations
     : locations_{std::make_shared<const ApplicationLocations>(locations)}, fileManager_{std::move(fileManager)} {}
 
 std::vector<ApplicationRecord> ApplicationInspector::installedApplications() const {
-    const ApplicationLocations locations =
-        locations_ ? *locations_ : ApplicationLocations::ofHome(fileManager_->homeDirectory());
+    const ApplicationLocations locations = locations_ ? *locations_ : currentLocations(*fileManager_);
     std::vector<ApplicationRecord> records;
     for (const Text& folder : locations.applicationFolders) {
         for (const URL& entry : entriesOf(folder, *fileManager_)) {

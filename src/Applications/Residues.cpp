@@ -231,7 +231,7 @@ private:
 std::vector<ResidueCandidate> libraryResidues(const Text& identifier, const Text& libraryFolder,
                                               const FileManager& fileManager) {
     std::vector<ResidueCandidate> residues;
-    if (!isPlainName(identifier)) return residues;
+    if (libraryFolder.isEmpty() || !isPlainName(identifier)) return residues;
     for (const LibraryPlace& place : libraryPlaces) {
         const Text path =
             Text::concatenating({libraryFolder.view(), "/", place.folder, "/", identifier.view(), place.suffix});

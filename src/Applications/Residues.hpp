@@ -10,7 +10,8 @@
 namespace KestrelCore {
 
 /// The residues of an application bundle: what stands in the user's Library folder under its identifier, in a fixed
-/// order of places. None for an identifier that is no plain name, the empty one included.
+/// order of places. None for an identifier that is no plain name, the empty one included, and where there is no
+/// Library.
 [[nodiscard]] std::vector<ResidueCandidate> libraryResidues(const Text& identifier, const Text& libraryFolder,
                                                             const FileManager& fileManager);
 

@@ -90,7 +90,8 @@ SafetyRules::SafetyRules(const Text& home, const Text& ownBundle, const SystemLo
 
 const SafetyRules& SafetyRules::ofThisProcess() {
     static const SafetyRules rules = [] {
-        const Text home = currentHomeDirectory();
+        // As the paths of records are: bytes that are not UTF-8 are replaced in both.
+        const Text home{currentHomePath()};
         SafetyRules made{home, ownBundle(mainBundlePath(), mainExecutablePath(), home), systemLocations()};
         made.ownExecutable_ = mainExecutablePath();
         return made;

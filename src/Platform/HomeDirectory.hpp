@@ -7,9 +7,12 @@
 
 namespace KestrelCore {
 
-/// The home directory, asked afresh: CFFIXED_USER_HOME (ignored in set-id programs), then the passwd entry of the
-/// effective user (of the real one when the effective one is root), then HOME, then "/var/empty". Standardised, no
-/// trailing slash.
+/// The home directory as raw bytes, asked afresh: CFFIXED_USER_HOME (ignored in set-id programs), then the passwd entry
+/// of the effective user (of the real one when the effective one is root), then HOME, then "/var/empty". No trailing
+/// slash; standardised where it is UTF-8, else as it is named. Any thread, while none changes the environment.
+[[nodiscard]] std::string currentHomePath();
+/// The same as a text, to look into. Throws `PlatformError` for a name that is not UTF-8: the text would name another
+/// place.
 [[nodiscard]] Text currentHomeDirectory();
 
 /// All places that are somebody's home: the one above, $HOME, those of the user who runs this process and of the one

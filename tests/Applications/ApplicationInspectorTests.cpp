@@ -1,6 +1,9 @@
 #include "KestrelCore/Applications/ApplicationInspector.hpp"
 
+#include "Applications/Residues.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
+#include "support/EnvironmentSetting.hpp"
+#include "support/FakeFileManager.hpp"
 #include "support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
@@ -193,6 +196,18 @@ TEST_F(ApplicationInspectorTest, anIdentifierThatLeadsElsewhereNamesNoResidue) {
         install("Applications/A.app", "{ CFBundleIdentifier = \"" + identifier + "\"; }");
         EXPECT_TRUE(residues().empty()) << identifier;
     }
+}
+
+TEST(Residues, withoutALibraryThereAreNone) {
+    FakeFileManager files;
+    files.addFolder("/Caches/foo");
+    EXPECT_EQ(libraryResidues("foo", "/", files).size(), 1U);
+    EXPECT_TRUE(libraryResidues("foo", "", files).empty());
+}
+
+TEST(ApplicationInspector, aHomeDirectoryThatHasNoTextContributesNothing) {
+    const EnvironmentSetting home{"CFFIXED_USER_HOME", "/nowhere/b\xff"};
+    EXPECT_NO_THROW((void)ApplicationInspector{}.installedApplications());
 }
 
 TEST_F(ApplicationInspectorTest, measuresTheFilesOfAResidueButNotItsFolders) {

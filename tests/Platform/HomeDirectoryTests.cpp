@@ -1,13 +1,19 @@
 #include "Platform/HomeDirectory.hpp"
 
+#include "KestrelCore/Base/PlatformError.hpp"
 #include "KestrelCore/Base/URL.hpp"
+#include "KestrelCore/Platform/DesktopLocations.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
+#include "Platform/Linux/Removal/TrashStanding.hpp"
 #include "support/EnvironmentSetting.hpp"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
 #include <pwd.h>
 #include <unistd.h>
+#include <vector>
 
 namespace KestrelCore {
 
@@ -15,6 +21,28 @@ TEST(HomeDirectory, isTheFixedOneWhereThatIsSet) {
     const EnvironmentSetting fixed{"CFFIXED_USER_HOME", "/data//homes/./x/../ann/"};
     EXPECT_EQ(currentHomeDirectory(), "/data/homes/ann");
     EXPECT_EQ(FileManager::standard()->homeDirectory(), "/data/homes/ann");
+}
+
+TEST(HomeDirectory, oneThatIsNotUTF8IsAnErrorAndNoOtherPlace) {
+    const EnvironmentSetting fixed{"CFFIXED_USER_HOME", "/nowhere/b\xff/"};
+    const EnvironmentSetting dataHome{"XDG_DATA_HOME", nullptr};
+    EXPECT_EQ(currentHomePath(), "/nowhere/b\xff");
+    for (const auto& ask : {std::function<void()>{[] { (void)currentHomeDirectory(); }},
+                            std::function<void()>{[] { (void)FileManager::standard()->homeDirectory(); }},
+                            std::function<void()>{[] { (void)DesktopLocations::current(); }}}) {
+        try {
+            ask();
+            ADD_FAILURE();
+        } catch (const PlatformError& error) {
+            EXPECT_EQ(error.code(), PlatformError::fileReadInvalidFileName);
+            EXPECT_EQ(error.description(),
+                      "The name of the home directory is not UTF-8, so nothing in it can be named.");
+        }
+    }
+    // What needs no text goes on with the bytes.
+    const std::vector<std::string> homes = knownHomeDirectories();
+    EXPECT_NE(std::find(homes.begin(), homes.end(), "/nowhere/b\xff"), homes.end());
+    EXPECT_EQ(homeTrashPath(), "/nowhere/b\xff/.local/share/Trash");
 }
 
 TEST(HomeDirectory, comesFromThePasswdEntryBeforeTheEnvironment) {

@@ -1,5 +1,6 @@
 #include "KestrelCore/Scanning/FullDiskAccess.hpp"
 
+#include "support/EnvironmentSetting.hpp"
 #include "support/FakeFileManager.hpp"
 
 #include <gtest/gtest.h>
@@ -58,6 +59,11 @@ TEST(FullDiskAccess, looksOnlyIntoItsThreeFolders) {
     files.addFolder("/Users/ann/Library/Calendars");
     files.addFolder("/Library/Mail");
     EXPECT_FALSE(FullDiskAccess::isLikelyGranted(files));
+}
+
+TEST(FullDiskAccess, isNotGrantedWhereTheHomeDirectoryHasNoText) {
+    const EnvironmentSetting home{"CFFIXED_USER_HOME", "/nowhere/b\xff"};
+    EXPECT_FALSE(FullDiskAccess::isLikelyGranted());
 }
 
 }  // namespace KestrelCore

@@ -18,7 +18,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
 #include <fmt/format.h>
 #include <vector>
@@ -106,12 +105,11 @@ NamedItem namedItem(const std::string& operand) {
 
 /// What the program itself needs: the databases, the files that SQLite keeps beside them, and the receipts.
 std::vector<ProtectedPlace> ownPlaces(const Session& session) {
-    const char* dataHome = std::getenv("XDG_DATA_HOME");
-    const std::string usual =
-        defaultStorePath(FileManager::standard()->homeDirectory().view(),
-                         dataHome == nullptr ? std::nullopt : std::optional<std::string>{dataHome});
     std::vector<ProtectedPlace> places;
-    for (const std::string& store : {storePath(session), usual}) {
+    std::vector<std::string> stores{storePath(session)};
+    // One whose name is no text is never made.
+    if (auto usual = usualStorePath()) stores.push_back(std::move(*usual));
+    for (const std::string& store : stores) {
         // What belongs to a database that is a link lies beside the file it leads to.
         std::error_code error;
         const std::string resolved = std::filesystem::weakly_canonical(store, error).string();

@@ -1,5 +1,6 @@
 #include "store/StorePath.hpp"
 
+#include "KestrelCore/Base/PlatformError.hpp"
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
@@ -45,6 +46,21 @@ std::string defaultStorePath(std::string_view home, const std::optional<std::str
     return folder + "/kestrel/snapshots.sqlite";
 }
 
+std::optional<std::string> usualStorePath() {
+    const char* value = std::getenv("XDG_DATA_HOME");
+    const auto dataHome = value == nullptr ? std::nullopt : std::optional<std::string>{value};
+    std::string home;
+    try {
+        home = KestrelCore::FileManager::standard()->homeDirectory().string();
+    } catch (const KestrelCore::PlatformError&) {
+        // It has no text. What is made of this has none either; but the data folder may lie elsewhere.
+        home = "/\xFF";
+    }
+    std::string path = defaultStorePath(home, dataHome);
+    if (!isUTF8(path)) return std::nullopt;
+    return path;
+}
+
 std::string storePath(const Session& session) {
     if (session.options.store) {
         // What stands in a link's or a ".." component's place is the system's to say, so the rest stays as it is.
@@ -54,16 +70,13 @@ std::string storePath(const Session& session) {
         if (!isUTF8(path)) throw UsageError{fmt::format("The name {} is not UTF-8. Name another store.", path)};
         return path;
     }
-    const char* dataHome = std::getenv("XDG_DATA_HOME");
-    const std::string path =
-        defaultStorePath(KestrelCore::FileManager::standard()->homeDirectory().view(),
-                         dataHome == nullptr ? std::nullopt : std::optional<std::string>{dataHome});
-    if (!isUTF8(path)) {
+    const std::optional<std::string> usual = usualStorePath();
+    if (!usual) {
         throw std::runtime_error{"The name of the data folder is not UTF-8. Set XDG_DATA_HOME to another one, or name "
                                  "a store with --store."};
     }
-    makePrivate(fs::path{path}.parent_path());
-    return path;
+    makePrivate(fs::path{*usual}.parent_path());
+    return *usual;
 }
 
 bool isStoreThere(const std::string& path) {

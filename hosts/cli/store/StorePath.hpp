@@ -12,6 +12,10 @@ namespace KestrelCLI {
 /// or where that is absent, empty or relative, in `.local/share` of `home`; on macOS in its Application Support.
 [[nodiscard]] std::string defaultStorePath(std::string_view home, const std::optional<std::string>& dataHome);
 
+/// The same for this process. Empty where its name is not UTF-8: the library's paths are texts, and the text would name
+/// another place.
+[[nodiscard]] std::optional<std::string> usualStorePath();
+
 /// The snapshot database of this run: the one that --store names, else the default below the library's home directory.
 /// Absolute; links are not resolved. Throws `UsageError` for a --store whose name is not UTF-8, and an exception with a
 /// finished sentence for such a data folder: the library's paths are texts, so either would mean another place. Where

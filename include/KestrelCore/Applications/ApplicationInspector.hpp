@@ -15,7 +15,7 @@ namespace KestrelCore {
 /// read contributes nothing to a listing.
 struct KESTRELCORE_EXPORT ApplicationLocations {
     std::vector<Text> applicationFolders;  ///< in the order of the listing
-    Text libraryFolder;                    ///< the user's Library
+    Text libraryFolder;                    ///< the user's Library; empty for none
 
     /// "/Applications" and the home directory's "Applications" and "Library".
     [[nodiscard]] static ApplicationLocations ofHome(const Text& homeDirectory);

@@ -23,7 +23,8 @@ public:
 
     /// The applications, sorted by name as a file browser sorts them; each identifier once: a Flatpak stands before an
     /// entry, the user's own before the system's. Entries that are hidden or not displayed are left out, and hide those
-    /// of the same identifier behind them. Never fails: what can't be read contributes nothing. Blocks.
+    /// of the same identifier behind them. What can't be read contributes nothing. Blocks. Throws what
+    /// `DesktopLocations::current` throws, and nothing else.
     ///
     /// A residue that carries the full identifier (with two dots at least, or in the folder of the Flatpaks) is `high`;
     /// one that only carries a name is `uncertain`, and so is one that two applications lay claim to.

@@ -20,7 +20,8 @@ struct KESTRELCORE_EXPORT DesktopLocations {
 
     /// As the environment of this process says, with the standard places for what it leaves out; a variable that should
     /// be an absolute path and is not counts as left out. Read at each call: no other thread may change the environment
-    /// meanwhile.
+    /// meanwhile. Throws `PlatformError` where the home directory or a folder of the user's own that a variable names
+    /// is not UTF-8; in XDG_DATA_DIRS such a folder is passed over.
     ///
     ///     dataFolder              XDG_DATA_HOME         HOME/.local/share
     ///     systemDataFolders       XDG_DATA_DIRS         /usr/local/share, /usr/share

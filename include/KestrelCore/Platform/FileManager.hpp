@@ -78,7 +78,7 @@ public:
     virtual void beginRequest();
     virtual void endRequest();
 
-    /// The current user's home directory: standardised, no trailing slash.
+    /// The current user's home directory: standardised, no trailing slash. Throws where its name is not UTF-8.
     [[nodiscard]] virtual Text homeDirectory() const = 0;
 };
 

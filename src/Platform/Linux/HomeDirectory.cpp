@@ -1,5 +1,6 @@
 #include "Platform/HomeDirectory.hpp"
 
+#include "KestrelCore/Base/PlatformError.hpp"
 #include "KestrelCore/Base/URL.hpp"
 
 #include <algorithm>
@@ -81,10 +82,25 @@ std::string executablePath() {
 
 }  // namespace
 
-Text currentHomeDirectory() { return URL::fromPath(unstandardizedHome()).standardized().path(); }
+std::string currentHomePath() {
+    std::string home = unstandardizedHome();
+    const Text text{home};
+    if (text.view() == home) return URL::fromPath(text).standardized().path().string();
+    while (home.size() > 1 && home.ends_with('/')) home.pop_back();
+    return home;
+}
+
+Text currentHomeDirectory() {
+    const std::string home = currentHomePath();
+    Text text{home};
+    if (text.view() == home) return text;
+    throw PlatformError{PlatformError::Domain::fileManager, PlatformError::fileReadInvalidFileName,
+                        "The name of the home directory is not UTF-8, so nothing in it can be named.",
+                        std::make_shared<const PlatformError>(PlatformError::posix(EILSEQ))};
+}
 
 std::vector<std::string> knownHomeDirectories() {
-    std::vector<std::string> homes{currentHomeDirectory().string()};
+    std::vector<std::string> homes{currentHomePath()};
     const auto add = [&homes](const std::optional<std::string>& home) {
         if (home) homes.push_back(*home);
     };

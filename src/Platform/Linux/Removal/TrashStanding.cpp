@@ -28,7 +28,7 @@ std::string withoutEmptyComponents(std::string_view path) {
 std::string homeTrashPath() {
     const char* dataHome = ::secure_getenv("XDG_DATA_HOME");
     if (dataHome != nullptr && *dataHome == '/') return withoutEmptyComponents(dataHome) + "/Trash";
-    return currentHomeDirectory().string() + "/.local/share/Trash";
+    return currentHomePath() + "/.local/share/Trash";
 }
 
 PlacesOnDisk homeTrashOnDisk() { return PlacesOnDisk{{{.path = homeTrashPath(), .withContent = true}}}; }

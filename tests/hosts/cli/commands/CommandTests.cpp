@@ -1,5 +1,7 @@
 #include "commands/Command.hpp"
 #include "store/StorePath.hpp"
+#include "support/EnvironmentSetting.hpp"
+#include "support/TemporaryFolder.hpp"
 #include "terminal/Interruption.hpp"
 #include "terminal/Question.hpp"
 
@@ -235,6 +237,27 @@ TEST(ExitCode, isTheFirstThatApplies) {
             EXPECT_EQ(combined(ranked[second], ranked[first]), ranked[first]);
         }
     }
+}
+
+TEST(StoreLocation, ofAHomeDirectoryThatIsNotUTF8IsNoPlace) {
+    const KestrelCore::EnvironmentSetting home{"CFFIXED_USER_HOME", "/nowhere/b\xff"};
+    const KestrelCore::TemporaryFolder folder;
+    const std::string data = folder.makeFolder("data");
+    std::ostringstream stream;
+    const Session session{.out = stream, .messages = stream, .terminal = {}, .options = {}};
+    for (const char* dataHome : {static_cast<const char*>(nullptr), "/nowhere/d\xff"}) {
+        const KestrelCore::EnvironmentSetting setting{"XDG_DATA_HOME", dataHome};
+        EXPECT_EQ(usualStorePath(), std::nullopt);
+        try {
+            (void)storePath(session);
+            ADD_FAILURE();
+        } catch (const std::runtime_error& error) {
+            EXPECT_STREQ(error.what(), "The name of the data folder is not UTF-8. Set XDG_DATA_HOME to another one, or "
+                                       "name a store with --store.");
+        }
+    }
+    const KestrelCore::EnvironmentSetting setting{"XDG_DATA_HOME", data.c_str()};
+    EXPECT_EQ(storePath(session), data + "/kestrel/snapshots.sqlite");
 }
 
 TEST(StoreLocation, followsTheDataFolderOfTheAccountWhenItIsAbsolute) {
