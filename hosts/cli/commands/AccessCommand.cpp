@@ -4,6 +4,9 @@
 
 #include "KestrelCore/Scanning/FullDiskAccess.hpp"
 
+// Only macOS has this permission. Elsewhere the answer is no, with a reason, and not an error: scripts that ask first
+// and scan then should run everywhere.
+
 namespace KestrelCLI {
 
 void addAccessCommand(CLI::App& app, Session& session) {

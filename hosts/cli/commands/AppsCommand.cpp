@@ -17,12 +17,17 @@
 #include <string>
 #include <utility>
 
+// Bundles and desktop applications are one list to the user. Taking residues away is a deletion like any other: the
+// same plan, the same rules, the same question; only the items come from the library's search and not from the command
+// line.
+
 using namespace KestrelCore;
 
 namespace KestrelCLI {
 
 namespace {
 
+/// Both kinds. Either search reads many folders, so Ctrl-C is looked for between them.
 std::vector<ApplicationRecord> installedApplications() {
     std::vector<ApplicationRecord> applications = ApplicationInspector{}.installedApplications();
     Interruption::check();
@@ -46,6 +51,7 @@ ExitCode listApplications(const Session& session, const Operands& operands, Appl
     } else if (!applications.empty()) {
         operands.empty() ? showApplications(session, applications) : showResidues(session, applications);
     }
+    // A machine without applications is no failure, but a name that none has is one.
     if (!applications.empty() || operands.empty()) return ExitCode::done;
     if (!isEmpty) session.say(fmt::format("No application is called “{}”.", operands.front()));
     return isEmpty ? ExitCode::done : ExitCode::failed;
@@ -65,6 +71,7 @@ ApplicationRecord theApplication(const std::string& name, const std::vector<Appl
 }
 
 ExitCode trashResidues(Session& session, const std::string& name, DeletionOptions options) {
+    // One application exactly: what is chosen by a part of a name might belong to another than the one that is meant.
     const ApplicationRecord application = theApplication(name, installedApplications());
     Operands paths;
     for (const ResidueCandidate& residue : application.residues) {
@@ -76,6 +83,7 @@ ExitCode trashResidues(Session& session, const std::string& name, DeletionOption
         return ExitCode::done;
     }
     options.afterwards = [&](JSONOutput* json, const std::vector<Text>& gone) {
+        // From the list in hand, without another search: what is gone is known.
         const std::vector<ApplicationRecord> left =
             ApplicationInspector::pruning({application}, {gone.begin(), gone.end()});
         if (json != nullptr) {

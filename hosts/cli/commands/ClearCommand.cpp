@@ -39,6 +39,7 @@ void addClearCommand(CLI::App& app, Session& session) {
                    std::int64_t freed = 0;
                    // A store that does not exist is empty, and stays away.
                    if (isStoreThere(path)) {
+                       // By the file itself: what SQLite keeps free inside of it is not free to anybody else.
                        const std::int64_t before = bytesOf(path);
                        KestrelCore::SQLiteSnapshotStore{KestrelCore::URL::fromPath(path)}.clear();
                        freed = std::max<std::int64_t>(0, before - bytesOf(path));

@@ -14,6 +14,15 @@
 #include <optional>
 #include <utility>
 
+// Who reads what of a command line:
+//
+//     kestrel --json scan --depth 3 PATH -- -odd-name
+//             └─ CLI11: options ┘   └─ operands: here ┘
+//
+// CLI11 knows options, their values and their help. Operands are kept from it, because it would split, unescape or
+// guess at names that a user's files may have; it hands back what it does not know, and what remains is checked here.
+// Everything that a command throws ends here as one line and an exit code: commands catch only what they can mend.
+
 namespace KestrelCLI {
 
 namespace {
@@ -182,6 +191,7 @@ ExitCode parseAndRun(std::vector<std::string> arguments, Session& session, const
     addGlobalOptions(app, session.options);
     for (const CommandAdder add : commands) add(app, session);
 
+    // The command that was named, once the line is read; null before, and when none was.
     const auto chosen = [&]() -> const CommandApp* {
         const auto parsed = app.get_subcommands();
         return parsed.empty() ? nullptr : dynamic_cast<const CommandApp*>(parsed.front());
@@ -204,6 +214,7 @@ ExitCode parseAndRun(std::vector<std::string> arguments, Session& session, const
         return wrongUsage(session, error.what(), chosenName());
     }
 
+    // What CLI11 made nothing of, the options of no command among it: those are told, the rest are operands.
     Operands operands = app.remaining(true);
     plusSigns.putBack(operands);
     const auto isOption = [](const std::string& text) { return text.size() > 1 && text.front() == '-'; };

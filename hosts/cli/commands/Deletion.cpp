@@ -22,6 +22,16 @@
 #include <fmt/format.h>
 #include <vector>
 
+// What trash, remove and apps --trash-residues do with paths, in this order; nothing changes before the last step:
+//
+//     name      each operand becomes the path of one item, or is refused
+//     plan      each item gets its record, its rating and, where a rule says so, the sentence why it stays
+//     show      the whole plan, refused items among it
+//     ask       a word of the user's, unless an option gave it
+//     execute   the library does it, item by item, and judges each one anew right before
+//
+// Nothing here decides that an item may go: the plan tells early what the library would say anyway.
+
 namespace KestrelCLI {
 
 namespace {
@@ -70,6 +80,8 @@ NamedItem namedItem(const std::string& operand) {
         if (error || !resolved.starts_with('/'))
             return refused("The current folder no longer exists.", ExitCode::failed);
     }
+    // Components, without "." and empty ones. A "." at the end is refused rather than dropped: what it
+    // stands for is to be named itself.
     // What is before the last ".." is the system's to resolve; what comes after it stays as it was typed.
     std::vector<std::string> after;
     for (std::size_t begin = 0; begin < operand.size();) {
@@ -243,6 +255,7 @@ std::string receiptsPath(const Session& session) { return storePath(session) + "
 
 ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOptions& options) {
     const bool isTrash = options.mode == DeletionMode::trash;
+    // The scan's sizes and ratings are those that the user has seen; that the item still is the same is looked up anew.
     const std::optional<ScanSnapshot> snapshot = savedSnapshot(session);
     const DeletionPlan judge{ownPlaces(session)};
 
@@ -259,6 +272,7 @@ ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOpti
         code = combined(code, plan.back().code);
         if (plan.back().refusal) continue;
         records.push_back(*plan.back().record);
+        // Looked at once, however often it is asked: the sums of what comes free need the same look.
         unread += measurement.measure(records.back().path(), watch.token()).unread;
     }
     Interruption::check();
@@ -293,6 +307,7 @@ ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOpti
     if (!options.isDryRun && !isDeclined && !records.empty())
         execution = execute(session, records, options.mode, typed);
     const std::vector<Text> gonePaths = pathsOf(execution.gone);
+    // Also after an interruption: what is gone must not be shown by the next command.
     saveWithout(session, gonePaths);
     for (const DeletionItemResult& result : execution.results) code = combined(code, exitCode(result));
 

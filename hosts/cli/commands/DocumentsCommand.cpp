@@ -19,6 +19,7 @@ namespace {
 
 ExitCode documents(const Session& session, const LibraryOptions& options) {
     const ScanSnapshot snapshot = loadSavedSnapshot(session);
+    // Of a scan of the whole disk only the areas of users count, hence the home directory.
     DocumentLibraryIndex index = DocumentLibraryIndexer::makeIndex(snapshot, FileManager::standard()->homeDirectory());
     Interruption::check();
     // What was not asked for is neither shown nor counted.

@@ -13,6 +13,9 @@
 
 using namespace KestrelCore;
 
+// The lists of photos, of videos and of documents look alike: newest first, as the library sorts them, with a few of
+// many shown unless more are asked for. JSON has all of them, since a script that wants few takes few.
+
 namespace KestrelCLI {
 
 namespace {
@@ -57,6 +60,7 @@ void writeLibrary(const Session& session, const ScanSnapshot& snapshot, std::str
     for (std::size_t i = 0; i < shown; ++i) {
         const FileRecord& record = lines[i].record;
         std::string_view path = record.path().view();
+        // Relative to the scan: the root stands above the list already, with the age of the scan.
         // By bytes, and only where they are the same: the root may be spelled in another normal form.
         if (path.size() > rootLength && path.starts_with(root.view()) && path[rootLength - 1] == '/') {
             path.remove_prefix(rootLength);

@@ -15,6 +15,9 @@
 #include <optional>
 #include <stdexcept>
 
+// Answers from the saved scan alone: no folder is read, so that a listing of a large folder is there at
+// once, and says how old it is.
+
 using namespace KestrelCore;
 
 namespace KestrelCLI {
@@ -33,6 +36,7 @@ ExitCode list(const Session& session, const ListOptions& options, const Operands
     const ScanSnapshot snapshot = loadSavedSnapshot(session);
     const std::string root = snapshot.scope().root.path().string();
     const FileRecord folder = recordNamed(snapshot, operands.empty() ? root : operands.front());
+    // A package is a container too, and can be listed.
     if (!folder.isContainer()) {
         throw std::runtime_error{fmt::format("{} is not a folder.", folder.path().view())};
     }

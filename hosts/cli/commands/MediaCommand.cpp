@@ -51,6 +51,7 @@ ExitCode media(const Session& session, const LibraryOptions& options) {
     writeAge(session, snapshot);
     if (options.kind != "video")
         writeLibrary(session, snapshot, "Photos", linesOf(index.images), index.imageBytes(), options.textLimit());
+    // A blank line between the two lists.
     if (options.kind.empty()) session.out << '\n';
     if (options.kind != "image")
         writeLibrary(session, snapshot, "Videos", linesOf(index.videos), index.videoBytes(), options.textLimit());

@@ -17,6 +17,13 @@
 #include <variant>
 #include <vector>
 
+// Samples come from the library's threads; this thread only shows them. Two ways to do that:
+//
+//     a line a sample      every sample is printed, none is left out: somebody may be counting
+//     the page             only the newest of what came is drawn, so that a slow terminal never falls behind
+//
+// Either waits in short pieces, between which keys and signals are looked at.
+
 namespace KestrelCLI {
 
 namespace {
@@ -65,6 +72,7 @@ ExitCode printLines(const Session& session, Seconds every, std::uint64_t count) 
         if (!std::holds_alternative<SystemSample>(next)) continue;
         printSample(session, std::get<SystemSample>(next));
         ++printed;
+        // Whoever reads along gets each line at once, and a reader that went away ends the command.
         if (!session.flush()) return ExitCode::failed;
     }
     return ExitCode::done;
@@ -78,6 +86,7 @@ ExitCode showPage(const Session& session, Seconds every, std::uint64_t count) {
     LiveScreen screen{session.hasColor()};
     MonitorPage page{session, screen.isUnicode()};
     for (std::uint64_t shown = 0; shown < count;) {
+        // The page is drawn once before the first sample, which takes as long as the interval.
         bool isChanged = shown == 0;
         if (const auto sample = newest(samples)) {
             page.add(*sample);

@@ -10,6 +10,9 @@
 #include <system_error>
 #include <vector>
 
+// Numbers are read by `from_chars` and never by the standard streams or CLI11: the locale has no say, blanks and signs
+// are no digits, and what does not fit is an error and no other number.
+
 namespace KestrelCLI {
 
 CLI::Validator wholeNumber(std::int64_t most) {
@@ -21,6 +24,7 @@ CLI::Validator wholeNumber(std::int64_t most) {
         std::int64_t number = 0;
         const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), number);
         if (error != std::errc{} || number > most) return fmt::format("“{}” is more than {}", text, most);
+        // Without leading zeros, in which CLI11 would see an octal number.
         text = std::to_string(number);
         return {};
     };
@@ -55,6 +59,7 @@ std::optional<Seconds> parseInterval(std::string_view text) {
     } else if (unit != "s" && !unit.empty()) {
         return std::nullopt;
     }
+    // Far more than anybody waits for, and far from what clocks can count. "nan" fails the test as it is written.
     constexpr double year = 366 * 86'400;
     if (!(value > 0 && value <= year)) return std::nullopt;
     return Seconds{value};

@@ -1,7 +1,7 @@
 #include "commands/Commands.hpp"
 #include "commands/OptionValue.hpp"
 #include "output/JSONOutput.hpp"
-#include "output/ProcessList.hpp"
+#include "output/ProcessOrder.hpp"
 #include "output/Table.hpp"
 #include "output/TerminalText.hpp"
 #include "terminal/Interruption.hpp"
@@ -20,6 +20,9 @@
 #include <utility>
 #include <variant>
 #include <vector>
+
+// A list is one sample over an interval: processor use is what was used since the sample before. With --every lists go
+// on until the user has enough; each is one table, or one JSON object on a line of its own.
 
 namespace KestrelCLI {
 
@@ -96,6 +99,7 @@ ExitCode printLists(const Session& session, const ProcessesOptions& options) {
         auto next = lists.next(pollInterval);
         if (!std::holds_alternative<Processes>(next)) continue;
         if (std::exchange(isFirst, false)) continue;
+        // Sorted before it is cut: the limit keeps the first ones of the order that was asked for.
         Processes& processes = std::get<Processes>(next);
         sortProcesses(processes, options.order);
         if (options.limit && *options.limit < processes.size()) processes.resize(*options.limit);

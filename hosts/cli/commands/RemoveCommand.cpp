@@ -6,6 +6,7 @@
 
 namespace KestrelCLI {
 
+// As trash, but for good: so a "--yes" would be too little, and a word has to be typed or given.
 void addRemoveCommand(CLI::App& app, Session& session) {
     const auto options = std::make_shared<DeletionOptions>();
     CLI::App& command =

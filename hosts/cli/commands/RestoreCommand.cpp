@@ -15,6 +15,10 @@
 #include <string>
 #include <vector>
 
+// Receipts are found by the beginning of their identifier, as people copy it from the list. Everything that is named is
+// looked up before anything is moved: a mistyped name does nothing at all. Then each receipt is restored by itself, and
+// one that fails keeps none of the others from its place. The library never overwrites; a place that is taken is told.
+
 namespace KestrelCLI {
 
 namespace {
@@ -52,6 +56,7 @@ private:
 void writeReceipts(JSONOutput& json, const std::vector<TrashReceipt>& receipts) {
     json.beginArray("receipts");
     for (const TrashReceipt& receipt : receipts) {
+        // Asked of the disk: the user may have moved or emptied the Trash since. What is gone keeps the place it had.
         const auto place = TrashReceipts::presentPlace(receipt);
         json.beginObject();
         json.member("id", receipt.id.uuidString());
@@ -99,6 +104,7 @@ ExitCode run(Session& session, const Operands& names) {
     }
     ExitCode code = ExitCode::done;
     for (const TrashReceipt& receipt : chosen) {
+        // Between two items only: one that was begun is brought to its end, so that it lies in one place.
         if (Interruption::isRequested()) {
             code = ExitCode::interrupted;
             break;

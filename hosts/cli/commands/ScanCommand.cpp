@@ -26,6 +26,10 @@
 #include <utility>
 #include <variant>
 
+// A scan runs on a thread of the library's and tells how far it is; this thread draws that and looks for Ctrl-C. Then
+// the result is shown first and saved after: saving takes its time, and whoever looks at a tree need not wait for it.
+// As JSON it is the other way round, because the one object tells whether the scan was saved.
+
 using namespace KestrelCore;
 
 namespace KestrelCLI {
@@ -44,6 +48,7 @@ struct FinishedScan {
     ScanSnapshot snapshot;
     double seconds = 0;
 
+    /// The scan of an empty folder may take no measurable time.
     [[nodiscard]] double entriesPerSecond() const {
         return static_cast<double>(snapshot.records().size()) / std::max(seconds, 1e-9);
     }
@@ -61,6 +66,7 @@ FinishedScan scanWithProgress(const Session& session, const ScanScope& scope) {
     std::optional<ScanSnapshot> snapshot;
     EventStream<ScanEvent> events = DiskScanner{}.scan(scope);
     for (;;) {
+        // Empty-handed when the patience is at its end: then only the line and the signals want looking after.
         auto next = events.next(patience);
         Interruption::check();
         if (std::holds_alternative<EventStream<ScanEvent>::Ended>(next)) break;
@@ -162,6 +168,7 @@ ExitCode scan(const Session& session, const ScanOptions& options, const Operands
         if (!isSaved && !options.noSave) code = ExitCode::failed;
         writeJSON(session, finished, shownRecords(tree, files), isSaved);
     } else {
+        // Before this scan takes its place in the store.
         const std::optional<EarlierScan> earlier = earlierScan(session, root.scope.root);
         Interruption::check();
         writeText(session, finished, options, tree, files, earlier);
@@ -171,6 +178,7 @@ ExitCode scan(const Session& session, const ScanOptions& options, const Operands
         if (!options.noSave && !save(session, finished.snapshot)) code = ExitCode::failed;
     }
     const std::size_t issues = finished.snapshot.issues().size();
+    // A total that may be too small is no failure, but a script must be able to tell it from a whole one.
     if (issues == 0) return code;
     const bool mayBeMore = issues >= DiskScanner::mostIssues;
     session.say(fmt::format("{}{} could not be read, so the total may be too small.{}", itemCount(issues),

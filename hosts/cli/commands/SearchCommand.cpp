@@ -27,6 +27,14 @@
 #include <string_view>
 #include <vector>
 
+// The library understands the query, searches and ranks; here its answer gets one of four forms. All of them come from
+// the same answer, so that the scores, the explanation and the results can't tell different stories:
+//
+//     a table            size, age, kind and path, with the words that were found marked in the paths
+//     --explain          the same below a list of what each word was taken for
+//     --print0           paths alone, for xargs -0; hints and refusals go to standard error and stay out of the way
+//     --json             all of it
+
 using namespace KestrelCore;
 
 namespace KestrelCLI {
@@ -102,6 +110,7 @@ void writeExplanation(const Session& session, const SearchExplanation& understoo
     session.out << '\n';
 }
 
+/// A path as it is shown, in its style, with what the words found in it in another.
 std::string withMarks(std::string_view shown, Style style, const std::vector<Text>& words) {
     std::string result;
     std::size_t end = 0;
@@ -114,6 +123,7 @@ std::string withMarks(std::string_view shown, Style style, const std::vector<Tex
 }
 
 void writeTable(const Session& session, const SearchAnswer& answer, bool hasScores) {
+    // Both kinds of words may have been found in a path; filters such as ext: have nothing in it to mark.
     std::vector<Text> words = answer.explanation.terms;
     words.insert(words.end(), answer.explanation.pathTerms.begin(), answer.explanation.pathTerms.end());
     std::vector<Table::Column> columns = {{"SIZE", Table::Align::right}, {"MODIFIED"}, {"KIND"}};
@@ -143,6 +153,7 @@ ExitCode search(const Session& session, const SearchOptions& options, const Oper
     const InterruptionWatch watch;
     const auto answer = snapshot.search(SearchQuery{Text{typed}}, options.limit,
                                         {.cancellation = watch.token(), .now = std::nullopt, .threads = 0});
+    // Only a search that was given up has no answer; one that finds nothing has an empty one.
     if (!answer) throw Interrupted{};
     Interruption::check();
     for (const std::string& hint : searchHints(typed)) session.say(hint);
@@ -153,6 +164,7 @@ ExitCode search(const Session& session, const SearchOptions& options, const Oper
         return ExitCode::done;
     }
     if (options.print0) {
+        // Raw, also on a terminal: a path that is escaped names nothing. A NUL can stand in no path.
         for (const ScoredRecord& result : answer->results) session.out << result.record.path().view() << '\0';
         return ExitCode::done;
     }

@@ -6,6 +6,7 @@
 
 namespace KestrelCLI {
 
+// What trash and remove have in common is in Deletion.cpp; here is only how moving to the Trash is asked for.
 void addTrashCommand(CLI::App& app, Session& session) {
     const auto options = std::make_shared<DeletionOptions>();
     CLI::App& command =

@@ -11,6 +11,9 @@
 #include <iterator>
 #include <string>
 
+// Applications in three forms: all in a table, some with each residue and its reason, and as JSON. Sizes are those of
+// what was left behind, never of the application itself, which is what a user would remove in the first place.
+
 using namespace KestrelCore;
 
 namespace KestrelCLI {
@@ -29,6 +32,7 @@ std::string countOf(std::size_t number, std::string_view one, std::string_view m
 
 std::vector<ApplicationRecord> applicationsNamed(std::string_view name,
                                                  const std::vector<ApplicationRecord>& applications) {
+    // Folded: who types a name does not care about case. The identifier counts as a name, since it tells twins apart.
     const Text wanted = Text{name}.folded();
     std::vector<ApplicationRecord> found;
     std::copy_if(applications.begin(), applications.end(), std::back_inserter(found),
@@ -45,6 +49,7 @@ std::vector<ApplicationRecord> applicationsNamed(std::string_view name,
 }
 
 void sortApplications(std::vector<ApplicationRecord>& applications, ApplicationOrder order) {
+    // Stable, so that applications of one name keep the order of their folders, as the library gives it.
     std::stable_sort(applications.begin(), applications.end(),
                      [order](const ApplicationRecord& a, const ApplicationRecord& b) {
                          if (order == ApplicationOrder::size && a.estimatedBytes() != b.estimatedBytes())
@@ -66,6 +71,7 @@ void showApplications(const Session& session, const std::vector<ApplicationRecor
         residues += application.residues.size();
         const std::string identifier =
             application.bundleIdentifier ? application.bundleIdentifier->string() : std::string{};
+        // No residue is not the same as residues that are empty: only those have a size to show.
         table.addRow({{application.residues.empty() ? std::string{} : session.size(estimate)},
                       {session.shown(application.displayName.view())},
                       {session.shown(versionOf(application)), Style::quiet},

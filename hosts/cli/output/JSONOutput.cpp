@@ -38,6 +38,7 @@ std::string jsonString(std::string_view text) {
     while (!text.empty()) {
         const UTF8Step step = firstUTF8(text);
         const char32_t scalar = step.scalar.value_or(0xFFFD);
+        // U+FFFD: what is not UTF-8 may not stand in JSON, and an escape of a byte would be read as a character.
         if (!step.scalar) {
             out += "\xEF\xBF\xBD";
         } else if (scalar == U'"' || scalar == U'\\') {
@@ -65,6 +66,7 @@ JSONOutput::JSONOutput(std::ostream& out) : out_{out}, hasMembers_{false} {
     member("schema", 1);
 }
 
+// The one newline: a line is an object, so that readers can take a stream of them apart.
 void JSONOutput::finish() { writeRaw("}\n"); }
 
 void JSONOutput::member(std::string_view key, std::string_view text) {
@@ -73,6 +75,7 @@ void JSONOutput::member(std::string_view key, std::string_view text) {
 }
 
 void JSONOutput::member(std::string_view key, double number) {
+    // JSON has no word for these; what is absent is left out.
     if (!std::isfinite(number)) return;
     writeKey(key);
     // The fewest digits that read back as the same number.

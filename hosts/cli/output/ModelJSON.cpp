@@ -1,5 +1,8 @@
 #include "output/ModelJSON.hpp"
 
+// The library's values as the program prints them: names where stored snapshots have numbers, dates as people write
+// them, and only what a reader can use. The manual names these members, so that changing one is a change for scripts.
+
 using namespace KestrelCore;
 
 namespace KestrelCLI {

@@ -41,6 +41,7 @@ Terminal Terminal::ofThisProcess() {
 }
 
 std::size_t Terminal::currentColumns() {
+    // Standard error too: the progress line is drawn there while the results go into a file.
     for (const int descriptor : {STDOUT_FILENO, STDERR_FILENO}) {
         winsize size{};
         // A terminal that has not been told its width says 0.
@@ -56,11 +57,13 @@ std::string painted(Style style, std::string_view text, bool hasColor) {
     if (!hasColor || begin.empty()) return std::string{text};
     std::string out{begin};
     out += text;
+    // Each piece ends its own style: a line that another program takes apart colours nothing behind it.
     out += "\x1b[0m";
     return out;
 }
 
 std::string bar(double fraction, std::size_t columns) {
+    // A character cell has eight steps of filling, so that small differences show in short bars.
     static constexpr std::array partial{"", "▏", "▎", "▍", "▌", "▋", "▊", "▉"};
     const double clamped = std::isnan(fraction) ? 0 : std::clamp(fraction, 0.0, 1.0);
     const auto eighths = static_cast<std::size_t>(std::lround(clamped * static_cast<double>(columns) * 8));

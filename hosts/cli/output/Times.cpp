@@ -35,6 +35,7 @@ std::string localTime(Date date) {
     if (!(std::fabs(seconds) < farthest)) return date.rfc3339();
     const auto whole = static_cast<std::time_t>(std::floor(seconds));
     std::tm local{};
+    // A year that the calendar of the system does not reach; the other form knows it.
     if (localtime_r(&whole, &local) == nullptr) return date.rfc3339();
     return fmt::format("{:%Y-%m-%d %H:%M}", local);
 }

@@ -21,6 +21,7 @@ using KestrelCore::SQLiteSnapshotStore;
 using KestrelCore::Text;
 using KestrelCore::URL;
 
+/// Without one that contradicts itself, which is told.
 std::optional<ScanSnapshot> reliable(const Session& session, std::optional<ScanSnapshot> snapshot) {
     if (snapshot && !snapshot->isConsistent()) {
         session.say("The saved snapshot contradicts itself and is left out. Scan again.");
@@ -64,6 +65,7 @@ void saveWithout(const Session& session, const std::vector<Text>& paths) {
         SQLiteSnapshotStore store{URL::fromPath(path)};
         const auto snapshot = store.loadLatest();
         if (!snapshot || !snapshot->isConsistent()) return;
+        // By bytes: a canonically equal path is another item, which is still there.
         std::unordered_set<Text> known;
         for (const Text& removed : uppermost(paths)) {
             const auto record = snapshot->record(removed);

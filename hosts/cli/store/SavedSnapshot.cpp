@@ -18,6 +18,10 @@
 #include <stdexcept>
 #include <system_error>
 
+// The store as commands see it. Whoever wants to read a scan gets it or a finished sentence; whoever saves one is told
+// why that failed, and goes on, since the result was shown already. A stored snapshot is data from outside: it may come
+// from another version or have been tampered with, so what contradicts itself is refused before anyone adds its sizes.
+
 using namespace KestrelCore;
 
 namespace KestrelCLI {
@@ -52,6 +56,7 @@ FileRecord recordNamed(const ScanSnapshot& snapshot, const std::string& name) {
     if (const auto record = snapshot.record(path)) return *record;
     std::error_code error;
     const std::filesystem::path real = std::filesystem::canonical(name, error);
+    // Then as the system sees it: a link on the way, or "..", may lead to what the scan knows under its real path.
     if (!error) {
         if (const auto record = snapshot.record(Text{real.native()})) return *record;
     }
@@ -76,6 +81,7 @@ std::optional<EarlierScan> earlierScan(const Session& session, const URL& root) 
         const std::string path = storePath(session);
         if (!isStoreThere(path)) return std::nullopt;
         const auto snapshot = SQLiteSnapshotStore{URL::fromPath(path)}.loadLatest();
+        // Only a scan of the same folder can be compared; and one that contradicts itself has no total to speak of.
         if (!snapshot || snapshot->scope().root.path() != root.path() || !snapshot->isConsistent()) return std::nullopt;
         return EarlierScan{.totalBytes = snapshot->totalAllocatedBytes(), .completedAt = snapshot->completedAt()};
     } catch (const std::exception&) {

@@ -85,6 +85,7 @@ void setHandlers() {
         sigemptyset(&action.sa_mask);
         struct sigaction& earlier = earlierActions[index++];
         sigaction(number, nullptr, &earlier);
+        // A signal that was ignored from the start, as by nohup, stays ignored.
         if (earlier.sa_handler != SIG_IGN) sigaction(number, &action, nullptr);
     };
     for (const int number : crashSignals) set(number, endAfterUndo);
@@ -129,6 +130,7 @@ bool LiveScreen::isSupported() {
     if (setupterm(nullptr, STDOUT_FILENO, &status) != OK) return false;
     const char* const moveCursor = tigetstr("cup");
     const bool canMove = moveCursor != nullptr && moveCursor != reinterpret_cast<const char*>(-1);
+    // ncurses keeps the terminal that was set up last; the page sets up its own.
     del_curterm(set_curterm(nullptr));
     return canMove;
 }

@@ -1,6 +1,6 @@
 #include "terminal/MonitorPage.hpp"
 
-#include "output/ProcessList.hpp"
+#include "output/ProcessOrder.hpp"
 #include "output/TerminalText.hpp"
 
 #include <fmt/format.h>
@@ -100,6 +100,7 @@ void MonitorPage::setProcesses(std::vector<ProcessSample> processes) {
 std::vector<MonitorPage::Figure> MonitorPage::figures(const SystemSample& sample) const {
     const std::string memory = fmt::format("{} of {}, {}", session_.size(sample.memoryUsedBytes),
                                            session_.size(sample.memoryTotalBytes), sample.memoryPressure.view());
+    // One scale for both directions, so that they can be compared.
     const double network = std::max({quietBytesPerSecond, down_.largest(), up_.largest()});
     return {
         {"CPU", percentText(sample.cpuUsedFraction), Style::plain, processor_, 1},
@@ -142,6 +143,7 @@ void MonitorPage::appendProcesses(std::vector<ScreenLine>& lines, std::size_t co
     for (const ProcessSample& process : processes_) {
         if (lines.size() >= rows) return;
         std::string name = TerminalText::escaped(process.name.view());
+        // A terminal without UTF-8 would show each byte of a character as one of its own, and the columns would be off.
         if (!isUnicode_)
             std::ranges::replace_if(
                 name, [](char byte) { return (byte & 0x80) != 0; }, '?');

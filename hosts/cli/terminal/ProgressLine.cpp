@@ -14,6 +14,7 @@ constexpr auto shortestPause = std::chrono::milliseconds{100};
 }  // namespace
 
 void ProgressLine::show(const KestrelCore::ScanProgress& progress, Clock::time_point now) {
+    // Only where somebody looks: in a file or a pipe the line would be rubbish.
     if (!session_.terminal.isMessages || (isDrawn_ && now - lastDrawing_ < shortestPause)) return;
     // The last columns stay free: the "^C" that a terminal shows must not begin a new line, which would leave this one.
     session_.messages << '\r' << text(progress, Terminal::currentColumns() - 3) << "\x1b[K";

@@ -20,6 +20,8 @@ std::string readLine() {
         char byte = 0;
         const ssize_t got = read(STDIN_FILENO, &byte, 1);
         Interruption::check();
+        // Without a bound: this waits for a person, and each signal that comes meanwhile, such as that of a changed
+        // window size, is one interruption.
         if (got < 0 && errno == EINTR) continue;
         if (got <= 0 || byte == '\n') return line;
         line += byte;

@@ -12,6 +12,9 @@ namespace KestrelCore {
 
 namespace {
 
+// The kernel writes a line for each mount, with blanks between the fields; a blank, a tab, a newline or a backslash in
+// a name stands there as "\040" and its like. A line that can't be understood is passed over.
+
 bool isOctal(char c) { return c >= '0' && c <= '7'; }
 
 std::string_view takeField(std::string_view& line) {
@@ -31,6 +34,7 @@ std::optional<Mount> mountOf(std::string_view line) {
     mount.device = takeField(line);
     mount.root = MountTable::unescaped(takeField(line));
     const std::string_view point = takeField(line);
+    // Nothing can be reached below a mount whose place lies outside of this process's root.
     if (!point.starts_with('/')) return std::nullopt;
     mount.point = MountTable::unescaped(point);
     while (!line.empty() && takeField(line) != "-") continue;

@@ -13,6 +13,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+// A file is written under another name, put on the disk and then renamed, so that a crash leaves it as it was, or new,
+// and never half of it. The files of one request go together: all are written before the first is renamed. Whatever
+// stands under the other name was left by a crash, and goes. Reading trusts nothing: the folder may have been put there
+// by another program, with links, pipes and very large files in it.
+
 namespace KestrelCore {
 
 namespace {
@@ -67,6 +72,7 @@ void PrivateFolder::write(const std::vector<File>& files) const {
         if (syncsAlone && ::fsync(opened.get()) != 0) fail(file, errno);
     }
     if (!syncsAlone && ::syncfs(folder.get()) != 0) fail(files.front(), errno);
+    // From here on a failure leaves some files new and some as they were: each is whole by itself.
     for (const File& file : files)
         if (::renameat(folder.get(), temporaryName(file).c_str(), folder.get(), file.name.c_str()) != 0)
             fail(file, errno);

@@ -58,6 +58,8 @@ class StandardFileManager final : public FileManager {
 public:
     [[nodiscard]] bool isReadable(const Text& path) const override {
         const std::optional<std::string> bytes = systemPath(path);
+        // For the user who started the program, also where it runs with raised rights: what is asked is what that one
+        // may.
         return bytes && access(bytes->c_str(), R_OK) == 0;
     }
 

@@ -11,6 +11,9 @@
 #include <memory>
 #include <unistd.h>
 
+// The kernel makes these texts at the moment of the reading, so each is read in as few calls as it takes: a text that
+// is read in pieces may change between two of them. Sizes are never asked for: the kernel does not know them before.
+
 namespace KestrelCore {
 namespace {
 

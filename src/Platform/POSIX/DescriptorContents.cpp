@@ -10,6 +10,7 @@ namespace KestrelCore {
 std::optional<std::string> contentsOfDescriptor(int descriptor, std::size_t limit) {
     std::string content;
     for (;;) {
+        // By what is read, not by what the file claims to hold: it may claim anything, and grow meanwhile.
         const std::size_t used = content.size();
         if (used > limit) return std::nullopt;
         constexpr std::size_t step = 16384;

@@ -1,14 +1,16 @@
 #include "Platform/SmallFile.hpp"
 
 #include "Base/BoundedRetry.hpp"
+#include "Platform/POSIX/DescriptorContents.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 #include "Platform/POSIX/FolderCreation.hpp"
 
-#include <algorithm>
-#include <cerrno>
 #include <climits>
 #include <fcntl.h>
 #include <sys/stat.h>
+
+// These files belong to applications, and anyone may have put them there: nothing is followed, waited for or taken into
+// memory that was not asked for.
 
 namespace KestrelCore {
 
@@ -21,23 +23,8 @@ std::optional<std::string> readSmallFile(const Text& path, std::size_t mostBytes
     struct stat status;
     if (!file.isOpen() || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
     if (status.st_size < 0 || static_cast<std::uint64_t>(status.st_size) > mostBytes) return std::nullopt;
-    // One byte more than the file claims: so its end is seen without another round, and growth is noticed.
-    std::string content(static_cast<std::size_t>(status.st_size) + 1, '\0');
-    std::size_t size = 0;
-    while (true) {
-        if (size == content.size()) {
-            if (size > mostBytes) return std::nullopt;
-            content.resize(std::min(2 * size, mostBytes + 1));
-        }
-        const ssize_t got =
-            repeatedWhenInterrupted([&] { return read(file.get(), content.data() + size, content.size() - size); });
-        if (got < 0) return std::nullopt;
-        if (got == 0) break;
-        size += static_cast<std::size_t>(got);
-    }
-    if (size > mostBytes) return std::nullopt;
-    content.resize(size);
-    return content;
+    // What it claims is not what it holds: it may grow while it is read.
+    return contentsOfDescriptor(file.get(), mostBytes);
 }
 
 std::optional<Text> linkTarget(const Text& path) {

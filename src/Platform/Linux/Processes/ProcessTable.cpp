@@ -20,9 +20,11 @@ public:
 
     void list(std::vector<std::int32_t>& identifiers) override {
         identifiers.clear();
+        // Opened anew each time: the kernel lists the processes of the moment in which a folder is read from its start.
         const std::unique_ptr<DIR, CloseFolder> folder{opendir(folder_.c_str())};
         if (folder == nullptr) return;
         while (const dirent* entry = readdir(folder.get())) {
+            // Beside the processes the folder holds files of the kernel's, none of which is called like a number.
             if (const auto identifier = ProcText::processIdentifier(entry->d_name)) identifiers.push_back(*identifier);
         }
     }

@@ -28,6 +28,7 @@ public:
         for (const std::string& name : SystemFile::names(folder_)) {
             if (!name.starts_with(zonePrefix)) continue;
             const std::string zoneFolder = folder_ + "/" + name + "/";
+            // A zone that vanishes meanwhile gives empty texts, which the rules take for no reading.
             SensorText::ThermalZone& zone = zones.emplace_back();
             zone.temperature = read(zoneFolder + "temp");
             for (const std::string& entry : SystemFile::names(zoneFolder)) {

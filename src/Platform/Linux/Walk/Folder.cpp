@@ -4,6 +4,9 @@
 #include <iterator>
 #include <utility>
 
+// Two trees without recursion, since both follow what stands on a disk, which can be deeper than a stack: the names
+// that are not read ahead, and the folders that are let go of.
+
 namespace KestrelCore {
 
 const NotEntered* NotEntered::find(std::string_view folderName) const noexcept {
@@ -17,6 +20,7 @@ NotEntered NotEntered::tree(std::string_view root, const std::vector<std::string
     for (const std::string_view path : paths) {
         if (!path.starts_with(root)) continue;
         std::string_view rest = path.substr(root.size());
+        // "/home/annabel" begins with "/home/anna" and does not lie below it.
         if (!rest.empty() && !rest.starts_with('/') && !root.ends_with('/')) continue;
         NotEntered* node = &top;
         while (!rest.empty()) {
@@ -32,6 +36,7 @@ NotEntered NotEntered::tree(std::string_view root, const std::vector<std::string
 }
 
 void discard(std::vector<std::unique_ptr<Folder>> folders) {
+    // Each folder hands those below it to the list before it goes; its destructor then finds nothing to descend into.
     const auto takeFrom = [&](std::unique_ptr<FolderPiece>& piece) {
         if (piece == nullptr) return;
         std::move(piece->folders.begin(), piece->folders.end(), std::back_inserter(folders));

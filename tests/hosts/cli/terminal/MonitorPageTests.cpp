@@ -1,6 +1,6 @@
 #include "commands/OptionValue.hpp"
 #include "output/PlotHistory.hpp"
-#include "output/ProcessList.hpp"
+#include "output/ProcessOrder.hpp"
 #include "output/TerminalText.hpp"
 #include "terminal/MonitorPage.hpp"
 

@@ -1,4 +1,4 @@
-#include "output/ProcessList.hpp"
+#include "output/ProcessOrder.hpp"
 
 #include <algorithm>
 
