@@ -1,14 +1,13 @@
 #include "Platform/Linux/SystemFile.hpp"
 
 #include "Base/BoundedRetry.hpp"
+#include "Platform/Linux/Walk/FolderListing.hpp"
 #include "Platform/POSIX/DescriptorContents.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 
 #include <algorithm>
 #include <cerrno>
-#include <dirent.h>
 #include <fcntl.h>
-#include <memory>
 #include <unistd.h>
 
 // The kernel makes these texts at the moment of the reading, so each is read in as few calls as it takes: a text that
@@ -29,10 +28,6 @@ FileDescriptor opened(int folder, const char* name) {
 ssize_t readOnce(const FileDescriptor& file, char* out, std::size_t size) {
     return repeatedWhenInterrupted([&] { return ::read(file.get(), out, size); });
 }
-
-struct CloseFolder {
-    void operator()(DIR* folder) const { closedir(folder); }
-};
 
 }  // namespace
 
@@ -72,12 +67,11 @@ std::string SystemFile::attribute(const std::string& path) {
 
 std::vector<std::string> SystemFile::names(const std::string& folder) {
     std::vector<std::string> names;
-    const std::unique_ptr<DIR, CloseFolder> opened{opendir(folder.c_str())};
-    if (opened == nullptr) return names;
-    while (const dirent* entry = readdir(opened.get())) {
-        const std::string_view name = entry->d_name;
-        if (name != "." && name != "..") names.emplace_back(name);
-    }
+    const FileDescriptor opened{
+        repeatedWhenInterrupted([&] { return open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK); })};
+    FolderListing listing{FolderListing::manyEntries};
+    while (opened.isOpen() && listing.readPiece(opened.get()))
+        while (const ListedEntry* entry = listing.next()) names.emplace_back(entry->name);
     std::ranges::sort(names);
     return names;
 }

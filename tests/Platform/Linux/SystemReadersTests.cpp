@@ -1,13 +1,16 @@
 #include "Platform/Linux/SystemReaders.hpp"
 
 #include "support/RecordedText.hpp"
+#include "support/SupervisedCalls.hpp"
 #include "support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
 
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 
@@ -87,6 +90,19 @@ TEST_F(RecordedProc, failsQuietlyWhenItsFilesAreMissingEmptyOrFolders) {
     }
     processTable("/nowhere")->list(identifiers);
     EXPECT_TRUE(identifiers.empty());
+}
+
+TEST(ProcessTable, isEmptyWhenItsListingFailsHalfWay) {
+    const TemporaryFolder folder;
+    folder.makeFolder("1");
+    std::vector<std::int32_t> identifiers;
+    int pieces = 0;
+    const bool isSupervised = runSupervised(
+        {SYS_getdents64}, [&] { processTable(folder.path())->list(identifiers); },
+        [&pieces](const SystemCall&) { return ++pieces == 1 ? std::nullopt : std::optional{EIO}; });
+    if (!isSupervised) GTEST_SKIP() << "System calls can't be supervised here";
+    EXPECT_TRUE(identifiers.empty());
+    EXPECT_EQ(pieces, 2);
 }
 
 TEST(HostStatistics, readsALongFileWhole) {

@@ -3,13 +3,13 @@
 #include "Platform/Linux/Processes/ProcText.hpp"
 #include "Platform/Linux/SystemFile.hpp"
 #include "Platform/Linux/SystemReaders.hpp"
+#include "Platform/Linux/Walk/FolderListing.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 
 #include <algorithm>
 #include <climits>
 #include <cstring>
 #include <ctime>
-#include <dirent.h>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <limits>
@@ -78,21 +78,16 @@ ProcessorTime tickTime(std::uint64_t ticks) {
 }
 
 /// How many threads run or could: those in state R. Each has a text of its own below the process's folder.
-std::int64_t runningThreads(int folder) {
+std::int64_t runningThreads(int folder, FolderListing& listing) {
     const FileDescriptor tasks = openedFolder(folder, "task");
-    if (!tasks.isOpen()) return 0;
     std::int64_t running = 0;
-    alignas(dirent64) char entries[4096];
-    ssize_t got = 0;
-    while ((got = getdents64(tasks.get(), entries, sizeof entries)) > 0) {
-        for (ssize_t offset = 0; offset < got;) {
-            const auto* entry = reinterpret_cast<const dirent64*>(entries + offset);
-            offset += entry->d_reclen;
-            const std::size_t length = std::strlen(entry->d_name);
-            if (!ProcText::processIdentifier({entry->d_name, length})) continue;
+    while (tasks.isOpen() && listing.readPiece(tasks.get())) {
+        while (const ListedEntry* entry = listing.next()) {
+            if (!ProcText::processIdentifier(entry->name)) continue;
             char name[32];
+            const std::size_t length = entry->name.size();
             if (length + sizeof "/stat" > sizeof name) continue;
-            std::memcpy(name, entry->d_name, length);
+            std::memcpy(name, entry->name.data(), length);
             std::memcpy(name + length, "/stat", sizeof "/stat");
             char buffer[1024];
             const auto text = SystemFile::beginning(tasks.get(), name, buffer);
@@ -131,7 +126,7 @@ public:
         details.processorTime = time.value_or(tickTime(status->processorTicks));
         details.threadCount = status->threadCount;
         details.runningThreadCount =
-            status->threadCount > 1 ? runningThreads(folder.get()) : (status->state == 'R' ? 1 : 0);
+            status->threadCount > 1 ? runningThreads(folder.get(), tasks_) : (status->state == 'R' ? 1 : 0);
         details.priority = status->priority;
         std::string_view executablePath;
         char pathBuffer[PATH_MAX];
@@ -172,6 +167,7 @@ private:
     const std::string procFolder_;
     const ProcessorTimeSource timeSource_;
     const std::int64_t pageBytes_;
+    FolderListing tasks_;  ///< used by `details` alone
 };
 
 }  // namespace

@@ -1,18 +1,17 @@
 #include "Platform/ProcessTable.hpp"
 
+#include "Base/BoundedRetry.hpp"
 #include "Platform/Linux/Processes/ProcText.hpp"
 #include "Platform/Linux/SystemReaders.hpp"
+#include "Platform/Linux/Walk/FolderListing.hpp"
+#include "Platform/POSIX/FileDescriptor.hpp"
 
-#include <dirent.h>
+#include <fcntl.h>
 #include <memory>
 #include <string>
 
 namespace KestrelCore {
 namespace {
-
-struct CloseFolder {
-    void operator()(DIR* folder) const { closedir(folder); }
-};
 
 class LinuxProcessTable final : public ProcessTable {
 public:
@@ -21,16 +20,21 @@ public:
     void list(std::vector<std::int32_t>& identifiers) override {
         identifiers.clear();
         // Opened anew each time: the kernel lists the processes of the moment in which a folder is read from its start.
-        const std::unique_ptr<DIR, CloseFolder> folder{opendir(folder_.c_str())};
-        if (folder == nullptr) return;
-        while (const dirent* entry = readdir(folder.get())) {
-            // Beside the processes the folder holds files of the kernel's, none of which is called like a number.
-            if (const auto identifier = ProcText::processIdentifier(entry->d_name)) identifiers.push_back(*identifier);
+        const FileDescriptor folder{repeatedWhenInterrupted(
+            [&] { return open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK); })};
+        while (folder.isOpen() && listing_.readPiece(folder.get())) {
+            while (const ListedEntry* entry = listing_.next()) {
+                // Beside the processes the folder holds files of the kernel's, none of which is called like a number.
+                if (const auto identifier = ProcText::processIdentifier(entry->name))
+                    identifiers.push_back(*identifier);
+            }
         }
+        if (listing_.errorNumber() != 0) identifiers.clear();
     }
 
 private:
     std::string folder_;
+    FolderListing listing_;  ///< its buffer serves every listing
 };
 
 }  // namespace
