@@ -12,21 +12,16 @@ namespace {
 using namespace KestrelCore;
 
 FileRecord record(const Text& path, std::size_t number) {
-    return FileRecord{UUID{},
-                      std::nullopt,
-                      Path::deletingLastComponent(path),
-                      path,
-                      Path::lastComponent(path),
-                      static_cast<FileKind>(number % 5),
-                      0,
-                      static_cast<std::int64_t>(number % 3 * 4096),
-                      static_cast<std::int64_t>(number * 1'000'000),
-                      number % 4 == 0 ? std::nullopt : std::optional{Date{static_cast<double>(number) * 1e7}},
-                      Path::extension(path).lowercased(),
-                      number % 7 == 0,
-                      false,
-                      false,
-                      RiskLevel::normal};
+    return FileRecord{
+        {.parentPath = Path::deletingLastComponent(path),
+         .path = path,
+         .name = Path::lastComponent(path),
+         .kind = static_cast<FileKind>(number % 5),
+         .allocatedBytes = static_cast<std::int64_t>(number % 3 * 4096),
+         .aggregateAllocatedBytes = static_cast<std::int64_t>(number * 1'000'000),
+         .modifiedAt = number % 4 == 0 ? std::nullopt : std::optional{Date{static_cast<double>(number) * 1e7}},
+         .fileExtension = Path::extension(path).lowercased(),
+         .isHidden = number % 7 == 0}};
 }
 
 ScanSnapshot snapshotOf(const std::vector<FileRecord>& records) {

@@ -12,6 +12,7 @@
 #include "KestrelCore/Base/NaturalOrder.hpp"
 #include "KestrelCore/Base/Path.hpp"
 #include "KestrelCore/Base/PlatformError.hpp"
+#include "KestrelCore/Base/RawValue.hpp"
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Base/UUID.hpp"

@@ -4,9 +4,12 @@
 
 namespace KestrelCore {
 
-Text rawValue(ResidueConfidence confidence) { return confidence == ResidueConfidence::high ? "high" : "uncertain"; }
+std::string_view rawValue(ResidueConfidence confidence) {
+    return confidence == ResidueConfidence::high ? "high" : "uncertain";
+}
 
-std::optional<ResidueConfidence> residueConfidence(const Text& rawValue) {
+template <>
+std::optional<ResidueConfidence> fromRawValue<ResidueConfidence>(std::string_view rawValue) {
     if (rawValue == "high") return ResidueConfidence::high;
     if (rawValue == "uncertain") return ResidueConfidence::uncertain;
     return std::nullopt;

@@ -38,9 +38,10 @@ const std::unordered_map<Text, DocumentAssetKind>& kindsByExtension() {
 
 std::string_view rawValue(DocumentAssetKind kind) { return kindNames[static_cast<std::size_t>(kind)]; }
 
-std::optional<DocumentAssetKind> documentAssetKind(const Text& text) {
+template <>
+std::optional<DocumentAssetKind> fromRawValue<DocumentAssetKind>(std::string_view text) {
     for (const DocumentAssetKind kind : allDocumentAssetKinds) {
-        if (text == Text{rawValue(kind)}) return kind;
+        if (text == rawValue(kind)) return kind;
     }
     return std::nullopt;
 }

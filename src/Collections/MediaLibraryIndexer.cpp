@@ -40,9 +40,10 @@ std::int64_t displayBytes(const std::vector<MediaAsset>& assets) {
 
 std::string_view rawValue(MediaAssetKind kind) { return kind == MediaAssetKind::image ? "image" : "video"; }
 
-std::optional<MediaAssetKind> mediaAssetKind(const Text& text) {
+template <>
+std::optional<MediaAssetKind> fromRawValue<MediaAssetKind>(std::string_view text) {
     for (const MediaAssetKind kind : allMediaAssetKinds) {
-        if (text == Text{rawValue(kind)}) return kind;
+        if (text == rawValue(kind)) return kind;
     }
     return std::nullopt;
 }

@@ -58,8 +58,7 @@ std::vector<std::uint32_t> newestFirstPlaces(const RecordStorage& storage, std::
 }
 
 const FileRecord& blankRecord() {
-    static const FileRecord blank{UUID{}, {},     {},    Text{}, Text{}, FileKind::file,   0, 0, 0,
-                                  {},     Text{}, false, false,  false,  RiskLevel::normal};
+    static const FileRecord blank{FileRecord::Fields{}};
     return blank;
 }
 

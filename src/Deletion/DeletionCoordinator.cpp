@@ -33,7 +33,8 @@ bool isApplication(const FileRecord& record) {
 
 std::string_view rawValue(DeletionMode mode) { return mode == DeletionMode::trash ? "trash" : "permanent"; }
 
-std::optional<DeletionMode> deletionMode(std::string_view rawValue) {
+template <>
+std::optional<DeletionMode> fromRawValue<DeletionMode>(std::string_view rawValue) {
     if (rawValue == "trash") return DeletionMode::trash;
     if (rawValue == "permanent") return DeletionMode::permanent;
     return std::nullopt;

@@ -25,21 +25,20 @@ std::optional<FileRecord> DeletionPlan::freshRecord(const Text& path, DeletionMe
     const std::int64_t aggregate = status.type == FileType::directory
                                        ? measurement.measure(path, cancellation).allocatedBytes
                                        : status.allocatedBytes;
-    return FileRecord{UUID::random(),
-                      FileIdentity{status.device, status.inode},
-                      Path::deletingLastComponent(path),
-                      path,
-                      name,
-                      kindOf(status.type, isPackageExtension(fileExtension.view())),
-                      status.size,
-                      status.allocatedBytes,
-                      aggregate,
-                      Date::fromFileTime(status.modifiedSeconds, status.modifiedNanoseconds),
-                      fileExtension,
-                      status.isUserHidden || beginsWithDot(name.view()),
-                      status.isDataless,
-                      false,
-                      SafetyPolicy::risk(url)};
+    return FileRecord{{.id = UUID::random(),
+                       .identity = FileIdentity{status.device, status.inode},
+                       .parentPath = Path::deletingLastComponent(path),
+                       .path = path,
+                       .name = name,
+                       .kind = kindOf(status.type, isPackageExtension(fileExtension.view())),
+                       .logicalBytes = status.size,
+                       .allocatedBytes = status.allocatedBytes,
+                       .aggregateAllocatedBytes = aggregate,
+                       .modifiedAt = Date::fromFileTime(status.modifiedSeconds, status.modifiedNanoseconds),
+                       .fileExtension = fileExtension,
+                       .isHidden = status.isUserHidden || beginsWithDot(name.view()),
+                       .isCloudPlaceholder = status.isDataless,
+                       .risk = SafetyPolicy::risk(url)}};
 }
 
 DeletionPlan::DeletionPlan(const std::vector<ProtectedPlace>& protectedPlaces)

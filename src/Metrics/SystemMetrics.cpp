@@ -24,9 +24,9 @@ constexpr std::string_view sourceFile = "KestrelCore/SystemMetrics";
 
 /// Samples, yields and sleeps until the consumer is gone.
 template <typename Sample, typename State>
-EventStream<Sample> streamOf(std::shared_ptr<State> state, Seconds every) {
+EventStream<Sample> streamOf(std::shared_ptr<State> state, Seconds interval) {
     return EventStream<Sample>::start(
-        [state = std::move(state), pause = sleepBetweenSamples(every)](const auto& continuation) {
+        [state = std::move(state), pause = sleepBetweenSamples(interval)](const auto& continuation) {
             while (!continuation.cancellation().isCancelled()) {
                 continuation.yield(state->sample());
                 state->clock().sleep(pause, continuation.cancellation());
@@ -114,8 +114,8 @@ SystemMetricsSampler::~SystemMetricsSampler() = default;
 
 SystemSample SystemMetricsSampler::sample() { return state_->sample(); }
 
-EventStream<SystemSample> SystemMetricsSampler::stream(std::chrono::duration<double> every) {
-    return streamOf<SystemSample>(state_, every);
+EventStream<SystemSample> SystemMetricsSampler::stream(std::chrono::duration<double> interval) {
+    return streamOf<SystemSample>(state_, interval);
 }
 
 // ---- Processes -----------------------------------------------------------------------------------------------------
@@ -194,8 +194,8 @@ ProcessSampler::~ProcessSampler() = default;
 
 std::vector<ProcessSample> ProcessSampler::sample() { return state_->sample(); }
 
-EventStream<std::vector<ProcessSample>> ProcessSampler::stream(std::chrono::duration<double> every) {
-    return streamOf<std::vector<ProcessSample>>(state_, every);
+EventStream<std::vector<ProcessSample>> ProcessSampler::stream(std::chrono::duration<double> interval) {
+    return streamOf<std::vector<ProcessSample>>(state_, interval);
 }
 
 // ---- Process control -----------------------------------------------------------------------------------------------

@@ -89,7 +89,7 @@ struct SampleFields {
     }
 
     [[nodiscard]] SystemSample sample() const {
-        const auto level = thermalLevelFromRawValue(thermalLevel.value);
+        const auto level = fromRawValue<ThermalLevel>(thermalLevel.value);
         Requirements wants{""};
         wants.required("timestamp", timestamp)
             .required("cpuUsedFraction", cpuUsedFraction)
@@ -122,7 +122,8 @@ struct SampleFields {
 
 std::string_view rawValue(ThermalLevel level) { return thermalNames[static_cast<std::size_t>(level)]; }
 
-std::optional<ThermalLevel> thermalLevelFromRawValue(std::string_view rawValue) {
+template <>
+std::optional<ThermalLevel> fromRawValue<ThermalLevel>(std::string_view rawValue) {
     const auto name = std::ranges::find(thermalNames, rawValue);
     if (name == thermalNames.end()) return std::nullopt;
     return static_cast<ThermalLevel>(name - thermalNames.begin());

@@ -17,6 +17,23 @@ FileRecord::FileRecord(UUID id, std::optional<FileIdentity> identity, std::optio
       hasModified_{modifiedAt.has_value()}, isHidden_{isHidden}, isCloudPlaceholder_{isCloudPlaceholder},
       isHardLinkDuplicate_{isHardLinkDuplicate} {}
 
+FileRecord::FileRecord(Fields fields)
+    : FileRecord{fields.id,
+                 fields.identity,
+                 std::move(fields.parentPath),
+                 std::move(fields.path),
+                 std::move(fields.name),
+                 fields.kind,
+                 fields.logicalBytes,
+                 fields.allocatedBytes,
+                 fields.aggregateAllocatedBytes,
+                 fields.modifiedAt,
+                 std::move(fields.fileExtension),
+                 fields.isHidden,
+                 fields.isCloudPlaceholder,
+                 fields.isHardLinkDuplicate,
+                 fields.risk} {}
+
 }  // namespace KestrelCore
 
 std::size_t std::hash<KestrelCore::FileRecord>::operator()(const KestrelCore::FileRecord& record) const {

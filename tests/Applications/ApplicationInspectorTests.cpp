@@ -260,9 +260,9 @@ TEST(ApplicationRecord, equalsAndHashesOverAllFields) {
 TEST(ResidueConfidence, hasTwoRawValues) {
     EXPECT_EQ(rawValue(ResidueConfidence::high), "high");
     EXPECT_EQ(rawValue(ResidueConfidence::uncertain), "uncertain");
-    EXPECT_EQ(residueConfidence("high"), ResidueConfidence::high);
-    EXPECT_EQ(residueConfidence("uncertain"), ResidueConfidence::uncertain);
-    for (const char* text : {"", "High", "low"}) EXPECT_EQ(residueConfidence(text), std::nullopt);
+    EXPECT_EQ(fromRawValue<ResidueConfidence>("high"), ResidueConfidence::high);
+    EXPECT_EQ(fromRawValue<ResidueConfidence>("uncertain"), ResidueConfidence::uncertain);
+    for (const char* text : {"", "High", "low"}) EXPECT_EQ(fromRawValue<ResidueConfidence>(text), std::nullopt);
     EXPECT_EQ(std::hash<ResidueConfidence>{}(ResidueConfidence::high), Text{"high"}.hash());
     ResidueCandidate uncertain = residue("/a");
     uncertain.confidence = ResidueConfidence::uncertain;

@@ -39,8 +39,8 @@ TEST(MediaLibraryIndexer, knowsAnExtensionInAnyCase) {
     EXPECT_EQ(MediaLibraryIndexer::kind("Mov"), MediaAssetKind::video);
     for (const char* other : {"mp3", "", "jpgx", ".jpg"})
         EXPECT_FALSE(MediaLibraryIndexer::kind(other).has_value()) << other;
-    EXPECT_EQ(mediaAssetKind("video"), MediaAssetKind::video);
-    EXPECT_FALSE(mediaAssetKind("Video").has_value());
+    EXPECT_EQ(fromRawValue<MediaAssetKind>("video"), MediaAssetKind::video);
+    EXPECT_FALSE(fromRawValue<MediaAssetKind>("Video").has_value());
 }
 
 TEST(MediaLibraryIndexer, takesPlainFilesWithBlocksOfTheirOwn) {
@@ -109,8 +109,8 @@ TEST(DocumentLibraryIndexer, knowsFortyExtensions) {
     EXPECT_EQ(DocumentLibraryIndexer::kind("MD"), DocumentAssetKind::text);
     EXPECT_EQ(DocumentLibraryIndexer::kind("azw3"), DocumentAssetKind::ebook);
     EXPECT_FALSE(DocumentLibraryIndexer::kind("zip").has_value());
-    EXPECT_EQ(documentAssetKind("presentation"), DocumentAssetKind::presentation);
-    EXPECT_FALSE(documentAssetKind("").has_value());
+    EXPECT_EQ(fromRawValue<DocumentAssetKind>("presentation"), DocumentAssetKind::presentation);
+    EXPECT_FALSE(fromRawValue<DocumentAssetKind>("").has_value());
 }
 
 TEST(DocumentLibraryIndexer, admitsTheCloudDrivesInsideTheHomesLibrary) {

@@ -84,9 +84,9 @@ protected:
 TEST(DeletionMode, hasRawValues) {
     EXPECT_EQ(rawValue(DeletionMode::trash), "trash");
     EXPECT_EQ(rawValue(DeletionMode::permanent), "permanent");
-    EXPECT_EQ(deletionMode("permanent"), DeletionMode::permanent);
-    EXPECT_EQ(deletionMode("trash"), DeletionMode::trash);
-    EXPECT_EQ(deletionMode("Trash"), std::nullopt);
+    EXPECT_EQ(fromRawValue<DeletionMode>("permanent"), DeletionMode::permanent);
+    EXPECT_EQ(fromRawValue<DeletionMode>("trash"), DeletionMode::trash);
+    EXPECT_EQ(fromRawValue<DeletionMode>("Trash"), std::nullopt);
 }
 
 TEST_F(DeletionCoordinatorTest, asksForTheExactConfirmationBeforeAPermanentRemoval) {

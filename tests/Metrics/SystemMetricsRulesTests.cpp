@@ -134,10 +134,10 @@ TEST(ThermalLevel, hasANameForEveryLevel) {
     EXPECT_EQ(thermalLevel(std::nullopt), ThermalLevel::unknown);
     for (const ThermalLevel level : {ThermalLevel::nominal, ThermalLevel::fair, ThermalLevel::serious,
                                      ThermalLevel::critical, ThermalLevel::unknown}) {
-        EXPECT_EQ(thermalLevelFromRawValue(rawValue(level)), level);
+        EXPECT_EQ(fromRawValue<ThermalLevel>(rawValue(level)), level);
     }
     EXPECT_EQ(rawValue(ThermalLevel::serious), "serious");
-    EXPECT_EQ(thermalLevelFromRawValue("Serious"), std::nullopt);
+    EXPECT_EQ(fromRawValue<ThermalLevel>("Serious"), std::nullopt);
 }
 
 TEST(ProcessorPercent, isOfOneProcessorAndCappedAtAllOfThem) {

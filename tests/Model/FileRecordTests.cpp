@@ -49,21 +49,81 @@ TEST(FileRecord, comparesEveryField) {
     EXPECT_NE(record, aRecord({.risk = RiskLevel::high, .id = id}));
 }
 
+TEST(FileRecord, isTheSameByNamesAndByPositions) {
+    const FileRecord named{{.id = *UUID::parse("00000000-0000-0000-0000-00000000000A"),
+                            .identity = FileIdentity{.device = 1, .inode = 2},
+                            .parentPath = "/r",
+                            .path = "/r/a.app",
+                            .name = "a.app",
+                            .kind = FileKind::package,
+                            .logicalBytes = 3,
+                            .allocatedBytes = 4,
+                            .aggregateAllocatedBytes = 5,
+                            .modifiedAt = Date{6},
+                            .fileExtension = "app",
+                            .isHidden = true,
+                            .isCloudPlaceholder = false,
+                            .isHardLinkDuplicate = true,
+                            .risk = RiskLevel::high}};
+    const FileRecord placed{*UUID::parse("00000000-0000-0000-0000-00000000000A"),
+                            FileIdentity{.device = 1, .inode = 2},
+                            "/r",
+                            "/r/a.app",
+                            "a.app",
+                            FileKind::package,
+                            3,
+                            4,
+                            5,
+                            Date{6},
+                            "app",
+                            true,
+                            false,
+                            true,
+                            RiskLevel::high};
+    EXPECT_EQ(named, placed);
+    EXPECT_TRUE(named.isHidden());
+    EXPECT_FALSE(named.isCloudPlaceholder());
+    EXPECT_EQ(named.allocatedBytes(), 4);
+}
+
+TEST(FileRecord, isAnEmptyFileInAllThatIsNotNamed) {
+    const FileRecord record{{.path = "/r/a", .name = "a"}};
+    EXPECT_EQ(record.id(), UUID{});
+    EXPECT_EQ(record.identity(), std::nullopt);
+    EXPECT_EQ(record.parentPath(), std::nullopt);
+    EXPECT_EQ(record.modifiedAt(), std::nullopt);
+    EXPECT_TRUE(record.fileExtension().isEmpty());
+    EXPECT_EQ(record.kind(), FileKind::file);
+    EXPECT_EQ(record.risk(), RiskLevel::normal);
+    EXPECT_EQ(record.displayBytes(), 0);
+}
+
+/// Whether an enumeration has raw values of that type.
+template <typename Enumeration, typename Raw>
+concept HasRawValues = requires(Raw raw) { fromRawValue<Enumeration>(raw); };
+
+TEST(RawValue, doesNotCompileOfAnotherTypeThanTheEnumerations) {
+    EXPECT_TRUE((HasRawValues<FileKind, std::int64_t>));
+    EXPECT_FALSE((HasRawValues<FileKind, std::string_view>));
+    EXPECT_TRUE((HasRawValues<RiskLevel, std::int64_t>));
+    EXPECT_FALSE((HasRawValues<KestrelError::Case, std::int64_t>));
+}
+
 TEST(FileKind, hasNoCaseOutsideItsRawValues) {
-    EXPECT_FALSE(fileKind(5).has_value());
-    EXPECT_FALSE(fileKind(-1).has_value());
-    for (const FileKind kind : allFileKinds) EXPECT_EQ(fileKind(rawValue(kind)), kind);
+    EXPECT_FALSE(fromRawValue<FileKind>(5).has_value());
+    EXPECT_FALSE(fromRawValue<FileKind>(-1).has_value());
+    for (const FileKind kind : allFileKinds) EXPECT_EQ(fromRawValue<FileKind>(rawValue(kind)), kind);
     EXPECT_EQ(rawValue(FileKind::file), 0);
     EXPECT_EQ(rawValue(FileKind::other), 4);
 }
 
 TEST(RiskLevel, isOrderedByRawValue) {
-    EXPECT_FALSE(riskLevel(4).has_value());
-    EXPECT_FALSE(riskLevel(-1).has_value());
+    EXPECT_FALSE(fromRawValue<RiskLevel>(4).has_value());
+    EXPECT_FALSE(fromRawValue<RiskLevel>(-1).has_value());
     EXPECT_LT(RiskLevel::normal, RiskLevel::caution);
     EXPECT_LT(RiskLevel::caution, RiskLevel::high);
     EXPECT_LT(RiskLevel::high, RiskLevel::blocked);
-    EXPECT_EQ(riskLevel(3), RiskLevel::blocked);
+    EXPECT_EQ(fromRawValue<RiskLevel>(3), RiskLevel::blocked);
 }
 
 TEST(KestrelError, hasItsMessageAsItsDescription) {

@@ -16,7 +16,7 @@ using testing::textsOf;
 std::set<FileKind> kindsOf(simdjson::dom::element array) {
     std::set<FileKind> kinds;
     for (const simdjson::dom::element value : simdjson::dom::array{array}) {
-        kinds.insert(fileKind(std::int64_t{value}).value());
+        kinds.insert(fromRawValue<FileKind>(std::int64_t{value}).value());
     }
     return kinds;
 }

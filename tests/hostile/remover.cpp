@@ -24,21 +24,12 @@ using namespace KestrelCore;
 int removeThroughTheLibrary(DeletionMode mode, char** arguments) {
     const FileIdentity identity{std::strtoull(arguments[1], nullptr, 10), std::strtoull(arguments[2], nullptr, 10)};
     const Text path{arguments[0]};
-    const FileRecord record{UUID::random(),
-                            identity,
-                            Path::deletingLastComponent(path),
-                            path,
-                            Path::lastComponent(path),
-                            fileKind(std::atoi(arguments[3])).value(),
-                            0,
-                            0,
-                            0,
-                            std::nullopt,
-                            "",
-                            false,
-                            false,
-                            false,
-                            RiskLevel::normal};
+    const FileRecord record{{.id = UUID::random(),
+                             .identity = identity,
+                             .parentPath = Path::deletingLastComponent(path),
+                             .path = path,
+                             .name = Path::lastComponent(path),
+                             .kind = fromRawValue<FileKind>(std::atoi(arguments[3])).value()}};
     DeletionCoordinator coordinator{FileManager::standard()};
     const DeletionItemResult result = coordinator.execute({{record}, mode, "DELETE"}).front();
     std::printf("%s\n", result.message.string().c_str());
@@ -66,7 +57,7 @@ bool removeNaively(const std::string& path) {
 int main(int argc, char** argv) {
     const std::string mode = argc > 2 ? argv[1] : "";
     if (mode == "naive" && argc == 3) return removeNaively(argv[2]) ? 0 : 1;
-    const auto known = deletionMode(mode);
+    const auto known = fromRawValue<DeletionMode>(mode);
     if (!known || argc != 6) {
         std::fputs("usage: kestrel-remover permanent|trash PATH DEVICE INODE KIND\n", stderr);
         return 2;

@@ -31,21 +31,21 @@ inline FileRecord aRecord(const RecordFields& fields) {
     std::optional<Text> parent;
     if (!fields.isTop) parent = fields.parent ? *fields.parent : Path::deletingLastComponent(fields.path);
     const Text name = Path::lastComponent(fields.path);
-    return FileRecord{fields.id ? *fields.id : UUID::random(),
-                      fields.identity,
-                      parent,
-                      fields.path,
-                      name,
-                      fields.kind,
-                      fields.logical,
-                      fields.allocated,
-                      fields.aggregate,
-                      fields.modified,
-                      Path::extension(name).lowercased(),
-                      fields.isHidden,
-                      fields.isCloudPlaceholder,
-                      fields.isDuplicate,
-                      fields.risk};
+    return FileRecord{{.id = fields.id ? *fields.id : UUID::random(),
+                       .identity = fields.identity,
+                       .parentPath = parent,
+                       .path = fields.path,
+                       .name = name,
+                       .kind = fields.kind,
+                       .logicalBytes = fields.logical,
+                       .allocatedBytes = fields.allocated,
+                       .aggregateAllocatedBytes = fields.aggregate,
+                       .modifiedAt = fields.modified,
+                       .fileExtension = Path::extension(name).lowercased(),
+                       .isHidden = fields.isHidden,
+                       .isCloudPlaceholder = fields.isCloudPlaceholder,
+                       .isHardLinkDuplicate = fields.isDuplicate,
+                       .risk = fields.risk}};
 }
 
 inline ScanSnapshot aSnapshot(const Text& root, const std::vector<FileRecord>& records,

@@ -125,7 +125,7 @@ void writeApplications(JSONOutput& json, const std::vector<ApplicationRecord>& a
             json.beginObject();
             json.member("path", residue.url.path().view());
             json.member("allocatedBytes", residue.allocatedBytes);
-            json.member("confidence", rawValue(residue.confidence).view());
+            json.member("confidence", rawValue(residue.confidence));
             json.member("evidence", residue.evidence.view());
             json.member("selectedByDefault", residue.selectedByDefault());
             json.endObject();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KestrelCore/Base/Hashing.hpp"
+#include "KestrelCore/Base/RawValue.hpp"
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Base/UUID.hpp"
@@ -9,6 +10,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <string_view>
 
 namespace KestrelCore {
 
@@ -17,9 +19,11 @@ namespace KestrelCore {
 enum class ResidueConfidence : std::uint8_t { high, uncertain };
 
 /// "high" or "uncertain"; also the form in JSON.
-[[nodiscard]] KESTRELCORE_EXPORT Text rawValue(ResidueConfidence confidence);
+[[nodiscard]] KESTRELCORE_EXPORT std::string_view rawValue(ResidueConfidence confidence);
 /// Empty for any other text.
-[[nodiscard]] KESTRELCORE_EXPORT std::optional<ResidueConfidence> residueConfidence(const Text& rawValue);
+template <>
+[[nodiscard]] KESTRELCORE_EXPORT std::optional<ResidueConfidence>
+fromRawValue<ResidueConfidence>(std::string_view rawValue);
 
 /// A file or folder that an application has left behind, outside its own bundle. A candidate: it is found by its name,
 /// and nothing in it is looked at.
@@ -42,7 +46,7 @@ struct KESTRELCORE_EXPORT ResidueCandidate {
 template <>
 struct std::hash<KestrelCore::ResidueConfidence> {
     std::size_t operator()(KestrelCore::ResidueConfidence confidence) const {
-        return KestrelCore::rawValue(confidence).hash();
+        return KestrelCore::Text{KestrelCore::rawValue(confidence)}.hash();
     }
 };
 

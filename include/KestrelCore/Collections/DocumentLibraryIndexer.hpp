@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KestrelCore/Base/Hashing.hpp"
+#include "KestrelCore/Base/RawValue.hpp"
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Export.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
@@ -24,7 +25,9 @@ inline constexpr std::array allDocumentAssetKinds{DocumentAssetKind::pdf,       
 /// The case's name, such as "spreadsheet".
 [[nodiscard]] KESTRELCORE_EXPORT std::string_view rawValue(DocumentAssetKind kind);
 /// Empty for any other text.
-[[nodiscard]] KESTRELCORE_EXPORT std::optional<DocumentAssetKind> documentAssetKind(const Text& rawValue);
+template <>
+[[nodiscard]] KESTRELCORE_EXPORT std::optional<DocumentAssetKind>
+fromRawValue<DocumentAssetKind>(std::string_view rawValue);
 
 /// One document of a snapshot.
 struct DocumentAsset {

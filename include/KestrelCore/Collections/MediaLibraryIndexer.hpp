@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KestrelCore/Base/Hashing.hpp"
+#include "KestrelCore/Base/RawValue.hpp"
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Export.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
@@ -21,7 +22,8 @@ inline constexpr std::array allMediaAssetKinds{MediaAssetKind::image, MediaAsset
 /// "image" or "video".
 [[nodiscard]] KESTRELCORE_EXPORT std::string_view rawValue(MediaAssetKind kind);
 /// Empty for any other text.
-[[nodiscard]] KESTRELCORE_EXPORT std::optional<MediaAssetKind> mediaAssetKind(const Text& rawValue);
+template <>
+[[nodiscard]] KESTRELCORE_EXPORT std::optional<MediaAssetKind> fromRawValue<MediaAssetKind>(std::string_view rawValue);
 
 /// One photo or video of a snapshot.
 struct MediaAsset {

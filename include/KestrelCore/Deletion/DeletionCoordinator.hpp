@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KestrelCore/Base/CancellationToken.hpp"
+#include "KestrelCore/Base/RawValue.hpp"
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Base/UUID.hpp"
 #include "KestrelCore/Deletion/ProtectedPlace.hpp"
@@ -25,7 +26,8 @@ enum class DeletionMode : std::uint8_t { trash, permanent };
 /// "trash" or "permanent".
 [[nodiscard]] KESTRELCORE_EXPORT std::string_view rawValue(DeletionMode mode);
 /// Empty for any other text.
-[[nodiscard]] KESTRELCORE_EXPORT std::optional<DeletionMode> deletionMode(std::string_view rawValue);
+template <>
+[[nodiscard]] KESTRELCORE_EXPORT std::optional<DeletionMode> fromRawValue<DeletionMode>(std::string_view rawValue);
 
 /// What the user asked for. The records are those of a scan, or of `DeletionPlan::freshRecord` for what no scan has
 /// seen.

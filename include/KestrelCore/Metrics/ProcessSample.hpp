@@ -30,8 +30,9 @@ struct KESTRELCORE_EXPORT ProcessSample {
 
 template <>
 struct std::hash<KestrelCore::ProcessSample> {
-    std::size_t operator()(const KestrelCore::ProcessSample& s) const {
-        return KestrelCore::hashOf(s.id, s.name, s.executablePath, s.cpuPercent, s.residentBytes, s.virtualBytes,
-                                   s.threadCount, s.runningThreadCount, s.priority);
+    std::size_t operator()(const KestrelCore::ProcessSample& sample) const {
+        return KestrelCore::hashOf(sample.id, sample.name, sample.executablePath, sample.cpuPercent,
+                                   sample.residentBytes, sample.virtualBytes, sample.threadCount,
+                                   sample.runningThreadCount, sample.priority);
     }
 };

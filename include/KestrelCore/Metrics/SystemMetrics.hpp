@@ -32,11 +32,11 @@ public:
     /// Never fails: a figure that the system does not give is zero, absent or "Unknown".
     [[nodiscard]] SystemSample sample();
 
-    /// A sample at once, then one after each interval of `every`, until the stream is cancelled or dropped, which never
-    /// waits for the interval. Time during which the machine sleeps counts. An interval that is not above 0, or no
-    /// number, counts as 0.05 s; an infinite one gives the first sample only. The stream keeps what it needs of the
+    /// A sample at once, then one after each `interval`, until the stream is cancelled or dropped, which never waits
+    /// for the interval. Time during which the machine sleeps counts. An interval that is not above 0, or no number,
+    /// counts as 0.05 s; an infinite one gives the first sample only. The stream keeps what it needs of the
     /// sampler alive. Throws `std::system_error` when no thread can be started; the stream itself never fails.
-    [[nodiscard]] EventStream<SystemSample> stream(std::chrono::duration<double> every);
+    [[nodiscard]] EventStream<SystemSample> stream(std::chrono::duration<double> interval);
 
 private:
     friend struct SamplerAccess;
@@ -62,7 +62,7 @@ public:
     [[nodiscard]] std::vector<ProcessSample> sample();
 
     /// As `SystemMetricsSampler::stream`.
-    [[nodiscard]] EventStream<std::vector<ProcessSample>> stream(std::chrono::duration<double> every);
+    [[nodiscard]] EventStream<std::vector<ProcessSample>> stream(std::chrono::duration<double> interval);
 
 private:
     friend struct SamplerAccess;

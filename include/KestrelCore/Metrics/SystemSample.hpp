@@ -2,6 +2,7 @@
 
 #include "KestrelCore/Base/Date.hpp"
 #include "KestrelCore/Base/Hashing.hpp"
+#include "KestrelCore/Base/RawValue.hpp"
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Export.hpp"
 
@@ -25,7 +26,8 @@ enum class ThermalLevel {
 /// The raw value, such as "nominal".
 [[nodiscard]] KESTRELCORE_EXPORT std::string_view rawValue(ThermalLevel level);
 /// Empty for a text that is no raw value.
-[[nodiscard]] KESTRELCORE_EXPORT std::optional<ThermalLevel> thermalLevelFromRawValue(std::string_view rawValue);
+template <>
+[[nodiscard]] KESTRELCORE_EXPORT std::optional<ThermalLevel> fromRawValue<ThermalLevel>(std::string_view rawValue);
 
 /// One reading of the machine. Every figure comes from the system at that moment but for the rates, which tell of the
 /// time since the previous reading of the same sampler.
@@ -55,9 +57,10 @@ struct KESTRELCORE_EXPORT SystemSample {
 
 template <>
 struct std::hash<KestrelCore::SystemSample> {
-    std::size_t operator()(const KestrelCore::SystemSample& s) const {
-        return KestrelCore::hashOf(s.timestamp, s.cpuUsedFraction, s.memoryUsedBytes, s.memoryTotalBytes,
-                                   s.swapUsedBytes, s.memoryPressure, s.batteryPercent, s.isCharging, s.thermalLevel,
-                                   s.networkDownBytesPerSecond, s.networkUpBytesPerSecond);
+    std::size_t operator()(const KestrelCore::SystemSample& sample) const {
+        return KestrelCore::hashOf(sample.timestamp, sample.cpuUsedFraction, sample.memoryUsedBytes,
+                                   sample.memoryTotalBytes, sample.swapUsedBytes, sample.memoryPressure,
+                                   sample.batteryPercent, sample.isCharging, sample.thermalLevel,
+                                   sample.networkDownBytesPerSecond, sample.networkUpBytesPerSecond);
     }
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "KestrelCore/Base/RawValue.hpp"
+
 #include <array>
 #include <cstdint>
 #include <optional>
@@ -15,9 +17,11 @@ enum class FileKind : std::uint8_t { file, directory, package, symbolicLink, oth
 inline constexpr std::array allFileKinds{FileKind::file, FileKind::directory, FileKind::package, FileKind::symbolicLink,
                                          FileKind::other};
 
+/// 0 to 4.
 [[nodiscard]] constexpr int rawValue(FileKind kind) { return static_cast<int>(kind); }
 /// Empty for any integer outside 0…4.
-[[nodiscard]] constexpr std::optional<FileKind> fileKind(std::int64_t rawValue) {
+template <>
+[[nodiscard]] constexpr std::optional<FileKind> fromRawValue<FileKind>(std::int64_t rawValue) {
     if (rawValue < 0 || rawValue > 4) return std::nullopt;
     return static_cast<FileKind>(rawValue);
 }

@@ -19,6 +19,31 @@ namespace KestrelCore {
 /// so that the way records are kept may change without changing hosts.
 class KESTRELCORE_EXPORT FileRecord {
 public:
+    /// All that a record holds, by name, with the units and meanings of the accessors of these names. What is left out
+    /// is a plain file of no size about which nothing is known.
+    ///
+    ///     const FileRecord file{{.id = UUID::random(), .path = "/home/anna/a.txt", .name = "a.txt"}};
+    struct Fields {
+        UUID id{};
+        std::optional<FileIdentity> identity{};
+        std::optional<Text> parentPath{};
+        Text path{};
+        Text name{};
+        FileKind kind = FileKind::file;
+        std::int64_t logicalBytes = 0;
+        std::int64_t allocatedBytes = 0;
+        std::int64_t aggregateAllocatedBytes = 0;
+        std::optional<Date> modifiedAt{};
+        Text fileExtension{};
+        bool isHidden = false;
+        bool isCloudPlaceholder = false;
+        bool isHardLinkDuplicate = false;
+        RiskLevel risk = RiskLevel::normal;
+    };
+
+    /// Nothing is checked, and nothing made of anything else: name and extension are not taken from the path.
+    explicit FileRecord(Fields fields);
+    /// The same in the order of `Fields`.
     FileRecord(UUID id, std::optional<FileIdentity> identity, std::optional<Text> parentPath, Text path, Text name,
                FileKind kind, std::int64_t logicalBytes, std::int64_t allocatedBytes,
                std::int64_t aggregateAllocatedBytes, std::optional<Date> modifiedAt, Text fileExtension, bool isHidden,

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "KestrelCore/Base/RawValue.hpp"
+
 #include <cstdint>
 #include <optional>
 
@@ -10,9 +12,11 @@ namespace KestrelCore {
 /// applications, to be chosen knowingly; blocked is never removed.
 enum class RiskLevel : std::uint8_t { normal, caution, high, blocked };
 
+/// 0 to 3.
 [[nodiscard]] constexpr int rawValue(RiskLevel level) { return static_cast<int>(level); }
 /// Empty for any integer outside 0…3.
-[[nodiscard]] constexpr std::optional<RiskLevel> riskLevel(std::int64_t rawValue) {
+template <>
+[[nodiscard]] constexpr std::optional<RiskLevel> fromRawValue<RiskLevel>(std::int64_t rawValue) {
     if (rawValue < 0 || rawValue > 3) return std::nullopt;
     return static_cast<RiskLevel>(rawValue);
 }

@@ -225,7 +225,7 @@ bool PlainRecordReader::readRecord(Cursor& cursor) {
         return false;
     }
     if (!cursor.skip(",\"name\":\"") || !cursor.skip(name) || !cursor.skip("\",\"kind\":") || !cursor.digit(kind) ||
-        !fileKind(kind)) {
+        !fromRawValue<FileKind>(kind)) {
         return false;
     }
     if (!cursor.skip(",\"logicalBytes\":") || !cursor.integer(fields.logicalBytes) ||
@@ -241,7 +241,7 @@ bool PlainRecordReader::readRecord(Cursor& cursor) {
         !cursor.boolean(fields.isHidden) || !cursor.skip(",\"isCloudPlaceholder\":") ||
         !cursor.boolean(fields.isCloudPlaceholder) || !cursor.skip(",\"isHardLinkDuplicate\":") ||
         !cursor.boolean(fields.isHardLinkDuplicate) || !cursor.skip(",\"risk\":") || !cursor.digit(risk) ||
-        !riskLevel(risk) || !cursor.skip("}")) {
+        !fromRawValue<RiskLevel>(risk) || !cursor.skip("}")) {
         return false;
     }
     if (!isSameFolder && !findFolder(rawParent)) return false;

@@ -158,7 +158,7 @@ struct RecordFields {
                sound(path, name, kind, logicalBytes, allocatedBytes, aggregateAllocatedBytes, fileExtension, isHidden,
                      isCloudPlaceholder, isHardLinkDuplicate, risk) &&
                (identity.state != FieldState::sound || sound(identity.value.device, identity.value.inode)) &&
-               fileKind(kind.value) && riskLevel(risk.value);
+               fromRawValue<FileKind>(kind.value) && fromRawValue<RiskLevel>(risk.value);
     }
 
     [[nodiscard]] DecodingError firstError(const std::optional<UUID>& parsedID, const std::string& at) const {
@@ -168,7 +168,7 @@ struct RecordFields {
             wants.required("identity.device", identity.value.device).required("identity.inode", identity.value.inode);
         }
         wants.optional("parentPath", parentPath).required("path", path).required("name", name).required("kind", kind);
-        wants.holds("kind", fileKind(kind.value).has_value());
+        wants.holds("kind", fromRawValue<FileKind>(kind.value).has_value());
         wants.required("logicalBytes", logicalBytes)
             .required("allocatedBytes", allocatedBytes)
             .required("aggregateAllocatedBytes", aggregateAllocatedBytes)
@@ -178,7 +178,7 @@ struct RecordFields {
             .required("isCloudPlaceholder", isCloudPlaceholder)
             .required("isHardLinkDuplicate", isHardLinkDuplicate)
             .required("risk", risk)
-            .holds("risk", riskLevel(risk.value).has_value());
+            .holds("risk", fromRawValue<RiskLevel>(risk.value).has_value());
         return *wants.error();
     }
 };
@@ -384,16 +384,16 @@ Fields fieldsOf(json::value& value) {
     return field.value;
 }
 
-/// The case that `fromRawValue` gives for the one number that the text is.
-template <typename FromRawValue>
-auto enumerationIn(std::string_view text, FromRawValue fromRawValue) {
+/// The case whose raw value is the one number that the text is.
+template <typename Enumeration>
+Enumeration enumerationIn(std::string_view text) {
     return readAlone(text, [&](json::value& value) {
         Field<std::int64_t> field;
         read(value, field);
         Requirements wants{""};
-        wants.required("", field).holds("", fromRawValue(field.value).has_value());
+        wants.required("", field).holds("", fromRawValue<Enumeration>(field.value).has_value());
         if (wants.error()) throw *wants.error();
-        return *fromRawValue(field.value);
+        return *fromRawValue<Enumeration>(field.value);
     });
 }
 
@@ -412,12 +412,12 @@ FileIdentity decodingJSON<FileIdentity>(std::string_view text) {
 
 template <>
 FileKind decodingJSON<FileKind>(std::string_view text) {
-    return enumerationIn(text, fileKind);
+    return enumerationIn<FileKind>(text);
 }
 
 template <>
 RiskLevel decodingJSON<RiskLevel>(std::string_view text) {
-    return enumerationIn(text, riskLevel);
+    return enumerationIn<RiskLevel>(text);
 }
 
 template <>

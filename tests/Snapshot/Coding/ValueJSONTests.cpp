@@ -72,7 +72,7 @@ TEST(ValueJSON, readsWhatItWrites) {
     EXPECT_EQ(decodingJSON<FileIdentity>(encodedJSON(identity)), identity);
     for (const FileKind kind : allFileKinds) EXPECT_EQ(decodingJSON<FileKind>(encodedJSON(kind)), kind);
     for (int risk = 0; risk < 4; ++risk) {
-        EXPECT_EQ(decodingJSON<RiskLevel>(std::to_string(risk)), riskLevel(risk));
+        EXPECT_EQ(decodingJSON<RiskLevel>(std::to_string(risk)), fromRawValue<RiskLevel>(risk));
     }
     const ScanScope scope = ScanScope::stored(*URL::parse("file:///a/../b/"), "B", "c");
     EXPECT_EQ(decodingJSON<ScanScope>(encodedJSON(scope)), scope);

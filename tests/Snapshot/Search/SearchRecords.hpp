@@ -23,21 +23,17 @@ struct SearchedRecord {
 };
 
 [[nodiscard]] inline FileRecord recordOf(const SearchedRecord& record) {
-    return FileRecord{UUID::random(),
-                      std::nullopt,
-                      Path::deletingLastComponent(record.path),
-                      record.path,
-                      record.name.value_or(Path::lastComponent(record.path)),
-                      record.kind,
-                      record.allocatedBytes,
-                      record.allocatedBytes,
-                      record.aggregateBytes,
-                      record.modifiedAt,
-                      record.fileExtension.value_or(Path::extension(record.path).lowercased()),
-                      record.isHidden,
-                      false,
-                      false,
-                      RiskLevel::normal};
+    return FileRecord{{.id = UUID::random(),
+                       .parentPath = Path::deletingLastComponent(record.path),
+                       .path = record.path,
+                       .name = record.name.value_or(Path::lastComponent(record.path)),
+                       .kind = record.kind,
+                       .logicalBytes = record.allocatedBytes,
+                       .allocatedBytes = record.allocatedBytes,
+                       .aggregateAllocatedBytes = record.aggregateBytes,
+                       .modifiedAt = record.modifiedAt,
+                       .fileExtension = record.fileExtension.value_or(Path::extension(record.path).lowercased()),
+                       .isHidden = record.isHidden}};
 }
 
 [[nodiscard]] inline ScanSnapshot snapshotOf(const std::vector<SearchedRecord>& searched) {

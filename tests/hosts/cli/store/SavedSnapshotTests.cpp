@@ -307,21 +307,13 @@ TEST_F(SavedSnapshotCommands, scanComparesWithNothingThatContradictsItself) {
     TemporaryFolder folder;
     const std::string root = std::filesystem::canonical(folder.path()).string();
     const auto record = [&](std::int64_t bytes) {
-        return FileRecord{UUID::random(),
-                          std::nullopt,
-                          std::nullopt,
-                          root,
-                          Path::lastComponent(root),
-                          FileKind::directory,
-                          bytes,
-                          bytes,
-                          bytes,
-                          std::nullopt,
-                          "",
-                          false,
-                          false,
-                          false,
-                          RiskLevel::normal};
+        return FileRecord{{.id = UUID::random(),
+                           .path = root,
+                           .name = Path::lastComponent(root),
+                           .kind = FileKind::directory,
+                           .logicalBytes = bytes,
+                           .allocatedBytes = bytes,
+                           .aggregateAllocatedBytes = bytes}};
     };
     const Date anHourAgo = Date::now().addingSeconds(-3600);
     for (const std::vector<FileRecord>& odd :
