@@ -26,9 +26,9 @@ std::int64_t ApplicationRecord::estimatedBytes() const {
 
 std::size_t std::hash<KestrelCore::ApplicationRecord>::operator()(const KestrelCore::ApplicationRecord& value) const {
     std::size_t hash =
-        KestrelCore::hashOf(value.id, value.url, value.displayName, value.bundleIdentifier, value.version);
+        KestrelCore::Internal::hashOf(value.id, value.url, value.displayName, value.bundleIdentifier, value.version);
     for (const KestrelCore::ResidueCandidate& residue : value.residues)
-        hash =
-            static_cast<std::size_t>(KestrelCore::mixHash(hash, std::hash<KestrelCore::ResidueCandidate>{}(residue)));
+        hash = static_cast<std::size_t>(
+            KestrelCore::Internal::mixHash(hash, std::hash<KestrelCore::ResidueCandidate>{}(residue)));
     return hash;
 }

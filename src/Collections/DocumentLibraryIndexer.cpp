@@ -104,9 +104,9 @@ DocumentLibraryIndex DocumentLibraryIndexer::makeIndex(const ScanSnapshot& snaps
 std::size_t
 std::hash<KestrelCore::DocumentLibraryIndex>::operator()(const KestrelCore::DocumentLibraryIndex& index) const {
     std::uint64_t hash = 0;
-    hash = KestrelCore::mixHash(hash, index.documents.size());
+    hash = KestrelCore::Internal::mixHash(hash, index.documents.size());
     for (const KestrelCore::DocumentAsset& asset : index.documents) {
-        hash = KestrelCore::mixHash(hash, std::hash<KestrelCore::DocumentAsset>{}(asset));
+        hash = KestrelCore::Internal::mixHash(hash, std::hash<KestrelCore::DocumentAsset>{}(asset));
     }
     return static_cast<std::size_t>(hash);
 }

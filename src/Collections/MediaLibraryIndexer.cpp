@@ -98,13 +98,13 @@ MediaLibraryIndex MediaLibraryIndexer::makeIndex(const ScanSnapshot& snapshot, c
 
 std::size_t std::hash<KestrelCore::MediaLibraryIndex>::operator()(const KestrelCore::MediaLibraryIndex& index) const {
     std::uint64_t hash = 0;
-    hash = KestrelCore::mixHash(hash, index.images.size());
+    hash = KestrelCore::Internal::mixHash(hash, index.images.size());
     for (const KestrelCore::MediaAsset& asset : index.images) {
-        hash = KestrelCore::mixHash(hash, std::hash<KestrelCore::MediaAsset>{}(asset));
+        hash = KestrelCore::Internal::mixHash(hash, std::hash<KestrelCore::MediaAsset>{}(asset));
     }
-    hash = KestrelCore::mixHash(hash, index.videos.size());
+    hash = KestrelCore::Internal::mixHash(hash, index.videos.size());
     for (const KestrelCore::MediaAsset& asset : index.videos) {
-        hash = KestrelCore::mixHash(hash, std::hash<KestrelCore::MediaAsset>{}(asset));
+        hash = KestrelCore::Internal::mixHash(hash, std::hash<KestrelCore::MediaAsset>{}(asset));
     }
     return static_cast<std::size_t>(hash);
 }

@@ -37,9 +37,9 @@ FileRecord::FileRecord(Fields fields)
 }  // namespace KestrelCore
 
 std::size_t std::hash<KestrelCore::FileRecord>::operator()(const KestrelCore::FileRecord& record) const {
-    return KestrelCore::hashOf(record.id(), record.identity(), record.parentPath(), record.path(), record.name(),
-                               static_cast<int>(record.kind()), record.logicalBytes(), record.allocatedBytes(),
-                               record.aggregateAllocatedBytes(), record.modifiedAt(), record.fileExtension(),
-                               record.isHidden(), record.isCloudPlaceholder(), record.isHardLinkDuplicate(),
-                               static_cast<int>(record.risk()));
+    return KestrelCore::Internal::hashOf(record.id(), record.identity(), record.parentPath(), record.path(),
+                                         record.name(), static_cast<int>(record.kind()), record.logicalBytes(),
+                                         record.allocatedBytes(), record.aggregateAllocatedBytes(), record.modifiedAt(),
+                                         record.fileExtension(), record.isHidden(), record.isCloudPlaceholder(),
+                                         record.isHardLinkDuplicate(), static_cast<int>(record.risk()));
 }

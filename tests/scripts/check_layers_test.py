@@ -68,6 +68,20 @@ class CheckLayers(unittest.TestCase):
         self.expect("include/KestrelCore/Model/Public.hpp: a public header includes Model/Private.hpp, which is private",
                     {"src/Model/Private.hpp": "", "include/KestrelCore/Model/Public.hpp": '#include "Model/Private.hpp"'})
 
+    def test_a_private_type_in_what_hosts_can_use(self):
+        listing = "class {0}\npublic:\n    explicit List(Rows* rows);\n\nprivate:\n    friend struct Rows;\n    Rows* rows_;\n}};"
+        self.expect("include/KestrelCore/Model/List.hpp: offers hosts Rows, which no public header defines",
+                    {"include/KestrelCore/Model/List.hpp": "class Rows;\n" + listing.format("KESTRELCORE_EXPORT List {")})
+
+    def test_an_opaque_type_in_a_private_part(self):
+        header = "class Rows;\n/// Made of Rows.\nclass List {\npublic:\n    List();  // no Rows\nprivate:\n    Rows* rows_;\n};"
+        self.assertEqual(self.findings({"include/KestrelCore/Model/List.hpp": header}), [])
+
+    def test_a_type_that_another_public_header_defines(self):
+        self.assertEqual(self.findings({
+            "include/KestrelCore/Model/Rows.hpp": "class KESTRELCORE_EXPORT Rows {\n};",
+            "include/KestrelCore/Model/Use.hpp": "class Rows;\nvoid use(const Rows& rows);"}), [])
+
     def test_a_header_of_the_operating_system(self):
         self.expect("src/Snapshot/Map.cpp: includes <sys/mman.h>, a header of the operating system",
                     {"src/Snapshot/Map.cpp": "#include <sys/mman.h>"})

@@ -53,6 +53,7 @@ struct std::hash<KestrelCore::ResidueConfidence> {
 template <>
 struct std::hash<KestrelCore::ResidueCandidate> {
     std::size_t operator()(const KestrelCore::ResidueCandidate& value) const {
-        return KestrelCore::hashOf(value.id, value.url, value.allocatedBytes, value.confidence, value.evidence);
+        return KestrelCore::Internal::hashOf(value.id, value.url, value.allocatedBytes, value.confidence,
+                                             value.evidence);
     }
 };

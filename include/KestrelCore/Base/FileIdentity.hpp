@@ -22,6 +22,6 @@ struct FileIdentity {
 template <>
 struct std::hash<KestrelCore::FileIdentity> {
     std::size_t operator()(const KestrelCore::FileIdentity& value) const noexcept {
-        return KestrelCore::hashOf(value.device, value.inode);
+        return KestrelCore::Internal::hashOf(value.device, value.inode);
     }
 };

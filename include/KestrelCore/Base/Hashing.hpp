@@ -5,7 +5,8 @@
 #include <functional>
 #include <type_traits>
 
-namespace KestrelCore {
+/// What the inline parts of these headers are made of. No host should use it: it may change or go without notice.
+namespace KestrelCore::Internal {
 
 /// Mixes one more 64-bit value into a running hash. Fast and even, but not secret: whoever chooses the values can make
 /// them collide. The same values give the same hash for as long as the process runs; nothing should be stored by it.
@@ -22,4 +23,4 @@ template <typename... Values>
     return static_cast<std::size_t>(hash);
 }
 
-}  // namespace KestrelCore
+}  // namespace KestrelCore::Internal

@@ -69,7 +69,7 @@ public:
 template <>
 struct std::hash<KestrelCore::DocumentAsset> {
     std::size_t operator()(const KestrelCore::DocumentAsset& asset) const {
-        return KestrelCore::hashOf(asset.record, static_cast<int>(asset.kind));
+        return KestrelCore::Internal::hashOf(asset.record, static_cast<int>(asset.kind));
     }
 };
 

@@ -67,7 +67,7 @@ public:
 template <>
 struct std::hash<KestrelCore::MediaAsset> {
     std::size_t operator()(const KestrelCore::MediaAsset& asset) const {
-        return KestrelCore::hashOf(asset.record, static_cast<int>(asset.kind));
+        return KestrelCore::Internal::hashOf(asset.record, static_cast<int>(asset.kind));
     }
 };
 

@@ -31,8 +31,8 @@ struct KESTRELCORE_EXPORT ProcessSample {
 template <>
 struct std::hash<KestrelCore::ProcessSample> {
     std::size_t operator()(const KestrelCore::ProcessSample& sample) const {
-        return KestrelCore::hashOf(sample.id, sample.name, sample.executablePath, sample.cpuPercent,
-                                   sample.residentBytes, sample.virtualBytes, sample.threadCount,
-                                   sample.runningThreadCount, sample.priority);
+        return KestrelCore::Internal::hashOf(sample.id, sample.name, sample.executablePath, sample.cpuPercent,
+                                             sample.residentBytes, sample.virtualBytes, sample.threadCount,
+                                             sample.runningThreadCount, sample.priority);
     }
 };

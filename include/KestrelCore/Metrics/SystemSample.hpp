@@ -58,9 +58,9 @@ struct KESTRELCORE_EXPORT SystemSample {
 template <>
 struct std::hash<KestrelCore::SystemSample> {
     std::size_t operator()(const KestrelCore::SystemSample& sample) const {
-        return KestrelCore::hashOf(sample.timestamp, sample.cpuUsedFraction, sample.memoryUsedBytes,
-                                   sample.memoryTotalBytes, sample.swapUsedBytes, sample.memoryPressure,
-                                   sample.batteryPercent, sample.isCharging, sample.thermalLevel,
-                                   sample.networkDownBytesPerSecond, sample.networkUpBytesPerSecond);
+        return KestrelCore::Internal::hashOf(sample.timestamp, sample.cpuUsedFraction, sample.memoryUsedBytes,
+                                             sample.memoryTotalBytes, sample.swapUsedBytes, sample.memoryPressure,
+                                             sample.batteryPercent, sample.isCharging, sample.thermalLevel,
+                                             sample.networkDownBytesPerSecond, sample.networkUpBytesPerSecond);
     }
 };

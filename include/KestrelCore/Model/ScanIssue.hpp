@@ -21,6 +21,6 @@ struct ScanIssue {
 template <>
 struct std::hash<KestrelCore::ScanIssue> {
     std::size_t operator()(const KestrelCore::ScanIssue& issue) const {
-        return KestrelCore::hashOf(issue.path, issue.message);
+        return KestrelCore::Internal::hashOf(issue.path, issue.message);
     }
 };

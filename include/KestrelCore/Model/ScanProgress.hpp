@@ -22,6 +22,6 @@ struct ScanProgress {
 template <>
 struct std::hash<KestrelCore::ScanProgress> {
     std::size_t operator()(const KestrelCore::ScanProgress& progress) const {
-        return KestrelCore::hashOf(progress.filesSeen, progress.allocatedBytesSeen, progress.currentPath);
+        return KestrelCore::Internal::hashOf(progress.filesSeen, progress.allocatedBytesSeen, progress.currentPath);
     }
 };

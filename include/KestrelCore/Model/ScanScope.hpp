@@ -32,6 +32,6 @@ struct KESTRELCORE_EXPORT ScanScope {
 template <>
 struct std::hash<KestrelCore::ScanScope> {
     std::size_t operator()(const KestrelCore::ScanScope& scope) const {
-        return KestrelCore::hashOf(scope.root, scope.displayName, scope.volumeIdentifier);
+        return KestrelCore::Internal::hashOf(scope.root, scope.displayName, scope.volumeIdentifier);
     }
 };
