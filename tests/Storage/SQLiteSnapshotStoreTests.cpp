@@ -3,7 +3,7 @@
 #include "KestrelCore/Base/PlatformError.hpp"
 #include "KestrelCore/JSON/CodingErrors.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
-#include "Storage/SnapshotDatabase.hpp"
+#include "Platform/FileLock.hpp"
 #include "support/ChildProcess.hpp"
 #include "support/SampleSnapshots.hpp"
 #include "support/StoreFiles.hpp"
@@ -11,6 +11,7 @@
 #include "support/UnprivilegedThread.hpp"
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <cerrno>
 #include <cmath>
@@ -284,44 +285,44 @@ TEST(SQLiteSnapshotStore, passesTheErrorOfAFolderThatCannotBeMadeUnchanged) {
 
 TEST(SQLiteSnapshotStore, waitsForAnotherSaverAndThenSaysThatTheDatabaseIsLocked) {
     StoreFiles files;
-    SnapshotDatabase database{files.url(), {.patience = std::chrono::milliseconds{20}, .longestPayload = {}}};
+    SQLiteSnapshotStore store{files.url(), {.patience = std::chrono::milliseconds{20}, .longestPayload = {}}};
     const ScanSnapshot earlier = sampleSnapshot(5, 18);
-    database.replace(earlier);
+    store.replace(earlier);
     {
         const auto held = FileLock::acquire(files.path() + "-lock", std::chrono::milliseconds{0});
         ASSERT_TRUE(held.has_value());
-        EXPECT_EQ(unavailableMessage([&] { database.replace(sampleSnapshot(5, 19)); }), "database is locked");
-        EXPECT_EQ(unavailableMessage([&] { database.clear(); }), "database is locked");
-        EXPECT_EQ(database.loadLatest(), earlier);  // waits for nobody
+        EXPECT_EQ(unavailableMessage([&] { store.replace(sampleSnapshot(5, 19)); }), "database is locked");
+        EXPECT_EQ(unavailableMessage([&] { store.clear(); }), "database is locked");
+        EXPECT_EQ(store.loadLatest(), earlier);  // waits for nobody
     }
     const ScanSnapshot later = sampleSnapshot(5, 20);
-    database.replace(later);
-    EXPECT_EQ(database.loadLatest(), later);
+    store.replace(later);
+    EXPECT_EQ(store.loadLatest(), later);
 }
 
 TEST(SQLiteSnapshotStore, saysThatTheDatabaseIsLockedByAWriterWhoDoesNotKnowOurLock) {
     StoreFiles files;
-    SnapshotDatabase database{files.url(), {.patience = std::chrono::milliseconds{20}, .longestPayload = {}}};
+    SQLiteSnapshotStore store{files.url(), {.patience = std::chrono::milliseconds{20}, .longestPayload = {}}};
     sqlite3* other = nullptr;
     ASSERT_EQ(sqlite3_open(files.path().c_str(), &other), SQLITE_OK);
     ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE;", nullptr, nullptr, nullptr), SQLITE_OK);
-    EXPECT_EQ(unavailableMessage([&] { database.replace(sampleSnapshot(5, 21)); }), "database is locked");
+    EXPECT_EQ(unavailableMessage([&] { store.replace(sampleSnapshot(5, 21)); }), "database is locked");
     sqlite3_close(other);
-    database.replace(sampleSnapshot(5, 22));
+    store.replace(sampleSnapshot(5, 22));
 }
 
 TEST(SQLiteSnapshotStore, waitsForAWriterBeforeItLooksWhatIsStored) {
     StoreFiles files;
-    SnapshotDatabase database{files.url(), {.patience = std::chrono::milliseconds{20}, .longestPayload = {}}};
-    database.replace(sampleSnapshot(5, 30));
+    SQLiteSnapshotStore store{files.url(), {.patience = std::chrono::milliseconds{20}, .longestPayload = {}}};
+    store.replace(sampleSnapshot(5, 30));
     sqlite3* other = nullptr;
     ASSERT_EQ(sqlite3_open(files.path().c_str(), &other), SQLITE_OK);
     ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE;", nullptr, nullptr, nullptr), SQLITE_OK);
     const UUID another = sampleSnapshot(5, 31).id();
-    EXPECT_EQ(unavailableMessage([&] { (void)database.replace(sampleSnapshot(5, 32), another); }),
+    EXPECT_EQ(unavailableMessage([&] { (void)store.replaceStored(another, sampleSnapshot(5, 32)); }),
               "database is locked");
     sqlite3_close(other);
-    EXPECT_FALSE(database.replace(sampleSnapshot(5, 32), another));
+    EXPECT_FALSE(store.replaceStored(another, sampleSnapshot(5, 32)));
 }
 
 TEST(SQLiteSnapshotStore, keepsTheReferencesOfForeignTables) {
@@ -416,14 +417,14 @@ TEST(SQLiteSnapshotStore, takesAwayWhatItHadBegun) {
 
 TEST(SQLiteSnapshotStore, keepsTheEarlierSnapshotWhenThePayloadIsAboveTheLimit) {
     StoreFiles files;
-    SnapshotDatabase database{files.url(), {.patience = std::chrono::milliseconds{20}, .longestPayload = 100'000}};
+    SQLiteSnapshotStore store{files.url(), {.patience = std::chrono::milliseconds{20}, .longestPayload = 100'000}};
     const ScanSnapshot small = sampleSnapshot(100, 23);
-    database.replace(small);
-    EXPECT_EQ(unavailableMessage([&] { database.replace(sampleSnapshot(1'000, 24)); }), "string or blob too big");
-    EXPECT_EQ(database.loadLatest(), small);
+    store.replace(small);
+    EXPECT_EQ(unavailableMessage([&] { store.replace(sampleSnapshot(1'000, 24)); }), "string or blob too big");
+    EXPECT_EQ(store.loadLatest(), small);
     const ScanSnapshot next = sampleSnapshot(90, 25);
-    database.replace(next);
-    EXPECT_EQ(database.loadLatest(), next);
+    store.replace(next);
+    EXPECT_EQ(store.loadLatest(), next);
 }
 
 TEST(SQLiteSnapshotStore, savesIntoANewFileWhenItsOwnWasDeleted) {
