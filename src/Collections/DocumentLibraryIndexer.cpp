@@ -73,6 +73,7 @@ std::optional<DocumentAssetKind> DocumentLibraryIndexer::kind(const Text& fileEx
 
 DocumentLibraryIndex DocumentLibraryIndexer::makeIndex(const ScanSnapshot& snapshot, const Text& homePath) {
     const RecordStorage& storage = SnapshotAccess::storage(snapshot);
+    // A snapshot has some hundred extensions: what each makes is looked up once, and a row's place among them is asked.
     std::vector<std::optional<DocumentAssetKind>> kinds;
     kinds.reserve(storage.extensions().size());
     for (const Text& extension : storage.extensions()) kinds.push_back(kind(extension));
@@ -91,6 +92,7 @@ DocumentLibraryIndex DocumentLibraryIndexer::makeIndex(const ScanSnapshot& snaps
             row.isHardLinkDuplicate) {
             continue;
         }
+        // Last, since all before it are bits of the row.
         if (folders.admits(i)) indices.push_back(i);
     }
     return DocumentLibraryIndex{

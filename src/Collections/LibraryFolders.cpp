@@ -7,6 +7,11 @@
 #include <algorithm>
 #include <utility>
 
+// The rules of the libraries speak of paths: below this folder, in no folder of that name. Asked of a million paths
+// they would cost a million joined texts; asked of folders, some ten thousand of them, each from its parent's answers
+// and its own name, they cost nothing, and a record takes its folder's answer. Records whose texts don't fit together
+// are asked by their paths, with the same rules one component after the other.
+
 namespace KestrelCore {
 
 namespace {
@@ -30,6 +35,7 @@ private:
     std::vector<std::uint64_t> hashes_;
 };
 
+/// Whether one of `folders`, an empty path for the top folder among them, stands above `path`.
 bool isBelowOneOf(const Text& path, const std::vector<Text>& folders) {
     const std::string_view bytes = path.view();
     for (std::size_t slash = bytes.find('/'); slash != std::string_view::npos; slash = bytes.find('/', slash + 1)) {
@@ -45,6 +51,7 @@ LibraryFolders::LibraryFolders(const ScanSnapshot& snapshot, const Text& homePat
       root_{snapshot.scope().root.path()}, countsRootItself_{root_ != Text{"/"}},
       cloudDrives_{Text::concatenating({homePath.view(), "/Library/Mobile Documents/com~apple~CloudDocs"}),
                    Text::concatenating({homePath.view(), "/Library/CloudStorage"})} {
+    // Whoever scans a folder means all of it; whoever scans a disk has not asked for the files of the system.
     if (countsRootItself_)
         areas_ = {root_};
     else
@@ -108,6 +115,7 @@ bool LibraryFolders::admits(std::size_t index) const {
     const RecordStorage::Row& row = storage_.row(index);
     if (row.isIrregular) return admitsPath(storage_.irregular(row).path);
     Traits traits = traits_[row.folder];
+    // The root's own record lies in a folder above the area.
     if (!traits.isInArea) traits.isInArea = countsRootItself_ && storage_.hasPath(row, root_);
     return admits(traits);
 }

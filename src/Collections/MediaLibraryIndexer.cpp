@@ -64,6 +64,7 @@ std::optional<MediaAssetKind> MediaLibraryIndexer::kind(const Text& fileExtensio
 
 MediaLibraryIndex MediaLibraryIndexer::makeIndex(const ScanSnapshot& snapshot, const Text& homePath) {
     const RecordStorage& storage = SnapshotAccess::storage(snapshot);
+    // A snapshot has some hundred extensions: what each makes is looked up once, and a row's place among them is asked.
     std::vector<std::optional<MediaAssetKind>> kinds;
     kinds.reserve(storage.extensions().size());
     for (const Text& extension : storage.extensions()) kinds.push_back(kind(extension));

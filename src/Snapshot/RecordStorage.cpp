@@ -13,14 +13,31 @@
 #include <ranges>
 #include <utility>
 
+// A million records as values would take half a gigabyte, most of it paths that repeat each other. What is kept
+// instead:
+//
+//     folders     0  the top folder        parent 0   ""
+//                 1  parent 0  "home"      path hash of /home
+//                 2  parent 1  "anna"      path hash of /home/anna
+//     rows        /home/anna/a.txt         folder 2, name at 17 in the arena, 5 bytes; sizes, date, bits
+//     irregular   the scan's root          a row whose texts stand whole in a list beside the rows
+//
+// So a path costs a name. It is joined from the right, its length being known, and asked about without being joined: a
+// path is hashed component by component, each with the hash of what is above it, so that a row's hash takes its
+// folder's and its own name's; equality goes up both paths at once. Names are equal when their normal forms are, and
+// whether a name is its own normal form stands beside it, so that hardly any is ever normalised.
+//
+// Rows lie in chunks, the arena in others: nothing moves while a scan fills them, and what was handed out stays valid.
+
 namespace KestrelCore {
 
 namespace {
 
 constexpr std::string_view sourceFile = "KestrelCore/Model";
+// Any two numbers that differ: what the hashes of absolute and of other paths begin with.
 constexpr std::uint64_t topHash = 0x6A09E667F3BCC909U;
 constexpr std::uint64_t relativeHash = 0xBB67AE8584CAA73BU;
-constexpr std::size_t mostDevices = 256;
+constexpr std::size_t mostDevices = 256;  ///< what the eight bits of a row tell apart
 constexpr std::uint64_t offsetMask = (std::uint64_t{1} << 36) - 1;
 
 struct FolderKey {
@@ -77,6 +94,7 @@ std::shared_ptr<RecordStorage> RecordStorage::copy(const std::function<bool(std:
 }
 
 std::optional<FileIdentity> RecordStorage::identityOf(const Row& row) const {
+    // Beside the rows stands only what the device list had no room for.
     if (row.isIrregular && irregular(row).identity) return irregular(row).identity;
     if (!row.hasIdentity) return std::nullopt;
     return FileIdentity{.device = devices_[row.device], .inode = row.inode};
@@ -85,6 +103,7 @@ std::optional<FileIdentity> RecordStorage::identityOf(const Row& row) const {
 // Paths.
 
 void RecordStorage::appendFolderPath(FolderIndex folder, std::string& out) const {
+    // From the right: each name has its place, since the length of every folder's path is known.
     const std::size_t start = out.size();
     out.resize(start + folders_[folder].pathLength);
     while (folder != topFolder) {
@@ -166,8 +185,10 @@ FileRecord RecordStorage::record(const Row& r, Text path) const {
 }
 
 void RecordStorage::makeRecords(std::span<const std::uint32_t> indices, const RecordSink& take) const {
+    // Paths are joined into one text after the other and cut from it: one allocation for some hundred records. Not a
+    // longer one, since one record that somebody keeps holds the whole text.
     constexpr std::size_t bytesPerBuffer = std::size_t{1} << 14;
-    constexpr std::size_t manyRecords = 10'000;
+    constexpr std::size_t manyRecords = 10'000;  // fewer are made sooner than a thread is
     const auto make = [&](std::size_t begin, const std::size_t end) {
         FolderPathReader folderPaths{*this};
         std::string batch;
@@ -231,6 +252,7 @@ bool RecordStorage::equalNames(std::string_view a, bool isNormalizedA, std::stri
 }
 
 bool RecordStorage::hasPath(FolderIndex folder, const Text& path) const {
+    // Both from their last components up: strangers mostly differ there, relatives mostly agree above.
     std::string_view rest = path.view();
     if (folder == topFolder) return rest == "/";
     const bool isNormalized = path.isNormalized();
@@ -308,6 +330,7 @@ std::optional<RecordStorage::FolderIndex> RecordStorage::folder(std::string_view
     if (path == "/") return topFolder;
     BuildState& state = building();
     if (path == state.lastPath) return state.lastFolder;
+    // Asked before the first folder is made: a path is refused whole.
     for (std::size_t start = 1; start <= path.size();) {
         const std::size_t end = std::min(path.find('/', start), path.size());
         if (end - start > NameArena::longestName) return std::nullopt;
@@ -343,6 +366,7 @@ std::uint32_t RecordStorage::internExtension(std::string_view fileExtension) {
 }
 
 RecordStorage::Row& RecordStorage::newRow() {
+    // Positions have 32 bits everywhere. A scan ends at 2^26 entries, and a payload of so many would be two terabytes.
     if (size_ == std::numeric_limits<std::uint32_t>::max()) fatalError(sourceFile, "Too many records");
     if (size_ % rowsPerChunk == 0) chunks_.push_back(std::make_unique_for_overwrite<Row[]>(rowsPerChunk));
     Row& fresh = row(size_++);
@@ -375,6 +399,7 @@ RecordStorage::Row& RecordStorage::appendIrregular(std::optional<Text> parentPat
 
 RecordStorage::Row& RecordStorage::append(const std::optional<std::string_view>& parentPath, std::string_view path,
                                           std::string_view name) {
+    // A name with a slash in it would be two components, and the joined path would not tell where the folder ends.
     if (parentPath && name.size() <= NameArena::longestName && path.size() > name.size() && path.ends_with(name)) {
         const std::string_view prefix = path.substr(0, path.size() - name.size());
         const bool isRegular = *parentPath == "/"

@@ -19,6 +19,8 @@ std::shared_ptr<const RecordStorage> compactForm(const std::vector<FileRecord>& 
     return storage;
 }
 
+/// Stops the process with the first path that two records share. Not looked for before: the index only knows that there
+/// is one.
 [[noreturn]] void stopAtDuplicate(const RecordStorage& storage) {
     constexpr std::string_view sourceFile = "KestrelCore/Model/ScanSnapshot";
     std::unordered_set<Text> seen;

@@ -6,6 +6,19 @@
 #include <bit>
 #include <limits>
 
+// Three tables, each filled once:
+//
+//     slots_         hash of a path -> position of the record with that path
+//     folderSlots_   hash of a path -> folder that records name as their parent, its leader where there are twins
+//     firstChild_    folder -> where its children begin in `children_`; they end where the next folder's begin
+//
+// Most parents are folders of the storage, and their numbers serve as group numbers. A parent that is none, which only
+// irregular records can name, is a stray and gets the next number behind them. Records are met in their order and
+// sorted by size within each group only, so that building costs two passes over them and many short sorts.
+//
+// Open addressing with linear probing: a slot is four bytes, and at a load of two thirds the next slot to look at is
+// mostly in the same cache line. Hashes are seeded, so that nobody can choose names that all meet in one slot.
+
 namespace KestrelCore {
 
 namespace {
@@ -17,6 +30,8 @@ constexpr std::size_t manyRecords = 50'000;
 /// Slots for `count` entries at a load of at most two thirds.
 std::size_t slotCount(std::size_t count) { return std::bit_ceil(count + count / 2 + 1); }
 
+/// A byte of the hash that the slot's number does not hold: 255 of 256 strangers are passed over without a look at
+/// them.
 std::uint8_t tag(std::uint64_t hash) { return static_cast<std::uint8_t>(hash >> 56); }
 
 }  // namespace
@@ -88,7 +103,8 @@ SnapshotLookup::Index SnapshotLookup::groupOfIrregular(const Text& parentPath, c
 
 void SnapshotLookup::indexChildren(const RecordStorage& storage) {
     const std::size_t count = storage.size();
-    // Counting sort by group keeps the records' order within each group.
+    // Counting sort by group: counts, then first positions, then each record at its group's next place. The
+    // records' order stays within each group.
     std::vector<std::pair<Index, Index>> irregular;  // position, group
     firstChild_.assign(storage.folders().size() + 1, 0);
     for (Index i = 0; i < count; ++i) {
@@ -150,6 +166,7 @@ void SnapshotLookup::indexRecords(const RecordStorage& storage) {
         const RecordStorage::Row& row = storage.row(i);
         const std::uint64_t hash = storage.pathHash(row);
         std::size_t slot = hash & mask;
+        // Of records with one path the later one takes the slot.
         for (; slots_[slot] != empty; slot = (slot + 1) & mask) {
             if (tags_[slot] == tag(hash) && storage.haveEqualPaths(storage.row(slots_[slot]), row)) {
                 hasDuplicatePaths_ = true;

@@ -5,6 +5,14 @@
 #include <algorithm>
 #include <unordered_map>
 
+// A thousand paths taken out of a million records: asking of each record whether one of the paths covers it would be a
+// thousand million questions. A folder is covered when it is removed or its parent is covered, and parents come first,
+// so one pass over the folders answers for all records that lie in them. A folder's stored hash tells nearly always
+// that it is none of the removed ones, so few paths are ever joined.
+//
+// What the folders above lose is summed per ancestor of each removed path. A path below another removed one is summed,
+// too, as the user saw it: its bytes leave the folders above twice, but no container goes below its own size.
+
 namespace KestrelCore {
 
 namespace {

@@ -34,6 +34,7 @@ public:
     static constexpr int fileWriteVolumeReadOnly = 642;
     static constexpr int featureUnsupported = 3328;
 
+    /// `description` is for the user as it stands.
     PlatformError(Domain domain, int code, const Text& description,
                   std::shared_ptr<const PlatformError> underlying = nullptr)
         : domain_{domain}, code_{code}, description_{description.string()}, underlying_{std::move(underlying)} {}

@@ -17,8 +17,10 @@
 
 namespace KestrelCore {
 
+/// What a document is, told by its extension alone: no file is opened.
 enum class DocumentAssetKind : std::uint8_t { pdf, document, spreadsheet, presentation, text, ebook };
 
+/// Every case, in their order.
 inline constexpr std::array allDocumentAssetKinds{DocumentAssetKind::pdf,         DocumentAssetKind::document,
                                                   DocumentAssetKind::spreadsheet, DocumentAssetKind::presentation,
                                                   DocumentAssetKind::text,        DocumentAssetKind::ebook};
@@ -42,10 +44,10 @@ struct DocumentAsset {
 struct KESTRELCORE_EXPORT DocumentLibraryIndex {
     std::vector<DocumentAsset> documents;
 
-    /// Sum of `displayBytes`; a sum that overflows stops the process.
+    /// Sum of `displayBytes`, made anew at each call; a sum that overflows stops the process.
     [[nodiscard]] std::int64_t totalBytes() const;
 
-    /// A shared index without documents.
+    /// A shared index without documents, which lives as long as the process.
     [[nodiscard]] static const DocumentLibraryIndex& empty();
 
     bool operator==(const DocumentLibraryIndex&) const = default;

@@ -10,7 +10,8 @@
 namespace KestrelCore {
 
 /// A JSON text could not be read. The description is a finished sentence for the user; path and detail are for
-/// developers.
+/// developers, may quote what stands in the text, and may change. The first error in the order of the fields is told,
+/// but text that is no JSON at all outranks every other error.
 class KESTRELCORE_EXPORT DecodingError : public std::exception {
 public:
     enum class Kind {
@@ -24,6 +25,7 @@ public:
         : kind_{kind}, codingPath_{std::move(codingPath)}, detail_{std::move(detail)} {}
 
     [[nodiscard]] Kind kind() const noexcept { return kind_; }
+    /// Always one of two sentences: that something is missing, or that something is wrong.
     [[nodiscard]] const char* what() const noexcept override {
         const bool isMissing = kind_ == Kind::keyNotFound || kind_ == Kind::valueNotFound;
         return isMissing ? "The data couldn’t be read because it is missing."
@@ -39,7 +41,7 @@ private:
     std::string detail_;
 };
 
-/// A value has no JSON form: a date that is not a finite number.
+/// A value has no JSON form: a date, or another figure, that is not a finite number.
 class KESTRELCORE_EXPORT EncodingError : public std::exception {
 public:
     explicit EncodingError(std::string codingPath) : codingPath_{std::move(codingPath)} {}
@@ -48,6 +50,7 @@ public:
         return "The data couldn’t be written because it isn’t in the correct format.";
     }
     [[nodiscard]] Text description() const { return Text{what()}; }
+    /// Of the date, such as "records.modifiedAt".
     [[nodiscard]] const std::string& codingPath() const noexcept { return codingPath_; }
 
 private:

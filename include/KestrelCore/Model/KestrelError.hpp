@@ -8,10 +8,12 @@
 
 namespace KestrelCore {
 
-/// The library's own failures. The message is complete, finished English, and is shown to the user as it stands.
+/// The library's own failures: the operation as a whole did not happen. The message is complete, finished English, and
+/// is shown to the user as it stands. Equal when case and message are.
 class KESTRELCORE_EXPORT KestrelError : public std::exception {
 public:
-    /// In this order; the position is the case's number where a number is needed.
+    /// Which of the four it is decides what a host can offer: another try, a setting of the system, nothing, a new
+    /// scan. In this order; the position is the case's number where a number is needed.
     enum class Case : int {
         unavailable,      ///< a facility that the operation needs could not do its work
         accessDenied,     ///< the system refused access to an item

@@ -10,7 +10,8 @@
 
 namespace KestrelCore {
 
-/// What is scanned: a folder or a whole volume.
+/// What is scanned: a folder or a whole volume. Scopes are equal when all three values are; two scans of one folder
+/// under different names are two scopes.
 struct KESTRELCORE_EXPORT ScanScope {
     URL root;               ///< the top of the scan; standardised by the first constructor
     Text displayName;       ///< shown to the user

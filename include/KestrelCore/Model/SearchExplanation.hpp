@@ -28,13 +28,14 @@ struct KESTRELCORE_EXPORT SearchExplanation {
     std::optional<Date> modifiedBefore;
     bool hiddenOnly = false;
 
-    /// What a search for `query` at `now` would go by.
+    /// What a search for `query` at `now` would go by; words such as "recent" become dates that way.
     [[nodiscard]] static SearchExplanation of(const SearchQuery& query, Date now);
 
     bool operator==(const SearchExplanation&) const = default;
 };
 
-/// A record that answers a query, and how well: the higher the better.
+/// A record that answers a query, and how well: the higher the better. Scores compare within one answer only; they are
+/// no percentage, and what makes them may change.
 struct ScoredRecord {
     FileRecord record;
     std::int64_t score;
@@ -42,7 +43,8 @@ struct ScoredRecord {
     bool operator==(const ScoredRecord&) const = default;
 };
 
-/// What a search found, best first, and how it read the query.
+/// What a search found, best first, and how it read the query. No results when nothing answers, or when the limit was 0
+/// or below.
 struct SearchAnswer {
     SearchExplanation explanation;
     std::vector<ScoredRecord> results;

@@ -26,16 +26,19 @@ struct RecordSize {
 /// reading yields values. Copies share the storage; any number of threads may read.
 class KESTRELCORE_EXPORT RecordList {
 public:
+    /// At most 2^32 - 1.
     [[nodiscard]] std::size_t size() const;
     [[nodiscard]] bool empty() const { return size() == 0; }
-    /// `index` must be below `size()`.
+    /// Makes the record at `index`, which must be below `size()` (nothing checks it). Takes a microsecond or so, the
+    /// longer the deeper the item lies; whoever asks twice keeps it.
     [[nodiscard]] FileRecord operator[](std::size_t index) const;
     /// The size of the record at `index`, which must be below `size()`. Costs the same at any depth, where reading a
     /// record makes its path: for looking through all of them.
     [[nodiscard]] RecordSize sizeOf(std::size_t index) const;
 
     /// A position in a list. It points to the list object, which must stay where it is and outlive it; that another
-    /// copy of the list lives on is not enough.
+    /// copy of the list lives on is not enough. Positions of two lists must not be compared. C++20 algorithms take it
+    /// for random access; older ones, which want references, for an input only.
     class KESTRELCORE_EXPORT Iterator {
     public:
         using iterator_concept = std::random_access_iterator_tag;
@@ -45,7 +48,7 @@ public:
         using reference = FileRecord;
         using pointer = void;
 
-        Iterator() = default;
+        Iterator() = default;  ///< of no list: only to be assigned to
         FileRecord operator*() const { return (*list_)[index_]; }
         FileRecord operator[](difference_type n) const { return *(*this + n); }
         Iterator& operator++() { return *this += 1; }

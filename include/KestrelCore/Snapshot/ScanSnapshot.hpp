@@ -71,10 +71,11 @@ public:
     /// each record the larger of its own and its aggregate size counts. Then no sum over any of the records overflows.
     [[nodiscard]] bool isConsistent() const;
 
-    /// The snapshot as one JSON text; throws `DecodingError`'s counterpart `EncodingError` for a date that is no finite
-    /// number.
+    /// The snapshot as one JSON text, some 500 bytes for each record: of a million, half a gigabyte in memory. The
+    /// store writes the same text in pieces. Throws `EncodingError` for a date that is no finite number.
     [[nodiscard]] std::string encodedJSON() const;
-    /// Reads what `encodedJSON` writes. Throws `DecodingError`.
+    /// Reads what `encodedJSON` writes, in any order of keys; unknown ones are passed over. Throws `DecodingError`.
+    /// What it says may contradict itself: ask `isConsistent` before anything is added up.
     [[nodiscard]] static ScanSnapshot decodingJSON(std::string_view json);
 
     friend bool operator==(const ScanSnapshot& a, const ScanSnapshot& b) { return a.id() == b.id(); }

@@ -16,6 +16,10 @@ namespace KestrelCore {
 
 // The single values that a snapshot is made of, each as one JSON text: exactly the text that stands for it within
 // `ScanSnapshot::encodedJSON`. Kinds and risks are bare numbers, the others objects. Any thread.
+//
+//     encodedJSON(FileKind::directory)                      1
+//     encodedJSON(FileIdentity{.device = 1, .inode = 2})    {"device":1,"inode":2}
+//     decodingJSON<FileKind>("9")                           throws DecodingError: no kind has that raw value
 
 [[nodiscard]] KESTRELCORE_EXPORT std::string encodedJSON(const FileIdentity& identity);
 [[nodiscard]] KESTRELCORE_EXPORT std::string encodedJSON(FileKind kind);
