@@ -234,6 +234,12 @@ void documentIndex(benchmark::State& state) {
 }
 BENCHMARK(documentIndex)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 
+void typedSearch(benchmark::State& state) {
+    benchmark::DoNotOptimize(snapshot().search(SearchQuery{"index"}, 1));  // builds the index
+    for (auto _ : state) benchmark::DoNotOptimize(snapshot().search(SearchQuery{"holiday 12"}, 1000));
+}
+BENCHMARK(typedSearch)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(10);
+
 void recordAtPath(benchmark::State& state) {
     std::vector<Text> paths;
     for (std::size_t i = 0; i < snapshot().records().size(); i += 997) paths.push_back(snapshot().records()[i].path());

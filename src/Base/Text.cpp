@@ -32,6 +32,9 @@ namespace {
 
 constexpr std::string_view sourceFile = "KestrelCore/Text";
 
+// Hosts read the handle in code of their own, see the class comment.
+static_assert(sizeof(Text) == 2 * sizeof(void*) + sizeof(std::uint64_t) && alignof(Text) == alignof(std::uint64_t));
+
 bool isScalarBoundary(std::string_view text, std::size_t offset) {
     return offset == text.size() || (static_cast<unsigned char>(text[offset]) & 0xC0) != 0x80;
 }

@@ -7,7 +7,6 @@
 
 #include <initializer_list>
 #include <unordered_map>
-#include <utility>
 
 namespace KestrelCore {
 
@@ -95,10 +94,8 @@ DocumentLibraryIndex DocumentLibraryIndexer::makeIndex(const ScanSnapshot& snaps
         // Last, since all before it are bits of the row.
         if (folders.admits(i)) indices.push_back(i);
     }
-    return DocumentLibraryIndex{
-        newestFirst<DocumentAsset>(storage, indices, [&](std::uint32_t index, FileRecord&& record) {
-            return DocumentAsset{std::move(record), *kinds[storage.row(index).extension]};
-        })};
+    return DocumentLibraryIndex{newestFirst<DocumentAsset>(
+        storage, indices, [&](std::uint32_t index) { return *kinds[storage.row(index).extension]; })};
 }
 
 }  // namespace KestrelCore

@@ -6,7 +6,6 @@
 #include "Snapshot/SnapshotAccess.hpp"
 
 #include <unordered_map>
-#include <utility>
 
 namespace KestrelCore {
 
@@ -85,9 +84,7 @@ MediaLibraryIndex MediaLibraryIndexer::makeIndex(const ScanSnapshot& snapshot, c
         if (folders.admits(i)) (*kind == MediaAssetKind::image ? images : videos).push_back(i);
     }
     const auto assets = [&](const std::vector<std::uint32_t>& indices, MediaAssetKind kind) {
-        return newestFirst<MediaAsset>(storage, indices, [&](std::uint32_t, FileRecord&& record) {
-            return MediaAsset{std::move(record), kind};
-        });
+        return newestFirst<MediaAsset>(storage, indices, [kind](std::uint32_t) { return kind; });
     };
     MediaLibraryIndex index;
     index.images = assets(images, MediaAssetKind::image);

@@ -6,6 +6,10 @@
 
 namespace KestrelCore {
 
+// Hosts keep records in lists of their own, so the size is a promise. A field that is added takes its bytes from
+// `room_`; when that is used up, or a member such as Text grows, it is time for the next major version.
+static_assert(sizeof(void*) != 8 || (sizeof(FileRecord) == 192 && alignof(FileRecord) == 8));
+
 FileRecord::FileRecord(UUID id, std::optional<FileIdentity> identity, std::optional<Text> parentPath, Text path,
                        Text name, FileKind kind, std::int64_t logicalBytes, std::int64_t allocatedBytes,
                        std::int64_t aggregateAllocatedBytes, std::optional<Date> modifiedAt, Text fileExtension,
@@ -17,22 +21,36 @@ FileRecord::FileRecord(UUID id, std::optional<FileIdentity> identity, std::optio
       hasModified_{modifiedAt.has_value()}, isHidden_{isHidden}, isCloudPlaceholder_{isCloudPlaceholder},
       isHardLinkDuplicate_{isHardLinkDuplicate} {}
 
-FileRecord::FileRecord(Fields fields)
-    : FileRecord{fields.id,
-                 fields.identity,
-                 std::move(fields.parentPath),
-                 std::move(fields.path),
-                 std::move(fields.name),
-                 fields.kind,
-                 fields.logicalBytes,
-                 fields.allocatedBytes,
-                 fields.aggregateAllocatedBytes,
-                 fields.modifiedAt,
-                 std::move(fields.fileExtension),
-                 fields.isHidden,
-                 fields.isCloudPlaceholder,
-                 fields.isHardLinkDuplicate,
-                 fields.risk} {}
+FileRecord::FileRecord(const FileRecord& other) = default;
+FileRecord::FileRecord(FileRecord&& other) noexcept = default;
+FileRecord& FileRecord::operator=(const FileRecord& other) = default;
+FileRecord& FileRecord::operator=(FileRecord&& other) noexcept = default;
+FileRecord::~FileRecord() = default;
+
+const UUID& FileRecord::id() const { return id_; }
+std::optional<FileIdentity> FileRecord::identity() const {
+    return hasIdentity_ ? std::optional{identity_} : std::nullopt;
+}
+const std::optional<Text>& FileRecord::parentPath() const { return parentPath_; }
+const Text& FileRecord::path() const { return path_; }
+const Text& FileRecord::name() const { return name_; }
+FileKind FileRecord::kind() const { return kind_; }
+std::int64_t FileRecord::logicalBytes() const { return logicalBytes_; }
+std::int64_t FileRecord::allocatedBytes() const { return allocatedBytes_; }
+std::int64_t FileRecord::aggregateAllocatedBytes() const { return aggregateAllocatedBytes_; }
+void FileRecord::setAggregateAllocatedBytes(std::int64_t bytes) { aggregateAllocatedBytes_ = bytes; }
+std::optional<Date> FileRecord::modifiedAt() const { return hasModified_ ? std::optional{modifiedAt_} : std::nullopt; }
+const Text& FileRecord::fileExtension() const { return fileExtension_; }
+bool FileRecord::isHidden() const { return isHidden_; }
+bool FileRecord::isCloudPlaceholder() const { return isCloudPlaceholder_; }
+bool FileRecord::isHardLinkDuplicate() const { return isHardLinkDuplicate_; }
+RiskLevel FileRecord::risk() const { return risk_; }
+
+bool FileRecord::isContainer() const { return kind_ == FileKind::directory || kind_ == FileKind::package; }
+std::int64_t FileRecord::displayBytes() const { return isContainer() ? aggregateAllocatedBytes_ : allocatedBytes_; }
+URL FileRecord::url() const { return URL::fromPath(path_); }
+
+bool FileRecord::operator==(const FileRecord& other) const = default;
 
 }  // namespace KestrelCore
 

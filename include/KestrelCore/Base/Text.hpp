@@ -19,7 +19,12 @@ namespace KestrelCore {
 ///
 /// Cheap to copy and to slice: copies and slices share one buffer, whose count of users is safe between threads.
 /// Whether the text is ASCII, or already in normal form C, is found once when it is made; such texts compare byte by
-/// byte, and only the rest asks the Unicode library. "Character" means extended grapheme cluster throughout.
+/// byte, and only the rest asks the Unicode library. "Character" means extended grapheme cluster throughout. A text
+/// that was moved from is empty. Different texts, and copies of one, belong to different threads freely.
+///
+/// A text is a handle of three words that stays as it is for all versions of one major number: lengths, forms and
+/// bytes are read in hosts' own code, since texts are compared, copied and dropped wherever anything is done. The
+/// buffer behind it, and all that looks at more than the bytes, is the library's own and may change.
 class KESTRELCORE_EXPORT Text {
 public:
     Text() noexcept = default;  ///< the empty text
@@ -118,6 +123,7 @@ private:
     static bool equalSlowly(const Text& a, const Text& b);
     static std::weak_ordering compareSlowly(const Text& a, const Text& b);
 
+    // The handle, fixed as the class comment says: neither its order nor its meaning may change.
     const char* data_ = "";
     std::uint64_t sizeAndForm_ = emptyForm;  ///< byte count << formBits | form
     Buffer* owner_ = nullptr;                ///< null only for the empty text

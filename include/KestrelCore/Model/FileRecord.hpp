@@ -12,11 +12,17 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <utility>
 
 namespace KestrelCore {
 
-/// One scanned item. A value: built whole, compared over all its fields; only the aggregate size can be set afterwards,
-/// so that the way records are kept may change without changing hosts.
+/// One scanned item. A value: built whole, compared over all its fields; only the aggregate size can be set afterwards.
+/// A record that was moved from may be assigned to and destroyed, nothing else. Any number of threads may read one.
+///
+/// What it is made of is no host's business: no function has its body here (but for the one that takes `Fields` apart
+/// in the host, whose order may grow for new hosts), and the size has room to spare. So a host runs with every library
+/// of one major version, wherever fields have moved to or come to in it. That costs a call for each answer; a pointer
+/// to fields kept elsewhere would cost an allocation for each of many records instead.
 class KESTRELCORE_EXPORT FileRecord {
 public:
     /// All that a record holds, by name, with the units and meanings of the accessors of these names. What is left out
@@ -42,52 +48,65 @@ public:
     };
 
     /// Nothing is checked, and nothing made of anything else: name and extension are not taken from the path.
-    explicit FileRecord(Fields fields);
+    explicit FileRecord(Fields fields)
+        : FileRecord{fields.id,
+                     fields.identity,
+                     std::move(fields.parentPath),
+                     std::move(fields.path),
+                     std::move(fields.name),
+                     fields.kind,
+                     fields.logicalBytes,
+                     fields.allocatedBytes,
+                     fields.aggregateAllocatedBytes,
+                     fields.modifiedAt,
+                     std::move(fields.fileExtension),
+                     fields.isHidden,
+                     fields.isCloudPlaceholder,
+                     fields.isHardLinkDuplicate,
+                     fields.risk} {}
     /// The same in the order of `Fields`.
     FileRecord(UUID id, std::optional<FileIdentity> identity, std::optional<Text> parentPath, Text path, Text name,
                FileKind kind, std::int64_t logicalBytes, std::int64_t allocatedBytes,
                std::int64_t aggregateAllocatedBytes, std::optional<Date> modifiedAt, Text fileExtension, bool isHidden,
                bool isCloudPlaceholder, bool isHardLinkDuplicate, RiskLevel risk);
 
-    [[nodiscard]] const UUID& id() const { return id_; }
+    FileRecord(const FileRecord& other);
+    FileRecord(FileRecord&& other) noexcept;
+    FileRecord& operator=(const FileRecord& other);
+    FileRecord& operator=(FileRecord&& other) noexcept;
+    ~FileRecord();
+
+    [[nodiscard]] const UUID& id() const;
     /// Device and inode; absent when unknown.
-    [[nodiscard]] std::optional<FileIdentity> identity() const {
-        return hasIdentity_ ? std::optional{identity_} : std::nullopt;
-    }
+    [[nodiscard]] std::optional<FileIdentity> identity() const;
     /// Absolute path of the containing directory; absent for the top of a scan.
-    [[nodiscard]] const std::optional<Text>& parentPath() const { return parentPath_; }
-    [[nodiscard]] const Text& path() const { return path_; }  ///< absolute, no trailing slash
-    [[nodiscard]] const Text& name() const { return name_; }  ///< last path component as shown to the user
-    [[nodiscard]] FileKind kind() const { return kind_; }
-    [[nodiscard]] std::int64_t logicalBytes() const { return logicalBytes_; }      ///< size of the content
-    [[nodiscard]] std::int64_t allocatedBytes() const { return allocatedBytes_; }  ///< on disk, for the item itself
+    [[nodiscard]] const std::optional<Text>& parentPath() const;
+    [[nodiscard]] const Text& path() const;  ///< absolute, no trailing slash
+    [[nodiscard]] const Text& name() const;  ///< last path component as shown to the user
+    [[nodiscard]] FileKind kind() const;
+    [[nodiscard]] std::int64_t logicalBytes() const;    ///< size of the content
+    [[nodiscard]] std::int64_t allocatedBytes() const;  ///< on disk, for the item itself
     /// On disk, for the item and everything beneath it; meaningful for containers.
-    [[nodiscard]] std::int64_t aggregateAllocatedBytes() const { return aggregateAllocatedBytes_; }
-    void setAggregateAllocatedBytes(std::int64_t bytes) { aggregateAllocatedBytes_ = bytes; }
+    [[nodiscard]] std::int64_t aggregateAllocatedBytes() const;
+    void setAggregateAllocatedBytes(std::int64_t bytes);
     /// Of the content; absent when unknown.
-    [[nodiscard]] std::optional<Date> modifiedAt() const {
-        return hasModified_ ? std::optional{modifiedAt_} : std::nullopt;
-    }
-    [[nodiscard]] const Text& fileExtension() const {
-        return fileExtension_;
-    }  ///< lowercased, no dot; empty when there is none
-    [[nodiscard]] bool isHidden() const { return isHidden_; }
+    [[nodiscard]] std::optional<Date> modifiedAt() const;
+    [[nodiscard]] const Text& fileExtension() const;  ///< lowercased, no dot; empty when there is none
+    [[nodiscard]] bool isHidden() const;
     /// The content is in cloud storage and not on this disk.
-    [[nodiscard]] bool isCloudPlaceholder() const { return isCloudPlaceholder_; }
+    [[nodiscard]] bool isCloudPlaceholder() const;
     /// A further hard link to an inode that the same scan has already counted.
-    [[nodiscard]] bool isHardLinkDuplicate() const { return isHardLinkDuplicate_; }
-    [[nodiscard]] RiskLevel risk() const { return risk_; }
+    [[nodiscard]] bool isHardLinkDuplicate() const;
+    [[nodiscard]] RiskLevel risk() const;
 
     /// Whether the item is a directory or a package.
-    [[nodiscard]] bool isContainer() const { return kind_ == FileKind::directory || kind_ == FileKind::package; }
-    /// The size shown for the item: the aggregate of a container, the allocated bytes of anything else.
-    [[nodiscard]] std::int64_t displayBytes() const {
-        return isContainer() ? aggregateAllocatedBytes_ : allocatedBytes_;
-    }
-    /// A file URL made from `path`.
-    [[nodiscard]] URL url() const { return URL::fromPath(path_); }
+    [[nodiscard]] bool isContainer() const;
+    /// The size shown for the item, in bytes: the aggregate of a container, the allocated bytes of anything else.
+    [[nodiscard]] std::int64_t displayBytes() const;
+    /// A file URL made from `path`, without a trailing slash.
+    [[nodiscard]] URL url() const;
 
-    bool operator==(const FileRecord&) const = default;
+    bool operator==(const FileRecord& other) const;
 
 private:
     // In an order that leaves no gaps: the libraries hold many records at once.
@@ -108,6 +127,7 @@ private:
     bool isHidden_;
     bool isCloudPlaceholder_;
     bool isHardLinkDuplicate_;
+    [[maybe_unused]] std::uint64_t room_[2]{};  ///< what a new field takes its bytes from
 };
 
 }  // namespace KestrelCore
