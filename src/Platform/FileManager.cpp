@@ -10,6 +10,7 @@ void FileManager::beginRequest() {}
 
 void FileManager::endRequest() {}
 
+// For implementations that have nothing faster, and for fakes: the same sum by way of the URLs.
 std::optional<std::int64_t> FileManager::allocatedBytesBelow(const URL& url) const {
     std::int64_t sum = 0;
     const bool isEnumerated = enumerate(url, [&sum](const URL&, std::optional<std::int64_t> bytes) {

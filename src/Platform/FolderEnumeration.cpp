@@ -46,6 +46,7 @@ void enumerateBelow(Traversal& walk, const std::function<bool(const EnumeratedIt
     using Kind = TraversalEntry::Kind;
     FirstNames names;
     WalkedPath path;
+    // The root is not one of the items; what ends a folder, or could not be listed, is none either.
     while (const TraversalEntry* entry = walk.next()) {
         const bool isItem =
             entry->kind == Kind::directory || entry->kind == Kind::item || entry->kind == Kind::noStatus;

@@ -37,6 +37,7 @@ std::vector<ApplicationRecord> installedApplications() {
     return applications;
 }
 
+/// All applications as a table, or those that a name means with each of their residues.
 ExitCode listApplications(const Session& session, const Operands& operands, ApplicationOrder order) {
     std::vector<ApplicationRecord> applications = installedApplications();
     const bool isEmpty = applications.empty();
@@ -70,6 +71,7 @@ ApplicationRecord theApplication(const std::string& name, const std::vector<Appl
     throw UsageError{message};
 }
 
+/// Moves the residues chosen by default of one application to the Trash, and shows what is left of them.
 ExitCode trashResidues(Session& session, const std::string& name, DeletionOptions options) {
     // One application exactly: what is chosen by a part of a name might belong to another than the one that is meant.
     const ApplicationRecord application = theApplication(name, installedApplications());

@@ -35,6 +35,7 @@ void addClearCommand(CLI::App& app, Session& session) {
                 .examples = {"kestrel clear"}},
                [&session](const Operands&) {
                    const std::string path = storePath(session);
+                   // The last moment at which a request to stop can be heeded: clearing is one step.
                    Interruption::check();
                    std::int64_t freed = 0;
                    // A store that does not exist is empty, and stays away.

@@ -114,6 +114,7 @@ ExitCode runGuarded(const CommandApp& command, const Operands& operands, const S
     return Interruption::isRequested() ? combined(code, ExitCode::interrupted) : code;
 }
 
+/// Says what is wrong with the command line and where to read more; `command` may be empty.
 ExitCode wrongUsage(const Session& session, std::string_view message, std::string_view command) {
     session.say(message);
     session.say(command.empty() ? "kestrel --help tells what there is."
@@ -225,6 +226,7 @@ ExitCode parseAndRun(std::vector<std::string> arguments, Session& session, const
     }
     operands.insert(operands.end(), std::make_move_iterator(afterMark.begin()),
                     std::make_move_iterator(afterMark.end()));
+    // Without a command nothing is done: who types the name alone sees the three lines that matter.
     if (chosen() == nullptr) {
         if (!operands.empty())
             return wrongUsage(session, fmt::format("There is no command “{}”.", operands.front()), "");
@@ -245,6 +247,7 @@ CLI::App& addCommand(CLI::App& app, const Command& command, std::function<ExitCo
 ExitCode runCommandLine(std::vector<std::string> arguments, Session& session,
                         const std::vector<CommandAdder>& commands) {
     const ExitCode code = parseAndRun(std::move(arguments), session, commands);
+    // What was printed may still be on its way: a full disk or a reader that went away shows here.
     if (session.flush()) return code;
     session.say("The results could not be written.");
     return combined(code, ExitCode::failed);

@@ -40,6 +40,7 @@ using namespace KestrelCore;
 
 constexpr const char* missingMessage = "The item no longer exists or cannot be inspected.";
 
+/// A refusal by a rule of safety has an exit code of its own, so that a script can tell it from what went wrong.
 ExitCode codeOf(KestrelError::Case errorCase) {
     return errorCase == KestrelError::Case::safetyViolation ? ExitCode::refused : ExitCode::failed;
 }
@@ -134,6 +135,8 @@ std::vector<ProtectedPlace> ownPlaces(const Session& session) {
     return places;
 }
 
+/// What is to become of an operand. The order of the tests decides which reason is told: what the operand itself says,
+/// then the rules by path, then what the disk says, and at last what the options allow.
 PlannedItem planned(const std::string& operand, const std::optional<ScanSnapshot>& snapshot,
                     const DeletionOptions& options, const DeletionPlan& judge, DeletionMeasurement& measurement,
                     const CancellationToken& cancellation) {
@@ -173,6 +176,7 @@ void showPlan(const Session& session, std::ostream& out, bool isTerminal, const 
                       {shown(item.path), item.refusal ? Style::quiet : Style::plain}});
         if (item.refusal) table.addRow({{""}, {""}, {"  Refused: " + shown(*item.refusal), Style::warning}});
     }
+    // A width of 0: no column gives way.
     table.write(out, 0, &out == &session.out && session.hasColor());
 }
 
@@ -236,6 +240,7 @@ Execution execute(const Session& session, const std::vector<FileRecord>& records
         return !Interruption::isRequested();
     };
     execution.results = receipts.execute(coordinator, {records, mode, typed}, onResult, watch.token());
+    // Items that were not begun have no result; one that was given up on the way has one that did not succeed.
     execution.isInterrupted = execution.results.size() < records.size() ||
                               (watch.token().isCancelled() && !execution.results.back().succeeded);
     for (std::size_t i = 0; i < execution.results.size(); ++i) {
@@ -251,6 +256,7 @@ ExitCode exitCode(const DeletionItemResult& result) {
     return result.errorCase ? codeOf(*result.errorCase) : ExitCode::failed;
 }
 
+/// Beside the database and not in the data folder at large: two stores have two sets of receipts.
 std::string receiptsPath(const Session& session) { return storePath(session) + "-receipts"; }
 
 ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOptions& options) {
@@ -298,6 +304,7 @@ ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOpti
     } else if (options.confirmation) {
         typed = *options.confirmation;
     }
+    // Who says no has what they wanted; to a script that waited for a yes it is a failure all the same.
     if (isDeclined) {
         session.say("Nothing was moved.");
         code = combined(code, ExitCode::failed);

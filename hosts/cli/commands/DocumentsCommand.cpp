@@ -53,6 +53,7 @@ ExitCode documents(const Session& session, const LibraryOptions& options) {
 }  // namespace
 
 void addDocumentsCommand(CLI::App& app, Session& session) {
+    // Asked of the library, so that a kind that it learns is one here too.
     std::vector<std::string> kinds;
     std::string list;
     for (const DocumentAssetKind kind : allDocumentAssetKinds) {

@@ -71,6 +71,7 @@ void writeLibrary(const Session& session, const ScanSnapshot& snapshot, std::str
              {.text = lines[i].kind, .style = Style::quiet},
              {.text = session.shown(path), .style = Style::file}});
     }
+    // The path alone gives way where the terminal is narrow.
     table.write(session.out, session.columns(), session.hasColor());
     if (shown < lines.size()) {
         session.out << fmt::format("… and {} more (see --limit)\n",

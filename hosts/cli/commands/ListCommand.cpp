@@ -32,6 +32,7 @@ struct ListOptions {
 /// As many as fit one look, unless more or fewer are asked for.
 constexpr std::size_t usualLimit = 50;
 
+/// Shows one folder; fails for a path that is not in the saved scan, and for what is no folder.
 ExitCode list(const Session& session, const ListOptions& options, const Operands& operands) {
     const ScanSnapshot snapshot = loadSavedSnapshot(session);
     const std::string root = snapshot.scope().root.path().string();

@@ -63,6 +63,7 @@ void printSample(const Session& session, const SystemSample& sample) {
     }
 }
 
+/// Prints every sample until there were `count`, or until interrupted.
 ExitCode printLines(const Session& session, Seconds every, std::uint64_t count) {
     SystemMetricsSampler sampler;
     auto samples = sampler.stream(every);
@@ -78,6 +79,8 @@ ExitCode printLines(const Session& session, Seconds every, std::uint64_t count) 
     return ExitCode::done;
 }
 
+/// Draws until `count` samples were taken over, until q, or until interrupted. `screen` puts the terminal back, also
+/// when something throws.
 ExitCode showPage(const Session& session, Seconds every, std::uint64_t count) {
     SystemMetricsSampler sampler;
     ProcessSampler processSampler;
@@ -121,6 +124,7 @@ void addMonitorCommand(CLI::App& app, Session& session) {
         [&session, options](const Operands&) {
             const Seconds every = intervalOption(options->every);
             const std::uint64_t count = options->count.value_or(std::numeric_limits<std::uint64_t>::max());
+            // A page needs keys to be pressed and a screen to be drawn on; each of them may be redirected.
             const bool isLive = !session.options.json && session.terminal.isInput && session.terminal.isOutput &&
                                 LiveScreen::isSupported();
             return isLive ? showPage(session, every, count) : printLines(session, every, count);

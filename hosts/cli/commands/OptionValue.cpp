@@ -49,6 +49,7 @@ std::optional<Seconds> parseInterval(std::string_view text) {
     const char* const end = text.data() + text.size();
     const auto [rest, error] = std::from_chars(text.data(), end, value, std::chars_format::fixed);
     if (error != std::errc{}) return std::nullopt;
+    // What is left behind the digits must be a unit and nothing else.
     const std::string_view unit{rest, static_cast<std::size_t>(end - rest)};
     if (unit == "ms") {
         value /= 1000;

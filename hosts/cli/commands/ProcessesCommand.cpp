@@ -66,6 +66,7 @@ void printJSON(const Session& session, const Processes& processes) {
     json.finish();
 }
 
+/// As people read it; what is absent, such as the executable of a kernel thread, stays empty.
 void printTable(const Session& session, const Processes& processes) {
     Table table{{{.title = "PID", .align = Table::Align::right},
                  {.title = "CPU %", .align = Table::Align::right},
@@ -86,6 +87,7 @@ void printTable(const Session& session, const Processes& processes) {
     table.write(session.out, session.columns(), session.hasColor());
 }
 
+/// Prints one list, or with --every one after another until there were --count of them.
 ExitCode printLists(const Session& session, const ProcessesOptions& options) {
     if (options.count && !options.every) throw UsageError{"--count goes with --every."};
     constexpr std::uint64_t forever = std::numeric_limits<std::uint64_t>::max();

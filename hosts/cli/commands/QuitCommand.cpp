@@ -48,6 +48,7 @@ std::int32_t identifierOf(const std::string& operand) {
     return identifier;
 }
 
+/// What the operands name. All of them are read before anything is sampled: one that is no number stops the command.
 std::vector<Target> targetsOf(const Operands& operands) {
     std::vector<Target> targets;
     for (const std::string& operand : operands) targets.push_back({.sample = {.id = identifierOf(operand)}});
@@ -60,11 +61,13 @@ std::vector<Target> targetsOf(const Operands& operands) {
     return targets;
 }
 
+/// The name with the identifier, by which two processes of one name are told apart.
 std::string described(const Target& target) {
     return target.isListed ? fmt::format("{} ({})", target.sample.name.view(), target.sample.id)
                            : fmt::to_string(target.sample.id);
 }
 
+/// Asks one process to quit; whether it does is its own affair, and is not waited for.
 Result quit(const Target& target) {
     // One that is not listed still goes to the library when that refuses it, so that its refusal is what is shown.
     if (!target.isListed && ProcessControl::canTerminate(target.sample)) {
@@ -110,6 +113,7 @@ ExitCode runQuit(const Session& session, const Operands& operands, bool isAgreed
     const std::vector<Target> targets = targetsOf(operands);
     if (!isAgreed && !isConfirmed(session, targets)) {
         session.say("Nothing was asked to quit.");
+        // A program that reads JSON gets its object whatever comes of it.
         if (session.options.json) writeResults(session, {}, {});
         return ExitCode::failed;
     }
@@ -117,6 +121,7 @@ ExitCode runQuit(const Session& session, const Operands& operands, bool isAgreed
     ExitCode code = ExitCode::done;
     for (const Target& target : targets) {
         if (Interruption::isRequested()) {
+            // The others were asked already: that can't be taken back and is told.
             results.push_back({"Interrupted.", ExitCode::interrupted});
         } else {
             results.push_back(quit(target));

@@ -43,6 +43,7 @@ public:
         const auto found = named_.lower_bound(text);
         if (text.empty() || found == named_.end() || !found->first.starts_with(text))
             throw UsageError{fmt::format("There is no receipt “{}”.", text)};
+        // The names are sorted, so that all with one beginning stand together.
         const auto next = std::next(found);
         if (next != named_.end() && next->first.starts_with(text))
             throw UsageError{fmt::format("More than one receipt begins with “{}”.", text)};
@@ -70,6 +71,7 @@ void writeReceipts(JSONOutput& json, const std::vector<TrashReceipt>& receipts) 
     json.endArray();
 }
 
+/// Newest first, as the library gives them, with whether each item still is where it was moved to.
 void showReceipts(const Session& session, const std::vector<TrashReceipt>& receipts) {
     if (receipts.empty()) {
         session.out << "Nothing was moved to the Trash from here.\n";
@@ -87,6 +89,7 @@ void showReceipts(const Session& session, const std::vector<TrashReceipt>& recei
     table.write(session.out, session.columns(), session.hasColor());
 }
 
+/// Lists all receipts, or restores those that are named, in the order of their names on the command line.
 ExitCode run(Session& session, const Operands& names) {
     const TrashReceipts store{receiptsPath(session)};
     const std::vector<TrashReceipt> receipts = store.receipts();

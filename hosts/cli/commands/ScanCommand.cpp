@@ -88,6 +88,7 @@ std::vector<FileRecord> shownRecords(const std::vector<TreeLine>& tree, const st
         if (paths.insert(record.path()).second) records.push_back(record);
     };
     for (const TreeLine& line : tree) {
+        // The root has no branch; its size is the total. Lines that stand for what is left out have no record.
         if (line.record && !line.branch.empty()) add(*line.record);
     }
     for (const FileRecord& file : files) add(file);
@@ -127,6 +128,7 @@ void writeIssues(const Session& session, const ScanSnapshot& snapshot) {
     }
 }
 
+/// The tree, the largest files, the issues if asked for, and a line that sums up and compares with the scan before.
 void writeText(const Session& session, const FinishedScan& scan, const ScanOptions& options,
                const std::vector<TreeLine>& tree, const std::vector<FileRecord>& files,
                const std::optional<EarlierScan>& earlier) {
@@ -148,6 +150,7 @@ void writeText(const Session& session, const FinishedScan& scan, const ScanOptio
                 << '\n';
 }
 
+/// Scans, shows, saves. Incomplete where some items could not be read; failed where it could not be saved.
 ExitCode scan(const Session& session, const ScanOptions& options, const Operands& operands) {
     // A place that no store can have is told before the scan, not after it.
     if (!options.noSave) (void)storePath(session);

@@ -25,11 +25,13 @@ ScanRoot resolveScanRoot(const std::string& name) {
         throw KestrelError::unavailable(
             fmt::format("{}: {}", name.empty() ? "The empty name" : name, systemErrorText(error.value()).view()));
     }
+    // A text with replacement characters would name another folder, or none.
     const Text path{real.native()};
     if (path.view() != real.native()) {
         throw KestrelError::unavailable(
             fmt::format("The name of {} is not UTF-8. Scan the folder above it instead.", path.view()));
     }
+    // A folder's URL ends in a slash; a single file can be scanned too.
     const bool isDirectory = std::filesystem::is_directory(real, error);
     // What the name means by text alone: another answer means that a link was followed.
     const Text textual = Path::standardized(URL::fromPath(name).path());

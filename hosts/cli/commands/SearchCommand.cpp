@@ -54,6 +54,7 @@ void writeTexts(JSONOutput& json, std::string_view key, const Texts& texts) {
     json.endArray();
 }
 
+/// The snapshot, how the words were understood, and the results with their scores.
 void writeJSON(const Session& session, const ScanSnapshot& snapshot, const SearchAnswer& answer) {
     const SearchExplanation& understood = answer.explanation;
     JSONOutput json{session.out};
@@ -147,6 +148,7 @@ void writeTable(const Session& session, const SearchAnswer& answer, bool hasScor
     table.write(session.out, session.columns(), session.hasColor());
 }
 
+/// Operands are put together again: whether the shell or quotes parted the words makes no difference.
 ExitCode search(const Session& session, const SearchOptions& options, const Operands& words) {
     const std::string typed = fmt::format("{}", fmt::join(words, " "));
     const ScanSnapshot snapshot = loadSavedSnapshot(session);

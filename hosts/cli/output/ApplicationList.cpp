@@ -88,6 +88,7 @@ void showResidues(const Session& session, const std::vector<ApplicationRecord>& 
     for (const ApplicationRecord& application : applications) {
         if (!isFirst) session.out << '\n';
         isFirst = false;
+        // Names, versions and evidence come from files of the application's own, and may hold anything.
         const std::string version = versionOf(application);
         session.out << session.painted(Style::heading, session.shown(application.displayName.view()))
                     << (version.empty() ? "" : " ") << session.shown(version) << '\n'

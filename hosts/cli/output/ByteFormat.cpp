@@ -41,6 +41,7 @@ std::string ByteFormat::exact(std::int64_t bytes) { return fmt::format("{} B", b
 
 std::string ByteFormat::count(std::int64_t number) {
     std::string digits = fmt::format("{}", magnitude(number));
+    // From the right, so that what is put in moves no place that is still to come.
     for (std::size_t place = digits.size(); place > 3;) {
         place -= 3;
         digits.insert(place, 1, ',');

@@ -82,6 +82,7 @@ void JSONOutput::member(std::string_view key, double number) {
     writeRaw(fmt::format("{}", number));
 }
 
+// For what the library has encoded already, a sample for instance; it must be whole and on one line.
 void JSONOutput::memberJSON(std::string_view key, std::string_view json) {
     writeKey(key);
     writeRaw(json);
@@ -120,6 +121,7 @@ void JSONOutput::element(std::string_view text) {
     writeString(text);
 }
 
+/// Each open object or array knows whether something stands in it already: then a comma comes first.
 void JSONOutput::writeSeparator() {
     if (hasMembers_.back()) writeRaw(", ");
     hasMembers_.back() = true;

@@ -7,6 +7,7 @@ using namespace KestrelCore;
 
 namespace KestrelCLI {
 
+// Written out: a case that is added to the library is then a warning here and not a number in somebody's script.
 std::string_view nameOf(FileKind kind) {
     switch (kind) {
     case FileKind::file: return "file";

@@ -25,9 +25,11 @@ double PlotHistory::largest() const { return values_.empty() ? 0 : std::max(0.0,
 
 std::string PlotHistory::plot(std::size_t columns, double full, bool isUnicode) const {
     const std::size_t shown = std::min(columns, values_.size());
+    // The newest value stands at the right edge; where there are fewer than columns, the left stays empty.
     std::string out(columns - shown, ' ');
     for (auto value = values_.end() - static_cast<std::ptrdiff_t>(shown); value != values_.end(); ++value) {
         const double fraction = full > 0 ? std::clamp(*value / full, 0.0, 1.0) : 0;
+        // Seven steps between eight levels.
         const auto level = static_cast<std::size_t>(std::lround(fraction * 7));
         out += isUnicode ? unicodeLevels[level] : asciiLevels[level];
     }

@@ -6,6 +6,7 @@ namespace KestrelCLI {
 
 using KestrelCore::ProcessSample;
 
+// Largest first for what is measured, and by name as a list of names is read.
 void sortProcesses(std::vector<ProcessSample>& processes, ProcessOrder order) {
     std::ranges::sort(processes, [order](const ProcessSample& a, const ProcessSample& b) {
         switch (order) {

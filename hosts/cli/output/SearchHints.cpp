@@ -57,6 +57,7 @@ std::string kindHint(std::string_view word, std::string_view name) {
                              : "kinds are file, folder, app, link and other.");
 }
 
+/// What to say about one word; empty for what is taken as it was surely meant.
 std::optional<std::string> hint(const Text& token) {
     const std::string_view word = token.view();
     const SearchExplanation understood = SearchExplanation::of(SearchQuery{token}, Date::now());

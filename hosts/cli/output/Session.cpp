@@ -22,6 +22,7 @@ bool colors(ColorChoice choice, bool isTerminal) {
 
 }  // namespace
 
+// Raw where the output goes to a file or a program: there a name must stay the name it is.
 std::string Session::shown(std::string_view text) const {
     return terminal.isOutput ? TerminalText::escaped(text) : std::string{text};
 }
@@ -45,6 +46,7 @@ void Session::say(std::string_view message) const {
     messages.flush();
 }
 
+// After a failure the stream takes nothing more, so that one look at the end tells of any write that failed.
 bool Session::flush() const {
     out.flush();
     return out.good();

@@ -31,6 +31,7 @@ std::int64_t contributedBytes(const FileRecord& record) {
     return record.isHardLinkDuplicate() ? 0 : record.displayBytes();
 }
 
+/// Makes the lines of a tree, from the top down. No deeper than asked for, so that recursion is bounded by the option.
 class TreeBuilder {
 public:
     TreeBuilder(const ScanSnapshot& snapshot, const TreeLimits& limits) : snapshot_{snapshot}, limits_{limits} {}
@@ -60,6 +61,7 @@ private:
             if (shown == 0) return;
         }
         const std::size_t more = children.size() - shown;
+        // What is left out still counts, so that the lines below a folder add up to it.
         std::int64_t rest = 0;
         for (std::size_t index = shown; index < children.size(); ++index) rest += contributedBytes(children[index]);
         for (std::size_t index = 0; index < shown; ++index) {
@@ -116,6 +118,7 @@ public:
         if (session_.columns() > 0) {
             const std::size_t used =
                 sizeColumns_ + shareColumns + 1 + barColumns_ + 2 + TerminalText::width(branch) + note.size();
+            // A name keeps some columns in any case: a line that wraps is better than one that names nothing.
             shown = TerminalText::shortened(name, std::max(session_.columns(), used + fewestNameColumns) - used);
         }
         line += session_.painted(style, shown);

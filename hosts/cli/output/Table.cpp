@@ -17,6 +17,7 @@ constexpr std::size_t narrowest = 8;
 
 }  // namespace
 
+// By columns of the terminal and not by bytes or characters: a wide character takes two, a combining mark none.
 std::vector<std::size_t> Table::widths(std::size_t columns) const {
     std::vector<std::size_t> result;
     std::size_t sum = 0;

@@ -33,6 +33,7 @@ std::string_view sequence(Style style) {
 
 }  // namespace
 
+// Each stream by itself: any of the three may be redirected, and each decides something else.
 Terminal Terminal::ofThisProcess() {
     return {.isInput = isatty(STDIN_FILENO) == 1,
             .isOutput = isatty(STDOUT_FILENO) == 1,

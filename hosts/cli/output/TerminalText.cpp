@@ -55,6 +55,7 @@ constexpr std::array wideRanges{
     Range{0x1F200, 0x1F320}, Range{0x1F32D, 0x1F335}, Range{0x1F337, 0x1F64F}, Range{0x1F680, 0x1F6FF},
     Range{0x1F7E0, 0x1F7F0}, Range{0x1F900, 0x1F9FF}, Range{0x1FA70, 0x1FAFF}, Range{0x20000, 0x3FFFD}};
 
+/// How many columns a terminal gives the character. Below U+0300 it is one for all that is shown.
 std::size_t columnsOf(char32_t scalar) {
     if (scalar < 0x300) return 1;
     if (isInside(combiningRanges, scalar)) return 0;
@@ -92,6 +93,7 @@ std::string TerminalText::escaped(std::string_view text) {
     while (!text.empty()) {
         const UTF8Step step = firstUTF8(text);
         if (!step.scalar) {
+            // Byte by byte: what is no character has no other name.
             for (const char byte : text.substr(0, step.length)) {
                 fmt::format_to(std::back_inserter(out), "\\x{:02x}", static_cast<unsigned char>(byte));
             }

@@ -13,6 +13,7 @@ namespace KestrelCLI {
 
 std::string age(Date then, Date now) {
     const double seconds = now.secondsSinceReferenceDate - then.secondsSinceReferenceDate;
+    // A clock that was put back, or a file with a date to come; also what is no number.
     if (!(seconds >= 0)) return "in the future";
     if (seconds < 60) return "just now";
     struct Unit {

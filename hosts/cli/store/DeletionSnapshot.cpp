@@ -46,6 +46,7 @@ std::unordered_set<Text> uppermost(const std::vector<Text>& paths) {
 
 }  // namespace
 
+// A store that can't be used is no reason to refuse a deletion: sizes then come from a look at the disk.
 std::optional<ScanSnapshot> savedSnapshot(const Session& session) {
     const std::string path = storePath(session);
     if (!isStoreThere(path)) return std::nullopt;

@@ -95,6 +95,7 @@ bool save(const Session& session, const ScanSnapshot& snapshot) {
         SQLiteSnapshotStore{URL::fromPath(path)}.replace(snapshot);
         return true;
     } catch (const std::exception& error) {
+        // The scan itself is worth its exit code; that it is not kept makes the command fail at the end.
         session.say(whyNotSaved(path, error.what()));
         return false;
     }
@@ -115,6 +116,7 @@ std::string change(const Session& session, std::int64_t totalBytes, const Earlie
     // A stored total may be anything, so the difference may not fit.
     std::int64_t difference = 0;
     if (__builtin_sub_overflow(totalBytes, earlier.totalBytes, &difference) || difference == INT64_MIN) return "";
+    // In words: a sign in front of a size is easily missed.
     if (difference == 0) return "as much as " + when;
     return fmt::format("{} {} than {}", session.size(difference < 0 ? -difference : difference),
                        difference < 0 ? "less" : "more", when);

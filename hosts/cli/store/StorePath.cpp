@@ -83,6 +83,7 @@ bool isStoreThere(const std::string& path) {
     const std::string place = KestrelCore::URL::fromPath(path).path().string();
     std::error_code error;
     // What can't be looked at is for the store to refuse, and so is what has no size, such as a pipe.
+    // Links are followed: a store that is a link is the file it leads to.
     if (!fs::exists(place, error)) return static_cast<bool>(error);
     const std::uintmax_t bytes = fs::file_size(place, error);
     return error || bytes > 0;

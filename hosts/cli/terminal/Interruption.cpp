@@ -34,6 +34,7 @@ void Interruption::watch() {
     struct sigaction ignore {};
     ignore.sa_handler = SIG_IGN;
     sigemptyset(&ignore.sa_mask);
+    // What they tell is told by the failed write as well, and there it can be answered with a sentence.
     for (const int number : {SIGPIPE, SIGXFSZ}) sigaction(number, &ignore, nullptr);
 }
 

@@ -40,6 +40,7 @@ struct Undo {
 
 extern "C" {
 
+/// Takes what ncurses would write to the terminal, a byte at a time; what finds no room is left out.
 int keepForUndo(int byte) {
     if (undo.sequenceLength < undo.sequences.size()) {
         undo.sequences[undo.sequenceLength++] = static_cast<char>(byte);
@@ -58,6 +59,7 @@ void undoPage() {
     tcsetattr(STDOUT_FILENO, TCSANOW, &undo.settings);
 }
 
+/// The default action after this one: the exit status, and a core where one is wanted, are those of the signal.
 void endAfterUndo(int number) {
     undoPage();
     signal(number, SIG_DFL);
@@ -77,6 +79,7 @@ constexpr std::array crashSignals{SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGQ
 constexpr std::array endSignals{SIGINT, SIGTERM, SIGHUP};
 std::array<struct sigaction, crashSignals.size() + endSignals.size()> earlierActions;
 
+/// Takes the signals over that would leave the page on the screen, and keeps what was there before.
 void setHandlers() {
     std::size_t index = 0;
     const auto set = [&index](int number, void (*handler)(int)) {
@@ -98,6 +101,7 @@ void resetHandlers() {
     for (const int number : endSignals) sigaction(number, &earlierActions[index++], nullptr);
 }
 
+/// Writes a capability of the terminal's down for the undoing; one that it does not have is left out.
 void keepSequence(const char* capability) {
     const char* sequence = tigetstr(capability);
     if (sequence != nullptr && sequence != reinterpret_cast<const char*>(-1)) tputs(sequence, 1, keepForUndo);
@@ -135,6 +139,7 @@ bool LiveScreen::isSupported() {
     return canMove;
 }
 
+// The order matters: first all that is needed to undo the page, then the handlers that use it, then the page.
 LiveScreen::LiveScreen(bool hasColor) : hasColor_{hasColor} {
     const char* const message = "This terminal can't show a live page; pipe the output to see a line a sample.";
     int status = 0;
@@ -206,6 +211,7 @@ LiveScreen::Event LiveScreen::wait(std::chrono::milliseconds limit) {
     // The wait is not left to ncurses, which can't tell a terminal that has gone from one where nothing was typed.
     pollfd input{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
     if (poll(&input, 1, static_cast<int>(limit.count())) > 0 && (input.revents & POLLIN) == 0) return Event::quit;
+    // Whatever is there already is taken, nothing is waited for: the waiting is over.
     timeout(0);
     switch (getch()) {
     case 'q':

@@ -36,6 +36,7 @@ std::string rateText(const Session& session, std::int64_t bytesPerSecond) {
     return session.size(bytesPerSecond) + "/s";
 }
 
+/// "none" for a machine without battery and mains; a battery that tells no charge is "unknown".
 std::string powerText(const SystemSample& sample) {
     if (!sample.batteryPercent && !sample.isCharging) return "none";
     std::string text = sample.batteryPercent ? percentText(*sample.batteryPercent) : std::string{"unknown"};
@@ -69,6 +70,7 @@ double fractionOf(std::int64_t part, std::int64_t whole) {
 
 std::string percentText(double fraction) { return fmt::format("{:.1f} %", fraction * 100); }
 
+// Everything with its label, since a line may be looked at by itself, far from the first.
 std::string monitorLine(const Session& session, const SystemSample& sample) {
     std::string line = fmt::format(
         "{}  cpu {}  memory {} of {} ({})  swap {}  down {}  up {}", sample.timestamp.rfc3339(),
@@ -132,6 +134,7 @@ std::vector<ScreenLine> MonitorPage::lines(std::size_t columns, std::size_t rows
     return lines;
 }
 
+/// As many processes as the rows that are left can take, busiest first.
 void MonitorPage::appendProcesses(std::vector<ScreenLine>& lines, std::size_t columns, std::size_t rows) const {
     constexpr std::size_t numberColumns = 10 + 2 + 9 + 2 + 10 + 2 + 9 + 2;
     const std::size_t nameColumns = columns > numberColumns ? columns - numberColumns : 0;

@@ -30,6 +30,7 @@ void ProgressLine::clear() {
     isDrawn_ = false;
 }
 
+/// One line and no more: a line that wraps can't be drawn over by the next.
 std::string ProgressLine::text(const KestrelCore::ScanProgress& progress, std::size_t columns) {
     // The numbers keep their places while they grow, so that the line does not tremble.
     const std::string numbers = fmt::format("{:>10} items {:>9}  ", ByteFormat::count(progress.filesSeen),

@@ -36,6 +36,7 @@ std::string ask(const Session& session, std::string_view prompt, std::string_vie
     }
     // A signal that came before can't end the reading.
     Interruption::check();
+    // The question refers to what was printed; on a terminal that must stand above it.
     session.out.flush();
     session.messages << TerminalText::escaped(prompt) << ' ';
     session.messages.flush();

@@ -47,6 +47,8 @@ public:
     void sleep(std::optional<nanoseconds> duration, const CancellationToken& cancellation) const override {
         if (cancellation.isCancelled()) return;
         if (duration && *duration <= nanoseconds{0}) return;
+        // A timer of the boot clock goes on while the machine sleeps, which no condition variable does; and an event
+        // that the cancellation can write to from any thread. The sleeper waits for whichever comes first.
         const FileDescriptor timer{duration ? timerfd_create(CLOCK_BOOTTIME, TFD_CLOEXEC | TFD_NONBLOCK) : -1};
         const FileDescriptor wake{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
         if (!wake.isOpen() || (duration && !timer.isOpen())) return sleepWithoutDescriptors(duration, cancellation);

@@ -44,6 +44,7 @@ std::optional<std::string> homeOfUser(uid_t user) {
 
 std::string unstandardizedHome() {
     if (const auto fixed = environmentValue("CFFIXED_USER_HOME")) return *fixed;
+    // A program that was given root's rights means the user who started it; any other one the user whose rights it has.
     const uid_t effective = geteuid();
     if (const auto home = homeOfUser(effective == 0 ? getuid() : effective)) return *home;
     if (const auto home = environmentValue("HOME")) return *home;
@@ -107,6 +108,7 @@ std::vector<std::string> knownHomeDirectories() {
     add(environmentValue("HOME"));
     add(homeOfUser(getuid()));
     add(homeOfUser(geteuid()));
+    // The user who became root has a home too. A number that is none, or that names nobody, adds nothing.
     for (const char* variable : {"SUDO_UID", "PKEXEC_UID"}) {
         const std::string text = environmentValue(variable).value_or("");
         uid_t user = 0;

@@ -132,6 +132,7 @@ private:
 }  // namespace
 
 std::shared_ptr<FileManager> FileManager::standard() {
+    // It keeps nothing between calls, so that one will do for everybody and every thread.
     static const std::shared_ptr<FileManager> shared = std::make_shared<StandardFileManager>();
     return shared;
 }

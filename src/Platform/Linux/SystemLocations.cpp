@@ -2,6 +2,8 @@
 
 namespace KestrelCore {
 
+// What the file hierarchy standard gives to the system and its package manager. /usr, /bin and /sbin are not among them
+// because the rules name those for every system.
 SystemLocations systemLocations() {
     return {.managed = {"/boot", "/etc", "/lib", "/lib32", "/lib64", "/libx32", "/proc", "/run", "/snap", "/sys",
                         "/var/lib"},

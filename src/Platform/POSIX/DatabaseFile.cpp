@@ -38,6 +38,8 @@ std::optional<DatabaseFile::Item> DatabaseFile::item(const std::string& path) {
                 .isRegular = S_ISREG(status.st_mode)};
 }
 
+// What lies beside a database, its log and its lock, is named after it. One that is reached by a link must have one
+// name, or two programs would each hold a lock of their own and write the same file.
 std::string DatabaseFile::resolved(const std::string& path) {
     if (const auto whole = realPath(path)) return *whole;
     // Not there yet. A link to nowhere names the place where the file will be made.
@@ -67,6 +69,7 @@ void DatabaseFile::createPrivate(const std::string& path) {
 
 void DatabaseFile::makePrivate(const std::string& path) {
     struct stat found;
+    // What a link leads to, or what belongs to another user, is not ours to change.
     if (lstat(path.c_str(), &found) != 0 || !S_ISREG(found.st_mode) || found.st_uid != geteuid()) return;
     if ((found.st_mode & (S_IRWXG | S_IRWXO)) == 0) return;
     (void)fchmodat(AT_FDCWD, path.c_str(), found.st_mode & S_IRWXU, AT_SYMLINK_NOFOLLOW);
@@ -76,6 +79,7 @@ std::optional<std::int64_t> DatabaseFile::availableBytes(const std::string& path
     struct statvfs volume;
     if (statvfs(path.c_str(), &volume) != 0 && statvfs(folderOf(path).c_str(), &volume) != 0) return std::nullopt;
     if (volume.f_blocks == 0) return std::nullopt;  // a file system that keeps no count
+    // What file systems keep back for root is no room for anybody else.
     const std::uint64_t blocks = geteuid() == 0 ? volume.f_bfree : volume.f_bavail;
     constexpr std::uint64_t most = std::numeric_limits<std::int64_t>::max();
     if (volume.f_frsize == 0 || blocks > most / volume.f_frsize) return std::nullopt;

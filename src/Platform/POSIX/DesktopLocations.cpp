@@ -59,6 +59,7 @@ DesktopLocations DesktopLocations::current() {
         foldersFrom(systemFolders.empty() ? std::string_view{"/usr/local/share:/usr/share"} : systemFolders);
     locations.flatpakInstallations = {folderFrom("FLATPAK_USER_DIR", Path::appending(locations.dataFolder, "flatpak")),
                                       folderFrom("FLATPAK_SYSTEM_DIR", "/var/lib/flatpak")};
+    // In the order in which the C library asks them; the first that is set decides, whether it can be used or not.
     for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
         const std::string_view value = environmentValue(variable);
         if (value.empty()) continue;

@@ -119,6 +119,7 @@ std::optional<FileLock> FileLock::acquire(const std::string& path, std::chrono::
         // Without time to wait nobody is left in the queue, who would hold the lock for a moment when it becomes free.
         const bool mayWait = patience > std::chrono::milliseconds::zero();
         if (!lockNow(file) && !(mayWait && lockUntil(file, deadline))) return std::nullopt;
+        // Else the file was deleted, and others lock the one that took its place: once more, with that.
         if (isStill(path, file)) return FileLock{std::make_unique<State>(State{std::move(file)})};
     }
 }

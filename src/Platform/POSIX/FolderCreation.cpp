@@ -51,6 +51,7 @@ void createFolders(const Text& path) {
         if (error != ENOENT || parent.isEmpty() || parent == folder) fail(folder, error);
         missing.push_back(parent);
     }
+    // The last one was made, or is there: the others follow from the top down.
     for (missing.pop_back(); !missing.empty(); missing.pop_back()) {
         if (const int error = createFolder(missing.back().string())) fail(missing.back(), error);
     }

@@ -88,6 +88,8 @@ std::optional<MemoryStatistics> memory(std::string_view text, std::int64_t pageB
     Key keys[] = {{"Active", {}},      {"Inactive", {}},   {"Unevictable", {}},   {"Slab", {}},
                   {"KernelStack", {}}, {"PageTables", {}}, {"SecPageTables", {}}, {"Percpu", {}},
                   {"Zswap", {}},       {"SwapTotal", {}},  {"SwapFree", {}}};
+    // By their names and not by their places: each kernel adds lines where it likes. A key that is missing counts
+    // nothing.
     for (TextFields lines{text}; !lines.isAtEnd();) {
         TextFields line{lines.line()};
         const std::string_view name = line.upTo(':');
@@ -154,6 +156,7 @@ std::optional<ProcessStatus> processStatus(std::string_view text) {
     TextFields fields{split->fields};
     const std::string_view state = fields.word();  // field 3 of the manual
     if (state.size() != 1) return std::nullopt;
+    // Counted from the end of the name, which may hold blanks and parentheses. Later fields than these are not needed.
     fields.skipWords(5);
     const auto flags = fields.number<std::uint64_t>();  // 9
     fields.skipWords(4);

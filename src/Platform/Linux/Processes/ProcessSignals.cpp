@@ -27,6 +27,7 @@ public:
     void terminate() override {
         if (descriptor_.isOpen()) {
             if (syscall(SYS_pidfd_send_signal, descriptor_.get(), SIGTERM, nullptr, 0) == 0) return;
+            // ESRCH: it has ended since, and the descriptor saw to it that nobody else was asked in its stead.
             if (errno != ENOSYS) throw PlatformError::posix(errno);
         }
         if (kill(identifier_, SIGTERM) != 0) throw PlatformError::posix(errno);

@@ -36,6 +36,7 @@ public:
         return std::max<std::int64_t>(0, pages) * pageBytes();
     }
 
+    /// Asked each time: processors can be switched off and on.
     [[nodiscard]] int activeProcessorCount() const override {
         return static_cast<int>(std::max(1L, sysconf(_SC_NPROCESSORS_ONLN)));
     }

@@ -23,6 +23,7 @@ public:
     void list(std::vector<InterfaceCounters>& interfaces) override {
         const auto text = SystemFile::whole(AT_FDCWD, path_.c_str(), buffer_);
         ProcText::interfaces(text.value_or(std::string_view{}), interfaces);
+        // Closed again: it is asked once in a sample, and an open one would be one more descriptor that is always held.
         const FileDescriptor socket{::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
         for (InterfaceCounters& interface : interfaces) interface.isLoopback = isLoopback(socket, interface.name);
     }

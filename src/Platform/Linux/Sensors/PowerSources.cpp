@@ -18,6 +18,7 @@ using Attributes = std::array<std::string, attributeNames.size()>;
 
 class LinuxPowerSources final : public PowerSources {
 public:
+    // Listed at each call: a battery can be taken out, and a charger with a battery of its own be plugged in.
     explicit LinuxPowerSources(const std::string& sysFolder) : folder_{sysFolder + "/class/power_supply"} {}
 
     std::optional<PowerSource> first() override {

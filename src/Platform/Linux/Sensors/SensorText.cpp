@@ -19,6 +19,7 @@ std::optional<std::int64_t> number(std::string_view text) {
     return TextFields::wholeNumber<std::int64_t>(trimmed(text));
 }
 
+/// Whether it is the battery that this machine runs on.
 bool isOwnBattery(const PowerSupply& supply) {
     // A mouse or a headset says that its battery is the device's, and an empty bay that nothing is present.
     return trimmed(supply.type) == "Battery" && trimmed(supply.scope) != "Device" && trimmed(supply.present) != "0";
@@ -43,6 +44,7 @@ std::pair<std::optional<double>, std::optional<double>> capacities(const PowerSu
 
 PowerSourceState stateOf(const PowerSupply& battery, std::span<const PowerSupply> supplies) {
     bool isMains = false;
+    // A charger knows best whether it is plugged in. Without one that tells, the battery says whether it loses charge.
     if (std::ranges::any_of(supplies, feedsTheMachine)) {
         isMains = std::ranges::any_of(supplies, [](const PowerSupply& supply) {
             // Some chargers say 2 for "online with a fixed voltage".
@@ -63,6 +65,8 @@ std::optional<PowerSource> firstPowerSource(std::span<const PowerSupply> supplie
     return PowerSource{.currentCapacity = current, .maximumCapacity = maximum, .state = stateOf(*battery, supplies)};
 }
 
+// A zone says at which temperatures the system does something about it: turns fans on, slows down, switches off. How
+// warm a processor may be differs between machines; these points are the machine's own opinion.
 std::optional<int> thermalLevel(std::span<const ThermalZone> zones) {
     std::optional<int> worst;
     for (const ThermalZone& zone : zones) {

@@ -10,6 +10,13 @@
 #include <sys/syscall.h>
 #include <utility>
 
+// A folder that is entered must be the one that was meant: neither a link that took its place nor something that is
+// mounted there. The kernel can promise both for one step (`openat2`); so paths are never put together, and each level
+// is opened by its name in the one above. Where the call is missing, the folder is opened and then compared.
+//
+// Levels that were closed to save descriptors are found again as ".." of the level below. Somebody may have moved that
+// one meanwhile, and ".." then leads elsewhere: so a level notes what it was, and goes on only as that.
+
 namespace KestrelCore {
 
 namespace {
@@ -41,6 +48,7 @@ FileDescriptor openFolderAndCompareMount(int parent, const std::string& name, st
     const auto wanted = parentMount != 0 ? std::optional<std::uint64_t>{parentMount} : mountIdentifier(parent);
     const auto found = mountIdentifier(folder.get());
     if (wanted && found && *wanted == *found) return onSameDevice(std::move(folder), parent, errorNumber);
+    // A system that tells no mount is one where nothing can be entered safely.
     errorNumber = wanted && found ? EXDEV : ENOSYS;
     return {};
 }
@@ -50,6 +58,7 @@ FileDescriptor openFolderAndCompareMount(int parent, const std::string& name, st
 FileDescriptor openFolderOnSameMount(int parent, const std::string& name, std::uint64_t parentMount, int& errorNumber) {
     open_how how{};
     how.flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+    // One component is resolved here, but it may be a link, a mount, or one of the links of /proc that lead anywhere.
     how.resolve = RESOLVE_NO_SYMLINKS | RESOLVE_NO_XDEV | RESOLVE_NO_MAGICLINKS;
     // EAGAIN: something was renamed or mounted meanwhile, and the kernel can't tell whether that matters.
     const long descriptor =

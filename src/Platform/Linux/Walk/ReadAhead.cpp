@@ -146,6 +146,8 @@ std::unique_ptr<FolderPiece> ReadAhead::nextPiece(Folder& folder, std::size_t re
     return nullptr;
 }
 
+/// What a worker does until the walk ends: it reads the first folder that waits, without the lock, and hands in what it
+/// found. `self` keeps everything alive for one that is stuck in a system call when the walk is long gone.
 void ReadAhead::work(const std::shared_ptr<ReadAhead>& self) {
     ReadAhead& all = *self;
     FolderReader reader;
@@ -154,6 +156,8 @@ void ReadAhead::work(const std::shared_ptr<ReadAhead>& self) {
         const bool isFull = all.heldBytes_ >= mostHeldBytes;
         Folder* folder = isFull ? nullptr : all.firstWaiting();
         if (folder == nullptr) {
+            // For want of work it is woken by who finds some; for want of memory by the walk, when it has released
+            // pieces.
             all.isPaused_ = all.isPaused_ || isFull;
             ++all.idleWorkers_;
             all.workerWakes_.wait(lock);
@@ -179,6 +183,7 @@ void ReadAhead::work(const std::shared_ptr<ReadAhead>& self) {
 }
 
 void ReadAhead::stop() noexcept {
+    // Under the lock, so that no thread is between its look at the flag and its wait.
     const Lock lock{mutex_};
     isStopped_.store(true, std::memory_order_release);
     workerWakes_.notify_all();
@@ -209,6 +214,7 @@ void ReadAhead::abandon(std::unique_ptr<Folder> folder) {
             dead.push_back(std::move(next));
             continue;
         }
+        // A thread is at it, and will come back to it: it stays until then, and whoever reads it frees it.
         next->isAbandoned = true;
         next->parent = nullptr;
         orphans_.push_back(std::move(next));
@@ -266,6 +272,7 @@ ReadingTask ReadAhead::begin(Folder& folder) {
     return task;
 }
 
+/// A thread is back from its system calls, with or without a result.
 void ReadAhead::hasReturned(ReadingTask& task) {
     --reading_;
     if (walkWaitsForAll_ && reading_ == 0) walkWakes_.notify_all();
@@ -283,6 +290,7 @@ void ReadAhead::giveBack(Folder& folder) noexcept {
 /// Makes the result part of the tree and puts the folders found into the reading order.
 void ReadAhead::publish(Folder& folder, ReadingResult& result) {
     if (folder.isAbandoned) {
+        // The walk gave it up while it was being read: nobody will ask for what was found.
         const auto self =
             std::find_if(orphans_.begin(), orphans_.end(), [&](auto& orphan) { return orphan.get() == &folder; });
         std::vector<std::unique_ptr<Folder>> dead;
@@ -343,6 +351,7 @@ void ReadAhead::callForWorkers() {
     }
 }
 
+/// Puts a folder that was found into the order, right before the one that holds it or what is left of that one.
 void ReadAhead::insertBefore(Folder& place, Folder& folder) noexcept {
     folder.before = place.before;
     folder.after = &place;
@@ -359,6 +368,7 @@ void ReadAhead::putFirst(Folder& folder) noexcept {
     ++waiting_;
 }
 
+/// Takes a folder out of the order that is read, or that nobody wants any more.
 void ReadAhead::removeFromOrder(Folder& folder) noexcept {
     if (folder.state == Folder::State::waiting) --waiting_;
     (folder.before != nullptr ? folder.before->after : first_) = folder.after;
@@ -366,6 +376,7 @@ void ReadAhead::removeFromOrder(Folder& folder) noexcept {
     folder.before = folder.after = nullptr;
 }
 
+/// Makes the folder the newest of those that are kept open; the oldest ones go where there are too many.
 void ReadAhead::keepOpen(Folder& folder, std::shared_ptr<FileDescriptor> descriptor) {
     folder.descriptor = std::move(descriptor);
     folder.older = newest_;
@@ -386,6 +397,7 @@ void ReadAhead::touch(Folder& folder) noexcept {
     newest_ = &folder;
 }
 
+/// Gives the folder's descriptor up. It is closed later, without the lock; the folder can be opened again from above.
 void ReadAhead::letGo(Folder& folder) {
     if (folder.descriptor == nullptr) return;
     dropped_.push_back(std::move(folder.descriptor));
@@ -397,6 +409,7 @@ void ReadAhead::letGo(Folder& folder) {
     --keptOpen_;
 }
 
+/// When the process has no descriptor left: each that is kept may be the one that is needed.
 void ReadAhead::letGoOfAll() {
     while (oldest_ != nullptr) letGo(*oldest_);
 }

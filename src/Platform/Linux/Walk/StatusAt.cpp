@@ -54,6 +54,8 @@ int statusAt(int folder, const char* name, FileStatus& status, std::uint64_t& mo
         STATX_TYPE | STATX_MODE | STATX_NLINK | STATX_INO | STATX_SIZE | STATX_BLOCKS | STATX_MTIME | STATX_MNT_ID;
     const int flags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT | (*name == '\0' ? AT_EMPTY_PATH : 0);
     struct statx found;
+    // One call tells all, the mount among it. The flags keep the look from doing anything: no link is followed, and
+    // what would be mounted by looking at it stays away.
     if (statx(folder, name, flags, wanted, &found) != 0) {
         if (errno == ENOSYS) return plainStatusAt(folder, name, flags, status, mount);
         return errno;
