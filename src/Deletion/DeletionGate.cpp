@@ -9,6 +9,10 @@
 
 #include <utility>
 
+// The policy judges paths, which is all that a plan or a list has at hand, and what a user can understand. A path is
+// only a name, though: a link, a bind mount or the layer of an overlay gives the home directory a second one that no
+// rule knows. So the gate asks what the item is as well, and refuses it when it is, or holds, one of the places.
+
 namespace KestrelCore {
 
 namespace {
@@ -40,6 +44,7 @@ DeletionGate::Places DeletionGate::places(const std::vector<ProtectedPlace>& hos
     };
     for (const SafetyRules::ProtectedPlace& place : SafetyRules::ofThisProcess().protectedPlaces())
         add({.path = place.path.string()}, place.reason);
+    // A home directory, or a trash, of another user of this machine counts where it exists: root may remove anything.
     for (const std::string& home : knownHomeDirectories()) {
         add({.path = home, .isOnlyIfThere = true}, SafetyRules::neverRemovedMessage);
         add({.path = home + "/.local/share/Trash", .withContent = true, .isOnlyIfThere = true},

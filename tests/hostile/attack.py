@@ -454,10 +454,12 @@ def spread(choice, count, salt):
 
 def first_look(base, operation, kind):
     """The number of the call with which the program gets to know the item: whatever stands there until then is what was
-    asked for. What is to be restored is known from its receipt."""
+    asked for. What is to be restored is known from its receipt. A look that comes before, with another call, is the
+    command line's: it only tells whether the path names a folder."""
     if operation not in ("remove", "trash"):
         return 0
-    return next(number for number, name in enumerate(lines(base, operation, kind), 1) if name.endswith("/parent/victim"))
+    return next(number for number, name in enumerate(lines(base, operation, kind), 1)
+                if name.startswith("statx ") and name.endswith("/parent/victim"))
 
 
 def swap_suite(base, swaps):

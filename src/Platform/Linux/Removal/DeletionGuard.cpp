@@ -21,6 +21,7 @@ DeletionGuard::Taken DeletionGuard::taken(const Text& path) const {
         return {.place = relation ? std::optional{relation->place} : std::nullopt,
                 .isTrash = standingToTrash(item, *homeTrash_).has_value()};
     } catch (const PlatformError&) {
+        // What can't be reached can't be removed either; the removal will say why.
         return {};
     }
 }

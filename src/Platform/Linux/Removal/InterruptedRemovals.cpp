@@ -18,6 +18,7 @@ InterruptedRemovals InterruptedRemovals::in(const Text& folder) {
     const FileDescriptor opened{
         ::open(folder.string().c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK)};
     if (!opened.isOpen()) return found;
+    // Only the first few are kept on the way: anyone who may write here can plant as many as he likes.
     std::set<std::string> first;
     FolderListing listing;
     while (listing.readPiece(opened.get())) {

@@ -26,6 +26,8 @@ std::string withoutEmptyComponents(std::string_view path) {
 }  // namespace
 
 std::string homeTrashPath() {
+    // A program that runs with more rights than its caller must not let the caller choose this place. A path that is
+    // not absolute is none, as the rules for XDG base directories have it.
     const char* dataHome = ::secure_getenv("XDG_DATA_HOME");
     if (dataHome != nullptr && *dataHome == '/') return withoutEmptyComponents(dataHome) + "/Trash";
     return currentHomePath() + "/.local/share/Trash";

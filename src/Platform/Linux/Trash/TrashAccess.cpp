@@ -11,6 +11,11 @@
 #include <string>
 #include <utility>
 
+// Whoever asks for an item to be put back has it from a receipt, which is a file that anyone of this user's programs
+// may have written. So nothing is believed: the place must be one in a trash that this process would use itself, what
+// is there must be the item of the receipt, and the trash's own info file must name the same way back. Then a receipt
+// can move nothing that the user did not throw away, and nowhere else than where it was.
+
 namespace KestrelCore {
 
 namespace {

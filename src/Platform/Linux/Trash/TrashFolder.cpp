@@ -16,6 +16,15 @@
 #include <unordered_set>
 #include <utility>
 
+//     ~/.local/share/Trash/        or .Trash/UID, or .Trash-UID, at the top of a volume
+//         info/letter.txt.trashinfo    where it was and when it was thrown away
+//         files/letter.txt             the item itself
+//         directorysizes               what the folders in files/ take
+//
+// Other users may write to the top of a volume. So each folder is opened within the one before, never through a link,
+// and must belong to this user alone; from then on everything goes by the open folders, whatever the paths lead to by
+// then.
+
 namespace KestrelCore {
 
 namespace {
@@ -66,7 +75,7 @@ std::optional<std::uint64_t> deviceAtOrAbove(std::string path) {
     }
 }
 
-/// Creates the folders of an absolute path for this user alone.
+/// Creates the folders of an absolute path for this user alone. What can't be made is found missing right afterwards.
 void createPrivately(const std::string& path) {
     for (std::size_t end = path.find('/', 1); end != std::string::npos; end = path.find('/', end + 1))
         ::mkdir(path.substr(0, end).c_str(), 0700);

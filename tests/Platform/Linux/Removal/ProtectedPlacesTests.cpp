@@ -2,9 +2,11 @@
 #include "KestrelCore/Deletion/DeletionPlan.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
 #include "Platform/HomeDirectory.hpp"
+#include "Platform/Linux/Removal/PlacesOnDisk.hpp"
 #include "support/ChildProcess.hpp"
 #include "support/DiskRecord.hpp"
 #include "support/EnvironmentSetting.hpp"
+#include "support/SupervisedCalls.hpp"
 #include "support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
@@ -14,8 +16,10 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <pwd.h>
 #include <sys/mount.h>
+#include <sys/syscall.h>
 
 // What holds a home directory, a trash, the program or the host's own files, reached in every way that a system offers.
 
@@ -211,6 +215,23 @@ TEST_F(ProtectedPlaces, refusesWhatTheHostNames) {
         EXPECT_EQ(reason(folder / "data/app/other", places), Text{});
     });
     EXPECT_EQ(reason(folder / "data"), Text{}) << "Without the host's places";
+}
+
+TEST_F(ProtectedPlaces, asksOnceAboutEachFolderOnTheWays) {
+    folder.makeFolder("a/b");
+    std::vector<GuardedPlace> places;
+    for (int i = 0; i < 20; ++i) places.push_back({.path = folder / ("a/b/" + std::to_string(i))});
+    std::map<std::string, int> asked;
+    const bool isSupervised = runSupervised(
+        {SYS_statx, SYS_openat, SYS_newfstatat}, [&] { const PlacesOnDisk lookedUp{places}; },
+        [&](const SystemCall& call) -> std::optional<int> {
+            ++asked[call.text(1)];
+            return std::nullopt;
+        });
+    if (!isSupervised) GTEST_SKIP() << "System calls can't be supervised here";
+    asked.erase("");  // asks about what is open already
+    for (const auto& [path, times] : asked) EXPECT_EQ(times, 1) << path;
+    EXPECT_EQ(asked.count(folder / "a/b/19"), 1U);
 }
 
 }  // namespace KestrelCore
