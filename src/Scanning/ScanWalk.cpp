@@ -130,8 +130,7 @@ std::uint32_t ScanWalk::addItem(const TraversalEntry& entry, std::string_view na
 
 RecordStorage::Fields ScanWalk::fields(const FileStatus& status, std::string_view name,
                                        const ExtensionTable::Entry& extension, bool isDuplicate, RiskLevel risk) {
-    return {.id = UUID::random(),
-            .identity = FileIdentity{.device = status.device, .inode = status.inode},
+    return {.identity = FileIdentity{.device = status.device, .inode = status.inode},
             .kind = kindOf(status.type, extension.isPackage),
             .logicalBytes = status.size,
             .allocatedBytes = status.allocatedBytes,

@@ -2,6 +2,7 @@
 
 #include "Base/Checked.hpp"
 #include "Base/TextScan.hpp"
+#include "Snapshot/TreeOrder.hpp"
 
 #include <algorithm>
 #include <bit>
@@ -73,6 +74,8 @@ std::shared_ptr<const RecordStorage> ScannedTree::finish() {
         rollUp();
         storage_->reorder(order_);
     }
+    // Numbered as a history keeps them, which then keeps no number.
+    storage_->deriveIdentifiers(UUID::random(), TreeOrder{*storage_}.places());
     storage_->finishBuilding();
     return std::move(storage_);
 }

@@ -4,6 +4,7 @@
 #include "Base/Parallel.hpp"
 #include "Base/SeededHash.hpp"
 #include "Base/TextScan.hpp"
+#include "Snapshot/DerivedIdentifier.hpp"
 
 #include <boost/unordered/unordered_flat_map.hpp>
 
@@ -80,7 +81,7 @@ RecordStorage::RecordStorage() : build_{std::make_unique<BuildState>()} {
 
 RecordStorage::RecordStorage(const RecordStorage& other)
     : names_{other.names_}, folders_{other.folders_}, irregular_{other.irregular_}, extensions_{other.extensions_},
-      devices_{other.devices_} {}
+      devices_{other.devices_}, identifierSeed_{other.identifierSeed_} {}
 
 RecordStorage::~RecordStorage() = default;
 
@@ -88,7 +89,13 @@ std::shared_ptr<RecordStorage> RecordStorage::copy(const std::function<bool(std:
     // Not make_shared: the constructor is private.
     std::shared_ptr<RecordStorage> result{new RecordStorage{*this}};
     for (std::size_t i = 0; i < size_; ++i) {
-        if (keeps(i)) result->newRow() = row(i);
+        if (!keeps(i)) continue;
+        result->newRow() = row(i);
+        if (identifierSeed_) {
+            result->identifierNumbers_.push_back(identifierNumbers_[i]);
+        } else {
+            result->identifiers_.push_back(identifiers_[i]);
+        }
     }
     return result;
 }
@@ -145,12 +152,14 @@ std::optional<Text> RecordStorage::parentPath(const Row& row) const {
     return folderPath(row.folder);
 }
 
-FileRecord RecordStorage::record(std::size_t index) const {
-    const Row& r = row(index);
-    return record(r, path(r));
+FileRecord RecordStorage::record(std::size_t index) const { return record(index, path(row(index))); }
+
+UUID RecordStorage::idOf(std::size_t index) const {
+    return identifierSeed_ ? derivedIdentifier(*identifierSeed_, identifierNumbers_[index]) : identifiers_[index];
 }
 
-FileRecord RecordStorage::record(const Row& r, Text path) const {
+FileRecord RecordStorage::record(std::size_t index, Text path) const {
+    const Row& r = row(index);
     // One buffer for all texts where that goes: it is at hand, and no two threads count the users of another.
     const Text& extension = extensions_[r.extension];
     const std::size_t beforeExtension = path.byteCount() - std::min(path.byteCount(), extension.byteCount());
@@ -167,7 +176,7 @@ FileRecord RecordStorage::record(const Row& r, Text path) const {
         name = path.slice(folderLength + 1, r.nameLength);
     }
     Text fileExtension = endsInExtension ? path.slice(beforeExtension, extension.byteCount()) : extension;
-    return FileRecord{r.id,
+    return FileRecord{idOf(index),
                       identityOf(r),
                       std::move(parent),
                       std::move(path),
@@ -210,7 +219,7 @@ void RecordStorage::makeRecords(std::span<const std::uint32_t> indices, const Re
             const Text paths{batch};
             std::size_t start = 0;
             for (const std::size_t pathEnd : ends) {
-                take(begin, record(row(indices[begin]), paths.slice(start, pathEnd - start)));
+                take(begin, record(indices[begin], paths.slice(start, pathEnd - start)));
                 ++begin;
                 start = pathEnd;
             }
@@ -430,7 +439,7 @@ void RecordStorage::append(const FileRecord& record) {
 }
 
 void RecordStorage::fill(Row& row, const Fields& fields) {
-    row.id = fields.id;
+    if (fields.id) identifiers_.push_back(*fields.id);
     if (fields.identity) setIdentity(row, *fields.identity);
     row.logicalBytes = fields.logicalBytes;
     row.allocatedBytes = fields.allocatedBytes;
@@ -473,6 +482,12 @@ void RecordStorage::reorder(std::vector<std::uint32_t>& order) {
     // aside, the others follow each other, and order[i] == i marks what is done. Where some are left out, the others
     // are copied into chunks of their own.
     const std::size_t kept = order.size();
+    if (!identifiers_.empty()) {
+        std::vector<UUID> identifiers;
+        identifiers.reserve(kept);
+        for (const std::uint32_t from : order) identifiers.push_back(identifiers_[from]);
+        identifiers_ = std::move(identifiers);
+    }
     if (kept == size_) {
         for (std::size_t start = 0; start < kept; ++start) {
             if (order[start] == start) continue;
@@ -498,7 +513,15 @@ void RecordStorage::reorder(std::vector<std::uint32_t>& order) {
     size_ = kept;
 }
 
+void RecordStorage::deriveIdentifiers(const UUID& seed, std::vector<std::uint32_t> numbers) {
+    identifierSeed_ = seed;
+    identifierNumbers_ = std::move(numbers);
+}
+
 void RecordStorage::finishBuilding() {
+    if ((identifierSeed_ ? identifierNumbers_.size() : identifiers_.size()) != size_) {
+        fatalError(sourceFile, "A record has no identifier");
+    }
     build_.reset();
     folders_.shrink_to_fit();
     irregular_.shrink_to_fit();
@@ -506,7 +529,8 @@ void RecordStorage::finishBuilding() {
 
 std::size_t RecordStorage::memoryBytes() const {
     return chunks_.size() * rowsPerChunk * sizeof(Row) + names_.memoryBytes() + folders_.capacity() * sizeof(Folder) +
-           irregular_.capacity() * sizeof(Irregular);
+           irregular_.capacity() * sizeof(Irregular) + identifierNumbers_.capacity() * sizeof(std::uint32_t) +
+           identifiers_.capacity() * sizeof(UUID);
 }
 
 std::string_view FolderPathReader::prefix(RecordStorage::FolderIndex folder) {

@@ -74,9 +74,8 @@ public:
         std::uint64_t pathHash;  ///< of the path under canonical equivalence
     };
 
-    /// One record. 72 bytes; what decides the size of a snapshot in memory.
+    /// One record. 56 bytes; what decides the size of a snapshot in memory. Its identifier is derived, or kept apart.
     struct Row {
-        UUID id;
         std::uint64_t inode;
         std::int64_t logicalBytes;
         std::int64_t allocatedBytes;
@@ -105,11 +104,11 @@ public:
             return isContainer() ? aggregateAllocatedBytes : allocatedBytes;
         }
     };
-    static_assert(sizeof(Row) == 72);
+    static_assert(sizeof(Row) == 56);
 
     /// What a row holds beside its place and its name. The widths of the row's bits are known to `fill` alone.
     struct Fields {
-        UUID id{};
+        std::optional<UUID> id = std::nullopt;  ///< of every row, or of none where `deriveIdentifiers` comes at the end
         std::optional<FileIdentity> identity = std::nullopt;
         FileKind kind = FileKind::file;
         std::int64_t logicalBytes = 0;
@@ -164,6 +163,10 @@ public:
     [[nodiscard]] Text path(const Row& row) const;
     [[nodiscard]] std::optional<Text> parentPath(const Row& row) const;
     [[nodiscard]] FileRecord record(std::size_t index) const;
+    [[nodiscard]] UUID idOf(std::size_t index) const;
+    /// From what and which numbers identifiers are derived; empty where they came with the records.
+    [[nodiscard]] const std::optional<UUID>& identifierSeed() const { return identifierSeed_; }
+    [[nodiscard]] std::uint32_t identifierNumber(std::size_t index) const { return identifierNumbers_[index]; }
     /// Gets a position in the list of indices and the record made for it.
     using RecordSink = std::function<void(std::size_t position, FileRecord&& record)>;
     /// Makes the records at `indices`, which should ascend: then many are made faster than one by one, and neighbours
@@ -207,6 +210,8 @@ public:
     /// Reorders the rows: position i gets the row that was at order[i]; rows that `order` leaves out are dropped.
     /// `order` is used up.
     void reorder(std::vector<std::uint32_t>& order);
+    /// Gives the rows, which must have none, the identifiers of these numbers, one for each; see `derivedIdentifier`.
+    void deriveIdentifiers(const UUID& seed, std::vector<std::uint32_t> numbers);
     /// Frees what only building needed.
     void finishBuilding();
 
@@ -224,7 +229,7 @@ private:
     /// Appends the folder's path as a prefix: empty for the top folder, else without a trailing slash.
     void appendFolderPath(FolderIndex folder, std::string& out) const;
     /// `path` is the row's own.
-    [[nodiscard]] FileRecord record(const Row& row, Text path) const;
+    [[nodiscard]] FileRecord record(std::size_t index, Text path) const;
     RecordStorage(const RecordStorage& other);  ///< everything but the rows
     [[nodiscard]] static std::uint64_t nameHash(std::string_view name, bool isNormalized);
 
@@ -235,6 +240,9 @@ private:
     std::vector<Irregular> irregular_;
     std::vector<Text> extensions_;
     std::vector<std::uint64_t> devices_;
+    std::optional<UUID> identifierSeed_;
+    std::vector<std::uint32_t> identifierNumbers_;  ///< of each row, where there is a seed
+    std::vector<UUID> identifiers_;                 ///< of each row, where there is none
     std::unique_ptr<BuildState> build_;
 };
 

@@ -23,7 +23,8 @@ void fill(RecordStorage& storage, std::size_t count, std::mt19937_64& random) {
                                       ? storage.appendIrregular(Text{"elsewhere"}, Text{path}, Text{"shown as"})
                                       : storage.append(folder.empty() ? "/" : folder, path, name);
         const bool hasExtension = name.find('.') != std::string::npos;
-        storage.fill(row, {.extension = storage.internExtension(hasExtension ? "txt" + name.substr(5) : "")});
+        storage.fill(row, {.id = UUID::random(),
+                           .extension = storage.internExtension(hasExtension ? "txt" + name.substr(5) : "")});
         if (random() % 3 == 0) folders.push_back(path);
     }
     storage.finishBuilding();

@@ -200,7 +200,7 @@ bool PlainRecordReader::readRecord(Cursor& cursor) {
     unsigned kind = 0;
     unsigned risk = 0;
 
-    if (!cursor.skip("{\"id\":\"") || !cursor.uuid(fields.id) || !cursor.skip("\",\"")) return false;
+    if (!cursor.skip("{\"id\":\"") || !cursor.uuid(fields.id.emplace()) || !cursor.skip("\",\"")) return false;
     if (cursor.skip("identity\":{\"device\":")) {
         FileIdentity& identity = fields.identity.emplace();
         if (!cursor.integer(identity.device) || !cursor.skip(",\"inode\":") || !cursor.integer(identity.inode) ||

@@ -149,11 +149,12 @@ void writeIdentity(Output& out, const FileIdentity& identity) {
 
 /// `datePath` is what an error about the date names.
 template <typename Output>
-void writeRecord(Output& out, const RecordStorage& storage, const RecordStorage::Row& row,
-                 std::string_view escapedPrefix, const char* datePath = "records.modifiedAt") {
+void writeRecord(Output& out, const RecordStorage& storage, std::size_t index, std::string_view escapedPrefix,
+                 const char* datePath = "records.modifiedAt") {
     const auto truth = [](std::uint64_t flag) { return flag != 0 ? std::string_view{"true"} : "false"; };
+    const RecordStorage::Row& row = storage.row(index);
     out.text("{\"id\":\"");
-    out.uuid(row.id);
+    out.uuid(storage.idOf(index));
     out.text("\"");
     if (const auto identity = storage.identityOf(row)) {
         out.text(",\"identity\":");
@@ -299,7 +300,7 @@ std::size_t recordsLength(const RecordStorage& storage, std::size_t first, std::
     FolderPathCache folders{storage};
     for (std::size_t i = first; i < last; ++i) {
         const RecordStorage::Row& row = storage.row(i);
-        writeRecord(out, storage, row, row.isIrregular ? "" : folders.escapedPrefix(row.folder));
+        writeRecord(out, storage, i, row.isIrregular ? "" : folders.escapedPrefix(row.folder));
     }
     return out.length();
 }
@@ -341,7 +342,7 @@ void encodeSnapshot(const ScanSnapshot& snapshot, const std::function<void(std::
         const std::string_view prefix = row.isIrregular ? "" : folders.escapedPrefix(row.folder);
         buffer.append(longestRecord(storage, row, prefix), [&](TextOutput& out) {
             if (i > 0) out.text(",");
-            writeRecord(out, storage, row, prefix);
+            writeRecord(out, storage, i, prefix);
         });
     }
     buffer.append(betweenRecordsAndIssues.size(), [&](TextOutput& out) { out.text(betweenRecordsAndIssues); });
@@ -377,7 +378,7 @@ std::string encodedJSON(const FileRecord& record) {
     const RecordStorage::Row& row = storage.row(0);
     const std::string_view prefix = row.isIrregular ? "" : folders.escapedPrefix(row.folder);
     return written(longestRecord(storage, row, prefix),
-                   [&](TextOutput& out) { writeRecord(out, storage, row, prefix, "modifiedAt"); });
+                   [&](TextOutput& out) { writeRecord(out, storage, 0, prefix, "modifiedAt"); });
 }
 
 std::string encodedJSON(const ScanIssue& issue) {

@@ -1,0 +1,260 @@
+#include "Snapshot/TreeOrder.hpp"
+
+#include "Base/SeededHash.hpp"
+#include "Base/TextScan.hpp"
+
+#include <boost/unordered/unordered_flat_map.hpp>
+
+#include <algorithm>
+#include <utility>
+
+namespace KestrelCore {
+
+namespace {
+
+using FolderIndex = RecordStorage::FolderIndex;
+constexpr std::uint32_t none = TreeOrder::none;
+
+/// The name in normal form C, in `buffer` where that is another text.
+std::string_view normalForm(std::string_view name, std::string& buffer) {
+    if (isASCII(name) || isNormalizedUTF8(name)) return name;
+    buffer = normalizedUTF8(name);
+    return buffer;
+}
+
+struct FolderKey {
+    FolderIndex parent;
+    std::string_view name;
+    bool operator==(const FolderKey&) const = default;
+};
+struct FolderKeyHash {
+    std::size_t operator()(const FolderKey& key) const {
+        return static_cast<std::size_t>(seededHash(key.parent, seededHash(key.name)));
+    }
+};
+
+/// For each folder the first one with the same path, byte for byte: a name that a disk lists twice makes two.
+std::vector<FolderIndex> firstOfEach(const RecordStorage& storage) {
+    const auto& folders = storage.folders();
+    std::vector<FolderIndex> first(folders.size(), RecordStorage::topFolder);
+    boost::unordered_flat_map<FolderKey, FolderIndex, FolderKeyHash> known;
+    known.reserve(folders.size());
+    for (FolderIndex i = 1; i < folders.size(); ++i) {
+        first[i] = known.try_emplace({first[folders[i].parent], storage.nameOf(folders[i])}, i).first->second;
+    }
+    return first;
+}
+
+/// Items of each group, in the order in which they come: group → range of `items`.
+struct Grouped {
+    std::vector<std::uint32_t> first;
+    std::vector<std::uint32_t> items;
+
+    /// `groupOf` gives `none` for what belongs to no group.
+    template <typename GroupOf>
+    Grouped(std::size_t groups, std::size_t count, const GroupOf& groupOf) : first(groups + 1, 0) {
+        for (std::uint32_t i = 0; i < count; ++i) {
+            if (const std::uint32_t group = groupOf(i); group != none) ++first[group + 1];
+        }
+        for (std::size_t i = 1; i < first.size(); ++i) first[i] += first[i - 1];
+        items.resize(first.back());
+        std::vector<std::uint32_t> next{first.begin(), first.end() - 1};
+        for (std::uint32_t i = 0; i < count; ++i) {
+            if (const std::uint32_t group = groupOf(i); group != none) items[next[group]++] = i;
+        }
+    }
+    [[nodiscard]] std::span<std::uint32_t> of(std::uint32_t group) {
+        return std::span{items}.subspan(first[group], first[group + 1] - first[group]);
+    }
+};
+
+/// Sorts by name where that is not the order already, as it is in a scan.
+template <typename NameOf>
+void sortByName(std::span<std::uint32_t> items, const NameOf& nameOf) {
+    const auto comesBefore = [&](std::uint32_t a, std::uint32_t b) { return compareNames(nameOf(a), nameOf(b)) < 0; };
+    if (!std::ranges::is_sorted(items, comesBefore)) std::ranges::stable_sort(items, comesBefore);
+}
+
+}  // namespace
+
+std::strong_ordering compareNames(std::string_view a, std::string_view b) {
+    if (isASCII(a) && isASCII(b)) return a <=> b;
+    std::string bufferA;
+    std::string bufferB;
+    const auto order = normalForm(a, bufferA) <=> normalForm(b, bufferB);
+    return order != 0 ? order : a <=> b;
+}
+
+bool areEqualNames(std::string_view a, std::string_view b) {
+    if (a == b) return true;
+    if (isASCII(a) && isASCII(b)) return false;
+    std::string bufferA;
+    std::string bufferB;
+    return normalForm(a, bufferA) == normalForm(b, bufferB);
+}
+
+bool contentComesBefore(std::string_view folder, std::string_view next) {
+    std::string bufferA;
+    std::string bufferB;
+    folder = normalForm(folder, bufferA);
+    next = normalForm(next, bufferB);
+    // `next` comes behind "folder", so it does behind "folder/" unless it goes on with a byte below the slash.
+    if (!next.starts_with(folder)) return true;
+    return next.size() > folder.size() && static_cast<unsigned char>(next[folder.size()]) > '/';
+}
+
+TreeOrder::TreeOrder(const RecordStorage& storage) : storage_{storage} {
+    const std::vector<FolderIndex> first = firstOfEach(storage);
+    const auto& storedFolders = storage.folders();
+    Grouped rows{storedFolders.size(), storage.size(), [&](std::uint32_t i) {
+                     const RecordStorage::Row& row = storage.row(i);
+                     return row.isIrregular ? none : first[row.folder];
+                 }};
+    Grouped subfolders{storedFolders.size(), storedFolders.size(), [&](FolderIndex i) {
+                           return i == RecordStorage::topFolder || first[i] != i ? none
+                                                                                 : first[storedFolders[i].parent];
+                       }};
+    for (std::uint32_t i = 0; i < storage.size(); ++i) {
+        if (storage.row(i).isIrregular) irregular_.push_back(i);
+    }
+
+    const auto rowName = [&](std::uint32_t row) { return storage.nameOf(storage.row(row)); };
+    const auto folderName = [&](FolderIndex folder) { return storage.nameOf(storedFolders[folder]); };
+    // Folders that are known, and not yet reached: the next one last.
+    std::vector<Folder> waiting{Folder{.folder = RecordStorage::topFolder}};
+    std::vector<std::uint32_t> containers;
+    std::vector<Folder> found;
+    files_.reserve(rows.items.size());
+    while (!waiting.empty()) {
+        const auto position = static_cast<std::uint32_t>(folders_.size());
+        Folder folder = waiting.back();
+        waiting.pop_back();
+        folder.firstFile = static_cast<std::uint32_t>(files_.size());
+        found.clear();
+        if (folder.folder != none) {
+            containers.clear();
+            for (const std::uint32_t row : rows.of(folder.folder)) {
+                (storage.row(row).isContainer() ? containers : files_).push_back(row);
+            }
+            sortByName(std::span{files_}.subspan(folder.firstFile), rowName);
+            sortByName(containers, rowName);
+            const auto inside = subfolders.of(folder.folder);
+            sortByName(inside, folderName);
+            // A record and the folder with its name are one.
+            auto named = inside.begin();
+            for (const std::uint32_t row : containers) {
+                while (named != inside.end() && compareNames(folderName(*named), rowName(row)) < 0) {
+                    found.push_back({.row = none, .folder = *named++, .parent = position});
+                }
+                const bool isNamed = named != inside.end() && folderName(*named) == rowName(row);
+                found.push_back({.row = row, .folder = isNamed ? *named++ : none, .parent = position});
+            }
+            for (; named != inside.end(); ++named) {
+                found.push_back({.row = none, .folder = *named, .parent = position});
+            }
+        }
+        folder.files = static_cast<std::uint32_t>(files_.size()) - folder.firstFile;
+        folder.subfolders = static_cast<std::uint32_t>(found.size());
+        folders_.push_back(folder);
+        waiting.insert(waiting.end(), found.rbegin(), found.rend());
+    }
+    for (auto i = static_cast<std::uint32_t>(folders_.size()); i-- > 0;) {
+        Folder& folder = folders_[i];
+        folder.end = std::max(folder.end, i + 1);
+        if (folder.parent != none) {
+            folders_[folder.parent].end = std::max(folders_[folder.parent].end, folder.end);
+        }
+    }
+}
+
+std::string_view TreeOrder::nameOf(const Folder& folder) const {
+    if (folder.row != none) return storage_.nameOf(storage_.row(folder.row));
+    return folder.folder == none ? std::string_view{} : storage_.nameOf(storage_.folders()[folder.folder]);
+}
+
+std::vector<std::uint32_t> TreeOrder::places() const {
+    std::vector<std::uint32_t> result(storage_.size());
+    std::uint32_t place = 0;
+    for (const Folder& folder : folders_) {
+        if (folder.row != none) result[folder.row] = place;
+        ++place;
+    }
+    for (const std::uint32_t row : files_) result[row] = place++;
+    for (const std::uint32_t row : irregular_) result[row] = place++;
+    return result;
+}
+
+std::uint32_t TreeOrder::folderAt(std::string_view path) const {
+    if (!path.starts_with('/')) return none;
+    std::uint32_t position = 0;
+    for (std::size_t start = 1; start < path.size();) {
+        const std::size_t end = std::min(path.find('/', start), path.size());
+        const std::string_view name = path.substr(start, end - start);
+        std::uint32_t child = position + 1;
+        while (child < folders_[position].end && nameOf(folders_[child]) != name) child = folders_[child].end;
+        if (child >= folders_[position].end) return none;
+        position = child;
+        start = end + 1;
+    }
+    return position;
+}
+
+std::vector<ScanOrderRun> scanOrder(const ScanOrderSource& source) {
+    struct Frame {
+        std::uint32_t folder;
+        std::uint32_t nextFolder;  ///< the next folder right inside
+        std::uint32_t nextFile;
+        std::size_t waiting;  ///< how many contents waited when the frame began
+    };
+    std::vector<ScanOrderRun> order;
+    if (source.folderCount() == 0) return order;
+    std::vector<Frame> frames;
+    // Folders of open frames whose record has come and whose content has not. Of several in one frame each one's name
+    // begins with that of the one before, since else its content would have come already: the last is the first to go.
+    std::vector<std::uint32_t> waiting;
+    const auto begin = [&](std::uint32_t folder) {
+        frames.push_back({folder, folder + 1, source.firstFile(folder), waiting.size()});
+    };
+    const auto emitFile = [&](std::uint32_t file) {
+        if (!order.empty() && !order.back().isFolder && order.back().first + order.back().count == file) {
+            ++order.back().count;
+        } else {
+            order.push_back({file, 1, false});
+        }
+    };
+    begin(0);
+    while (!frames.empty()) {
+        Frame& frame = frames.back();
+        const std::uint32_t folderEnd = source.folderEnd(frame.folder);
+        const std::uint32_t fileEnd = source.firstFile(frame.folder) + source.fileCount(frame.folder);
+        const bool hasFolder = frame.nextFolder < folderEnd;
+        const bool hasFile = frame.nextFile < fileEnd;
+        const bool isFolderNext = hasFolder && (!hasFile || compareNames(source.folderName(frame.nextFolder),
+                                                                         source.fileName(frame.nextFile)) <= 0);
+        if (waiting.size() > frame.waiting) {
+            const std::uint32_t content = waiting.back();
+            if ((!hasFolder && !hasFile) ||
+                contentComesBefore(source.folderName(content), isFolderNext ? source.folderName(frame.nextFolder)
+                                                                            : source.fileName(frame.nextFile))) {
+                waiting.pop_back();
+                begin(content);
+                continue;
+            }
+        }
+        if (isFolderNext) {
+            const std::uint32_t folder = frame.nextFolder;
+            frame.nextFolder = source.folderEnd(folder);
+            if (source.hasRecord(folder)) order.push_back({folder, 1, true});
+            if (source.folderEnd(folder) > folder + 1 || source.fileCount(folder) > 0) waiting.push_back(folder);
+        } else if (hasFile && !hasFolder && waiting.size() == frame.waiting) {
+            for (; frame.nextFile < fileEnd; ++frame.nextFile) emitFile(frame.nextFile);
+        } else if (hasFile) {
+            emitFile(frame.nextFile++);
+        } else {
+            frames.pop_back();
+        }
+    }
+    return order;
+}
+
+}  // namespace KestrelCore
