@@ -47,7 +47,9 @@
 #include "KestrelCore/Snapshot/ScanEvent.hpp"
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 #include "KestrelCore/Snapshot/ValueJSON.hpp"
+#include "KestrelCore/Storage/Generation.hpp"
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
+#include "KestrelCore/Storage/SnapshotHistory.hpp"
 
 extern "C" {
 extern KESTRELCORE_EXPORT const double KestrelCoreVersionNumber;           ///< 1.0

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace KestrelCore {
 
@@ -28,6 +29,9 @@ struct DatabaseFile {
     /// Takes this user's plain file at `path` from all other users; links are not followed. What the user may do with
     /// it stays as it is.
     static void makePrivate(const std::string& path);
+    /// Why nothing may be read from or written to a database at `path`: what is there is a link or another user's, or
+    /// others may put another file in its place. A phrase for a sentence; empty where nothing speaks against it.
+    [[nodiscard]] static std::optional<std::string_view> whyNotTrusted(const std::string& path);
     /// How many bytes this user may still write to the volume that holds `path`, or its folder. Empty where the system
     /// does not say.
     [[nodiscard]] static std::optional<std::int64_t> availableBytes(const std::string& path);

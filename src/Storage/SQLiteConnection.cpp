@@ -6,12 +6,12 @@
 
 namespace KestrelCore {
 
-SQLiteConnection::SQLiteConnection(const std::string& path) {
+SQLiteConnection::SQLiteConnection(const std::string& path, std::string_view failure) {
     // Serialized: the pieces of a value are read on another thread while a statement of this one stands.
     constexpr int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX;
     if (sqlite3_open_v2(path.c_str(), &handle_, flags, nullptr) != SQLITE_OK) {
         sqlite3_close(handle_);  // a failed open leaves a handle, too
-        throw KestrelError::unavailable("Kestrel could not open its private scan index.");
+        throw KestrelError::unavailable(failure);
     }
 }
 

@@ -15,8 +15,8 @@ namespace KestrelCore {
 /// Owns an open SQLite database. Failures of statements are `KestrelError::unavailable` with SQLite's own text.
 class SQLiteConnection {
 public:
-    /// Opens for reading and writing, creates when missing. Throws `unavailable` with the store's fixed sentence.
-    explicit SQLiteConnection(const std::string& path);
+    /// Opens for reading and writing, creates when missing. Throws `unavailable` with the sentence `failure`.
+    SQLiteConnection(const std::string& path, std::string_view failure);
     ~SQLiteConnection();
     SQLiteConnection(const SQLiteConnection&) = delete;
     SQLiteConnection& operator=(const SQLiteConnection&) = delete;

@@ -38,7 +38,9 @@ constexpr std::size_t pieceSize = std::size_t{1} << 20;
 /// Ends an encoding that nobody waits for any more.
 struct Abandoned {};
 
-KestrelError cannotOpen() { return KestrelError::unavailable("Kestrel could not open its private scan index."); }
+constexpr const char* cannotOpenText = "Kestrel could not open its private scan index.";
+
+KestrelError cannotOpen() { return KestrelError::unavailable(cannotOpenText); }
 
 /// Feeds the value to the decoder, read ahead on another thread; false when it can't be read from the disk.
 bool decode(SQLiteBlob& blob, SnapshotDecoder& decoder) {
@@ -139,7 +141,7 @@ void SQLiteSnapshotStore::State::open() {
     DatabaseFile::createPrivate(place);
     for (const char* suffix : {"", "-wal", "-shm"}) DatabaseFile::makePrivate(place + suffix);
     for (const char* suffix : {"-wal", "-shm"}) DatabaseFile::makeWritableLike(place, place + suffix);
-    auto connection = std::make_unique<SQLiteConnection>(path_);
+    auto connection = std::make_unique<SQLiteConnection>(path_, cannotOpenText);
     sqlite3_busy_timeout(connection->handle(), static_cast<int>(options_.patience.count()));
     if (options_.longestPayload) sqlite3_limit(connection->handle(), SQLITE_LIMIT_LENGTH, *options_.longestPayload);
     const auto item = DatabaseFile::item(path_);

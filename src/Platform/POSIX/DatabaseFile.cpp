@@ -75,6 +75,17 @@ void DatabaseFile::makePrivate(const std::string& path) {
     (void)fchmodat(AT_FDCWD, path.c_str(), found.st_mode & S_IRWXU, AT_SYMLINK_NOFOLLOW);
 }
 
+std::optional<std::string_view> DatabaseFile::whyNotTrusted(const std::string& path) {
+    struct stat found;
+    if (stat(folderOf(path).c_str(), &found) == 0 && (found.st_mode & S_IWOTH) != 0 && (found.st_mode & S_ISVTX) == 0) {
+        return "other users can write to its folder";
+    }
+    if (lstat(path.c_str(), &found) != 0) return std::nullopt;
+    if (S_ISLNK(found.st_mode)) return "it is a link";
+    if (found.st_uid != geteuid()) return "it belongs to another user";
+    return std::nullopt;
+}
+
 std::optional<std::int64_t> DatabaseFile::availableBytes(const std::string& path) {
     struct statvfs volume;
     if (statvfs(path.c_str(), &volume) != 0 && statvfs(folderOf(path).c_str(), &volume) != 0) return std::nullopt;

@@ -1,0 +1,76 @@
+#pragma once
+
+#include "KestrelCore/Base/Date.hpp"
+#include "KestrelCore/Base/Text.hpp"
+#include "KestrelCore/Base/URL.hpp"
+#include "KestrelCore/Export.hpp"
+#include "KestrelCore/Model/FileRecord.hpp"
+#include "KestrelCore/Snapshot/ScanSnapshot.hpp"
+#include "KestrelCore/Storage/Generation.hpp"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace KestrelCore {
+
+/// Keeps every scan on disk, in little room: generations of one root are mostly kept as the difference to the one
+/// before. Which way one is kept makes no difference to who reads it.
+///
+/// Any thread may call, and any number of processes may use one file. One writes at a time: adding, removing and
+/// thinning wait for each other (at most ten seconds, then `unavailable("database is locked")`). Readers wait for
+/// nobody and see whole generations only. What was there before stays readable whatever happens to a change: it is
+/// made as a whole or not at all.
+///
+/// The file is for this user only. One that is a link or another user's, or that lies in a folder that others can write
+/// to, is refused, and so is one of a newer format.
+///
+/// Unless said otherwise the calls block on the disk and throw `KestrelError::unavailable` with a finished sentence, or
+/// with the text that SQLite gives; a generation that is damaged is named, and others stay readable.
+class KESTRELCORE_EXPORT SnapshotHistory {
+public:
+    /// The history at `url`, a file URL. Nothing is opened or made before it is used.
+    explicit SnapshotHistory(const URL& url);
+    ~SnapshotHistory();
+    SnapshotHistory(const SnapshotHistory&) = delete;
+    SnapshotHistory& operator=(const SnapshotHistory&) = delete;
+
+    /// Adds a snapshot as the newest generation. Makes the file, and the folders above it, when missing.
+    Generation add(const ScanSnapshot& snapshot, GenerationOrigin origin = GenerationOrigin::scan,
+                   bool isComplete = true);
+
+    /// All generations, newest first; with `root` only those of scans of that very path. Empty where there is no file.
+    [[nodiscard]] std::vector<Generation> generations(const std::optional<Text>& root = std::nullopt) const;
+    /// The newest generation whose root is `path` or a folder above it.
+    [[nodiscard]] std::optional<Generation> newest(const Text& path) const;
+    /// The generation with this number; empty where there is none.
+    [[nodiscard]] std::optional<Generation> generation(std::int64_t number) const;
+
+    /// The snapshot as it was added: equal in all it has, the identifiers of its records included. Some tenth of a
+    /// second for a million records.
+    [[nodiscard]] ScanSnapshot load(std::int64_t number) const;
+    /// The records of what lies in the folder at `path`, largest `displayBytes` first, equal sizes by name, without
+    /// loading the rest. Empty for a path that is no folder of the generation.
+    [[nodiscard]] std::vector<FileRecord> children(std::int64_t number, const Text& path) const;
+    /// The record with that path; empty where there is none.
+    [[nodiscard]] std::optional<FileRecord> record(std::int64_t number, const Text& path) const;
+    /// What lies below the folder at `path`; empty for a path that is no folder of the generation.
+    [[nodiscard]] std::optional<FolderTotals> totals(std::int64_t number, const Text& path) const;
+
+    void setPinned(std::int64_t number, bool isPinned);
+    /// Takes generations out. What later ones are differences to stays in the file until they go, too.
+    void forget(const std::vector<std::int64_t>& numbers);
+    /// Takes out what the policy does not keep, counted back from `now`; says which.
+    std::vector<std::int64_t> thin(const ThinningPolicy& policy, Date now);
+    /// Takes all out and gives the space back. Gives the bytes by which the file became smaller.
+    std::int64_t clear();
+    /// Reads everything; gives the numbers of generations that are damaged.
+    [[nodiscard]] std::vector<std::int64_t> check() const;
+
+private:
+    class Implementation;
+    std::unique_ptr<Implementation> implementation_;
+};
+
+}  // namespace KestrelCore

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "Storage/History/SnapshotRows.hpp"
+#include "Storage/History/StreamView.hpp"
+
+#include <functional>
+#include <string>
+
+namespace KestrelCore {
+
+/// Takes a packed column. Called by one thread, chunk after chunk.
+using ColumnSink = std::function<void(const ColumnKey& key, std::string&& packed)>;
+
+/// Writes all rows as a full generation. Packs on two threads where there are two.
+[[nodiscard]] GenerationLayout writeFull(const SnapshotRows& rows, std::int64_t generation, const ColumnSink& sink);
+
+/// Writes what is different from `base`. Both must number extensions
+/// and devices alike and count ages from the same day, and the rows' identifiers must be `inPlace`.
+[[nodiscard]] GenerationLayout writeDifference(const SnapshotRows& rows, const GenerationRows& base,
+                                               std::int64_t generation, const ColumnSink& sink);
+
+}  // namespace KestrelCore

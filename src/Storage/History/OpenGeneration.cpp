@@ -1,0 +1,258 @@
+#include "Storage/History/OpenGeneration.hpp"
+
+#include "Base/TextScan.hpp"
+#include "KestrelCore/Base/Path.hpp"
+#include "KestrelCore/JSON/CodingErrors.hpp"
+#include "KestrelCore/Snapshot/ValueJSON.hpp"
+#include "Snapshot/SnapshotAccess.hpp"
+#include "Storage/History/FolderTable.hpp"
+#include "Storage/History/SnapshotLoading.hpp"
+
+#include <algorithm>
+#include <limits>
+#include <numeric>
+#include <ranges>
+#include <utility>
+
+namespace KestrelCore {
+
+namespace {
+
+/// Much more than any dictionary or any issues of a scan have: what a column may become that claims to be long.
+constexpr std::size_t mostListBytes = std::size_t{1} << 30;
+/// More differences than this are no chain of ours.
+constexpr std::size_t mostLayers = 1000;
+
+ColumnKey listKey(std::int64_t generation, HistoryList list, std::uint32_t chunk = 0) {
+    return {.generation = generation,
+            .stream = HistoryStream::lists,
+            .field = static_cast<std::uint8_t>(list),
+            .chunk = chunk};
+}
+
+}  // namespace
+
+OpenGeneration::OpenGeneration(const HistoryDatabase::Reading& reading, const std::vector<StoredGeneration>& all,
+                               const StoredGeneration& generation)
+    : reading_{reading}, stored_{generation}, layers_{layersOf(reading, all, generation)}, rows_{reading, layers_} {
+    readDictionary();
+    readPositions();
+    context_.identifierSeed = stored_.identifierSeed;
+}
+
+std::vector<GenerationLayout> OpenGeneration::layersOf(const HistoryDatabase::Reading& reading,
+                                                       const std::vector<StoredGeneration>& all,
+                                                       const StoredGeneration& generation) {
+    std::vector<GenerationLayout> layers;
+    for (std::int64_t number = generation.number; number != 0;) {
+        const auto layer = std::ranges::lower_bound(all, number, {}, &StoredGeneration::number);
+        if (layer == all.end() || layer->number != number || layer->base >= number || layers.size() == mostLayers) {
+            throwDamaged(generation.number);
+        }
+        reading.checkColumns(*layer);
+        layers.push_back(layer->layout);
+        number = layer->base;
+    }
+    std::ranges::reverse(layers);
+    return layers;
+}
+
+void OpenGeneration::readDictionary() {
+    for (const GenerationLayout& layer : layers_) {
+        if (const auto packed = reading_.column(listKey(layer.generation, HistoryList::extensions))) {
+            const auto bytes = Column::unpack(*packed, mostListBytes);
+            const auto texts = bytes ? separatedTexts(*bytes) : std::nullopt;
+            if (!texts) throwDamaged(layer.generation);
+            context_.dictionary.extensions.insert(context_.dictionary.extensions.end(), texts->begin(), texts->end());
+        }
+        for (std::uint32_t chunk = 0;; ++chunk) {
+            const auto packed = reading_.column(listKey(layer.generation, HistoryList::devices, chunk));
+            if (!packed) break;
+            std::vector<std::uint64_t> devices;
+            // Its count is what it holds: the first number.
+            if (!Column::unpackCounted(*packed, devices)) throwDamaged(layer.generation);
+            context_.dictionary.devices.insert(context_.dictionary.devices.end(), devices.begin(), devices.end());
+        }
+    }
+}
+
+void OpenGeneration::readPositions() {
+    std::vector<std::uint64_t> positions;
+    for (std::uint32_t chunk = 0;; ++chunk) {
+        const auto packed = reading_.column(listKey(stored_.number, HistoryList::positions, chunk));
+        if (!packed) break;
+        if (!Column::unpackCounted(*packed, positions)) throwDamaged(stored_.number);
+        context_.positions.insert(context_.positions.end(), positions.begin(), positions.end());
+    }
+}
+
+ScanSnapshot OpenGeneration::snapshot() const {
+    std::vector<ScanIssue> issues;
+    if (const auto packed = reading_.column(listKey(stored_.number, HistoryList::issues))) {
+        const auto bytes = Column::unpack(*packed, mostListBytes);
+        const auto texts = bytes ? separatedTexts(*bytes) : std::nullopt;
+        if (!texts || texts->size() % 2 != 0) throwDamaged(stored_.number);
+        for (std::size_t i = 0; i < texts->size(); i += 2) issues.push_back({Text{(*texts)[i]}, Text{(*texts)[i + 1]}});
+    }
+    try {
+        return SnapshotAccess::make(stored_.snapshot, decodingJSON<ScanScope>(stored_.scope), Date{stored_.startedAt},
+                                    Date{stored_.completedAt}, loadRecords(rows_, context_), std::move(issues));
+    } catch (const DecodingError&) {
+        throwDamaged(stored_.number);
+    }
+}
+
+std::vector<FileRecord> OpenGeneration::children(const Text& path) const {
+    RecordBuilder builder{rows_, context_};
+    const FolderTable table{rows_, builder.fields() | bit(HistoryField::fileBytes)};
+    const std::vector<std::uint64_t> contents = FolderTable::contents(table, table.aggregates());
+    const std::uint32_t folder = table.find(path.view());
+    if (folder == FolderTable::none) return {};
+    const auto parent = builder.storage().folder(table.path(folder));
+    if (!parent) return {};
+    for (std::uint32_t child = folder + 1; child < table.end(folder); child = table.end(child)) {
+        if (!table.hasRecord(child)) continue;
+        (void)builder.addRegular(*parent, table.name(child), table.rows(), child, contents[child],
+                                 HistoryStream::folders, table.place(child));
+    }
+    RowReader reader{rows_.files(), builder.fields(), true};
+    const std::uint32_t end = table.firstFile(folder) + table.fileCount(folder);
+    for (std::uint32_t file = table.firstFile(folder); file < end;) {
+        const RowReader::Piece piece = reader.at(file);
+        const std::uint32_t count = std::min(piece.count, end - file);
+        for (std::uint32_t i = 0; i < count; ++i) {
+            (void)builder.addRegular(*parent, piece.block->name(piece.row + i), *piece.block, piece.row + i, 0,
+                                     HistoryStream::files, piece.place + i);
+        }
+        file += count;
+    }
+    std::vector<std::uint32_t> order(builder.storage().size());
+    std::iota(order.begin(), order.end(), 0U);
+    std::ranges::stable_sort(order, [&](std::uint32_t a, std::uint32_t b) {
+        const RecordStorage::Row& rowA = builder.storage().row(a);
+        const RecordStorage::Row& rowB = builder.storage().row(b);
+        if (rowA.displayBytes() != rowB.displayBytes()) return rowA.displayBytes() > rowB.displayBytes();
+        return compareNames(builder.storage().nameOf(rowA), builder.storage().nameOf(rowB)) < 0;
+    });
+    const auto storage = builder.finish(order);
+    std::vector<FileRecord> records;
+    records.reserve(storage->size());
+    for (std::size_t i = 0; i < storage->size(); ++i) records.push_back(storage->record(i));
+    return records;
+}
+
+std::optional<FileRecord> OpenGeneration::record(const Text& path) const {
+    RecordBuilder builder{rows_, context_};
+    const FolderTable table{rows_, builder.fields() | bit(HistoryField::fileBytes)};
+    const std::vector<std::uint64_t> contents = FolderTable::contents(table, table.aggregates());
+    RecordStorage& storage = builder.storage();
+    const auto finished = [&]() -> FileRecord {
+        std::vector<std::uint32_t> order{static_cast<std::uint32_t>(storage.size() - 1)};
+        return builder.finish(order)->record(0);
+    };
+    const Text parentPath = Path::deletingLastComponent(path);
+    const std::uint32_t folder = table.find(path.view());
+    if (folder != FolderTable::none && table.hasRecord(folder)) {
+        const auto parent = storage.folder(table.path(table.parent(folder)));
+        if (!parent) return std::nullopt;
+        (void)builder.addRegular(*parent, table.name(folder), table.rows(), folder, contents[folder],
+                                 HistoryStream::folders, table.place(folder));
+        return finished();
+    }
+    if (const std::uint32_t above = table.find(parentPath.view()); above != FolderTable::none) {
+        const Text name = Path::lastComponent(path);
+        RowReader reader{rows_.files(), builder.fields(), true};
+        const std::uint32_t end = table.firstFile(above) + table.fileCount(above);
+        for (std::uint32_t file = table.firstFile(above); file < end;) {
+            const RowReader::Piece piece = reader.at(file);
+            const std::uint32_t count = std::min(piece.count, end - file);
+            for (std::uint32_t i = 0; i < count; ++i) {
+                if (!areEqualNames(piece.block->name(piece.row + i), name.view())) continue;
+                const auto parent = storage.folder(table.path(above));
+                if (!parent) return std::nullopt;
+                (void)builder.addRegular(*parent, piece.block->name(piece.row + i), *piece.block, piece.row + i, 0,
+                                         HistoryStream::files, piece.place + i);
+                return finished();
+            }
+            file += count;
+        }
+    }
+    RowReader reader{rows_.irregular(), builder.fields(), true};
+    for (std::uint32_t position = 0; position < rows_.irregular().size(); ++position) {
+        const RowReader::Piece piece = reader.at(position);
+        builder.addIrregular(*piece.block, piece.row, piece.place, table, contents);
+        if (storage.irregular(storage.row(storage.size() - 1)).path == path) return finished();
+    }
+    return std::nullopt;
+}
+
+std::optional<FolderTotals> OpenGeneration::totals(const Text& path) const {
+    constexpr HistoryFields folderSizes =
+        bit(HistoryField::kind) | bit(HistoryField::logical) | bit(HistoryField::allocated);
+    const FolderTable table{rows_, folderSizes | rollUpFields};
+    const std::uint32_t folder = table.find(path.view());
+    if (folder == FolderTable::none) return std::nullopt;
+    FolderTotals totals;
+    totals.agesCountedFrom = Date{static_cast<double>(stored_.agesCountedFrom)};
+    std::uint64_t oldest = std::numeric_limits<std::uint64_t>::max();
+    std::uint64_t newest = 0;
+    // Modulo 2^64: the sizes of a snapshot may be anything, and then so may this be.
+    std::uint64_t bytes = 0;
+    std::array<std::uint64_t, HistoryAges::classes> byAge{};
+    for (std::uint32_t i = folder; i < table.end(folder); ++i) {
+        totals.items += table.fileCount(i);
+        if (i != folder && table.hasRecord(i)) {
+            ++totals.items;
+            bytes += static_cast<std::uint64_t>(allocationOf(
+                {.allocated = table.value(HistoryField::allocated, i), .shape = table.value(HistoryField::shape, i)},
+                static_cast<std::int64_t>(table.value(HistoryField::logical, i))));
+        }
+        const std::uint64_t fileBytes = table.value(HistoryField::fileBytes, i);
+        bytes += fileBytes;
+        std::uint64_t rest = fileBytes;
+        for (std::size_t age = 0; age < agesKept; ++age) {
+            const std::uint64_t part = table.rows().values[static_cast<std::size_t>(HistoryField::ages) + age][i];
+            byAge[age] += part;
+            rest -= part;
+        }
+        byAge.back() += rest;
+        if (const std::uint64_t first = table.value(HistoryField::oldest, i); first != 0) {
+            oldest = std::min(oldest, first);
+            newest = std::max(newest, table.value(HistoryField::newest, i));
+        }
+    }
+    totals.allocatedBytes = static_cast<std::int64_t>(bytes);
+    for (std::size_t age = 0; age < byAge.size(); ++age) totals.bytesByAge[age] = static_cast<std::int64_t>(byAge[age]);
+    if (newest != 0) {
+        totals.oldestChange = dateOf({.seconds = oldest});
+        totals.newestChange = dateOf({.seconds = newest});
+    }
+    return totals;
+}
+
+void writeLists(const HistoryDictionary& added, const std::vector<ScanIssue>& issues,
+                const std::vector<std::uint64_t>& positions, std::int64_t generation, const ColumnSink& sink) {
+    if (!added.extensions.empty()) {
+        const std::vector<std::string_view> texts{added.extensions.begin(), added.extensions.end()};
+        sink(listKey(generation, HistoryList::extensions), Column::pack(std::string_view{joinedTexts(texts)}));
+    }
+    const auto writeNumbers = [&](HistoryList list, std::span<const std::uint64_t> numbers) {
+        for (std::uint32_t chunk = 0; !numbers.empty(); ++chunk) {
+            const std::size_t count = std::min(numbers.size(), Column::mostRows);
+            sink(listKey(generation, list, chunk), Column::packCounted(numbers.first(count)));
+            numbers = numbers.subspan(count);
+        }
+    };
+    writeNumbers(HistoryList::devices, added.devices);
+    writeNumbers(HistoryList::positions, positions);
+    if (!issues.empty()) {
+        std::vector<std::string_view> texts;
+        for (const ScanIssue& issue : issues) {
+            texts.push_back(issue.path.view());
+            texts.push_back(issue.message.view());
+        }
+        sink(listKey(generation, HistoryList::issues), Column::pack(std::string_view{joinedTexts(texts)}));
+    }
+}
+
+}  // namespace KestrelCore

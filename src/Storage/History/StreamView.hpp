@@ -1,0 +1,173 @@
+#pragma once
+
+#include "Storage/History/RowBlock.hpp"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace KestrelCore {
+
+/// Names one column of one chunk.
+struct ColumnKey {
+    std::int64_t generation = 0;
+    HistoryStream stream = HistoryStream::folders;
+    std::uint8_t field = 0;  ///< a `HistoryField`, or `changedValues` and a field's number
+    std::uint32_t chunk = 0;
+
+    bool operator==(const ColumnKey&) const = default;
+};
+
+/// Where columns are read from. Any thread.
+class ColumnSource {
+public:
+    virtual ~ColumnSource() = default;
+    /// The column as it was packed, checked against its hash; empty where none is kept, which stands for zeros. Throws
+    /// `KestrelError::unavailable` when it can't be read or is damaged.
+    [[nodiscard]] virtual std::optional<std::string> column(const ColumnKey& key) const = 0;
+};
+
+/// What one generation keeps of one stream.
+struct StreamLayout {
+    std::uint32_t rows = 0;     ///< rows that stand here: of a difference the new ones
+    std::uint32_t runs = 0;     ///< of a difference: lengths in each of the three columns of runs
+    std::uint32_t changes = 0;  ///< of a difference: changed rows
+
+    bool operator==(const StreamLayout&) const = default;
+};
+struct GenerationLayout {
+    std::int64_t generation = 0;
+    IdentifierForm identifiers = IdentifierForm::inPlace;
+    std::array<StreamLayout, everyHistoryStream.size()> streams;
+
+    [[nodiscard]] const StreamLayout& of(HistoryStream stream) const {
+        return streams[static_cast<std::size_t>(stream)];
+    }
+};
+
+/// Rows of a chunk in this stream.
+[[nodiscard]] constexpr std::size_t rowsInChunk(HistoryStream stream) {
+    // Texts of irregular records may be long.
+    return stream == HistoryStream::irregular ? 256 : Column::mostRows;
+}
+
+/// Throws that the generation is damaged.
+[[noreturn]] void throwDamaged(std::int64_t generation);
+
+/// One stream of one generation, put together from the full generation at the start and the differences after it:
+/// which rows of which of them follow each other, and what has changed in them. Rows are read when they are asked for.
+/// Making one takes as long as there are differences; any number of threads may read.
+class StreamView {
+public:
+    /// The first of `layers` is a full generation, each further one a difference to the one before it. `source` must
+    /// outlive this. Throws what reading throws.
+    StreamView(const ColumnSource& source, HistoryStream stream, std::span<const GenerationLayout> layers);
+
+    [[nodiscard]] std::uint32_t size() const { return size_; }
+    [[nodiscard]] HistoryStream stream() const { return stream_; }
+    /// How many places there were in the generation that identifiers come from.
+    [[nodiscard]] std::uint32_t placeCount() const { return placeCount_; }
+
+    /// Rows that follow each other in one layer.
+    struct Segment {
+        std::uint32_t start;  ///< position of the first in this stream
+        std::uint32_t count;
+        std::uint32_t layer;
+        std::uint32_t first;  ///< position of the first among the layer's rows
+        std::uint32_t place;  ///< of the first, in the stream of the generation that identifiers come from
+    };
+    [[nodiscard]] const std::vector<Segment>& segments() const { return segments_; }
+    /// The segment that `position` (below `size()`) lies in.
+    [[nodiscard]] std::size_t segmentAt(std::uint32_t position) const;
+
+    /// A chunk of a layer's rows, with what has changed in them. `fields` as bits; names only if asked for.
+    [[nodiscard]] RowBlock chunk(std::uint32_t layer, std::uint32_t chunk, HistoryFields fields, bool withNames) const;
+
+private:
+    using Index = std::uint32_t;
+    /// A changed row, as its place in the layer that has it.
+    struct Change {
+        std::uint32_t layer;
+        Index index;
+        HistoryFields fields;
+    };
+    /// New values of one field, by layer, ascending by the row's index.
+    using Overlay = std::vector<std::vector<std::pair<Index, std::uint64_t>>>;
+
+    void apply(std::uint32_t layer);
+    [[nodiscard]] std::vector<Change> placesOfChanges(std::uint32_t layer) const;
+    [[nodiscard]] std::vector<std::uint64_t> numbers(std::uint32_t layer, std::uint8_t field, std::size_t count,
+                                                     bool mayBeMissing) const;
+    [[nodiscard]] const Overlay& overlay(unsigned field) const;
+
+    const ColumnSource& source_;
+    HistoryStream stream_;
+    std::vector<GenerationLayout> layers_;
+    std::vector<Segment> segments_;
+    std::uint32_t size_ = 0;
+    std::uint32_t placeCount_ = 0;
+    std::vector<std::vector<Change>> changes_;  ///< of each layer, in its order
+    mutable std::mutex mutex_;
+    mutable std::array<std::unique_ptr<Overlay>, rowFieldCount> overlays_;  ///< made when asked for; under `mutex_`
+};
+
+/// All streams of one generation.
+class GenerationRows {
+public:
+    /// As of `StreamView`.
+    GenerationRows(const ColumnSource& source, std::span<const GenerationLayout> layers);
+
+    [[nodiscard]] const StreamView& folders() const { return folders_; }
+    [[nodiscard]] const StreamView& files() const { return files_; }
+    [[nodiscard]] const StreamView& irregular() const { return irregular_; }
+    [[nodiscard]] const StreamView& of(HistoryStream stream) const;
+    [[nodiscard]] std::int64_t generation() const { return generation_; }
+    /// How identifiers are kept: never `inherited`.
+    [[nodiscard]] IdentifierForm identifiers() const { return identifiers_; }
+    /// The number of the row at the first place of the stream, where identifiers are `inPlace`.
+    [[nodiscard]] std::uint32_t firstNumber(HistoryStream stream) const;
+
+private:
+    StreamView folders_;
+    StreamView files_;
+    StreamView irregular_;
+    std::int64_t generation_;
+    IdentifierForm identifiers_;
+};
+
+/// Reads rows of a view, mostly one after the other. For one thread; several may read one view.
+class RowReader {
+public:
+    RowReader(const StreamView& view, HistoryFields fields, bool withNames)
+        : view_{view}, fields_{fields}, withNames_{withNames} {}
+
+    /// Rows `row` to `row + count` of `block` are those from the position on that was asked for.
+    struct Piece {
+        const RowBlock* block;
+        std::uint32_t row;
+        std::uint32_t count;
+        std::uint32_t place;  ///< as of `Segment`
+    };
+    /// As many rows from `position` (below the view's size) on as lie side by side. Valid until the next call.
+    [[nodiscard]] Piece at(std::uint32_t position);
+
+private:
+    struct Cached {
+        std::uint32_t chunk = 0;
+        RowBlock block;
+    };
+    const StreamView& view_;
+    HistoryFields fields_;
+    bool withNames_;
+    std::size_t segment_ = 0;                   ///< the one asked for last
+    std::vector<std::optional<Cached>> cache_;  ///< by layer
+};
+
+}  // namespace KestrelCore

@@ -1,0 +1,283 @@
+#include "KestrelCore/Storage/SnapshotHistory.hpp"
+
+#include "KestrelCore/Base/Path.hpp"
+#include "KestrelCore/JSON/CodingErrors.hpp"
+#include "KestrelCore/Model/KestrelError.hpp"
+#include "KestrelCore/Snapshot/ValueJSON.hpp"
+#include "Platform/DatabaseFile.hpp"
+#include "Snapshot/SnapshotAccess.hpp"
+#include "Storage/History/GenerationWriting.hpp"
+#include "Storage/History/HistoryDatabase.hpp"
+#include "Storage/History/HistoryThinning.hpp"
+#include "Storage/History/OpenGeneration.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <ranges>
+#include <utility>
+
+namespace KestrelCore {
+
+namespace {
+
+constexpr std::chrono::milliseconds patience{10'000};
+/// Differences that follow a full generation, at most: opening one reads them all.
+constexpr std::size_t mostDifferences = 30;
+
+Generation described(const StoredGeneration& stored) {
+    try {
+        return {.number = stored.number,
+                .snapshot = stored.snapshot,
+                .scope = decodingJSON<ScanScope>(stored.scope),
+                .startedAt = Date{stored.startedAt},
+                .completedAt = Date{stored.completedAt},
+                .records = stored.records,
+                .issues = stored.issues,
+                .totalAllocatedBytes = stored.totalBytes,
+                .isComplete = stored.isComplete,
+                .isPinned = stored.isPinned,
+                .origin = static_cast<GenerationOrigin>(stored.origin),
+                .storedBytes = stored.storedBytes,
+                .isDifference = stored.base != 0};
+    } catch (const DecodingError&) {
+        throwDamaged(stored.number);
+    }
+}
+
+const StoredGeneration* find(const std::vector<StoredGeneration>& all, std::int64_t number) {
+    const auto found = std::ranges::find(all, number, &StoredGeneration::number);
+    return found == all.end() ? nullptr : &*found;
+}
+
+KestrelError noGeneration(std::int64_t number) {
+    return KestrelError::unavailable(fmt::format("The history has no generation {}.", number));
+}
+
+/// The generation that another of the same root is to be kept as the difference to; null for a full one.
+const StoredGeneration* baseFor(const std::vector<StoredGeneration>& all, std::string_view root) {
+    const auto newest = std::ranges::find(all.rbegin(), all.rend(), root, &StoredGeneration::root);
+    if (newest == all.rend()) return nullptr;
+    std::size_t differences = 0;
+    std::int64_t bytes = 0;
+    const StoredGeneration* full = &*newest;
+    for (; full != nullptr && full->base != 0; full = find(all, full->base)) {
+        ++differences;
+        bytes += full->storedBytes;
+    }
+    // Differences that have grown to half of what they are differences to save nothing any more.
+    if (full == nullptr || differences >= mostDifferences || bytes > full->storedBytes / 2) return nullptr;
+    return &*newest;
+}
+
+}  // namespace
+
+class SnapshotHistory::Implementation {
+public:
+    explicit Implementation(const URL& url) : database_{url.path().string(), patience} {}
+
+    [[nodiscard]] bool exists() const { return database_.exists(); }
+    [[nodiscard]] HistoryDatabase::Reading reading() const { return HistoryDatabase::Reading{database_}; }
+    HistoryDatabase& database() { return database_; }
+
+    Generation add(const ScanSnapshot& snapshot, GenerationOrigin origin, bool isComplete) {
+        HistoryDatabase::Writing writing{database_};
+        const std::string root = snapshot.scope().root.path().string();
+        StoredGeneration stored{
+            .number = writing.nextNumber(),
+            .snapshot = snapshot.id(),
+            .scope = encodedJSON(snapshot.scope()),
+            .root = root,
+            .startedAt = snapshot.startedAt().secondsSinceReferenceDate,
+            .completedAt = snapshot.completedAt().secondsSinceReferenceDate,
+            .records = static_cast<std::int64_t>(snapshot.records().size()),
+            .issues = static_cast<std::int64_t>(snapshot.issues().size()),
+            .totalBytes = snapshot.totalAllocatedBytes(),
+            .isComplete = isComplete,
+            .origin = static_cast<std::int64_t>(origin),
+            .identifierSeed = {},
+            .layout = {},
+        };
+        {
+            // While a reader stands, the log can't be emptied.
+            const HistoryDatabase::Reading reading{database_};
+            const auto all = reading.generations();
+            write(snapshot, stored, openIfSound(reading, all, baseFor(all, root)), writing);
+        }
+        writing.add(stored);
+        writing.commit(false);
+        return described(stored);
+    }
+
+    void remove(const std::vector<std::int64_t>& numbers, bool all) {
+        if (!exists()) return;
+        HistoryDatabase::Writing writing{database_};
+        std::vector<StoredGeneration> left = HistoryDatabase::Reading{database_}.generations();
+        for (StoredGeneration& each : left) {
+            if (each.isForgotten || (!all && std::ranges::find(numbers, each.number) == numbers.end())) continue;
+            each.isForgotten = true;
+            writing.setForgotten(each.number);
+        }
+        for (const std::int64_t number : unneeded(left)) writing.remove(number);
+        writing.commit(true);
+    }
+
+private:
+    /// A damaged generation is no base: then a full one is kept, which needs none.
+    static std::optional<OpenGeneration> openIfSound(const HistoryDatabase::Reading& reading,
+                                                     const std::vector<StoredGeneration>& all,
+                                                     const StoredGeneration* generation) {
+        if (generation == nullptr) return std::nullopt;
+        try {
+            return std::optional<OpenGeneration>{std::in_place, reading, all, *generation};
+        } catch (const KestrelError&) {
+            return std::nullopt;
+        }
+    }
+
+    static void write(const ScanSnapshot& snapshot, StoredGeneration& stored, const std::optional<OpenGeneration>& base,
+                      HistoryDatabase::Writing& writing) {
+        const RecordStorage& storage = SnapshotAccess::storage(snapshot);
+        const ColumnSink sink = [&](const ColumnKey& key, std::string&& packed) { writing.addColumn(key, packed); };
+        HistoryAges ages{.countedFrom = HistoryAges::day(snapshot.completedAt())};
+        if (base) ages.countedFrom = base->stored().agesCountedFrom;
+        const SnapshotRows rows{storage, base ? base->context().dictionary : HistoryDictionary{}, ages};
+        const bool isDifference = base && rows.identifiers() == IdentifierForm::inPlace;
+        stored.layout = isDifference ? writeDifference(rows, base->rows(), stored.number, sink)
+                                     : writeFull(rows, stored.number, sink);
+        stored.base = isDifference ? base->stored().number : 0;
+        stored.identifierSeed = storage.identifierSeed().value_or(UUID{});
+        stored.agesCountedFrom = ages.countedFrom;
+        HistoryDictionary added = rows.dictionary();
+        if (isDifference) {
+            const HistoryDictionary& known = base->context().dictionary;
+            added.extensions.erase(added.extensions.begin(),
+                                   added.extensions.begin() + static_cast<std::ptrdiff_t>(known.extensions.size()));
+            added.devices.erase(added.devices.begin(),
+                                added.devices.begin() + static_cast<std::ptrdiff_t>(known.devices.size()));
+        }
+        writeLists(added, snapshot.issues(), rows.isInScanOrder() ? std::vector<std::uint64_t>{} : rows.positions(),
+                   stored.number, sink);
+    }
+
+    HistoryDatabase database_;
+};
+
+SnapshotHistory::SnapshotHistory(const URL& url) : implementation_{std::make_unique<Implementation>(url)} {}
+
+SnapshotHistory::~SnapshotHistory() = default;
+
+Generation SnapshotHistory::add(const ScanSnapshot& snapshot, GenerationOrigin origin, bool isComplete) {
+    return implementation_->add(snapshot, origin, isComplete);
+}
+
+std::vector<Generation> SnapshotHistory::generations(const std::optional<Text>& root) const {
+    std::vector<Generation> result;
+    if (!implementation_->exists()) return result;
+    const auto all = implementation_->reading().generations();
+    for (const StoredGeneration& stored : std::ranges::reverse_view{all}) {
+        if (stored.isForgotten) continue;
+        Generation generation = described(stored);
+        if (!root || generation.scope.root.path() == *root) result.push_back(std::move(generation));
+    }
+    return result;
+}
+
+std::optional<Generation> SnapshotHistory::newest(const Text& path) const {
+    for (Generation& generation : generations()) {
+        const Text root = generation.scope.root.path();
+        if (root == path || root == Text{"/"} || Path::isBeneath(path, root)) return std::move(generation);
+    }
+    return std::nullopt;
+}
+
+std::optional<Generation> SnapshotHistory::generation(std::int64_t number) const {
+    if (!implementation_->exists()) return std::nullopt;
+    const auto all = implementation_->reading().generations();
+    const StoredGeneration* stored = find(all, number);
+    return stored == nullptr || stored->isForgotten ? std::nullopt : std::optional{described(*stored)};
+}
+
+namespace {
+
+/// Calls `use` with the generation, opened.
+template <typename Use>
+auto withGeneration(bool exists, const auto& openReading, std::int64_t number, const Use& use) {
+    if (!exists) throw noGeneration(number);
+    const HistoryDatabase::Reading reading = openReading();
+    const auto all = reading.generations();
+    const StoredGeneration* stored = find(all, number);
+    if (stored == nullptr || stored->isForgotten) throw noGeneration(number);
+    return use(OpenGeneration{reading, all, *stored});
+}
+
+}  // namespace
+
+ScanSnapshot SnapshotHistory::load(std::int64_t number) const {
+    return withGeneration(
+        implementation_->exists(), [&] { return implementation_->reading(); }, number,
+        [](const OpenGeneration& generation) { return generation.snapshot(); });
+}
+
+std::vector<FileRecord> SnapshotHistory::children(std::int64_t number, const Text& path) const {
+    return withGeneration(
+        implementation_->exists(), [&] { return implementation_->reading(); }, number,
+        [&](const OpenGeneration& generation) { return generation.children(path); });
+}
+
+std::optional<FileRecord> SnapshotHistory::record(std::int64_t number, const Text& path) const {
+    return withGeneration(
+        implementation_->exists(), [&] { return implementation_->reading(); }, number,
+        [&](const OpenGeneration& generation) { return generation.record(path); });
+}
+
+std::optional<FolderTotals> SnapshotHistory::totals(std::int64_t number, const Text& path) const {
+    return withGeneration(
+        implementation_->exists(), [&] { return implementation_->reading(); }, number,
+        [&](const OpenGeneration& generation) { return generation.totals(path); });
+}
+
+void SnapshotHistory::setPinned(std::int64_t number, bool isPinned) {
+    if (!generation(number)) throw noGeneration(number);
+    HistoryDatabase::Writing writing{implementation_->database()};
+    writing.setPinned(number, isPinned);
+    writing.commit(false);
+}
+
+void SnapshotHistory::forget(const std::vector<std::int64_t>& numbers) { implementation_->remove(numbers, false); }
+
+std::vector<std::int64_t> SnapshotHistory::thin(const ThinningPolicy& policy, Date now) {
+    if (!implementation_->exists()) return {};
+    const std::vector<std::int64_t> numbers = thinned(implementation_->reading().generations(), policy, now);
+    if (!numbers.empty()) implementation_->remove(numbers, false);
+    return numbers;
+}
+
+std::int64_t SnapshotHistory::clear() {
+    const std::string& path = implementation_->database().path();
+    const auto size = [&] {
+        const auto item = DatabaseFile::item(path);
+        return item ? item->size : 0;
+    };
+    const std::int64_t before = size();
+    implementation_->remove({}, true);
+    return std::max<std::int64_t>(0, before - size());
+}
+
+std::vector<std::int64_t> SnapshotHistory::check() const {
+    std::vector<std::int64_t> damaged;
+    if (!implementation_->exists()) return damaged;
+    const HistoryDatabase::Reading reading = implementation_->reading();
+    const auto all = reading.generations();
+    for (const StoredGeneration& stored : all) {
+        if (stored.isForgotten) continue;
+        try {
+            (void)OpenGeneration{reading, all, stored}.snapshot();
+        } catch (const KestrelError&) {
+            damaged.push_back(stored.number);
+        }
+    }
+    return damaged;
+}
+
+}  // namespace KestrelCore

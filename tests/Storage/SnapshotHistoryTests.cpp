@@ -1,0 +1,304 @@
+#include "KestrelCore/Storage/SnapshotHistory.hpp"
+
+#include "KestrelCore/Model/KestrelError.hpp"
+#include "Snapshot/SnapshotAccess.hpp"
+#include "support/Records.hpp"
+#include "support/SampleSnapshots.hpp"
+#include "support/ScannedSnapshots.hpp"
+#include "support/TemporaryFolder.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace KestrelCore {
+
+namespace {
+
+using testing::aRecord;
+using testing::aSnapshot;
+using testing::pathsOf;
+
+class SnapshotHistoryTest : public ::testing::Test {
+protected:
+    [[nodiscard]] std::string file() const { return folder_.path() + "/data/history.sqlite"; }
+    [[nodiscard]] URL url() const { return URL::fromPath(file()); }
+
+    TemporaryFolder folder_;
+};
+
+/// A snapshot of `root` completed at that time, with one file.
+ScanSnapshot smallScan(const std::string& root, double completedAt) {
+    const ScanSnapshot made = aSnapshot(
+        root, {aRecord({.path = root, .isTop = true, .kind = FileKind::directory}), aRecord({.path = root + "/file"})});
+    return asScanned(made, Date{completedAt});
+}
+
+std::vector<std::int64_t> numbers(const std::vector<Generation>& generations) {
+    std::vector<std::int64_t> result;
+    for (const Generation& generation : generations) result.push_back(generation.number);
+    return result;
+}
+
+constexpr double day = 86'400;
+
+}  // namespace
+
+TEST_F(SnapshotHistoryTest, givesEveryGenerationBackWhicheverWayItIsKept) {
+    SnapshotHistory history{url()};
+    std::vector<ScanSnapshot> added;
+    for (std::uint64_t i = 0; i < 8; ++i) {
+        added.push_back(i % 4 == 3 ? sampleSnapshot(200, i)
+                                   : asScanned(added.empty() ? sampleSnapshot(400, 1) : changed(added.back(), i)));
+        const Generation generation = history.add(added.back());
+        EXPECT_EQ(generation.number, static_cast<std::int64_t>(i) + 1);
+        EXPECT_EQ(generation.snapshot, added.back().id());
+    }
+    EXPECT_TRUE(std::ranges::any_of(history.generations(), &Generation::isDifference));
+    SnapshotHistory again{url()};
+    for (std::size_t i = 0; i < added.size(); ++i) {
+        EXPECT_EQ(contents(again.load(static_cast<std::int64_t>(i) + 1)), contents(added[i])) << i;
+    }
+    EXPECT_TRUE(again.check().empty());
+}
+
+TEST_F(SnapshotHistoryTest, knowsNothingWhereThereIsNoFileAndMakesNone) {
+    SnapshotHistory history{url()};
+    EXPECT_TRUE(history.generations().empty());
+    EXPECT_EQ(history.newest("/r"), std::nullopt);
+    EXPECT_EQ(history.generation(1), std::nullopt);
+    EXPECT_TRUE(history.check().empty());
+    EXPECT_THROW((void)history.load(1), KestrelError);
+    EXPECT_TRUE(history.thin({}, Date{0}).empty());
+    history.forget({1});
+    EXPECT_EQ(history.clear(), 0);
+    EXPECT_FALSE(std::ifstream{file()}.good());
+}
+
+TEST_F(SnapshotHistoryTest, findsTheNewestGenerationThatCoversAPath) {
+    SnapshotHistory history{url()};
+    (void)history.add(smallScan("/home/a", 1));
+    (void)history.add(smallScan("/home", 2));
+    (void)history.add(smallScan("/home/ab", 3));
+    EXPECT_EQ(history.newest("/home/a/b")->number, 2);
+    EXPECT_EQ(history.newest("/home/ab")->number, 3);
+    EXPECT_EQ(history.newest("/home")->number, 2);
+    EXPECT_EQ(history.newest("/"), std::nullopt);
+    EXPECT_EQ(numbers(history.generations()), (std::vector<std::int64_t>{3, 2, 1}));
+    EXPECT_EQ(numbers(history.generations(Text{"/home"})), (std::vector<std::int64_t>{2}));
+    (void)history.add(smallScan("/", 4));
+    EXPECT_EQ(history.newest("/elsewhere")->number, 4);
+}
+
+TEST_F(SnapshotHistoryTest, answersForAFolderAsTheSnapshotDoes) {
+    SnapshotHistory history{url()};
+    ScanSnapshot snapshot = asScanned(sampleSnapshot(600, 4));
+    for (std::uint64_t step = 0; step < 3; ++step) {
+        if (step > 0) snapshot = asScanned(changed(snapshot, step));
+        const std::int64_t number = history.add(snapshot).number;
+        for (const FileRecord& record : snapshot.records()) {
+            EXPECT_EQ(history.record(number, record.path()), record);
+            if (!record.isContainer()) continue;
+            auto children = history.children(number, record.path());
+            auto expected = snapshot.children(record.path());
+            // The same records by size; equal sizes may come in another order.
+            ASSERT_EQ(children.size(), expected.size()) << record.path().view();
+            const auto bySizeAndPath = [](const FileRecord& a, const FileRecord& b) {
+                return a.displayBytes() != b.displayBytes() ? a.displayBytes() > b.displayBytes() : a.path() < b.path();
+            };
+            EXPECT_TRUE(std::ranges::is_sorted(children, std::greater{}, &FileRecord::displayBytes));
+            std::ranges::sort(children, bySizeAndPath);
+            std::ranges::sort(expected, bySizeAndPath);
+            EXPECT_EQ(children, expected);
+        }
+        EXPECT_EQ(history.record(number, "/home/someone/none"), std::nullopt);
+        EXPECT_TRUE(history.children(number, "/home/someone/none").empty());
+    }
+}
+
+TEST_F(SnapshotHistoryTest, totalsCountWhatLiesBelow) {
+    SnapshotHistory history{url()};
+    const double now = 800'000'000;
+    const ScanSnapshot snapshot = asScanned(
+        aSnapshot("/r", {aRecord({.path = "/r", .isTop = true, .kind = FileKind::directory, .allocated = 4096}),
+                         aRecord({.path = "/r/f", .kind = FileKind::directory, .allocated = 512}),
+                         aRecord({.path = "/r/f/new", .allocated = 1000, .modified = Date{now - 1}}),
+                         aRecord({.path = "/r/f/link", .allocated = 1000, .modified = Date{now}, .isDuplicate = true}),
+                         aRecord({.path = "/r/f/old", .allocated = 2000, .modified = Date{now - 400 * day}}),
+                         aRecord({.path = "/r/g", .allocated = 4000, .modified = std::nullopt})}),
+        Date{now});
+    const std::int64_t number = history.add(snapshot).number;
+    const FolderTotals below = history.totals(number, "/r/f").value();
+    EXPECT_EQ(below.items, 3);
+    EXPECT_EQ(below.allocatedBytes, 3000);
+    EXPECT_EQ(below.bytesByAge, (std::array<std::int64_t, 5>{1000, 0, 0, 2000, 0}));
+    EXPECT_EQ(below.oldestChange, Date{now - 400 * day});
+    EXPECT_EQ(below.newestChange, Date{now});
+    const FolderTotals all = history.totals(number, "/r").value();
+    EXPECT_EQ(all.items, 5);
+    EXPECT_EQ(all.allocatedBytes, 7512);
+    EXPECT_EQ(all.bytesByAge, (std::array<std::int64_t, 5>{1000, 0, 0, 2000, 4000}));
+    EXPECT_EQ(history.totals(number, "/r/g"), std::nullopt);
+}
+
+TEST_F(SnapshotHistoryTest, keepsAFullGenerationAfterThirtyDifferences) {
+    SnapshotHistory history{url()};
+    // Large enough for the differences to stay small beside it.
+    const ScanSnapshot first = asScanned(sampleSnapshot(2000, 1));
+    (void)history.add(first);
+    for (int i = 0; i < 31; ++i) (void)history.add(asScanned(first));
+    const auto generations = history.generations();
+    EXPECT_EQ(std::ranges::count(generations, false, &Generation::isDifference), 2);
+    EXPECT_FALSE(generations.front().isDifference);
+    EXPECT_TRUE(generations[1].isDifference);
+}
+
+TEST_F(SnapshotHistoryTest, forgetsWithoutHarmToWhatStays) {
+    SnapshotHistory history{url()};
+    std::vector<ScanSnapshot> added;
+    for (std::uint64_t i = 0; i < 4; ++i) {
+        added.push_back(asScanned(added.empty() ? sampleSnapshot(3000, 1) : changed(added.back(), i)));
+        (void)history.add(added.back());
+    }
+    history.forget({1, 3});
+    EXPECT_EQ(numbers(history.generations()), (std::vector<std::int64_t>{4, 2}));
+    EXPECT_EQ(history.generation(3), std::nullopt);
+    EXPECT_THROW((void)history.load(3), KestrelError);
+    EXPECT_EQ(contents(history.load(4)), contents(added[3]));
+    EXPECT_EQ(contents(history.load(2)), contents(added[1]));
+    EXPECT_EQ(history.add(added[0]).number, 5);
+    history.forget({5, 4});
+    EXPECT_EQ(contents(history.load(2)), contents(added[1]));
+    // Numbers are not used again.
+    history.forget({2});
+    EXPECT_EQ(history.add(added[0]).number, 6);
+    EXPECT_FALSE(history.generation(6)->isDifference);
+}
+
+TEST_F(SnapshotHistoryTest, givesItsSpaceBackWhenItIsCleared) {
+    SnapshotHistory history{url()};
+    (void)history.add(asScanned(sampleSnapshot(20'000, 1)));
+    EXPECT_GT(history.clear(), 100'000);
+    EXPECT_TRUE(history.generations().empty());
+    EXPECT_EQ(history.clear(), 0);
+    EXPECT_EQ(history.add(smallScan("/r", 1)).number, 2);
+}
+
+TEST_F(SnapshotHistoryTest, thinsByThePolicy) {
+    SnapshotHistory history{url()};
+    const double now = 900'000'000;
+    // Two a day for 100 days, the last one now.
+    for (int i = 199; i >= 0; --i) (void)history.add(smallScan("/r", now - i * day / 2));
+    history.setPinned(3, true);
+    const auto gone = history.thin({}, Date{now});
+    const auto left = history.generations();
+    EXPECT_EQ(gone.size() + left.size(), 200U);
+    std::size_t lastWeek = 0;
+    std::size_t lastMonth = 0;
+    for (const Generation& generation : left) {
+        const double age = (now - generation.completedAt.secondsSinceReferenceDate) / day;
+        lastWeek += age <= 7 ? 1 : 0;
+        lastMonth += age > 7 && age <= 31 ? 1 : 0;
+    }
+    EXPECT_EQ(lastWeek, 15U);   // every one, both ends counted
+    EXPECT_EQ(lastMonth, 24U);  // one a day
+    EXPECT_TRUE(std::ranges::any_of(left, [](const Generation& each) { return each.number == 3 && each.isPinned; }));
+    // Of the 69 days before that one a week, and the pinned one.
+    EXPECT_NEAR(static_cast<double>(left.size() - lastWeek - lastMonth), 11, 1);
+    EXPECT_TRUE(history.check().empty());
+    EXPECT_TRUE(history.thin({}, Date{now}).empty());
+}
+
+TEST_F(SnapshotHistoryTest, thinsToASizeAndKeepsTheNewestOfEachRoot) {
+    SnapshotHistory history{url()};
+    for (std::uint64_t i = 0; i < 5; ++i) (void)history.add(sampleSnapshot(300, i));
+    (void)history.add(smallScan("/r", 1));
+    const std::int64_t each = history.generation(5)->storedBytes;
+    (void)history.thin({.mostBytes = each * 5 / 2}, Date{700'000'000});
+    EXPECT_EQ(numbers(history.generations()), (std::vector<std::int64_t>{6, 5, 4}));
+    (void)history.thin({.mostBytes = 0}, Date{700'000'000});
+    EXPECT_EQ(numbers(history.generations()), (std::vector<std::int64_t>{6, 5}));
+}
+
+TEST_F(SnapshotHistoryTest, namesADamagedGenerationAndReadsTheOthers) {
+    const ScanSnapshot first = asScanned(sampleSnapshot(300, 1));
+    const ScanSnapshot other = sampleSnapshot(300, 2);
+    {
+        SnapshotHistory history{url()};
+        (void)history.add(first);
+        (void)history.add(other);
+    }
+    std::string whole;
+    {
+        std::ifstream in{file(), std::ios::binary};
+        whole.assign(std::istreambuf_iterator<char>{in}, {});
+    }
+    ASSERT_GT(whole.size(), 10'000U);
+    std::size_t refused = 0;
+    for (std::size_t at = 0; at < whole.size(); at += 997) {
+        std::string damaged = whole;
+        damaged[at] = static_cast<char>(damaged[at] ^ 0x20);
+        std::ofstream{file(), std::ios::binary} << damaged;
+        const SnapshotHistory history{url()};
+        for (const std::int64_t number : {1, 2}) {
+            try {
+                EXPECT_EQ(contents(history.load(number)), contents(number == 1 ? first : other)) << at;
+            } catch (const KestrelError&) {
+                ++refused;
+            }
+        }
+    }
+    EXPECT_GT(refused, 10U);
+}
+
+TEST_F(SnapshotHistoryTest, refusesWhatIsNoHistoryOrANewerOne) {
+    (void)SnapshotHistory{url()}.add(smallScan("/r", 1));
+    const auto what = [&](const std::string& path) -> std::string {
+        try {
+            (void)SnapshotHistory{URL::fromPath(path)}.generations();
+        } catch (const KestrelError& error) {
+            return error.what();
+        }
+        return "";
+    };
+    const std::string newer = folder_.path() + "/newer.sqlite";
+    std::string bytes;
+    {
+        std::ifstream in{file(), std::ios::binary};
+        bytes.assign(std::istreambuf_iterator<char>{in}, {});
+    }
+    bytes[63] = 9;  // the last byte of the number that SQLite keeps for the format
+    std::ofstream{newer, std::ios::binary} << bytes;
+    EXPECT_EQ(what(newer), "The history " + newer + " has the format 9, and this version of Kestrel knows 1 only.");
+    const std::string foreign = folder_.path() + "/foreign.sqlite";
+    bytes[71] = 1;  // and of the one for the application
+    std::ofstream{foreign, std::ios::binary} << bytes;
+    EXPECT_EQ(what(foreign), foreign + " is not a history of Kestrel.");
+    const std::string text = folder_.path() + "/text";
+    std::ofstream{text} << std::string(5000, 'x');
+    EXPECT_EQ(what(text), "file is not a database");
+    const std::string link = folder_.path() + "/link";
+    std::filesystem::create_symlink(file(), link);
+    EXPECT_EQ(what(link), "The history " + link + " is not used: it is a link");
+    std::filesystem::permissions(folder_.path() + "/data", std::filesystem::perms::others_write,
+                                 std::filesystem::perm_options::add);
+    EXPECT_EQ(what(file()), "The history " + file() + " is not used: other users can write to its folder");
+}
+
+TEST_F(SnapshotHistoryTest, isForThisUserOnly) {
+    (void)SnapshotHistory{url()}.add(smallScan("/r", 1));
+    namespace fs = std::filesystem;
+    for (const auto& entry : fs::directory_iterator{folder_.path() + "/data"}) {
+        EXPECT_EQ(entry.status().permissions() & (fs::perms::group_all | fs::perms::others_all), fs::perms::none)
+            << entry.path();
+    }
+}
+
+}  // namespace KestrelCore
