@@ -38,9 +38,9 @@ const std::unordered_map<Text, DocumentAssetKind>& kindsByExtension() {
 std::string_view rawValue(DocumentAssetKind kind) { return kindNames[static_cast<std::size_t>(kind)]; }
 
 template <>
-std::optional<DocumentAssetKind> fromRawValue<DocumentAssetKind>(std::string_view text) {
+std::optional<DocumentAssetKind> fromRawValue<DocumentAssetKind>(std::string_view rawValue) {
     for (const DocumentAssetKind kind : allDocumentAssetKinds) {
-        if (text == rawValue(kind)) return kind;
+        if (rawValue == KestrelCore::rawValue(kind)) return kind;
     }
     return std::nullopt;
 }

@@ -40,9 +40,9 @@ std::int64_t displayBytes(const std::vector<MediaAsset>& assets) {
 std::string_view rawValue(MediaAssetKind kind) { return kind == MediaAssetKind::image ? "image" : "video"; }
 
 template <>
-std::optional<MediaAssetKind> fromRawValue<MediaAssetKind>(std::string_view text) {
+std::optional<MediaAssetKind> fromRawValue<MediaAssetKind>(std::string_view rawValue) {
     for (const MediaAssetKind kind : allMediaAssetKinds) {
-        if (text == rawValue(kind)) return kind;
+        if (rawValue == KestrelCore::rawValue(kind)) return kind;
     }
     return std::nullopt;
 }

@@ -45,7 +45,7 @@ struct StoredAllocation {
 /// so that what does not change does not change its class.
 struct HistoryAges {
     static constexpr std::size_t classes = agesKept + 1;
-    static constexpr std::array<std::int64_t, agesKept> days{30, 90, 365, 3 * 365};
+    static constexpr std::array<std::int64_t, agesKept> days{30, 90, 365, 1095};
 
     std::int64_t countedFrom = 0;  ///< seconds since 2001
 

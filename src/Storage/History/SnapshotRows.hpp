@@ -47,7 +47,7 @@ private:
     [[nodiscard]] IdentifierForm formOfIdentifiers() const;
     void fillRecord(RowBlock& block, std::uint32_t index, std::uint64_t content) const;
     void fillFolder(RowBlock& block, std::uint32_t position) const;
-    void fillIrregular(RowBlock& block, std::uint32_t row) const;
+    void fillIrregular(RowBlock& block, std::uint32_t position) const;
 
     const RecordStorage& storage_;
     TreeOrder order_;
