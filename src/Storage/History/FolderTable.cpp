@@ -3,6 +3,7 @@
 #include "Storage/History/RowValues.hpp"
 
 #include <algorithm>
+#include <ranges>
 
 namespace KestrelCore {
 
@@ -93,9 +94,9 @@ std::string FolderTable::path(std::uint32_t folder) const {
     std::vector<std::uint32_t> chain;
     for (; folder != 0; folder = parent_[folder]) chain.push_back(folder);
     std::string path;
-    for (auto at = chain.rbegin(); at != chain.rend(); ++at) {
+    for (const std::uint32_t each : std::ranges::reverse_view{chain}) {
         path += '/';
-        path += name(*at);
+        path += name(each);
     }
     return path;
 }
