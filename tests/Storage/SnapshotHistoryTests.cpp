@@ -8,6 +8,7 @@
 #include "support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -211,7 +212,7 @@ TEST_F(SnapshotHistoryTest, thinsByThePolicy) {
     EXPECT_EQ(lastMonth, 24U);  // one a day
     EXPECT_TRUE(std::ranges::any_of(left, [](const Generation& each) { return each.number == 3 && each.isPinned; }));
     // Of the 69 days before that one a week, and the pinned one.
-    EXPECT_NEAR(static_cast<double>(left.size() - lastWeek - lastMonth), 11, 1);
+    EXPECT_EQ(left.size() - lastWeek - lastMonth, 11U);
     EXPECT_TRUE(history.check().empty());
     EXPECT_TRUE(history.thin({}, Date{now}).empty());
 }
@@ -290,6 +291,22 @@ TEST_F(SnapshotHistoryTest, refusesWhatIsNoHistoryOrANewerOne) {
     std::filesystem::permissions(folder_.path() + "/data", std::filesystem::perms::others_write,
                                  std::filesystem::perm_options::add);
     EXPECT_EQ(what(file()), "The history " + file() + " is not used: other users can write to its folder");
+}
+
+TEST_F(SnapshotHistoryTest, startsInAFileWhoseTablesWereNeverMade) {
+    std::filesystem::create_directory(folder_.path() + "/data");
+    sqlite3* handle = nullptr;
+    ASSERT_EQ(sqlite3_open(file().c_str(), &handle), SQLITE_OK);
+    EXPECT_EQ(
+        sqlite3_exec(handle, "PRAGMA auto_vacuum=INCREMENTAL; PRAGMA journal_mode=WAL;", nullptr, nullptr, nullptr),
+        SQLITE_OK);
+    sqlite3_close(handle);
+    ASSERT_GT(std::filesystem::file_size(file()), 0U);
+    SnapshotHistory history{url()};
+    EXPECT_TRUE(history.generations().empty());
+    EXPECT_TRUE(history.check().empty());
+    EXPECT_EQ(history.add(smallScan("/r", 1)).number, 1);
+    EXPECT_EQ(history.generations().size(), 1U);
 }
 
 TEST_F(SnapshotHistoryTest, isForThisUserOnly) {

@@ -47,8 +47,8 @@ public:
     /// The generation with this number; empty where there is none.
     [[nodiscard]] std::optional<Generation> generation(std::int64_t number) const;
 
-    /// The snapshot as it was added: equal in all it has, the identifiers of its records included. Some tenth of a
-    /// second for a million records.
+    /// The snapshot as it was added: equal in all it has, the identifiers of its records included. All of it is
+    /// read: a second or so for a million records.
     [[nodiscard]] ScanSnapshot load(std::int64_t number) const;
     /// The records of what lies in the folder at `path`, largest `displayBytes` first, equal sizes by name, without
     /// loading the rest. Empty for a path that is no folder of the generation.

@@ -241,6 +241,12 @@ void HistoryDatabase::create(SQLiteConnection& connection) const {
 
 namespace {
 
+/// Whether nothing was ever put into the file: whoever was to make our tables was stopped before they were there.
+bool isFresh(SQLiteConnection& connection) {
+    return single(connection, "PRAGMA application_id;") == 0 &&
+           single(connection, "SELECT count(*) FROM sqlite_master;") == 0;
+}
+
 /// Throws when the database is none of ours, or of a newer kind.
 void checkFormat(SQLiteConnection& connection, const std::string& path) {
     if (single(connection, "PRAGMA application_id;") != applicationID) {
@@ -257,6 +263,7 @@ void checkFormat(SQLiteConnection& connection, const std::string& path) {
 }  // namespace
 
 HistoryDatabase::Reading::Reading(const HistoryDatabase& database) : connection_{database.open()} {
+    if (isFresh(*connection_)) return;
     checkFormat(*connection_, database.path());
     connection_->run("BEGIN;");
     select_ = connection_->prepare(
@@ -270,6 +277,7 @@ HistoryDatabase::Reading::~Reading() {
 
 std::vector<StoredGeneration> HistoryDatabase::Reading::generations() const {
     const std::lock_guard guard{mutex_};
+    if (select_ == nullptr) return {};
     const auto select = connection_->prepare(
         "SELECT number, snapshot, scope, root, started_at, completed_at, records, issues, total_bytes, is_complete, "
         "origin, base, identifiers, identifier_seed, ages_from, layout, columns, columns_hash, stored_bytes, hash, "
@@ -339,37 +347,20 @@ std::optional<std::string> HistoryDatabase::Reading::column(const ColumnKey& key
     return packed;
 }
 
-std::vector<ColumnKey> HistoryDatabase::Reading::columnsOf(std::int64_t generation) const {
-    const std::lock_guard guard{mutex_};
-    const auto select = connection_->prepare("SELECT stream, field, chunk FROM columns WHERE generation = ?;");
-    Values values{*connection_, select.get()};
-    values.bind(generation);
-    std::vector<ColumnKey> keys;
-    while (values.step()) {
-        const auto stream = static_cast<HistoryStream>(values.number());
-        const auto field = static_cast<std::uint8_t>(values.number());
-        keys.push_back({.generation = generation,
-                        .stream = stream,
-                        .field = field,
-                        .chunk = static_cast<std::uint32_t>(values.number())});
-    }
-    return keys;
-}
-
 HistoryDatabase::Writing::Writing(HistoryDatabase& database)
     : database_{database}, lock_{[&] {
           FileManager::standard()->createDirectory(URL::fromPath(database.path_).deletingLastPathComponent());
           return database.lock();
       }()} {
-    const bool isNew = !database_.exists();
-    if (isNew) DatabaseFile::createPrivate(database_.path_);
+    if (!database_.exists()) DatabaseFile::createPrivate(database_.path_);
     connection_ = database_.open();
-    if (isNew) {
+    if (isFresh(*connection_)) {
         database_.create(*connection_);
     } else {
         checkFormat(*connection_, database_.path_);
-        for (const char* suffix : {"", "-wal", "-shm"}) DatabaseFile::makePrivate(database_.path_ + suffix);
     }
+    // Only now is it known to be ours.
+    for (const char* suffix : {"", "-wal", "-shm"}) DatabaseFile::makePrivate(database_.path_ + suffix);
     connection_->run("PRAGMA synchronous=NORMAL;");
     connection_->run("BEGIN IMMEDIATE;");
 }

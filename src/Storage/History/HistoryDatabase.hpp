@@ -73,13 +73,11 @@ public:
         /// Whether each column of the generation is there, as far as that shows without reading what is in them.
         void checkColumns(const StoredGeneration& generation) const;
         [[nodiscard]] std::optional<std::string> column(const ColumnKey& key) const override;
-        /// Numbers of the columns that are kept.
-        [[nodiscard]] std::vector<ColumnKey> columnsOf(std::int64_t generation) const;
 
     private:
         mutable std::mutex mutex_;
         std::unique_ptr<SQLiteConnection> connection_;
-        SQLiteConnection::Statement select_;  ///< guarded by `mutex_`
+        SQLiteConnection::Statement select_;  ///< guarded by `mutex_`; null where the tables were never made
     };
 
     /// One change, made when `commit` returns and not at all without it. The only one in all processes.

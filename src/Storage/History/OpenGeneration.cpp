@@ -69,7 +69,6 @@ void OpenGeneration::readDictionary() {
             const auto packed = reading_.column(listKey(layer.generation, HistoryList::devices, chunk));
             if (!packed) break;
             std::vector<std::uint64_t> devices;
-            // Its count is what it holds: the first number.
             if (!Column::unpackCounted(*packed, devices)) throwDamaged(layer.generation);
             context_.dictionary.devices.insert(context_.dictionary.devices.end(), devices.begin(), devices.end());
         }
