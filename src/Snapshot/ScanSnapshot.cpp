@@ -31,6 +31,29 @@ std::shared_ptr<const RecordStorage> compactForm(const std::vector<FileRecord>& 
     fatalError(sourceFile, "Duplicate values for key");
 }
 
+/// The aggregate of the last record with that path; 0 where there is none. One look at each record, far less than
+/// making the path index takes.
+std::int64_t totalOf(const RecordStorage& storage, const Text& path) {
+    // A record with that path that is not irregular lies in a folder with the parent's path. There is mostly one.
+    std::vector<RecordStorage::FolderIndex> parents;
+    const std::size_t slash = path.view().rfind('/');
+    if (slash == 0) parents.push_back(RecordStorage::topFolder);
+    if (slash != 0 && slash != std::string_view::npos) {
+        const std::uint64_t hash = RecordStorage::pathHash(path.view().substr(0, slash));
+        const auto& folders = storage.folders();
+        for (RecordStorage::FolderIndex i = 1; i < folders.size(); ++i) {
+            if (folders[i].pathHash == hash) parents.push_back(i);
+        }
+    }
+    std::int64_t total = 0;
+    for (std::size_t i = 0; i < storage.size(); ++i) {
+        const RecordStorage::Row& row = storage.row(i);
+        if (!row.isIrregular && std::ranges::find(parents, row.folder) == parents.end()) continue;
+        if (storage.hasPath(row, path)) total = row.aggregateAllocatedBytes;
+    }
+    return total;
+}
+
 }  // namespace
 
 ScanSnapshot::ScanSnapshot(UUID id, ScanScope scope, Date startedAt, Date completedAt,
@@ -45,7 +68,7 @@ ScanSnapshot SnapshotAccess::make(UUID id, ScanScope scope, Date startedAt, Date
 }
 
 const RecordStorage& SnapshotAccess::storage(const ScanSnapshot& snapshot) { return *snapshot.contents_->storage; }
-const SnapshotLookup& SnapshotAccess::lookup(const ScanSnapshot& snapshot) { return snapshot.contents_->lookup; }
+const SnapshotLookup& SnapshotAccess::lookup(const ScanSnapshot& snapshot) { return snapshot.contents_->lookup(); }
 
 const UUID& ScanSnapshot::id() const { return contents_->id; }
 const ScanScope& ScanSnapshot::scope() const { return contents_->scope; }
@@ -55,34 +78,32 @@ const RecordList& ScanSnapshot::records() const { return contents_->records; }
 const std::vector<ScanIssue>& ScanSnapshot::issues() const { return contents_->issues; }
 
 std::optional<FileRecord> ScanSnapshot::record(const Text& path) const {
-    const auto index = contents_->lookup.record(*contents_->storage, path);
+    const auto index = contents_->lookup().record(*contents_->storage, path);
     return index ? std::optional{contents_->storage->record(*index)} : std::nullopt;
 }
 
 std::vector<FileRecord> ScanSnapshot::children(const std::optional<Text>& folder) const {
     std::vector<FileRecord> result;
-    const auto indices = folder ? contents_->lookup.children(*contents_->storage, *folder) : contents_->lookup.roots();
+    const auto indices =
+        folder ? contents_->lookup().children(*contents_->storage, *folder) : contents_->lookup().roots();
     result.reserve(indices.size());
     for (const std::uint32_t index : indices) result.push_back(contents_->storage->record(index));
     return result;
 }
 
-std::int64_t ScanSnapshot::totalAllocatedBytes() const {
-    const auto index = contents_->lookup.record(*contents_->storage, scope().root.path());
-    return index ? contents_->storage->row(*index).aggregateAllocatedBytes : 0;
-}
+std::int64_t ScanSnapshot::totalAllocatedBytes() const { return totalOf(*contents_->storage, scope().root.path()); }
 
 ScanSnapshot ScanSnapshot::removing(const std::unordered_set<Text>& paths) const {
-    const SnapshotPruning pruning{*contents_->storage, contents_->lookup, issues(), paths};
+    const SnapshotPruning pruning{*contents_->storage, contents_->lookup(), issues(), paths};
     if (pruning.isEmpty()) return *this;
-    if (contents_->lookup.hasDuplicatePaths()) stopAtDuplicate(*contents_->storage);
+    if (contents_->lookup().hasDuplicatePaths()) stopAtDuplicate(*contents_->storage);
     std::vector<ScanIssue> issues = pruning.keptIssues();
     return SnapshotAccess::make(UUID::random(), scope(), startedAt(), completedAt(), pruning.keptRecords(),
                                 std::move(issues));
 }
 
 bool ScanSnapshot::isConsistent() const {
-    if (contents_->lookup.hasDuplicatePaths()) return false;
+    if (contents_->lookup().hasDuplicatePaths()) return false;
     ByteBudget budget;
     for (std::size_t i = 0; i < contents_->storage->size(); ++i) {
         const RecordStorage::Row& row = contents_->storage->row(i);

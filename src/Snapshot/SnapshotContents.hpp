@@ -17,14 +17,19 @@ namespace KestrelCore {
 
 class SearchIndex;
 
-/// What the copies of one snapshot share. Fixed after construction, but for the search index, which the first search
-/// makes under a lock of its own: most snapshots are never searched. The order of the members is that of their making:
-/// the list and the index are made over the storage.
+/// What the copies of one snapshot share. Fixed after construction, but for the two indices, each made under a lock of
+/// its own by the first who needs it: most snapshots are never searched, and many are only searched. The order of the
+/// members is that of their making: the list is made over the storage.
 struct SnapshotContents {
     SnapshotContents(UUID id, ScanScope scope, Date startedAt, Date completedAt,
                      std::shared_ptr<const RecordStorage> storage, std::vector<ScanIssue> issues)
         : id{id}, scope{std::move(scope)}, startedAt{startedAt}, completedAt{completedAt}, storage{std::move(storage)},
-          records{this->storage}, issues{std::move(issues)}, lookup{*this->storage} {}
+          records{this->storage}, issues{std::move(issues)} {}
+
+    /// The path index; the first call makes it.
+    [[nodiscard]] const SnapshotLookup& lookup() const {
+        return madeLookup.get([this] { return std::make_shared<const SnapshotLookup>(*storage); });
+    }
 
     UUID id;
     ScanScope scope;
@@ -33,8 +38,8 @@ struct SnapshotContents {
     std::shared_ptr<const RecordStorage> storage;
     RecordList records;
     std::vector<ScanIssue> issues;
-    SnapshotLookup lookup;
-    Lazy<SearchIndex> searchIndex;  ///< made by the first search
+    Lazy<SnapshotLookup> madeLookup;  ///< made by the first look at a path
+    Lazy<SearchIndex> searchIndex;    ///< made by the first search
 };
 
 }  // namespace KestrelCore

@@ -3,7 +3,6 @@
 #include "Base/Parallel.hpp"
 
 #include <algorithm>
-#include <bit>
 #include <limits>
 
 // Three tables, each filled once:
@@ -16,8 +15,10 @@
 // irregular records can name, is a stray and gets the next number behind them. Records are met in their order and
 // sorted by size within each group only, so that building costs two passes over them and many short sorts.
 //
-// Open addressing with linear probing: a slot is four bytes, and at a load of two thirds the next slot to look at is
-// mostly in the same cache line. Hashes are seeded, so that nobody can choose names that all meet in one slot.
+// Open addressing with linear probing: a slot is four bytes, and with four of five taken the next slots to look at are
+// mostly in the same cache line. A table has just the slots it needs, and no power of two, which would leave up to half
+// of them empty: where a search begins is a fraction of the table that the hash says. Hashes are seeded, so that nobody
+// can choose names that all meet in one slot.
 
 namespace KestrelCore {
 
@@ -27,12 +28,16 @@ constexpr std::uint32_t empty = std::numeric_limits<std::uint32_t>::max();
 /// From this many records on, the two halves of the index are built on two threads.
 constexpr std::size_t manyRecords = 50'000;
 
-/// Slots for `count` entries at a load of at most two thirds.
-std::size_t slotCount(std::size_t count) { return std::bit_ceil(count + count / 2 + 1); }
+/// Slots for `count` entries, one of five free.
+std::size_t slotCount(std::size_t count) { return count + count / 4 + 1; }
+
+/// Where the search for a hash begins. The product has room: entries are counted in 32 bits.
+std::size_t firstSlot(std::uint64_t hash, std::size_t slots) { return (hash >> 33) * slots >> 31; }
+std::size_t slotAfter(std::size_t slot, std::size_t slots) { return slot + 1 == slots ? 0 : slot + 1; }
 
 /// A byte of the hash that the slot's number does not hold: 255 of 256 strangers are passed over without a look at
 /// them.
-std::uint8_t tag(std::uint64_t hash) { return static_cast<std::uint8_t>(hash >> 56); }
+std::uint8_t tag(std::uint64_t hash) { return static_cast<std::uint8_t>(hash); }
 
 }  // namespace
 
@@ -49,12 +54,12 @@ SnapshotLookup::SnapshotLookup(const RecordStorage& storage) {
 /// Finds folders with canonically equal paths. Only twins in different normal forms, or a name listed twice, make any.
 void SnapshotLookup::indexFolders(const RecordStorage& storage) {
     const auto& folders = storage.folders();
-    const std::size_t mask = slotCount(folders.size()) - 1;
-    folderSlots_.assign(mask + 1, empty);
+    const std::size_t slots = slotCount(folders.size());
+    folderSlots_.assign(slots, empty);
     for (Index i = 0; i < folders.size(); ++i) {
-        std::size_t slot = folders[i].pathHash & mask;
+        std::size_t slot = firstSlot(folders[i].pathHash, slots);
         Index found = empty;
-        for (; folderSlots_[slot] != empty; slot = (slot + 1) & mask) {
+        for (; folderSlots_[slot] != empty; slot = slotAfter(slot, slots)) {
             const Index other = folderSlots_[slot];
             // Parents come first, so their leaders are known.
             if (folders[other].pathHash == folders[i].pathHash && i != RecordStorage::topFolder &&
@@ -81,9 +86,9 @@ void SnapshotLookup::indexFolders(const RecordStorage& storage) {
 std::optional<SnapshotLookup::Index> SnapshotLookup::group(const RecordStorage& storage, const Text& path) const {
     // The top folder is called "/" as a parent, though it hashes as the empty prefix that it is in paths.
     if (path.view() == "/") return RecordStorage::topFolder;
-    const std::size_t mask = folderSlots_.size() - 1;
+    const std::size_t slots = folderSlots_.size();
     const std::uint64_t hash = RecordStorage::pathHash(path.view());
-    for (std::size_t slot = hash & mask; folderSlots_[slot] != empty; slot = (slot + 1) & mask) {
+    for (std::size_t slot = firstSlot(hash, slots); folderSlots_[slot] != empty; slot = slotAfter(slot, slots)) {
         const Index folder = folderSlots_[slot];
         if (folder != RecordStorage::topFolder && storage.folders()[folder].pathHash == hash &&
             storage.hasPath(folder, path)) {
@@ -159,15 +164,15 @@ void SnapshotLookup::indexChildren(const RecordStorage& storage) {
 }
 
 void SnapshotLookup::indexRecords(const RecordStorage& storage) {
-    const std::size_t mask = slotCount(storage.size()) - 1;
-    slots_.assign(mask + 1, empty);
-    tags_.assign(mask + 1, 0);
+    const std::size_t slots = slotCount(storage.size());
+    slots_.assign(slots, empty);
+    tags_.assign(slots, 0);
     for (Index i = 0; i < storage.size(); ++i) {
         const RecordStorage::Row& row = storage.row(i);
         const std::uint64_t hash = storage.pathHash(row);
-        std::size_t slot = hash & mask;
+        std::size_t slot = firstSlot(hash, slots);
         // Of records with one path the later one takes the slot.
-        for (; slots_[slot] != empty; slot = (slot + 1) & mask) {
+        for (; slots_[slot] != empty; slot = slotAfter(slot, slots)) {
             if (tags_[slot] == tag(hash) && storage.haveEqualPaths(storage.row(slots_[slot]), row)) {
                 hasDuplicatePaths_ = true;
                 break;
@@ -179,9 +184,9 @@ void SnapshotLookup::indexRecords(const RecordStorage& storage) {
 }
 
 std::optional<std::uint32_t> SnapshotLookup::record(const RecordStorage& storage, const Text& path) const {
-    const std::size_t mask = slots_.size() - 1;
+    const std::size_t slots = slots_.size();
     const std::uint64_t hash = RecordStorage::pathHash(path.view());
-    for (std::size_t slot = hash & mask; slots_[slot] != empty; slot = (slot + 1) & mask) {
+    for (std::size_t slot = firstSlot(hash, slots); slots_[slot] != empty; slot = slotAfter(slot, slots)) {
         if (tags_[slot] == tag(hash) && storage.hasPath(storage.row(slots_[slot]), path)) return slots_[slot];
     }
     return std::nullopt;
