@@ -1,6 +1,7 @@
 #include "Snapshot/SnapshotPruning.hpp"
 
 #include "Base/Checked.hpp"
+#include "Snapshot/PathAncestors.hpp"
 
 #include <algorithm>
 #include <unordered_map>
@@ -19,19 +20,6 @@ namespace {
 
 constexpr std::string_view sourceFile = "KestrelCore/Model/ScanSnapshot";
 
-/// Calls `visit` with every path that `path` lies beneath, until one answers true: what stands before each "/", and "/"
-/// itself for every other path that begins with it.
-template <typename Visit>
-bool anyAncestor(const Text& path, Visit visit) {
-    const std::string_view bytes = path.view();
-    if (bytes.size() > 1 && bytes.front() == '/' && visit(Text{"/"})) return true;
-    for (std::size_t slash = bytes.find('/'); slash != std::string_view::npos; slash = bytes.find('/', slash + 1)) {
-        if (slash == 1 && bytes.front() == '/') continue;  // "/" has been asked
-        if (visit(path.slice(0, slash))) return true;
-    }
-    return false;
-}
-
 }  // namespace
 
 SnapshotPruning::SnapshotPruning(const RecordStorage& storage, const SnapshotLookup& lookup,
@@ -45,10 +33,7 @@ SnapshotPruning::SnapshotPruning(const RecordStorage& storage, const SnapshotLoo
     }
 }
 
-bool SnapshotPruning::covers(const Text& path) const {
-    return removed_.contains(path) ||
-           anyAncestor(path, [this](const Text& ancestor) { return removed_.contains(ancestor); });
-}
+bool SnapshotPruning::covers(const Text& path) const { return isCovered(path, removed_); }
 
 std::shared_ptr<const RecordStorage> SnapshotPruning::keptRecords() const {
     const auto& folders = storage_.folders();

@@ -6,6 +6,7 @@
 #include "KestrelCore/Snapshot/ValueJSON.hpp"
 #include "Platform/DatabaseFile.hpp"
 #include "Snapshot/SnapshotAccess.hpp"
+#include "Storage/History/GenerationRemoval.hpp"
 #include "Storage/History/GenerationWriting.hpp"
 #include "Storage/History/HistoryDatabase.hpp"
 #include "Storage/History/HistoryThinning.hpp"
@@ -54,20 +55,27 @@ KestrelError noGeneration(std::int64_t number) {
     return KestrelError::unavailable(fmt::format("The history has no generation {}.", number));
 }
 
+/// The generation itself, or, of a removal, what that is a difference to: no other is the difference to a removal, so
+/// that one may take the place of another, and none makes a chain longer.
+const StoredGeneration* belowRemoval(const std::vector<StoredGeneration>& all, const StoredGeneration& generation) {
+    return isRemoval(generation) ? find(all, generation.base) : &generation;
+}
+
 /// The generation that another of the same root is to be kept as the difference to; null for a full one.
 const StoredGeneration* baseFor(const std::vector<StoredGeneration>& all, std::string_view root) {
     const auto newest = std::ranges::find(all.rbegin(), all.rend(), root, &StoredGeneration::root);
     if (newest == all.rend()) return nullptr;
+    const StoredGeneration* const base = belowRemoval(all, *newest);
     std::size_t differences = 0;
     std::int64_t bytes = 0;
-    const StoredGeneration* full = &*newest;
+    const StoredGeneration* full = base;
     for (; full != nullptr && full->base != 0; full = find(all, full->base)) {
         ++differences;
         bytes += full->storedBytes;
     }
     // Differences that have grown to half of what they are differences to save nothing any more.
     if (full == nullptr || differences >= mostDifferences || bytes > full->storedBytes / 2) return nullptr;
-    return &*newest;
+    return base;
 }
 
 }  // namespace
@@ -109,6 +117,44 @@ public:
         return described(stored);
     }
 
+    std::optional<Generation> removing(std::int64_t number, const std::vector<Text>& paths) {
+        if (!exists()) return std::nullopt;
+        HistoryDatabase::Writing writing{database_};
+        StoredGeneration stored;
+        std::vector<StoredGeneration> all;
+        {
+            // While a reader stands, the log can't be emptied.
+            const HistoryDatabase::Reading reading{database_};
+            all = reading.generations();
+            const StoredGeneration* before = find(all, number);
+            if (before == nullptr || !isNewestOfItsRoot(all, *before)) return std::nullopt;
+            const StoredGeneration* base = belowRemoval(all, *before);
+            if (base == nullptr) throwDamaged(number);
+            stored = *before;
+            stored.number = writing.nextNumber();
+            stored.snapshot = UUID::random();
+            stored.origin = static_cast<std::int64_t>(GenerationOrigin::removal);
+            stored.base = base->number;
+            stored.isPinned = false;
+            const OpenGeneration generation{reading, all, *before};
+            std::optional<OpenGeneration> below;
+            if (base != before) below.emplace(reading, all, *base);
+            const ColumnSink sink = [&](const ColumnKey& key, std::string&& packed) { writing.addColumn(key, packed); };
+            if (!writeRemoval(generation, below ? *below : generation, paths, stored, sink)) return std::nullopt;
+        }
+        writing.add(stored);
+        StoredGeneration& before = *std::ranges::find(all, number, &StoredGeneration::number);
+        const bool isReplaced = isRemoval(before) && !before.isPinned;
+        if (isReplaced) {
+            before.isForgotten = true;
+            all.push_back(stored);
+            writing.setForgotten(number);
+            for (const std::int64_t each : unneeded(all)) writing.remove(each);
+        }
+        writing.commit(isReplaced);
+        return described(stored);
+    }
+
     void remove(const std::vector<std::int64_t>& numbers, bool all) {
         if (!exists()) return;
         HistoryDatabase::Writing writing{database_};
@@ -123,6 +169,13 @@ public:
     }
 
 private:
+    static bool isNewestOfItsRoot(const std::vector<StoredGeneration>& all, const StoredGeneration& generation) {
+        if (generation.isForgotten) return false;
+        return std::ranges::none_of(all, [&](const StoredGeneration& each) {
+            return each.number > generation.number && !each.isForgotten && each.root == generation.root;
+        });
+    }
+
     /// A damaged generation is no base: then a full one is kept, which needs none.
     static std::optional<OpenGeneration> openIfSound(const HistoryDatabase::Reading& reading,
                                                      const std::vector<StoredGeneration>& all,
@@ -169,6 +222,10 @@ SnapshotHistory::~SnapshotHistory() = default;
 
 Generation SnapshotHistory::add(const ScanSnapshot& snapshot, GenerationOrigin origin, bool isComplete) {
     return implementation_->add(snapshot, origin, isComplete);
+}
+
+std::optional<Generation> SnapshotHistory::removing(std::int64_t number, const std::vector<Text>& paths) {
+    return implementation_->removing(number, paths);
 }
 
 std::vector<Generation> SnapshotHistory::generations(const std::optional<Text>& root) const {

@@ -40,14 +40,6 @@ void hand(PackedColumns&& columns, const ColumnSink& sink) {
     for (auto& [key, bytes] : columns) sink(key, std::move(bytes));
 }
 
-/// Numbers in as many chunks as they need; kept even where all are zero.
-void writeNumbers(const std::vector<std::uint64_t>& numbers, ColumnKey key, const ColumnSink& sink) {
-    for (std::size_t first = 0; first < numbers.size(); first += Column::mostRows, ++key.chunk) {
-        const std::size_t count = std::min(numbers.size() - first, Column::mostRows);
-        sink(key, Column::pack(std::span{numbers}.subspan(first, count)));
-    }
-}
-
 /// Reads the rows of a snapshot as a `RowReader` does those of a view.
 class SnapshotReader {
 public:
@@ -302,6 +294,13 @@ void compareIrregular(const SnapshotRows& rows, const StreamView& base, StreamDi
 }
 
 }  // namespace
+
+void writeNumbers(const std::vector<std::uint64_t>& numbers, ColumnKey key, const ColumnSink& sink) {
+    for (std::size_t first = 0; first < numbers.size(); first += Column::mostRows, ++key.chunk) {
+        const std::size_t count = std::min(numbers.size() - first, Column::mostRows);
+        sink(key, Column::pack(std::span{numbers}.subspan(first, count)));
+    }
+}
 
 GenerationLayout writeFull(const SnapshotRows& rows, std::int64_t generation, const ColumnSink& sink) {
     GenerationLayout layout{.generation = generation, .identifiers = rows.identifiers(), .streams = {}};

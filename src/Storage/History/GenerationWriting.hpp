@@ -3,13 +3,18 @@
 #include "Storage/History/SnapshotRows.hpp"
 #include "Storage/History/StreamView.hpp"
 
+#include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace KestrelCore {
 
 /// Takes a packed column. Called by one thread, chunk after chunk.
 using ColumnSink = std::function<void(const ColumnKey& key, std::string&& packed)>;
+
+/// Writes numbers in as many chunks as they need, from `key` on; kept even where all are zero.
+void writeNumbers(const std::vector<std::uint64_t>& numbers, ColumnKey key, const ColumnSink& sink);
 
 /// Writes all rows as a full generation. Packs on two threads where there are two.
 [[nodiscard]] GenerationLayout writeFull(const SnapshotRows& rows, std::int64_t generation, const ColumnSink& sink);

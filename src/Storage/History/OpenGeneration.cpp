@@ -76,16 +76,52 @@ void OpenGeneration::readDictionary() {
 }
 
 void OpenGeneration::readPositions() {
+    // A removal leaves the others in the order that they had.
+    std::size_t layer = layers_.size() - 1;
+    while (layer > 0 && layers_[layer].identifiers == IdentifierForm::inherited) --layer;
+    const std::int64_t ordered = layers_[layer].generation;
     std::vector<std::uint64_t> positions;
     for (std::uint32_t chunk = 0;; ++chunk) {
-        const auto packed = reading_.column(listKey(stored_.number, HistoryList::positions, chunk));
+        const auto packed = reading_.column(listKey(ordered, HistoryList::positions, chunk));
         if (!packed) break;
-        if (!Column::unpackCounted(*packed, positions)) throwDamaged(stored_.number);
+        if (!Column::unpackCounted(*packed, positions)) throwDamaged(ordered);
         context_.positions.insert(context_.positions.end(), positions.begin(), positions.end());
     }
+    if (ordered != stored_.number && !context_.positions.empty()) closePositions();
 }
 
-ScanSnapshot OpenGeneration::snapshot() const {
+void OpenGeneration::closePositions() {
+    const std::vector<std::uint64_t> all = std::exchange(context_.positions, {});
+    // How many of those before a position are still there.
+    std::vector<std::uint64_t> rank(all.size(), 0);
+    const auto eachRow = [&](const auto& use) {
+        for (const HistoryStream stream : everyHistoryStream) {
+            const StreamView& view = rows_.of(stream);
+            RowReader reader{view, bit(HistoryField::shape), false};
+            for (std::uint32_t position = 0; position < view.size();) {
+                const RowReader::Piece piece = reader.at(position);
+                const std::uint64_t first = std::uint64_t{rows_.firstNumber(stream)} + piece.place;
+                if (first + piece.count > all.size()) throwDamaged(stored_.number);
+                for (std::uint32_t i = 0; i < piece.count; ++i) {
+                    const bool isRecord =
+                        (piece.block->value(HistoryField::shape, piece.row + i) & RowShape::noRecord) == 0;
+                    use(all[first + i], isRecord);
+                }
+                position += piece.count;
+            }
+        }
+    };
+    eachRow([&](std::uint64_t position, bool isRecord) {
+        if (position >= rank.size()) throwDamaged(stored_.number);
+        if (isRecord) rank[position] = 1;
+    });
+    std::uint64_t before = 0;
+    for (std::uint64_t& each : rank) before += std::exchange(each, before);
+    eachRow(
+        [&](std::uint64_t position, bool isRecord) { context_.positions.push_back(isRecord ? rank[position] : 0); });
+}
+
+std::vector<ScanIssue> OpenGeneration::issues() const {
     std::vector<ScanIssue> issues;
     if (const auto packed = reading_.column(listKey(stored_.number, HistoryList::issues))) {
         const auto bytes = Column::unpack(*packed, mostListBytes);
@@ -93,9 +129,13 @@ ScanSnapshot OpenGeneration::snapshot() const {
         if (!texts || texts->size() % 2 != 0) throwDamaged(stored_.number);
         for (std::size_t i = 0; i < texts->size(); i += 2) issues.push_back({Text{(*texts)[i]}, Text{(*texts)[i + 1]}});
     }
+    return issues;
+}
+
+ScanSnapshot OpenGeneration::snapshot() const {
     try {
         return SnapshotAccess::make(stored_.snapshot, decodingJSON<ScanScope>(stored_.scope), Date{stored_.startedAt},
-                                    Date{stored_.completedAt}, loadRecords(rows_, context_), std::move(issues));
+                                    Date{stored_.completedAt}, loadRecords(rows_, context_), issues());
     } catch (const DecodingError&) {
         throwDamaged(stored_.number);
     }

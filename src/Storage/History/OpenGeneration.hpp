@@ -27,6 +27,7 @@ public:
     [[nodiscard]] const GenerationRows& rows() const { return rows_; }
     [[nodiscard]] const GenerationContext& context() const { return context_; }
 
+    [[nodiscard]] std::vector<ScanIssue> issues() const;
     [[nodiscard]] ScanSnapshot snapshot() const;
     // As of `SnapshotHistory`.
     [[nodiscard]] std::vector<FileRecord> children(const Text& path) const;
@@ -39,6 +40,8 @@ private:
                                                   const StoredGeneration& generation);
     void readDictionary();
     void readPositions();
+    /// Takes the positions of the rows that a removal has left from those of all, and closes the gaps between them.
+    void closePositions();
 
     const HistoryDatabase::Reading& reading_;
     StoredGeneration stored_;

@@ -1,0 +1,254 @@
+#include "KestrelCore/Storage/SnapshotHistory.hpp"
+
+#include "KestrelCore/Model/KestrelError.hpp"
+#include "support/Records.hpp"
+#include "support/SampleSnapshots.hpp"
+#include "support/ScannedSnapshots.hpp"
+#include "support/TemporaryFolder.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <limits>
+#include <optional>
+#include <random>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+namespace KestrelCore {
+
+namespace {
+
+using testing::aRecord;
+using testing::aSnapshot;
+
+/// The snapshot under another identifier, since what is left of one has a new one.
+std::string contentsAs(const UUID& id, const ScanSnapshot& snapshot) {
+    return contents(ScanSnapshot{id,
+                                 snapshot.scope(),
+                                 snapshot.startedAt(),
+                                 snapshot.completedAt(),
+                                 {snapshot.records().begin(), snapshot.records().end()},
+                                 snapshot.issues()});
+}
+
+/// Records of every shape that no scan gives, none with the path of another, beside those of a sample.
+ScanSnapshot oddSnapshot(std::uint64_t seed) {
+    const ScanSnapshot sample = sampleSnapshot(120, seed);
+    std::vector<FileRecord> records{sample.records().begin(), sample.records().end()};
+    const std::vector<FileRecord> odd{
+        aRecord({.path = "/", .isTop = true, .kind = FileKind::directory, .aggregate = 1'000'000'000}),
+        aRecord({.path = "/home", .isTop = true, .kind = FileKind::package, .aggregate = 500'000'000}),
+        aRecord({.path = "/home/someone/", .parent = "/home/someone", .aggregate = 77}),
+        aRecord({.path = "elsewhere", .isTop = true, .kind = FileKind::directory, .aggregate = 10'000}),
+        aRecord({.path = "elsewhere/inside", .parent = "elsewhere", .allocated = 2048}),
+        aRecord({.path = "/r/e\u0301/only its file has a record", .allocated = 8192}),
+        aRecord({.path = "/r/\u00E9/another spelling of the folder", .allocated = 512}),
+        aRecord({.path = "/r/\u00E9", .kind = FileKind::directory, .allocated = 4096, .aggregate = 20'000}),
+        aRecord({.path = "/r", .kind = FileKind::directory, .allocated = 4096, .aggregate = 3}),
+        aRecord({.path = "/r/file", .allocated = 4096}),
+        aRecord({.path = "/r/file/below a file", .allocated = 1024}),
+        aRecord({.path = "/r/no record/deep/below", .allocated = 1024, .isDuplicate = true}),
+        aRecord({.path = "/r/far", .parent = "not above it", .kind = FileKind::directory, .aggregate = 9000}),
+        aRecord({.path = "/r/far/x", .allocated = 3000}),
+        aRecord({.path = "/r/" + std::string(5000, 'n'), .allocated = 4096}),
+    };
+    std::mt19937_64 random{seed};
+    for (const FileRecord& record : odd) {
+        if (random() % 4 == 0) continue;
+        records.insert(records.begin() + static_cast<std::ptrdiff_t>(random() % (records.size() + 1)), record);
+    }
+    std::vector<ScanIssue> issues = sample.issues();
+    issues.push_back({"/r/file/locked", "Permission denied"});
+    issues.push_back({"/r/files", "Permission denied"});
+    issues.push_back({"elsewhere/locked", "Permission denied"});
+    return ScanSnapshot{sample.id(), sample.scope(), sample.startedAt(), sample.completedAt(), records, issues};
+}
+
+/// Some paths of records, of issues, above them, and of nothing.
+std::vector<Text> somePaths(const ScanSnapshot& snapshot, std::mt19937_64& random) {
+    static const std::vector<Text> others{"/r/e\u0301", "/r/\u00E9",    "/r/no record",         "/",
+                                          "/home",      "elsewhere",    "/home/someone/locked", "/nowhere",
+                                          "",           "/home/someone"};
+    std::vector<Text> paths;
+    for (std::size_t i = 0, count = 1 + random() % 4; i < count; ++i) {
+        if (snapshot.records().empty() || random() % 6 == 0) {
+            paths.push_back(others[random() % others.size()]);
+        } else {
+            paths.push_back(snapshot.records()[random() % snapshot.records().size()].path());
+        }
+    }
+    return paths;
+}
+
+class GenerationRemovalTest : public ::testing::Test {
+protected:
+    [[nodiscard]] URL url(const char* name = "history.sqlite") const {
+        return URL::fromPath(folder_.path() + "/" + name);
+    }
+
+    /// Takes paths out of generation `number`, which holds `before`, and looks at what is left: the snapshot's own
+    /// `removing` is the judge. Gives the number that what is left has.
+    std::int64_t removeAndCompare(SnapshotHistory& history, std::int64_t number, ScanSnapshot& before,
+                                  const std::vector<Text>& paths) {
+        const ScanSnapshot expected = before.removing({paths.begin(), paths.end()});
+        const std::optional<Generation> left = history.removing(number, paths);
+        EXPECT_EQ(left.has_value(), expected.id() != before.id());
+        if (!left) return number;
+        const ScanSnapshot loaded = history.load(left->number);
+        EXPECT_EQ(loaded.id(), left->snapshot);
+        EXPECT_NE(loaded.id(), before.id());
+        EXPECT_EQ(contents(loaded), contentsAs(loaded.id(), expected));
+        EXPECT_EQ(left->origin, GenerationOrigin::removal);
+        EXPECT_EQ(left->records, static_cast<std::int64_t>(expected.records().size()));
+        EXPECT_EQ(left->issues, static_cast<std::int64_t>(expected.issues().size()));
+        EXPECT_EQ(left->totalAllocatedBytes, expected.totalAllocatedBytes());
+        before = loaded;
+        return left->number;
+    }
+
+    TemporaryFolder folder_;
+};
+
+}  // namespace
+
+TEST_F(GenerationRemovalTest, leavesWhatTheSnapshotWouldLeave) {
+    std::mt19937_64 random{1};
+    for (std::uint64_t seed = 1; seed <= 36; ++seed) {
+        SCOPED_TRACE(seed);
+        SnapshotHistory history{url()};
+        // Identifiers of its own or derived ones, in the order of a scan or not, full or a difference.
+        ScanSnapshot snapshot = seed % 3 == 0 ? oddSnapshot(seed) : sampleSnapshot(300, seed);
+        if (seed % 2 == 0) snapshot = asScanned(snapshot);
+        std::int64_t number = history.add(snapshot).number;
+        if (seed % 4 == 0) {
+            snapshot = asScanned(changed(snapshot, seed));
+            number = history.add(snapshot).number;
+        }
+        for (int step = 0; step < 4; ++step) {
+            number = removeAndCompare(history, number, snapshot, somePaths(snapshot, random));
+        }
+        EXPECT_TRUE(history.check().empty());
+        (void)history.clear();
+    }
+}
+
+TEST_F(GenerationRemovalTest, answersForFoldersAsIfItHadBeenScannedSo) {
+    std::mt19937_64 random{2};
+    for (std::uint64_t seed = 1; seed <= 2; ++seed) {
+        SnapshotHistory history{url()};
+        SnapshotHistory other{url("other.sqlite")};
+        const ScanSnapshot snapshot = asScanned(sampleSnapshot(150, seed));
+        const auto left = history.removing(history.add(snapshot).number, somePaths(snapshot, random));
+        if (!left) continue;
+        const ScanSnapshot loaded = history.load(left->number);
+        const std::int64_t plain = other.add(loaded).number;
+        for (const FileRecord& record : snapshot.records()) {
+            EXPECT_EQ(history.record(left->number, record.path()), other.record(plain, record.path()));
+            if (!loaded.record(record.path())) continue;
+            EXPECT_EQ(history.totals(left->number, record.path()), other.totals(plain, record.path()));
+            EXPECT_EQ(history.children(left->number, record.path()), other.children(plain, record.path()));
+        }
+        (void)history.clear();
+        (void)other.clear();
+    }
+}
+
+TEST_F(GenerationRemovalTest, takesThePlaceOfTheRemovalBefore) {
+    SnapshotHistory history{url()};
+    const ScanSnapshot first = asScanned(sampleSnapshot(2000, 1));
+    ScanSnapshot snapshot = first;
+    std::int64_t number = history.add(snapshot).number;
+    for (std::size_t i = 0; i < 40; ++i) {
+        number = removeAndCompare(history, number, snapshot, {snapshot.records()[100 + i * 7].path()});
+        EXPECT_EQ(history.generations().size(), 2U);
+    }
+    EXPECT_TRUE(history.generation(number)->isDifference);
+    EXPECT_LT(history.generation(number)->storedBytes, history.generation(1)->storedBytes / 10);
+    // A scan after it is the difference to the scan before it.
+    const ScanSnapshot next = asScanned(changed(snapshot, 3));
+    const Generation added = history.add(next);
+    EXPECT_TRUE(added.isDifference);
+    history.forget({number});
+    EXPECT_EQ(contents(history.load(added.number)), contents(next));
+    EXPECT_EQ(contents(history.load(1)), contents(first));
+    EXPECT_TRUE(history.check().empty());
+}
+
+TEST_F(GenerationRemovalTest, doesNotBringAFullGenerationNearer) {
+    SnapshotHistory history{url()};
+    ScanSnapshot snapshot = asScanned(sampleSnapshot(2000, 1));
+    std::int64_t number = history.add(snapshot).number;
+    for (int i = 0; i < 30; ++i) {
+        const auto left = history.removing(number, {snapshot.records()[50 + static_cast<std::size_t>(i)].path()});
+        number = history.add(snapshot).number;
+        EXPECT_TRUE(left && left->isDifference);
+    }
+    EXPECT_EQ(std::ranges::count(history.generations(), false, &Generation::isDifference), 1);
+    EXPECT_FALSE(history.add(snapshot).isDifference);
+}
+
+TEST_F(GenerationRemovalTest, leavesAPinnedRemovalWhereItIs) {
+    SnapshotHistory history{url()};
+    ScanSnapshot snapshot = asScanned(sampleSnapshot(500, 1));
+    std::int64_t number = history.add(snapshot).number;
+    number = removeAndCompare(history, number, snapshot, {snapshot.records()[10].path()});
+    const ScanSnapshot pinned = snapshot;
+    const std::int64_t pinnedNumber = number;
+    history.setPinned(number, true);
+    number = removeAndCompare(history, number, snapshot, {snapshot.records()[10].path()});
+    EXPECT_FALSE(history.generation(number)->isPinned);
+    EXPECT_EQ(contents(history.load(pinnedNumber)), contents(pinned));
+    // The scan that both are differences to may go: it stays in the file for them.
+    history.forget({1});
+    number = removeAndCompare(history, number, snapshot, {snapshot.records()[10].path()});
+    EXPECT_EQ(contents(history.load(pinnedNumber)), contents(pinned));
+    EXPECT_EQ(history.generations().size(), 2U);
+}
+
+TEST_F(GenerationRemovalTest, changesNothingOfWhatIsNotTheNewest) {
+    SnapshotHistory history{url()};
+    EXPECT_EQ(history.removing(1, {"/home/someone"}), std::nullopt);
+    const ScanSnapshot snapshot = asScanned(sampleSnapshot(100, 1));
+    (void)history.add(snapshot);
+    (void)history.add(asScanned(changed(snapshot, 1)));
+    (void)history.add(aSnapshot("/other", {aRecord({.path = "/other", .isTop = true, .kind = FileKind::directory})}));
+    const auto before = history.generations().size();
+    EXPECT_EQ(history.removing(1, {"/home/someone"}), std::nullopt);
+    EXPECT_EQ(history.removing(9, {"/home/someone"}), std::nullopt);
+    EXPECT_EQ(history.removing(2, {"/home/someone/none", "/home", ""}), std::nullopt);
+    EXPECT_EQ(history.removing(2, {}), std::nullopt);
+    EXPECT_EQ(history.generations().size(), before);
+    EXPECT_TRUE(history.removing(2, {"/home/someone"}).has_value());
+    EXPECT_EQ(history.removing(2, {"/home/someone"}), std::nullopt);
+}
+
+TEST_F(GenerationRemovalTest, takesFilesOutOfFoldersOfManyChunks) {
+    std::vector<FileRecord> records{aRecord({.path = "/r", .isTop = true, .kind = FileKind::directory})};
+    for (int i = 0; i < 70'000; ++i) {
+        records.push_back(aRecord({.path = "/r/" + std::to_string(i), .allocated = 512, .modified = Date{1e6 + i}}));
+    }
+    SnapshotHistory history{url()};
+    ScanSnapshot snapshot = asScanned(aSnapshot("/r", records));
+    const std::int64_t number = history.add(snapshot).number;
+    std::vector<Text> paths;
+    for (int i = 0; i < 70'000; i += 1000) paths.emplace_back("/r/" + std::to_string(i));
+    (void)removeAndCompare(history, number, snapshot, paths);
+    EXPECT_EQ(snapshot.records().size(), 69'931U);
+}
+
+TEST_F(GenerationRemovalTest, refusesSizesThatCanNotBeSummed) {
+    SnapshotHistory history{url()};
+    const std::int64_t most = std::numeric_limits<std::int64_t>::max();
+    const std::int64_t number =
+        history
+            .add(aSnapshot("/r", {aRecord({.path = "/r", .isTop = true, .kind = FileKind::directory}),
+                                  aRecord({.path = "/r/a", .allocated = most}),
+                                  aRecord({.path = "/r/b", .allocated = most})}))
+            .number;
+    EXPECT_THROW((void)history.removing(number, {"/r/a", "/r/b"}), KestrelError);
+    EXPECT_EQ(history.generations().size(), 1U);
+}
+
+}  // namespace KestrelCore
