@@ -1,11 +1,16 @@
 #include "Snapshot/TreeOrder.hpp"
 
+#include "Base/Parallel.hpp"
 #include "Base/SeededHash.hpp"
 #include "Base/TextScan.hpp"
 
 #include <boost/unordered/unordered_flat_map.hpp>
+#include <boost/unordered/unordered_flat_set.hpp>
 
 #include <algorithm>
+#include <array>
+#include <numeric>
+#include <ranges>
 #include <utility>
 
 namespace KestrelCore {
@@ -33,10 +38,20 @@ struct FolderKeyHash {
     }
 };
 
+/// Whether two folders may have the same path.
+bool mayHaveTwins(const RecordStorage& storage) {
+    boost::unordered_flat_set<std::uint64_t> hashes;
+    hashes.reserve(storage.folders().size());
+    return !std::ranges::all_of(storage.folders(),
+                                [&](const auto& folder) { return hashes.insert(folder.pathHash).second; });
+}
+
 /// For each folder the first one with the same path, byte for byte: a name that a disk lists twice makes two.
 std::vector<FolderIndex> firstOfEach(const RecordStorage& storage) {
     const auto& folders = storage.folders();
-    std::vector<FolderIndex> first(folders.size(), RecordStorage::topFolder);
+    std::vector<FolderIndex> first(folders.size());
+    std::iota(first.begin(), first.end(), FolderIndex{0});
+    if (!mayHaveTwins(storage)) return first;
     boost::unordered_flat_map<FolderKey, FolderIndex, FolderKeyHash> known;
     known.reserve(folders.size());
     for (FolderIndex i = 1; i < folders.size(); ++i) {
@@ -50,30 +65,42 @@ struct Grouped {
     std::vector<std::uint32_t> first;
     std::vector<std::uint32_t> items;
 
-    /// `groupOf` gives `none` for what belongs to no group.
     template <typename GroupOf>
-    Grouped(std::size_t groups, std::size_t count, const GroupOf& groupOf) : first(groups + 1, 0) {
-        for (std::uint32_t i = 0; i < count; ++i) {
-            if (const std::uint32_t group = groupOf(i); group != none) ++first[group + 1];
-        }
+    Grouped(std::size_t groups, const std::vector<std::uint32_t>& all, const GroupOf& groupOf)
+        : first(groups + 1, 0), items(all.size()) {
+        for (const std::uint32_t item : all) ++first[groupOf(item) + 1];
         for (std::size_t i = 1; i < first.size(); ++i) first[i] += first[i - 1];
-        items.resize(first.back());
         std::vector<std::uint32_t> next{first.begin(), first.end() - 1};
-        for (std::uint32_t i = 0; i < count; ++i) {
-            if (const std::uint32_t group = groupOf(i); group != none) items[next[group]++] = i;
-        }
+        for (const std::uint32_t item : all) items[next[groupOf(item)]++] = item;
     }
     [[nodiscard]] std::span<std::uint32_t> of(std::uint32_t group) {
         return std::span{items}.subspan(first[group], first[group + 1] - first[group]);
     }
 };
 
-/// Sorts by name where that is not the order already, as it is in a scan.
-template <typename NameOf>
-void sortByName(std::span<std::uint32_t> items, const NameOf& nameOf) {
-    const auto comesBefore = [&](std::uint32_t a, std::uint32_t b) { return compareNames(nameOf(a), nameOf(b)) < 0; };
+/// Sorts by name where that is not the order already, as it is in a scan. `itemOf` gives what has the name: a row or a
+/// folder of the storage.
+template <typename ItemOf>
+void sortByName(const RecordStorage& storage, std::span<std::uint32_t> items, const ItemOf& itemOf) {
+    const auto comesBefore = [&](std::uint32_t a, std::uint32_t b) {
+        const auto& itemA = itemOf(a);
+        const auto& itemB = itemOf(b);
+        // What is in normal form compares by its bytes.
+        if (itemA.isNormalized != 0 && itemB.isNormalized != 0) return storage.nameOf(itemA) < storage.nameOf(itemB);
+        return compareNames(storage.nameOf(itemA), storage.nameOf(itemB)) < 0;
+    };
     if (!std::ranges::is_sorted(items, comesBefore)) std::ranges::stable_sort(items, comesBefore);
 }
+
+/// What one pass over some of the rows finds.
+struct RowsFound {
+    std::vector<std::uint32_t> files;  ///< how many, of each folder; then where the next one goes
+    std::vector<std::uint32_t> containers;
+    std::vector<std::uint32_t> irregular;
+};
+
+/// Below this many a second thread is not worth its start.
+constexpr std::size_t fewRows = std::size_t{1} << 14;
 
 }  // namespace
 
@@ -106,58 +133,107 @@ bool contentComesBefore(std::string_view folder, std::string_view next) {
 TreeOrder::TreeOrder(const RecordStorage& storage) : storage_{storage} {
     const std::vector<FolderIndex> first = firstOfEach(storage);
     const auto& storedFolders = storage.folders();
-    Grouped rows{storedFolders.size(), storage.size(), [&](std::uint32_t i) {
-                     const RecordStorage::Row& row = storage.row(i);
-                     return row.isIrregular ? none : first[row.folder];
-                 }};
-    Grouped subfolders{storedFolders.size(), storedFolders.size(), [&](FolderIndex i) {
-                           return i == RecordStorage::topFolder || first[i] != i ? none
-                                                                                 : first[storedFolders[i].parent];
-                       }};
-    for (std::uint32_t i = 0; i < storage.size(); ++i) {
-        if (storage.row(i).isIrregular) irregular_.push_back(i);
-    }
+    // Two threads take half of the rows each, and what they find is put together in the order of the rows.
+    const auto size = static_cast<std::uint32_t>(storage.size());
+    const unsigned threads = size < fewRows ? 1 : 2;
+    const auto halfOf = [&](unsigned thread) { return size / threads * thread; };
+    const auto endOf = [&](unsigned thread) { return thread + 1 == threads ? size : halfOf(thread + 1); };
+    std::array<RowsFound, 2> found;
+    std::vector<FolderIndex> folderOfFile(size, none);
+    onThreads(threads, [&](unsigned thread) {
+        RowsFound& mine = found[thread];
+        mine.files.assign(storedFolders.size(), 0);
+        for (std::uint32_t i = halfOf(thread); i < endOf(thread); ++i) {
+            const RecordStorage::Row& row = storage.row(i);
+            if (row.isIrregular != 0) {
+                mine.irregular.push_back(i);
+            } else if (row.isContainer()) {
+                mine.containers.push_back(i);
+            } else {
+                ++mine.files[folderOfFile[i] = first[row.folder]];
+            }
+        }
+    });
+    if (threads == 1) found[1].files.assign(storedFolders.size(), 0);
+    irregular_ = std::move(found[0].irregular);
+    irregular_.insert(irregular_.end(), found[1].irregular.begin(), found[1].irregular.end());
+    std::vector<std::uint32_t> containers = std::move(found[0].containers);
+    containers.insert(containers.end(), found[1].containers.begin(), found[1].containers.end());
 
-    const auto rowName = [&](std::uint32_t row) { return storage.nameOf(storage.row(row)); };
-    const auto folderName = [&](FolderIndex folder) { return storage.nameOf(storedFolders[folder]); };
+    placeFolders(first, containers, found[0].files, found[1].files);
+    onThreads(threads, [&](unsigned thread) {
+        std::vector<std::uint32_t>& next = found[thread].files;
+        for (std::uint32_t i = halfOf(thread); i < endOf(thread); ++i) {
+            if (folderOfFile[i] != none) files_[next[folderOfFile[i]]++] = i;
+        }
+    });
+    const auto middle = static_cast<std::size_t>(
+        std::ranges::lower_bound(folders_, files_.size() / 2, {}, &Folder::firstFile) - folders_.begin());
+    onThreads(threads, [&](unsigned thread) {
+        const auto begin = folders_.begin() + static_cast<std::ptrdiff_t>(thread == 0 ? 0 : middle);
+        const auto end =
+            threads == 2 && thread == 0 ? folders_.begin() + static_cast<std::ptrdiff_t>(middle) : folders_.end();
+        for (const Folder& folder : std::ranges::subrange{begin, end}) {
+            sortByName(storage, std::span{files_}.subspan(folder.firstFile, folder.files),
+                       [&](std::uint32_t row) -> const RecordStorage::Row& { return storage.row(row); });
+        }
+    });
+}
+
+void TreeOrder::placeFolders(const std::vector<FolderIndex>& first, const std::vector<std::uint32_t>& containers,
+                             std::vector<std::uint32_t>& filesOfFirst, std::vector<std::uint32_t>& filesOfSecond) {
+    const auto& storedFolders = storage_.folders();
+    const auto folderCount = static_cast<std::uint32_t>(storedFolders.size());
+    Grouped rows{folderCount, containers, [&](std::uint32_t row) { return first[storage_.row(row).folder]; }};
+    std::vector<FolderIndex> leaders;
+    leaders.reserve(folderCount);
+    for (FolderIndex i = 0; i < folderCount; ++i) {
+        if (i != RecordStorage::topFolder && first[i] == i) leaders.push_back(i);
+    }
+    Grouped subfolders{folderCount, leaders, [&](FolderIndex i) { return first[storedFolders[i].parent]; }};
+
+    const auto rowName = [&](std::uint32_t row) { return storage_.nameOf(storage_.row(row)); };
+    const auto folderName = [&](FolderIndex folder) { return storage_.nameOf(storedFolders[folder]); };
     // Folders that are known, and not yet reached: the next one last.
     std::vector<Folder> waiting{Folder{.folder = RecordStorage::topFolder}};
-    std::vector<std::uint32_t> containers;
     std::vector<Folder> found;
-    files_.reserve(rows.items.size());
+    std::uint32_t files = 0;
+    folders_.reserve(std::max<std::size_t>(folderCount, containers.size()) + 1);
     while (!waiting.empty()) {
         const auto position = static_cast<std::uint32_t>(folders_.size());
         Folder folder = waiting.back();
         waiting.pop_back();
-        folder.firstFile = static_cast<std::uint32_t>(files_.size());
+        folder.firstFile = files;
         found.clear();
         if (folder.folder != none) {
-            containers.clear();
-            for (const std::uint32_t row : rows.of(folder.folder)) {
-                (storage.row(row).isContainer() ? containers : files_).push_back(row);
-            }
-            sortByName(std::span{files_}.subspan(folder.firstFile), rowName);
-            sortByName(containers, rowName);
-            const auto inside = subfolders.of(folder.folder);
-            sortByName(inside, folderName);
+            files += std::exchange(filesOfFirst[folder.folder], files);
+            files += std::exchange(filesOfSecond[folder.folder], files);
+            const auto inside = rows.of(folder.folder);
+            sortByName(storage_, inside,
+                       [&](std::uint32_t row) -> const RecordStorage::Row& { return storage_.row(row); });
+            const auto namedInside = subfolders.of(folder.folder);
+            sortByName(storage_, namedInside,
+                       [&](FolderIndex each) -> const RecordStorage::Folder& { return storedFolders[each]; });
             // A record and the folder with its name are one.
-            auto named = inside.begin();
-            for (const std::uint32_t row : containers) {
-                while (named != inside.end() && compareNames(folderName(*named), rowName(row)) < 0) {
+            auto named = namedInside.begin();
+            for (const std::uint32_t row : inside) {
+                while (named != namedInside.end() && folderName(*named) != rowName(row) &&
+                       compareNames(folderName(*named), rowName(row)) < 0) {
                     found.push_back({.row = none, .folder = *named++, .parent = position});
                 }
-                const bool isNamed = named != inside.end() && folderName(*named) == rowName(row);
+                const bool isNamed = named != namedInside.end() && folderName(*named) == rowName(row);
                 found.push_back({.row = row, .folder = isNamed ? *named++ : none, .parent = position});
             }
-            for (; named != inside.end(); ++named) {
+            for (; named != namedInside.end(); ++named) {
                 found.push_back({.row = none, .folder = *named, .parent = position});
             }
         }
-        folder.files = static_cast<std::uint32_t>(files_.size()) - folder.firstFile;
+        folder.files = files - folder.firstFile;
         folder.subfolders = static_cast<std::uint32_t>(found.size());
         folders_.push_back(folder);
         waiting.insert(waiting.end(), found.rbegin(), found.rend());
     }
+    files_.resize(files);
     for (auto i = static_cast<std::uint32_t>(folders_.size()); i-- > 0;) {
         Folder& folder = folders_[i];
         folder.end = std::max(folder.end, i + 1);

@@ -40,6 +40,7 @@ public:
         std::uint32_t files = 0;  ///< right inside
     };
 
+    /// Looks at each record's row twice, on two threads where there are two.
     explicit TreeOrder(const RecordStorage& storage);
 
     [[nodiscard]] const RecordStorage& storage() const { return storage_; }
@@ -55,6 +56,12 @@ public:
     [[nodiscard]] std::uint32_t folderAt(std::string_view path) const;
 
 private:
+    /// Makes `folders_`, and room in `files_`. What comes in as the number of files of each folder, among the first
+    /// rows and among the others, goes out as the position of the first of them.
+    void placeFolders(const std::vector<RecordStorage::FolderIndex>& first,
+                      const std::vector<std::uint32_t>& containers, std::vector<std::uint32_t>& filesOfFirst,
+                      std::vector<std::uint32_t>& filesOfSecond);
+
     const RecordStorage& storage_;
     std::vector<Folder> folders_;
     std::vector<std::uint32_t> files_;
