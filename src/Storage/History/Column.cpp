@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::uint8_t stepsFlag = 0x10;
 constexpr std::size_t headerSize = 1 + sizeof(std::uint64_t);
-constexpr int compressionLevel = 3;
+constexpr int compressionLevel = 1;
 
 struct ContextDeleter {
     void operator()(ZSTD_CCtx* context) const { ZSTD_freeCCtx(context); }

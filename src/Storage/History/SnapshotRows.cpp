@@ -1,6 +1,10 @@
 #include "Storage/History/SnapshotRows.hpp"
 
+#include "Base/Parallel.hpp"
+
 #include <algorithm>
+#include <optional>
+#include <span>
 #include <utility>
 
 // Sums here are modulo 2^64: a snapshot may come from anywhere and have any sizes, and only the difference between what
@@ -21,6 +25,13 @@ std::uint64_t kindOf(const RecordStorage::Row& row) {
            static_cast<std::uint64_t>(row.isHidden) << 5 | static_cast<std::uint64_t>(row.isCloudPlaceholder) << 6 |
            static_cast<std::uint64_t>(row.isHardLinkDuplicate) << 7;
 }
+
+StoredDate dateOfRow(const RecordStorage::Row& row) {
+    return storedDate(row.hasModified != 0 ? std::optional{Date{row.modifiedAt}} : std::nullopt);
+}
+
+/// Below this many a second thread is not worth its start.
+constexpr std::size_t fewFiles = std::size_t{1} << 14;
 
 /// The order of a scan, asked of a snapshot's own records.
 class OrderOfRecords final : public ScanOrderSource {
@@ -43,8 +54,7 @@ private:
 }  // namespace
 
 SnapshotRows::SnapshotRows(const RecordStorage& storage, HistoryDictionary known, const HistoryAges& ages)
-    : storage_{storage}, order_{storage}, dictionary_{std::move(known)}, ages_{ages},
-      identifiers_{formOfIdentifiers()} {
+    : storage_{storage}, order_{storage}, dictionary_{std::move(known)}, ages_{ages} {
     boost::unordered_flat_map<std::string, std::uint32_t> extensions;
     for (std::uint32_t i = 0; i < dictionary_.extensions.size(); ++i) extensions.emplace(dictionary_.extensions[i], i);
     for (const Text& extension : storage.extensions()) {
@@ -53,28 +63,94 @@ SnapshotRows::SnapshotRows(const RecordStorage& storage, HistoryDictionary known
         if (isNew) dictionary_.extensions.push_back(extension.string());
         extensionOf_.push_back(found->second);
     }
-    for (std::size_t i = 0; i < dictionary_.devices.size(); ++i) deviceOf_.emplace(dictionary_.devices[i], i);
-    std::uint64_t last = 0;
-    bool isFirst = true;
-    for (std::size_t i = 0; i < storage.size(); ++i) {
-        const auto identity = storage.identityOf(storage.row(i));
-        if (!identity || (!isFirst && identity->device == last)) continue;
-        isFirst = false;
-        last = identity->device;
-        if (deviceOf_.try_emplace(last, dictionary_.devices.size()).second) dictionary_.devices.push_back(last);
-    }
+    lookThrough();
     sumContents();
+}
+
+/// What a pass over some of the folders, and what lies right in them, finds beside the sums.
+struct SnapshotRows::Pass {
+    bool isInPlace = true;
+    std::array<bool, 256> hasDevice{};
+    std::vector<std::pair<std::uint8_t, std::uint64_t>> devices;  ///< the storage's, as they come
+};
+
+void SnapshotRows::lookThrough() {
+    const auto& folders = order_.folders();
+    sums_.resize(folders.size());
+    const auto firstFiles = static_cast<std::uint32_t>(folders.size());
+    const auto see = [&](Pass& pass, std::uint32_t index, std::uint32_t place) -> const RecordStorage::Row& {
+        const RecordStorage::Row& row = storage_.row(index);
+        if (storage_.identifierSeed() && storage_.identifierNumber(index) != place) pass.isInPlace = false;
+        if (row.hasIdentity != 0 && row.isIrregular == 0 && !pass.hasDevice[row.device]) {
+            pass.hasDevice[row.device] = true;
+            pass.devices.emplace_back(row.device, storage_.identityOf(row)->device);
+        }
+        return row;
+    };
+    const auto lookAt = [&](Pass& pass, std::uint32_t position) {
+        const TreeOrder::Folder& folder = folders[position];
+        if (folder.row != TreeOrder::none) (void)see(pass, folder.row, position);
+        FolderSums sums;
+        for (std::uint32_t i = folder.firstFile; i < folder.firstFile + folder.files; ++i) {
+            const RecordStorage::Row& row = see(pass, order_.files()[i], firstFiles + i);
+            const std::uint64_t counted = bytesCounted(kindOf(row), static_cast<std::uint64_t>(row.allocatedBytes));
+            const StoredDate date = dateOfRow(row);
+            sums.bytes += counted;
+            sums.byAge[ages_.classOf(date.seconds, date.shape)] += counted;
+            if (date.shape != 0) continue;
+            if (sums.oldest == 0 || date.seconds < sums.oldest) sums.oldest = date.seconds;
+            sums.newest = std::max(sums.newest, date.seconds);
+        }
+        sums_[position] = sums;
+    };
+    // Two threads, with half of the files each.
+    std::array<Pass, 2> passes;
+    const auto middle = static_cast<std::uint32_t>(
+        std::ranges::lower_bound(folders, order_.files().size() / 2, {}, &TreeOrder::Folder::firstFile) -
+        folders.begin());
+    onThreads(order_.files().size() < fewFiles ? 1 : 2, [&](unsigned thread) {
+        if (thread == 0) {
+            for (std::uint32_t i = 0; i < middle; ++i) lookAt(passes[0], i);
+        } else {
+            for (std::uint32_t i = middle; i < firstFiles; ++i) lookAt(passes[1], i);
+        }
+    });
+    if (order_.files().size() < fewFiles) {
+        for (std::uint32_t i = middle; i < firstFiles; ++i) lookAt(passes[1], i);
+    }
+    auto place = static_cast<std::uint32_t>(firstFiles + order_.files().size());
+    for (const std::uint32_t index : order_.irregular()) (void)see(passes[1], index, place++);
+
+    if (!storage_.identifierSeed()) {
+        identifiers_ = IdentifierForm::own;
+    } else {
+        const bool isInPlace = passes[0].isInPlace && passes[1].isInPlace;
+        identifiers_ = isInPlace ? IdentifierForm::inPlace : IdentifierForm::numbered;
+    }
+    nameDevices(passes);
+}
+
+void SnapshotRows::nameDevices(const std::array<Pass, 2>& passes) {
+    for (std::size_t i = 0; i < dictionary_.devices.size(); ++i) deviceOf_.emplace(dictionary_.devices[i], i);
+    const auto positionOf = [&](std::uint64_t device) {
+        const auto [found, isNew] = deviceOf_.try_emplace(device, dictionary_.devices.size());
+        if (isNew) dictionary_.devices.push_back(device);
+        return found->second;
+    };
+    for (const Pass& pass : passes) {
+        for (const auto& [position, device] : pass.devices) devicePosition_[position] = positionOf(device);
+    }
+    for (const std::uint32_t index : order_.irregular()) {
+        if (const auto identity = storage_.identityOf(storage_.row(index))) (void)positionOf(identity->device);
+    }
 }
 
 void SnapshotRows::sumContents() {
     const auto& folders = order_.folders();
-    content_.assign(folders.size(), 0);
+    content_.resize(folders.size());
+    for (std::size_t i = 0; i < folders.size(); ++i) content_[i] = sums_[i].bytes;
     for (auto i = folders.size(); i-- > 0;) {
         const TreeOrder::Folder& folder = folders[i];
-        for (std::uint32_t k = folder.firstFile; k < folder.firstFile + folder.files; ++k) {
-            const RecordStorage::Row& row = storage_.row(order_.files()[k]);
-            content_[i] += bytesCounted(kindOf(row), static_cast<std::uint64_t>(row.allocatedBytes));
-        }
         if (folder.parent == TreeOrder::none) continue;
         content_[folder.parent] += folder.row == TreeOrder::none
                                        ? content_[i]
@@ -92,55 +168,101 @@ std::uint32_t SnapshotRows::size(HistoryStream stream) const {
     return 0;
 }
 
-RowBlock SnapshotRows::block(HistoryStream stream, std::uint32_t first, std::uint32_t count) const {
-    RowBlock block;
-    block.count = count;
+HistoryFields SnapshotRows::fields(HistoryStream stream) const {
+    const HistoryFields all = fieldsOf(stream);
+    switch (identifiers_) {
+    case IdentifierForm::own: return all;
+    case IdentifierForm::numbered: return all & ~bit(HistoryField::idHigh);
+    case IdentifierForm::inPlace:
+    case IdentifierForm::inherited: break;
+    }
+    return all & ~idFields;
+}
+
+void SnapshotRows::append(RowBlock& block, HistoryStream stream, std::uint32_t first, std::uint32_t count) const {
+    const std::size_t begin = block.count;
+    block.count += count;
+    const HistoryFields fields = this->fields(stream);
+    std::array<std::uint64_t*, rowFieldCount> columns{};
     for (unsigned field = 0; field < rowFieldCount; ++field) {
-        if ((fieldsOf(stream) >> field & 1) != 0) block.values[field].reserve(count);
+        if ((fields >> field & 1) == 0) continue;
+        block.values[field].resize(block.count);
+        columns[field] = block.values[field].data() + begin;
     }
-    block.nameEnds.reserve(count);
+    switch (stream) {
+    case HistoryStream::folders:
+        for (std::uint32_t i = 0; i < count; ++i) fillFolder(columns, i, first + i);
+        break;
+    case HistoryStream::files: {
+        const auto rows = std::span{order_.files()}.subspan(first, count);
+        for (std::uint32_t i = 0; i < count; ++i) fillRecord(columns, i, rows[i], 0);
+        break;
+    }
+    case HistoryStream::irregular:
+        for (std::uint32_t i = 0; i < count; ++i) fillIrregular(columns, i, order_.irregular()[first + i]);
+        break;
+    case HistoryStream::lists: break;
+    }
+}
+
+void SnapshotRows::appendNames(RowBlock& block, HistoryStream stream, std::uint32_t first, std::uint32_t count) const {
     for (std::uint32_t i = first; i < first + count; ++i) {
-        switch (stream) {
-        case HistoryStream::folders: fillFolder(block, i); break;
-        case HistoryStream::files: {
-            const std::uint32_t row = order_.files()[i];
-            fillRecord(block, row, 0);
-            block.addName(storage_.nameOf(storage_.row(row)));
-            break;
-        }
-        case HistoryStream::irregular: fillIrregular(block, order_.irregular()[i]); break;
-        case HistoryStream::lists: break;
+        if (stream == HistoryStream::irregular) {
+            block.addName(textsOfIrregular(i));
+        } else {
+            block.addName(name(stream, i));
         }
     }
-    return block;
 }
 
-IdentifierForm SnapshotRows::formOfIdentifiers() const {
-    if (!storage_.identifierSeed()) return IdentifierForm::own;
-    const std::vector<std::uint32_t> places = order_.places();
-    for (std::uint32_t row = 0; row < storage_.size(); ++row) {
-        if (storage_.identifierNumber(row) != places[row]) return IdentifierForm::numbered;
-    }
-    return IdentifierForm::inPlace;
+std::string_view SnapshotRows::name(HistoryStream stream, std::uint32_t position) const {
+    if (stream == HistoryStream::folders) return order_.nameOf(order_.folders()[position]);
+    return storage_.nameOf(storage_.row(order_.files()[position]));
 }
 
-void SnapshotRows::fillRecord(RowBlock& block, std::uint32_t index, std::uint64_t content) const {
+std::string SnapshotRows::textsOfIrregular(std::uint32_t position) const {
+    const RecordStorage::Irregular& texts = storage_.irregular(storage_.row(order_.irregular()[position]));
+    std::vector<std::string_view> parts{texts.path.view(), texts.name.view()};
+    if (texts.parentPath) parts.push_back(texts.parentPath->view());
+    return withoutSlashes(joinedTexts(parts));
+}
+
+void SnapshotRows::fillRecord(const Columns& columns, std::size_t at, std::uint32_t index,
+                              std::uint64_t content) const {
     const RecordStorage::Row& row = storage_.row(index);
-    const auto put = [&](HistoryField field, std::uint64_t value) { block.column(field).push_back(value); };
+    const auto put = [&](HistoryField field, std::uint64_t value) {
+        columns[static_cast<std::size_t>(field)][at] = value;
+    };
+    const std::uint64_t kind = kindOf(row);
     const auto allocated = static_cast<std::uint64_t>(row.allocatedBytes);
-    const auto identity = storage_.identityOf(row);
-    const StoredDate date = storedDate(row.hasModified != 0 ? std::optional{Date{row.modifiedAt}} : std::nullopt);
+    const StoredDate date = dateOfRow(row);
     const StoredAllocation allocation = storedAllocation(row.allocatedBytes, row.logicalBytes);
-    const std::uint64_t expected = row.isContainer() ? allocated + content : bytesCounted(kindOf(row), allocated);
-    put(HistoryField::kind, kindOf(row));
-    put(HistoryField::shape, date.shape | allocation.shape | (identity ? 0 : RowShape::noIdentity));
+    const std::uint64_t expected = row.isContainer() ? allocated + content : bytesCounted(kind, allocated);
+    std::uint64_t device = 0;
+    std::uint64_t inode = 0;
+    std::uint64_t shape = date.shape | allocation.shape;
+    if (row.isIrregular != 0) {
+        if (const auto identity = storage_.identityOf(row)) {
+            device = deviceOf_.at(identity->device);
+            inode = identity->inode;
+        } else {
+            shape |= RowShape::noIdentity;
+        }
+    } else if (row.hasIdentity != 0) {
+        device = devicePosition_[row.device];
+        inode = row.inode;
+    } else {
+        shape |= RowShape::noIdentity;
+    }
+    put(HistoryField::kind, kind);
+    put(HistoryField::shape, shape);
     put(HistoryField::logical, static_cast<std::uint64_t>(row.logicalBytes));
     put(HistoryField::allocated, allocation.allocated);
     put(HistoryField::aggregate, zigzag(static_cast<std::uint64_t>(row.aggregateAllocatedBytes) - expected));
     put(HistoryField::seconds, date.seconds);
     put(HistoryField::fraction, date.fraction);
-    put(HistoryField::device, identity ? deviceOf_.at(identity->device) : 0);
-    put(HistoryField::inode, identity ? identity->inode : 0);
+    put(HistoryField::device, device);
+    put(HistoryField::inode, inode);
     put(HistoryField::extension, extensionOf_[row.extension]);
     if (identifiers_ == IdentifierForm::own) {
         const UUID id = storage_.idOf(index);
@@ -151,55 +273,31 @@ void SnapshotRows::fillRecord(RowBlock& block, std::uint32_t index, std::uint64_
     }
 }
 
-void SnapshotRows::fillFolder(RowBlock& block, std::uint32_t position) const {
+void SnapshotRows::fillFolder(const Columns& columns, std::size_t at, std::uint32_t position) const {
     const TreeOrder::Folder& folder = order_.folders()[position];
+    const auto put = [&](std::size_t field, std::uint64_t value) { columns[field][at] = value; };
     if (folder.row != TreeOrder::none) {
-        fillRecord(block, folder.row, content_[position]);
+        fillRecord(columns, at, folder.row, content_[position]);
     } else {
-        for (unsigned field = 0; field < rowFieldCount; ++field) {
-            if ((recordFields >> field & 1) != 0) block.values[field].push_back(0);
-        }
-        if (identifiers_ == IdentifierForm::own) block.column(HistoryField::idHigh).push_back(0);
-        if (identifiers_ != IdentifierForm::inPlace) block.column(HistoryField::idLow).push_back(0);
-        block.column(HistoryField::shape).back() = RowShape::noRecord;
+        put(static_cast<std::size_t>(HistoryField::shape), RowShape::noRecord);
     }
-    block.addName(order_.nameOf(folder));
-    std::uint64_t bytes = 0;
-    std::uint64_t oldest = 0;
-    std::uint64_t newest = 0;
-    std::array<std::uint64_t, HistoryAges::classes> byAge{};
-    for (std::uint32_t i = folder.firstFile; i < folder.firstFile + folder.files; ++i) {
-        const RecordStorage::Row& row = storage_.row(order_.files()[i]);
-        const std::uint64_t counted = bytesCounted(kindOf(row), static_cast<std::uint64_t>(row.allocatedBytes));
-        const StoredDate date = storedDate(row.hasModified != 0 ? std::optional{Date{row.modifiedAt}} : std::nullopt);
-        bytes += counted;
-        byAge[ages_.classOf(date.seconds, date.shape)] += counted;
-        if (date.shape != 0) continue;
-        if (oldest == 0 || date.seconds < oldest) oldest = date.seconds;
-        newest = std::max(newest, date.seconds);
-    }
-    block.column(HistoryField::subfolders).push_back(folder.subfolders);
-    block.column(HistoryField::files).push_back(folder.files);
-    block.column(HistoryField::fileBytes).push_back(bytes);
-    block.column(HistoryField::oldest).push_back(oldest);
-    block.column(HistoryField::newest).push_back(newest);
-    for (std::size_t i = 0; i < agesKept; ++i) {
-        block.values[static_cast<std::size_t>(HistoryField::ages) + i].push_back(byAge[i]);
-    }
+    const FolderSums& sums = sums_[position];
+    put(static_cast<std::size_t>(HistoryField::subfolders), folder.subfolders);
+    put(static_cast<std::size_t>(HistoryField::files), folder.files);
+    put(static_cast<std::size_t>(HistoryField::fileBytes), sums.bytes);
+    put(static_cast<std::size_t>(HistoryField::oldest), sums.oldest);
+    put(static_cast<std::size_t>(HistoryField::newest), sums.newest);
+    for (std::size_t i = 0; i < agesKept; ++i) put(static_cast<std::size_t>(HistoryField::ages) + i, sums.byAge[i]);
 }
 
-void SnapshotRows::fillIrregular(RowBlock& block, std::uint32_t position) const {
-    const RecordStorage::Row& row = storage_.row(position);
-    const RecordStorage::Irregular& texts = storage_.irregular(row);
+void SnapshotRows::fillIrregular(const Columns& columns, std::size_t at, std::uint32_t index) const {
+    const RecordStorage::Row& row = storage_.row(index);
     std::uint64_t content = 0;
     if (row.isContainer()) {
-        const std::uint32_t folder = order_.folderAt(texts.path.view());
+        const std::uint32_t folder = order_.folderAt(storage_.irregular(row).path.view());
         if (folder != TreeOrder::none) content = content_[folder];
     }
-    fillRecord(block, position, content);
-    std::vector<std::string_view> parts{texts.path.view(), texts.name.view()};
-    if (texts.parentPath) parts.push_back(texts.parentPath->view());
-    block.addName(withoutSlashes(joinedTexts(parts)));
+    fillRecord(columns, at, index, content);
 }
 
 bool SnapshotRows::isInScanOrder() const {

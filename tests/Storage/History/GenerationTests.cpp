@@ -154,6 +154,35 @@ TEST(Generation, isKeptAsTheDifferencesToAnother) {
     }
 }
 
+TEST(Generation, isKeptAsTheDifferenceOfMoreRowsThanAChunkHas) {
+    // Enough folders and files for both threads; every third file of every seventh folder is gone, new or changed.
+    const auto tree = [](bool isLater) {
+        std::vector<FileRecord> records;
+        for (int folder = 0; folder < 1500; ++folder) {
+            const std::string path = "/r/" + std::to_string(folder);
+            records.push_back(aRecord({.path = path, .kind = FileKind::directory}));
+            for (int file = 0; file < 50; ++file) {
+                const int fate = folder % 7 == 0 && file % 3 == 0 ? file / 3 % 3 : -1;
+                if (fate == (isLater ? 0 : 1)) continue;
+                records.push_back(aRecord(
+                    {.path = path + "/" + std::to_string(file), .logical = fate == 2 && isLater ? file + 1 : file}));
+            }
+        }
+        return asScanned(aSnapshot("/r", records));
+    };
+    const ScanSnapshot before = tree(false);
+    const ScanSnapshot after = tree(true);
+    Shelf shelf;
+    shelf.addFull(before);
+    shelf.addDifference(after);
+    EXPECT_EQ(contents(shelf.loaded(after)), contents(after));
+    const StreamLayout& files = shelf.newest().of(HistoryStream::files);
+    EXPECT_EQ(files.rows, 215U * 6);
+    EXPECT_EQ(files.changes, 215U * 5);
+    shelf.addDifference(before);
+    EXPECT_EQ(contents(shelf.loaded(before)), contents(before));
+}
+
 TEST(Generation, thatIsTheSameTakesNoRows) {
     const ScanSnapshot snapshot = asScanned(sampleSnapshot(500, 3));
     Shelf shelf;
