@@ -1,0 +1,165 @@
+#include "KestrelCore/Scanning/DiskScanner.hpp"
+#include "KestrelCore/Snapshot/ScanEvent.hpp"
+#include "KestrelCore/Storage/SnapshotHistory.hpp"
+#include "Snapshot/RecordStorage.hpp"
+#include "Snapshot/SnapshotAccess.hpp"
+#include "Snapshot/TreeOrder.hpp"
+#include "Storage/History/GenerationWriting.hpp"
+#include "Storage/History/SnapshotRows.hpp"
+
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <random>
+#include <string>
+#include <utility>
+#include <variant>
+
+// Adding to a history: a scan of the folder that KESTREL_BENCH_TREE names (/usr without it) as a full generation, and
+// as the difference to another, where 1 % of the items have changed, 0.5 % are gone and 0.7 % are new.
+
+namespace KestrelCore {
+namespace {
+
+ScanSnapshot scanned() {
+    const char* folder = std::getenv("KESTREL_BENCH_TREE");
+    auto events = DiskScanner{}.scan(ScanScope{URL::fromPath(folder == nullptr ? "/usr" : folder, true)});
+    std::optional<ScanSnapshot> snapshot;
+    while (auto event = events.next()) {
+        if (auto* completed = std::get_if<ScanCompleted>(&*event)) snapshot = std::move(completed->snapshot);
+    }
+    if (!snapshot) std::abort();
+    return std::move(*snapshot);
+}
+
+/// The scan without the files for which `isLeftOut`, after `change` has seen the others' rows.
+ScanSnapshot variant(const ScanSnapshot& scan, const std::function<bool(std::size_t)>& isLeftOut,
+                     const std::function<void(RecordStorage::Row&)>& change) {
+    const RecordStorage& whole = SnapshotAccess::storage(scan);
+    const auto storage = whole.copy([&](std::size_t i) { return whole.row(i).isContainer() || !isLeftOut(i); });
+    for (std::size_t i = 0; i < storage->size(); ++i) {
+        if (!storage->row(i).isContainer()) change(storage->row(i));
+    }
+    storage->deriveIdentifiers(UUID::random(), TreeOrder{*storage}.places());
+    return SnapshotAccess::make(UUID::random(), scan.scope(), scan.startedAt(), scan.completedAt(), storage,
+                                scan.issues());
+}
+
+struct Scans {
+    ScanSnapshot first;
+    ScanSnapshot second;
+};
+
+const Scans& scans() {
+    static const Scans made = [] {
+        const ScanSnapshot scan = scanned();
+        // What happens to a record depends on its position alone.
+        const auto fate = [](std::size_t i) {
+            const std::uint64_t mixed = (i + 1) * 0x9E3779B97F4A7C15;
+            return ((mixed ^ mixed >> 32) * 0xD6E8FEB86659FD93 >> 32) % 1000;
+        };
+        std::mt19937_64 random{7};
+        return Scans{.first = variant(
+                         scan, [&](std::size_t i) { return fate(i) < 7; }, [](RecordStorage::Row&) {}),
+                     .second = variant(
+                         scan, [&](std::size_t i) { return fate(i) >= 995; },
+                         [&](RecordStorage::Row& row) {
+                             if (random() % 100 != 0) return;
+                             row.logicalBytes = static_cast<std::int64_t>(random() % 1'000'000);
+                             row.allocatedBytes = (row.logicalBytes + 4095) / 4096 * 4096;
+                             row.aggregateAllocatedBytes = row.allocatedBytes;
+                             row.modifiedAt += static_cast<double>(random() % 10'000'000) / 4;
+                         })};
+    }();
+    return made;
+}
+
+/// A folder on the disk for the history of one benchmark.
+class HistoryFolder {
+public:
+    HistoryFolder() : path_{(std::filesystem::temp_directory_path() / "kestrel-bench-XXXXXX").string()} {
+        if (mkdtemp(path_.data()) == nullptr) std::abort();
+    }
+    ~HistoryFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    [[nodiscard]] URL url() const { return URL::fromPath(path_ + "/history.sqlite"); }
+
+private:
+    std::string path_;
+};
+
+void tellSizes(benchmark::State& state, const Generation& generation) {
+    const auto records = static_cast<double>(generation.records);
+    state.counters["records"] = records;
+    state.counters["bytes each"] = static_cast<double>(generation.storedBytes) / records;
+}
+
+// What adding consists of: putting the records in order, making rows of them, packing the rows, writing.
+
+void historyOrder(benchmark::State& state) {
+    const RecordStorage& storage = SnapshotAccess::storage(scans().first);
+    for (auto _ : state) benchmark::DoNotOptimize(TreeOrder{storage}.files().size());
+}
+BENCHMARK(historyOrder)->Unit(benchmark::kMillisecond)->UseRealTime()->MeasureProcessCPUTime()->Iterations(5);
+
+void historyRows(benchmark::State& state) {
+    const RecordStorage& storage = SnapshotAccess::storage(scans().first);
+    for (auto _ : state) {
+        const SnapshotRows rows{storage, {}, {}};
+        benchmark::DoNotOptimize(rows.isInScanOrder());
+    }
+}
+BENCHMARK(historyRows)->Unit(benchmark::kMillisecond)->UseRealTime()->MeasureProcessCPUTime()->Iterations(5);
+
+void historyPack(benchmark::State& state) {
+    const SnapshotRows rows{SnapshotAccess::storage(scans().first), {}, {}};
+    std::size_t bytes = 0;
+    const ColumnSink sink = [&bytes](const ColumnKey&, std::string&& packed) { bytes += packed.size(); };
+    for (auto _ : state) benchmark::DoNotOptimize(writeFull(rows, 1, sink));
+    benchmark::DoNotOptimize(bytes);
+}
+BENCHMARK(historyPack)->Unit(benchmark::kMillisecond)->UseRealTime()->MeasureProcessCPUTime()->Iterations(5);
+
+void historyAddFull(benchmark::State& state) {
+    const ScanSnapshot& scan = scans().first;
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto folder = std::make_unique<HistoryFolder>();
+        SnapshotHistory history{folder->url()};
+        state.ResumeTiming();
+        const Generation generation = history.add(scan);
+        state.PauseTiming();
+        tellSizes(state, generation);
+        folder.reset();
+        state.ResumeTiming();
+    }
+}
+BENCHMARK(historyAddFull)->Unit(benchmark::kMillisecond)->UseRealTime()->MeasureProcessCPUTime()->Iterations(5);
+
+void historyAddDifference(benchmark::State& state) {
+    const auto& [first, second] = scans();
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto folder = std::make_unique<HistoryFolder>();
+        SnapshotHistory history{folder->url()};
+        (void)history.add(first);
+        state.ResumeTiming();
+        const Generation generation = history.add(second);
+        state.PauseTiming();
+        if (!generation.isDifference) std::abort();
+        tellSizes(state, generation);
+        folder.reset();
+        state.ResumeTiming();
+    }
+}
+BENCHMARK(historyAddDifference)->Unit(benchmark::kMillisecond)->UseRealTime()->MeasureProcessCPUTime()->Iterations(5);
+
+}  // namespace
+}  // namespace KestrelCore
