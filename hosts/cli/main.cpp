@@ -23,6 +23,7 @@ int main(int argc, char** argv) {
                                              addSearchCommand,
                                              addMediaCommand,
                                              addDocumentsCommand,
+                                             addHistoryCommand,
                                              addAppsCommand,
                                              addTrashCommand,
                                              addRemoveCommand,

@@ -288,6 +288,18 @@ std::optional<FileRecord> SnapshotHistory::record(std::int64_t number, const Tex
         [&](const OpenGeneration& generation) { return generation.record(path); });
 }
 
+std::vector<std::optional<FileRecord>> SnapshotHistory::records(std::int64_t number,
+                                                                const std::vector<Text>& paths) const {
+    return withGeneration(
+        implementation_->exists(), [&] { return implementation_->reading(); }, number,
+        [&](const OpenGeneration& generation) {
+            std::vector<std::optional<FileRecord>> records;
+            records.reserve(paths.size());
+            for (const Text& path : paths) records.push_back(generation.record(path));
+            return records;
+        });
+}
+
 std::optional<FolderTotals> SnapshotHistory::totals(std::int64_t number, const Text& path) const {
     return withGeneration(
         implementation_->exists(), [&] { return implementation_->reading(); }, number,

@@ -390,7 +390,7 @@ def judge_trash(scene, text, killed, swapped):
     receipts = [path.name for path in scene.receipts()]
     if len(receipts) > lying and not swapped and not any(name[:8] in text for name in receipts):
         wrong.append(f"a receipt for nothing: {receipts}")
-    known = {"Trash", "kestrel", "files", "info", "directorysizes", "snapshots.sqlite-receipts", "data", "home"}
+    known = {"Trash", "kestrel", "files", "info", "directorysizes", "receipts", "data", "home"}
     for folder, names, others in os.walk(scene.data):
         if str(scene.trash / "files") in folder:
             continue

@@ -35,7 +35,8 @@ public:
         group("Commands");
         fallthrough();  // the options of every command may stand after its name
         std::string text =
-            "Options of every command: --json, --bytes, --store FILE, --color WHEN (see kestrel --help).";
+            fmt::format("Options of every command: --json, --bytes, --store FILE, {}--color WHEN (see kestrel --help).",
+                        command_.readsSavedScan ? "--at WHEN, " : "");
         if (!command_.examples.empty()) text += "\n\nExamples:";
         for (const std::string& example : command_.examples) text += "\n  " + example;
         footer(text);
@@ -79,9 +80,11 @@ kestrel --help          everything else
 
 void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
     app.add_option("--store", options.store,
-                   "The snapshot database (default: kestrel/snapshots.sqlite in the data "
-                   "folder of your account)")
+                   "Work on a snapshot database, which holds one scan, instead of the history")
         ->type_name("FILE");
+    app.add_option("--at", options.at,
+                   "Answer from an older scan: a number from kestrel history, a date, or an age such as 7d")
+        ->type_name("WHEN");
     app.add_flag("--json", options.json, "Print one JSON object instead of text");
     app.add_flag("--bytes", options.exactBytes, "Show sizes to the byte");
     const std::map<std::string, ColorChoice> choices{
@@ -95,6 +98,10 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
 /// Runs the command and turns what it throws into a line and an exit code.
 ExitCode runCatching(const CommandApp& command, const Operands& operands, const Session& session) {
     try {
+        if (session.options.at && !command.command().readsSavedScan) {
+            throw UsageError{
+                fmt::format("--at looks at an older scan; kestrel {} answers from none.", command.command().name)};
+        }
         return command.run(operands);
     } catch (const UsageError& error) {
         session.say(error.what());

@@ -25,6 +25,7 @@ struct Command {
     std::vector<std::string> examples;
     std::size_t fewestOperands = 0;
     std::size_t mostOperands = 0;
+    bool readsSavedScan = false;  ///< answers from a saved scan alone, and so from an older one with --at, too
 };
 
 /// Adds a command to the program. `run` is called after the whole command line was read and found right, with the

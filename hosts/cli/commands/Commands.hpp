@@ -11,6 +11,7 @@ void addListCommand(CLI::App& app, Session& session);
 void addSearchCommand(CLI::App& app, Session& session);
 void addMediaCommand(CLI::App& app, Session& session);
 void addDocumentsCommand(CLI::App& app, Session& session);
+void addHistoryCommand(CLI::App& app, Session& session);
 void addClearCommand(CLI::App& app, Session& session);
 void addAppsCommand(CLI::App& app, Session& session);
 void addMonitorCommand(CLI::App& app, Session& session);

@@ -3,8 +3,8 @@
 #include "output/ModelJSON.hpp"
 #include "output/Table.hpp"
 #include "output/TerminalText.hpp"
-#include "store/DeletionSnapshot.hpp"
-#include "store/StorePath.hpp"
+#include "store/DeletionRecords.hpp"
+#include "store/Places.hpp"
 #include "terminal/Interruption.hpp"
 #include "terminal/InterruptionWatch.hpp"
 #include "terminal/Question.hpp"
@@ -119,37 +119,23 @@ NamedItem namedItem(const std::string& operand) {
 /// What the program itself needs: the databases, the files that SQLite keeps beside them, and the receipts.
 std::vector<ProtectedPlace> ownPlaces(const Session& session) {
     std::vector<ProtectedPlace> places;
-    std::vector<std::string> stores{storePath(session)};
-    // One whose name is no text is never made.
-    if (auto usual = usualStorePath()) stores.push_back(std::move(*usual));
-    for (const std::string& store : stores) {
-        // What belongs to a database that is a link lies beside the file it leads to.
-        std::error_code error;
-        const std::string resolved = std::filesystem::weakly_canonical(store, error).string();
-        for (const std::string& named : {store, error ? store : resolved}) {
-            for (const char* ending : {"", "-wal", "-shm", "-lock", "-journal", "-receipts"})
-                places.push_back(
-                    {named + ending, "Kestrel’s own snapshot database is there; “kestrel clear” empties it."});
-        }
-    }
+    for (const std::string& path : ownPaths(session))
+        places.push_back({path, "Kestrel’s own snapshot database is there; “kestrel clear” empties it."});
     return places;
 }
 
 /// What is to become of an operand. The order of the tests decides which reason is told: what the operand itself says,
 /// then the rules by path, then what the disk says, and at last what the options allow.
-PlannedItem planned(const std::string& operand, const std::optional<ScanSnapshot>& snapshot,
-                    const DeletionOptions& options, const DeletionPlan& judge, DeletionMeasurement& measurement,
+PlannedItem planned(const NamedItem& named, const DeletionRecords& saved, const DeletionOptions& options,
+                    const DeletionPlan& judge, DeletionMeasurement& measurement,
                     const CancellationToken& cancellation) {
-    const NamedItem named = namedItem(operand);
     PlannedItem item{.path = named.path, .record = {}, .refusal = {}};
     if (named.refusal) return item.refuse(*named.refusal, named.code);
     const URL url = URL::fromPath(item.path);
     item.risk = SafetyPolicy::risk(url);
     if (const auto reason = SafetyPolicy::blockedReason(url)) return item.refuse(*reason, ExitCode::refused);
 
-    // A canonically equal path with other bytes is another item.
-    if (snapshot) item.record = snapshot->record(item.path);
-    if (item.record && item.record->path().view() != item.path.view()) item.record.reset();
+    item.record = saved.record(item.path);
     if (!item.record) item.record = DeletionPlan::freshRecord(item.path, measurement, cancellation);
     if (!item.record) return item.refuse(missingMessage, ExitCode::failed);
     // A saved rating may come from a tampered file; the stricter one holds.
@@ -256,13 +242,16 @@ ExitCode exitCode(const DeletionItemResult& result) {
     return result.errorCase ? codeOf(*result.errorCase) : ExitCode::failed;
 }
 
-/// Beside the database and not in the data folder at large: two stores have two sets of receipts.
-std::string receiptsPath(const Session& session) { return storePath(session) + "-receipts"; }
-
 ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOptions& options) {
     const bool isTrash = options.mode == DeletionMode::trash;
+    std::vector<NamedItem> named;
+    std::vector<Text> namedPaths;
+    for (const std::string& path : paths) {
+        named.push_back(namedItem(path));
+        if (!named.back().refusal) namedPaths.emplace_back(named.back().path);
+    }
     // The scan's sizes and ratings are those that the user has seen; that the item still is the same is looked up anew.
-    const std::optional<ScanSnapshot> snapshot = savedSnapshot(session);
+    const DeletionRecords saved{session, namedPaths};
     const DeletionPlan judge{ownPlaces(session)};
 
     // Whatever a folder holds, Ctrl-C ends the look at it.
@@ -272,9 +261,9 @@ ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOpti
     std::vector<FileRecord> records;
     std::uint64_t unread = 0;
     ExitCode code = ExitCode::done;
-    for (const std::string& path : paths) {
+    for (const NamedItem& item : named) {
         Interruption::check();
-        plan.push_back(planned(path, snapshot, options, judge, measurement, watch.token()));
+        plan.push_back(planned(item, saved, options, judge, measurement, watch.token()));
         code = combined(code, plan.back().code);
         if (plan.back().refusal) continue;
         records.push_back(*plan.back().record);
@@ -315,7 +304,7 @@ ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOpti
         execution = execute(session, records, options.mode, typed);
     const std::vector<Text> gonePaths = pathsOf(execution.gone);
     // Also after an interruption: what is gone must not be shown by the next command.
-    saveWithout(session, gonePaths);
+    saved.takeOut(gonePaths);
     for (const DeletionItemResult& result : execution.results) code = combined(code, exitCode(result));
 
     const std::int64_t reclaimable = measurement.freedBytes(options.isDryRun ? pathsOf(records) : gonePaths);

@@ -27,13 +27,10 @@ struct DeletionOptions {
 };
 
 /// Shows what would go and what would not, asks, lets the library do it, and shows each result. The paths are the
-/// saved snapshot's where it has them; the snapshot is saved again without what is gone.
+/// saved scans' where they have them; what is gone is taken out of those.
 [[nodiscard]] ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOptions& options);
 
 /// What the program's end tells of one result.
 [[nodiscard]] ExitCode exitCode(const KestrelCore::DeletionItemResult& result);
-
-/// Where the receipts of what `trash` moved away are kept: beside the snapshot database.
-[[nodiscard]] std::string receiptsPath(const Session& session);
 
 }  // namespace KestrelCLI

@@ -3,7 +3,7 @@
 #include "commands/LibraryCommand.hpp"
 #include "output/JSONOutput.hpp"
 #include "output/ModelJSON.hpp"
-#include "store/SavedSnapshot.hpp"
+#include "store/SavedScan.hpp"
 #include "terminal/Interruption.hpp"
 
 #include "KestrelCore/Collections/DocumentLibraryIndexer.hpp"
@@ -18,7 +18,8 @@ namespace KestrelCLI {
 namespace {
 
 ExitCode documents(const Session& session, const LibraryOptions& options) {
-    const ScanSnapshot snapshot = loadSavedSnapshot(session);
+    const SavedScan scan = SavedScan::newest(session);
+    const ScanSnapshot snapshot = scan.snapshot();
     // Of a scan of the whole disk only the areas of users count, hence the home directory.
     DocumentLibraryIndex index = DocumentLibraryIndexer::makeIndex(snapshot, FileManager::standard()->homeDirectory());
     Interruption::check();
@@ -41,12 +42,12 @@ ExitCode documents(const Session& session, const LibraryOptions& options) {
         json.finish();
         return ExitCode::done;
     }
-    writeAge(session, snapshot);
+    writeAge(session, scan.summary());
     std::vector<LibraryLine> lines;
     for (const DocumentAsset& asset : index.documents) {
         lines.push_back({.record = asset.record, .kind = std::string{rawValue(asset.kind)}});
     }
-    writeLibrary(session, snapshot, "Documents", lines, index.totalBytes(), options.textLimit());
+    writeLibrary(session, scan.summary(), "Documents", lines, index.totalBytes(), options.textLimit());
     return ExitCode::done;
 }
 

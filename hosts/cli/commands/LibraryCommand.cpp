@@ -34,7 +34,8 @@ void addLibraryCommand(CLI::App& app, Session& session, const LibraryDescription
                    {.name = description.name,
                     .operands = "",
                     .description = description.description,
-                    .examples = description.examples},
+                    .examples = description.examples,
+                    .readsSavedScan = true},
                    [&session, options, run = std::move(run)](const Operands&) { return run(session, *options); });
     command.add_option("--kind", options->kind, description.kindHelp)
         ->type_name("KIND")
@@ -47,12 +48,12 @@ void addLibraryCommand(CLI::App& app, Session& session, const LibraryDescription
         ->transform(wholeNumber());
 }
 
-void writeLibrary(const Session& session, const ScanSnapshot& snapshot, std::string_view title,
+void writeLibrary(const Session& session, const Generation& scan, std::string_view title,
                   const std::vector<LibraryLine>& lines, std::int64_t bytes, std::size_t limit) {
     session.out << session.painted(Style::heading, title)
                 << fmt::format("  {}, {}\n", ByteFormat::count(static_cast<std::int64_t>(lines.size())),
                                session.size(bytes));
-    const Text root = snapshot.scope().root.path();
+    const Text root = scan.scope.root.path();
     const std::size_t rootLength = root.view() == "/" ? 1 : root.byteCount() + 1;
     const std::size_t shown = std::min(lines.size(), limit);
     Table table{

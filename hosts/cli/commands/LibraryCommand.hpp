@@ -4,7 +4,7 @@
 #include "output/Session.hpp"
 
 #include "KestrelCore/Model/FileRecord.hpp"
-#include "KestrelCore/Snapshot/ScanSnapshot.hpp"
+#include "KestrelCore/Storage/Generation.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -48,7 +48,7 @@ struct LibraryLine {
 
 /// A heading with how many there are and their `bytes`, the first `limit` lines (date, size, kind, path relative to the
 /// scan's root), and what is left out, in a word.
-void writeLibrary(const Session& session, const KestrelCore::ScanSnapshot& snapshot, std::string_view title,
+void writeLibrary(const Session& session, const KestrelCore::Generation& scan, std::string_view title,
                   const std::vector<LibraryLine>& lines, std::int64_t bytes, std::size_t limit);
 
 }  // namespace KestrelCLI

@@ -5,7 +5,7 @@
 #include "output/JSONOutput.hpp"
 #include "output/ModelJSON.hpp"
 #include "output/SizeTree.hpp"
-#include "store/SavedSnapshot.hpp"
+#include "store/SavedScan.hpp"
 #include "terminal/Interruption.hpp"
 
 #include <fmt/format.h>
@@ -32,16 +32,23 @@ struct ListOptions {
 /// As many as fit one look, unless more or fewer are asked for.
 constexpr std::size_t usualLimit = 50;
 
+NamedRecord topOfNewest(const Session& session) {
+    SavedScan scan = SavedScan::newest(session);
+    const Text root = scan.summary().scope.root.path();
+    auto record = scan.record(root);
+    if (!record) throw std::runtime_error{fmt::format("The saved scan of {} has nothing in it.", root.view())};
+    return {.scan = std::move(scan), .record = std::move(*record)};
+}
+
 /// Shows one folder; fails for a path that is not in the saved scan, and for what is no folder.
 ExitCode list(const Session& session, const ListOptions& options, const Operands& operands) {
-    const ScanSnapshot snapshot = loadSavedSnapshot(session);
-    const std::string root = snapshot.scope().root.path().string();
-    const FileRecord folder = recordNamed(snapshot, operands.empty() ? root : operands.front());
+    const NamedRecord named = operands.empty() ? topOfNewest(session) : NamedRecord::find(session, operands.front());
+    const FileRecord& folder = named.record;
     // A package is a container too, and can be listed.
     if (!folder.isContainer()) {
         throw std::runtime_error{fmt::format("{} is not a folder.", folder.path().view())};
     }
-    std::vector<FileRecord> children = snapshot.children(folder.path());
+    std::vector<FileRecord> children = named.scan.children(folder.path());
     Interruption::check();
     const std::size_t found = children.size();
     // A script gets everything unless it sets a limit itself.
@@ -50,7 +57,7 @@ ExitCode list(const Session& session, const ListOptions& options, const Operands
     if (session.options.json) {
         children.erase(children.begin() + static_cast<std::ptrdiff_t>(std::min(found, limit)), children.end());
         JSONOutput json{session.out};
-        writeSnapshot(json, "snapshot", snapshot);
+        writeSnapshot(json, "snapshot", named.scan.summary());
         json.member("path", folder.path().view());
         json.beginArray("children");
         for (const FileRecord& child : children) writeRecord(json, child);
@@ -58,7 +65,7 @@ ExitCode list(const Session& session, const ListOptions& options, const Operands
         json.finish();
         return ExitCode::done;
     }
-    writeAge(session, snapshot);
+    writeAge(session, named.scan.summary());
     writeTree(session, folderListing(folder, children, limit), folder.displayBytes());
     if (found == 0) session.out << "  (nothing in it)\n";
     return ExitCode::done;
@@ -72,9 +79,11 @@ void addListCommand(CLI::App& app, Session& session) {
         app,
         {.name = "list",
          .operands = "[PATH]",
-         .description = "Shows a folder of the saved scan, largest first (default: the whole scan's top folder).",
-         .examples = {"kestrel list", "kestrel list ~/Downloads --limit 10", "kestrel list --all --json /srv"},
-         .mostOperands = 1},
+         .description = "Shows a folder as it was scanned, largest first (default: the top of the newest scan).",
+         .examples = {"kestrel list", "kestrel list ~/Downloads --limit 10", "kestrel list --all --json /srv",
+                      "kestrel list --at 7d ~/Downloads"},
+         .mostOperands = 1,
+         .readsSavedScan = true},
         [&session, options](const Operands& operands) { return list(session, *options, operands); });
     CLI::Option* all = command.add_flag("--all", options->all, "Show every item");
     command.add_option("--limit", options->limit, fmt::format("Show at most N items (default: {})", usualLimit))

@@ -3,7 +3,7 @@
 #include "commands/LibraryCommand.hpp"
 #include "output/JSONOutput.hpp"
 #include "output/ModelJSON.hpp"
-#include "store/SavedSnapshot.hpp"
+#include "store/SavedScan.hpp"
 #include "terminal/Interruption.hpp"
 
 #include "KestrelCore/Collections/MediaLibraryIndexer.hpp"
@@ -32,7 +32,8 @@ std::vector<LibraryLine> linesOf(const std::vector<MediaAsset>& assets) {
 }
 
 ExitCode media(const Session& session, const LibraryOptions& options) {
-    const ScanSnapshot snapshot = loadSavedSnapshot(session);
+    const SavedScan scan = SavedScan::newest(session);
+    const ScanSnapshot snapshot = scan.snapshot();
     MediaLibraryIndex index = MediaLibraryIndexer::makeIndex(snapshot, FileManager::standard()->homeDirectory());
     Interruption::check();
     // What was not asked for is neither shown nor counted.
@@ -48,13 +49,13 @@ ExitCode media(const Session& session, const LibraryOptions& options) {
         json.finish();
         return ExitCode::done;
     }
-    writeAge(session, snapshot);
+    writeAge(session, scan.summary());
     if (options.kind != "video")
-        writeLibrary(session, snapshot, "Photos", linesOf(index.images), index.imageBytes(), options.textLimit());
+        writeLibrary(session, scan.summary(), "Photos", linesOf(index.images), index.imageBytes(), options.textLimit());
     // A blank line between the two lists.
     if (options.kind.empty()) session.out << '\n';
     if (options.kind != "image")
-        writeLibrary(session, snapshot, "Videos", linesOf(index.videos), index.videoBytes(), options.textLimit());
+        writeLibrary(session, scan.summary(), "Videos", linesOf(index.videos), index.videoBytes(), options.textLimit());
     return ExitCode::done;
 }
 

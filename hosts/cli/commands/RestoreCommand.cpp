@@ -3,6 +3,7 @@
 #include "commands/Deletion.hpp"
 #include "output/ModelJSON.hpp"
 #include "output/Table.hpp"
+#include "store/Places.hpp"
 #include "terminal/Interruption.hpp"
 
 #include "KestrelCore/Deletion/TrashReceipts.hpp"

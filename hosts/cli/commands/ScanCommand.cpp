@@ -6,8 +6,8 @@
 #include "output/ModelJSON.hpp"
 #include "output/SizeTree.hpp"
 #include "output/TerminalText.hpp"
-#include "store/SavedSnapshot.hpp"
-#include "store/StorePath.hpp"
+#include "store/SavedScan.hpp"
+#include "store/ScanSaving.hpp"
 #include "terminal/Interruption.hpp"
 #include "terminal/ProgressLine.hpp"
 
@@ -27,8 +27,8 @@
 #include <variant>
 
 // A scan runs on a thread of the library's and tells how far it is; this thread draws that and looks for Ctrl-C. Then
-// the result is shown first and saved after: saving takes its time, and whoever looks at a tree need not wait for it.
-// As JSON it is the other way round, because the one object tells whether the scan was saved.
+// the result is shown while it is saved, or before: saving takes its time, and whoever looks at a tree need not wait for
+// it. As JSON it is the other way round, because the one object tells whether the scan was saved.
 
 using namespace KestrelCore;
 
@@ -98,7 +98,7 @@ std::vector<FileRecord> shownRecords(const std::vector<TreeLine>& tree, const st
 
 void writeJSON(const Session& session, const FinishedScan& scan, const std::vector<FileRecord>& largest, bool isSaved) {
     JSONOutput json{session.out};
-    writeSnapshot(json, "snapshot", scan.snapshot);
+    writeSnapshot(json, "snapshot", summaryOf(scan.snapshot));
     json.beginArray("largest");
     for (const FileRecord& record : largest) writeRecord(json, record);
     json.endArray();
@@ -152,8 +152,9 @@ void writeText(const Session& session, const FinishedScan& scan, const ScanOptio
 
 /// Scans, shows, saves. Incomplete where some items could not be read; failed where it could not be saved.
 ExitCode scan(const Session& session, const ScanOptions& options, const Operands& operands) {
-    // A place that no store can have is told before the scan, not after it.
-    if (!options.noSave) (void)storePath(session);
+    // What can't be saved anywhere is told before the scan, not after it.
+    std::optional<ScanSaving> saving;
+    if (!options.noSave) saving.emplace(session);
     const std::string name = operands.empty() ? FileManager::standard()->homeDirectory().string() : operands.front();
     const ScanRoot root = resolveScanRoot(name);
     if (root.wasLink) {
@@ -161,24 +162,25 @@ ExitCode scan(const Session& session, const ScanOptions& options, const Operands
     }
     const FinishedScan finished = scanWithProgress(session, root.scope);
 
+    // Before this scan is the newest one.
+    const std::optional<EarlierScan> earlier = saving ? saving->earlier(root.scope.root) : std::nullopt;
+    Interruption::check();
+    if (saving) saving->begin(finished.snapshot);
     const std::vector<TreeLine> tree = sizeTree(finished.snapshot, options.limits);
     const std::vector<FileRecord> files = largestFiles(finished.snapshot, options.limits.top);
     Interruption::check();
     ExitCode code = ExitCode::done;
     if (session.options.json) {
         // A save that has begun is not stopped: what it did is told.
-        const bool isSaved = !options.noSave && save(session, finished.snapshot);
-        if (!isSaved && !options.noSave) code = ExitCode::failed;
+        const bool isSaved = saving && saving->save(finished.snapshot);
+        if (saving && !isSaved) code = ExitCode::failed;
         writeJSON(session, finished, shownRecords(tree, files), isSaved);
     } else {
-        // Before this scan takes its place in the store.
-        const std::optional<EarlierScan> earlier = earlierScan(session, root.scope.root);
-        Interruption::check();
         writeText(session, finished, options, tree, files, earlier);
         // The result is there to be read while it is saved.
         session.out.flush();
         Interruption::check();
-        if (!options.noSave && !save(session, finished.snapshot)) code = ExitCode::failed;
+        if (saving && !saving->save(finished.snapshot)) code = ExitCode::failed;
     }
     const std::size_t issues = finished.snapshot.issues().size();
     // A total that may be too small is no failure, but a script must be able to tell it from a whole one.
@@ -210,7 +212,7 @@ void addScanCommand(CLI::App& app, Session& session) {
         ->option_text("N")
         ->transform(wholeNumber(100'000));
     command.add_flag("--issues", options->listsIssues, "List the items that could not be read");
-    command.add_flag("--no-save", options->noSave, "Do not keep the result as a snapshot");
+    command.add_flag("--no-save", options->noSave, "Do not keep the result");
 }
 
 }  // namespace KestrelCLI

@@ -8,7 +8,7 @@
 #include "output/SearchMarks.hpp"
 #include "output/Table.hpp"
 #include "output/Times.hpp"
-#include "store/SavedSnapshot.hpp"
+#include "store/SavedScan.hpp"
 #include "terminal/Interruption.hpp"
 #include "terminal/InterruptionWatch.hpp"
 
@@ -55,10 +55,10 @@ void writeTexts(JSONOutput& json, std::string_view key, const Texts& texts) {
 }
 
 /// The snapshot, how the words were understood, and the results with their scores.
-void writeJSON(const Session& session, const ScanSnapshot& snapshot, const SearchAnswer& answer) {
+void writeJSON(const Session& session, const Generation& scan, const SearchAnswer& answer) {
     const SearchExplanation& understood = answer.explanation;
     JSONOutput json{session.out};
-    writeSnapshot(json, "snapshot", snapshot);
+    writeSnapshot(json, "snapshot", scan);
     json.beginObject("query");
     writeTexts(json, "terms", understood.terms);
     json.beginArray("kinds");
@@ -151,7 +151,8 @@ void writeTable(const Session& session, const SearchAnswer& answer, bool hasScor
 /// Operands are put together again: whether the shell or quotes parted the words makes no difference.
 ExitCode search(const Session& session, const SearchOptions& options, const Operands& words) {
     const std::string typed = fmt::format("{}", fmt::join(words, " "));
-    const ScanSnapshot snapshot = loadSavedSnapshot(session);
+    const SavedScan scan = SavedScan::newest(session);
+    const ScanSnapshot snapshot = scan.snapshot();
     const InterruptionWatch watch;
     const auto answer = snapshot.search(SearchQuery{Text{typed}}, options.limit,
                                         {.cancellation = watch.token(), .now = std::nullopt, .threads = 0});
@@ -162,7 +163,7 @@ ExitCode search(const Session& session, const SearchOptions& options, const Oper
     // Who wants to see nothing is not told that nothing is there.
     if (answer->results.empty() && options.limit > 0) session.say("Nothing in the saved scan answers that search.");
     if (session.options.json) {
-        writeJSON(session, snapshot, *answer);
+        writeJSON(session, scan.summary(), *answer);
         return ExitCode::done;
     }
     if (options.print0) {
@@ -188,7 +189,8 @@ void addSearchCommand(CLI::App& app, Session& session) {
                                  "kestrel search 'type:folder >2gb old'", "kestrel search --explain ext:pdf '<10mb'",
                                  "kestrel search --print0 installers old | xargs -0 ls -l"},
                     .fewestOperands = 1,
-                    .mostOperands = Command::unlimited},
+                    .mostOperands = Command::unlimited,
+                    .readsSavedScan = true},
                    [&session, options](const Operands& words) { return search(session, *options, words); });
     command.add_option("--limit", options->limit, "Show at most N items (default: 100)")
         ->type_name("N")

@@ -50,16 +50,20 @@ void writeRecord(JSONOutput& json, const FileRecord& record) {
     json.endObject();
 }
 
-void writeSnapshot(JSONOutput& json, std::string_view key, const ScanSnapshot& snapshot) {
+void writeSummaryMembers(JSONOutput& json, const Generation& scan) {
+    json.member("id", scan.snapshot.uuidString());
+    json.member("root", scan.scope.root.path().view());
+    json.member("displayName", scan.scope.displayName.view());
+    writeDate(json, "startedAt", scan.startedAt);
+    writeDate(json, "completedAt", scan.completedAt);
+    json.member("records", scan.records);
+    json.member("issues", scan.issues);
+    json.member("totalAllocatedBytes", scan.totalAllocatedBytes);
+}
+
+void writeSnapshot(JSONOutput& json, std::string_view key, const Generation& scan) {
     json.beginObject(key);
-    json.member("id", snapshot.id().uuidString());
-    json.member("root", snapshot.scope().root.path().view());
-    json.member("displayName", snapshot.scope().displayName.view());
-    writeDate(json, "startedAt", snapshot.startedAt());
-    writeDate(json, "completedAt", snapshot.completedAt());
-    json.member("records", snapshot.records().size());
-    json.member("issues", snapshot.issues().size());
-    json.member("totalAllocatedBytes", snapshot.totalAllocatedBytes());
+    writeSummaryMembers(json, scan);
     json.endObject();
 }
 

@@ -7,7 +7,7 @@
 #include "KestrelCore/Model/FileKind.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
 #include "KestrelCore/Model/RiskLevel.hpp"
-#include "KestrelCore/Snapshot/ScanSnapshot.hpp"
+#include "KestrelCore/Storage/Generation.hpp"
 
 #include <string_view>
 
@@ -21,8 +21,11 @@ namespace KestrelCLI {
 void writeRecordMembers(JSONOutput& json, const KestrelCore::FileRecord& record);
 /// A record as an element of the array that is open.
 void writeRecord(JSONOutput& json, const KestrelCore::FileRecord& record);
-/// The member `key` with the snapshot's summary: identity, root, dates, how many records and issues, total size.
-void writeSnapshot(JSONOutput& json, std::string_view key, const KestrelCore::ScanSnapshot& snapshot);
+/// The members of a scan's summary, into the object that is open: identity, root, dates, how many records and issues,
+/// total size.
+void writeSummaryMembers(JSONOutput& json, const KestrelCore::Generation& scan);
+/// The member `key` with such an object.
+void writeSnapshot(JSONOutput& json, std::string_view key, const KestrelCore::Generation& scan);
 /// The member `key` with an RFC 3339 date in UTC.
 void writeDate(JSONOutput& json, std::string_view key, const KestrelCore::Date& date);
 

@@ -36,6 +36,7 @@ enum class ColorChoice { automatic, always, never };
 /// Options that every command takes, before or after its name.
 struct GlobalOptions {
     std::optional<std::string> store;  ///< the snapshot database, as the user named it
+    std::optional<std::string> at;     ///< which saved scan is looked at, as the user wrote it; absent: the newest
     bool json = false;                 ///< one JSON object instead of a text for people
     bool exactBytes = false;           ///< sizes to the byte
     ColorChoice color = ColorChoice::automatic;

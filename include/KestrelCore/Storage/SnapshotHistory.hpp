@@ -64,6 +64,9 @@ public:
     [[nodiscard]] std::vector<FileRecord> children(std::int64_t number, const Text& path) const;
     /// The record with that path; empty where there is none.
     [[nodiscard]] std::optional<FileRecord> record(std::int64_t number, const Text& path) const;
+    /// The same for many paths at once, in their order.
+    [[nodiscard]] std::vector<std::optional<FileRecord>> records(std::int64_t number,
+                                                                 const std::vector<Text>& paths) const;
     /// What lies below the folder at `path`; empty for a path that is no folder of the generation.
     [[nodiscard]] std::optional<FolderTotals> totals(std::int64_t number, const Text& path) const;
 

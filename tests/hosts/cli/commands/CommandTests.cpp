@@ -1,5 +1,5 @@
 #include "commands/Command.hpp"
-#include "store/StorePath.hpp"
+#include "store/Places.hpp"
 #include "support/EnvironmentSetting.hpp"
 #include "support/TemporaryFolder.hpp"
 #include "terminal/Interruption.hpp"
@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <memory>
 #include <sstream>
 #include <stdexcept>
@@ -239,17 +240,15 @@ TEST(ExitCode, isTheFirstThatApplies) {
     }
 }
 
-TEST(StoreLocation, ofAHomeDirectoryThatIsNotUTF8IsNoPlace) {
+TEST(DataFolder, ofAHomeDirectoryThatIsNotUTF8IsNoPlace) {
     const KestrelCore::EnvironmentSetting home{"CFFIXED_USER_HOME", "/nowhere/b\xff"};
     const KestrelCore::TemporaryFolder folder;
     const std::string data = folder.makeFolder("data");
-    std::ostringstream stream;
-    const Session session{.out = stream, .messages = stream, .terminal = {}, .options = {}};
     for (const char* dataHome : {static_cast<const char*>(nullptr), "/nowhere/d\xff"}) {
         const KestrelCore::EnvironmentSetting setting{"XDG_DATA_HOME", dataHome};
-        EXPECT_EQ(usualStorePath(), std::nullopt);
+        EXPECT_EQ(usualDataFolder(), std::nullopt);
         try {
-            (void)storePath(session);
+            (void)dataFolder();
             ADD_FAILURE();
         } catch (const std::runtime_error& error) {
             EXPECT_STREQ(error.what(), "The name of the data folder is not UTF-8. Set XDG_DATA_HOME to another one, or "
@@ -257,15 +256,30 @@ TEST(StoreLocation, ofAHomeDirectoryThatIsNotUTF8IsNoPlace) {
         }
     }
     const KestrelCore::EnvironmentSetting setting{"XDG_DATA_HOME", data.c_str()};
-    EXPECT_EQ(storePath(session), data + "/kestrel/snapshots.sqlite");
+    EXPECT_EQ(historyPath(), data + "/kestrel/history.sqlite");
 }
 
-TEST(StoreLocation, followsTheDataFolderOfTheAccountWhenItIsAbsolute) {
-    EXPECT_EQ(defaultStorePath("/home/a", "/data"), "/data/kestrel/snapshots.sqlite");
+TEST(DataFolder, followsThatOfTheAccountWhenItIsAbsolute) {
+    EXPECT_EQ(defaultDataFolder("/home/a", "/data"), "/data/kestrel");
     for (const auto& unusable :
          {std::optional<std::string>{}, std::optional<std::string>{""}, std::optional<std::string>{"relative/data"}}) {
-        EXPECT_EQ(defaultStorePath("/home/a", unusable), "/home/a/.local/share/kestrel/snapshots.sqlite");
+        EXPECT_EQ(defaultDataFolder("/home/a", unusable), "/home/a/.local/share/kestrel");
     }
+}
+
+TEST(DataFolder, takesOverTheReceiptsOfEarlierVersionsUnlessItHasItsOwn) {
+    const KestrelCore::TemporaryFolder folder;
+    const KestrelCore::EnvironmentSetting setting{"XDG_DATA_HOME", folder.path().c_str()};
+    std::ostringstream stream;
+    const Session session{.out = stream, .messages = stream, .terminal = {}, .options = {}};
+    const std::string receipts = folder / "kestrel/receipts";
+    EXPECT_EQ(receiptsPath(session), receipts);
+    const std::string earlier = folder.makeFile("kestrel/snapshots.sqlite-receipts/a.receipt", "a");
+    EXPECT_EQ(receiptsPath(session), receipts);
+    EXPECT_TRUE(std::filesystem::exists(receipts + "/a.receipt"));
+    (void)folder.makeFile("kestrel/snapshots.sqlite-receipts/b.receipt", "b");
+    EXPECT_EQ(receiptsPath(session), receipts);
+    EXPECT_TRUE(std::filesystem::exists(folder / "kestrel/snapshots.sqlite-receipts/b.receipt"));
 }
 
 }  // namespace KestrelCLI

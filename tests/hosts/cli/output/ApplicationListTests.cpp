@@ -43,7 +43,7 @@ std::string printed(bool isTerminal, const Show& show) {
     const Session session{.out = out,
                           .messages = messages,
                           .terminal = {.isOutput = isTerminal},
-                          .options = {.store = {}, .color = ColorChoice::never}};
+                          .options = {.store = {}, .at = {}, .color = ColorChoice::never}};
     show(session);
     EXPECT_EQ(messages.str(), "");
     return out.str();

@@ -1,6 +1,8 @@
-#include "store/SavedSnapshot.hpp"
+#include "store/SavedScan.hpp"
 
 #include "commands/Commands.hpp"
+#include "output/Times.hpp"
+#include "store/ScanSaving.hpp"
 #include "terminal/Interruption.hpp"
 
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
@@ -64,7 +66,7 @@ protected:
     }
 };
 
-class SavedSnapshotCommands : public testing::Test {
+class SavedScanCommands : public testing::Test {
 protected:
     void save(const ScanSnapshot& snapshot) { SQLiteSnapshotStore{files_.url()}.replace(snapshot); }
     CommandRun run(std::vector<std::string> arguments) {
@@ -86,7 +88,7 @@ protected:
     StoreFiles files_;
 };
 
-TEST_F(SavedSnapshotCommands, listShowsAFolderLargestFirstAndHowOldTheScanIs) {
+TEST_F(SavedScanCommands, listShowsAFolderLargestFirstAndHowOldTheScanIs) {
     save(usualSnapshot());
     const CommandRun result = run({"list"});
     EXPECT_EQ(result.code, ExitCode::done);
@@ -96,7 +98,7 @@ TEST_F(SavedSnapshotCommands, listShowsAFolderLargestFirstAndHowOldTheScanIs) {
     EXPECT_THAT(run({"list", "/r/pictures"}).out, HasSubstr("a.jpg"));
 }
 
-TEST_F(SavedSnapshotCommands, listLeavesOutWhatIsBeyondTheLimitAndSaysSo) {
+TEST_F(SavedScanCommands, listLeavesOutWhatIsBeyondTheLimitAndSaysSo) {
     save(usualSnapshot());
     const CommandRun result = run({"list", "--limit", "1"});
     EXPECT_THAT(result.out, HasSubstr("pictures/"));
@@ -104,7 +106,7 @@ TEST_F(SavedSnapshotCommands, listLeavesOutWhatIsBeyondTheLimitAndSaysSo) {
     EXPECT_THAT(result.out, Not(HasSubstr("small.txt")));
 }
 
-TEST_F(SavedSnapshotCommands, listPrintsTheRecordsOfTheFolderAsJSON) {
+TEST_F(SavedScanCommands, listPrintsTheRecordsOfTheFolderAsJSON) {
     save(usualSnapshot());
     const CommandRun result = run({"list", "--json", "/r/pictures/"});
     EXPECT_THAT(result.out, testing::StartsWith("{\"schema\": 1, \"snapshot\": {\"id\": \""));
@@ -112,7 +114,7 @@ TEST_F(SavedSnapshotCommands, listPrintsTheRecordsOfTheFolderAsJSON) {
     EXPECT_EQ(result.messages, "");
 }
 
-TEST_F(SavedSnapshotCommands, mediaCountsAndListsPhotosAndVideos) {
+TEST_F(SavedScanCommands, mediaCountsAndListsPhotosAndVideos) {
     save(usualSnapshot());
     const CommandRun all = run({"media", "--json"});
     EXPECT_THAT(all.out, HasSubstr("\"imageBytes\": 300, \"videoBytes\": 200, \"totalBytes\": 500"));
@@ -122,7 +124,7 @@ TEST_F(SavedSnapshotCommands, mediaCountsAndListsPhotosAndVideos) {
     EXPECT_EQ(run({"media", "--kind", "sound"}).code, ExitCode::wrongUsage);
 }
 
-TEST_F(SavedSnapshotCommands, documentsListsEachWithItsKind) {
+TEST_F(SavedScanCommands, documentsListsEachWithItsKind) {
     save(usualSnapshot());
     const CommandRun result = run({"documents", "--json"});
     EXPECT_THAT(result.out, HasSubstr("\"path\": \"/r/small.txt\""));
@@ -131,7 +133,7 @@ TEST_F(SavedSnapshotCommands, documentsListsEachWithItsKind) {
     EXPECT_THAT(run({"documents"}).out, HasSubstr("small.txt"));
 }
 
-TEST_F(SavedSnapshotCommands, sayWhenNothingIsSavedYetAndCreateNothing) {
+TEST_F(SavedScanCommands, sayWhenNothingIsSavedYetAndCreateNothing) {
     for (const char* command : {"list", "media", "documents"}) {
         EXPECT_THAT(failure({command}), HasSubstr("There is no saved scan yet"));
     }
@@ -140,7 +142,7 @@ TEST_F(SavedSnapshotCommands, sayWhenNothingIsSavedYetAndCreateNothing) {
     EXPECT_THAT(failure({"list"}), HasSubstr("There is no saved scan yet"));
 }
 
-TEST_F(SavedSnapshotCommands, leaveAnEmptyFileEmpty) {
+TEST_F(SavedScanCommands, leaveAnEmptyFileEmpty) {
     files_.setBytes("");
     for (const char* command : {"list", "media", "documents"}) {
         EXPECT_THAT(failure({command}), HasSubstr("There is no saved scan yet")) << command;
@@ -152,7 +154,7 @@ TEST_F(SavedSnapshotCommands, leaveAnEmptyFileEmpty) {
     EXPECT_EQ(std::distance(begin(items), end(items)), 1) << "something was made beside it";
 }
 
-TEST_F(SavedSnapshotCommands, endWithoutAResultWhenTheyAreInterrupted) {
+TEST_F(SavedScanCommands, endWithoutAResultWhenTheyAreInterrupted) {
     save(usualSnapshot());
     const std::vector<std::vector<std::string>> commands{{"list"},  {"list", "--json"}, {"search", "a"},
                                                          {"media"}, {"documents"},      {"clear"}};
@@ -165,7 +167,7 @@ TEST_F(SavedSnapshotCommands, endWithoutAResultWhenTheyAreInterrupted) {
     EXPECT_TRUE(SQLiteSnapshotStore{files_.url()}.loadLatest().has_value()) << "clear went on";
 }
 
-TEST_F(SavedSnapshotCommands, callNoStoreEmptyThatCannotBeLookedAt) {
+TEST_F(SavedScanCommands, callNoStoreEmptyThatCannotBeLookedAt) {
     std::filesystem::create_symlink(files_.path(), files_.path());
     for (const char* command : {"clear", "list"}) {
         const CommandRun result = run({command});
@@ -175,7 +177,7 @@ TEST_F(SavedSnapshotCommands, callNoStoreEmptyThatCannotBeLookedAt) {
     }
 }
 
-TEST_F(SavedSnapshotCommands, takeOnlyWholeNumbersAsALimit) {
+TEST_F(SavedScanCommands, takeOnlyWholeNumbersAsALimit) {
     save(usualSnapshot());
     const std::vector<std::vector<std::string>> commands{{"list"}, {"search", "a"}, {"media"}, {"documents"}};
     for (std::vector<std::string> arguments : commands) {
@@ -195,27 +197,27 @@ TEST_F(SavedSnapshotCommands, takeOnlyWholeNumbersAsALimit) {
     }
 }
 
-TEST_F(SavedSnapshotCommands, readALimitAsDecimalAlsoWithLeadingZeros) {
+TEST_F(SavedScanCommands, readALimitAsDecimalAlsoWithLeadingZeros) {
     std::vector<Item> items{{"/r", FileKind::directory, 100, ""}};
     for (int i = 0; i < 12; ++i) items.push_back({fmt::format("/r/{}", i), FileKind::file, 1, ""});
     save(aSnapshot(items));
     EXPECT_THAT(run({"list", "--limit", "010"}).out, HasSubstr("2 more items"));
 }
 
-TEST_F(SavedSnapshotCommands, searchSaysNothingOfWhatItWasNotToShow) {
+TEST_F(SavedScanCommands, searchSaysNothingOfWhatItWasNotToShow) {
     save(usualSnapshot());
     EXPECT_EQ(run({"search", "small", "--limit", "0"}).messages, "");
     EXPECT_EQ(run({"search", "small", "--limit", "1"}).messages, "");
     EXPECT_THAT(run({"search", "nowhere", "--limit", "1"}).messages, HasSubstr("Nothing in the saved scan"));
 }
 
-TEST_F(SavedSnapshotCommands, librariesPrintWhatTheyPromiseAsJSON) {
+TEST_F(SavedScanCommands, librariesPrintWhatTheyPromiseAsJSON) {
     save(usualSnapshot());
     EXPECT_THAT(run({"media", "--json"}).out, testing::StartsWith("{\"schema\": 1, \"images\": ["));
     EXPECT_THAT(run({"documents", "--json"}).out, testing::StartsWith("{\"schema\": 1, \"documents\": ["));
 }
 
-TEST_F(SavedSnapshotCommands, takeNoPlaceWhoseNameIsNotUTF8) {
+TEST_F(SavedScanCommands, takeNoPlaceWhoseNameIsNotUTF8) {
     const std::string odd = files_.folder() + "/d\xFF";
     const std::vector<std::vector<std::string>> commands{{"list"},      {"search", "a"}, {"media"},
                                                          {"documents"}, {"scan", "/r"},  {"clear"}};
@@ -234,14 +236,14 @@ TEST_F(SavedSnapshotCommands, takeNoPlaceWhoseNameIsNotUTF8) {
     EXPECT_TRUE(std::filesystem::is_empty(files_.folder()));
 }
 
-TEST_F(SavedSnapshotCommands, listTellsAPathOutsideTheScanFromOneThatIsMissingInIt) {
+TEST_F(SavedScanCommands, listTellsAPathOutsideTheScanFromOneThatIsMissingInIt) {
     save(usualSnapshot());
     EXPECT_THAT(failure({"list", "/elsewhere"}), HasSubstr("/elsewhere lies outside the saved scan, which is of /r."));
     EXPECT_THAT(failure({"list", "/r/missing"}), HasSubstr("/r/missing is not in the saved scan."));
     EXPECT_THAT(failure({"list", "/r/small.txt"}), HasSubstr("/r/small.txt is not a folder."));
 }
 
-TEST_F(SavedSnapshotCommands, sayWhatIsWrongWithTheStoreAndLeaveItAsItIs) {
+TEST_F(SavedScanCommands, sayWhatIsWrongWithTheStoreAndLeaveItAsItIs) {
     files_.query("CREATE TABLE snapshots (id TEXT, completed_at REAL);");
     EXPECT_THAT(failure({"list"}), HasSubstr("no such column: payload"));
     files_.query("DROP TABLE snapshots; CREATE TABLE snapshots (id TEXT PRIMARY KEY, completed_at REAL, payload BLOB);"
@@ -250,14 +252,14 @@ TEST_F(SavedSnapshotCommands, sayWhatIsWrongWithTheStoreAndLeaveItAsItIs) {
     EXPECT_EQ(files_.query("SELECT id FROM snapshots;"), "a");
 }
 
-TEST_F(SavedSnapshotCommands, sayThatAFileIsNoDatabase) {
+TEST_F(SavedScanCommands, sayThatAFileIsNoDatabase) {
     files_.setBytes(std::string(3'000, 'x'));
     EXPECT_THAT(failure({"documents"}), HasSubstr("file is not a database"));
     EXPECT_THAT(failure({"clear"}), HasSubstr("file is not a database"));
     EXPECT_EQ(files_.bytes(), std::string(3'000, 'x'));
 }
 
-TEST_F(SavedSnapshotCommands, refuseASnapshotThatContradictsItself) {
+TEST_F(SavedScanCommands, refuseASnapshotThatContradictsItself) {
     const Item twice{"/r/x", FileKind::file, 1, ""};
     save(aSnapshot({{"/r", FileKind::directory, 2, ""}, twice, twice}));
     EXPECT_THAT(failure({"list"}), HasSubstr("contradicts itself"));
@@ -265,7 +267,7 @@ TEST_F(SavedSnapshotCommands, refuseASnapshotThatContradictsItself) {
     EXPECT_THAT(failure({"media"}), HasSubstr("contradicts itself"));
 }
 
-TEST_F(SavedSnapshotCommands, clearEmptiesTheStore) {
+TEST_F(SavedScanCommands, clearEmptiesTheStore) {
     save(sampleSnapshot(10'000, 1));
     const auto before = std::filesystem::file_size(files_.path());
     const CommandRun result = run({"clear", "--json"});
@@ -278,7 +280,7 @@ TEST_F(SavedSnapshotCommands, clearEmptiesTheStore) {
     EXPECT_EQ(run({"clear"}).code, ExitCode::done);
 }
 
-TEST_F(SavedSnapshotCommands, clearLeavesTheRestOfAForeignDatabaseAsItIs) {
+TEST_F(SavedScanCommands, clearLeavesTheRestOfAForeignDatabaseAsItIs) {
     save(usualSnapshot());
     // Rows without numbers of their own get others when a database is written anew.
     files_.query("CREATE TABLE theirs (x); INSERT INTO theirs VALUES (1), (2), (3); DELETE FROM theirs WHERE x < 3;");
@@ -286,12 +288,12 @@ TEST_F(SavedSnapshotCommands, clearLeavesTheRestOfAForeignDatabaseAsItIs) {
     EXPECT_EQ(files_.query("SELECT rowid FROM theirs;"), "3");
 }
 
-TEST_F(SavedSnapshotCommands, clearCreatesNoStore) {
+TEST_F(SavedScanCommands, clearCreatesNoStore) {
     EXPECT_EQ(run({"clear"}).code, ExitCode::done);
     EXPECT_TRUE(std::filesystem::is_empty(files_.folder()));
 }
 
-TEST_F(SavedSnapshotCommands, scanSavesAndTellsTheChangeSinceTheLastScanOfTheSameFolder) {
+TEST_F(SavedScanCommands, scanSavesAndTellsTheChangeSinceTheLastScanOfTheSameFolder) {
     TemporaryFolder folder;
     std::ofstream{folder.path() + "/a.bin"} << std::string(100'000, 'x');
     const CommandRun first = run({"scan", folder.path()});
@@ -303,7 +305,7 @@ TEST_F(SavedSnapshotCommands, scanSavesAndTellsTheChangeSinceTheLastScanOfTheSam
     EXPECT_THAT(run({"list"}).out, HasSubstr(folder.path() + ", scanned just now"));
 }
 
-TEST_F(SavedSnapshotCommands, scanComparesWithNothingThatContradictsItself) {
+TEST_F(SavedScanCommands, scanComparesWithNothingThatContradictsItself) {
     TemporaryFolder folder;
     const std::string root = std::filesystem::canonical(folder.path()).string();
     const auto record = [&](std::int64_t bytes) {
@@ -325,7 +327,7 @@ TEST_F(SavedSnapshotCommands, scanComparesWithNothingThatContradictsItself) {
     EXPECT_THAT(run({"scan", root}).out, HasSubstr("1 hour ago"));
 }
 
-TEST_F(SavedSnapshotCommands, scanSavesNothingAfterItWasInterrupted) {
+TEST_F(SavedScanCommands, scanSavesNothingAfterItWasInterrupted) {
     TemporaryFolder folder;
     InterruptedOutput output;
     std::ostream out{&output};
@@ -337,7 +339,7 @@ TEST_F(SavedSnapshotCommands, scanSavesNothingAfterItWasInterrupted) {
     EXPECT_TRUE(std::filesystem::is_empty(files_.folder()));
 }
 
-TEST_F(SavedSnapshotCommands, scanSavesNothingWhenToldSo) {
+TEST_F(SavedScanCommands, scanSavesNothingWhenToldSo) {
     TemporaryFolder folder;
     const CommandRun result = run({"scan", "--no-save", "--json", folder.path()});
     EXPECT_THAT(result.out, HasSubstr("\"saved\": false"));
@@ -345,7 +347,7 @@ TEST_F(SavedSnapshotCommands, scanSavesNothingWhenToldSo) {
     EXPECT_THAT(run({"scan", "--json", folder.path()}).out, HasSubstr("\"saved\": true"));
 }
 
-TEST_F(SavedSnapshotCommands, scanShowsItsResultAndFailsWhenItCannotBeSaved) {
+TEST_F(SavedScanCommands, scanShowsItsResultAndFailsWhenItCannotBeSaved) {
     TemporaryFolder folder;
     files_.setBytes(std::string(3'000, 'x'));
     const CommandRun result = run({"scan", folder.path()});
@@ -360,10 +362,10 @@ TEST_F(SavedSnapshotCommands, scanShowsItsResultAndFailsWhenItCannotBeSaved) {
 TEST(WhyNotSaved, explainsWhatASnapshotIsTooLargeFor) {
     EXPECT_EQ(whyNotSaved("/s", "disk I/O error"), "The scan could not be saved in /s: disk I/O error");
     EXPECT_THAT(whyNotSaved("/s", "string or blob too big"),
-                testing::StartsWith("The scan could not be saved in /s: string or blob too big. A snapshot spells"));
+                testing::StartsWith("The scan could not be saved in /s: string or blob too big. A snapshot database spells"));
 }
 
-TEST_F(SavedSnapshotCommands, keepTheDefaultFolderPrivate) {
+TEST_F(SavedScanCommands, keepTheDefaultFolderPrivate) {
     const EnvironmentSetting dataHome{"XDG_DATA_HOME", files_.folder().c_str()};
     const std::string folder = files_.folder() + "/kestrel";
     const auto mode = [&] { return static_cast<unsigned>(std::filesystem::status(folder).permissions()); };

@@ -1,0 +1,128 @@
+#include "store/DeletionRecords.hpp"
+
+#include "store/HistoryAccess.hpp"
+#include "store/Places.hpp"
+
+#include "KestrelCore/Base/Path.hpp"
+#include "KestrelCore/Base/URL.hpp"
+#include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <exception>
+#include <map>
+#include <unordered_set>
+#include <utility>
+
+using namespace KestrelCore;
+
+namespace KestrelCLI {
+
+namespace {
+
+/// Without items that lie below others: a folder takes its content along, and no size is subtracted twice.
+std::vector<Text> uppermost(const std::vector<Text>& paths) {
+    const std::unordered_set<Text> all{paths.begin(), paths.end()};
+    std::vector<Text> result;
+    for (const Text& path : all) {
+        bool isBelowAnother = false;
+        for (Text above = Path::deletingLastComponent(path); above.byteCount() > 1 && !isBelowAnother;
+             above = Path::deletingLastComponent(above))
+            isBelowAnother = all.contains(above);
+        if (!isBelowAnother) result.push_back(path);
+    }
+    return result;
+}
+
+/// The paths of each scan: the newest that covers them.
+std::map<std::int64_t, std::vector<Text>> byGeneration(const SnapshotHistory& history, const std::vector<Text>& paths) {
+    std::map<std::int64_t, std::vector<Text>> result;
+    const std::vector<Generation> generations = history.generations();
+    for (const Text& path : paths) {
+        const auto found =
+            std::ranges::find_if(generations, [&](const Generation& each) { return covers(each, path); });
+        if (found != generations.end()) result[found->number].push_back(path);
+    }
+    return result;
+}
+
+}  // namespace
+
+DeletionRecords::DeletionRecords(const Session& session, const std::vector<Text>& paths)
+    : session_{session}, store_{namedStorePath(session)} {
+    try {
+        store_ ? lookUpInStore(paths) : lookUpInHistory(paths);
+    } catch (const std::exception& error) {
+        session.say(fmt::format("The saved scans are left out: {}", error.what()));
+    }
+}
+
+void DeletionRecords::lookUpInHistory(const std::vector<Text>& paths) {
+    history_ = openHistory(session_);
+    for (const auto& [number, covered] : byGeneration(*history_, paths)) {
+        for (const auto& record : history_->records(number, covered)) {
+            if (record) records_.emplace(record->path().string(), *record);
+        }
+    }
+}
+
+void DeletionRecords::lookUpInStore(const std::vector<Text>& paths) {
+    if (!isStoreThere(*store_)) return;
+    const auto snapshot = SQLiteSnapshotStore{URL::fromPath(*store_)}.loadLatest();
+    if (!snapshot) return;
+    if (!snapshot->isConsistent()) {
+        session_.say("The saved snapshot contradicts itself and is left out. Scan again.");
+        return;
+    }
+    for (const Text& path : paths) {
+        if (const auto record = snapshot->record(path)) records_.emplace(record->path().string(), *record);
+    }
+}
+
+std::optional<FileRecord> DeletionRecords::record(const Text& path) const {
+    const auto found = records_.find(path.string());
+    return found == records_.end() ? std::nullopt : std::optional{found->second};
+}
+
+void DeletionRecords::takeOut(const std::vector<Text>& gone) const {
+    if (gone.empty()) return;
+    try {
+        store_ ? takeOutOfStore(gone) : takeOutOfHistory(gone);
+    } catch (const std::exception& error) {
+        session_.say(fmt::format("The saved scan still shows what is gone: {}", error.what()));
+    }
+}
+
+void DeletionRecords::takeOutOfHistory(const std::vector<Text>& gone) const {
+    if (history_ == nullptr) return;  // it was said why
+    // By bytes, as below. Looked for anew: a scan that was saved meanwhile is the one that is asked from now on.
+    for (const auto& [number, covered] : byGeneration(*history_, uppermost(gone))) {
+        const auto records = history_->records(number, covered);
+        std::vector<Text> known;
+        for (std::size_t i = 0; i < covered.size(); ++i) {
+            if (records[i] && records[i]->path().view() == covered[i].view()) known.push_back(covered[i]);
+        }
+        if (!known.empty() && !history_->removing(number, known))
+            session_.say("Another scan was saved meanwhile; it may still show what is gone.");
+    }
+}
+
+void DeletionRecords::takeOutOfStore(const std::vector<Text>& gone) const {
+    if (!isStoreThere(*store_)) return;
+    SQLiteSnapshotStore store{URL::fromPath(*store_)};
+    const auto snapshot = store.loadLatest();
+    if (!snapshot || !snapshot->isConsistent()) return;
+    // By bytes: a canonically equal path is another item, which is still there.
+    std::unordered_set<Text> known;
+    for (const Text& removed : uppermost(gone)) {
+        const auto record = snapshot->record(removed);
+        if (record && record->path().view() == removed.view()) known.insert(removed);
+    }
+    // A scan that was saved meanwhile is the newer one, and stays.
+    if (!known.empty() && !store.replaceStored(snapshot->id(), snapshot->removing(known)))
+        session_.say("The saved snapshot was replaced or cleared meanwhile; a new one may still show what is gone.");
+}
+
+}  // namespace KestrelCLI

@@ -1,0 +1,79 @@
+#include "store/HistoryAccess.hpp"
+
+#include "output/Times.hpp"
+#include "store/Places.hpp"
+
+#include "KestrelCore/Base/Path.hpp"
+#include "KestrelCore/Base/URL.hpp"
+#include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <exception>
+#include <stdexcept>
+#include <string>
+#include <variant>
+
+using namespace KestrelCore;
+
+namespace KestrelCLI {
+
+namespace {
+
+/// Brings the one scan that earlier versions kept into the empty history, and empties their database, which is far
+/// larger.
+void takeOver(const Session& session, SnapshotHistory& history) {
+    const std::string place = earlierStorePath();
+    if (!isStoreThere(place)) return;
+    try {
+        SQLiteSnapshotStore store{URL::fromPath(place)};
+        const auto snapshot = store.loadLatest();
+        if (!snapshot) return;
+        // Sizes are added up later, by many.
+        if (!snapshot->isConsistent()) throw std::runtime_error{"It contradicts itself."};
+        (void)history.add(*snapshot, GenerationOrigin::import);
+        // Another scan may have been saved meanwhile, by an earlier version.
+        const auto left = store.loadLatest();
+        if (left && left->id() == snapshot->id()) store.clear();
+        session.say(fmt::format("The saved scan of {} from {} is in the history now.",
+                                snapshot->scope().root.path().view(), localTime(snapshot->completedAt())));
+    } catch (const std::exception& error) {
+        session.say(fmt::format("The scan in {} could not be taken over into the history: {}", place, error.what()));
+    }
+}
+
+}  // namespace
+
+std::shared_ptr<SnapshotHistory> openHistory(const Session& session) {
+    if (session.options.store)
+        throw UsageError{"--store names a database with one scan. Without it, kestrel works on the history."};
+    auto history = std::make_shared<SnapshotHistory>(URL::fromPath(historyPath()));
+    if (isStoreThere(earlierStorePath()) && history->generations().empty()) takeOver(session, *history);
+    return history;
+}
+
+bool covers(const Generation& generation, const Text& path) {
+    const Text root = generation.scope.root.path();
+    return root == path || root.view() == "/" || Path::isBeneath(path, root);
+}
+
+const Generation* chosen(const std::vector<Generation>& generations, const When& when) {
+    const auto found = std::ranges::find_if(generations, [&](const Generation& each) {
+        if (const auto* number = std::get_if<std::int64_t>(&when)) return each.number == *number;
+        return each.completedAt <= std::get<Date>(when);
+    });
+    return found == generations.end() ? nullptr : &*found;
+}
+
+const Generation& chosenByOption(const Session& session, const std::vector<Generation>& generations) {
+    if (!session.options.at) return generations.front();
+    const Date now = Date::now();
+    if (const Generation* found = chosen(generations, whenOption(*session.options.at, now))) return *found;
+    const Generation& oldest = generations.back();
+    throw std::runtime_error{fmt::format("--at {} means no saved scan that could answer this. The oldest that could is "
+                                         "{}, from {}; kestrel history lists all.",
+                                         *session.options.at, oldest.number, localTime(oldest.completedAt))};
+}
+
+}  // namespace KestrelCLI

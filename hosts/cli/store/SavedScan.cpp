@@ -1,0 +1,157 @@
+#include "store/SavedScan.hpp"
+
+#include "output/Times.hpp"
+#include "store/HistoryAccess.hpp"
+#include "store/Places.hpp"
+#include "terminal/Interruption.hpp"
+
+#include "KestrelCore/Base/Date.hpp"
+#include "KestrelCore/Base/Path.hpp"
+#include "KestrelCore/Base/URL.hpp"
+#include "KestrelCore/JSON/CodingErrors.hpp"
+#include "KestrelCore/Model/KestrelError.hpp"
+#include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+
+// Whoever wants to read a scan gets it or a finished sentence. A snapshot database is data from outside: it may come
+// from another version or have been tampered with, so what contradicts itself is refused before anyone adds its sizes.
+// The history is this user's alone, and damage to it shows in its sums.
+
+using namespace KestrelCore;
+
+namespace KestrelCLI {
+
+namespace {
+
+std::runtime_error nothingSaved() { return std::runtime_error{"There is no saved scan yet: kestrel scan makes one."}; }
+
+/// The scan in a snapshot database.
+ScanSnapshot loaded(const std::string& path) {
+    // Opening a store makes the file, or a database of an empty one: whoever only asks leaves things as they are.
+    if (!isStoreThere(path)) throw nothingSaved();
+    std::optional<ScanSnapshot> snapshot;
+    try {
+        snapshot = SQLiteSnapshotStore{URL::fromPath(path)}.loadLatest();
+    } catch (const DecodingError& error) {
+        throw std::runtime_error{fmt::format("The saved scan in {} can't be used: {}", path, error.what())};
+    } catch (const KestrelError& error) {
+        throw std::runtime_error{fmt::format("The store {} can't be read: {}", path, error.what())};
+    }
+    Interruption::check();
+    if (!snapshot) throw nothingSaved();
+    if (!snapshot->isConsistent()) {
+        throw std::runtime_error{fmt::format(
+            "The saved scan in {} contradicts itself (a path occurs twice, or a size is impossible): scan again.",
+            path)};
+    }
+    return *snapshot;
+}
+
+/// The database that --store names; empty where the history is to be asked.
+std::optional<std::string> database(const Session& session) {
+    auto path = namedStorePath(session);
+    if (path && session.options.at)
+        throw UsageError{"--at chooses among the scans of the history; the database that --store names has one only."};
+    return path;
+}
+
+/// What a name may mean: by its text first, since what was scanned may be gone by now, or be a link, and is in the scan
+/// all the same; then as the system sees it, because a link on the way, or "..", may lead to what the scan knows under
+/// its real path.
+std::vector<Text> meanings(const std::string& name) {
+    std::vector<Text> paths{Path::standardized(URL::fromPath(name).path())};
+    std::error_code error;
+    const std::filesystem::path real = std::filesystem::canonical(name, error);
+    if (!error && Text{real.native()} != paths.front()) paths.emplace_back(real.native());
+    return paths;
+}
+
+NamedRecord findIn(const std::string& path, const std::string& name) {
+    SavedScan scan{loaded(path)};
+    const std::vector<Text> paths = meanings(name);
+    for (const Text& each : paths) {
+        if (auto record = scan.record(each)) return {.scan = std::move(scan), .record = std::move(*record)};
+    }
+    if (covers(scan.summary(), paths.front()))
+        throw std::runtime_error{fmt::format("{} is not in the saved scan.", paths.front().view())};
+    throw std::runtime_error{fmt::format("{} lies outside the saved scan, which is of {}.", paths.front().view(),
+                                         scan.summary().scope.root.path().view())};
+}
+
+}  // namespace
+
+SavedScan::SavedScan(ScanSnapshot snapshot) : summary_{summaryOf(snapshot)}, snapshot_{std::move(snapshot)} {}
+
+SavedScan SavedScan::newest(const Session& session) {
+    if (const auto path = database(session)) return SavedScan{loaded(*path)};
+    std::shared_ptr<const SnapshotHistory> history = openHistory(session);
+    const std::vector<Generation> generations = history->generations();
+    if (generations.empty()) throw nothingSaved();
+    return {std::move(history), chosenByOption(session, generations)};
+}
+
+ScanSnapshot SavedScan::snapshot() const {
+    if (snapshot_) return *snapshot_;
+    ScanSnapshot snapshot = history_->load(summary_.number);
+    Interruption::check();
+    return snapshot;
+}
+
+std::optional<FileRecord> SavedScan::record(const Text& path) const {
+    return snapshot_ ? snapshot_->record(path) : history_->record(summary_.number, path);
+}
+
+std::vector<FileRecord> SavedScan::children(const Text& folder) const {
+    return snapshot_ ? snapshot_->children(folder) : history_->children(summary_.number, folder);
+}
+
+NamedRecord NamedRecord::find(const Session& session, const std::string& name) {
+    if (const auto path = database(session)) return findIn(*path, name);
+    const std::shared_ptr<const SnapshotHistory> history = openHistory(session);
+    const std::vector<Generation> generations = history->generations();
+    if (generations.empty()) throw nothingSaved();
+    const std::vector<Text> paths = meanings(name);
+    std::optional<Generation> asked;
+    for (const Text& path : paths) {
+        std::vector<Generation> covering;
+        std::ranges::copy_if(generations, std::back_inserter(covering),
+                             [&](const Generation& each) { return covers(each, path); });
+        if (covering.empty()) continue;
+        asked = chosenByOption(session, covering);
+        if (auto record = history->record(asked->number, path))
+            return {.scan = SavedScan{history, std::move(*asked)}, .record = std::move(*record)};
+    }
+    const std::string_view path = paths.front().view();
+    if (!asked)
+        throw std::runtime_error{
+            fmt::format("No saved scan is of {} or a folder above it: kestrel scan makes one.", path)};
+    throw std::runtime_error{fmt::format("{} is not in the scan of {} from {}.", path, asked->scope.root.path().view(),
+                                         localTime(asked->completedAt))};
+}
+
+void writeAge(const Session& session, const Generation& scan) {
+    if (session.options.json) return;
+    session.out << session.painted(Style::quiet,
+                                   fmt::format("{}, scanned {} ({}){}", session.shown(scan.scope.root.path().view()),
+                                               age(scan.completedAt, Date::now()), localTime(scan.completedAt),
+                                               scan.isComplete ? "" : ", not to its end"))
+                << "\n\n";
+}
+
+Generation summaryOf(const ScanSnapshot& snapshot) {
+    return {.snapshot = snapshot.id(),
+            .scope = snapshot.scope(),
+            .startedAt = snapshot.startedAt(),
+            .completedAt = snapshot.completedAt(),
+            .records = static_cast<std::int64_t>(snapshot.records().size()),
+            .issues = static_cast<std::int64_t>(snapshot.issues().size()),
+            .totalAllocatedBytes = snapshot.totalAllocatedBytes()};
+}
+
+}  // namespace KestrelCLI

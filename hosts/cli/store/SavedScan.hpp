@@ -1,0 +1,64 @@
+#pragma once
+
+#include "output/Session.hpp"
+
+#include "KestrelCore/Base/Text.hpp"
+#include "KestrelCore/Model/FileRecord.hpp"
+#include "KestrelCore/Snapshot/ScanSnapshot.hpp"
+#include "KestrelCore/Storage/Generation.hpp"
+#include "KestrelCore/Storage/SnapshotHistory.hpp"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace KestrelCLI {
+
+/// A saved scan that a command answers from: a generation of the history, or the one scan of the database that --store
+/// names. Of a generation only what is asked for is read.
+///
+/// What throws does so with one finished sentence; `Interrupted` when the user asked to stop while something was read.
+class SavedScan {
+public:
+    /// The newest one, or what --at names. Throws when there is none, or none that can be read.
+    [[nodiscard]] static SavedScan newest(const Session& session);
+
+    SavedScan(std::shared_ptr<const KestrelCore::SnapshotHistory> history, KestrelCore::Generation generation)
+        : summary_{std::move(generation)}, history_{std::move(history)} {}
+    explicit SavedScan(KestrelCore::ScanSnapshot snapshot);
+
+    /// Number, root, dates and totals. The number is 0 for the scan of a snapshot database.
+    [[nodiscard]] const KestrelCore::Generation& summary() const { return summary_; }
+    /// All of it, fit for use.
+    [[nodiscard]] KestrelCore::ScanSnapshot snapshot() const;
+    [[nodiscard]] std::optional<KestrelCore::FileRecord> record(const KestrelCore::Text& path) const;
+    /// What lies in the folder, largest first.
+    [[nodiscard]] std::vector<KestrelCore::FileRecord> children(const KestrelCore::Text& folder) const;
+
+private:
+    KestrelCore::Generation summary_;
+    // One of the two.
+    std::shared_ptr<const KestrelCore::SnapshotHistory> history_;
+    std::optional<KestrelCore::ScanSnapshot> snapshot_;
+};
+
+/// What a name on the command line means among the saved scans.
+struct NamedRecord {
+    SavedScan scan;
+    KestrelCore::FileRecord record;
+
+    /// Finds the record that `name` means (absolute, or relative to the working directory; by its text first, then with
+    /// links resolved) in the newest scan that covers it, or in the one that --at names. Throws as `SavedScan`, also
+    /// when there is no such record.
+    [[nodiscard]] static NamedRecord find(const Session& session, const std::string& name);
+};
+
+/// One line above the results for a person: what was scanned and how long ago. Nothing with --json.
+void writeAge(const Session& session, const KestrelCore::Generation& scan);
+
+/// The summary of a snapshot that is in no history.
+[[nodiscard]] KestrelCore::Generation summaryOf(const KestrelCore::ScanSnapshot& snapshot);
+
+}  // namespace KestrelCLI

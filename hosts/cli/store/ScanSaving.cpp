@@ -1,0 +1,98 @@
+#include "store/ScanSaving.hpp"
+
+#include "output/Times.hpp"
+#include "store/HistoryAccess.hpp"
+#include "store/Places.hpp"
+#include "store/SavedScan.hpp"
+
+#include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
+
+#include <fmt/format.h>
+
+#include <exception>
+#include <system_error>
+#include <vector>
+
+using namespace KestrelCore;
+
+namespace KestrelCLI {
+
+ScanSaving::ScanSaving(const Session& session) : session_{session}, store_{namedStorePath(session)} {
+    if (!store_) history_ = openHistory(session);
+}
+
+std::optional<EarlierScan> ScanSaving::earlier(const URL& root) const {
+    const auto of = [](const Generation& scan) {
+        return EarlierScan{
+            .totalBytes = scan.totalAllocatedBytes, .completedAt = scan.completedAt, .number = scan.number};
+    };
+    try {
+        if (history_ != nullptr) {
+            const std::vector<Generation> all = history_->generations(root.path());
+            return all.empty() ? std::nullopt : std::optional{of(all.front())};
+        }
+        if (!isStoreThere(*store_)) return std::nullopt;
+        const auto snapshot = SQLiteSnapshotStore{URL::fromPath(*store_)}.loadLatest();
+        // Only a scan of the same folder can be compared; and one that contradicts itself has no total to speak of.
+        if (!snapshot || snapshot->scope().root.path() != root.path() || !snapshot->isConsistent()) return std::nullopt;
+        return of(summaryOf(*snapshot));
+    } catch (const std::exception&) {
+        return std::nullopt;  // whoever saves over it hears what is wrong with the place
+    }
+}
+
+void ScanSaving::begin(const ScanSnapshot& snapshot) {
+    if (history_ == nullptr) return;
+    const auto add = [history = history_, snapshot] { return history->add(snapshot); };
+    try {
+        begun_ = std::async(std::launch::async, add);
+    } catch (const std::system_error&) {
+        // No thread is to be had: then it is saved when it is waited for.
+        begun_ = std::async(std::launch::deferred, add);
+    }
+}
+
+std::optional<Generation> ScanSaving::save(const ScanSnapshot& snapshot) {
+    const std::string path = store_ ? *store_ : historyPath();
+    try {
+        if (history_ == nullptr) {
+            SQLiteSnapshotStore{URL::fromPath(path)}.replace(snapshot);
+            return summaryOf(snapshot);
+        }
+        Generation saved = begun_.valid() ? begun_.get() : history_->add(snapshot);
+        // What this leaves out is the next scan's to take out.
+        try {
+            (void)history_->thin({}, Date::now());
+        } catch (const std::exception& error) {
+            session_.say(fmt::format("Older scans could not be thinned out: {}", error.what()));
+        }
+        return saved;
+    } catch (const std::exception& error) {
+        // The scan itself is worth its exit code; that it is not kept makes the command fail at the end.
+        session_.say(whyNotSaved(path, error.what()));
+        return std::nullopt;
+    }
+}
+
+std::string whyNotSaved(const std::string& path, std::string_view reason) {
+    std::string sentence = fmt::format("The scan could not be saved in {}: {}", path, reason);
+    // SQLite's own text for a value that is too long says nothing to somebody who only scanned a folder.
+    if (reason == "string or blob too big") {
+        sentence += ". A snapshot database spells the whole path of every item, and may have 1,000,000,000 bytes; this "
+                    "scan has too many items, or they lie too deep. Without --store there is no such bound.";
+    }
+    return sentence;
+}
+
+std::string change(const Session& session, std::int64_t totalBytes, const EarlierScan& earlier, Date now) {
+    const std::string when = age(earlier.completedAt, now);
+    // A stored total may be anything, so the difference may not fit.
+    std::int64_t difference = 0;
+    if (__builtin_sub_overflow(totalBytes, earlier.totalBytes, &difference) || difference == INT64_MIN) return "";
+    // In words: a sign in front of a size is easily missed.
+    if (difference == 0) return "as much as " + when;
+    return fmt::format("{} {} than {}", session.size(difference < 0 ? -difference : difference),
+                       difference < 0 ? "less" : "more", when);
+}
+
+}  // namespace KestrelCLI

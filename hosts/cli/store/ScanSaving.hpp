@@ -1,0 +1,62 @@
+#pragma once
+
+#include "output/Session.hpp"
+
+#include "KestrelCore/Base/Date.hpp"
+#include "KestrelCore/Base/URL.hpp"
+#include "KestrelCore/Snapshot/ScanSnapshot.hpp"
+#include "KestrelCore/Storage/Generation.hpp"
+#include "KestrelCore/Storage/SnapshotHistory.hpp"
+
+#include <cstdint>
+#include <future>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace KestrelCLI {
+
+/// What is saved of the folder that is scanned anew.
+struct EarlierScan {
+    std::int64_t totalBytes = 0;
+    KestrelCore::Date completedAt;
+    std::int64_t number = 0;  ///< in the history; 0 for the scan of a snapshot database
+};
+
+/// Where a finished scan is kept: in the history, or as the one scan of the database that --store names.
+class ScanSaving {
+public:
+    /// Throws where no scan can ever be saved at that place, so that this is known before a scan and not after it.
+    explicit ScanSaving(const Session& session);
+
+    /// Empty when nothing usable is saved, what is saved contradicts itself, or it is of another folder. Throws
+    /// nothing.
+    [[nodiscard]] std::optional<EarlierScan> earlier(const KestrelCore::URL& root) const;
+
+    /// Begins to save into the history beside what the caller goes on with. Does nothing for a snapshot database, whose
+    /// one scan is replaced when that is asked for only. What has begun is brought to its end, also when this goes.
+    void begin(const KestrelCore::ScanSnapshot& snapshot);
+
+    /// Saves, or waits for what has begun. Absent when that failed; then it has said why, and what was saved before stays. In the history older
+    /// scans may go, as its usual policy wants it. Number 0 for a snapshot database.
+    [[nodiscard]] std::optional<KestrelCore::Generation> save(const KestrelCore::ScanSnapshot& snapshot);
+
+    /// Null for a snapshot database.
+    [[nodiscard]] const KestrelCore::SnapshotHistory* history() const { return history_.get(); }
+
+private:
+    const Session& session_;
+    std::optional<std::string> store_;
+    std::shared_ptr<KestrelCore::SnapshotHistory> history_;
+    std::future<KestrelCore::Generation> begun_;
+};
+
+/// What is said when the database at `path` did not take a scan, for the reason that the library gave.
+[[nodiscard]] std::string whyNotSaved(const std::string& path, std::string_view reason);
+
+/// How a total differs from an earlier one: "1.20 GB more than 3 days ago".
+[[nodiscard]] std::string change(const Session& session, std::int64_t totalBytes, const EarlierScan& earlier,
+                                 KestrelCore::Date now);
+
+}  // namespace KestrelCLI
