@@ -57,6 +57,7 @@ private:
     std::vector<State> states_;  ///< one a level
     FolderListing listing_;
     std::vector<Entry> entries_;  ///< what is no folder in the current batch
+    std::vector<Entry> folders_;  ///< and what is one
     std::string names_;           ///< each ends with a NUL
     int errorNumber_ = 0;
     std::string stoppedAt_;

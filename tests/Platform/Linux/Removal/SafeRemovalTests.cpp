@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <fcntl.h>
@@ -568,6 +569,33 @@ TEST_F(SupervisedRemoval, tellsWhatIsGoneWhenItIsCancelledWithinAFolder) {
     EXPECT_TRUE(failures[1].ends_with("”: Operation canceled.")) << failures[1];
     EXPECT_EQ(countIn(top), 16U);  // five files are gone, and the folder in it is there
     EXPECT_EQ(countIn(folder.path()), 1U);
+}
+
+TEST_F(SupervisedRemoval, goesThroughAFolderInTheOrderOfInodes) {
+    std::vector<std::pair<ino_t, std::string>> files;
+    std::vector<std::pair<ino_t, std::string>> folders;
+    for (int i = 0; i < 40; ++i) {
+        const std::string name = std::to_string(i * 7919 % 1000);
+        if (i % 2 == 0) {
+            fs::create_directory(top + "/" + name);
+        } else {
+            writeFile(top + "/" + name);
+        }
+        (i % 2 == 0 ? folders : files).emplace_back(expectation(top + "/" + name).inode, name);
+    }
+    folders.emplace_back(expectation(top + "/sub").inode, "sub");
+    std::vector<std::string> expected;
+    for (auto* items : {&files, &folders}) {
+        std::sort(items->begin(), items->end());
+        for (const auto& [inode, name] : *items) expected.push_back(name);
+    }
+    std::vector<std::string> order;
+    const auto note = [&](const SystemCall& call) -> std::optional<int> {
+        if (std::find(expected.begin(), expected.end(), call.text(1)) != expected.end()) order.push_back(call.text(1));
+        return std::nullopt;
+    };
+    if (!remove({SYS_unlinkat}, note)) GTEST_SKIP() << noSupervision;
+    EXPECT_EQ(order, expected);
 }
 
 TEST(SafeRemoval, removesAllOrNothingHoweverFewDescriptorsThereAre) {
