@@ -16,7 +16,7 @@ namespace KestrelCore {
 
 using testing::aRecord;
 
-ScanSnapshot asScanned(const ScanSnapshot& snapshot, std::optional<Date> completedAt) {
+ScanSnapshot asScanned(const ScanSnapshot& snapshot, std::optional<Date> completedAt, std::optional<UUID> id) {
     std::vector<FileRecord> records{snapshot.records().begin(), snapshot.records().end()};
     std::ranges::stable_sort(records, [](const FileRecord& a, const FileRecord& b) { return a.path() < b.path(); });
     auto storage = std::make_shared<RecordStorage>();
@@ -36,9 +36,9 @@ ScanSnapshot asScanned(const ScanSnapshot& snapshot, std::optional<Date> complet
                             .isHardLinkDuplicate = record.isHardLinkDuplicate(),
                             .risk = record.risk()});
     }
-    storage->deriveIdentifiers(UUID::random(), TreeOrder{*storage}.places());
+    storage->deriveIdentifiers(id.value_or(UUID::random()), TreeOrder{*storage}.places());
     storage->finishBuilding();
-    return SnapshotAccess::make(UUID::random(), snapshot.scope(), snapshot.startedAt(),
+    return SnapshotAccess::make(id.value_or(UUID::random()), snapshot.scope(), snapshot.startedAt(),
                                 completedAt.value_or(snapshot.completedAt()), std::move(storage), snapshot.issues());
 }
 
