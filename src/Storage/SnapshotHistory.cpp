@@ -6,6 +6,7 @@
 #include "KestrelCore/Snapshot/ValueJSON.hpp"
 #include "Platform/DatabaseFile.hpp"
 #include "Snapshot/SnapshotAccess.hpp"
+#include "Storage/History/GenerationGrowth.hpp"
 #include "Storage/History/GenerationRemoval.hpp"
 #include "Storage/History/GenerationWriting.hpp"
 #include "Storage/History/HistoryDatabase.hpp"
@@ -137,10 +138,8 @@ public:
             stored.base = base->number;
             stored.isPinned = false;
             const OpenGeneration generation{reading, all, *before};
-            std::optional<OpenGeneration> below;
-            if (base != before) below.emplace(reading, all, *base);
             const ColumnSink sink = [&](const ColumnKey& key, std::string&& packed) { writing.addColumn(key, packed); };
-            if (!writeRemoval(generation, below ? *below : generation, paths, stored, sink)) return std::nullopt;
+            if (!writeRemoval(generation, paths, stored, sink)) return std::nullopt;
         }
         writing.add(stored);
         StoredGeneration& before = *std::ranges::find(all, number, &StoredGeneration::number);
@@ -304,6 +303,33 @@ std::optional<FolderTotals> SnapshotHistory::totals(std::int64_t number, const T
     return withGeneration(
         implementation_->exists(), [&] { return implementation_->reading(); }, number,
         [&](const OpenGeneration& generation) { return generation.totals(path); });
+}
+
+std::optional<Growth> SnapshotHistory::growth(std::int64_t since, std::int64_t until, const std::optional<Text>& path,
+                                              const GrowthOptions& options) const {
+    if (!implementation_->exists()) throw noGeneration(since);
+    const HistoryDatabase::Reading reading = implementation_->reading();
+    const auto all = reading.generations();
+    const auto stored = [&](std::int64_t number) -> const StoredGeneration& {
+        const StoredGeneration* found = find(all, number);
+        if (found == nullptr || found->isForgotten) throw noGeneration(number);
+        return *found;
+    };
+    Growth growth{.since = described(stored(since)), .until = described(stored(until)), .path = {}, .changes = {}};
+    const auto isIn = [](const Text& item, const Text& folder) {
+        return item == folder || folder == Text{"/"} || Path::isBeneath(item, folder);
+    };
+    // What both know is what lies in the deeper root.
+    const Text rootBefore = growth.since.scope.root.path();
+    const Text rootAfter = growth.until.scope.root.path();
+    const Text& common = isIn(rootBefore, rootAfter) ? rootBefore : rootAfter;
+    if (!isIn(common, rootBefore) || !isIn(common, rootAfter)) return std::nullopt;
+    if (path && !isIn(*path, common) && !isIn(common, *path)) return std::nullopt;
+    growth.path = path && isIn(*path, common) ? *path : common;
+    const OpenGeneration before{reading, all, stored(since)};
+    const OpenGeneration after{reading, all, stored(until)};
+    if (!compareGenerations(before, after, options, growth)) return std::nullopt;
+    return growth;
 }
 
 void SnapshotHistory::setPinned(std::int64_t number, bool isPinned) {

@@ -7,6 +7,7 @@
 #include "KestrelCore/Model/FileRecord.hpp"
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 #include "KestrelCore/Storage/Generation.hpp"
+#include "KestrelCore/Storage/Growth.hpp"
 
 #include <cstdint>
 #include <memory>
@@ -69,6 +70,15 @@ public:
                                                                  const std::vector<Text>& paths) const;
     /// What lies below the folder at `path`; empty for a path that is no folder of the generation.
     [[nodiscard]] std::optional<FolderTotals> totals(std::int64_t number, const Text& path) const;
+
+    /// How generation `until` differs from generation `since` in the folder at `path`; without one, or with one above
+    /// that, in all that both know: their roots are the same, or one holds the other. Of two generations of which one
+    /// is kept as the difference to the other, directly or through others, hardly more than the folders is read.
+    ///
+    /// Empty where neither has an item there, or the two know nothing in common.
+    [[nodiscard]] std::optional<Growth> growth(std::int64_t since, std::int64_t until,
+                                               const std::optional<Text>& path = std::nullopt,
+                                               const GrowthOptions& options = {}) const;
 
     void setPinned(std::int64_t number, bool isPinned);
     /// Takes generations out. What later ones are differences to stays in the file until they go, too.

@@ -12,10 +12,11 @@
 
 #include <algorithm>
 #include <array>
-#include <span>
+#include <optional>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
+#include <vector>
 
 // A removal takes rows out and changes some of the folders above them: what is right inside, what their files sum up
 // to, and the aggregates. All of that stands with the folders, so of a million records some eighty thousand rows are
@@ -43,22 +44,6 @@ std::int64_t allocatedBytes(const RowBlock& block, std::size_t row) {
         static_cast<std::int64_t>(block.value(HistoryField::logical, row)));
 }
 
-/// All rows of a view, in one block without names.
-RowBlock rowsOf(const StreamView& view, HistoryFields fields) {
-    RowBlock all;
-    RowReader reader{view, fields, false};
-    while (all.count < view.size()) {
-        const RowReader::Piece piece = reader.at(static_cast<std::uint32_t>(all.count));
-        for (unsigned field = 0; field < rowFieldCount; ++field) {
-            if ((fields >> field & 1) == 0) continue;
-            const auto first = piece.block->values[field].begin() + piece.row;
-            all.values[field].insert(all.values[field].end(), first, first + piece.count);
-        }
-        all.count += piece.count;
-    }
-    return all;
-}
-
 /// One irregular record.
 struct IrregularRow {
     Text path;
@@ -66,6 +51,7 @@ struct IrregularRow {
     std::uint64_t kind = 0;
     std::int64_t allocated = 0;
     std::int64_t aggregate = 0;
+    std::uint64_t aggregateField = 0;          ///< what is kept of that
     std::uint32_t folder = FolderTable::none;  ///< what lies below it, of a container
 
     [[nodiscard]] std::int64_t displayBytes() const { return isContainer(kind) ? aggregate : allocated; }
@@ -113,8 +99,8 @@ private:
 
 class Removal {
 public:
-    Removal(const OpenGeneration& generation, const OpenGeneration& base)
-        : generation_{generation}, base_{base}, rows_{generation.rows()},
+    explicit Removal(const OpenGeneration& generation)
+        : generation_{generation}, rows_{generation.rows()},
           table_{rows_, bit(HistoryField::logical) | bit(HistoryField::allocated) | changingFields},
           aggregates_{table_.aggregates()}, contents_{FolderTable::contents(table_, aggregates_)},
           isGone_(table_.size(), false), loss_(table_.size(), 0) {
@@ -124,6 +110,7 @@ public:
     /// Finds what goes; false for nothing.
     bool find(const std::vector<Text>& paths) {
         const std::vector<PathPlaces> places = placesOf(paths, table_, rows_);
+        readFileSizes(places);
         for (std::size_t i = 0; i < paths.size(); ++i) {
             if (removed_.contains(paths[i])) continue;
             if (const auto bytes = bytesShown(paths[i], places[i])) {
@@ -150,7 +137,7 @@ public:
         const std::int64_t number = stored.number;
 
         Changes folders;
-        const RowBlock before = isOwnBase() ? RowBlock{} : rowsOf(base_.rows().folders(), changingFields);
+        const std::vector<bool> isToldAnew = changedByRemoval(rows_.folders());
         std::vector<Range> goneFolders;
         for (std::uint32_t i = 0; i < table_.size(); ++i) {
             if (isGone_[i]) {
@@ -165,7 +152,7 @@ public:
                 const std::uint64_t value = field == static_cast<unsigned>(HistoryField::aggregate) ? aggregateField(i)
                                             : now != nullptr                                        ? (*now)[field]
                                                              : table_.rows().values[field][i];
-                if (value != (isOwnBase() ? table_.rows().values[field][i] : before.values[field].at(place))) {
+                if (isToldAnew[i] || value != table_.rows().values[field][i]) {
                     folders.add(place, field, value);
                 }
             }
@@ -183,7 +170,21 @@ public:
     }
 
 private:
-    [[nodiscard]] bool isOwnBase() const { return &generation_ == &base_; }
+    /// The rows that the removal whose place this one takes has changed: whatever they are now, that is to be told
+    /// again. None where there is no such removal.
+    [[nodiscard]] std::vector<bool> changedByRemoval(const StreamView& view) const {
+        std::vector<bool> result(view.size(), false);
+        if (!isRemoval(generation_.stored())) return result;
+        const auto changed = view.changedRows(view.layerCount() - 1, ~HistoryFields{0});
+        for (const StreamView::Segment& segment : view.segments()) {
+            const std::vector<std::uint32_t>& rows = changed[segment.layer];
+            for (auto row = std::ranges::lower_bound(rows, segment.first);
+                 row != rows.end() && *row - segment.first < segment.count; ++row) {
+                result[segment.start + (*row - segment.first)] = true;
+            }
+        }
+        return result;
+    }
 
     void readIrregular() {
         const StreamView& view = rows_.irregular();
@@ -222,13 +223,21 @@ private:
         for (const std::uint32_t folder : places.folders) {
             if (table_.hasRecord(folder)) bytes = aggregates_[folder];
         }
+        for (const std::uint32_t file : places.files) bytes = fileSizes_.at(file);
+        return bytes;
+    }
+
+    /// One file after the other as they stand, so that each chunk is read once.
+    void readFileSizes(const std::vector<PathPlaces>& places) {
+        std::vector<std::uint32_t> files;
+        for (const PathPlaces& each : places) files.insert(files.end(), each.files.begin(), each.files.end());
+        std::ranges::sort(files);
         RowReader reader{rows_.files(),
                          bit(HistoryField::shape) | bit(HistoryField::logical) | bit(HistoryField::allocated), false};
-        for (const std::uint32_t file : places.files) {
+        for (const std::uint32_t file : files) {
             const RowReader::Piece piece = reader.at(file);
-            bytes = allocatedBytes(*piece.block, piece.row);
+            fileSizes_.emplace(file, allocatedBytes(*piece.block, piece.row));
         }
-        return bytes;
     }
 
     void takeOut(std::uint32_t folder) {
@@ -285,7 +294,11 @@ private:
         }
         newAggregates_ = aggregates_;
         newContents_.assign(table_.size(), 0);
-        for (const Range& gone : goneFiles_) countGoneFiles(gone);
+        RowReader reader{rows_.files(),
+                         bit(HistoryField::kind) | bit(HistoryField::shape) | bit(HistoryField::logical) |
+                             bit(HistoryField::allocated) | bit(HistoryField::seconds),
+                         false};
+        for (const Range& gone : goneFiles_) countGoneFiles(gone, reader);
         for (std::uint32_t i = table_.size(); i-- > 0;) {
             const std::uint32_t parent = table_.parent(i);
             if (isGone_[i]) {
@@ -318,10 +331,11 @@ private:
     }
 
     /// Sums up what is left of the files of each folder that loses some of these and stays.
-    void countGoneFiles(const Range& gone) {
+    void countGoneFiles(const Range& gone, RowReader& reader) {
         std::uint32_t folder = folderOf(gone.first);
         for (; folder < table_.size() && table_.firstFile(folder) < gone.second; ++folder) {
-            if (!isGone_[folder] && table_.fileCount(folder) > 0 && !changed_.contains(folder)) sumFiles(folder);
+            if (!isGone_[folder] && table_.fileCount(folder) > 0 && !changed_.contains(folder))
+                sumFiles(folder, reader);
         }
     }
 
@@ -337,7 +351,7 @@ private:
         return low;
     }
 
-    void sumFiles(std::uint32_t folder) {
+    void sumFiles(std::uint32_t folder, RowReader& reader) {
         FolderValues& values = changed(folder);
         for (unsigned field = 0; field < rowFieldCount; ++field) {
             if ((fileSums >> field & 1) != 0) values[field] = 0;
@@ -346,10 +360,6 @@ private:
             return values[static_cast<std::size_t>(field)];
         };
         const HistoryAges ages{.countedFrom = generation_.stored().agesCountedFrom};
-        RowReader reader{rows_.files(),
-                         bit(HistoryField::kind) | bit(HistoryField::shape) | bit(HistoryField::logical) |
-                             bit(HistoryField::allocated) | bit(HistoryField::seconds),
-                         false};
         const std::uint32_t end = table_.firstFile(folder) + table_.fileCount(folder);
         auto gone = std::ranges::upper_bound(goneFiles_, table_.firstFile(folder), {}, &Range::second);
         for (std::uint32_t file = table_.firstFile(folder); file < end;) {
@@ -403,7 +413,7 @@ private:
                 return false;
             });
         }
-        const RowBlock before = rowsOf(base_.rows().irregular(), bit(HistoryField::aggregate));
+        const std::vector<bool> isToldAnew = changedByRemoval(rows_.irregular());
         Changes changes;
         std::vector<Range> gone;
         for (std::uint32_t position = 0; position < irregular_.size(); ++position) {
@@ -418,7 +428,7 @@ private:
                 row.aggregate = aggregateWithout(row.aggregate, loss.at(row.path), row.allocated);
             }
             const std::uint64_t value = zigzag(static_cast<std::uint64_t>(row.aggregate) - expected(row, newContents_));
-            if (value != before.values[static_cast<std::size_t>(HistoryField::aggregate)].at(row.place)) {
+            if (isToldAnew[position] || value != row.aggregateField) {
                 changes.add(row.place, static_cast<unsigned>(HistoryField::aggregate), value);
             }
         }
@@ -483,7 +493,6 @@ private:
     }
 
     const OpenGeneration& generation_;
-    const OpenGeneration& base_;
     const GenerationRows& rows_;
     FolderTable table_;
     std::vector<std::int64_t> aggregates_;
@@ -494,6 +503,7 @@ private:
     std::vector<RemovedPath> removedPaths_;
     std::vector<bool> isGone_;  ///< of each folder
     std::vector<Range> goneFiles_;
+    boost::unordered_flat_map<std::uint32_t, std::int64_t> fileSizes_;  ///< of files that are asked for
 
     std::vector<std::int64_t> loss_;  ///< of each folder: what was shown for what goes below it
     boost::unordered_flat_map<std::uint32_t, FolderValues> changed_;  ///< folders that lose something right inside
@@ -507,9 +517,9 @@ bool isRemoval(const StoredGeneration& generation) {
     return generation.layout.identifiers == IdentifierForm::inherited;
 }
 
-bool writeRemoval(const OpenGeneration& generation, const OpenGeneration& base, const std::vector<Text>& paths,
-                  StoredGeneration& stored, const ColumnSink& sink) {
-    Removal removal{generation, base};
+bool writeRemoval(const OpenGeneration& generation, const std::vector<Text>& paths, StoredGeneration& stored,
+                  const ColumnSink& sink) {
+    Removal removal{generation};
     if (!removal.find(paths)) return false;
     removal.write(stored, sink);
     return true;

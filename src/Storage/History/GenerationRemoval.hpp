@@ -15,10 +15,10 @@ namespace KestrelCore {
 /// what comes of it: the layout, counts and the total. `stored` begins as the generation's own, with its new number and
 /// base; false, and nothing written, when no path is in the generation.
 ///
-/// It is kept as the difference to `base`: that is `generation` itself, or, of a removal, what that is a difference to.
-/// So a removal is never the base of another generation, and takes the place of the one before it. Reads the folders,
-/// and of files what lies where something goes; records that share a path are taken out together.
-[[nodiscard]] bool writeRemoval(const OpenGeneration& generation, const OpenGeneration& base,
-                                const std::vector<Text>& paths, StoredGeneration& stored, const ColumnSink& sink);
+/// The base is `generation` itself, or, of a removal, what that is a difference to. So a removal is never the base of
+/// another generation, and takes the place of the one before it. Reads the folders, and of files what lies where
+/// something goes; records that share a path are taken out together.
+[[nodiscard]] bool writeRemoval(const OpenGeneration& generation, const std::vector<Text>& paths,
+                                StoredGeneration& stored, const ColumnSink& sink);
 
 }  // namespace KestrelCore

@@ -40,6 +40,10 @@ public:
         // Steps that were taken, each after the one that led to it; paths may be too deep to call for each.
         steps_.push_back({.wanted = 0, .before = 0, .folders = {0}});
         for (std::size_t step = 0; step < steps_.size(); ++step) take(step, answers);
+        // One after the other as they stand, so that each chunk is read once.
+        std::ranges::sort(wantedFiles_, {}, &WantedFiles::folder);
+        RowReader reader{rows_.files(), 0, true};
+        for (const WantedFiles& wanted : wantedFiles_) lookAtFiles(wanted, reader, answers);
     }
 
 private:
@@ -51,6 +55,11 @@ private:
         std::size_t wanted;
         std::size_t before;                  ///< the step that led here
         std::vector<std::uint32_t> folders;  ///< where it led
+    };
+    /// Files in a folder that have the names inside of `wanted_[node]`.
+    struct WantedFiles {
+        std::uint32_t folder;
+        std::size_t node;
     };
     using Found = boost::unordered_flat_map<std::size_t, std::vector<std::uint32_t>>;
 
@@ -72,16 +81,17 @@ private:
     void take(std::size_t step, std::vector<PathPlaces>& answers) {
         const std::size_t node = steps_[step].wanted;
         Found folders;
-        Found files;
+        bool wantsFiles = false;
+        for (const auto& [name, wanted] : wanted_[node].inside) wantsFiles |= !wanted_[wanted].answers.empty();
         for (const std::uint32_t folder : steps_[step].folders) {
             for (std::uint32_t i = folder + 1; i < table_.end(folder); i = table_.end(i)) {
                 if (const auto found = inside(node, table_.name(i))) folders[*found].push_back(i);
             }
-            lookAtFiles(node, folder, files);
+            if (wantsFiles && table_.fileCount(folder) > 0) wantedFiles_.push_back({folder, node});
         }
         for (const auto& [name, wanted] : wanted_[node].inside) {
             for (const std::size_t answer : wanted_[wanted].answers) {
-                answers[answer] = {.folders = folders[wanted], .files = files[wanted], .above = foldersAt(step)};
+                answers[answer] = {.folders = folders[wanted], .files = {}, .above = foldersAt(step)};
             }
             if (wanted_[wanted].inside.empty() || folders[wanted].empty()) continue;
             steps_.push_back({.wanted = wanted, .before = step, .folders = folders[wanted]});
@@ -97,19 +107,15 @@ private:
         }
     }
 
-    void lookAtFiles(std::size_t node, std::uint32_t folder, Found& files) const {
-        const bool isAnyWanted = std::ranges::any_of(
-            wanted_[node].inside, [&](const auto& entry) { return !wanted_[entry.second].answers.empty(); });
-        if (!isAnyWanted) return;
-        RowReader reader{rows_.files(), 0, true};
-        const std::uint32_t end = table_.firstFile(folder) + table_.fileCount(folder);
-        for (std::uint32_t file = table_.firstFile(folder); file < end;) {
+    void lookAtFiles(const WantedFiles& wanted, RowReader& reader, std::vector<PathPlaces>& answers) const {
+        const std::uint32_t end = table_.firstFile(wanted.folder) + table_.fileCount(wanted.folder);
+        for (std::uint32_t file = table_.firstFile(wanted.folder); file < end;) {
             const RowReader::Piece piece = reader.at(file);
             const std::uint32_t count = std::min(piece.count, end - file);
             for (std::uint32_t i = 0; i < count; ++i) {
-                if (const auto found = inside(node, piece.block->name(piece.row + i))) {
-                    files[*found].push_back(file + i);
-                }
+                const auto found = inside(wanted.node, piece.block->name(piece.row + i));
+                if (!found) continue;
+                for (const std::size_t answer : wanted_[*found].answers) answers[answer].files.push_back(file + i);
             }
             file += count;
         }
@@ -120,6 +126,7 @@ private:
     std::deque<std::string> names_;  ///< those of `wanted_` point here
     std::vector<Wanted> wanted_;     ///< the first is "/"
     std::vector<Step> steps_;
+    std::vector<WantedFiles> wantedFiles_;
 };
 
 }  // namespace

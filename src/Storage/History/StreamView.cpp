@@ -166,6 +166,20 @@ const StreamView::Overlay& StreamView::overlay(unsigned field) const {
     return *known;
 }
 
+std::vector<std::vector<std::uint32_t>> StreamView::changedRows(std::uint32_t from, HistoryFields fields) const {
+    std::vector<std::vector<std::uint32_t>> rows(layers_.size());
+    for (std::uint32_t layer = from; layer < layers_.size(); ++layer) {
+        for (const Change& change : changes_[layer]) {
+            if ((change.fields & fields) != 0) rows[change.layer].push_back(change.index);
+        }
+    }
+    for (std::vector<std::uint32_t>& each : rows) {
+        std::ranges::sort(each);
+        each.erase(std::ranges::unique(each).begin(), each.end());
+    }
+    return rows;
+}
+
 RowBlock StreamView::chunk(std::uint32_t layer, std::uint32_t chunk, HistoryFields fields, bool withNames) const {
     const std::int64_t generation = layers_[layer].generation;
     const std::size_t perChunk = rowsInChunk(stream_);

@@ -87,6 +87,12 @@ public:
     /// The segment that `position` (below `size()`) lies in.
     [[nodiscard]] std::size_t segmentAt(std::uint32_t position) const;
 
+    [[nodiscard]] std::uint32_t layerCount() const { return static_cast<std::uint32_t>(layers_.size()); }
+    /// The generation that has the layer's rows.
+    [[nodiscard]] std::int64_t generationOf(std::uint32_t layer) const { return layers_[layer].generation; }
+    /// Of each layer the rows in which layer `from` or a later one has changed one of `fields`, ascending.
+    [[nodiscard]] std::vector<std::vector<std::uint32_t>> changedRows(std::uint32_t from, HistoryFields fields) const;
+
     /// A chunk of a layer's rows, with what has changed in them. `fields` as bits; names only if asked for.
     [[nodiscard]] RowBlock chunk(std::uint32_t layer, std::uint32_t chunk, HistoryFields fields, bool withNames) const;
 
