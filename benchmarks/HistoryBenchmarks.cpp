@@ -19,9 +19,11 @@
 #include <string>
 #include <utility>
 #include <variant>
+#include <vector>
 
 // Adding to a history: a scan of the folder that KESTREL_BENCH_TREE names (/usr without it) as a full generation, and
-// as the difference to another, where 1 % of the items have changed, 0.5 % are gone and 0.7 % are new.
+// as the difference to another, where 1 % of the items have changed, 0.5 % are gone and 0.7 % are new. Then the two are
+// compared, and files are taken out of the later one.
 
 namespace KestrelCore {
 namespace {
@@ -37,6 +39,30 @@ ScanSnapshot scanned() {
     return std::move(*snapshot);
 }
 
+/// Gives every folder what lies in it now.
+void sumUp(RecordStorage& storage, const TreeOrder& order) {
+    const auto& folders = order.folders();
+    std::vector<std::int64_t> content(folders.size(), 0);
+    for (std::size_t i = folders.size(); i-- > 0;) {
+        for (std::uint32_t k = folders[i].firstFile; k < folders[i].firstFile + folders[i].files; ++k) {
+            const RecordStorage::Row& row = storage.row(order.files()[k]);
+            content[i] += row.isHardLinkDuplicate ? 0 : row.allocatedBytes;
+        }
+        std::int64_t bytes = content[i];
+        if (folders[i].row != TreeOrder::none) {
+            RecordStorage::Row& row = storage.row(folders[i].row);
+            bytes += row.allocatedBytes;
+            row.aggregateAllocatedBytes = bytes;
+        }
+        if (folders[i].parent != TreeOrder::none) content[folders[i].parent] += bytes;
+    }
+    for (const std::uint32_t irregular : order.irregular()) {
+        RecordStorage::Row& row = storage.row(irregular);
+        const std::uint32_t folder = order.folderAt(storage.irregular(row).path.view());
+        if (folder != TreeOrder::none) row.aggregateAllocatedBytes = row.allocatedBytes + content[folder];
+    }
+}
+
 /// The scan without the files for which `isLeftOut`, after `change` has seen the others' rows.
 ScanSnapshot variant(const ScanSnapshot& scan, const std::function<bool(std::size_t)>& isLeftOut,
                      const std::function<void(RecordStorage::Row&)>& change) {
@@ -45,7 +71,9 @@ ScanSnapshot variant(const ScanSnapshot& scan, const std::function<bool(std::siz
     for (std::size_t i = 0; i < storage->size(); ++i) {
         if (!storage->row(i).isContainer()) change(storage->row(i));
     }
-    storage->deriveIdentifiers(UUID::random(), TreeOrder{*storage}.places());
+    const TreeOrder order{*storage};
+    sumUp(*storage, order);
+    storage->deriveIdentifiers(UUID::random(), order.places());
     return SnapshotAccess::make(UUID::random(), scan.scope(), scan.startedAt(), scan.completedAt(), storage,
                                 scan.issues());
 }
@@ -160,6 +188,65 @@ void historyAddDifference(benchmark::State& state) {
     }
 }
 BENCHMARK(historyAddDifference)->Unit(benchmark::kMillisecond)->UseRealTime()->MeasureProcessCPUTime()->Iterations(5);
+
+/// Between two generations of which the later is kept as the difference to the other, or (0) each as a full one.
+void historyGrowth(benchmark::State& state) {
+    const auto& [first, second] = scans();
+    const bool isDifference = state.range(0) != 0;
+    HistoryFolder folder;
+    SnapshotHistory history{folder.url()};
+    // A snapshot without derived identifiers is kept whole.
+    const auto add = [&](const ScanSnapshot& scan) {
+        return history.add(isDifference ? scan : ScanSnapshot::decodingJSON(scan.encodedJSON())).number;
+    };
+    const std::int64_t before = add(first);
+    const std::int64_t until = add(second);
+    std::size_t changes = 0;
+    for (auto _ : state) {
+        const auto growth = SnapshotHistory{folder.url()}.growth(before, until, std::nullopt, {.most = 20});
+        changes = growth.value().changes.size();
+    }
+    state.counters["changes"] = static_cast<double>(changes);
+}
+BENCHMARK(historyGrowth)
+    ->Arg(1)
+    ->Arg(0)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->MeasureProcessCPUTime()
+    ->Iterations(20);
+
+/// Some files more each time, each removal in the place of the one before.
+void historyRemoving(benchmark::State& state) {
+    const ScanSnapshot& scan = scans().second;
+    HistoryFolder folder;
+    SnapshotHistory history{folder.url()};
+    (void)history.add(scans().first);
+    std::int64_t number = history.add(scan).number;
+    std::mt19937_64 random{3};
+    std::int64_t bytes = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        std::vector<Text> paths;
+        while (paths.size() < static_cast<std::size_t>(state.range(0))) {
+            const FileRecord record = scan.records()[random() % scan.records().size()];
+            if (!record.isContainer()) paths.push_back(record.path());
+        }
+        state.ResumeTiming();
+        const auto left = SnapshotHistory{folder.url()}.removing(number, paths);
+        if (!left) continue;  // all of them were gone already
+        number = left->number;
+        bytes = left->storedBytes;
+    }
+    state.counters["stored bytes"] = static_cast<double>(bytes);
+}
+BENCHMARK(historyRemoving)
+    ->Arg(1)
+    ->Arg(1000)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->MeasureProcessCPUTime()
+    ->Iterations(20);
 
 }  // namespace
 }  // namespace KestrelCore
