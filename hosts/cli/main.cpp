@@ -24,6 +24,7 @@ int main(int argc, char** argv) {
                                              addMediaCommand,
                                              addDocumentsCommand,
                                              addHistoryCommand,
+                                             addGrowthCommand,
                                              addAppsCommand,
                                              addTrashCommand,
                                              addRemoveCommand,

@@ -12,6 +12,7 @@ void addSearchCommand(CLI::App& app, Session& session);
 void addMediaCommand(CLI::App& app, Session& session);
 void addDocumentsCommand(CLI::App& app, Session& session);
 void addHistoryCommand(CLI::App& app, Session& session);
+void addGrowthCommand(CLI::App& app, Session& session);
 void addClearCommand(CLI::App& app, Session& session);
 void addAppsCommand(CLI::App& app, Session& session);
 void addMonitorCommand(CLI::App& app, Session& session);

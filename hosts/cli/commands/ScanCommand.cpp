@@ -2,10 +2,12 @@
 #include "commands/OptionValue.hpp"
 #include "commands/ScanRoot.hpp"
 #include "output/ByteFormat.hpp"
+#include "output/GrowthTree.hpp"
 #include "output/JSONOutput.hpp"
 #include "output/ModelJSON.hpp"
 #include "output/SizeTree.hpp"
 #include "output/TerminalText.hpp"
+#include "output/Times.hpp"
 #include "store/SavedScan.hpp"
 #include "store/ScanSaving.hpp"
 #include "terminal/Interruption.hpp"
@@ -27,8 +29,8 @@
 #include <variant>
 
 // A scan runs on a thread of the library's and tells how far it is; this thread draws that and looks for Ctrl-C. Then
-// the result is shown while it is saved, or before: saving takes its time, and whoever looks at a tree need not wait for
-// it. As JSON it is the other way round, because the one object tells whether the scan was saved.
+// the result is shown while it is saved, or before: saving takes its time, and whoever looks at a tree need not wait
+// for it. As JSON it is the other way round, because the one object tells whether the scan was saved.
 
 using namespace KestrelCore;
 
@@ -150,6 +152,21 @@ void writeText(const Session& session, const FinishedScan& scan, const ScanOptio
                 << '\n';
 }
 
+/// What has changed most since the scan before. That one may have been thinned out, or be damaged: then nothing is
+/// said, since `kestrel growth` will.
+void writeChanges(const Session& session, const SnapshotHistory& history, const EarlierScan& earlier,
+                  const Generation& saved) {
+    constexpr std::size_t shown = 3;
+    try {
+        const auto growth =
+            history.growth(earlier.number, saved.number, std::nullopt, {.depth = {}, .most = changesToChooseFrom});
+        if (!growth) return;
+        writeLargestChanges(session, *growth, shown,
+                            fmt::format("Largest changes since {}", age(earlier.completedAt, Date::now())));
+    } catch (const KestrelError&) {
+    }
+}
+
 /// Scans, shows, saves. Incomplete where some items could not be read; failed where it could not be saved.
 ExitCode scan(const Session& session, const ScanOptions& options, const Operands& operands) {
     // What can't be saved anywhere is told before the scan, not after it.
@@ -180,7 +197,10 @@ ExitCode scan(const Session& session, const ScanOptions& options, const Operands
         // The result is there to be read while it is saved.
         session.out.flush();
         Interruption::check();
-        if (saving && !saving->save(finished.snapshot)) code = ExitCode::failed;
+        const auto saved = saving ? saving->save(finished.snapshot) : std::nullopt;
+        if (saving && !saved) code = ExitCode::failed;
+        if (saved && earlier && saving->history() != nullptr)
+            writeChanges(session, *saving->history(), *earlier, *saved);
     }
     const std::size_t issues = finished.snapshot.issues().size();
     // A total that may be too small is no failure, but a script must be able to tell it from a whole one.

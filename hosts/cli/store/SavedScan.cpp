@@ -61,17 +61,6 @@ std::optional<std::string> database(const Session& session) {
     return path;
 }
 
-/// What a name may mean: by its text first, since what was scanned may be gone by now, or be a link, and is in the scan
-/// all the same; then as the system sees it, because a link on the way, or "..", may lead to what the scan knows under
-/// its real path.
-std::vector<Text> meanings(const std::string& name) {
-    std::vector<Text> paths{Path::standardized(URL::fromPath(name).path())};
-    std::error_code error;
-    const std::filesystem::path real = std::filesystem::canonical(name, error);
-    if (!error && Text{real.native()} != paths.front()) paths.emplace_back(real.native());
-    return paths;
-}
-
 NamedRecord findIn(const std::string& path, const std::string& name) {
     SavedScan scan{loaded(path)};
     const std::vector<Text> paths = meanings(name);
@@ -85,6 +74,14 @@ NamedRecord findIn(const std::string& path, const std::string& name) {
 }
 
 }  // namespace
+
+std::vector<Text> meanings(const std::string& name) {
+    std::vector<Text> paths{Path::standardized(URL::fromPath(name).path())};
+    std::error_code error;
+    const std::filesystem::path real = std::filesystem::canonical(name, error);
+    if (!error && Text{real.native()} != paths.front()) paths.emplace_back(real.native());
+    return paths;
+}
 
 SavedScan::SavedScan(ScanSnapshot snapshot) : summary_{summaryOf(snapshot)}, snapshot_{std::move(snapshot)} {}
 

@@ -44,6 +44,11 @@ private:
     std::optional<KestrelCore::ScanSnapshot> snapshot_;
 };
 
+/// What a name on the command line may mean: by its text first, since what was scanned may be gone by now, or be a
+/// link, and is in the scan all the same; then as the system sees it, because a link on the way, or "..", may lead to
+/// what the scan knows under its real path.
+[[nodiscard]] std::vector<KestrelCore::Text> meanings(const std::string& name);
+
 /// What a name on the command line means among the saved scans.
 struct NamedRecord {
     SavedScan scan;
