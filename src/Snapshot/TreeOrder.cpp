@@ -18,7 +18,6 @@ namespace KestrelCore {
 namespace {
 
 using FolderIndex = RecordStorage::FolderIndex;
-constexpr std::uint32_t none = TreeOrder::none;
 
 /// The name in normal form C, in `buffer` where that is another text.
 std::string_view normalForm(std::string_view name, std::string& buffer) {
