@@ -431,10 +431,10 @@ private:
     }
 
     void alignFiles(const Lot& lot, RowReader& names, RowScript& script) const {
-        auto [before, beforeCount] = lot.before;
-        auto [now, nowCount] = lot.now;
-        const std::uint32_t beforeEnd = before + beforeCount;
-        const std::uint32_t nowEnd = now + nowCount;
+        std::uint32_t before = lot.before.first;
+        std::uint32_t now = lot.now.first;
+        const std::uint32_t beforeEnd = before + lot.before.second;
+        const std::uint32_t nowEnd = now + lot.now.second;
         while (before < beforeEnd && now < nowEnd) {
             const RowReader::Piece piece = names.at(before);
             const std::uint32_t most = std::min({piece.count, beforeEnd - before, nowEnd - now});
