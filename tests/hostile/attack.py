@@ -49,6 +49,9 @@ ERRORS = ("EIO", "ENOMEM", "EMFILE", "ENOSPC", "EINTR", "EACCES")
 LATE_ERRORS = ("EIO", "ENOENT", "EEXIST")
 
 counts = collections.Counter()
+# A shell that starts this in the background has Ctrl-C ignored, and what is ignored stays so in all that is started from
+# here. What has a handler has not.
+signal.signal(signal.SIGINT, signal.default_int_handler)
 
 
 def exchange(a, b):
