@@ -41,17 +41,6 @@ std::uint64_t wordAt(const char* bytes) {
     return word;
 }
 
-std::size_t asciiPrefixLength(std::string_view bytes) noexcept {
-    constexpr std::uint64_t highBits = 0x8080808080808080U;
-    std::size_t index = 0;
-    while (index + 16 <= bytes.size() &&
-           ((wordAt(bytes.data() + index) | wordAt(bytes.data() + index + 8)) & highBits) == 0) {
-        index += 16;
-    }
-    while (index < bytes.size() && byteAt(bytes, index) < 0x80) ++index;
-    return index;
-}
-
 bool isContinuation(unsigned char byte) { return (byte & 0xC0) == 0x80; }
 
 /// What begins at `index`, which moves behind it, in bytes that may be anything: a scalar, or below 0 for a maximal
@@ -232,6 +221,17 @@ private:
 };
 
 }  // namespace
+
+std::size_t asciiPrefixLength(std::string_view bytes) noexcept {
+    constexpr std::uint64_t highBits = 0x8080808080808080U;
+    std::size_t index = 0;
+    while (index + 16 <= bytes.size() &&
+           ((wordAt(bytes.data() + index) | wordAt(bytes.data() + index + 8)) & highBits) == 0) {
+        index += 16;
+    }
+    while (index < bytes.size() && byteAt(bytes, index) < 0x80) ++index;
+    return index;
+}
 
 bool isASCII(std::string_view bytes) noexcept { return asciiPrefixLength(bytes) == bytes.size(); }
 

@@ -14,6 +14,9 @@ namespace KestrelCore {
 /// Whether every byte is below 0x80.
 [[nodiscard]] bool isASCII(std::string_view bytes) noexcept;
 
+/// How many bytes at the beginning are below 0x80.
+[[nodiscard]] std::size_t asciiPrefixLength(std::string_view bytes) noexcept;
+
 /// Whether every scalar is below U+0300: each is then its own normal form C, and a character of its own (but CR LF).
 [[nodiscard]] bool isPlainLatin(std::string_view wellFormed) noexcept;
 

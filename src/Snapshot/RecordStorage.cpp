@@ -4,6 +4,7 @@
 #include "Base/Parallel.hpp"
 #include "Base/SeededHash.hpp"
 #include "Base/TextScan.hpp"
+#include "Platform/LargeMemory.hpp"
 #include "Snapshot/DerivedIdentifier.hpp"
 
 #include <boost/unordered/unordered_flat_map.hpp>
@@ -39,7 +40,6 @@ constexpr std::string_view sourceFile = "KestrelCore/Model";
 constexpr std::uint64_t topHash = 0x6A09E667F3BCC909U;
 constexpr std::uint64_t relativeHash = 0xBB67AE8584CAA73BU;
 constexpr std::size_t mostDevices = 256;  ///< what the eight bits of a row tell apart
-constexpr std::uint64_t offsetMask = (std::uint64_t{1} << 36) - 1;
 
 struct FolderKey {
     RecordStorage::FolderIndex parent;
@@ -56,7 +56,16 @@ struct FolderKeyHash {
 
 void NameArena::grow() {
     chunks_.push_back(std::make_shared_for_overwrite<char[]>(chunkSize));
+    bytes_ += chunkSize;
     used_ = 0;
+}
+
+std::uint64_t NameArena::adopt(const std::shared_ptr<char[]>& bytes, std::size_t size) {
+    const std::uint64_t offset = chunks_.size() * chunkSize;
+    for (std::size_t at = 0; at < size; at += chunkSize) chunks_.emplace_back(bytes, bytes.get() + at);
+    bytes_ += size;
+    used_ = chunkSize;
+    return offset;
 }
 
 /// Look-ups that only building needs.
@@ -304,7 +313,7 @@ RecordStorage::FolderIndex RecordStorage::addFolder(FolderIndex parent, std::str
     const auto index = static_cast<FolderIndex>(folders_.size());
     folders_.push_back(Folder{.parent = parent,
                               .pathLength = static_cast<std::uint32_t>(folders_[parent].pathLength + 1 + name.size()),
-                              .nameOffset = names_.add(name) & offsetMask,
+                              .nameOffset = names_.add(name) & mostNameOffset,
                               .nameLength = name.size() & NameArena::longestName,
                               .isASCII = isASCIIName,
                               .isNormalized = isNormalized,
@@ -377,33 +386,44 @@ std::uint32_t RecordStorage::internExtension(std::string_view fileExtension) {
 RecordStorage::Row& RecordStorage::newRow() {
     // Positions have 32 bits everywhere. A scan ends at 2^26 entries, and a payload of so many would be two terabytes.
     if (size_ == std::numeric_limits<std::uint32_t>::max()) fatalError(sourceFile, "Too many records");
-    if (size_ % rowsPerChunk == 0) chunks_.push_back(std::make_unique_for_overwrite<Row[]>(rowsPerChunk));
+    if (size_ % rowsPerChunk == 0) chunks_.push_back(std::make_shared_for_overwrite<Row[]>(rowsPerChunk));
     Row& fresh = row(size_++);
     fresh = Row{};
     return fresh;
 }
 
+void RecordStorage::makeRows(std::size_t count) {
+    if (count > std::numeric_limits<std::uint32_t>::max()) fatalError(sourceFile, "Too many records");
+    const std::size_t chunks = (count + rowsPerChunk - 1) / rowsPerChunk;
+    const auto memory = LargeMemory::allocate(chunks * rowsPerChunk * sizeof(Row));
+    auto* const rows = reinterpret_cast<Row*>(memory.get());
+    for (std::size_t i = 0; i < chunks; ++i) chunks_.emplace_back(memory, rows + i * rowsPerChunk);
+    size_ = count;
+}
+
 RecordStorage::Row& RecordStorage::appendRegular(FolderIndex folder, std::string_view name) {
+    const bool isASCIIName = isASCII(name);
     Row& fresh = newRow();
-    fresh.folder = folder;
-    fresh.nameOffset = names_.add(name) & offsetMask;
-    fresh.nameLength = name.size() & NameArena::longestName;
-    fresh.isASCII = isASCII(name);
-    fresh.isNormalized = fresh.isASCII || isNormalizedUTF8(name);
+    fresh = regularRow(folder, names_.add(name), name.size(), isASCIIName, isASCIIName || isNormalizedUTF8(name));
     return fresh;
 }
 
 RecordStorage::Row& RecordStorage::appendIrregular(std::optional<Text> parentPath, Text path, Text name) {
     Row& fresh = newRow();
-    fresh.isIrregular = 1;
-    fresh.isASCII = name.isASCII();
-    fresh.isNormalized = name.isNormalized();
-    fresh.nameOffset = irregular_.size() & offsetMask;
+    makeIrregular(fresh, std::move(parentPath), std::move(path), std::move(name));
+    return fresh;
+}
+
+void RecordStorage::makeIrregular(Row& row, std::optional<Text> parentPath, Text path, Text name) {
+    row = Row{};
+    row.isIrregular = 1;
+    row.isASCII = name.isASCII();
+    row.isNormalized = name.isNormalized();
+    row.nameOffset = irregular_.size() & mostNameOffset;
     irregular_.push_back(Irregular{.parentPath = std::move(parentPath),
                                    .path = std::move(path),
                                    .name = std::move(name),
                                    .identity = std::nullopt});
-    return fresh;
 }
 
 RecordStorage::Row& RecordStorage::append(const std::optional<std::string_view>& parentPath, std::string_view path,
@@ -441,40 +461,30 @@ void RecordStorage::append(const FileRecord& record) {
 void RecordStorage::fill(Row& row, const Fields& fields) {
     if (fields.id) identifiers_.push_back(*fields.id);
     if (fields.identity) setIdentity(row, *fields.identity);
-    row.logicalBytes = fields.logicalBytes;
-    row.allocatedBytes = fields.allocatedBytes;
-    row.aggregateAllocatedBytes = fields.aggregateAllocatedBytes;
-    row.hasModified = fields.modifiedAt.has_value();
-    row.modifiedAt = fields.modifiedAt ? fields.modifiedAt->secondsSinceReferenceDate : 0;
-    row.extension = fields.extension & ((1U << 27) - 1);
-    row.kindValue = static_cast<std::uint32_t>(fields.kind) & 7U;
-    row.riskValue = static_cast<std::uint32_t>(fields.risk) & 3U;
-    row.isHidden = fields.isHidden;
-    row.isCloudPlaceholder = fields.isCloudPlaceholder;
-    row.isHardLinkDuplicate = fields.isHardLinkDuplicate;
+    setValues(row, fields);
+}
+
+std::optional<std::uint32_t> RecordStorage::deviceNumber(std::uint64_t device) {
+    const auto found = std::find(devices_.begin(), devices_.end(), device);
+    const auto position = static_cast<std::uint32_t>(found - devices_.begin());
+    if (found == devices_.end()) {
+        if (devices_.size() == mostDevices) return std::nullopt;
+        devices_.push_back(device);
+    }
+    return position;
 }
 
 void RecordStorage::setIdentity(Row& row, const FileIdentity& identity) {
-    const auto found = std::find(devices_.begin(), devices_.end(), identity.device);
-    const auto position = static_cast<std::size_t>(found - devices_.begin());
-    if (found == devices_.end()) {
-        if (devices_.size() == mostDevices) {
-            // No row has room for one more device: this record keeps its identity, and so its texts, beside the rows.
-            if (!row.isIrregular) {
-                Irregular texts{parentPath(row), path(row), Text{nameOf(row)}, std::nullopt};
-                row.isIrregular = 1;
-                row.nameLength = 0;
-                row.nameOffset = irregular_.size() & offsetMask;
-                irregular_.push_back(std::move(texts));
-            }
-            irregular_[row.nameOffset].identity = identity;
-            return;
-        }
-        devices_.push_back(identity.device);
+    if (const auto device = deviceNumber(identity.device)) return setIdentity(row, *device, identity.inode);
+    // No row has room for one more device: this record keeps its identity, and so its texts, beside the rows.
+    if (!row.isIrregular) {
+        Irregular texts{parentPath(row), path(row), Text{nameOf(row)}, std::nullopt};
+        row.isIrregular = 1;
+        row.nameLength = 0;
+        row.nameOffset = irregular_.size() & mostNameOffset;
+        irregular_.push_back(std::move(texts));
     }
-    row.hasIdentity = 1;
-    row.device = position & 255U;
-    row.inode = identity.inode;
+    irregular_[row.nameOffset].identity = identity;
 }
 
 void RecordStorage::reorder(std::vector<std::uint32_t>& order) {
@@ -504,9 +514,9 @@ void RecordStorage::reorder(std::vector<std::uint32_t>& order) {
         }
         return;
     }
-    std::vector<std::unique_ptr<Row[]>> chunks;
+    std::vector<std::shared_ptr<Row[]>> chunks;
     for (std::size_t i = 0; i < kept; ++i) {
-        if (i % rowsPerChunk == 0) chunks.push_back(std::make_unique_for_overwrite<Row[]>(rowsPerChunk));
+        if (i % rowsPerChunk == 0) chunks.push_back(std::make_shared_for_overwrite<Row[]>(rowsPerChunk));
         chunks[i / rowsPerChunk][i % rowsPerChunk] = row(order[i]);
     }
     chunks_ = std::move(chunks);

@@ -30,15 +30,17 @@ public:
         used_ += name.size();
         return offset;
     }
+    /// Takes over `size` bytes that hold names already, and returns where they begin.
+    std::uint64_t adopt(const std::shared_ptr<char[]>& bytes, std::size_t size);
     [[nodiscard]] std::string_view name(std::uint64_t offset, std::size_t length) const {
         if (length == 0) return {};  // may begin where no chunk is yet
         return {chunks_[offset / chunkSize].get() + offset % chunkSize, length};
     }
-    [[nodiscard]] std::size_t memoryBytes() const { return chunks_.size() * chunkSize; }
+    [[nodiscard]] std::size_t memoryBytes() const { return bytes_; }
 
     NameArena() = default;
     /// Shares what is there; what is added afterwards goes into chunks of the copy's own.
-    NameArena(const NameArena& other) : chunks_{other.chunks_} {}
+    NameArena(const NameArena& other) : chunks_{other.chunks_}, bytes_{other.bytes_} {}
     NameArena& operator=(const NameArena&) = delete;
 
 private:
@@ -46,8 +48,11 @@ private:
 
     void grow();
 
+    /// Each begins `chunkSize` after the one before, as names are counted: of adopted bytes each is a part, and behind
+    /// the last part some places stand for nothing.
     std::vector<std::shared_ptr<char[]>> chunks_;
     std::size_t used_ = chunkSize;  ///< of the last chunk
+    std::size_t bytes_ = 0;         ///< that are held
 };
 
 /// The records of a snapshot in compact form: one fixed row a record, names in an arena, folders as a tree of names.
@@ -60,6 +65,8 @@ private:
 class RecordStorage {
 public:
     using FolderIndex = std::uint32_t;
+    /// Names lie at most so far in the arena.
+    static constexpr std::uint64_t mostNameOffset = (std::uint64_t{1} << 36) - 1;
     /// The folder "/": what it holds is named "/NAME".
     static constexpr FolderIndex topFolder = 0;
 
@@ -154,6 +161,10 @@ public:
         if (row.isIrregular) return irregular(row).name.view();
         return names_.name(row.nameOffset, row.nameLength);
     }
+    /// The bytes of a name that lies in the arena.
+    [[nodiscard]] std::string_view nameAt(std::uint64_t offset, std::size_t length) const {
+        return names_.name(offset, length);
+    }
     [[nodiscard]] std::optional<FileIdentity> identityOf(const Row& row) const;
 
     /// The folder's path as records name it in `parentPath`: "/" for the top folder.
@@ -212,6 +223,32 @@ public:
     void reorder(std::vector<std::uint32_t>& order);
     /// Gives the rows, which must have none, the identifiers of these numbers, one for each; see `derivedIdentifier`.
     void deriveIdentifiers(const UUID& seed, std::vector<std::uint32_t> numbers);
+
+    // Building where it is known beforehand how many rows there are and in which order: any thread sets rows of its
+    // own, and all of them must be set.
+
+    /// Makes `count` rows of no value. There must be none yet.
+    void makeRows(std::size_t count);
+    /// Takes over bytes that hold names, and gives where they begin: what `nameOffset` counts from.
+    std::uint64_t adoptNames(const std::shared_ptr<char[]>& bytes, std::size_t size) {
+        return names_.adopt(bytes, size);
+    }
+    /// A row in `folder` whose name lies among the arena's; everything else zero.
+    [[nodiscard]] static Row regularRow(FolderIndex folder, std::uint64_t nameOffset, std::size_t nameLength,
+                                        bool isASCII, bool isNormalized);
+    /// Makes a row irregular. One thread only.
+    void makeIrregular(Row& row, std::optional<Text> parentPath, Text path, Text name);
+    /// The number that rows have for the device; empty when 256 others have been given. One thread only.
+    [[nodiscard]] std::optional<std::uint32_t> deviceNumber(std::uint64_t device);
+    /// Gives a row all that is not its place, its name, its identifier or its identity.
+    static void setValues(Row& row, const Fields& fields);
+    /// `device` as `deviceNumber` gave it.
+    static void setIdentity(Row& row, std::uint32_t device, std::uint64_t inode);
+    /// Gives the row an identity whatever its device; as `fill` says. One thread only.
+    void setIdentity(Row& row, const FileIdentity& identity);
+    /// The identifiers of the rows, one for each.
+    void takeIdentifiers(std::vector<UUID> identifiers) { identifiers_ = std::move(identifiers); }
+
     /// Frees what only building needed.
     void finishBuilding();
 
@@ -225,7 +262,6 @@ private:
     [[nodiscard]] BuildState& building();
     [[nodiscard]] FolderIndex childFolder(FolderIndex parent, std::string_view name);
     Row& newRow();
-    void setIdentity(Row& row, const FileIdentity& identity);
     /// Appends the folder's path as a prefix: empty for the top folder, else without a trailing slash.
     void appendFolderPath(FolderIndex folder, std::string& out) const;
     /// `path` is the row's own.
@@ -233,7 +269,7 @@ private:
     RecordStorage(const RecordStorage& other);  ///< everything but the rows
     [[nodiscard]] static std::uint64_t nameHash(std::string_view name, bool isNormalized);
 
-    std::vector<std::unique_ptr<Row[]>> chunks_;
+    std::vector<std::shared_ptr<Row[]>> chunks_;  ///< of rows that were made at once each is a part
     std::size_t size_ = 0;
     NameArena names_;
     std::vector<Folder> folders_;
@@ -245,6 +281,39 @@ private:
     std::vector<UUID> identifiers_;                 ///< of each row, where there is none
     std::unique_ptr<BuildState> build_;
 };
+
+// Called for each row that is loaded.
+
+inline RecordStorage::Row RecordStorage::regularRow(FolderIndex folder, std::uint64_t nameOffset,
+                                                    std::size_t nameLength, bool isASCII, bool isNormalized) {
+    Row row{};
+    row.folder = folder;
+    row.nameOffset = nameOffset & mostNameOffset;
+    row.nameLength = nameLength & NameArena::longestName;
+    row.isASCII = isASCII;
+    row.isNormalized = isNormalized;
+    return row;
+}
+
+inline void RecordStorage::setValues(Row& row, const Fields& fields) {
+    row.logicalBytes = fields.logicalBytes;
+    row.allocatedBytes = fields.allocatedBytes;
+    row.aggregateAllocatedBytes = fields.aggregateAllocatedBytes;
+    row.hasModified = fields.modifiedAt.has_value();
+    row.modifiedAt = fields.modifiedAt ? fields.modifiedAt->secondsSinceReferenceDate : 0;
+    row.extension = fields.extension & ((1U << 27) - 1);
+    row.kindValue = static_cast<std::uint32_t>(fields.kind) & 7U;
+    row.riskValue = static_cast<std::uint32_t>(fields.risk) & 3U;
+    row.isHidden = fields.isHidden;
+    row.isCloudPlaceholder = fields.isCloudPlaceholder;
+    row.isHardLinkDuplicate = fields.isHardLinkDuplicate;
+}
+
+inline void RecordStorage::setIdentity(Row& row, std::uint32_t device, std::uint64_t inode) {
+    row.hasIdentity = 1;
+    row.device = device & 255U;
+    row.inode = inode;
+}
 
 /// Joins the paths of folders that are asked for one after the other: only what differs from the folder before is
 /// joined again, and neighbours mostly share all but a name.

@@ -290,11 +290,11 @@ std::vector<ScanOrderRun> scanOrder(const ScanOrderSource& source) {
     const auto begin = [&](std::uint32_t folder) {
         frames.push_back({folder, folder + 1, source.firstFile(folder), waiting.size()});
     };
-    const auto emitFile = [&](std::uint32_t file) {
-        if (!order.empty() && !order.back().isFolder && order.back().first + order.back().count == file) {
-            ++order.back().count;
+    const auto emitFiles = [&](std::uint32_t first, std::uint32_t count) {
+        if (!order.empty() && !order.back().isFolder && order.back().first + order.back().count == first) {
+            order.back().count += count;
         } else {
-            order.push_back({file, 1, false});
+            order.push_back({first, count, false});
         }
     };
     begin(0);
@@ -322,9 +322,10 @@ std::vector<ScanOrderRun> scanOrder(const ScanOrderSource& source) {
             if (source.hasRecord(folder)) order.push_back({folder, 1, true});
             if (source.folderEnd(folder) > folder + 1 || source.fileCount(folder) > 0) waiting.push_back(folder);
         } else if (hasFile && !hasFolder && waiting.size() == frame.waiting) {
-            for (; frame.nextFile < fileEnd; ++frame.nextFile) emitFile(frame.nextFile);
+            emitFiles(frame.nextFile, fileEnd - frame.nextFile);
+            frame.nextFile = fileEnd;
         } else if (hasFile) {
-            emitFile(frame.nextFile++);
+            emitFiles(frame.nextFile++, 1);
         } else {
             frames.pop_back();
         }

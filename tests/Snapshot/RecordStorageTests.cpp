@@ -1,6 +1,9 @@
 #include "Snapshot/RecordStorage.hpp"
 
+#include <algorithm>
+#include <cstdint>
 #include <gtest/gtest.h>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -63,6 +66,42 @@ TEST(RecordStorage, makesManyRecordsAsItMakesOne) {
         ASSERT_EQ(made[i].front(), alone);
         ASSERT_EQ(made[i].front().path().view(), alone.path().view());
         ASSERT_EQ(made[i].front().fileExtension().view(), alone.fileExtension().view());
+    }
+}
+
+TEST(RecordStorage, takesOverNamesAndRowsAsTheyAre) {
+    RecordStorage storage;
+    constexpr std::size_t count = 70'000;
+    storage.makeRows(count);
+    const std::uint64_t bytesBefore = storage.memoryBytes();
+    // More than an arena's chunk, so that some names lie across the end of one.
+    std::string names;
+    std::vector<std::size_t> begins;
+    for (std::size_t i = 0; i < count; ++i) {
+        begins.push_back(names.size());
+        names += "name " + std::to_string(i);
+    }
+    const auto bytes = std::make_shared<char[]>(names.size());
+    std::copy(names.begin(), names.end(), bytes.get());
+    const RecordStorage::FolderIndex first = storage.addFolder(RecordStorage::topFolder, "first");
+    const std::uint64_t offset = storage.adoptNames(bytes, names.size());
+    const RecordStorage::FolderIndex then = storage.addFolder(first, "then");
+    std::vector<std::uint32_t> numbers;
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::size_t end = i + 1 < count ? begins[i + 1] : names.size();
+        RecordStorage::Row row =
+            RecordStorage::regularRow(i % 2 == 0 ? first : then, offset + begins[i], end - begins[i], true, true);
+        RecordStorage::setValues(row, {.logicalBytes = static_cast<std::int64_t>(i)});
+        storage.row(i) = row;
+        numbers.push_back(static_cast<std::uint32_t>(i));
+    }
+    storage.deriveIdentifiers(UUID::random(), numbers);
+    storage.finishBuilding();
+    EXPECT_LE(storage.memoryBytes() - bytesBefore, names.size() + count * sizeof(std::uint32_t) + 600'000);
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::string folder = i % 2 == 0 ? "/first/name " : "/first/then/name ";
+        ASSERT_EQ(storage.path(storage.row(i)).view(), folder + std::to_string(i));
+        ASSERT_EQ(storage.row(i).logicalBytes, static_cast<std::int64_t>(i));
     }
 }
 
