@@ -1,15 +1,21 @@
 #include "Storage/SQLiteConnection.hpp"
 
+#include "Base/PercentCoding.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
 
 #include <sqlite3.h>
 
 namespace KestrelCore {
 
-SQLiteConnection::SQLiteConnection(const std::string& path, std::string_view failure) {
+SQLiteConnection::SQLiteConnection(const std::string& path, std::string_view failure, Access access) {
     // Serialized: the pieces of a value are read on another thread while a statement of this one stands.
-    constexpr int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX;
-    if (sqlite3_open_v2(path.c_str(), &handle_, flags, nullptr) != SQLITE_OK) {
+    int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX;
+    std::string name = path;
+    if (access == Access::unchanging) {
+        flags = SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_FULLMUTEX;
+        name = "file:" + percentEncoded(path, keepingUnreservedAnd("/")) + "?immutable=1";
+    }
+    if (sqlite3_open_v2(name.c_str(), &handle_, flags, nullptr) != SQLITE_OK) {
         sqlite3_close(handle_);  // a failed open leaves a handle, too
         throw KestrelError::unavailable(failure);
     }

@@ -15,8 +15,12 @@ namespace KestrelCore {
 /// Owns an open SQLite database. Failures of statements are `KestrelError::unavailable` with SQLite's own text.
 class SQLiteConnection {
 public:
-    /// Opens for reading and writing, creates when missing. Throws `unavailable` with the sentence `failure`.
-    SQLiteConnection(const std::string& path, std::string_view failure);
+    enum class Access {
+        writing,    ///< for reading, too; made when missing
+        unchanging  ///< only read, and nothing is made beside it: for a file that nobody can change now
+    };
+    /// Throws `unavailable` with the sentence `failure`.
+    SQLiteConnection(const std::string& path, std::string_view failure, Access access = Access::writing);
     ~SQLiteConnection();
     SQLiteConnection(const SQLiteConnection&) = delete;
     SQLiteConnection& operator=(const SQLiteConnection&) = delete;

@@ -27,25 +27,30 @@ constexpr std::chrono::milliseconds patience{10'000};
 /// Differences that follow a full generation, at most: opening one reads them all.
 constexpr std::size_t mostDifferences = 30;
 
-Generation described(const StoredGeneration& stored) {
+ScanScope scopeOf(const StoredGeneration& stored) {
     try {
-        return {.number = stored.number,
-                .snapshot = stored.snapshot,
-                .scope = decodingJSON<ScanScope>(stored.scope),
-                .startedAt = Date{stored.startedAt},
-                .completedAt = Date{stored.completedAt},
-                .records = stored.records,
-                .issues = stored.issues,
-                .totalAllocatedBytes = stored.totalBytes,
-                .isComplete = stored.isComplete,
-                .isPinned = stored.isPinned,
-                .origin = static_cast<GenerationOrigin>(stored.origin),
-                .storedBytes = stored.storedBytes,
-                .isDifference = stored.base != 0};
+        return decodingJSON<ScanScope>(stored.scope);
     } catch (const DecodingError&) {
         throwDamaged(stored.number);
     }
 }
+
+Generation described(const StoredGeneration& stored, ScanScope scope) {
+    return {.number = stored.number,
+            .snapshot = stored.snapshot,
+            .scope = std::move(scope),
+            .startedAt = Date{stored.startedAt},
+            .completedAt = Date{stored.completedAt},
+            .records = stored.records,
+            .issues = stored.issues,
+            .totalAllocatedBytes = stored.totalBytes,
+            .isComplete = stored.isComplete,
+            .isPinned = stored.isPinned,
+            .origin = static_cast<GenerationOrigin>(stored.origin),
+            .storedBytes = stored.storedBytes,
+            .isDifference = stored.base != 0};
+}
+Generation described(const StoredGeneration& stored) { return described(stored, scopeOf(stored)); }
 
 const StoredGeneration* find(const std::vector<StoredGeneration>& all, std::int64_t number) {
     const auto found = std::ranges::find(all, number, &StoredGeneration::number);
@@ -231,18 +236,27 @@ std::vector<Generation> SnapshotHistory::generations(const std::optional<Text>& 
     std::vector<Generation> result;
     if (!implementation_->exists()) return result;
     const auto all = implementation_->reading().generations();
+    // Neighbours were mostly scanned alike: a scope is read from its text once for all of them.
+    std::optional<ScanScope> scope;
+    std::string_view textOfScope;
     for (const StoredGeneration& stored : std::ranges::reverse_view{all}) {
-        if (stored.isForgotten) continue;
-        Generation generation = described(stored);
-        if (!root || generation.scope.root.path() == *root) result.push_back(std::move(generation));
+        if (stored.isForgotten || (root && Text{stored.root} != *root)) continue;
+        if (!scope || stored.scope != textOfScope) {
+            scope = scopeOf(stored);
+            textOfScope = stored.scope;
+        }
+        result.push_back(described(stored, *scope));
     }
     return result;
 }
 
 std::optional<Generation> SnapshotHistory::newest(const Text& path) const {
-    for (Generation& generation : generations()) {
-        const Text root = generation.scope.root.path();
-        if (root == path || root == Text{"/"} || Path::isBeneath(path, root)) return std::move(generation);
+    if (!implementation_->exists()) return std::nullopt;
+    const auto all = implementation_->reading().generations();
+    for (const StoredGeneration& stored : std::ranges::reverse_view{all}) {
+        if (stored.isForgotten) continue;
+        const Text root{stored.root};
+        if (root == path || root == Text{"/"} || Path::isBeneath(path, root)) return described(stored);
     }
     return std::nullopt;
 }

@@ -2,6 +2,7 @@
 
 #include "KestrelCore/Model/KestrelError.hpp"
 #include "Snapshot/SnapshotAccess.hpp"
+#include "support/ChildProcess.hpp"
 #include "support/Records.hpp"
 #include "support/SampleSnapshots.hpp"
 #include "support/ScannedSnapshots.hpp"
@@ -16,7 +17,9 @@
 #include <functional>
 #include <iterator>
 #include <optional>
+#include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace KestrelCore {
@@ -122,6 +125,43 @@ TEST_F(SnapshotHistoryTest, answersForAFolderAsTheSnapshotDoes) {
         EXPECT_EQ(history.record(number, "/home/someone/none"), std::nullopt);
         EXPECT_TRUE(history.children(number, "/home/someone/none").empty());
     }
+}
+
+TEST_F(SnapshotHistoryTest, loadsOnSeveralThreadsWhatIsLarge) {
+    SnapshotHistory history{url()};
+    for (const int step : {0, 1, 2}) {
+        std::vector<FileRecord> records{aRecord({.path = "/r", .isTop = true, .kind = FileKind::directory})};
+        for (int i = 0; i < 40'000; ++i) {
+            const std::string folder = "/r/folder " + std::to_string(i / 100);
+            if (i % 100 == 0) records.push_back(aRecord({.path = folder, .kind = FileKind::directory}));
+            // Another tenth is missing each time; now and then a name is not ASCII, or a size another.
+            if (i % 10 == step) continue;
+            const std::string name = folder + (i % 1000 == 7 ? "/\u00E9" : "/") + std::to_string(i);
+            records.push_back(aRecord({.path = name, .logical = i % 97 == 0 ? step : i}));
+        }
+        const ScanSnapshot snapshot = asScanned(aSnapshot("/r", records));
+        const ScanSnapshot loaded = history.load(history.add(snapshot).number);
+        ASSERT_EQ(loaded.records().size(), snapshot.records().size());
+        for (std::size_t i = 0; i < loaded.records().size(); ++i) {
+            ASSERT_EQ(loaded.records()[i], snapshot.records()[i]) << step << ", " << i;
+        }
+    }
+}
+
+TEST_F(SnapshotHistoryTest, answersSeveralThreadsAtOnce) {
+    SnapshotHistory history{url()};
+    const ScanSnapshot snapshot = asScanned(sampleSnapshot(2000, 6));
+    const std::int64_t number = history.add(snapshot).number;
+    const FileRecord& wanted = snapshot.records()[1000];
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&] {
+            EXPECT_EQ(history.record(number, wanted.path()), wanted);
+            EXPECT_EQ(history.load(number).records().size(), snapshot.records().size());
+            EXPECT_EQ(history.newest(wanted.path())->number, number);
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
 }
 
 TEST_F(SnapshotHistoryTest, totalsCountWhatLiesBelow) {
@@ -307,6 +347,41 @@ TEST_F(SnapshotHistoryTest, startsInAFileWhoseTablesWereNeverMade) {
     EXPECT_TRUE(history.check().empty());
     EXPECT_EQ(history.add(smallScan("/r", 1)).number, 1);
     EXPECT_EQ(history.generations().size(), 1U);
+}
+
+TEST_F(SnapshotHistoryTest, isReadWhereNothingCanBeWritten) {
+    inChild(ChildSetting::unprivileged, [] {
+        const TemporaryFolder folder;
+        const std::string data = folder.path() + "/data % #1?";
+        const URL url = URL::fromPath(data + "/history.sqlite");
+        const ScanSnapshot snapshot = asScanned(sampleSnapshot(50, 1));
+        (void)SnapshotHistory{url}.add(snapshot);
+        namespace fs = std::filesystem;
+        const auto expectReadable = [&] {
+            std::set<std::string> before;
+            for (const auto& entry : fs::directory_iterator{data}) before.insert(entry.path());
+            SnapshotHistory history{url};
+            EXPECT_EQ(numbers(history.generations()), std::vector<std::int64_t>{1});
+            EXPECT_EQ(contents(history.load(1)), contents(snapshot));
+            EXPECT_TRUE(history.check().empty());
+            EXPECT_THROW((void)history.add(snapshot), KestrelError);
+            EXPECT_THROW(history.setPinned(1, true), KestrelError);
+            std::set<std::string> after;
+            for (const auto& entry : fs::directory_iterator{data}) after.insert(entry.path());
+            EXPECT_EQ(after, before);
+        };
+        // The file alone, the folder with all that is in it, and the folder with nothing but the file.
+        fs::permissions(data + "/history.sqlite", fs::perms::owner_read);
+        expectReadable();
+        for (const auto& entry : fs::directory_iterator{data}) fs::permissions(entry.path(), fs::perms::owner_read);
+        fs::permissions(data, fs::perms::owner_read | fs::perms::owner_exec);
+        expectReadable();
+        fs::permissions(data, fs::perms::owner_all);
+        for (const char* suffix : {"-wal", "-shm", "-lock"}) fs::remove(data + "/history.sqlite" + suffix);
+        fs::permissions(data, fs::perms::owner_read | fs::perms::owner_exec);
+        expectReadable();
+        fs::permissions(data, fs::perms::owner_all);
+    });
 }
 
 TEST_F(SnapshotHistoryTest, isForThisUserOnly) {

@@ -100,24 +100,51 @@ std::string Column::pack(std::string_view bytes) { return compress(bytes, bytes.
 
 bool Column::unpack(std::string_view packed, std::size_t count, std::vector<std::uint64_t>& into) {
     if (count > mostRows) return false;
-    const std::optional<std::string> bytes = unpack(packed, headerSize + sizeof(std::uint64_t) * count);
-    if (!bytes || bytes->size() < headerSize) return false;
-    const auto form = static_cast<std::uint8_t>(bytes->front());
-    const std::size_t planes = form & ~stepsFlag;
-    if (planes > sizeof(std::uint64_t) || bytes->size() != headerSize + planes * count) return false;
-    into.assign(count, littleEndian(bytes->data() + 1));
-    for (std::size_t plane = 0; plane < planes; ++plane) {
-        const char* in = bytes->data() + headerSize + plane * count;
+    NumberColumn column;
+    if (!column.open(packed, count)) return false;
+    into.resize(count);
+    column.read(0, into);
+    return true;
+}
+
+bool NumberColumn::open(std::string_view packed, std::size_t count) {
+    const auto size = Column::unpackedSize(packed, headerSize + sizeof(std::uint64_t) * count);
+    if (!size || *size < headerSize) return false;
+    if (bytes_.size() < *size) bytes_.resize(*size);
+    if (!Column::unpackTo(bytes_.data(), *size, packed)) return false;
+    const auto form = static_cast<std::uint8_t>(bytes_.front());
+    count_ = count;
+    planes_ = form & ~stepsFlag;
+    areSteps_ = (form & stepsFlag) != 0;
+    base_ = littleEndian(bytes_.data() + 1);
+    next_ = 0;
+    before_ = 0;
+    return planes_ <= sizeof(std::uint64_t) && *size == headerSize + planes_ * count;
+}
+
+void NumberColumn::read(std::size_t first, std::span<std::uint64_t> into) {
+    if (areSteps_ && first != next_) {
+        if (first < next_) next_ = before_ = 0;
+        std::array<std::uint64_t, 256> skipped;
+        while (next_ < first) read(next_, std::span{skipped}.first(std::min(skipped.size(), first - next_)));
+    }
+    const std::size_t count = into.size();
+    std::uint64_t* const out = into.data();
+    if (planes_ == 0) std::fill_n(out, count, base_);
+    for (std::size_t plane = 0; plane < planes_; ++plane) {
+        const auto* const in =
+            reinterpret_cast<const std::uint8_t*>(bytes_.data() + headerSize + plane * count_ + first);
         const std::size_t shift = 8 * plane;
-        for (std::size_t i = 0; i < count; ++i) {
-            into[i] += static_cast<std::uint64_t>(static_cast<std::uint8_t>(in[i])) << shift;
+        // One pass less where the first plane brings the smallest along.
+        if (plane == 0) {
+            for (std::size_t i = 0; i < count; ++i) out[i] = base_ + in[i];
+        } else {
+            for (std::size_t i = 0; i < count; ++i) out[i] += static_cast<std::uint64_t>(in[i]) << shift;
         }
     }
-    if ((form & stepsFlag) != 0) {
-        std::uint64_t before = 0;
-        for (std::uint64_t& number : into) number = before += unzigzag(number);
-    }
-    return true;
+    if (!areSteps_) return;
+    for (std::size_t i = 0; i < count; ++i) out[i] = before_ += unzigzag(out[i]);
+    next_ = first + count;
 }
 
 std::string Column::packCounted(std::span<const std::uint64_t> numbers) {
@@ -133,14 +160,23 @@ bool Column::unpackCounted(std::string_view packed, std::vector<std::uint64_t>& 
 }
 
 std::optional<std::string> Column::unpack(std::string_view packed, std::size_t mostBytes) {
+    const auto size = unpackedSize(packed, mostBytes);
+    if (!size) return {};
+    std::string bytes(*size, '\0');
+    if (!unpackTo(bytes.data(), bytes.size(), packed)) return {};
+    return bytes;
+}
+
+std::optional<std::size_t> Column::unpackedSize(std::string_view packed, std::size_t mostBytes) {
     // The size that the frame tells is a claim: what it says is asked for only where it may be.
     const unsigned long long claimed = ZSTD_getFrameContentSize(packed.data(), packed.size());
     if (claimed == ZSTD_CONTENTSIZE_ERROR || claimed == ZSTD_CONTENTSIZE_UNKNOWN || claimed > mostBytes) return {};
-    std::string bytes(static_cast<std::size_t>(claimed), '\0');
-    const std::size_t got =
-        ZSTD_decompressDCtx(expansionContext(), bytes.data(), bytes.size(), packed.data(), packed.size());
-    if (ZSTD_isError(got) != 0 || got != bytes.size()) return {};
-    return bytes;
+    return static_cast<std::size_t>(claimed);
+}
+
+bool Column::unpackTo(char* into, std::size_t size, std::string_view packed) {
+    const std::size_t got = ZSTD_decompressDCtx(expansionContext(), into, size, packed.data(), packed.size());
+    return ZSTD_isError(got) == 0 && got == size;
 }
 
 }  // namespace KestrelCore

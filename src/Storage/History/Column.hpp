@@ -35,6 +35,28 @@ struct Column {
     [[nodiscard]] static bool unpackCounted(std::string_view packed, std::vector<std::uint64_t>& into);
     /// The bytes; empty when they are not to be had, or would be more than `mostBytes`.
     [[nodiscard]] static std::optional<std::string> unpack(std::string_view packed, std::size_t mostBytes);
+    /// How many bytes there are, as far as the column says; empty when it does not, or says more than `mostBytes`.
+    [[nodiscard]] static std::optional<std::size_t> unpackedSize(std::string_view packed, std::size_t mostBytes);
+    /// Writes the bytes; false when they are not just `size`.
+    [[nodiscard]] static bool unpackTo(char* into, std::size_t size, std::string_view packed);
+};
+
+/// A column of numbers that is expanded, but made into numbers only where they are asked for. One thread.
+class NumberColumn {
+public:
+    /// Takes the place of the column that was here before; false when the bytes are none of `count` numbers.
+    [[nodiscard]] bool open(std::string_view packed, std::size_t count);
+    /// Puts the numbers from `first` on into `into`. Of steps all up to there are summed up, so ranges should ascend.
+    void read(std::size_t first, std::span<std::uint64_t> into);
+
+private:
+    std::string bytes_;  ///< kept from column to column, and longer than what is in it
+    std::size_t count_ = 0;
+    std::size_t planes_ = 0;
+    bool areSteps_ = false;
+    std::uint64_t base_ = 0;
+    std::size_t next_ = 0;      ///< of steps: what is behind the number that was read last,
+    std::uint64_t before_ = 0;  ///< and that number
 };
 
 /// A difference of either sign as a small number.

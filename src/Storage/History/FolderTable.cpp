@@ -1,5 +1,6 @@
 #include "Storage/History/FolderTable.hpp"
 
+#include "Storage/History/ChunkColumns.hpp"
 #include "Storage/History/RowValues.hpp"
 
 #include <algorithm>
@@ -13,21 +14,9 @@ FolderTable::FolderTable(const GenerationRows& rows, HistoryFields fields) {
     const std::int64_t generation = rows.generation();
     const std::uint32_t count = folders.size();
     fields |= treeFields | bit(HistoryField::shape);
-    RowReader reader{folders, fields, true};
-    rows_.count = count;
-    for (std::uint32_t position = 0; position < count;) {
-        const RowReader::Piece piece = reader.at(position);
-        for (unsigned field = 0; field < rowFieldCount; ++field) {
-            if ((fields >> field & 1) == 0) continue;
-            const auto first = piece.block->values[field].begin() + piece.row;
-            rows_.values[field].insert(rows_.values[field].end(), first, first + piece.count);
-        }
-        for (std::uint32_t i = 0; i < piece.count; ++i) {
-            rows_.addName(piece.block->name(piece.row + i));
-            places_.push_back(piece.place + i);
-        }
-        position += piece.count;
-    }
+    rows_ = readRows(folders, 0, count, fields, true, &places_);
+
+    if (count > 0 && hasRecord(0)) throwDamaged(generation);
 
     // Each folder is followed by as many as it says, each with all that lies below it.
     struct Open {
@@ -61,6 +50,11 @@ FolderTable::FolderTable(const GenerationRows& rows, HistoryFields fields) {
     }
     firstFile_[count] = static_cast<std::uint32_t>(fileSum);
     if (fileSum != files.size()) throwDamaged(generation);
+}
+
+std::uint32_t FolderTable::folderOf(std::uint32_t file) const {
+    // Of folders that begin at one place the last is the one that is not empty.
+    return static_cast<std::uint32_t>(std::ranges::upper_bound(firstFile_, file) - firstFile_.begin()) - 1;
 }
 
 std::uint32_t FolderTable::at(std::string_view path) const {
@@ -126,6 +120,25 @@ std::vector<std::uint64_t> FolderTable::contents(const FolderTable& table,
     for (std::uint32_t i = table.size(); i-- > 0;) {
         content[i] += table.value(HistoryField::fileBytes, i);
         if (i > 0) content[table.parent(i)] += static_cast<std::uint64_t>(aggregates[i]);
+    }
+    return content;
+}
+
+std::vector<std::uint64_t> FolderTable::contentsBelow(std::uint32_t first, const RowBlock& rows) const {
+    std::vector<std::uint64_t> content(end_[first] - first, 0);
+    for (std::uint32_t i = end_[first]; i-- > first;) {
+        const std::uint32_t row = i - first;
+        content[row] += rows.value(HistoryField::fileBytes, row);
+        if (i == first) break;
+        std::uint64_t aggregate = content[row];
+        const std::uint64_t shape = rows.value(HistoryField::shape, row);
+        if ((shape & RowShape::noRecord) == 0) {
+            aggregate += static_cast<std::uint64_t>(
+                allocationOf({.allocated = rows.value(HistoryField::allocated, row), .shape = shape},
+                             static_cast<std::int64_t>(rows.value(HistoryField::logical, row))));
+            aggregate += unzigzag(rows.value(HistoryField::aggregate, row));
+        }
+        content[parent_[i] - first] += aggregate;
     }
     return content;
 }

@@ -28,6 +28,10 @@ public:
     [[nodiscard]] std::uint32_t fileCount(std::uint32_t folder) const {
         return firstFile_[folder + 1] - firstFile_[folder];
     }
+    /// One behind the last file right inside.
+    [[nodiscard]] std::uint32_t endOfFiles(std::uint32_t folder) const { return firstFile_[folder + 1]; }
+    /// The folder that the file at this position lies in.
+    [[nodiscard]] std::uint32_t folderOf(std::uint32_t file) const;
     /// One behind the last file in or below the folder.
     [[nodiscard]] std::uint32_t endOfFilesBelow(std::uint32_t folder) const { return firstFile_[end_[folder]]; }
     [[nodiscard]] std::string_view name(std::uint32_t folder) const { return rows_.name(folder); }
@@ -49,6 +53,10 @@ public:
     /// What lies below each folder, its own allocation left out, as `aggregates` counts it.
     [[nodiscard]] static std::vector<std::uint64_t> contents(const FolderTable& table,
                                                              const std::vector<std::int64_t>& aggregates);
+
+    /// What lies below each folder from `first` on up to its end, their own allocations left out; of a folder above
+    /// them nothing. `rows` are those folders', with the fields shape, logical, allocated, aggregate and fileBytes.
+    [[nodiscard]] std::vector<std::uint64_t> contentsBelow(std::uint32_t first, const RowBlock& rows) const;
 
     [[nodiscard]] const RowBlock& rows() const { return rows_; }
     /// As of `StreamView::Segment`.

@@ -25,6 +25,9 @@
 //     columns:     generation, stream, field, chunk | hash over these and the bytes | data
 //
 // A generation knows how many columns it has, and the sum of their hashes.
+//
+// Columns have an index over what names them, and are not themselves one: in an index SQLite compares whole entries,
+// and would read some ten columns to find one.
 
 namespace KestrelCore {
 
@@ -44,8 +47,8 @@ CREATE TABLE generations (
 CREATE TABLE columns (
     generation INTEGER NOT NULL, stream INTEGER NOT NULL, field INTEGER NOT NULL, chunk INTEGER NOT NULL,
     hash INTEGER NOT NULL, data BLOB NOT NULL,
-    PRIMARY KEY (generation, stream, field, chunk)
-) WITHOUT ROWID;
+    UNIQUE (generation, stream, field, chunk)
+);
 )";
 
 KestrelError cannotOpen() { return KestrelError::unavailable("Kestrel could not open its history."); }
@@ -220,7 +223,13 @@ std::unique_ptr<SQLiteConnection> HistoryDatabase::open() const {
     if (const auto reason = DatabaseFile::whyNotTrusted(path_)) {
         throw KestrelError::unavailable(fmt::format("The history {} is not used: {}", path_, *reason));
     }
-    auto connection = std::make_unique<SQLiteConnection>(path_, "Kestrel could not open its history.");
+    // A reader writes nothing into the database, but into what SQLite makes beside it, so that a writer shows. Where
+    // nothing can be made, nobody writes; with an empty log the file is all there is.
+    const auto log = DatabaseFile::item(path_ + "-wal");
+    const bool isUnchanging = !DatabaseFile::isInWritableFolder(path_) && (!log || log->size == 0);
+    auto connection = std::make_unique<SQLiteConnection>(path_, "Kestrel could not open its history.",
+                                                         isUnchanging ? SQLiteConnection::Access::unchanging
+                                                                      : SQLiteConnection::Access::writing);
     // A checkpoint is a writer's, under the lock.
     connection->leaveLogOnClose();
     sqlite3_busy_timeout(connection->handle(), static_cast<int>(patience_.count()));
@@ -333,20 +342,26 @@ void HistoryDatabase::Reading::checkColumns(const StoredGeneration& generation) 
 }
 
 std::optional<std::string> HistoryDatabase::Reading::column(const ColumnKey& key) const {
-    std::optional<std::string> packed;
+    std::string packed;
+    return read(key, packed) ? std::optional{std::move(packed)} : std::nullopt;
+}
+
+bool HistoryDatabase::Reading::read(const ColumnKey& key, std::string& packed) const {
     std::uint64_t hash = 0;
     {
         const std::lock_guard guard{mutex_};
         Values values{*connection_, select_.get()};
         values.bind(key.generation).bind(static_cast<int>(key.stream)).bind(key.field).bind(key.chunk);
-        if (values.step()) {
+        const bool isThere = values.step();
+        if (isThere) {
             hash = static_cast<std::uint64_t>(values.number());
-            packed = values.bytes();
+            packed.assign(values.bytes());
         }
         sqlite3_reset(select_.get());
+        if (!isThere) return false;
     }
-    if (packed && hash != hashOf(key, *packed)) throwDamaged(key.generation);
-    return packed;
+    if (hash != hashOf(key, packed)) throwDamaged(key.generation);
+    return true;
 }
 
 HistoryDatabase::Writing::Writing(HistoryDatabase& database)

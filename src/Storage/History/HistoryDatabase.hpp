@@ -73,6 +73,7 @@ public:
         /// Whether each column of the generation is there, as far as that shows without reading what is in them.
         void checkColumns(const StoredGeneration& generation) const;
         [[nodiscard]] std::optional<std::string> column(const ColumnKey& key) const override;
+        [[nodiscard]] bool read(const ColumnKey& key, std::string& packed) const override;
 
     private:
         mutable std::mutex mutex_;

@@ -5,6 +5,7 @@
 #include "KestrelCore/JSON/CodingErrors.hpp"
 #include "KestrelCore/Snapshot/ValueJSON.hpp"
 #include "Snapshot/SnapshotAccess.hpp"
+#include "Storage/History/ChunkColumns.hpp"
 #include "Storage/History/FolderTable.hpp"
 #include "Storage/History/SnapshotLoading.hpp"
 
@@ -50,6 +51,12 @@ std::vector<GenerationLayout> OpenGeneration::layersOf(const HistoryDatabase::Re
             throwDamaged(generation.number);
         }
         reading.checkColumns(*layer);
+        // Names are never left out, so that no more rows can be claimed than columns bear out.
+        std::int64_t chunks = 0;
+        for (const HistoryStream stream : everyHistoryStream) {
+            chunks += static_cast<std::int64_t>(layer->layout.of(stream).rows / rowsInChunk(stream));
+        }
+        if (chunks > layer->columns) throwDamaged(layer->number);
         layers.push_back(layer->layout);
         number = layer->base;
     }
@@ -141,29 +148,43 @@ ScanSnapshot OpenGeneration::snapshot() const {
     }
 }
 
+namespace {
+
+/// The rows of a folder and of all below it, and what lies below each of them.
+struct FoldersBelow {
+    FoldersBelow(const StreamView& folders, const FolderTable& table, std::uint32_t folder, HistoryFields fields)
+        : first{folder},
+          rows{readRows(folders, folder, table.end(folder) - folder, fields | bit(HistoryField::fileBytes), false)},
+          contents{table.contentsBelow(folder, rows)} {}
+
+    std::uint32_t first;
+    RowBlock rows;
+    std::vector<std::uint64_t> contents;
+};
+
+}  // namespace
+
 std::vector<FileRecord> OpenGeneration::children(const Text& path) const {
-    RecordBuilder builder{rows_, context_};
-    const FolderTable table{rows_, builder.fields() | bit(HistoryField::fileBytes)};
-    const std::vector<std::uint64_t> contents = FolderTable::contents(table, table.aggregates());
+    const FolderTable table{rows_, 0};
     const std::uint32_t folder = table.find(path.view());
     if (folder == FolderTable::none) return {};
+    RecordBuilder builder{rows_, context_};
     const auto parent = builder.storage().folder(table.path(folder));
     if (!parent) return {};
-    for (std::uint32_t child = folder + 1; child < table.end(folder); child = table.end(child)) {
-        if (!table.hasRecord(child)) continue;
-        (void)builder.addRegular(*parent, table.name(child), table.rows(), child, contents[child],
-                                 HistoryStream::folders, table.place(child));
-    }
-    RowReader reader{rows_.files(), builder.fields(), true};
-    const std::uint32_t end = table.firstFile(folder) + table.fileCount(folder);
-    for (std::uint32_t file = table.firstFile(folder); file < end;) {
-        const RowReader::Piece piece = reader.at(file);
-        const std::uint32_t count = std::min(piece.count, end - file);
-        for (std::uint32_t i = 0; i < count; ++i) {
-            (void)builder.addRegular(*parent, piece.block->name(piece.row + i), *piece.block, piece.row + i, 0,
-                                     HistoryStream::files, piece.place + i);
+    if (table.end(folder) > folder + 1) {
+        const FoldersBelow below{rows_.folders(), table, folder, builder.fields()};
+        for (std::uint32_t child = folder + 1; child < table.end(folder); child = table.end(child)) {
+            if (!table.hasRecord(child)) continue;
+            builder.addRegular(*parent, table.name(child), below.rows.columns(), child - folder,
+                               below.contents[child - folder], HistoryStream::folders, table.place(child));
         }
-        file += count;
+    }
+    std::vector<std::uint32_t> places;
+    const RowBlock files =
+        readRows(rows_.files(), table.firstFile(folder), table.fileCount(folder), builder.fields(), true, &places);
+    const RowColumns columns = files.columns();
+    for (std::size_t i = 0; i < files.count; ++i) {
+        builder.addRegular(*parent, files.name(i), columns, i, 0, HistoryStream::files, places[i]);
     }
     std::vector<std::uint32_t> order(builder.storage().size());
     std::iota(order.begin(), order.end(), 0U);
@@ -181,46 +202,47 @@ std::vector<FileRecord> OpenGeneration::children(const Text& path) const {
 }
 
 std::optional<FileRecord> OpenGeneration::record(const Text& path) const {
+    const FolderTable table{rows_, 0};
     RecordBuilder builder{rows_, context_};
-    const FolderTable table{rows_, builder.fields() | bit(HistoryField::fileBytes)};
-    const std::vector<std::uint64_t> contents = FolderTable::contents(table, table.aggregates());
-    RecordStorage& storage = builder.storage();
     const auto finished = [&]() -> FileRecord {
-        std::vector<std::uint32_t> order{static_cast<std::uint32_t>(storage.size() - 1)};
+        std::vector<std::uint32_t> order{0};
         return builder.finish(order)->record(0);
     };
-    const Text parentPath = Path::deletingLastComponent(path);
-    const std::uint32_t folder = table.find(path.view());
-    if (folder != FolderTable::none && table.hasRecord(folder)) {
-        const auto parent = storage.folder(table.path(table.parent(folder)));
+    if (const std::uint32_t folder = table.find(path.view()); folder != FolderTable::none && table.hasRecord(folder)) {
+        const FoldersBelow below{rows_.folders(), table, folder, builder.fields()};
+        const auto parent = builder.storage().folder(table.path(table.parent(folder)));
         if (!parent) return std::nullopt;
-        (void)builder.addRegular(*parent, table.name(folder), table.rows(), folder, contents[folder],
-                                 HistoryStream::folders, table.place(folder));
+        builder.addRegular(*parent, table.name(folder), below.rows.columns(), 0, below.contents[0],
+                           HistoryStream::folders, table.place(folder));
         return finished();
     }
-    if (const std::uint32_t above = table.find(parentPath.view()); above != FolderTable::none) {
+    const std::uint32_t above = table.find(Path::deletingLastComponent(path).view());
+    if (above != FolderTable::none) {
         const Text name = Path::lastComponent(path);
-        RowReader reader{rows_.files(), builder.fields(), true};
-        const std::uint32_t end = table.firstFile(above) + table.fileCount(above);
-        for (std::uint32_t file = table.firstFile(above); file < end;) {
-            const RowReader::Piece piece = reader.at(file);
-            const std::uint32_t count = std::min(piece.count, end - file);
-            for (std::uint32_t i = 0; i < count; ++i) {
-                if (!areEqualNames(piece.block->name(piece.row + i), name.view())) continue;
-                const auto parent = storage.folder(table.path(above));
-                if (!parent) return std::nullopt;
-                (void)builder.addRegular(*parent, piece.block->name(piece.row + i), *piece.block, piece.row + i, 0,
-                                         HistoryStream::files, piece.place + i);
-                return finished();
-            }
-            file += count;
+        RowReader names{rows_.files(), 0, true};
+        for (std::uint32_t file = table.firstFile(above); file < table.endOfFiles(above); ++file) {
+            const RowReader::Piece piece = names.at(file);
+            if (!areEqualNames(piece.block->name(piece.row), name.view())) continue;
+            const auto parent = builder.storage().folder(table.path(above));
+            if (!parent) return std::nullopt;
+            const RowBlock row = readRows(rows_.files(), file, 1, builder.fields(), false);
+            builder.addRegular(*parent, piece.block->name(piece.row), row.columns(), 0, 0, HistoryStream::files,
+                               piece.place);
+            return finished();
         }
     }
     RowReader reader{rows_.irregular(), builder.fields(), true};
     for (std::uint32_t position = 0; position < rows_.irregular().size(); ++position) {
         const RowReader::Piece piece = reader.at(position);
-        builder.addIrregular(*piece.block, piece.row, piece.place, table, contents);
-        if (storage.irregular(storage.row(storage.size() - 1)).path == path) return finished();
+        auto texts = irregularTexts(piece.block->name(piece.row));
+        if (!texts) throwDamaged(stored_.number);
+        if (texts->path != path) continue;
+        std::uint64_t content = 0;
+        if (const std::uint32_t folder = table.at(texts->path.view()); folder != FolderTable::none) {
+            content = FoldersBelow{rows_.folders(), table, folder, builder.fields()}.contents[0];
+        }
+        builder.addIrregular(std::move(*texts), piece.block->columns(), piece.row, content, piece.place);
+        return finished();
     }
     return std::nullopt;
 }

@@ -103,7 +103,16 @@ enum class IdentifierForm : std::uint8_t {
     return recordFields | idFields | (stream == HistoryStream::folders ? treeFields | rollUpFields : 0);
 }
 
-/// Some rows of one stream, at most `Column::mostRows`, column by column. A field that was not asked for is empty.
+/// Values of some rows, column by column, wherever they lie; null for a field that was not asked for.
+struct RowColumns {
+    std::array<const std::uint64_t*, rowFieldCount> values;
+
+    [[nodiscard]] std::uint64_t value(HistoryField field, std::size_t row) const {
+        return values[static_cast<std::size_t>(field)][row];
+    }
+};
+
+/// Some rows of one stream, column by column. A field that was not asked for is empty.
 struct RowBlock {
     std::size_t count = 0;
     std::array<std::vector<std::uint64_t>, rowFieldCount> values;
@@ -125,8 +134,18 @@ struct RowBlock {
         nameEnds.push_back(static_cast<std::uint32_t>(names.size()));
         names += '/';
     }
+    /// Adds `length` names from the one at `row` on, of names whose ends are known.
+    void addNames(std::string_view others, const std::vector<std::uint32_t>& ends, std::size_t row, std::size_t length);
+    [[nodiscard]] RowColumns columns() const {
+        RowColumns result;
+        for (std::size_t field = 0; field < rowFieldCount; ++field) result.values[field] = values[field].data();
+        return result;
+    }
     /// Takes over the names' bytes; false when they are not `count` names.
     [[nodiscard]] bool takeNames(std::string bytes);
 };
+
+/// Finds the position of the "/" behind each name; false when there are not just `count` names.
+[[nodiscard]] bool findNameEnds(std::string_view names, std::size_t count, std::vector<std::uint32_t>& ends);
 
 }  // namespace KestrelCore

@@ -5,22 +5,11 @@
 
 namespace KestrelCore {
 
+using namespace StoredUnits;
+
 namespace {
 
-constexpr std::uint64_t unit = 512;
-constexpr std::uint64_t block = 4096;
-constexpr double scale = 4294967296.0;  // 2^32
 constexpr char escape = '\x1B';
-
-/// In whole blocks. Of a size no disk has this may be anything, the same each time.
-std::uint64_t inBlocks(std::int64_t logical) {
-    return (static_cast<std::uint64_t>(logical) + (block - 1)) & ~(block - 1);
-}
-
-double joined(std::uint64_t seconds, std::uint64_t fraction) {
-    return static_cast<double>(static_cast<std::int64_t>(seconds - biasOfSeconds)) +
-           static_cast<double>(fraction) / scale;
-}
 
 void appendLength(std::string& bytes, std::size_t length) {
     for (; length >= 0x80; length >>= 7) bytes += static_cast<char>(length | 0x80);
@@ -48,12 +37,6 @@ StoredDate storedDate(std::optional<Date> date) {
     return {.seconds = std::bit_cast<std::uint64_t>(value), .fraction = 0, .shape = RowShape::rawDate};
 }
 
-std::optional<Date> dateOf(const StoredDate& stored) {
-    if ((stored.shape & RowShape::noDate) != 0) return std::nullopt;
-    if ((stored.shape & RowShape::rawDate) != 0) return Date{std::bit_cast<double>(stored.seconds)};
-    return Date{joined(stored.seconds, stored.fraction)};
-}
-
 StoredAllocation storedAllocation(std::int64_t allocated, std::int64_t logical) {
     const std::uint64_t above = static_cast<std::uint64_t>(allocated) - inBlocks(logical);
     if (above % unit != 0) {
@@ -61,11 +44,6 @@ StoredAllocation storedAllocation(std::int64_t allocated, std::int64_t logical) 
     }
     const std::uint64_t units = static_cast<std::uint64_t>(static_cast<std::int64_t>(above) / std::int64_t{unit});
     return {.allocated = zigzag(units), .shape = 0};
-}
-
-std::int64_t allocationOf(const StoredAllocation& stored, std::int64_t logical) {
-    if ((stored.shape & RowShape::rawAllocated) != 0) return static_cast<std::int64_t>(stored.allocated);
-    return static_cast<std::int64_t>(inBlocks(logical) + unzigzag(stored.allocated) * unit);
 }
 
 std::string joinedTexts(const std::vector<std::string_view>& texts) {

@@ -4,6 +4,7 @@
 #include "Storage/History/RowBlock.hpp"
 
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -14,6 +15,23 @@ namespace KestrelCore {
 
 // How single values become numbers of a column, and back. Pure; every value has a form, and comes back equal.
 
+namespace StoredUnits {
+
+inline constexpr std::uint64_t unit = 512;
+inline constexpr std::uint64_t block = 4096;
+inline constexpr double scale = 4294967296.0;  ///< 2^32
+
+/// In whole blocks. Of a size no disk has this may be anything, the same each time.
+[[nodiscard]] inline std::uint64_t inBlocks(std::int64_t logical) {
+    return (static_cast<std::uint64_t>(logical) + (block - 1)) & ~(block - 1);
+}
+[[nodiscard]] inline double joined(std::uint64_t seconds, std::uint64_t fraction) {
+    return static_cast<double>(static_cast<std::int64_t>(seconds - biasOfSeconds)) +
+           static_cast<double>(fraction) / scale;
+}
+
+}  // namespace StoredUnits
+
 /// What a row says of its modification: `seconds`, `fraction` and the flags of `shape` that belong to it.
 struct StoredDate {
     std::uint64_t seconds = 0;
@@ -21,7 +39,11 @@ struct StoredDate {
     std::uint64_t shape = 0;
 };
 [[nodiscard]] StoredDate storedDate(std::optional<Date> date);
-[[nodiscard]] std::optional<Date> dateOf(const StoredDate& stored);
+[[nodiscard]] inline std::optional<Date> dateOf(const StoredDate& stored) {
+    if ((stored.shape & RowShape::noDate) != 0) return std::nullopt;
+    if ((stored.shape & RowShape::rawDate) != 0) return Date{std::bit_cast<double>(stored.seconds)};
+    return Date{StoredUnits::joined(stored.seconds, stored.fraction)};
+}
 
 /// The same of allocated bytes; they are mostly what the logical size takes in blocks of 4096.
 struct StoredAllocation {
@@ -29,7 +51,10 @@ struct StoredAllocation {
     std::uint64_t shape = 0;
 };
 [[nodiscard]] StoredAllocation storedAllocation(std::int64_t allocated, std::int64_t logical);
-[[nodiscard]] std::int64_t allocationOf(const StoredAllocation& stored, std::int64_t logical);
+[[nodiscard]] inline std::int64_t allocationOf(const StoredAllocation& stored, std::int64_t logical) {
+    if ((stored.shape & RowShape::rawAllocated) != 0) return static_cast<std::int64_t>(stored.allocated);
+    return static_cast<std::int64_t>(StoredUnits::inBlocks(logical) + unzigzag(stored.allocated) * StoredUnits::unit);
+}
 
 /// Texts one after the other, each with its length before it.
 [[nodiscard]] std::string joinedTexts(const std::vector<std::string_view>& texts);

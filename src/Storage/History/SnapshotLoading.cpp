@@ -1,21 +1,57 @@
 #include "Storage/History/SnapshotLoading.hpp"
 
+#include "Base/Parallel.hpp"
+#include "Base/TextScan.hpp"
 #include "Snapshot/TreeOrder.hpp"
+#include "Storage/History/ChunkColumns.hpp"
 #include "Storage/History/FolderTable.hpp"
+#include "Storage/History/RecordBuilder.hpp"
+#include "Storage/History/RecordMaker.hpp"
 
 #include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstring>
+#include <mutex>
+#include <optional>
 #include <string_view>
+#include <thread>
 #include <utility>
+
+// Three steps, each on several threads. First all names are expanded, and the bytes of a chunk become part of the
+// storage as they are. With the names it is known which record comes where in the order of a scan, since that depends
+// on paths alone; beside that, the folders are hung together. Then the columns are read chunk by chunk, some hundred
+// rows at a time, and each record is written once, at the place where it stays.
 
 namespace KestrelCore {
 
 namespace {
 
-/// The order of a scan, asked of rows that have been loaded.
+using Row = RecordStorage::Row;
+
+/// Where a file's name lies, and what it is like: the part of a row that is known first.
+struct PlacedName {
+    std::uint64_t offset : 36;
+    std::uint64_t length : 12;
+    std::uint64_t isASCII : 1;
+    std::uint64_t isNormalized : 1;
+};
+static_assert(sizeof(PlacedName) == sizeof(std::uint64_t));
+
+/// Calls `work(i, thread)` for all below `count`, on as many threads as are worth it.
+template <typename Work>
+void forEach(std::size_t count, unsigned threads, const Work& work) {
+    std::atomic<std::size_t> next = 0;
+    onThreads(threads, [&](unsigned thread) {
+        for (std::size_t i = next++; i < count; i = next++) work(i, thread);
+    });
+}
+
+/// The order of a scan, asked of names that have been read.
 class OrderOfRows final : public ScanOrderSource {
 public:
-    OrderOfRows(const FolderTable& table, const RecordStorage& storage, std::uint32_t firstFileRow)
-        : table_{table}, storage_{storage}, firstFileRow_{firstFileRow} {}
+    OrderOfRows(const FolderTable& table, const RecordStorage& storage, const std::vector<PlacedName>& names)
+        : table_{table}, storage_{storage}, names_{names} {}
     std::uint32_t folderCount() const override { return table_.size(); }
     std::uint32_t folderEnd(std::uint32_t folder) const override { return table_.end(folder); }
     std::uint32_t firstFile(std::uint32_t folder) const override { return table_.firstFile(folder); }
@@ -23,123 +59,301 @@ public:
     bool hasRecord(std::uint32_t folder) const override { return table_.hasRecord(folder); }
     std::string_view folderName(std::uint32_t folder) const override { return table_.name(folder); }
     std::string_view fileName(std::uint32_t file) const override {
-        return storage_.nameOf(storage_.row(firstFileRow_ + file));
+        return storage_.nameAt(names_[file].offset, names_[file].length);
     }
 
 private:
     const FolderTable& table_;
     const RecordStorage& storage_;
-    std::uint32_t firstFileRow_;
+    const std::vector<PlacedName>& names_;
 };
 
 class Loading {
 public:
     Loading(const GenerationRows& rows, const GenerationContext& context)
-        : rows_{rows}, context_{context}, builder_{rows, context},
-          table_{rows, builder_.fields() | bit(HistoryField::fileBytes)},
-          contents_{FolderTable::contents(table_, table_.aggregates())} {}
+        : rows_{rows}, context_{context}, storage_{std::make_shared<RecordStorage>()}, maker_{rows, context, *storage_},
+          chunks_{rows.files().chunks()} {
+        constexpr std::size_t mostThreads = 16;
+        const std::size_t machine = std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, mostThreads);
+        threads_ = static_cast<unsigned>(std::clamp<std::size_t>(chunks_.size(), 1, machine));
+    }
 
     std::shared_ptr<const RecordStorage> records() {
-        readFolders();
-        readFiles();
+        readNames();
         readIrregular();
-        std::vector<std::uint32_t> order = context_.positions.empty() ? orderOfScan() : orderOfPositions();
-        if (order.size() != added()) throwDamaged(rows_.generation());
-        return builder_.finish(order);
+        if (threads_ == 1) {
+            hangFolders();
+            placeRecords();
+        } else {
+            inParallel([&] { placeRecords(); }, [&] { hangFolders(); });
+        }
+        storage_->makeRows(count_);
+        (maker_.hasNumbers() ? numbers_.resize(count_) : identifiers_.resize(count_));
+        fillRows();
+        if (maker_.hasNumbers()) {
+            storage_->deriveIdentifiers(context_.identifierSeed, std::move(numbers_));
+        } else {
+            storage_->takeIdentifiers(std::move(identifiers_));
+        }
+        storage_->finishBuilding();
+        return std::move(storage_);
     }
 
 private:
-    [[nodiscard]] std::uint32_t added() { return static_cast<std::uint32_t>(builder_.storage().size()); }
+    /// Of a row whose device has no number.
+    struct FurtherIdentity {
+        std::uint32_t row;
+        FileIdentity identity;
+    };
+    struct IrregularRow {
+        IrregularTexts texts;
+        std::array<std::uint64_t, rowFieldCount> values;
+        std::uint32_t place;
+    };
 
-    void readFolders() {
-        RecordStorage& storage = builder_.storage();
-        folderOf_.resize(table_.size(), RecordStorage::topFolder);
-        rowOfFolder_.resize(table_.size(), TreeOrder::none);
-        for (std::uint32_t i = 0; i < table_.size(); ++i) {
-            const std::uint32_t parent = i == 0 ? 0 : folderOf_[table_.parent(i)];
-            const RecordStorage::Row* row = nullptr;
-            if (table_.hasRecord(i)) {
-                rowOfFolder_[i] = added();
-                row = &builder_.addRegular(parent, table_.name(i), table_.rows(), i, contents_[i],
-                                           HistoryStream::folders, table_.place(i));
+    [[noreturn]] void throwContradiction() const { throwDamaged(rows_.generation()); }
+
+    // Names.
+
+    void readNames() {
+        nameOfFile_.resize(rows_.files().size());
+        forEach(chunks_.size() + 1, threads_, [&](std::size_t i, unsigned) {
+            if (i > 0) return readNames(chunks_[i - 1]);
+            table_.emplace(rows_, maker_.fields() | bit(HistoryField::fileBytes));
+            if (table_->size() > 0) contents_ = table_->contentsBelow(0, table_->rows());
+            const std::string& names = table_->rows().names;
+            NameBytes bytes{.bytes = std::make_shared_for_overwrite<char[]>(names.size()), .size = names.size()};
+            std::memcpy(bytes.bytes.get(), names.data(), names.size());
+            folderNames_ = adopt(bytes);
+        });
+    }
+
+    [[nodiscard]] std::uint64_t adopt(const NameBytes& names) {
+        const std::lock_guard guard{mutex_};
+        return storage_->adoptNames(names.bytes, names.size);
+    }
+
+    /// What is known of a name. Throws when it can be none.
+    [[nodiscard]] PlacedName placed(std::uint64_t offset, std::string_view name, bool isASCII) const {
+        if (name.size() > NameArena::longestName || (!isASCII && !isWellFormedUTF8(name))) throwContradiction();
+        return {.offset = offset & RecordStorage::mostNameOffset,
+                .length = name.size() & NameArena::longestName,
+                .isASCII = isASCII,
+                .isNormalized = isASCII || isNormalizedUTF8(name)};
+    }
+
+    void readNames(const StreamView::ChunkUse& use) {
+        const StreamView& files = rows_.files();
+        NameBytes names = files.names(use.layer, use.chunk);
+        const std::uint32_t rows = files.rowsIn(use.layer, use.chunk);
+        const std::int64_t generation = files.generationOf(use.layer);
+        std::vector<std::uint32_t> ends;
+        if (!findNameEnds(names.view(), rows, ends)) throwDamaged(generation);
+        const auto beginOf = [&](std::uint32_t row) { return row == 0 ? 0 : ends[row - 1] + 1; };
+        std::size_t used = 0;
+        for (const StreamView::Span& span : use.spans) used += ends[span.row + span.count - 1] + 1 - beginOf(span.row);
+        // Of a chunk that has lost many rows only the names that are left are kept.
+        const bool isWorthKeeping = used >= names.size - names.size / 8;
+        NameBytes kept = names;
+        if (!isWorthKeeping) kept = {.bytes = std::make_shared_for_overwrite<char[]>(used), .size = used};
+        const std::uint64_t offset = adopt(kept);
+        std::size_t firstOther = asciiPrefixLength(names.view());
+        std::size_t out = 0;
+        for (const StreamView::Span& span : use.spans) {
+            std::uint32_t begin = beginOf(span.row);
+            const std::uint32_t end = ends[span.row + span.count - 1] + 1;
+            const std::size_t at = isWorthKeeping ? begin : out;
+            if (!isWorthKeeping) std::memcpy(kept.bytes.get() + out, names.bytes.get() + begin, end - begin);
+            const std::uint64_t shift = offset + at - begin;
+            for (std::uint32_t i = 0; i < span.count; ++i) {
+                const std::uint32_t nameEnd = ends[span.row + i];
+                const std::string_view name = names.view().substr(begin, nameEnd - begin);
+                if (firstOther < begin) firstOther = begin + asciiPrefixLength(names.view().substr(begin));
+                nameOfFile_[span.position + i] = placed(shift + begin, name, firstOther >= nameEnd);
+                begin = nameEnd + 1;
             }
-            // A folder that holds nothing is nobody's parent.
-            if (i == 0 || (table_.end(i) == i + 1 && table_.fileCount(i) == 0)) continue;
-            if (table_.name(i).size() > NameArena::longestName) throwDamaged(rows_.generation());
-            folderOf_[i] = row != nullptr && !row->isIrregular ? storage.addFolder(parent, *row)
-                                                               : storage.addFolder(parent, table_.name(i));
+            out += end - beginOf(span.row);
         }
     }
 
-    void readFiles() {
-        firstFileRow_ = added();
-        RowReader reader{rows_.files(), builder_.fields(), true};
-        for (std::uint32_t folder = 0; folder < table_.size(); ++folder) {
-            std::uint32_t file = table_.firstFile(folder);
-            const std::uint32_t end = file + table_.fileCount(folder);
-            while (file < end) {
-                const RowReader::Piece piece = reader.at(file);
-                const std::uint32_t count = std::min(piece.count, end - file);
-                for (std::uint32_t i = 0; i < count; ++i) {
-                    (void)builder_.addRegular(folderOf_[folder], piece.block->name(piece.row + i), *piece.block,
-                                              piece.row + i, 0, HistoryStream::files, piece.place + i);
-                }
-                file += count;
-            }
-        }
-    }
+    // Irregular records. There are few.
 
     void readIrregular() {
-        firstIrregularRow_ = added();
-        RowReader reader{rows_.irregular(), builder_.fields(), true};
-        for (std::uint32_t position = 0; position < rows_.irregular().size();) {
+        const StreamView& view = rows_.irregular();
+        RowReader reader{view, maker_.fields(), true};
+        for (std::uint32_t position = 0; position < view.size(); ++position) {
             const RowReader::Piece piece = reader.at(position);
-            for (std::uint32_t i = 0; i < piece.count; ++i) {
-                builder_.addIrregular(*piece.block, piece.row + i, piece.place + i, table_, contents_);
+            auto texts = irregularTexts(piece.block->name(piece.row));
+            if (!texts) throwContradiction();
+            IrregularRow row{.texts = std::move(*texts), .values = {}, .place = piece.place};
+            for (unsigned field = 0; field < rowFieldCount; ++field) {
+                if ((maker_.fields() >> field & 1) != 0) row.values[field] = piece.block->values[field][piece.row];
             }
-            position += piece.count;
+            irregular_.push_back(std::move(row));
         }
     }
 
-    [[nodiscard]] std::vector<std::uint32_t> orderOfScan() {
-        std::vector<std::uint32_t> order;
-        order.reserve(added());
-        for (std::uint32_t row = firstIrregularRow_; row < added(); ++row) order.push_back(row);
-        for (const ScanOrderRun& run : scanOrder(OrderOfRows{table_, builder_.storage(), firstFileRow_})) {
-            for (std::uint32_t i = run.first; i < run.first + run.count; ++i) {
-                order.push_back(run.isFolder ? rowOfFolder_[i] : firstFileRow_ + i);
-            }
+    // Folders and order.
+
+    void hangFolders() {
+        folderOf_.assign(table_->size(), RecordStorage::topFolder);
+        rowOfFolder_.resize(table_->size());
+        for (std::uint32_t i = 0; i < table_->size(); ++i) {
+            const std::uint32_t parent = i == 0 ? 0 : folderOf_[table_->parent(i)];
+            const std::string_view name = table_->name(i);
+            const auto begin = static_cast<std::uint64_t>(name.data() - table_->rows().names.data());
+            const PlacedName known = placed(folderNames_ + begin, name, isASCII(name));
+            rowOfFolder_[i] =
+                RecordStorage::regularRow(parent, known.offset, known.length, known.isASCII, known.isNormalized);
+            // A folder that holds nothing is nobody's parent.
+            if (i == 0 || (table_->end(i) == i + 1 && table_->fileCount(i) == 0)) continue;
+            folderOf_[i] = storage_->addFolder(parent, rowOfFolder_[i]);
         }
-        return order;
     }
 
-    [[nodiscard]] std::vector<std::uint32_t> orderOfPositions() {
-        const std::uint32_t count = added();
-        const std::size_t folders = table_.size();
-        if (context_.positions.size() != folders + (count - firstFileRow_)) throwDamaged(rows_.generation());
-        std::vector<std::uint32_t> order(count, TreeOrder::none);
-        const auto put = [&](std::uint64_t position, std::uint32_t row) {
-            if (position >= count || order[position] != TreeOrder::none) throwDamaged(rows_.generation());
-            order[position] = row;
+    void placeRecords() {
+        const std::uint32_t folders = table_->size();
+        std::uint64_t count = irregular_.size() + nameOfFile_.size();
+        for (std::uint32_t i = 0; i < folders; ++i) count += table_->hasRecord(i) ? 1 : 0;
+        if (count >= TreeOrder::none) throwContradiction();
+        count_ = static_cast<std::uint32_t>(count);
+        placeOfFolder_.assign(folders, TreeOrder::none);
+        placeOfFile_.resize(nameOfFile_.size());
+        placeOfIrregular_.resize(irregular_.size());
+        if (context_.positions.empty()) {
+            placeInScanOrder();
+        } else {
+            placeAsKept();
+        }
+    }
+
+    void placeInScanOrder() {
+        std::uint32_t next = 0;
+        for (std::uint32_t& place : placeOfIrregular_) place = next++;
+        for (const ScanOrderRun& run : scanOrder(OrderOfRows{*table_, *storage_, nameOfFile_})) {
+            if (run.count > count_ - next) throwContradiction();
+            std::vector<std::uint32_t>& places = run.isFolder ? placeOfFolder_ : placeOfFile_;
+            for (std::uint32_t i = run.first; i < run.first + run.count; ++i) places[i] = next++;
+        }
+        if (next != count_) throwContradiction();
+    }
+
+    void placeAsKept() {
+        const std::vector<std::uint64_t>& positions = context_.positions;
+        const std::uint32_t folders = table_->size();
+        if (positions.size() != folders + nameOfFile_.size() + irregular_.size()) throwContradiction();
+        std::vector<bool> isTaken(count_, false);
+        const auto put = [&](std::size_t row, std::uint32_t& place) {
+            const std::uint64_t position = positions[row];
+            if (position >= count_ || isTaken[position]) throwContradiction();
+            isTaken[position] = true;
+            place = static_cast<std::uint32_t>(position);
         };
         for (std::uint32_t i = 0; i < folders; ++i) {
-            if (rowOfFolder_[i] != TreeOrder::none) put(context_.positions[i], rowOfFolder_[i]);
+            if (table_->hasRecord(i)) put(i, placeOfFolder_[i]);
         }
-        for (std::uint32_t row = firstFileRow_; row < count; ++row) {
-            put(context_.positions[folders + row - firstFileRow_], row);
+        for (std::size_t i = 0; i < placeOfFile_.size(); ++i) put(folders + i, placeOfFile_[i]);
+        for (std::size_t i = 0; i < placeOfIrregular_.size(); ++i) {
+            put(folders + placeOfFile_.size() + i, placeOfIrregular_[i]);
         }
-        return order;
+    }
+
+    // Values.
+
+    void fillRows() {
+        std::vector<std::optional<ChunkColumns>> columns(threads_);
+        forEach(chunks_.size() + 1, threads_, [&](std::size_t i, unsigned thread) {
+            if (i == 0) return fillFolders();
+            if (!columns[thread]) columns[thread].emplace(rows_.files(), maker_.fields());
+            fillFiles(chunks_[i - 1], *columns[thread]);
+        });
+        for (std::size_t i = 0; i < irregular_.size(); ++i) fillIrregular(irregular_[i], placeOfIrregular_[i]);
+        // One that comes too late for a number makes its row irregular.
+        for (const FurtherIdentity& further : further_) {
+            storage_->setIdentity(storage_->row(further.row), further.identity);
+        }
+    }
+
+    /// Puts the row that has this name at its place, with the values at `i`.
+    void put(const Row& named, std::uint32_t place, const RowColumns& columns, std::size_t i, std::uint64_t content,
+             HistoryStream stream, std::uint32_t placeInStream) {
+        Row row = named;
+        if (!maker_.setValues(row, columns, i, content)) throwContradiction();
+        storage_->row(place) = row;
+        if (maker_.hasNumbers()) {
+            numbers_[place] = maker_.number(columns, i, stream, placeInStream);
+        } else {
+            identifiers_[place] = RecordMaker::identifier(columns, i);
+        }
+        if (!maker_.hasFurtherDevices()) return;
+        if (const auto identity = maker_.furtherIdentity(columns, i)) {
+            const std::lock_guard guard{mutex_};
+            further_.push_back({place, *identity});
+        }
+    }
+
+    void fillFolders() {
+        const RowColumns columns = table_->rows().columns();
+        for (std::uint32_t i = 0; i < table_->size(); ++i) {
+            if (!table_->hasRecord(i)) continue;
+            put(rowOfFolder_[i], placeOfFolder_[i], columns, i, contents_[i], HistoryStream::folders, table_->place(i));
+        }
+    }
+
+    void fillFiles(const StreamView::ChunkUse& use, ChunkColumns& columns) {
+        columns.open(use.layer, use.chunk);
+        for (const StreamView::Span& span : use.spans) {
+            std::uint32_t folder = table_->folderOf(span.position);
+            for (std::uint32_t done = 0; done < span.count;) {
+                const std::uint32_t position = span.position + done;
+                while (table_->endOfFiles(folder) <= position) ++folder;
+                const ChunkColumns::Rows rows = columns.at(span.row + done);
+                const std::uint32_t count =
+                    std::min({rows.count, span.count - done, table_->endOfFiles(folder) - position});
+                for (std::uint32_t i = 0; i < count; ++i) {
+                    const PlacedName& name = nameOfFile_[position + i];
+                    put(RecordStorage::regularRow(folderOf_[folder], name.offset, name.length, name.isASCII,
+                                                  name.isNormalized),
+                        placeOfFile_[position + i], *rows.columns, rows.first + i, 0, HistoryStream::files,
+                        span.place + done + i);
+                }
+                done += count;
+            }
+        }
+    }
+
+    void fillIrregular(IrregularRow& irregular, std::uint32_t place) {
+        const std::uint32_t folder = table_->at(irregular.texts.path.view());
+        Row row;
+        storage_->makeIrregular(row, std::move(irregular.texts.parentPath), std::move(irregular.texts.path),
+                                std::move(irregular.texts.name));
+        RowColumns columns{};
+        for (unsigned field = 0; field < rowFieldCount; ++field) columns.values[field] = &irregular.values[field];
+        put(row, place, columns, 0, folder == FolderTable::none ? 0 : contents_[folder], HistoryStream::irregular,
+            irregular.place);
     }
 
     const GenerationRows& rows_;
     const GenerationContext& context_;
-    RecordBuilder builder_;
-    FolderTable table_;
+    std::shared_ptr<RecordStorage> storage_;
+    RecordMaker maker_;
+    std::vector<StreamView::ChunkUse> chunks_;  ///< of files
+    unsigned threads_ = 1;
+    std::mutex mutex_;  ///< of the arena while names are read, then of `further_`
+    std::optional<FolderTable> table_;
     std::vector<std::uint64_t> contents_;
+    std::uint64_t folderNames_ = 0;
+    std::vector<PlacedName> nameOfFile_;
+    std::vector<IrregularRow> irregular_;
     std::vector<RecordStorage::FolderIndex> folderOf_;
-    std::vector<std::uint32_t> rowOfFolder_;  ///< as the records were added
-    std::uint32_t firstFileRow_ = 0;
-    std::uint32_t firstIrregularRow_ = 0;
+    std::vector<Row> rowOfFolder_;  ///< the name and where it lies, no values
+    std::uint32_t count_ = 0;
+    std::vector<std::uint32_t> placeOfFolder_;  ///< position of each among the records; none where there is no record
+    std::vector<std::uint32_t> placeOfFile_;
+    std::vector<std::uint32_t> placeOfIrregular_;
+    std::vector<std::uint32_t> numbers_;
+    std::vector<UUID> identifiers_;
+    std::vector<FurtherIdentity> further_;
 };
 
 }  // namespace

@@ -26,6 +26,12 @@ void throwDamaged(std::int64_t generation) {
                                     " of the history is damaged and can't be read.");
 }
 
+bool ColumnSource::read(const ColumnKey& key, std::string& packed) const {
+    auto found = column(key);
+    if (found) packed = std::move(*found);
+    return found.has_value();
+}
+
 StreamView::StreamView(const ColumnSource& source, HistoryStream stream, std::span<const GenerationLayout> layers)
     : source_{source}, stream_{stream}, layers_{layers.begin(), layers.end()}, changes_(layers.size()) {
     size_ = layers_.front().of(stream).rows;
@@ -84,6 +90,7 @@ void StreamView::apply(std::uint32_t layer) {
     const auto gone = numbers(layer, number(HistoryField::goneRuns), layout.runs, false);
     const auto fresh = numbers(layer, number(HistoryField::newRuns), layout.runs, false);
     std::vector<Segment> result;
+    result.reserve(segments_.size() + 2 * kept.size());
     std::uint64_t size = 0;
     const bool inherits = layers_[layer].identifiers == IdentifierForm::inherited;
     if (inherits && layout.rows > 0) throwDamaged(generation);
@@ -180,39 +187,89 @@ std::vector<std::vector<std::uint32_t>> StreamView::changedRows(std::uint32_t fr
     return rows;
 }
 
+std::vector<StreamView::ChunkUse> StreamView::chunks() const {
+    const auto perChunk = static_cast<std::uint32_t>(rowsInChunk(stream_));
+    std::vector<ChunkUse> uses;
+    // A layer's rows stay in their order, so the chunk that was met last is the only one that may be met again.
+    std::vector<std::size_t> lastOfLayer(layers_.size(), 0);
+    for (const Segment& segment : segments_) {
+        for (std::uint32_t done = 0; done < segment.count;) {
+            const std::uint32_t index = segment.first + done;
+            const std::uint32_t chunk = index / perChunk;
+            const std::uint32_t row = index % perChunk;
+            const std::uint32_t count = std::min(perChunk - row, segment.count - done);
+            std::size_t& last = lastOfLayer[segment.layer];
+            if (last == 0 || uses[last - 1].chunk != chunk) {
+                uses.push_back({.layer = segment.layer, .chunk = chunk, .spans = {}});
+                last = uses.size();
+            }
+            uses[last - 1].spans.push_back(
+                {.position = segment.start + done, .count = count, .row = row, .place = segment.place + done});
+            done += count;
+        }
+    }
+    return uses;
+}
+
+std::uint32_t StreamView::rowsIn(std::uint32_t layer, std::uint32_t chunk) const {
+    const std::uint64_t perChunk = rowsInChunk(stream_);
+    const std::uint64_t rows = layers_[layer].of(stream_).rows;
+    if (chunk * perChunk >= rows) throwDamaged(layers_[layer].generation);
+    return static_cast<std::uint32_t>(std::min(rows - chunk * perChunk, perChunk));
+}
+
+bool StreamView::readPacked(std::uint32_t layer, std::uint32_t chunk, HistoryField field, std::string& packed) const {
+    return source_.read({.generation = layers_[layer].generation,
+                         .stream = stream_,
+                         .field = static_cast<std::uint8_t>(field),
+                         .chunk = chunk},
+                        packed);
+}
+
+NameBytes StreamView::names(std::uint32_t layer, std::uint32_t chunk) const {
+    const std::int64_t generation = layers_[layer].generation;
+    std::string packed;
+    // Names are never left out, so that no number of rows can be claimed that has nothing behind it.
+    if (!readPacked(layer, chunk, HistoryField::names, packed)) throwDamaged(generation);
+    const auto size = Column::unpackedSize(packed, mostNameBytes(stream_, rowsIn(layer, chunk)));
+    if (!size) throwDamaged(generation);
+    NameBytes names{.bytes = std::make_shared_for_overwrite<char[]>(*size), .size = *size};
+    if (!Column::unpackTo(names.bytes.get(), names.size, packed)) throwDamaged(generation);
+    return names;
+}
+
+std::span<const StreamView::NewValue> StreamView::changes(std::uint32_t layer, HistoryField field, std::uint32_t first,
+                                                          std::uint32_t count) const {
+    if (layers_.size() == 1) return {};
+    const auto& changed = overlay(static_cast<unsigned>(field))[layer];
+    const auto isBefore = [](const NewValue& value, std::uint32_t index) { return value.first < index; };
+    const auto begin = std::lower_bound(changed.begin(), changed.end(), first, isBefore);
+    return {begin, std::lower_bound(begin, changed.end(), first + count, isBefore)};
+}
+
 RowBlock StreamView::chunk(std::uint32_t layer, std::uint32_t chunk, HistoryFields fields, bool withNames) const {
     const std::int64_t generation = layers_[layer].generation;
-    const std::size_t perChunk = rowsInChunk(stream_);
-    const std::size_t first = chunk * perChunk;
-    const std::size_t rows = layers_[layer].of(stream_).rows;
-    if (first >= rows) throwDamaged(generation);
     RowBlock block;
-    block.count = std::min(rows - first, perChunk);
-    const auto packed = [&](std::uint8_t field) {
-        return source_.column({.generation = generation, .stream = stream_, .field = field, .chunk = chunk});
-    };
-    for (unsigned field = 0; field < rowFieldCount; ++field) {
-        if ((fields >> field & 1) == 0) continue;
-        std::vector<std::uint64_t>& values = block.values[field];
-        if (const auto column = packed(static_cast<std::uint8_t>(field))) {
-            if (!Column::unpack(*column, block.count, values)) throwDamaged(generation);
+    block.count = rowsIn(layer, chunk);
+    std::string packed;
+    NumberColumn column;
+    const auto first = static_cast<std::uint32_t>(chunk * rowsInChunk(stream_));
+    for (unsigned number = 0; number < rowFieldCount; ++number) {
+        if ((fields >> number & 1) == 0) continue;
+        const auto field = static_cast<HistoryField>(number);
+        std::vector<std::uint64_t>& values = block.values[number];
+        if (readPacked(layer, chunk, field, packed)) {
+            if (!column.open(packed, block.count)) throwDamaged(generation);
+            values.resize(block.count);
+            column.read(0, values);
         } else {
             values.assign(block.count, 0);
         }
-        if (layers_.size() == 1) continue;
-        const auto& changed = overlay(field)[layer];
-        const auto isBefore = [](const auto& value, std::size_t index) { return value.first < index; };
-        for (auto at = std::lower_bound(changed.begin(), changed.end(), first, isBefore);
-             at != changed.end() && at->first < first + block.count; ++at) {
-            values[at->first - first] = at->second;
+        for (const auto& [index, value] : changes(layer, field, first, static_cast<std::uint32_t>(block.count))) {
+            values[index - first] = value;
         }
     }
-    if (withNames) {
-        // Names are never left out, so that no number of rows can be claimed that has nothing behind it.
-        const auto column = packed(number(HistoryField::names));
-        auto names = column ? Column::unpack(*column, mostNameBytes(stream_, block.count)) : std::nullopt;
-        if (!names || !block.takeNames(std::move(*names))) throwDamaged(generation);
-    }
+    if (withNames && !block.takeNames(std::string{names(layer, chunk).view()})) throwDamaged(generation);
     return block;
 }
 

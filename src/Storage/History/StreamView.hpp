@@ -10,6 +10,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -32,6 +33,8 @@ public:
     /// The column as it was packed, checked against its hash; empty where none is kept, which stands for zeros. Throws
     /// `KestrelError::unavailable` when it can't be read or is damaged.
     [[nodiscard]] virtual std::optional<std::string> column(const ColumnKey& key) const = 0;
+    /// The same into a text that was there before, for who reads many; false where none is kept.
+    [[nodiscard]] virtual bool read(const ColumnKey& key, std::string& packed) const;
 };
 
 /// What one generation keeps of one stream.
@@ -55,11 +58,21 @@ struct GenerationLayout {
 /// Rows of a chunk in this stream.
 [[nodiscard]] constexpr std::size_t rowsInChunk(HistoryStream stream) {
     // Texts of irregular records may be long.
-    return stream == HistoryStream::irregular ? 256 : Column::mostRows;
+    if (stream == HistoryStream::irregular) return 256;
+    // For a folder's children one chunk or two are expanded; with smaller ones the columns would take more room.
+    return std::size_t{1} << 14;
 }
 
 /// Throws that the generation is damaged.
 [[noreturn]] void throwDamaged(std::int64_t generation);
+
+/// Bytes of names that have just been expanded.
+struct NameBytes {
+    std::shared_ptr<char[]> bytes;
+    std::size_t size = 0;
+
+    [[nodiscard]] std::string_view view() const { return {bytes.get(), size}; }
+};
 
 /// One stream of one generation, put together from the full generation at the start and the differences after it:
 /// which rows of which of them follow each other, and what has changed in them. Rows are read when they are asked for.
@@ -93,6 +106,37 @@ public:
     /// Of each layer the rows in which layer `from` or a later one has changed one of `fields`, ascending.
     [[nodiscard]] std::vector<std::vector<std::uint32_t>> changedRows(std::uint32_t from, HistoryFields fields) const;
 
+    /// Rows of one chunk that follow each other in this stream.
+    struct Span {
+        std::uint32_t position;  ///< of the first in this stream
+        std::uint32_t count;
+        std::uint32_t row;    ///< of the first in the chunk
+        std::uint32_t place;  ///< as of `Segment`
+    };
+    /// A chunk that rows of this stream stand in.
+    struct ChunkUse {
+        std::uint32_t layer;
+        std::uint32_t chunk;
+        std::vector<Span> spans;  ///< ascending by position and by row
+    };
+    /// All chunks that this stream is put together from, each once.
+    [[nodiscard]] std::vector<ChunkUse> chunks() const;
+
+    // Parts of a chunk, for who reads them in a way of their own.
+
+    /// How many rows a chunk of a layer has. Throws when there is no such chunk.
+    [[nodiscard]] std::uint32_t rowsIn(std::uint32_t layer, std::uint32_t chunk) const;
+    /// Reads one column of a chunk as it was packed; false where none is kept, which stands for zeros.
+    [[nodiscard]] bool readPacked(std::uint32_t layer, std::uint32_t chunk, HistoryField field,
+                                  std::string& packed) const;
+    /// The names of a chunk, each with a "/" behind it; how many they are has not been looked at.
+    [[nodiscard]] NameBytes names(std::uint32_t layer, std::uint32_t chunk) const;
+    /// A row among the layer's, and the value that a later layer has given it.
+    using NewValue = std::pair<std::uint32_t, std::uint64_t>;
+    /// New values of a layer's rows from `first` to `first + count`, ascending.
+    [[nodiscard]] std::span<const NewValue> changes(std::uint32_t layer, HistoryField field, std::uint32_t first,
+                                                    std::uint32_t count) const;
+
     /// A chunk of a layer's rows, with what has changed in them. `fields` as bits; names only if asked for.
     [[nodiscard]] RowBlock chunk(std::uint32_t layer, std::uint32_t chunk, HistoryFields fields, bool withNames) const;
 
@@ -105,7 +149,7 @@ private:
         HistoryFields fields;
     };
     /// New values of one field, by layer, ascending by the row's index.
-    using Overlay = std::vector<std::vector<std::pair<Index, std::uint64_t>>>;
+    using Overlay = std::vector<std::vector<NewValue>>;
 
     void apply(std::uint32_t layer);
     [[nodiscard]] std::vector<Change> placesOfChanges(std::uint32_t layer) const;

@@ -132,6 +132,23 @@ TEST(Generation, keepsNothing) {
     EXPECT_EQ(contents(shelf.loaded(scanned)), contents(scanned));
 }
 
+TEST(Generation, keepsRecordsOfMoreDevicesThanRowsTellApart) {
+    std::vector<FileRecord> records{aRecord({.path = "/r", .isTop = true, .kind = FileKind::directory})};
+    for (std::uint64_t i = 0; i < 700; ++i) {
+        const std::string folder = "/r/" + std::to_string(i % 300);
+        if (i < 300) {
+            records.push_back(aRecord(
+                {.path = folder, .kind = FileKind::directory, .identity = FileIdentity{.device = 10 * i, .inode = i}}));
+        }
+        records.push_back(
+            aRecord({.path = folder + "/" + std::to_string(i), .identity = FileIdentity{.device = 7 * i, .inode = i}}));
+    }
+    const ScanSnapshot snapshot = aSnapshot("/r", records);
+    Shelf shelf;
+    shelf.addFull(snapshot);
+    EXPECT_EQ(contents(shelf.loaded(snapshot)), contents(snapshot));
+}
+
 TEST(Generation, keepsMoreRowsThanAChunkHas) {
     std::vector<FileRecord> records;
     for (int i = 0; i < 70'000; ++i) records.push_back(aRecord({.path = "/r/" + std::to_string(i), .logical = i}));
