@@ -9,6 +9,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -247,6 +248,107 @@ BENCHMARK(historyRemoving)
     ->UseRealTime()
     ->MeasureProcessCPUTime()
     ->Iterations(20);
+
+// Reading: a full generation, and the last of a chain of differences to it.
+
+constexpr std::int64_t fullOne = 1;
+constexpr std::size_t chainLength = 10;
+
+/// A history that stays for all benchmarks of reading. Each generation after the first has lost 0.5 %, has 0.5 % that
+/// the one before had not, and 1 % that is changed.
+class ReadFolder {
+public:
+    ReadFolder() : history_{folder_.url()} {
+        const ScanSnapshot& scan = scans().first;
+        (void)history_.add(scan);
+        std::mt19937_64 random{9};
+        for (std::size_t i = 1; i <= chainLength; ++i) {
+            const auto fate = [&](std::size_t k) { return (k * 0x9E3779B97F4A7C15 >> 40) % 1000; };
+            last_ = history_
+                        .add(variant(
+                            scan, [&](std::size_t k) { return fate(k) / 5 == i; },
+                            [&](RecordStorage::Row& row) {
+                                if (random() % 100 == 0) row.modifiedAt += static_cast<double>(random() % 1'000'000);
+                            }))
+                        .number;
+        }
+        // Where reading has most to do: what holds most right inside.
+        const RecordStorage& storage = SnapshotAccess::storage(scan);
+        std::vector<std::size_t> inside(storage.folders().size());
+        for (std::size_t i = 0; i < storage.size(); ++i) {
+            const RecordStorage::Row& row = storage.row(i);
+            if (!row.isIrregular) ++inside[row.folder];
+        }
+        const auto fullest = std::ranges::max_element(inside) - inside.begin();
+        fullest_ = storage.folderPath(static_cast<RecordStorage::FolderIndex>(fullest));
+        file_ = scan.records()[storage.size() / 2].path();
+    }
+
+    [[nodiscard]] const SnapshotHistory& history() const { return history_; }
+    /// The first generation, or the last one of the chain.
+    [[nodiscard]] std::int64_t number(benchmark::State& state) const { return state.range(0) == 0 ? fullOne : last_; }
+    [[nodiscard]] const Text& fullest() const { return fullest_; }
+    [[nodiscard]] const Text& file() const { return file_; }
+    [[nodiscard]] static Text root() { return scans().first.scope().root.path(); }
+
+private:
+    HistoryFolder folder_;
+    SnapshotHistory history_;
+    std::int64_t last_ = fullOne;
+    Text fullest_;
+    Text file_;
+};
+
+const ReadFolder& readFolder() {
+    static const ReadFolder made;
+    return made;
+}
+
+void historyLoad(benchmark::State& state) {
+    const ReadFolder& folder = readFolder();
+    for (auto _ : state) benchmark::DoNotOptimize(folder.history().load(folder.number(state)));
+}
+
+void historyChildrenOfRoot(benchmark::State& state) {
+    const ReadFolder& folder = readFolder();
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(folder.history().children(folder.number(state), ReadFolder::root()));
+    }
+}
+
+void historyChildrenOfFullest(benchmark::State& state) {
+    const ReadFolder& folder = readFolder();
+    std::size_t count = 0;
+    for (auto _ : state) {
+        const auto children = folder.history().children(folder.number(state), folder.fullest());
+        count = children.size();
+    }
+    state.counters["children"] = static_cast<double>(count);
+}
+
+void historyRecord(benchmark::State& state) {
+    const ReadFolder& folder = readFolder();
+    for (auto _ : state) benchmark::DoNotOptimize(folder.history().record(folder.number(state), folder.file()));
+}
+
+void historyNewest(benchmark::State& state) {
+    const ReadFolder& folder = readFolder();
+    for (auto _ : state) benchmark::DoNotOptimize(folder.history().newest(folder.file()));
+}
+BENCHMARK(historyNewest)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+#define READING(name)                                                                                                  \
+    BENCHMARK(name)                                                                                                    \
+        ->ArgName("chain")                                                                                             \
+        ->Arg(0)                                                                                                       \
+        ->Arg(1)                                                                                                       \
+        ->Unit(benchmark::kMillisecond)                                                                                \
+        ->UseRealTime()                                                                                                \
+        ->MeasureProcessCPUTime()
+READING(historyLoad)->Iterations(5);
+READING(historyChildrenOfRoot);
+READING(historyChildrenOfFullest);
+READING(historyRecord);
 
 }  // namespace
 }  // namespace KestrelCore
