@@ -49,7 +49,8 @@ public:
                                 .field = next(),
                                 .chunk = next()};
             const std::uint8_t form = next();
-            const std::size_t length = std::min<std::size_t>(nextTwo(), bytes_.size());
+            const std::size_t claimed = nextTwo();
+            const std::size_t length = std::min(claimed, bytes_.size());
             columns_.insert_or_assign(order(key), packed(form, bytes_.substr(0, length)));
             bytes_.remove_prefix(length);
         }
