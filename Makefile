@@ -30,6 +30,7 @@ bench:
 	build/release/bin/kestrel-bench
 	benchmarks/compare --files $(SIZE)
 	benchmarks/compare_search --files $(SIZE)
+	benchmarks/compare_history --files $(SIZE)
 
 lint:
 	scripts/lint
