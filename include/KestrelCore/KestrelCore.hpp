@@ -48,6 +48,7 @@
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 #include "KestrelCore/Snapshot/ValueJSON.hpp"
 #include "KestrelCore/Storage/Generation.hpp"
+#include "KestrelCore/Storage/GenerationReader.hpp"
 #include "KestrelCore/Storage/Growth.hpp"
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
 #include "KestrelCore/Storage/SnapshotHistory.hpp"

@@ -1,11 +1,11 @@
 #include "KestrelCore/Storage/SnapshotHistory.hpp"
 
 #include "KestrelCore/Base/Path.hpp"
-#include "KestrelCore/JSON/CodingErrors.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
 #include "KestrelCore/Snapshot/ValueJSON.hpp"
 #include "Platform/DatabaseFile.hpp"
 #include "Snapshot/SnapshotAccess.hpp"
+#include "Storage/History/GenerationDescription.hpp"
 #include "Storage/History/GenerationGrowth.hpp"
 #include "Storage/History/GenerationRemoval.hpp"
 #include "Storage/History/GenerationWriting.hpp"
@@ -26,40 +26,6 @@ namespace {
 constexpr std::chrono::milliseconds patience{10'000};
 /// Differences that follow a full generation, at most: opening one reads them all.
 constexpr std::size_t mostDifferences = 30;
-
-ScanScope scopeOf(const StoredGeneration& stored) {
-    try {
-        return decodingJSON<ScanScope>(stored.scope);
-    } catch (const DecodingError&) {
-        throwDamaged(stored.number);
-    }
-}
-
-Generation described(const StoredGeneration& stored, ScanScope scope) {
-    return {.number = stored.number,
-            .snapshot = stored.snapshot,
-            .scope = std::move(scope),
-            .startedAt = Date{stored.startedAt},
-            .completedAt = Date{stored.completedAt},
-            .records = stored.records,
-            .issues = stored.issues,
-            .totalAllocatedBytes = stored.totalBytes,
-            .isComplete = stored.isComplete,
-            .isPinned = stored.isPinned,
-            .origin = static_cast<GenerationOrigin>(stored.origin),
-            .storedBytes = stored.storedBytes,
-            .isDifference = stored.base != 0};
-}
-Generation described(const StoredGeneration& stored) { return described(stored, scopeOf(stored)); }
-
-const StoredGeneration* find(const std::vector<StoredGeneration>& all, std::int64_t number) {
-    const auto found = std::ranges::find(all, number, &StoredGeneration::number);
-    return found == all.end() ? nullptr : &*found;
-}
-
-KestrelError noGeneration(std::int64_t number) {
-    return KestrelError::unavailable(fmt::format("The history has no generation {}.", number));
-}
 
 /// The generation itself, or, of a removal, what that is a difference to: no other is the difference to a removal, so
 /// that one may take the place of another, and none makes a chain longer.
@@ -268,55 +234,23 @@ std::optional<Generation> SnapshotHistory::generation(std::int64_t number) const
     return stored == nullptr || stored->isForgotten ? std::nullopt : std::optional{described(*stored)};
 }
 
-namespace {
-
-/// Calls `use` with the generation, opened.
-template <typename Use>
-auto withGeneration(bool exists, const auto& openReading, std::int64_t number, const Use& use) {
-    if (!exists) throw noGeneration(number);
-    const HistoryDatabase::Reading reading = openReading();
-    const auto all = reading.generations();
-    const StoredGeneration* stored = find(all, number);
-    if (stored == nullptr || stored->isForgotten) throw noGeneration(number);
-    return use(OpenGeneration{reading, all, *stored});
+GenerationReader SnapshotHistory::open(std::int64_t number) const {
+    if (!implementation_->exists()) throw noGeneration(number);
+    return {implementation_->database(), number};
 }
 
-}  // namespace
-
-ScanSnapshot SnapshotHistory::load(std::int64_t number) const {
-    return withGeneration(
-        implementation_->exists(), [&] { return implementation_->reading(); }, number,
-        [](const OpenGeneration& generation) { return generation.snapshot(); });
-}
+ScanSnapshot SnapshotHistory::load(std::int64_t number) const { return open(number).load(); }
 
 std::vector<FileRecord> SnapshotHistory::children(std::int64_t number, const Text& path) const {
-    return withGeneration(
-        implementation_->exists(), [&] { return implementation_->reading(); }, number,
-        [&](const OpenGeneration& generation) { return generation.children(path); });
+    return open(number).children(path);
 }
 
 std::optional<FileRecord> SnapshotHistory::record(std::int64_t number, const Text& path) const {
-    return withGeneration(
-        implementation_->exists(), [&] { return implementation_->reading(); }, number,
-        [&](const OpenGeneration& generation) { return generation.record(path); });
-}
-
-std::vector<std::optional<FileRecord>> SnapshotHistory::records(std::int64_t number,
-                                                                const std::vector<Text>& paths) const {
-    return withGeneration(
-        implementation_->exists(), [&] { return implementation_->reading(); }, number,
-        [&](const OpenGeneration& generation) {
-            std::vector<std::optional<FileRecord>> records;
-            records.reserve(paths.size());
-            for (const Text& path : paths) records.push_back(generation.record(path));
-            return records;
-        });
+    return open(number).record(path);
 }
 
 std::optional<FolderTotals> SnapshotHistory::totals(std::int64_t number, const Text& path) const {
-    return withGeneration(
-        implementation_->exists(), [&] { return implementation_->reading(); }, number,
-        [&](const OpenGeneration& generation) { return generation.totals(path); });
+    return open(number).totals(path);
 }
 
 std::optional<Growth> SnapshotHistory::growth(std::int64_t since, std::int64_t until, const std::optional<Text>& path,
@@ -324,12 +258,8 @@ std::optional<Growth> SnapshotHistory::growth(std::int64_t since, std::int64_t u
     if (!implementation_->exists()) throw noGeneration(since);
     const HistoryDatabase::Reading reading = implementation_->reading();
     const auto all = reading.generations();
-    const auto stored = [&](std::int64_t number) -> const StoredGeneration& {
-        const StoredGeneration* found = find(all, number);
-        if (found == nullptr || found->isForgotten) throw noGeneration(number);
-        return *found;
-    };
-    Growth growth{.since = described(stored(since)), .until = described(stored(until)), .path = {}, .changes = {}};
+    Growth growth{
+        .since = described(kept(all, since)), .until = described(kept(all, until)), .path = {}, .changes = {}};
     const auto isIn = [](const Text& item, const Text& folder) {
         return item == folder || folder == Text{"/"} || Path::isBeneath(item, folder);
     };
@@ -340,8 +270,8 @@ std::optional<Growth> SnapshotHistory::growth(std::int64_t since, std::int64_t u
     if (!isIn(common, rootBefore) || !isIn(common, rootAfter)) return std::nullopt;
     if (path && !isIn(*path, common) && !isIn(common, *path)) return std::nullopt;
     growth.path = path && isIn(*path, common) ? *path : common;
-    const OpenGeneration before{reading, all, stored(since)};
-    const OpenGeneration after{reading, all, stored(until)};
+    const OpenGeneration before{reading, all, kept(all, since)};
+    const OpenGeneration after{reading, all, kept(all, until)};
     if (!compareGenerations(before, after, options, growth)) return std::nullopt;
     return growth;
 }

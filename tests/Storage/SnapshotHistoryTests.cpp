@@ -127,6 +127,34 @@ TEST_F(SnapshotHistoryTest, answersForAFolderAsTheSnapshotDoes) {
     }
 }
 
+TEST_F(SnapshotHistoryTest, readersAnswerManyQuestionsAsTheSnapshotDoes) {
+    SnapshotHistory history{url()};
+    ScanSnapshot snapshot = asScanned(sampleSnapshot(600, 5));
+    std::vector<GenerationReader> readers;
+    std::vector<ScanSnapshot> added;
+    for (std::uint64_t step = 0; step < 3; ++step) {
+        if (step > 0) snapshot = asScanned(changed(snapshot, step));
+        readers.push_back(history.open(history.add(snapshot).number));
+        added.push_back(snapshot);
+    }
+    // Who has one open goes on seeing what it sees.
+    history.forget({1, 2, 3});
+    for (std::size_t i = 0; i < readers.size(); ++i) {
+        const GenerationReader& reader = readers[i];
+        EXPECT_EQ(reader.generation().number, static_cast<std::int64_t>(i) + 1);
+        std::vector<Text> paths{"/home/someone/none", "", "relative", "/"};
+        std::vector<std::optional<FileRecord>> expected;
+        for (const FileRecord& record : added.back().records()) paths.push_back(record.path());
+        for (const FileRecord& record : added.front().records()) paths.push_back(record.path());
+        std::ranges::reverse(paths);
+        for (const Text& path : paths) expected.push_back(added[i].record(path));
+        EXPECT_EQ(reader.records(paths), expected) << i;
+        EXPECT_EQ(contents(reader.load()), contents(added[i]));
+        EXPECT_EQ(reader.record(added[i].scope().root.path()), added[i].record(added[i].scope().root.path()));
+    }
+    EXPECT_THROW((void)history.open(1), KestrelError);
+}
+
 TEST_F(SnapshotHistoryTest, loadsOnSeveralThreadsWhatIsLarge) {
     SnapshotHistory history{url()};
     for (const int step : {0, 1, 2}) {

@@ -10,8 +10,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <exception>
+#include <iterator>
 #include <map>
 #include <unordered_set>
 #include <utility>
@@ -62,9 +64,10 @@ DeletionRecords::DeletionRecords(const Session& session, const std::vector<Text>
 void DeletionRecords::lookUpInHistory(const std::vector<Text>& paths) {
     history_ = openHistory(session_);
     for (const auto& [number, covered] : byGeneration(*history_, paths)) {
-        for (const auto& record : history_->records(number, covered)) {
+        for (const auto& record : history_->open(number).records(covered)) {
             if (record) records_.emplace(record->path().string(), *record);
         }
+        lookedUpIn_.insert(number);
     }
 }
 
@@ -99,10 +102,15 @@ void DeletionRecords::takeOutOfHistory(const std::vector<Text>& gone) const {
     if (history_ == nullptr) return;  // it was said why
     // By bytes, as below. Looked for anew: a scan that was saved meanwhile is the one that is asked from now on.
     for (const auto& [number, covered] : byGeneration(*history_, uppermost(gone))) {
-        const auto records = history_->records(number, covered);
         std::vector<Text> known;
-        for (std::size_t i = 0; i < covered.size(); ++i) {
-            if (records[i] && records[i]->path().view() == covered[i].view()) known.push_back(covered[i]);
+        if (lookedUpIn_.contains(number)) {
+            std::ranges::copy_if(covered, std::back_inserter(known),
+                                 [&](const Text& path) { return record(path).has_value(); });
+        } else {
+            const auto records = history_->open(number).records(covered);
+            for (std::size_t i = 0; i < covered.size(); ++i) {
+                if (records[i] && records[i]->path().view() == covered[i].view()) known.push_back(covered[i]);
+            }
         }
         if (!known.empty() && !history_->removing(number, known))
             session_.say("Another scan was saved meanwhile; it may still show what is gone.");

@@ -8,8 +8,10 @@
 #include "KestrelCore/Storage/Generation.hpp"
 #include "KestrelCore/Storage/SnapshotHistory.hpp"
 
+#include <cstdint>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -43,6 +45,7 @@ private:
     std::optional<std::string> store_;
     std::shared_ptr<KestrelCore::SnapshotHistory> history_;
     std::unordered_map<std::string, KestrelCore::FileRecord> records_;  ///< by the path's bytes
+    std::set<std::int64_t> lookedUpIn_;                                 ///< generations
 };
 
 }  // namespace KestrelCLI

@@ -87,25 +87,25 @@ SavedScan::SavedScan(ScanSnapshot snapshot) : summary_{summaryOf(snapshot)}, sna
 
 SavedScan SavedScan::newest(const Session& session) {
     if (const auto path = database(session)) return SavedScan{loaded(*path)};
-    std::shared_ptr<const SnapshotHistory> history = openHistory(session);
+    const std::shared_ptr<const SnapshotHistory> history = openHistory(session);
     const std::vector<Generation> generations = history->generations();
     if (generations.empty()) throw nothingSaved();
-    return {std::move(history), chosenByOption(session, generations)};
+    return SavedScan{history->open(chosenByOption(session, generations).number)};
 }
 
 ScanSnapshot SavedScan::snapshot() const {
     if (snapshot_) return *snapshot_;
-    ScanSnapshot snapshot = history_->load(summary_.number);
+    ScanSnapshot snapshot = generation_->load();
     Interruption::check();
     return snapshot;
 }
 
 std::optional<FileRecord> SavedScan::record(const Text& path) const {
-    return snapshot_ ? snapshot_->record(path) : history_->record(summary_.number, path);
+    return snapshot_ ? snapshot_->record(path) : generation_->record(path);
 }
 
 std::vector<FileRecord> SavedScan::children(const Text& folder) const {
-    return snapshot_ ? snapshot_->children(folder) : history_->children(summary_.number, folder);
+    return snapshot_ ? snapshot_->children(folder) : generation_->children(folder);
 }
 
 NamedRecord NamedRecord::find(const Session& session, const std::string& name) {
@@ -121,8 +121,8 @@ NamedRecord NamedRecord::find(const Session& session, const std::string& name) {
                              [&](const Generation& each) { return covers(each, path); });
         if (covering.empty()) continue;
         asked = chosenByOption(session, covering);
-        if (auto record = history->record(asked->number, path))
-            return {.scan = SavedScan{history, std::move(*asked)}, .record = std::move(*record)};
+        SavedScan scan{history->open(asked->number)};
+        if (auto record = scan.record(path)) return {.scan = std::move(scan), .record = std::move(*record)};
     }
     const std::string_view path = paths.front().view();
     if (!asked)

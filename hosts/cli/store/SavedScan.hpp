@@ -6,9 +6,8 @@
 #include "KestrelCore/Model/FileRecord.hpp"
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 #include "KestrelCore/Storage/Generation.hpp"
-#include "KestrelCore/Storage/SnapshotHistory.hpp"
+#include "KestrelCore/Storage/GenerationReader.hpp"
 
-#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -25,8 +24,8 @@ public:
     /// The newest one, or what --at names. Throws when there is none, or none that can be read.
     [[nodiscard]] static SavedScan newest(const Session& session);
 
-    SavedScan(std::shared_ptr<const KestrelCore::SnapshotHistory> history, KestrelCore::Generation generation)
-        : summary_{std::move(generation)}, history_{std::move(history)} {}
+    explicit SavedScan(KestrelCore::GenerationReader generation)
+        : summary_{generation.generation()}, generation_{std::move(generation)} {}
     explicit SavedScan(KestrelCore::ScanSnapshot snapshot);
 
     /// Number, root, dates and totals. The number is 0 for the scan of a snapshot database.
@@ -40,7 +39,7 @@ public:
 private:
     KestrelCore::Generation summary_;
     // One of the two.
-    std::shared_ptr<const KestrelCore::SnapshotHistory> history_;
+    std::optional<KestrelCore::GenerationReader> generation_;
     std::optional<KestrelCore::ScanSnapshot> snapshot_;
 };
 

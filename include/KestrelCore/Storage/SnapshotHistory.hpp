@@ -7,6 +7,7 @@
 #include "KestrelCore/Model/FileRecord.hpp"
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 #include "KestrelCore/Storage/Generation.hpp"
+#include "KestrelCore/Storage/GenerationReader.hpp"
 #include "KestrelCore/Storage/Growth.hpp"
 
 #include <cstdint>
@@ -57,18 +58,12 @@ public:
     /// The generation with this number; empty where there is none.
     [[nodiscard]] std::optional<Generation> generation(std::int64_t number) const;
 
-    /// The snapshot as it was added: equal in all it has, the identifiers of its records included. All of it is
-    /// read: a second or so for a million records.
+    /// The generation with this number, to be asked. Throws where there is none.
+    [[nodiscard]] GenerationReader open(std::int64_t number) const;
+    // Single questions, each with a generation that is opened for it; see `GenerationReader`.
     [[nodiscard]] ScanSnapshot load(std::int64_t number) const;
-    /// The records of what lies in the folder at `path`, largest `displayBytes` first, equal sizes by name, without
-    /// loading the rest. Empty for a path that is no folder of the generation.
     [[nodiscard]] std::vector<FileRecord> children(std::int64_t number, const Text& path) const;
-    /// The record with that path; empty where there is none.
     [[nodiscard]] std::optional<FileRecord> record(std::int64_t number, const Text& path) const;
-    /// The same for many paths at once, in their order.
-    [[nodiscard]] std::vector<std::optional<FileRecord>> records(std::int64_t number,
-                                                                 const std::vector<Text>& paths) const;
-    /// What lies below the folder at `path`; empty for a path that is no folder of the generation.
     [[nodiscard]] std::optional<FolderTotals> totals(std::int64_t number, const Text& path) const;
 
     /// How generation `until` differs from generation `since` in the folder at `path`; without one, or with one above

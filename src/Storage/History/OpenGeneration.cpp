@@ -6,11 +6,12 @@
 #include "KestrelCore/Snapshot/ValueJSON.hpp"
 #include "Snapshot/SnapshotAccess.hpp"
 #include "Storage/History/ChunkColumns.hpp"
-#include "Storage/History/FolderTable.hpp"
+#include "Storage/History/PathSearch.hpp"
 #include "Storage/History/SnapshotLoading.hpp"
 
 #include <algorithm>
 #include <limits>
+#include <memory>
 #include <numeric>
 #include <ranges>
 #include <utility>
@@ -164,8 +165,12 @@ struct FoldersBelow {
 
 }  // namespace
 
+const FolderTable& OpenGeneration::tree() const {
+    return tree_.get([&] { return std::make_shared<const FolderTable>(rows_, 0); });
+}
+
 std::vector<FileRecord> OpenGeneration::children(const Text& path) const {
-    const FolderTable table{rows_, 0};
+    const FolderTable& table = tree();
     const std::uint32_t folder = table.find(path.view());
     if (folder == FolderTable::none) return {};
     RecordBuilder builder{rows_, context_};
@@ -202,7 +207,7 @@ std::vector<FileRecord> OpenGeneration::children(const Text& path) const {
 }
 
 std::optional<FileRecord> OpenGeneration::record(const Text& path) const {
-    const FolderTable table{rows_, 0};
+    const FolderTable& table = tree();
     RecordBuilder builder{rows_, context_};
     const auto finished = [&]() -> FileRecord {
         std::vector<std::uint32_t> order{0};
@@ -245,6 +250,40 @@ std::optional<FileRecord> OpenGeneration::record(const Text& path) const {
         return finished();
     }
     return std::nullopt;
+}
+
+std::vector<std::optional<FileRecord>> OpenGeneration::records(const std::vector<Text>& paths) const {
+    const FolderTable& table = tree();
+    std::vector<std::optional<FileRecord>> records(paths.size());
+    const std::vector<PathPlaces> places = placesOf(paths, table, rows_);
+    struct File {
+        std::uint32_t file;
+        std::size_t path;  ///< its position
+    };
+    std::vector<File> files;
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        if (places[i].folders.empty() && !places[i].files.empty()) {
+            files.push_back({places[i].files.front(), i});
+        } else {
+            records[i] = record(paths[i]);
+        }
+    }
+    // As they stand, so that each chunk is read once.
+    std::ranges::sort(files, {}, &File::file);
+    RecordBuilder builder{rows_, context_};
+    RowReader reader{rows_.files(), builder.fields(), true};
+    for (const File& each : files) {
+        const RowReader::Piece piece = reader.at(each.file);
+        const auto parent = builder.storage().folder(table.path(table.folderOf(each.file)));
+        if (!parent) throwDamaged(stored_.number);
+        builder.addRegular(*parent, piece.block->name(piece.row), piece.block->columns(), piece.row, 0,
+                           HistoryStream::files, piece.place);
+    }
+    std::vector<std::uint32_t> order(files.size());
+    std::iota(order.begin(), order.end(), 0U);
+    const auto storage = builder.finish(order);
+    for (std::size_t i = 0; i < files.size(); ++i) records[files[i].path] = storage->record(i);
+    return records;
 }
 
 std::optional<FolderTotals> OpenGeneration::totals(const Text& path) const {

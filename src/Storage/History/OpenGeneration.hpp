@@ -1,8 +1,10 @@
 #pragma once
 
+#include "Base/Lazy.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 #include "KestrelCore/Storage/Generation.hpp"
+#include "Storage/History/FolderTable.hpp"
 #include "Storage/History/GenerationWriting.hpp"
 #include "Storage/History/HistoryDatabase.hpp"
 #include "Storage/History/RecordBuilder.hpp"
@@ -29,15 +31,18 @@ public:
 
     [[nodiscard]] std::vector<ScanIssue> issues() const;
     [[nodiscard]] ScanSnapshot snapshot() const;
-    // As of `SnapshotHistory`.
+    // As of `GenerationReader`.
     [[nodiscard]] std::vector<FileRecord> children(const Text& path) const;
     [[nodiscard]] std::optional<FileRecord> record(const Text& path) const;
+    [[nodiscard]] std::vector<std::optional<FileRecord>> records(const std::vector<Text>& paths) const;
     [[nodiscard]] std::optional<FolderTotals> totals(const Text& path) const;
 
 private:
     static std::vector<GenerationLayout> layersOf(const HistoryDatabase::Reading& reading,
                                                   const std::vector<StoredGeneration>& all,
                                                   const StoredGeneration& generation);
+    /// The folders, with what hangs them together and nothing else: read when they are first asked for.
+    [[nodiscard]] const FolderTable& tree() const;
     void readDictionary();
     void readPositions();
     /// Takes the positions of the rows that a removal has left from those of all, and closes the gaps between them.
@@ -48,6 +53,7 @@ private:
     std::vector<GenerationLayout> layers_;
     GenerationRows rows_;
     GenerationContext context_;
+    Lazy<FolderTable> tree_;
 };
 
 /// Writes what a generation's rows refer to; of a difference what its dictionary adds.

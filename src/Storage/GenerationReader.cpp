@@ -1,0 +1,41 @@
+#include "KestrelCore/Storage/GenerationReader.hpp"
+
+#include "Storage/History/GenerationDescription.hpp"
+#include "Storage/History/HistoryDatabase.hpp"
+#include "Storage/History/OpenGeneration.hpp"
+
+namespace KestrelCore {
+
+/// A view of the database, and the generation in it.
+struct GenerationReader::State {
+    State(const HistoryDatabase& database, std::int64_t number)
+        : reading{database}, all{reading.generations()}, generation{described(kept(all, number))},
+          open{reading, all, kept(all, number)} {}
+
+    HistoryDatabase::Reading reading;
+    std::vector<StoredGeneration> all;
+    Generation generation;
+    OpenGeneration open;
+};
+
+GenerationReader::GenerationReader(const HistoryDatabase& database, std::int64_t number)
+    : state_{std::make_unique<const State>(database, number)} {}
+GenerationReader::GenerationReader(GenerationReader&& other) noexcept = default;
+GenerationReader& GenerationReader::operator=(GenerationReader&& other) noexcept = default;
+GenerationReader::~GenerationReader() = default;
+
+const Generation& GenerationReader::generation() const { return state_->generation; }
+
+ScanSnapshot GenerationReader::load() const { return state_->open.snapshot(); }
+
+std::vector<FileRecord> GenerationReader::children(const Text& path) const { return state_->open.children(path); }
+
+std::optional<FileRecord> GenerationReader::record(const Text& path) const { return state_->open.record(path); }
+
+std::vector<std::optional<FileRecord>> GenerationReader::records(const std::vector<Text>& paths) const {
+    return state_->open.records(paths);
+}
+
+std::optional<FolderTotals> GenerationReader::totals(const Text& path) const { return state_->open.totals(path); }
+
+}  // namespace KestrelCore
