@@ -24,6 +24,8 @@ using testing::aSnapshot;
 
 TEST(SnapshotLookup, isMadeOnceByWhoeverOfSeveralThreadsComesFirst) {
     constexpr std::size_t threadCount = 4;
+    // ICU takes its tables up when they are first needed, guarded in a way that the thread sanitizer does not see.
+    ASSERT_FALSE(sampleSnapshot(1000, 9).search(SearchQuery{"a"}, 5).empty());
     for (std::uint64_t seed = 1; seed <= 5; ++seed) {
         const ScanSnapshot snapshot = sampleSnapshot(3000, seed);
         const ScanSnapshot other = snapshot;  // shares all it has
