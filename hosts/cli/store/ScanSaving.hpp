@@ -38,8 +38,8 @@ public:
     /// one scan is replaced when that is asked for only. What has begun is brought to its end, also when this goes.
     void begin(const KestrelCore::ScanSnapshot& snapshot);
 
-    /// Saves, or waits for what has begun. Absent when that failed; then it has said why, and what was saved before stays. In the history older
-    /// scans may go, as its usual policy wants it. Number 0 for a snapshot database.
+    /// Saves, or waits for what has begun. Absent when that failed; then it has said why, and what was saved before
+    /// stays. In the history older scans may go, as its usual policy wants it. Number 0 for a snapshot database.
     [[nodiscard]] std::optional<KestrelCore::Generation> save(const KestrelCore::ScanSnapshot& snapshot);
 
     /// Null for a snapshot database.

@@ -361,8 +361,9 @@ TEST_F(SavedScanCommands, scanShowsItsResultAndFailsWhenItCannotBeSaved) {
 
 TEST(WhyNotSaved, explainsWhatASnapshotIsTooLargeFor) {
     EXPECT_EQ(whyNotSaved("/s", "disk I/O error"), "The scan could not be saved in /s: disk I/O error");
-    EXPECT_THAT(whyNotSaved("/s", "string or blob too big"),
-                testing::StartsWith("The scan could not be saved in /s: string or blob too big. A snapshot database spells"));
+    EXPECT_THAT(
+        whyNotSaved("/s", "string or blob too big"),
+        testing::StartsWith("The scan could not be saved in /s: string or blob too big. A snapshot database spells"));
 }
 
 TEST_F(SavedScanCommands, keepTheDefaultFolderPrivate) {
