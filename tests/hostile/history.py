@@ -489,7 +489,7 @@ def logs(folder):
 
 
 def many(folder):
-    """Three hundred generations: each is there and equal, and so is what thinning leaves."""
+    """Three hundred generations: each is there and equal, and so are those that are left when others go."""
     path = folder / "history.sqlite"
     count = 300
     check(call("rounds", path, 1, 40, count)[1] == "added", "scans are added")

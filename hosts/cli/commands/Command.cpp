@@ -100,7 +100,8 @@ ExitCode runCatching(const CommandApp& command, const Operands& operands, const 
     try {
         if (session.options.at && !command.command().readsSavedScan) {
             throw UsageError{
-                fmt::format("--at looks at an older scan; kestrel {} answers from none.", command.command().name)};
+                fmt::format("--at chooses the one saved scan that is answered from, which kestrel {} does not do.",
+                            command.command().name)};
         }
         return command.run(operands);
     } catch (const UsageError& error) {

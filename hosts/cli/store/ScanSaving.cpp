@@ -21,6 +21,15 @@ ScanSaving::ScanSaving(const Session& session) : session_{session}, store_{named
     if (!store_) history_ = openHistory(session);
 }
 
+ScanSaving::~ScanSaving() {
+    if (!begun_.valid()) return;
+    try {
+        session_.say(fmt::format("The scan was finished, and is saved as number {}.", begun_.get().number));
+    } catch (const std::exception& error) {
+        session_.say(fmt::format("The scan was finished, but not saved: {}", error.what()));
+    }
+}
+
 std::optional<EarlierScan> ScanSaving::earlier(const URL& root) const {
     const auto of = [](const Generation& scan) {
         return EarlierScan{

@@ -29,13 +29,17 @@ class ScanSaving {
 public:
     /// Throws where no scan can ever be saved at that place, so that this is known before a scan and not after it.
     explicit ScanSaving(const Session& session);
+    /// Brings to its end what has begun and was not waited for, because the user asked to stop, and says so.
+    ~ScanSaving();
+    ScanSaving(const ScanSaving&) = delete;
+    ScanSaving& operator=(const ScanSaving&) = delete;
 
     /// Empty when nothing usable is saved, what is saved contradicts itself, or it is of another folder. Throws
     /// nothing.
     [[nodiscard]] std::optional<EarlierScan> earlier(const KestrelCore::URL& root) const;
 
     /// Begins to save into the history beside what the caller goes on with. Does nothing for a snapshot database, whose
-    /// one scan is replaced when that is asked for only. What has begun is brought to its end, also when this goes.
+    /// one scan is replaced when that is asked for only.
     void begin(const KestrelCore::ScanSnapshot& snapshot);
 
     /// Saves, or waits for what has begun. Absent when that failed; then it has said why, and what was saved before

@@ -1,4 +1,5 @@
 #include "commands/Commands.hpp"
+#include "terminal/Interruption.hpp"
 
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
 #include "KestrelCore/Storage/SnapshotHistory.hpp"
@@ -16,6 +17,8 @@
 #include <fstream>
 #include <iterator>
 #include <optional>
+#include <ostream>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -105,7 +108,7 @@ TEST_F(HistoryCommands, chooseWithAtOnlyWhereAScanIsRead) {
     const std::string file = folder_.makeFile("a");
     for (const char* command : {"trash", "remove", "scan"}) {
         EXPECT_THAT(failure({command, "--at", "1", file}, ExitCode::wrongUsage),
-                    HasSubstr(fmt::format("kestrel {} answers from none", command)));
+                    HasSubstr(fmt::format("which kestrel {} does not do", command)));
     }
     EXPECT_TRUE(fs::exists(file));
     EXPECT_THAT(failure({"list", "--at", "1", "--store", folder_ / "s"}, ExitCode::wrongUsage),
@@ -152,6 +155,24 @@ TEST_F(HistoryCommands, leaveAnEarlierScanThatCannotBeRead) {
     // A scan is saved all the same, and then nothing is missing any more.
     scan(folder_.path());
     EXPECT_EQ(run({"list"}).messages, "");
+}
+
+TEST_F(HistoryCommands, bringASaveThatHasBegunToItsEndAndSaySo) {
+    /// Asks to stop when the result is shown.
+    class InterruptedOutput final : public std::stringbuf {
+        int sync() override {
+            Interruption::set(true);
+            return 0;
+        }
+    };
+    InterruptedOutput output;
+    std::ostream out{&output};
+    std::ostringstream messages;
+    Session session{.out = out, .messages = messages, .terminal = {}, .options = {}};
+    EXPECT_EQ(runCommandLine({"scan", folder_.path()}, session, {addScanCommand}), ExitCode::interrupted);
+    Interruption::set(false);
+    EXPECT_THAT(messages.str(), HasSubstr("The scan was finished, and is saved as number 1."));
+    EXPECT_EQ(generations().size(), 1U);
 }
 
 TEST_F(HistoryCommands, showScansByRootNewestFirst) {
