@@ -8,6 +8,10 @@ import tempfile
 
 SKIPPED = 77
 failures = []
+# What SQLite says when the system refuses it something.
+SQLITE_FAULTS = {"error: " + text for text in (
+    "database or disk is full", "disk I/O error", "unable to open database file", "database is locked",
+    "attempt to write a readonly database", "locking protocol", "out of memory")}
 
 
 def skip(reason):
@@ -37,6 +41,24 @@ def needs_mount_namespace():
         skip("Mount namespaces are not to be had here")
     os.environ["KESTREL_IN_NAMESPACE"] = "1"
     os.execvp("unshare", ["unshare", *flags, sys.executable, "-B", *sys.argv])
+
+
+def unprivileged():
+    """How to run a command that file modes bind."""
+    if os.geteuid() != 0:
+        return []
+    command = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"]
+    if shutil.which("setpriv") is None or subprocess.run([*command, "true"], capture_output=True).returncode != 0:
+        skip("There is no way to give up root's privileges here")
+    return command
+
+
+def open_to_others(folder):
+    """Lets other users into the folder."""
+    os.chmod(folder, 0o755)
+    for parent in folder.parents:
+        if not os.stat(parent).st_mode & 0o001:
+            skip("The temporary folder is private")
 
 
 def mount(*arguments):

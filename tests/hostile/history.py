@@ -15,15 +15,12 @@ import shutil
 import subprocess
 import sys
 
-from driver import check, mount, needs_strace, run_case, skip, unmount
+from driver import SQLITE_FAULTS, check, mount, needs_strace, open_to_others, run_case, unmount, unprivileged
 
 KEEPER = os.path.abspath(sys.argv[1])
 RECORDS = "120"
 CANNOT_OPEN = "error: Kestrel could not open its history."
-# What SQLite says when the system refuses it something.
-FAULTS = {"error: " + text for text in (
-    "database or disk is full", "disk I/O error", "unable to open database file", "database is locked",
-    "attempt to write a readonly database", "locking protocol", "out of memory")} | {CANNOT_OPEN}
+FAULTS = SQLITE_FAULTS | {CANNOT_OPEN}
 # What a history that holds the samples 1, 2 and 3 is changed by, what that says, and what it holds then.
 CHANGES = {"add": (["add", "{}", "4", RECORDS], "added", "1 2 3 4"),
            "forget": (["forget", "{}", "1", "3"], "forgotten", "2"),
@@ -340,23 +337,10 @@ def lock(folder):
     check(add(arena.path, 4) == "added" and holds(arena.path) == BEFORE + " 4", "the lock is free again")
 
 
-def unprivileged():
-    """How to run a command that file modes bind."""
-    if os.geteuid() != 0:
-        return []
-    command = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"]
-    if shutil.which("setpriv") is None or subprocess.run([*command, "true"], capture_output=True).returncode != 0:
-        skip("There is no way to give up root's privileges here")
-    return command
-
-
 def readonly(folder):
     """A read-only file, a read-only folder."""
     before = unprivileged()
-    os.chmod(folder, 0o755)
-    for parent in folder.parents:
-        if not os.stat(parent).st_mode & 0o001:
-            skip("The temporary folder is private")
+    open_to_others(folder)
     # The build may lie where other users can't look.
     global KEEPER
     KEEPER = shutil.copy(KEEPER, folder / "keeper")

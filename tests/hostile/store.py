@@ -13,15 +13,12 @@ import shutil
 import subprocess
 import sys
 
-from driver import check, mount, needs_strace, run_case, skip, unmount
+from driver import SQLITE_FAULTS, check, mount, needs_strace, open_to_others, run_case, unmount, unprivileged
 
 SAVER = os.path.abspath(sys.argv[1])
 RECORDS = "300"
 CANNOT_OPEN = "error: Kestrel could not open its private scan index."
-# What SQLite says when the system refuses it something.
-FAULTS = {"error: " + text for text in (
-    "database or disk is full", "disk I/O error", "unable to open database file", "database is locked",
-    "attempt to write a readonly database", "locking protocol", "out of memory")} | {CANNOT_OPEN}
+FAULTS = SQLITE_FAULTS | {CANNOT_OPEN}
 
 
 def call(*arguments, before=(), **options):
@@ -171,23 +168,10 @@ def rounds(folder):
     saves_and_loads(path, "afterwards")
 
 
-def unprivileged():
-    """How to run a command that file modes bind."""
-    if os.geteuid() != 0:
-        return []
-    command = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"]
-    if shutil.which("setpriv") is None or subprocess.run([*command, "true"], capture_output=True).returncode != 0:
-        skip("There is no way to give up root's privileges here")
-    return command
-
-
 def readonly(folder):
     """A read-only file, a read-only folder."""
     before = unprivileged()
-    os.chmod(folder, 0o755)
-    for parent in folder.parents:
-        if not os.stat(parent).st_mode & 0o001:
-            skip("The temporary folder is private")
+    open_to_others(folder)
     # The build may lie where other users can't look.
     global SAVER
     SAVER = shutil.copy(SAVER, folder / "saver")

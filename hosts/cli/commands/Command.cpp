@@ -1,6 +1,7 @@
 #include "commands/Command.hpp"
 
 #include "commands/OptionValue.hpp"
+#include "store/When.hpp"
 #include "terminal/Interruption.hpp"
 
 #include "KestrelCore/KestrelCore.hpp"
@@ -103,6 +104,8 @@ ExitCode runCatching(const CommandApp& command, const Operands& operands, const 
                 fmt::format("--at chooses the one saved scan that is answered from, which kestrel {} does not do.",
                             command.command().name)};
         }
+        // A word that means no time is wrong whatever is saved.
+        if (session.options.at) (void)whenOption(*session.options.at, KestrelCore::Date::now());
         return command.run(operands);
     } catch (const UsageError& error) {
         session.say(error.what());

@@ -129,6 +129,10 @@ void writeJSON(const Session& session, const Growth& growth) {
 }
 
 ExitCode growth(const Session& session, const ChangeOptions& options, const Operands& operands) {
+    // A word that means no time is wrong whatever is saved.
+    for (const auto& when : {options.since, options.until}) {
+        if (when) (void)whenOption(*when, Date::now());
+    }
     const std::shared_ptr<const SnapshotHistory> history = openHistory(session);
     const std::vector<Generation> all = history->generations();
     if (all.empty()) throw std::runtime_error{"There is no saved scan yet: kestrel scan makes one."};

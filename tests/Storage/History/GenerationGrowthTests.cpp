@@ -2,6 +2,7 @@
 
 #include "KestrelCore/Base/Path.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
+#include "support/GrowthChanges.hpp"
 #include "support/Records.hpp"
 #include "support/SampleSnapshots.hpp"
 #include "support/ScannedSnapshots.hpp"
@@ -27,6 +28,9 @@ void PrintTo(const GrowthChange& change, std::ostream* out) {
 }
 
 namespace {
+
+using testing::fileChange;
+using testing::folderChange;
 
 using testing::aRecord;
 using testing::aSnapshot;
@@ -197,19 +201,6 @@ RecordFields file(const char* path, std::int64_t allocated) { return {.path = pa
 RecordFields folder(const char* path, std::uint64_t inode = 8) {
     return {.path = path, .kind = FileKind::directory, .identity = FileIdentity{.device = 1, .inode = inode}};
 }
-GrowthChange change(const char* path, GrowthChangeKind what, std::int64_t before, std::int64_t after) {
-    return {.path = path, .what = what, .before = before, .after = after, .items = 1, .movedFrom = std::nullopt};
-}
-GrowthChange folderChange(const char* path, GrowthChangeKind what, std::int64_t before, std::int64_t after,
-                          std::int64_t items, std::optional<Text> movedFrom = std::nullopt) {
-    return {.path = path,
-            .kind = FileKind::directory,
-            .what = what,
-            .before = before,
-            .after = after,
-            .items = items,
-            .movedFrom = std::move(movedFrom)};
-}
 
 using enum GrowthChangeKind;
 using Changes = std::vector<GrowthChange>;
@@ -300,7 +291,7 @@ TEST_F(GenerationGrowthTest, tellsNoMoreThanIsAskedForAndLosesNothing) {
 TEST_F(GenerationGrowthTest, tellsAChangeWhereItIsAndNotInTheFoldersAbove) {
     const Growth found = growth({folder("/r/a"), folder("/r/a/b"), file("/r/a/b/c", 1000), file("/r/x", 5)},
                                 {folder("/r/a"), folder("/r/a/b"), file("/r/a/b/c", 4000), file("/r/x", 2)});
-    EXPECT_EQ(found.changes, (Changes{change("/r/a/b/c", grew, 1000, 4000), change("/r/x", shrank, 5, 2)}));
+    EXPECT_EQ(found.changes, (Changes{fileChange("/r/a/b/c", grew, 1000, 4000), fileChange("/r/x", shrank, 5, 2)}));
     EXPECT_EQ(found.before, 3 * 4096 + 1005);
     EXPECT_EQ(found.totalChange(), 2997);
 }
@@ -319,7 +310,7 @@ TEST_F(GenerationGrowthTest, tellsAFolderThatHasMovedAsThat) {
                {folder("/r/to", 22), folder("/r/to/b", 20), folder("/r/to/b/in", 21), file("/r/to/b/in/f", 700),
                 file("/r/to/other", 10)});
     EXPECT_EQ(found.changes, (Changes{folderChange("/r/to/b", moved, 2 * 4096 + 100, 2 * 4096 + 700, 2, "/r/a"),
-                                      change("/r/to/other", appeared, 0, 10)}));
+                                      fileChange("/r/to/other", appeared, 0, 10)}));
     EXPECT_EQ(sumOf(found.changes), found.totalChange());
 }
 
@@ -370,16 +361,16 @@ TEST_F(GenerationGrowthTest, findsFilesThatHaveChangedPlacesInsideOneFolder) {
     // What a folder's files sum up to is the same.
     const Growth found = growth({file("/r/log", 300), file("/r/log.1", 200), file("/r/a", 7)},
                                 {file("/r/log", 200), file("/r/log.1", 300), file("/r/b", 7)});
-    EXPECT_EQ(found.changes, (Changes{change("/r/log", shrank, 300, 200), change("/r/log.1", grew, 200, 300),
-                                      change("/r/a", gone, 7, 0), change("/r/b", appeared, 0, 7)}));
+    EXPECT_EQ(found.changes, (Changes{fileChange("/r/log", shrank, 300, 200), fileChange("/r/log.1", grew, 200, 300),
+                                      fileChange("/r/a", gone, 7, 0), fileChange("/r/b", appeared, 0, 7)}));
     EXPECT_EQ(found.totalChange(), 0);
 }
 
 TEST_F(GenerationGrowthTest, countsHardLinksOnce) {
     const Growth found = growth({file("/r/a", 100), {.path = "/r/b", .allocated = 100, .isDuplicate = true}},
                                 {file("/r/b", 100), {.path = "/r/c", .allocated = 100, .isDuplicate = true}});
-    EXPECT_EQ(found.changes,
-              (Changes{change("/r/a", gone, 100, 0), change("/r/b", grew, 0, 100), change("/r/c", appeared, 0, 0)}));
+    EXPECT_EQ(found.changes, (Changes{fileChange("/r/a", gone, 100, 0), fileChange("/r/b", grew, 0, 100),
+                                      fileChange("/r/c", appeared, 0, 0)}));
     EXPECT_EQ(found.totalChange(), 0);
 }
 
@@ -390,15 +381,15 @@ TEST_F(GenerationGrowthTest, sumsUpManySmallChangesWhereTheyAre) {
     after[2].allocated = 5000;
     const Growth found = growth(before, after, {.most = 3});
     EXPECT_EQ(found.changes,
-              (Changes{folderChange("/r/cache", grew, 0, 10'000, 200), change("/r/docs/report", grew, 100, 5000)}));
+              (Changes{folderChange("/r/cache", grew, 0, 10'000, 200), fileChange("/r/docs/report", grew, 100, 5000)}));
 }
 
 TEST_F(GenerationGrowthTest, looksBelowTheFolderThatIsAskedFor) {
     const std::int64_t before = history().add(scanOf({folder("/r/a"), file("/r/a/f", 10), file("/r/g", 1)})).number;
     const std::int64_t after = history().add(scanOf({folder("/r/a"), file("/r/a/f", 30), file("/r/g", 2)})).number;
-    EXPECT_EQ(history().growth(before, after, "/r/a")->changes, (Changes{change("/r/a/f", grew, 10, 30)}));
+    EXPECT_EQ(history().growth(before, after, "/r/a")->changes, (Changes{fileChange("/r/a/f", grew, 10, 30)}));
     EXPECT_EQ(history().growth(before, after, "/r/a")->path, Text{"/r/a"});
-    EXPECT_EQ(history().growth(before, after, "/r/a/f")->changes, (Changes{change("/r/a/f", grew, 10, 30)}));
+    EXPECT_EQ(history().growth(before, after, "/r/a/f")->changes, (Changes{fileChange("/r/a/f", grew, 10, 30)}));
     EXPECT_EQ(history().growth(before, after, "/r/a/none"), std::nullopt);
     EXPECT_EQ(history().growth(before, after, "/s"), std::nullopt);
     EXPECT_EQ(history().growth(before, after, "/")->path, Text{"/r"});
@@ -408,8 +399,8 @@ TEST_F(GenerationGrowthTest, looksBelowTheFolderThatIsAskedFor) {
     const std::int64_t last = history().add(scanOf({file("/r/a", 8), folder("/r/h"), file("/r/h/i", 3)})).number;
     EXPECT_EQ(history().growth(after, last, "/r/h")->changes, (Changes{folderChange("/r/h", appeared, 0, 4099, 1)}));
     EXPECT_EQ(history().growth(after, last, "/r/a")->changes,
-              (Changes{folderChange("/r/a", gone, 4126, 0, 1), change("/r/a", appeared, 0, 8)}));
-    EXPECT_EQ(history().growth(after, last, "/r/g")->changes, (Changes{change("/r/g", gone, 2, 0)}));
+              (Changes{folderChange("/r/a", gone, 4126, 0, 1), fileChange("/r/a", appeared, 0, 8)}));
+    EXPECT_EQ(history().growth(after, last, "/r/g")->changes, (Changes{fileChange("/r/g", gone, 2, 0)}));
 }
 
 TEST_F(GenerationGrowthTest, comparesRootsOfWhichOneHoldsTheOther) {
@@ -423,7 +414,7 @@ TEST_F(GenerationGrowthTest, comparesRootsOfWhichOneHoldsTheOther) {
     for (const std::optional<Text>& path : {std::optional<Text>{}, std::optional<Text>{"/r"}}) {
         const Growth found = history().growth(before, after, path).value();
         EXPECT_EQ(found.path, Text{"/r/a"});
-        EXPECT_EQ(found.changes, (Changes{change("/r/a/f", grew, 10, 25)}));
+        EXPECT_EQ(found.changes, (Changes{fileChange("/r/a/f", grew, 10, 25)}));
         EXPECT_EQ(found.totalChange(), 15);
     }
     EXPECT_EQ(history().growth(before, after, "/r/g"), std::nullopt);
@@ -435,7 +426,7 @@ TEST_F(GenerationGrowthTest, comparesRootsOfWhichOneHoldsTheOther) {
 TEST_F(GenerationGrowthTest, knowsNamesInEverySpelling) {
     const Growth found = growth({folder("/r/e\u0301", 20), file("/r/e\u0301/u\u0308", 10)},
                                 {folder("/r/\u00E9", 20), file("/r/\u00E9/\u00FC", 30)});
-    EXPECT_EQ(found.changes, (Changes{change("/r/\u00E9/\u00FC", grew, 10, 30)}));
+    EXPECT_EQ(found.changes, (Changes{fileChange("/r/\u00E9/\u00FC", grew, 10, 30)}));
 }
 
 TEST_F(GenerationGrowthTest, countsItemsOfShapesThatNoScanGives) {
@@ -462,9 +453,9 @@ TEST_F(GenerationGrowthTest, countsItemsOfShapesThatNoScanGives) {
     const std::int64_t third = history().add(withFile(snapshot(100, false))).number;
     const std::int64_t fourth = history().add(withFile(snapshot(300, true))).number;
     EXPECT_EQ(history().growth(third, fourth)->changes,
-              (Changes{change(path.c_str(), grew, 100, 300), change((path + "2").c_str(), appeared, 0, 0)}));
+              (Changes{fileChange(path.c_str(), grew, 100, 300), fileChange((path + "2").c_str(), appeared, 0, 0)}));
     EXPECT_EQ(history().growth(fourth, third)->changes,
-              (Changes{change(path.c_str(), shrank, 300, 100), change((path + "2").c_str(), gone, 0, 0)}));
+              (Changes{fileChange(path.c_str(), shrank, 300, 100), fileChange((path + "2").c_str(), gone, 0, 0)}));
 }
 
 }  // namespace KestrelCore

@@ -1,9 +1,7 @@
 #include "commands/Commands.hpp"
 
 #include "KestrelCore/Storage/SnapshotHistory.hpp"
-#include "support/CommandRun.hpp"
-#include "support/EnvironmentSetting.hpp"
-#include "support/TemporaryFolder.hpp"
+#include "support/HistoryCommandTest.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -27,16 +25,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class GrowthCommand : public testing::Test {
+class GrowthCommand : public HistoryCommandTest {
 protected:
     static CommandRun run(std::vector<std::string> arguments) {
         return runCommands(std::move(arguments), {addScanCommand, addHistoryCommand, addGrowthCommand});
     }
     static std::string failure(std::vector<std::string> arguments, ExitCode code = ExitCode::failed) {
-        const CommandRun result = run(std::move(arguments));
-        EXPECT_EQ(result.code, code) << result.messages;
-        EXPECT_EQ(result.out, "");
-        return result.messages;
+        return messagesOf(run(std::move(arguments)), code);
     }
     static std::string shown(std::vector<std::string> arguments) {
         const CommandRun result = run(std::move(arguments));
@@ -46,15 +41,14 @@ protected:
     }
     std::string scan(const std::string& path = "") { return shown({"scan", path.empty() ? folder_.path() : path}); }
     void makeFile(const std::string& name, std::size_t bytes) { (void)folder_.makeFile(name, std::string(bytes, 'x')); }
-
-    TemporaryFolder data_;
-    TemporaryFolder home_;
-    TemporaryFolder folder_;
-    EnvironmentSetting dataHome_{"XDG_DATA_HOME", data_.path().c_str()};
-    EnvironmentSetting homeSetting_{"CFFIXED_USER_HOME", home_.path().c_str()};
 };
 
 }  // namespace
+
+TEST_F(GrowthCommand, knowsAWrongTimeBeforeItLooksForAScan) {
+    for (const char* option : {"--since", "--until"})
+        EXPECT_THAT(failure({"growth", option, "soon"}, ExitCode::wrongUsage), HasSubstr("“soon” names no scan"));
+}
 
 TEST_F(GrowthCommand, comparesTheNewestScanWithTheOneBefore) {
     makeFile("docs/grows", 4096);

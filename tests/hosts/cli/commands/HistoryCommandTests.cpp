@@ -3,10 +3,8 @@
 
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
 #include "KestrelCore/Storage/SnapshotHistory.hpp"
-#include "support/CommandRun.hpp"
-#include "support/EnvironmentSetting.hpp"
+#include "support/HistoryCommandTest.hpp"
 #include "support/SampleSnapshots.hpp"
-#include "support/TemporaryFolder.hpp"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -34,8 +32,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The program with a data folder of its own, and a folder to be scanned.
-class HistoryCommands : public testing::Test {
+class HistoryCommands : public HistoryCommandTest {
 protected:
     static CommandRun run(std::vector<std::string> arguments) {
         return runCommands(std::move(arguments),
@@ -44,10 +41,7 @@ protected:
     }
     /// What a run that ends with that code says.
     static std::string failure(std::vector<std::string> arguments, ExitCode code = ExitCode::failed) {
-        const CommandRun result = run(std::move(arguments));
-        EXPECT_EQ(result.code, code) << result.messages;
-        EXPECT_EQ(result.out, "");
-        return result.messages;
+        return messagesOf(run(std::move(arguments)), code);
     }
     static void scan(const std::string& path) {
         const CommandRun result = run({"scan", path});
@@ -60,12 +54,6 @@ protected:
     void saveAsEarlierVersionsDid(const ScanSnapshot& snapshot) const {
         SQLiteSnapshotStore{URL::fromPath(earlierStore())}.replace(snapshot);
     }
-
-    TemporaryFolder data_;
-    TemporaryFolder home_;
-    TemporaryFolder folder_;
-    EnvironmentSetting dataHome_{"XDG_DATA_HOME", data_.path().c_str()};
-    EnvironmentSetting homeSetting_{"CFFIXED_USER_HOME", home_.path().c_str()};
 };
 
 }  // namespace
@@ -101,6 +89,11 @@ TEST_F(HistoryCommands, lookAtAnOlderScanWithAt) {
     EXPECT_THAT(failure({"list", "--at", "3"}), HasSubstr("--at 3 means no saved scan"));
     EXPECT_THAT(failure({"list", "--at", "7d"}), HasSubstr("The oldest that could is 1, from "));
     EXPECT_THAT(failure({"list", "--at", "soon"}, ExitCode::wrongUsage), HasSubstr("“soon” names no scan"));
+}
+
+TEST_F(HistoryCommands, knowAWrongAtBeforeTheyLookForAScan) {
+    for (const char* command : {"list", "media", "documents"})
+        EXPECT_THAT(failure({command, "--at", "soon"}, ExitCode::wrongUsage), HasSubstr("“soon” names no scan"));
 }
 
 TEST_F(HistoryCommands, chooseWithAtOnlyWhereAScanIsRead) {

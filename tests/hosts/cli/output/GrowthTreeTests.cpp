@@ -1,6 +1,8 @@
 #include "output/GrowthTree.hpp"
 #include "output/TerminalText.hpp"
 
+#include "support/GrowthChanges.hpp"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -11,25 +13,13 @@
 #include <vector>
 
 using namespace KestrelCore;
-using testing::HasSubstr;
+using KestrelCore::testing::fileChange;
+using KestrelCore::testing::folderChange;
+using ::testing::HasSubstr;
 
 namespace KestrelCLI {
 
 namespace {
-
-GrowthChange file(const char* path, GrowthChangeKind what, std::int64_t before, std::int64_t after) {
-    return {.path = path, .what = what, .before = before, .after = after, .items = 1, .movedFrom = std::nullopt};
-}
-GrowthChange folder(const char* path, GrowthChangeKind what, std::int64_t before, std::int64_t after,
-                    std::int64_t items, std::optional<Text> movedFrom = std::nullopt) {
-    return {.path = path,
-            .kind = FileKind::directory,
-            .what = what,
-            .before = before,
-            .after = after,
-            .items = items,
-            .movedFrom = std::move(movedFrom)};
-}
 
 /// Of /r, which held 10,000 bytes.
 Growth growthOf(std::vector<GrowthChange> changes, const char* path = "/r") {
@@ -67,8 +57,8 @@ using enum GrowthChangeKind;
 }  // namespace
 
 TEST(GrowthTree, putsChangesIntoTheFoldersThatHoldSeveral) {
-    EXPECT_EQ(shown(growthOf({file("/r/a/b/one", grew, 0, 500), file("/r/c/d/e", shrank, 400, 100),
-                              file("/r/a/b/two", gone, 200, 0), folder("/r/a/new", appeared, 0, 90, 12)})),
+    EXPECT_EQ(shown(growthOf({fileChange("/r/a/b/one", grew, 0, 500), fileChange("/r/c/d/e", shrank, 400, 100),
+                              fileChange("/r/a/b/two", gone, 200, 0), folderChange("/r/a/new", appeared, 0, 90, 12)})),
               "/r/ 90\n"
               "├─ a/ 390\n"
               "│  ├─ b/ 300\n"
@@ -79,8 +69,8 @@ TEST(GrowthTree, putsChangesIntoTheFoldersThatHoldSeveral) {
 }
 
 TEST(GrowthTree, tellsTheRestOfAFolderBelowIt) {
-    EXPECT_EQ(shown(growthOf({file("/r/a/big", appeared, 0, 1000), folder("/r/a", grew, 0, 50, 2000),
-                              folder("/r/b", shrank, 70, 40, 1), folder("/r", grew, 0, 7, 1)})),
+    EXPECT_EQ(shown(growthOf({fileChange("/r/a/big", appeared, 0, 1000), folderChange("/r/a", grew, 0, 50, 2000),
+                              folderChange("/r/b", shrank, 70, 40, 1), folderChange("/r", grew, 0, 7, 1)})),
               "/r/ 1027\n"
               "├─ a/ 1050\n"
               "│  ├─ big (new) 1000\n"
@@ -90,8 +80,9 @@ TEST(GrowthTree, tellsTheRestOfAFolderBelowIt) {
 }
 
 TEST(GrowthTree, tellsWhatHasMovedAndWhatHasChangedItsKind) {
-    EXPECT_EQ(shown(growthOf({folder("/r/new", appeared, 0, 4096, 0), folder("/r/new/in", moved, 9, 9, 3, "/r/old"),
-                              folder("/r/x", gone, 300, 0, 2), file("/r/x", appeared, 0, 20)})),
+    EXPECT_EQ(shown(growthOf({folderChange("/r/new", appeared, 0, 4096, 0),
+                              folderChange("/r/new/in", moved, 9, 9, 3, "/r/old"),
+                              folderChange("/r/x", gone, 300, 0, 2), fileChange("/r/x", appeared, 0, 20)})),
               "/r/ 3816\n"
               "├─ new/ (new, 0 items) 4096\n"
               "│  └─ in/ (moved from /r/old) 0\n"
@@ -101,24 +92,26 @@ TEST(GrowthTree, tellsWhatHasMovedAndWhatHasChangedItsKind) {
 
 TEST(GrowthTree, knowsOneItemAndNothing) {
     EXPECT_EQ(shown(growthOf({})), "/r/ 0\n");
-    EXPECT_EQ(shown(growthOf({file("/r/f", grew, 1, 3)}, "/r/f")), "/r/f 2\n");
-    EXPECT_EQ(shown(growthOf({folder("/r", grew, 1, 3, 4)})), "/r/ (4 items) 2\n");
-    EXPECT_EQ(shown(growthOf({file("/f", grew, 1, 3)}, "/")), "// 2\n└─ f 2\n");
+    EXPECT_EQ(shown(growthOf({fileChange("/r/f", grew, 1, 3)}, "/r/f")), "/r/f 2\n");
+    EXPECT_EQ(shown(growthOf({folderChange("/r", grew, 1, 3, 4)})), "/r/ (4 items) 2\n");
+    EXPECT_EQ(shown(growthOf({fileChange("/f", grew, 1, 3)}, "/")), "// 2\n└─ f 2\n");
 }
 
 TEST(GrowthTree, isAsDeepAsPathsAre) {
     std::string deep = "/r";
     for (int i = 0; i < 100'000; ++i) deep += "/d";
     const std::string other = deep + "/x";
-    EXPECT_EQ(growthTree(growthOf({file((deep + "/y").c_str(), grew, 1, 2), file(other.c_str(), grew, 1, 3)})).size(),
-              4U);
+    EXPECT_EQ(
+        growthTree(growthOf({fileChange((deep + "/y").c_str(), grew, 1, 2), fileChange(other.c_str(), grew, 1, 3)}))
+            .size(),
+        4U);
 }
 
 TEST(GrowthTree, staysWithinTheTerminalAndShowsNamesSafely) {
-    const Growth growth =
-        growthOf({folder("/r/a folder with a long name of its own", appeared, 0, 5'000'000, 1234),
-                  folder("/r/here", moved, 7000, 7000, 1, "/r/from a place with a very long name"),
-                  file("/r/\x1b[31mred\u202e", gone, 1'000'000, 0), folder("/r", shrank, 2'000'000, 0, 1'234'567)});
+    const Growth growth = growthOf(
+        {folderChange("/r/a folder with a long name of its own", appeared, 0, 5'000'000, 1234),
+         folderChange("/r/here", moved, 7000, 7000, 1, "/r/from a place with a very long name"),
+         fileChange("/r/\x1b[31mred\u202e", gone, 1'000'000, 0), folderChange("/r", shrank, 2'000'000, 0, 1'234'567)});
     for (const std::size_t columns : {40U, 60U, 100U}) {
         Shown shown{columns};
         writeGrowth(shown.session, growth);
@@ -138,16 +131,17 @@ TEST(GrowthTree, staysWithinTheTerminalAndShowsNamesSafely) {
 }
 
 TEST(GrowthTree, namesTheLargestChangesOnePerLine) {
-    const Growth growth =
-        growthOf({folder("/r", grew, 0, 9000, 80), file("/r/a/b", grew, 0, 700), folder("/r/c", gone, 600, 0, 3),
-                  file("/r/d", appeared, 0, 5), file("/r/e", appeared, 0, 4)});
+    const Growth growth = growthOf({folderChange("/r", grew, 0, 9000, 80), fileChange("/r/a/b", grew, 0, 700),
+                                    folderChange("/r/c", gone, 600, 0, 3), fileChange("/r/d", appeared, 0, 5),
+                                    fileChange("/r/e", appeared, 0, 4)});
     Shown shown;
     writeLargestChanges(shown.session, growth, 3, "Title");
     EXPECT_THAT(shown.out.str(),
-                testing::MatchesRegex("\nTitle\n *\\+700 B  [^ ]+  a/b\n *-600 B  [^ ]+ *  c/  gone, 3 "
-                                      "items\n *\\+5 B  [^ ]* *  d  new\n"));
+                ::testing::MatchesRegex("\nTitle\n *\\+700 B  [^ ]+  a/b\n *-600 B  [^ ]+ *  c/  gone, 3 "
+                                        "items\n *\\+5 B  [^ ]* *  d  new\n"));
     Shown none;
-    writeLargestChanges(none.session, growthOf({folder("/r", grew, 0, 9, 80), file("/r/x", appeared, 0, 0)}), 3, "T");
+    writeLargestChanges(none.session,
+                        growthOf({folderChange("/r", grew, 0, 9, 80), fileChange("/r/x", appeared, 0, 0)}), 3, "T");
     EXPECT_EQ(none.out.str(), "");
 }
 
