@@ -7,9 +7,10 @@
 
 namespace KestrelCore {
 
-/// The home directory as raw bytes, asked afresh: CFFIXED_USER_HOME (ignored in set-id programs), then the passwd entry
-/// of the effective user (of the real one when the effective one is root), then HOME, then "/var/empty". No trailing
-/// slash; standardised where it is UTF-8, else as it is named. Any thread, while none changes the environment.
+/// The home directory as raw bytes, asked afresh: CFFIXED_USER_HOME, then the passwd entry of the effective user (of
+/// the real one when the effective one is root), then HOME, then "/var/empty". Where programs follow HOME, as on Linux,
+/// an absolute one comes before the passwd entry. Set-id programs hear neither variable. No trailing slash;
+/// standardised where it is UTF-8, else as it is named. Any thread, while none changes the environment.
 [[nodiscard]] std::string currentHomePath();
 /// The same as a text, to look into. Throws `PlatformError` for a name that is not UTF-8: the text would name another
 /// place.

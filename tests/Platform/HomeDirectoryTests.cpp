@@ -45,12 +45,23 @@ TEST(HomeDirectory, oneThatIsNotUTF8IsAnErrorAndNoOtherPlace) {
     EXPECT_EQ(homeTrashPath(), "/nowhere/b\xff/.local/share/Trash");
 }
 
-TEST(HomeDirectory, comesFromThePasswdEntryBeforeTheEnvironment) {
+TEST(HomeDirectory, isWhereTheShellHasIt) {
+    const EnvironmentSetting fixed{"CFFIXED_USER_HOME", nullptr};
+    const EnvironmentSetting home{"HOME", "/elsewhere//ann/"};
+    EXPECT_EQ(currentHomeDirectory(), "/elsewhere/ann");
+    const EnvironmentSetting stronger{"CFFIXED_USER_HOME", "/fixed"};
+    EXPECT_EQ(currentHomeDirectory(), "/fixed");
+}
+
+TEST(HomeDirectory, comesFromThePasswdEntryWithoutAnAbsoluteOneInTheEnvironment) {
     const passwd* entry = getpwuid(geteuid() == 0 ? getuid() : geteuid());
     if (entry == nullptr) GTEST_SKIP() << "This user has no passwd entry";
+    const Text ofUser = Path::standardized(entry->pw_dir);
     const EnvironmentSetting fixed{"CFFIXED_USER_HOME", nullptr};
-    const EnvironmentSetting home{"HOME", "/elsewhere"};
-    EXPECT_EQ(currentHomeDirectory(), Path::standardized(entry->pw_dir));
+    for (const char* value : {static_cast<const char*>(nullptr), "", "ann", "~", "./home"}) {
+        const EnvironmentSetting home{"HOME", value};
+        EXPECT_EQ(currentHomeDirectory(), ofUser) << (value == nullptr ? "unset" : value);
+    }
 }
 
 TEST(HomeDirectory, anEmptyFixedOneCountsAsUnset) {

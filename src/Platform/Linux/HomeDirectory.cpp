@@ -44,11 +44,13 @@ std::optional<std::string> homeOfUser(uid_t user) {
 
 std::string unstandardizedHome() {
     if (const auto fixed = environmentValue("CFFIXED_USER_HOME")) return *fixed;
+    // Every program here follows HOME, the shell first of all: one that didn't would scan another home than its user
+    // stands in. One that is not absolute would mean another place in each folder.
+    const auto home = environmentValue("HOME");
+    if (home && home->starts_with('/')) return *home;
     // A program that was given root's rights means the user who started it; any other one the user whose rights it has.
     const uid_t effective = geteuid();
-    if (const auto home = homeOfUser(effective == 0 ? getuid() : effective)) return *home;
-    if (const auto home = environmentValue("HOME")) return *home;
-    return "/var/empty";
+    return homeOfUser(effective == 0 ? getuid() : effective).value_or(home.value_or("/var/empty"));
 }
 
 /// The homes of the users in /etc/passwd that are people's accounts. Users that a network knows are left out: there may
