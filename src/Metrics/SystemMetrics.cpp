@@ -55,6 +55,14 @@ struct SystemMetricsSampler::State {
         return executor.run([this] { return isolatedSample(); });
     }
 
+    MemoryDetails memoryDetails() {
+        return executor.run([this]() -> MemoryDetails {
+            const std::optional<MemoryStatistics> memory = sources.host->memory();
+            if (!memory) return {};
+            return {.cacheBytes = memory->cacheBytes, .swapTotalBytes = memory->swapTotalBytes};
+        });
+    }
+
     [[nodiscard]] const ContinuousClock& clock() const { return *sources.clock; }
 
 private:
@@ -113,6 +121,7 @@ SystemMetricsSampler::SystemMetricsSampler(std::shared_ptr<State> state) : state
 SystemMetricsSampler::~SystemMetricsSampler() = default;
 
 SystemSample SystemMetricsSampler::sample() { return state_->sample(); }
+MemoryDetails SystemMetricsSampler::memoryDetails() { return state_->memoryDetails(); }
 
 EventStream<SystemSample> SystemMetricsSampler::stream(std::chrono::duration<double> interval) {
     return streamOf<SystemSample>(state_, interval);

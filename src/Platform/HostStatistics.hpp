@@ -15,13 +15,17 @@ struct ProcessorTicks {
     std::uint64_t nice = 0;  ///< user time of processes with lowered priority; not part of `user`
 };
 
-/// What the memory holds now, in pages of `HostStatistics::pageBytes`. Free pages are in none of the four.
+/// What the memory holds now, in pages of `HostStatistics::pageBytes`. The four make up what counts as used: free pages
+/// are in none of them. A system that tells what is used in one figure has it as active, and zeros in the others.
 struct MemoryStatistics {
     std::uint64_t activePages = 0;
     std::uint64_t inactivePages = 0;
     std::uint64_t wiredPages = 0;       ///< can't be paged out, the kernel's own memory included
     std::uint64_t compressorPages = 0;  ///< what compressed memory takes
     std::int64_t swapUsedBytes = 0;     ///< 0 when the system does not tell
+    /// Content of files that is kept in memory and given up on demand. Absent when the system does not tell.
+    std::optional<std::int64_t> cacheBytes{};
+    std::optional<std::int64_t> swapTotalBytes{};  ///< absent when the system does not tell; 0 without swap
 };
 
 /// Raw figures of the machine as a whole. An absent result is a failed query, which is an ordinary outcome.

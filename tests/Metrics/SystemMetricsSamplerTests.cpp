@@ -131,6 +131,16 @@ TEST_F(SystemMetricsSamplerTest, readsTheWholeMachine) {
     EXPECT_EQ(blind.memoryPressure, Text{"Unknown"});
 }
 
+TEST_F(SystemMetricsSamplerTest, tellsOfTheCacheAndTheSwapWithoutTakingASample) {
+    machine->memory = MemoryStatistics{.cacheBytes = 77, .swapTotalBytes = 0};
+    EXPECT_EQ(sampler.memoryDetails(), (MemoryDetails{.cacheBytes = 77, .swapTotalBytes = 0}));
+    machine->memory.reset();
+    EXPECT_EQ(sampler.memoryDetails(), MemoryDetails{});
+    // The rates of a first sample are zeros: nothing was compared before it.
+    machine->ticks = ProcessorTicks{.user = 100, .system = 100, .idle = 800, .nice = 0};
+    EXPECT_EQ(sampler.sample().cpuUsedFraction, 0);
+}
+
 // ---- Streams -------------------------------------------------------------------------------------------------------
 
 TEST_F(SystemMetricsSamplerTest, streamsTheFirstSampleAtOnceAndOneAfterEachInterval) {

@@ -6,12 +6,24 @@
 #include "KestrelCore/Metrics/SystemSample.hpp"
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace KestrelCore {
 
 // ---- The system as a whole -----------------------------------------------------------------------------------------
+
+/// What there is to say of the memory beside a `SystemSample`. Each is absent when the system does not tell.
+struct MemoryDetails {
+    /// Content of files that is kept in memory and given up on demand. On Linux none of it counts as used, but for the
+    /// part that is shared memory; on macOS inactive pages of it do.
+    std::optional<std::int64_t> cacheBytes{};
+    std::optional<std::int64_t> swapTotalBytes{};  ///< 0 without swap
+
+    bool operator==(const MemoryDetails&) const = default;
+};
 
 /// Reads the system's counters. Processor and network figures are rates since the sampler's previous reading, whoever
 /// asked for that one; the first reading has zeros for them. Calls from any thread run one at a time.
@@ -31,6 +43,10 @@ public:
 
     /// Never fails: a figure that the system does not give is zero, absent or "Unknown".
     [[nodiscard]] SystemSample sample();
+
+    /// What the memory holds now, beside what samples say of it. Never fails, and is no reading: it shortens nobody's
+    /// interval.
+    [[nodiscard]] MemoryDetails memoryDetails();
 
     /// A sample at once, then one after each `interval`, until the stream is cancelled or dropped, which never waits
     /// for the interval. Time during which the machine sleeps counts. An interval that is not above 0, or no number,

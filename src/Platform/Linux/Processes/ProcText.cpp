@@ -73,21 +73,23 @@ std::optional<MemoryStatistics> memory(std::string_view text, std::int64_t pageB
         std::optional<std::uint64_t> kilobytes;
     };
     enum Index {
+        total,
+        available,
+        buffers,
+        cached,
         active,
         inactive,
         unevictable,
         slab,
+        reclaimableSlab,
         kernelStack,
         pageTables,
-        secondaryPageTables,
-        perCpu,
-        compressed,
         swapTotal,
         swapFree
     };
-    Key keys[] = {{"Active", {}},      {"Inactive", {}},   {"Unevictable", {}},   {"Slab", {}},
-                  {"KernelStack", {}}, {"PageTables", {}}, {"SecPageTables", {}}, {"Percpu", {}},
-                  {"Zswap", {}},       {"SwapTotal", {}},  {"SwapFree", {}}};
+    Key keys[] = {{"MemTotal", {}},   {"MemAvailable", {}}, {"Buffers", {}}, {"Cached", {}},       {"Active", {}},
+                  {"Inactive", {}},   {"Unevictable", {}},  {"Slab", {}},    {"SReclaimable", {}}, {"KernelStack", {}},
+                  {"PageTables", {}}, {"SwapTotal", {}},    {"SwapFree", {}}};
     // By their names and not by their places: each kernel adds lines where it likes. A key that is missing counts
     // nothing.
     for (TextFields lines{text}; !lines.isAtEnd();) {
@@ -96,25 +98,40 @@ std::optional<MemoryStatistics> memory(std::string_view text, std::int64_t pageB
         const auto key = std::ranges::find(keys, name, &Key::name);
         if (key != std::end(keys)) key->kilobytes = line.number<std::uint64_t>();
     }
-    if (pageBytes <= 0 || !keys[active].kilobytes || !keys[inactive].kilobytes) return std::nullopt;
-
+    const auto has = [&keys](Index index) { return keys[index].kilobytes.has_value(); };
     const auto bytes = [&keys](Index index) {
         return saturatingProduct(keys[index].kilobytes.value_or(0), bytesPerKilobyte);
     };
     const auto pages = [pageBytes](std::uint64_t byteCount) {
         return byteCount / static_cast<std::uint64_t>(pageBytes);
     };
-    // The kernel's own memory is summed in bytes first, so that the rounding to pages happens once.
-    std::uint64_t wired = 0;
-    for (const Index index : {unevictable, slab, kernelStack, pageTables, secondaryPageTables, perCpu}) {
-        wired = saturatingSum(wired, bytes(index));
-    }
+    if (pageBytes <= 0) return std::nullopt;
+
     const std::uint64_t swap = bytes(swapTotal);
-    return MemoryStatistics{.activePages = pages(bytes(active)),
-                            .inactivePages = pages(bytes(inactive)),
-                            .wiredPages = pages(wired),
-                            .compressorPages = pages(bytes(compressed)),
-                            .swapUsedBytes = asSigned(swap - std::min(swap, bytes(swapFree)))};
+    MemoryStatistics result{.swapUsedBytes = asSigned(swap - std::min(swap, bytes(swapFree)))};
+    if (has(total) && has(available)) {
+        // What the kernel calls inactive is mostly the content of files, which it gives up on demand: its own estimate
+        // of what is to be had is the one figure that says what is in use.
+        result.activePages = pages(bytes(total) - std::min(bytes(total), bytes(available)));
+    } else if (has(active) && has(inactive)) {
+        // Kernels before 3.14 make no such estimate. The kernel's own memory is summed in bytes first, so that the
+        // rounding to pages happens once.
+        std::uint64_t wired = 0;
+        for (const Index index : {unevictable, slab, kernelStack, pageTables}) {
+            wired = saturatingSum(wired, bytes(index));
+        }
+        result.activePages = pages(bytes(active));
+        result.inactivePages = pages(bytes(inactive));
+        result.wiredPages = pages(wired);
+    } else {
+        return std::nullopt;
+    }
+    if (has(cached)) {
+        result.cacheBytes =
+            asSigned(saturatingSum(bytes(cached), saturatingSum(bytes(buffers), bytes(reclaimableSlab))));
+    }
+    if (has(swapTotal)) result.swapTotalBytes = asSigned(swap);
+    return result;
 }
 
 void interfaces(std::string_view text, std::vector<InterfaceCounters>& interfaces) {

@@ -18,7 +18,10 @@ namespace KestrelCore::ProcText {
 /// is in `user` and `nice` already.
 [[nodiscard]] std::optional<ProcessorTicks> processorTicks(std::string_view text);
 
-/// /proc/meminfo, with kernel memory as wired. Absent without Active and Inactive; other missing keys count 0.
+/// /proc/meminfo. What is used, all of it as active, is the total without what is available, as `free` and the
+/// desktop's monitors have it; on a kernel that does not tell what is available, Active, Inactive and the kernel's own
+/// memory as wired. Absent without either; other missing keys count 0. The cache is Cached, Buffers and SReclaimable,
+/// absent without the first.
 [[nodiscard]] std::optional<MemoryStatistics> memory(std::string_view text, std::int64_t pageBytes);
 
 /// /proc/net/dev: name and 64-bit byte counters of every complete line. Replaces the content of `interfaces`;

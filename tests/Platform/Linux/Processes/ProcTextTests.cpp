@@ -54,54 +54,73 @@ TEST(ProcessorTicksText, keepsSumsOfAbsurdCountersInRange) {
 
 // ---- /proc/meminfo -------------------------------------------------------------------------------------------------
 
-TEST(MemoryText, countsKernelMemoryAsWiredAndTheCompressedPoolAsCompressor) {
+TEST(MemoryText, countsAsUsedWhatIsNotAvailable) {
     const auto memory = ProcText::memory(recordedText("proc/meminfo-laptop"), 4096);
     ASSERT_TRUE(memory.has_value());
-    EXPECT_EQ(memory->activePages, 1'700'803U);
-    EXPECT_EQ(memory->inactivePages, 1'480'036U);
-    EXPECT_EQ(memory->wiredPages, (201'760U + 861'272U + 31'008U + 98'704U + 4096U + 17'280U) / 4);
-    EXPECT_EQ(memory->compressorPages, 103'075U);
+    EXPECT_EQ(memory->activePages, (16'233'940U - 6'120'332U) / 4);
+    EXPECT_EQ(memory->inactivePages + memory->wiredPages + memory->compressorPages, 0U);
     EXPECT_EQ(memory->swapUsedBytes, (16'777'212LL - 14'220'100LL) * 1024);
 }
 
-TEST(MemoryText, takesMissingKeysOfAnOlderKernelAsZero) {
-    const auto memory = ProcText::memory(recordedText("proc/meminfo-desktop"), 4096);
+TEST(MemoryText, tellsTheCacheAndTheSwapBesideIt) {
+    const auto memory = ProcText::memory(recordedText("proc/meminfo-laptop"), 4096);
     ASSERT_TRUE(memory.has_value());
-    EXPECT_EQ(memory->activePages, 3'000'000U);
-    EXPECT_EQ(memory->wiredPages, (64U + 1'000'000U + 20'000U + 80'000U) / 4);
-    EXPECT_EQ(memory->compressorPages, 0U);
-    EXPECT_EQ(memory->swapUsedBytes, 0);
+    EXPECT_EQ(memory->cacheBytes, (49'424LL + 798'752 + 1'856'348) * 1024);
+    EXPECT_EQ(memory->swapTotalBytes, 16'777'212LL * 1024);
+    const auto bare = ProcText::memory("MemTotal: 8 kB\nMemAvailable: 4 kB\nBuffers: 4 kB\n", 4096);
+    ASSERT_TRUE(bare.has_value());
+    EXPECT_EQ(bare->cacheBytes, std::nullopt);
+    EXPECT_EQ(bare->swapTotalBytes, std::nullopt);
+    EXPECT_EQ(ProcText::memory("MemTotal: 8\nMemAvailable: 4\nCached: 3\n", 4096)->cacheBytes, 3 * 1024);
 }
 
 TEST(MemoryText, readsAMachineWithoutSwap) {
     const auto memory = ProcText::memory(recordedText("proc/meminfo-virtual-machine"), 4096);
     ASSERT_TRUE(memory.has_value());
-    EXPECT_EQ(memory->activePages, 102'564U);
+    EXPECT_EQ(memory->activePages, (24'731'700U - 23'245'320U) / 4);
     EXPECT_EQ(memory->swapUsedBytes, 0);
+    EXPECT_EQ(memory->swapTotalBytes, 0);
 }
 
-TEST(MemoryText, isAbsentWithoutActiveOrInactive) {
+TEST(MemoryText, sumsUpWhatAnOlderKernelTells) {
+    const auto memory =
+        ProcText::memory("MemTotal: 4000000 kB\nActive: 1200000 kB\nInactive: 900000 kB\n"
+                         "Unevictable: 64 kB\nSlab: 100000 kB\nKernelStack: 2000 kB\nPageTables: 8000 kB\n",
+                         4096);
+    ASSERT_TRUE(memory.has_value());
+    EXPECT_EQ(memory->activePages, 300'000U);
+    EXPECT_EQ(memory->inactivePages, 225'000U);
+    EXPECT_EQ(memory->wiredPages, (64U + 100'000U + 2'000U + 8'000U) / 4);
+    EXPECT_EQ(memory->compressorPages, 0U);
+}
+
+TEST(MemoryText, isAbsentWithoutAnyFigureOfWhatIsUsed) {
     EXPECT_FALSE(ProcText::memory("", 4096).has_value());
-    EXPECT_FALSE(ProcText::memory("Active: 100 kB\n", 4096).has_value());
+    EXPECT_FALSE(ProcText::memory("MemTotal: 100 kB\n", 4096).has_value());
+    EXPECT_FALSE(ProcText::memory("MemTotal: 100 kB\nMemAvailable: some kB\nActive: 4 kB\n", 4096).has_value());
     EXPECT_FALSE(ProcText::memory("Inactive: 100 kB\nActive(anon): 5 kB\n", 4096).has_value());
-    EXPECT_FALSE(ProcText::memory("Active: many kB\nInactive: 4 kB\n", 4096).has_value());
     EXPECT_FALSE(ProcText::memory("Active: 4 kB\nInactive: 4 kB\n", 0).has_value());
+    EXPECT_FALSE(ProcText::memory("MemTotal: 8 kB\nMemAvailable: 4 kB\n", 0).has_value());
     EXPECT_TRUE(ProcText::memory("Active: 4 kB\nInactive:4", 4096).has_value());
-    // Cut off inside the second key: what was read before a read failed can't be used.
-    EXPECT_FALSE(ProcText::memory(recordedText("proc/meminfo-laptop").substr(0, 190), 4096).has_value());
+    // Cut off before what is available, and before the second key of the other sum.
+    EXPECT_FALSE(ProcText::memory(recordedText("proc/meminfo-laptop").substr(0, 70), 4096).has_value());
 }
 
 TEST(MemoryText, keepsAbsurdFiguresInRange) {
     const auto memory =
         ProcText::memory("Active: 18446744073709551615 kB\nInactive: 1 kB\nSlab: 18446744073709551615 kB\n"
-                         "Unevictable: 18446744073709551615 kB\nSwapTotal: 5 kB\nSwapFree: 9 kB\n",
+                         "Unevictable: 18446744073709551615 kB\nSwapTotal: 5 kB\nSwapFree: 9 kB\n"
+                         "Cached: 18446744073709551615 kB\nBuffers: 18446744073709551615 kB\n",
                          4096);
     ASSERT_TRUE(memory.has_value());
     EXPECT_EQ(memory->activePages, largestUInt64 / 4096);
     EXPECT_EQ(memory->wiredPages, largestUInt64 / 4096);
     EXPECT_EQ(memory->swapUsedBytes, 0);
+    EXPECT_EQ(memory->cacheBytes, std::numeric_limits<std::int64_t>::max());
     EXPECT_EQ(ProcText::memory("Active: 1\nInactive: 1\nSwapTotal: 18446744073709551615\n", 4096)->swapUsedBytes,
               std::numeric_limits<std::int64_t>::max());
+    // More available than there is: a virtual machine whose memory was just taken away.
+    EXPECT_EQ(ProcText::memory("MemTotal: 8\nMemAvailable: 12\n", 4096)->activePages, 0U);
 }
 
 // ---- /proc/net/dev -------------------------------------------------------------------------------------------------
