@@ -102,26 +102,45 @@ public:
             if (before == nullptr || !isNewestOfItsRoot(all, *before)) return std::nullopt;
             const StoredGeneration* base = belowRemoval(all, *before);
             if (base == nullptr) throwDamaged(number);
-            stored = *before;
-            stored.number = writing.nextNumber();
-            stored.snapshot = UUID::random();
-            stored.origin = static_cast<std::int64_t>(GenerationOrigin::removal);
-            stored.base = base->number;
-            stored.isPinned = false;
+            stored = asRemoval(*before, base->number, writing.nextNumber());
             const OpenGeneration generation{reading, all, *before};
-            const ColumnSink sink = [&](const ColumnKey& key, std::string&& packed) { writing.addColumn(key, packed); };
-            if (!writeRemoval(generation, paths, stored, sink)) return std::nullopt;
+            if (!writeRemoval(generation, paths, stored, sinkOf(writing))) return std::nullopt;
         }
         writing.add(stored);
-        StoredGeneration& before = *std::ranges::find(all, number, &StoredGeneration::number);
-        const bool isReplaced = isRemoval(before) && !before.isPinned;
-        if (isReplaced) {
-            before.isForgotten = true;
-            all.push_back(stored);
-            writing.setForgotten(number);
-            for (const std::int64_t each : unneeded(all)) writing.remove(each);
+        all.push_back(stored);
+        writing.commit(forgetRemoval(number, all, writing));
+        return described(stored);
+    }
+
+    std::optional<Generation> restoring(std::int64_t number, const std::vector<Text>& paths) {
+        if (!exists()) return std::nullopt;
+        HistoryDatabase::Writing writing{database_};
+        StoredGeneration stored;
+        std::vector<StoredGeneration> all;
+        bool isWholeAgain = false;
+        {
+            const HistoryDatabase::Reading reading{database_};
+            all = reading.generations();
+            const StoredGeneration* before = find(all, number);
+            if (before == nullptr || !isRemoval(*before) || !isNewestOfItsRoot(all, *before)) return std::nullopt;
+            const StoredGeneration* base = belowRemoval(all, *before);
+            if (base == nullptr) throwDamaged(number);
+            stored = asRemoval(*base, base->number, writing.nextNumber());
+            const OpenGeneration generation{reading, all, *base};
+            const OpenGeneration removal{reading, all, *before};
+            const RemovalRest rest = writeRemovalWithout(generation, removal, paths, stored, sinkOf(writing));
+            if (rest == RemovalRest::unchanged) return std::nullopt;
+            isWholeAgain = rest == RemovalRest::nothing && !before->isPinned && isNewestOfItsRoot(all, *base, number);
+            if (isWholeAgain) {
+                writing.remove(stored.number);  // the columns that were just written
+                stored = *base;
+            }
         }
-        writing.commit(isReplaced);
+        if (!isWholeAgain) {
+            writing.add(stored);
+            all.push_back(stored);
+        }
+        writing.commit(forgetRemoval(number, all, writing));
         return described(stored);
     }
 
@@ -139,11 +158,41 @@ public:
     }
 
 private:
-    static bool isNewestOfItsRoot(const std::vector<StoredGeneration>& all, const StoredGeneration& generation) {
+    /// `ignored` is a number that does not count.
+    static bool isNewestOfItsRoot(const std::vector<StoredGeneration>& all, const StoredGeneration& generation,
+                                  std::int64_t ignored = 0) {
         if (generation.isForgotten) return false;
         return std::ranges::none_of(all, [&](const StoredGeneration& each) {
-            return each.number > generation.number && !each.isForgotten && each.root == generation.root;
+            return each.number > generation.number && each.number != ignored && !each.isForgotten &&
+                   each.root == generation.root;
         });
+    }
+
+    static ColumnSink sinkOf(HistoryDatabase::Writing& writing) {
+        return [&writing](const ColumnKey& key, std::string&& packed) { writing.addColumn(key, packed); };
+    }
+
+    /// What a removal begins as that is made from `generation`.
+    static StoredGeneration asRemoval(const StoredGeneration& generation, std::int64_t base, std::int64_t number) {
+        StoredGeneration removal = generation;
+        removal.number = number;
+        removal.snapshot = UUID::random();
+        removal.origin = static_cast<std::int64_t>(GenerationOrigin::removal);
+        removal.base = base;
+        removal.isPinned = false;
+        removal.isForgotten = false;
+        return removal;
+    }
+
+    /// A removal goes when another takes its place, unless it is pinned; whether it went.
+    static bool forgetRemoval(std::int64_t number, std::vector<StoredGeneration>& all,
+                              HistoryDatabase::Writing& writing) {
+        StoredGeneration& removal = *std::ranges::find(all, number, &StoredGeneration::number);
+        if (!isRemoval(removal) || removal.isPinned) return false;
+        removal.isForgotten = true;
+        writing.setForgotten(number);
+        for (const std::int64_t each : unneeded(all)) writing.remove(each);
+        return true;
     }
 
     /// A damaged generation is no base: then a full one is kept, which needs none.
@@ -196,6 +245,10 @@ Generation SnapshotHistory::add(const ScanSnapshot& snapshot, GenerationOrigin o
 
 std::optional<Generation> SnapshotHistory::removing(std::int64_t number, const std::vector<Text>& paths) {
     return implementation_->removing(number, paths);
+}
+
+std::optional<Generation> SnapshotHistory::restoring(std::int64_t number, const std::vector<Text>& paths) {
+    return implementation_->restoring(number, paths);
 }
 
 std::vector<Generation> SnapshotHistory::generations(const std::optional<Text>& root) const {

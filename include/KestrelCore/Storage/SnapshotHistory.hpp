@@ -51,6 +51,15 @@ public:
     /// newest generation of its root.
     std::optional<Generation> removing(std::int64_t number, const std::vector<Text>& paths);
 
+    /// Takes back what `removing` did with `paths`, each as it was named there: adds generation `number` with these
+    /// records again, and what lay beneath them, as the scan had them. It replaces `number` as `removing` does; where
+    /// nothing is missing any more, what `number` was made from is the newest again, if it still is in the history.
+    /// What was taken out from beneath a path before the path itself comes back with it.
+    ///
+    /// Empty, and nothing is changed, when none of `paths` was taken out, or when `number` is not what `removing` made,
+    /// or is not, or not any more, the newest generation of its root.
+    std::optional<Generation> restoring(std::int64_t number, const std::vector<Text>& paths);
+
     /// All generations, newest first; with `root` only those of scans of that very path. Empty where there is no file.
     [[nodiscard]] std::vector<Generation> generations(const std::optional<Text>& root = std::nullopt) const;
     /// The newest generation whose root is `path` or a folder above it.

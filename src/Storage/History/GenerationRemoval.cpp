@@ -130,6 +130,15 @@ public:
         return true;
     }
 
+    /// Finds what `left`, a removal from this generation, lacks, but for what is at `paths`.
+    RemovalRest findWhatLacks(const GenerationRows& left, const std::vector<Text>& paths) {
+        std::unordered_set<Text> lacking = lackingIn(left);
+        bool isAnyThere = false;
+        for (const Text& path : paths) isAnyThere = lacking.erase(path) > 0 || isAnyThere;
+        if (!isAnyThere) return RemovalRest::unchanged;
+        return find({lacking.begin(), lacking.end()}) ? RemovalRest::some : RemovalRest::nothing;
+    }
+
     void write(StoredGeneration& stored, const ColumnSink& sink) {
         sumUp();
         stored.layout = {.generation = stored.number, .identifiers = IdentifierForm::inherited, .streams = {}};
@@ -170,6 +179,55 @@ public:
     }
 
 private:
+    /// The uppermost paths of records that this generation has and `left` has not.
+    [[nodiscard]] std::unordered_set<Text> lackingIn(const GenerationRows& left) const {
+        std::unordered_set<Text> paths;
+        std::vector<bool> isTold(table_.size(), false);  // with the folder, or with one above it
+        for (const Range& range : lackingPlaces(left.folders())) {
+            for (std::uint32_t i = range.first; i < range.second; ++i) {
+                const bool isToldAbove = isTold[table_.parent(i)];
+                isTold[i] = isToldAbove || table_.hasRecord(i);
+                if (isTold[i] && !isToldAbove) paths.insert(Text{table_.path(i)});
+            }
+        }
+        RowReader reader{rows_.files(), {}, true};
+        for (const Range& range : lackingPlaces(left.files())) {
+            std::uint32_t folder = folderOf(range.first);
+            for (std::uint32_t file = range.first; file < range.second;) {
+                while (file >= table_.endOfFiles(folder)) ++folder;
+                const std::uint32_t end = std::min(range.second, table_.endOfFiles(folder));
+                if (isTold[folder]) {
+                    file = end;
+                    continue;
+                }
+                const std::string parent = folder == 0 ? "" : table_.path(folder);
+                for (; file < end; ++file) {
+                    const RowReader::Piece piece = reader.at(file);
+                    paths.insert(Text{parent + "/" + std::string{piece.block->name(piece.row)}});
+                }
+            }
+        }
+        for (const Range& range : lackingPlaces(left.irregular())) {
+            for (std::uint32_t i = range.first; i < range.second; ++i) paths.insert(irregular_[i].path);
+        }
+        std::erase_if(paths, [&](const Text& path) {
+            return anyAncestor(path, [&](const Text& ancestor) { return paths.contains(ancestor); });
+        });
+        return paths;
+    }
+
+    /// The places of this generation that no row of a removal from it has.
+    static std::vector<Range> lackingPlaces(const StreamView& left) {
+        std::vector<Range> ranges;
+        std::uint32_t done = 0;
+        for (const StreamView::Segment& segment : left.segments()) {
+            append(ranges, {done, segment.place});
+            done = segment.place + segment.count;
+        }
+        append(ranges, {done, left.placeCount()});
+        return ranges;
+    }
+
     /// The rows that the removal whose place this one takes has changed: whatever they are now, that is to be told
     /// again. None where there is no such removal.
     [[nodiscard]] std::vector<bool> changedByRemoval(const StreamView& view) const {
@@ -268,6 +326,7 @@ private:
     }
     [[nodiscard]] std::int64_t aggregateWithout(std::int64_t aggregate, std::int64_t loss,
                                                 std::int64_t allocated) const {
+        if (removed_.empty()) return aggregate;  // all stays as the scan has it, however odd
         std::int64_t rest = 0;
         if (__builtin_sub_overflow(aggregate, loss, &rest)) failToSum();
         return std::max(allocated, rest);
@@ -523,6 +582,14 @@ bool writeRemoval(const OpenGeneration& generation, const std::vector<Text>& pat
     if (!removal.find(paths)) return false;
     removal.write(stored, sink);
     return true;
+}
+
+RemovalRest writeRemovalWithout(const OpenGeneration& base, const OpenGeneration& removal,
+                                const std::vector<Text>& paths, StoredGeneration& stored, const ColumnSink& sink) {
+    Removal rest{base};
+    const RemovalRest found = rest.findWhatLacks(removal.rows(), paths);
+    if (found != RemovalRest::unchanged) rest.write(stored, sink);
+    return found;
 }
 
 }  // namespace KestrelCore

@@ -21,4 +21,18 @@ namespace KestrelCore {
 [[nodiscard]] bool writeRemoval(const OpenGeneration& generation, const std::vector<Text>& paths,
                                 StoredGeneration& stored, const ColumnSink& sink);
 
+/// What is left of a removal when some of it is taken back.
+enum class RemovalRest {
+    unchanged,  ///< nothing of it is taken back
+    some,
+    nothing  ///< it is what it was made from
+};
+
+/// Writes what `removal`, a difference to `base`, is when what it took out at `paths` is in it again, beneath them too;
+/// for the rest as above. `stored` begins as the base's. Nothing is written when it is unchanged. What went with a
+/// folder comes back with that folder only.
+[[nodiscard]] RemovalRest writeRemovalWithout(const OpenGeneration& base, const OpenGeneration& removal,
+                                              const std::vector<Text>& paths, StoredGeneration& stored,
+                                              const ColumnSink& sink);
+
 }  // namespace KestrelCore

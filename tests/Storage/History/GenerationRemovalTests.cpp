@@ -251,4 +251,102 @@ TEST_F(GenerationRemovalTest, refusesSizesThatCanNotBeSummed) {
     EXPECT_EQ(history.generations().size(), 1U);
 }
 
+TEST_F(GenerationRemovalTest, isWhatIsLeftWithoutTheRestWhenSomeIsTakenBack) {
+    std::mt19937_64 random{3};
+    int compared = 0;
+    for (std::uint64_t seed = 1; seed <= 30; ++seed) {
+        SCOPED_TRACE(seed);
+        SnapshotHistory history{url()};
+        ScanSnapshot snapshot = seed % 3 == 0 ? oddSnapshot(seed) : sampleSnapshot(300, seed);
+        if (seed % 2 == 0) snapshot = asScanned(snapshot);
+        std::int64_t number = history.add(snapshot).number;
+        if (seed % 4 == 0) {
+            snapshot = asScanned(changed(snapshot, seed));
+            number = history.add(snapshot).number;
+        }
+        const std::int64_t scan = number;
+        std::unordered_set<Text> gone;
+        for (int step = 0; step < 3; ++step) {
+            const Text path = snapshot.records()[random() % snapshot.records().size()].path();
+            // What holds another path that goes, or lies in one, goes with it; that is another test's.
+            const bool isApart = std::ranges::none_of(gone, [&](const Text& other) {
+                return snapshot.removing({path}).record(other) == std::nullopt ||
+                       snapshot.removing({other}).record(path) == std::nullopt;
+            });
+            if (path == snapshot.scope().root.path() || path == Text{"/"} || !isApart) continue;
+            if (const auto left = history.removing(number, {path})) number = left->number;
+            gone.insert(path);
+        }
+        while (!gone.empty()) {
+            const Text back = *gone.begin();
+            gone.erase(gone.begin());
+            const std::optional<Generation> left = history.restoring(number, {back, "/nowhere"});
+            ASSERT_TRUE(left.has_value());
+            const ScanSnapshot expected = snapshot.removing(gone);
+            const ScanSnapshot loaded = history.load(left->number);
+            EXPECT_EQ(contents(loaded), contentsAs(loaded.id(), expected));
+            EXPECT_EQ(left->records, static_cast<std::int64_t>(expected.records().size()));
+            EXPECT_EQ(left->totalAllocatedBytes, expected.totalAllocatedBytes());
+            EXPECT_EQ(left->number == scan, gone.empty());
+            number = left->number;
+            ++compared;
+        }
+        EXPECT_TRUE(history.check().empty());
+        (void)history.clear();
+    }
+    EXPECT_GT(compared, 30);
+}
+
+TEST_F(GenerationRemovalTest, comesBackAsAFolderWithAllThatTheScanHadInIt) {
+    SnapshotHistory history{url()};
+    const ScanSnapshot snapshot = asScanned(
+        aSnapshot("/r", {aRecord({.path = "/r", .isTop = true, .kind = FileKind::directory, .aggregate = 3000}),
+                         aRecord({.path = "/r/a", .kind = FileKind::directory, .aggregate = 2000}),
+                         aRecord({.path = "/r/a/b", .allocated = 1000}), aRecord({.path = "/r/a/c", .allocated = 1000}),
+                         aRecord({.path = "/r/d", .allocated = 1000})}));
+    (void)history.add(snapshot);
+    std::int64_t number = history.removing(1, {"/r/a/b", "/r/d"}).value().number;
+    number = history.removing(number, {"/r/a"}).value().number;
+    // It went with its folder, so it does not come back without it.
+    EXPECT_EQ(history.restoring(number, {"/r/a/b"}), std::nullopt);
+    const auto left = history.restoring(number, {"/r/a"});
+    EXPECT_EQ(contents(history.load(left->number)), contentsAs(left->snapshot, snapshot.removing({Text{"/r/d"}})));
+    EXPECT_EQ(history.generations().size(), 2U);
+}
+
+TEST_F(GenerationRemovalTest, isTakenBackAlsoWhenItIsPinnedOrItsScanIsForgotten) {
+    SnapshotHistory history{url()};
+    const ScanSnapshot snapshot = asScanned(sampleSnapshot(300, 1));
+    const Text path = snapshot.records()[10].path();
+    (void)history.add(snapshot);
+    const std::int64_t pinned = history.removing(1, {path}).value().number;
+    history.setPinned(pinned, true);
+    const Generation back = history.restoring(pinned, {path}).value();
+    EXPECT_EQ(contents(history.load(back.number)), contentsAs(back.snapshot, snapshot));
+    EXPECT_TRUE(history.generation(pinned).has_value());
+    EXPECT_FALSE(back.isPinned);
+
+    history.forget({1});
+    const std::int64_t again = history.removing(back.number, {path}).value().number;
+    const Generation last = history.restoring(again, {path}).value();
+    EXPECT_EQ(contents(history.load(last.number)), contentsAs(last.snapshot, snapshot));
+    EXPECT_EQ(history.generations().size(), 2U);
+    EXPECT_TRUE(history.check().empty());
+}
+
+TEST_F(GenerationRemovalTest, takesNothingBackWhereNothingWasTakenOut) {
+    SnapshotHistory history{url()};
+    EXPECT_EQ(history.restoring(1, {"/home/someone"}), std::nullopt);
+    const ScanSnapshot snapshot = asScanned(sampleSnapshot(100, 1));
+    (void)history.add(snapshot);
+    const Text path = snapshot.records()[10].path();
+    EXPECT_EQ(history.restoring(1, {path}), std::nullopt);
+    const std::int64_t number = history.removing(1, {path}).value().number;
+    EXPECT_EQ(history.restoring(number, {"/nowhere", snapshot.records()[11].path()}), std::nullopt);
+    EXPECT_EQ(history.restoring(number, {}), std::nullopt);
+    (void)history.add(snapshot);
+    EXPECT_EQ(history.restoring(number, {path}), std::nullopt);
+    EXPECT_EQ(history.generations().size(), 3U);
+}
+
 }  // namespace KestrelCore
