@@ -57,7 +57,8 @@ ResidueCandidate residueAt(const Text& path, ResidueConfidence confidence, std::
             .evidence = Text::concatenating({why, name.view()})};
 }
 
-constexpr std::string_view identifierMatch = "Exact bundle identifier match: ";
+constexpr std::string_view bundleMatch = "Exact bundle identifier match: ";
+constexpr std::string_view identifierMatch = "Exact application identifier match: ";
 constexpr std::string_view nameMatch = "Name match: ";
 
 /// A place in the Library folder that holds an item named after the bundle identifier.
@@ -236,7 +237,7 @@ std::vector<ResidueCandidate> libraryResidues(const Text& identifier, const Text
         const Text path =
             Text::concatenating({libraryFolder.view(), "/", place.folder, "/", identifier.view(), place.suffix});
         if (!fileManager.exists(path)) continue;
-        residues.push_back(residueAt(path, ResidueConfidence::high, identifierMatch, identifier, fileManager));
+        residues.push_back(residueAt(path, ResidueConfidence::high, bundleMatch, identifier, fileManager));
     }
     return residues;
 }

@@ -4,6 +4,7 @@
 #include "Deletion/DeletionGate.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
 #include "Platform/InterruptedRemovals.hpp"
+#include "Platform/Vocabulary.hpp"
 
 #include <cerrno>
 #include <string>
@@ -15,9 +16,6 @@ namespace KestrelCore {
 namespace {
 
 constexpr const char* sourceFile = "KestrelCore/SafetyPolicy";
-constexpr const char* appManagementMessage =
-    "macOS blocked app deletion. Allow Kestrel in Privacy & Security → App Management (allow Terminal while using this "
-    "local preview), then try again.";
 /// How the file manager's error begins to tell that a removal stopped half-way; it tells so last.
 constexpr std::string_view partlyRemovedBeginning = "Some of its contents were removed;";
 
@@ -98,8 +96,9 @@ private:
         if (!isRefused || !isApplication(record)) return description;
         // The half of an application that is gone must be told whatever stopped the rest.
         const std::size_t half = description.view().find(partlyRemovedBeginning);
-        if (half == std::string_view::npos) return appManagementMessage;
-        return Text::concatenating({appManagementMessage, " ", description.view().substr(half)});
+        const Text& refusal = systemVocabulary().refusedApplication;
+        if (half == std::string_view::npos) return refusal;
+        return Text::concatenating({refusal.view(), " ", description.view().substr(half)});
     }
 
     /// Names what a removal that was interrupted left in the record's folder; empty when there is nothing.

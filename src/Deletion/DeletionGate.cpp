@@ -6,6 +6,7 @@
 #include "Model/KindOfItem.hpp"
 #include "Platform/FileStatus.hpp"
 #include "Platform/HomeDirectory.hpp"
+#include "Platform/Vocabulary.hpp"
 
 #include <utility>
 
@@ -46,7 +47,7 @@ DeletionGate::Places DeletionGate::places(const std::vector<ProtectedPlace>& hos
         add({.path = place.path.string()}, place.reason);
     // A home directory, or a trash, of another user of this machine counts where it exists: root may remove anything.
     for (const std::string& home : knownHomeDirectories()) {
-        add({.path = home, .isOnlyIfThere = true}, SafetyRules::neverRemovedMessage);
+        add({.path = home, .isOnlyIfThere = true}, systemVocabulary().neverRemoved);
         add({.path = home + "/.local/share/Trash", .withContent = true, .isOnlyIfThere = true},
             SafetyRules::protectedMessage);
     }

@@ -23,9 +23,7 @@ constexpr std::array neverRemovedEverywhere{"/", "/Volumes", "/Applications"};
 constexpr std::array<std::string_view, 3> protectedComponents{".MobileBackups", "Backups.backupdb", ".Trashes"};
 constexpr std::array cautionFolders{"/Applications", "/Users/Shared"};
 
-constexpr const char* systemMessage = "This location is managed by macOS and is view-only in Kestrel.";
 constexpr const char* ownBundleMessage = "Kestrel cannot remove itself while it is running.";
-constexpr const char* symbolicLinkMessage = "The path contains a symbolic link and must be reviewed in Finder.";
 
 bool isBeneath(std::string_view path, std::string_view folder) {
     return path.size() > folder.size() && path.starts_with(folder) && path[folder.size()] == '/';
@@ -55,8 +53,9 @@ bool isASCII(std::string_view text) {
 
 }  // namespace
 
-SafetyRules::SafetyRules(const Text& home, const Text& ownBundle, const SystemLocations& locations)
-    : home_{home}, ownBundle_{ownBundle}, managedMessage_{locations.managedMessage} {
+SafetyRules::SafetyRules(const Text& home, const Text& ownBundle, const SystemLocations& locations,
+                         const Vocabulary& words)
+    : home_{home}, ownBundle_{ownBundle}, words_{words} {
     for (const char* path : neverRemovedEverywhere) neverRemoved_.emplace_back(path);
     neverRemoved_.push_back(home);
     for (const Text& path : locations.neverRemoved) neverRemoved_.push_back(path);
@@ -108,7 +107,7 @@ Text SafetyRules::ownBundle(const Text& bundle, const Text& executable, const Te
 
 std::vector<SafetyRules::ProtectedPlace> SafetyRules::protectedPlaces() const {
     std::vector<ProtectedPlace> result;
-    for (const Text& path : neverRemoved_) result.push_back({path, neverRemovedMessage});
+    for (const Text& path : neverRemoved_) result.push_back({path, words_.neverRemoved});
     for (const Text& path : {ownBundle_, ownExecutable_})
         if (!path.isEmpty()) result.push_back({path, ownBundleMessage});
     return result;
@@ -129,12 +128,12 @@ std::optional<Text> SafetyRules::blockedReason(const Text& canonicalPath) const 
     const auto holds = [path](std::string_view folder) { return isAtOrBeneath(path, folder); };
 
     if (std::find(neverRemovedForms_.begin(), neverRemovedForms_.end(), path) != neverRemovedForms_.end())
-        return neverRemovedMessage;
-    if (std::any_of(systemPrefixes.begin(), systemPrefixes.end(), holds)) return systemMessage;
+        return words_.neverRemoved;
+    if (std::any_of(systemPrefixes.begin(), systemPrefixes.end(), holds)) return words_.managed;
     if (std::any_of(managedForms_.begin(), managedForms_.end(), holds) &&
         std::none_of(managedExemptForms_.begin(), managedExemptForms_.end(),
                      [path](std::string_view folder) { return isBeneath(path, folder); }))
-        return managedMessage_;
+        return words_.managed;
     if (std::any_of(protectedComponents.begin(), protectedComponents.end(),
                     [path](std::string_view name) { return hasInnerComponent(path, name); }))
         return protectedMessage;
@@ -167,7 +166,7 @@ void SafetyRules::validate(const FileRecord& record) const {
         walked.append("/").append(component.view());
         const FileStatusResult step = fileStatus(walked);
         if (step.status && step.status->type == FileType::symbolicLink)
-            throw KestrelError::safetyViolation(symbolicLinkMessage);
+            throw KestrelError::safetyViolation(words_.symbolicLink);
     }
 
     const FileStatusResult found = fileStatus(url.path().string());

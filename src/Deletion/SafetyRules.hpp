@@ -6,6 +6,7 @@
 #include "KestrelCore/Model/FileRecord.hpp"
 #include "KestrelCore/Model/RiskLevel.hpp"
 #include "Platform/SystemLocations.hpp"
+#include "Platform/Vocabulary.hpp"
 
 #include <cstdint>
 #include <optional>
@@ -20,15 +21,14 @@ namespace KestrelCore {
 class SafetyRules {
 public:
     // Refusals that the steps after these rules give too.
-    static constexpr const char* neverRemovedMessage =
-        "Kestrel never removes a disk, Applications folder, or home-directory root.";
     static constexpr const char* protectedMessage = protectedTrashSentence;
     static constexpr const char* missingMessage = "The item no longer exists or cannot be inspected.";
     static constexpr const char* changedMessage = changedItemSentence;
 
     /// `home` and `ownBundle` are absolute standardised paths; an empty `ownBundle` (or "/", which is
-    /// refused anyway) protects nothing.
-    SafetyRules(const Text& home, const Text& ownBundle, const SystemLocations& locations);
+    /// refused anyway) protects nothing. `words` say why something is refused, and decide about nothing.
+    SafetyRules(const Text& home, const Text& ownBundle, const SystemLocations& locations,
+                const Vocabulary& words = systemVocabulary());
 
     /// The rules of this process: its home directory, its own bundle, its system's lists, all asked at the first call
     /// and kept until the process ends.
@@ -97,7 +97,7 @@ private:
     Text home_;
     Text ownBundle_;
     Text ownExecutable_;  ///< empty in rules made for another process
-    Text managedMessage_;
+    Vocabulary words_;
     std::vector<Text> neverRemoved_;
     // The same paths in normal form C, so that a rule is a comparison of bytes.
     std::vector<std::string> neverRemovedForms_;

@@ -5,6 +5,7 @@
 #include "KestrelCore/Model/KestrelError.hpp"
 #include "Metrics/SystemMetricsRules.hpp"
 #include "Metrics/SystemMetricsSources.hpp"
+#include "Platform/Vocabulary.hpp"
 
 #include <algorithm>
 #include <array>
@@ -217,7 +218,7 @@ bool canTerminate(const ProcessSample& sample, const ProcessSignals& signals) {
 
 void terminate(const ProcessSample& sample, ProcessInfo& info, ProcessSignals& signals) {
     if (!canTerminate(sample, signals)) {
-        throw KestrelError::safetyViolation("Kestrel protects itself and critical macOS processes.");
+        throw KestrelError::safetyViolation(systemVocabulary().protectedProcess);
     }
     const char* const hasExited = "That process has already exited.";
     std::unique_ptr<ProcessHandle> handle;

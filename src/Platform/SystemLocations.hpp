@@ -10,7 +10,6 @@ namespace KestrelCore {
 /// Every list may be empty. Paths are absolute and standardised.
 struct SystemLocations {
     std::vector<Text> managed;        ///< folders that are refused with everything below them
-    Text managedMessage;              ///< the finished sentence that says so
     std::vector<Text> managedExempt;  ///< what lies below these is never refused as managed
     std::vector<Text> neverRemoved;   ///< folders that are refused as themselves; their content is not
     std::vector<Text> homeFolders;    ///< names in the home directory; what lies below them is rated high

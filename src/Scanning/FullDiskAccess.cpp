@@ -2,6 +2,7 @@
 
 #include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
+#include "Platform/Vocabulary.hpp"
 
 #include <optional>
 
@@ -27,6 +28,8 @@ bool canBeListed(const FileManager& fileManager, const Text& folder) {
 }
 
 }  // namespace
+
+bool FullDiskAccess::existsHere() { return systemVocabulary().wholeDiskPermission.has_value(); }
 
 bool FullDiskAccess::isLikelyGranted() { return isLikelyGranted(*FileManager::standard()); }
 

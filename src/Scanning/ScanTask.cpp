@@ -4,10 +4,13 @@
 #include "KestrelCore/Base/PlatformError.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
 #include "KestrelCore/Scanning/DiskScanner.hpp"
+#include "Platform/FileStatus.hpp"
+#include "Platform/Vocabulary.hpp"
 #include "Scanning/ScanWalk.hpp"
 #include "Snapshot/SnapshotAccess.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <string>
 #include <utility>
 #include <vector>
@@ -35,8 +38,11 @@ void runScan(const ScanScope& scope, const ScanEnvironment& environment,
     const Date startedAt = Date::now();
     events.yield(ScanStarted{scope});
     if (!environment.fileManager->isReadable(scope.root.path())) {
-        throw KestrelError::accessDenied(Text::concatenating(
-            {"Kestrel cannot read ", scope.root.path().view(), ". Grant Full Disk Access and try again."}));
+        const int reason = fileStatus(scope.root.path().string()).errorNumber;
+        const Vocabulary& words = systemVocabulary();
+        const Text& advice = reason == ENOENT || reason == ENOTDIR ? words.missingRoot : words.unreadableRoot;
+        throw KestrelError::accessDenied(
+            Text::concatenating({"Kestrel cannot read ", scope.root.path().view(), ". ", advice.view()}));
     }
     const Text rootPath = scope.root.standardized().path();
     const CancellationToken& cancellation = events.cancellation();

@@ -189,7 +189,7 @@ TEST_F(DesktopApplicationInspectorTest, residuesOfAFullIdentifierAreCertain) {
                                          {"home/.local/share/org.x.App", high},
                                          {"home/.local/state/org.x.App", high}}));
     const ApplicationRecord record = applications().front();
-    EXPECT_EQ(record.residues[0].evidence, "Exact bundle identifier match: org.x.App");
+    EXPECT_EQ(record.residues[0].evidence, "Exact application identifier match: org.x.App");
     EXPECT_GE(record.residues[0].allocatedBytes, 5'000);
     EXPECT_EQ(record.estimatedBytes(), 5 * record.residues[0].allocatedBytes);
 }

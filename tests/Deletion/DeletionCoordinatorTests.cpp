@@ -23,9 +23,8 @@ constexpr const char* removedMessage = "Permanently removed.";
 constexpr const char* trashedMessage = "Moved to Trash. Space is reclaimed after Trash is emptied.";
 constexpr const char* changedMessage = "The item changed since the scan. Scan again before deleting it.";
 constexpr const char* missingMessage = "The item no longer exists or cannot be inspected.";
-constexpr const char* appManagementMessage =
-    "macOS blocked app deletion. Allow Kestrel in Privacy & Security → App Management (allow Terminal while using this "
-    "local preview), then try again.";
+constexpr const char* refusedApplicationMessage =
+    "You have no permission to delete this application; the owner of its folder or root has.";
 
 /// Records what it is asked to take away and answers as told. Looks at nothing else.
 class ScriptedFileManager final : public FileManager {
@@ -141,7 +140,7 @@ TEST_F(DeletionCoordinatorTest, goesOnAfterAnItemThatFailsAndKeepsTheOrder) {
     ASSERT_EQ(results.size(), 3U);
     EXPECT_TRUE(results[0].succeeded);
     EXPECT_FALSE(results[1].succeeded);
-    EXPECT_EQ(results[1].message, Text{"This location is managed by macOS and is view-only in Kestrel."});
+    EXPECT_EQ(results[1].message, Text{"This location is managed by Linux and is view-only in Kestrel."});
     EXPECT_TRUE(results[2].succeeded);
     EXPECT_EQ(fileManager->removed, (std::vector{first.path().string(), last.path().string()}));
 }
@@ -180,7 +179,7 @@ TEST_F(DeletionCoordinatorTest, refusesAPathThatIsNotInItsStandardForm) {
 TEST_F(DeletionCoordinatorTest, refusesPathsThatNameNothing) {
     EXPECT_EQ(permanently({diskRecord("")})[0].succeeded, false);
     EXPECT_EQ(permanently({diskRecord("/")})[0].message,
-              Text{"Kestrel never removes a disk, Applications folder, or home-directory root."});
+              Text{"Kestrel never removes a disk, system folder, or home-directory root."});
     EXPECT_EQ(permanently({diskRecord("relative")})[0].succeeded, false);
     EXPECT_EQ(permanently({diskRecord(folder.path() + std::string("/a\0b", 4))})[0].message, Text{missingMessage});
     EXPECT_TRUE(fileManager->removed.empty());
@@ -212,13 +211,14 @@ TEST_F(DeletionCoordinatorTest, explainsARefusedPermissionOnAnApplication) {
         fileManager->failure = [&] { throw refusal; };
         const auto results = permanently({application, document});
         EXPECT_FALSE(results[0].succeeded);
-        EXPECT_EQ(results[0].message, Text{appManagementMessage}) << refusal.what();
+        EXPECT_EQ(results[0].message, Text{refusedApplicationMessage}) << refusal.what();
         EXPECT_EQ(results[1].message, refusal.description());
-        EXPECT_EQ(coordinator.execute({{application}, DeletionMode::trash, {}})[0].message, Text{appManagementMessage});
+        EXPECT_EQ(coordinator.execute({{application}, DeletionMode::trash, {}})[0].message,
+                  Text{refusedApplicationMessage});
     }
     // The library's own errors have codes too.
     fileManager->failure = [] { throw KestrelError::accessDenied("denied"); };
-    EXPECT_EQ(permanently({application})[0].message, Text{appManagementMessage});
+    EXPECT_EQ(permanently({application})[0].message, Text{refusedApplicationMessage});
     EXPECT_EQ(permanently({document})[0].message, Text{"denied"});
 }
 
@@ -306,7 +306,7 @@ TEST_F(DeletionCoordinatorTest, addsNothingToARefusal) {
     const std::string link = folder.path() + "/link";
     std::filesystem::create_symlink(target, link);
     const auto results = permanently({diskRecord(link), diskRecord(folder.path() + "/gone")});
-    EXPECT_EQ(results[0].message, Text{"The path contains a symbolic link and must be reviewed in Finder."});
+    EXPECT_EQ(results[0].message, Text{"The path contains a symbolic link and must be reviewed in your file manager."});
     EXPECT_EQ(results[0].errorCase, KestrelError::Case::safetyViolation);
     EXPECT_EQ(results[1].message, Text{missingMessage});
     EXPECT_EQ(results[1].errorCase, KestrelError::Case::staleItem);

@@ -20,18 +20,18 @@ namespace {
 
 constexpr const char* neverRemoved = "Kestrel never removes a disk, Applications folder, or home-directory root.";
 constexpr const char* managedByMacOS = "This location is managed by macOS and is view-only in Kestrel.";
+constexpr const char* neverRemovedOnLinux = "Kestrel never removes a disk, system folder, or home-directory root.";
 constexpr const char* managedByLinux = "This location is managed by Linux and is view-only in Kestrel.";
 constexpr const char* protectedContent = "Trash and Time Machine content are protected from Kestrel deletion.";
 constexpr const char* ownBundleRefusal = "Kestrel cannot remove itself while it is running.";
 
 const SystemLocations linuxLocations{.managed = {"/boot", "/etc", "/run", "/var/lib"},
-                                     .managedMessage = managedByLinux,
                                      .managedExempt = {"/run/media"},
                                      .neverRemoved = {"/home", "/tmp", "/var"},
                                      .homeFolders = {".config", ".ssh"}};
 
 const SafetyRules& macRules() {
-    static const SafetyRules rules{"/Users/anna", "/Applications/Kestrel.app", {}};
+    static const SafetyRules rules{"/Users/anna", "/Applications/Kestrel.app", {}, macOSVocabulary()};
     return rules;
 }
 const SafetyRules& linuxRules() {
@@ -143,29 +143,29 @@ TEST(SafetyPolicy, appliesTheListsOfLinux) {
                                {"/run", managedByLinux},
                                {"/run/media", managedByLinux},
                                {"/run/media/anna", nullptr, RiskLevel::normal},
-                               {"/home", neverRemoved},
-                               {"/tmp", neverRemoved},
+                               {"/home", neverRemovedOnLinux},
+                               {"/tmp", neverRemovedOnLinux},
                                {"/tmp/x", nullptr, RiskLevel::normal},
                                {"/home/anna/.config", nullptr, RiskLevel::high},
                                {"/home/anna/.config/tool/settings", nullptr, RiskLevel::high},
                                {"/home/anna/.ssh/id", nullptr, RiskLevel::high},
                                {"/home/anna/.cache/x", nullptr, RiskLevel::normal},
-                               {"/usr/bin", managedByMacOS}});
+                               {"/usr/bin", managedByLinux}});
 }
 
 TEST(SafetyPolicy, exemptsAHomeDirectoryInsideAManagedFolder) {
     const SafetyRules rules{"/var/lib/builder", "", linuxLocations};
-    expectCases(rules, {{"/var/lib/builder", neverRemoved},
+    expectCases(rules, {{"/var/lib/builder", neverRemovedOnLinux},
                         {"/var/lib/builder/jobs/x", nullptr, RiskLevel::normal},
                         {"/var/lib/other", managedByLinux},
                         {"/var/lib", managedByLinux}});
     const SafetyRules atTheRoot{"/", "", linuxLocations};
     expectCases(atTheRoot,
-                {{"/etc/passwd", managedByLinux}, {"/Library", managedByMacOS}, {"/x", nullptr, RiskLevel::normal}});
+                {{"/etc/passwd", managedByLinux}, {"/Library", managedByLinux}, {"/x", nullptr, RiskLevel::normal}});
 }
 
 TEST(SafetyPolicy, knowsTheHomeDirectoryInBothSpellings) {
-    const SafetyRules rules{"/Users/ren\u00e9", "", {}};
+    const SafetyRules rules{"/Users/ren\u00e9", "", {}, macOSVocabulary()};
     expectCases(rules, {{"/Users/ren\u00e9", neverRemoved},
                         {"/Users/rene\u0301", neverRemoved},
                         {"/Users/rene", nullptr, RiskLevel::normal},
@@ -187,7 +187,7 @@ TEST(SafetyPolicy, protectsOnlyTheExecutableWhenItsFolderHoldsTheHomeDirectory) 
 }
 
 TEST(SafetyPolicy, protectsThisProcess) {
-    EXPECT_EQ(SafetyPolicy::blockedReason(URL::fromPath(currentHomeDirectory())), Text{neverRemoved});
+    EXPECT_EQ(SafetyPolicy::blockedReason(URL::fromPath(currentHomeDirectory())), Text{neverRemovedOnLinux});
     const Text own = SafetyRules::ownBundle(mainBundlePath(), mainExecutablePath(), currentHomeDirectory());
     EXPECT_TRUE(SafetyPolicy::blockedReason(URL::fromPath(own)));
     EXPECT_EQ(SafetyPolicy::risk(URL::fromPath(own)), RiskLevel::blocked);
@@ -204,7 +204,7 @@ TEST(SafetyPolicy, answersOnManyThreadsAtOnce) {
 
 namespace {
 
-constexpr const char* symbolicLink = "The path contains a symbolic link and must be reviewed in Finder.";
+constexpr const char* symbolicLink = "The path contains a symbolic link and must be reviewed in your file manager.";
 constexpr const char* missing = "The item no longer exists or cannot be inspected.";
 constexpr const char* changed = "The item changed since the scan. Scan again before deleting it.";
 
@@ -235,9 +235,9 @@ TEST(SafetyValidation, letsTheScannedItemPass) {
 }
 
 TEST(SafetyValidation, refusesABlockedPathBeforeAnythingElse) {
-    EXPECT_EQ(refusal(diskRecord("/usr/does-not-exist")), KestrelError::safetyViolation(managedByMacOS));
-    EXPECT_EQ(refusal(diskRecord("/")), KestrelError::safetyViolation(neverRemoved));
-    EXPECT_EQ(refusal(diskRecord("/Users/..//Volumes/")), KestrelError::safetyViolation(neverRemoved));
+    EXPECT_EQ(refusal(diskRecord("/usr/does-not-exist")), KestrelError::safetyViolation(managedByLinux));
+    EXPECT_EQ(refusal(diskRecord("/")), KestrelError::safetyViolation(neverRemovedOnLinux));
+    EXPECT_EQ(refusal(diskRecord("/Users/..//Volumes/")), KestrelError::safetyViolation(neverRemovedOnLinux));
 }
 
 TEST(SafetyValidation, refusesLinksAnywhereInThePathBeforeLookingForTheItem) {

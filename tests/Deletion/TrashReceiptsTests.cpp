@@ -152,7 +152,7 @@ TEST_F(TrashReceiptsTest, restoresNothingThatTheSafetyPolicyRefuses) {
     TrashReceipt receipt = aReceipt();
     receipt.path = "/System/x";
     EXPECT_EQ(receipts.restore(receipt).message,
-              Text{"This location is managed by macOS and is view-only in Kestrel."});
+              Text{"This location is managed by Linux and is view-only in Kestrel."});
     receipt.path = folder.path() + "/x";
     EXPECT_EQ(receipts.restore(receipt).message, Text{"The item is no longer in the Trash."});
 }

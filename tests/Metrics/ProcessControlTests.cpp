@@ -33,7 +33,7 @@ namespace {
 namespace fs = std::filesystem;
 using Testing::FakeProcesses;
 
-const Text protection = "Kestrel protects itself and critical macOS processes.";
+const Text protection = "Kestrel protects itself and critical system processes.";
 const Text hasExited = "That process has already exited.";
 const Text isAnother = "The PID now belongs to a different process, so Kestrel left it alone.";
 

@@ -353,13 +353,27 @@ TEST(DiskScanner, failsWhenTheRootCannotBeRead) {
     const ScanEvents events = collect(DiskScanner{}.scan(ScanScope{URL::fromPath("/nowhere/at/all")}));
     EXPECT_THAT(events.order, ElementsAre(0));
     EXPECT_EQ(errorOf<KestrelError>(events),
-              KestrelError::accessDenied("Kestrel cannot read /nowhere/at/all. Grant Full Disk Access and try again."));
+              KestrelError::accessDenied("Kestrel cannot read /nowhere/at/all. There is nothing of that name."));
+}
+
+TEST(DiskScanner, saysWhatHelpsWhereTheRootIsThereButMayNotBeRead) {
+    const TemporaryFolder folder;
+    const auto closed = std::make_shared<FakeFileManager>();
+    closed->addFolder(folder.path());
+    closed->denyReading(folder.path());
+    ScanEnvironment environment = testing::environmentOf(FakeTree{folder.path()});
+    environment.fileManager = closed;
+    const ScanScope scope{URL::fromPath(folder.path())};
+    EXPECT_EQ(errorOf<KestrelError>(collect(testing::startScan(scope, environment))),
+              KestrelError::accessDenied(
+                  Text::concatenating({"Kestrel cannot read ", folder.path(),
+                                       ". You have no permission for this folder; its owner or root has."})));
 }
 
 TEST(DiskScanner, namesTheRootAsItWasStoredWhenItCannotBeRead) {
     const ScanScope scope = ScanScope::stored(*URL::parse("file:///nowhere/x/.."), "x", "x");
     EXPECT_EQ(errorOf<KestrelError>(collect(DiskScanner{}.scan(scope))),
-              KestrelError::accessDenied("Kestrel cannot read /nowhere/x/... Grant Full Disk Access and try again."));
+              KestrelError::accessDenied("Kestrel cannot read /nowhere/x/... There is nothing of that name."));
 }
 
 TEST(DiskScanner, failsWhenTheWalkCannotBeOpened) {

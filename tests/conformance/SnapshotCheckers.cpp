@@ -50,7 +50,7 @@ void checkChildren(const ScanSnapshot& snapshot, element rows, const std::string
 
 /// Each record's risk, and why it is blocked, by the rules with that home and no lists of the system's own.
 void checkSafety(const ScanSnapshot& snapshot, const Text& home, element row, const std::string& what, Report& report) {
-    const SafetyRules rules{home, "/Applications/Kestrel.app", SystemLocations{}};
+    const SafetyRules rules{home, "/Applications/Kestrel.app", SystemLocations{}, macOSVocabulary()};
     const array risks{row["risk"]};
     const array reasons{row["blocked"]};
     std::size_t index = 0;

@@ -4,30 +4,35 @@
 
 #include "KestrelCore/Scanning/FullDiskAccess.hpp"
 
-// Only macOS has this permission. Elsewhere the answer is no, with a reason, and not an error: scripts that ask first
-// and scan then should run everywhere.
+// Where there is no such permission the answer is no, with a reason, and not an error: scripts that ask first and scan
+// then should run everywhere. The command is not among those that help shows there.
 
 namespace KestrelCLI {
 
 void addAccessCommand(CLI::App& app, Session& session) {
-    addCommand(app,
-               {.name = "access",
-                .operands = "",
-                .description = "Tells whether full disk access is likely granted (a matter of macOS).",
-                .examples = {"kestrel access", "kestrel access --json"}},
-               [&session](const Operands&) {
-                   const bool isGranted = KestrelCore::FullDiskAccess::isLikelyGranted();
-                   if (session.options.json) {
-                       JSONOutput json{session.out};
-                       json.member("fullDiskAccess", isGranted);
-                       json.finish();
-                   } else if (isGranted) {
-                       session.out << session.painted(Style::good, "Full disk access is likely granted.") << '\n';
-                   } else {
-                       session.out << "Full disk access is not granted, or this system has no such permission.\n";
-                   }
-                   return ExitCode::done;
-               });
+    CLI::App& command = addCommand(
+        app,
+        {.name = "access",
+         .operands = "",
+         .description = "Tells whether this program is likely allowed to read the whole disk.",
+         .examples = {"kestrel access", "kestrel access --json"}},
+        [&session](const Operands&) {
+            const bool isGranted = KestrelCore::FullDiskAccess::isLikelyGranted();
+            if (session.options.json) {
+                JSONOutput json{session.out};
+                json.member("fullDiskAccess", isGranted);
+                json.finish();
+            } else if (isGranted) {
+                session.out << session.painted(Style::good, "Full disk access is likely granted.") << '\n';
+            } else if (KestrelCore::FullDiskAccess::existsHere()) {
+                session.out << "Full disk access is not granted.\n";
+            } else {
+                session.out << "This system has no permission for the whole disk: the owner of each folder, or root, "
+                               "decides who may read it.\n";
+            }
+            return ExitCode::done;
+        });
+    if (!KestrelCore::FullDiskAccess::existsHere()) command.group("");
 }
 
 }  // namespace KestrelCLI

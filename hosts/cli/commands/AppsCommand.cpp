@@ -48,7 +48,7 @@ ExitCode listApplications(const Session& session, const Operands& operands, Appl
         writeApplications(json, applications);
         json.finish();
     } else if (isEmpty) {
-        session.out << "No applications were found, neither bundles nor desktop entries.\n";
+        session.out << "No applications were found.\n";
     } else if (!applications.empty()) {
         operands.empty() ? showApplications(session, applications) : showResidues(session, applications);
     }

@@ -12,6 +12,9 @@ class KESTRELCORE_EXPORT FullDiskAccess {
 public:
     FullDiskAccess() = delete;
 
+    /// Whether this system has such a permission at all. Never changes.
+    [[nodiscard]] static bool existsHere();
+
     /// Asked afresh each time. False also where no such folder exists, as on systems that have none. Blocks on the
     /// disk.
     [[nodiscard]] static bool isLikelyGranted();

@@ -7,7 +7,6 @@ namespace KestrelCore {
 SystemLocations systemLocations() {
     return {.managed = {"/boot", "/etc", "/lib", "/lib32", "/lib64", "/libx32", "/proc", "/run", "/snap", "/sys",
                         "/var/lib"},
-            .managedMessage = "This location is managed by Linux and is view-only in Kestrel.",
             // Desktop systems mount removable volumes below this folder.
             .managedExempt = {"/run/media"},
             .neverRemoved = {"/home", "/media", "/mnt", "/opt", "/root", "/srv", "/tmp", "/var"},

@@ -29,7 +29,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* homeMessage = "Kestrel never removes a disk, Applications folder, or home-directory root.";
+constexpr const char* homeMessage = "Kestrel never removes a disk, system folder, or home-directory root.";
 constexpr const char* trashMessage = "Trash and Time Machine content are protected from Kestrel deletion.";
 constexpr const char* programMessage = "Kestrel cannot remove itself while it is running.";
 

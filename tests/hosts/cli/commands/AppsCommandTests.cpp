@@ -102,7 +102,7 @@ TEST_F(AppsCommand, endsWithoutAListWhenItIsInterrupted) {
 TEST_F(AppsCommand, showsWhatOneApplicationLeftBehind) {
     const Outcome outcome = run("apps 'probe editor'");
     EXPECT_EQ(outcome.code, 0) << outcome.messages;
-    EXPECT_TRUE(holds(outcome.out, "Exact bundle identifier match: org.example.ProbeEditor")) << outcome.out;
+    EXPECT_TRUE(holds(outcome.out, "Exact application identifier match: org.example.ProbeEditor")) << outcome.out;
     EXPECT_TRUE(holds(outcome.out, "Name match: probe-editor")) << outcome.out;
     EXPECT_FALSE(holds(outcome.out, "Probe Notes")) << outcome.out;
 }

@@ -80,7 +80,7 @@ TEST_F(DeletionCommand, refusesWhatThePolicyBlocksAndGoesOnWithTheRest) {
     const CommandRun outcome =
         run({"remove", "--confirm", "DELETE", "--include-high-risk", "/usr/nothing", folder.path() + "/gone", path});
     EXPECT_EQ(outcome.code, ExitCode::refused);
-    EXPECT_TRUE(contains(outcome.out, "This location is managed by macOS and is view-only in Kestrel."));
+    EXPECT_TRUE(contains(outcome.out, "This location is managed by Linux and is view-only in Kestrel."));
     EXPECT_TRUE(contains(outcome.out, "The item no longer exists or cannot be inspected."));
     EXPECT_FALSE(fs::exists(path));
 }

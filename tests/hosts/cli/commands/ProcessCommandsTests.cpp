@@ -218,7 +218,7 @@ TEST(QuitCommand, sendsItsSignalBeforeItReturns) {
 }
 
 TEST(QuitCommand, refusesTheSystemAndItselfWithTheSafetyExitCode) {
-    const std::string refusal = "Kestrel protects itself and critical macOS processes.";
+    const std::string refusal = "Kestrel protects itself and critical system processes.";
     for (const std::string& identifier : {std::string{"1"}, std::string{"0"}, std::to_string(getpid())}) {
         const Outcome outcome = run({"quit", identifier, "--yes"});
         EXPECT_EQ(outcome.code, ExitCode::refused) << identifier;
