@@ -1,6 +1,7 @@
 #include "KestrelCore/Storage/GenerationReader.hpp"
 
 #include "Storage/History/GenerationDescription.hpp"
+#include "Storage/History/GenerationSearch.hpp"
 #include "Storage/History/HistoryDatabase.hpp"
 #include "Storage/History/OpenGeneration.hpp"
 
@@ -27,6 +28,11 @@ GenerationReader::~GenerationReader() = default;
 const Generation& GenerationReader::generation() const { return state_->generation; }
 
 ScanSnapshot GenerationReader::load() const { return state_->open.snapshot(); }
+
+std::optional<SearchAnswer> GenerationReader::search(const SearchQuery& query, std::int64_t limit,
+                                                     const SearchSettings& settings) const {
+    return searchGeneration(state_->open, query, limit, settings);
+}
 
 std::vector<FileRecord> GenerationReader::children(const Text& path) const { return state_->open.children(path); }
 

@@ -152,10 +152,9 @@ void writeTable(const Session& session, const SearchAnswer& answer, bool hasScor
 ExitCode search(const Session& session, const SearchOptions& options, const Operands& words) {
     const std::string typed = fmt::format("{}", fmt::join(words, " "));
     const SavedScan scan = SavedScan::newest(session);
-    const ScanSnapshot snapshot = scan.snapshot();
     const InterruptionWatch watch;
-    const auto answer = snapshot.search(SearchQuery{Text{typed}}, options.limit,
-                                        {.cancellation = watch.token(), .now = std::nullopt, .threads = 0});
+    const auto answer = scan.search(SearchQuery{Text{typed}}, options.limit,
+                                    {.cancellation = watch.token(), .now = std::nullopt, .threads = 0});
     // Only a search that was given up has no answer; one that finds nothing has an empty one.
     if (!answer) throw Interrupted{};
     Interruption::check();

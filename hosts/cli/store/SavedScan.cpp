@@ -100,6 +100,11 @@ ScanSnapshot SavedScan::snapshot() const {
     return snapshot;
 }
 
+std::optional<SearchAnswer> SavedScan::search(const SearchQuery& query, std::int64_t limit,
+                                              const SearchSettings& settings) const {
+    return snapshot_ ? snapshot_->search(query, limit, settings) : generation_->search(query, limit, settings);
+}
+
 std::optional<FileRecord> SavedScan::record(const Text& path) const {
     return snapshot_ ? snapshot_->record(path) : generation_->record(path);
 }

@@ -4,10 +4,12 @@
 
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
+#include "KestrelCore/Model/SearchQuery.hpp"
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 #include "KestrelCore/Storage/Generation.hpp"
 #include "KestrelCore/Storage/GenerationReader.hpp"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
@@ -32,6 +34,10 @@ public:
     [[nodiscard]] const KestrelCore::Generation& summary() const { return summary_; }
     /// All of it, fit for use.
     [[nodiscard]] KestrelCore::ScanSnapshot snapshot() const;
+    /// As `ScanSnapshot::search`.
+    [[nodiscard]] std::optional<KestrelCore::SearchAnswer> search(const KestrelCore::SearchQuery& query,
+                                                                  std::int64_t limit,
+                                                                  const KestrelCore::SearchSettings& settings) const;
     [[nodiscard]] std::optional<KestrelCore::FileRecord> record(const KestrelCore::Text& path) const;
     /// What lies in the folder, largest first.
     [[nodiscard]] std::vector<KestrelCore::FileRecord> children(const KestrelCore::Text& folder) const;

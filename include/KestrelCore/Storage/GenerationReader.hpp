@@ -3,6 +3,7 @@
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Export.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
+#include "KestrelCore/Model/SearchQuery.hpp"
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 #include "KestrelCore/Storage/Generation.hpp"
 
@@ -31,6 +32,10 @@ public:
     /// The snapshot as it was added: equal in all it has, the identifiers of its records included. All of it is read:
     /// a tenth of a second or two for a million records.
     [[nodiscard]] ScanSnapshot load() const;
+    /// What `load().search(query, limit, settings)` gives, without loading all: names are read, and the rest only of
+    /// what the names let through. Empty when it was cancelled.
+    [[nodiscard]] std::optional<SearchAnswer> search(const SearchQuery& query, std::int64_t limit,
+                                                     const SearchSettings& settings) const;
     /// The records of what lies in the folder at `path`, largest `displayBytes` first, equal sizes by name, without
     /// loading the rest. Empty for a path that is no folder of the generation.
     [[nodiscard]] std::vector<FileRecord> children(const Text& path) const;

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 #include <vector>
 
 namespace KestrelCore {
@@ -17,6 +18,9 @@ namespace KestrelCore {
 /// reading a second copy of the names.
 class SearchIndex {
 public:
+    /// The mask of a name as `nameMask` has it.
+    [[nodiscard]] static LetterMask maskOf(std::string_view name, bool isASCII);
+
     /// `storage` must be finished. Works on `threads` threads.
     SearchIndex(const RecordStorage& storage, unsigned threads);
 

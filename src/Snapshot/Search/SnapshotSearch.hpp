@@ -30,9 +30,16 @@ public:
     [[nodiscard]] std::optional<std::vector<BoundedSearchResults::Match>>
     run(std::int64_t limit, unsigned threads, const std::optional<CancellationToken>& cancellation) const;
 
+    // What turns nearly all records away, for who reads records only to search them. Any thread.
+
+    using Row = RecordStorage::Row;
+    /// Whether a record with this folder and a name with these letters may match, whatever its values are.
+    [[nodiscard]] bool mayMatch(const Row& row, LetterMask letters) const;
+    /// Whether the row's values pass the filters.
+    [[nodiscard]] bool passesFilters(const Row& row) const;
+
 private:
     using PatternNumber = std::size_t;
-    using Row = RecordStorage::Row;
 
     /// A distinct term, and how often the query holds it.
     struct Term {
@@ -52,8 +59,6 @@ private:
     /// The pattern for a text; equal texts share one.
     Added add(const Text& text);
     void allowExtensions();
-    [[nodiscard]] bool passesFilters(const Row& row) const;
-    [[nodiscard]] bool mayMatch(const Row& row, LetterMask letters) const;
     [[nodiscard]] bool mayMatchTerm(const Row& row, LetterMask letters, PatternNumber number) const;
     [[nodiscard]] bool mayMatchPath(const Row& row, LetterMask letters, PatternNumber number) const;
     [[nodiscard]] bool isAnswered(const Row& row, PatternNumber number) const;

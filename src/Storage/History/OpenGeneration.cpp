@@ -140,10 +140,12 @@ std::vector<ScanIssue> OpenGeneration::issues() const {
     return issues;
 }
 
-ScanSnapshot OpenGeneration::snapshot() const {
+ScanSnapshot OpenGeneration::snapshot() const { return snapshotOf(loadRecords(rows_, context_)); }
+
+ScanSnapshot OpenGeneration::snapshotOf(std::shared_ptr<const RecordStorage> records) const {
     try {
         return SnapshotAccess::make(stored_.snapshot, decodingJSON<ScanScope>(stored_.scope), Date{stored_.startedAt},
-                                    Date{stored_.completedAt}, loadRecords(rows_, context_), issues());
+                                    Date{stored_.completedAt}, std::move(records), issues());
     } catch (const DecodingError&) {
         throwDamaged(stored_.number);
     }

@@ -11,6 +11,7 @@
 #include "Storage/History/StreamView.hpp"
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -31,6 +32,8 @@ public:
 
     [[nodiscard]] std::vector<ScanIssue> issues() const;
     [[nodiscard]] ScanSnapshot snapshot() const;
+    /// A snapshot with the generation's description and issues, and these records.
+    [[nodiscard]] ScanSnapshot snapshotOf(std::shared_ptr<const RecordStorage> records) const;
     // As of `GenerationReader`.
     [[nodiscard]] std::vector<FileRecord> children(const Text& path) const;
     [[nodiscard]] std::optional<FileRecord> record(const Text& path) const;

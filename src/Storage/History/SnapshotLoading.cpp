@@ -14,6 +14,7 @@
 #include <cstring>
 #include <mutex>
 #include <optional>
+#include <ranges>
 #include <string_view>
 #include <thread>
 #include <utility>
@@ -22,6 +23,9 @@
 // storage as they are. With the names it is known which record comes where in the order of a scan, since that depends
 // on paths alone; beside that, the folders are hung together. Then the columns are read chunk by chunk, some hundred
 // rows at a time, and each record is written once, at the place where it stays.
+//
+// Where only some records are wanted, the folders come first, so that a file can be chosen by its folder and its name:
+// a chunk in which none is has no column read. Those that are chosen are put in order at the end.
 
 namespace KestrelCore {
 
@@ -68,6 +72,47 @@ private:
     const std::vector<PlacedName>& names_;
 };
 
+/// A record that has been chosen.
+struct ChosenRecord {
+    Row row;
+    HistoryStream stream;
+    std::uint32_t position;                ///< in its stream
+    std::uint32_t number;                  ///< or else
+    UUID identifier;                       ///< whichever the generation has
+    std::optional<FileIdentity> identity;  ///< where the device has no number
+};
+
+/// The order of a scan, asked of the records that have been chosen: the others might as well not be there.
+class OrderOfChosen final : public ScanOrderSource {
+public:
+    OrderOfChosen(const FolderTable& table, const RecordStorage& storage, const std::vector<ChosenRecord>& folders,
+                  const std::vector<ChosenRecord>& files)
+        : table_{table}, storage_{storage}, files_{files}, isChosen_(table.size(), false),
+          firstFile_(table.size() + std::size_t{1}, 0) {
+        for (const ChosenRecord& folder : folders) isChosen_[folder.position] = true;
+        std::uint32_t next = 0;
+        for (std::uint32_t folder = 0; folder < table.size(); ++folder) {
+            firstFile_[folder] = next;
+            while (next < files.size() && files[next].position < table.endOfFiles(folder)) ++next;
+        }
+        firstFile_.back() = next;
+    }
+    std::uint32_t folderCount() const override { return table_.size(); }
+    std::uint32_t folderEnd(std::uint32_t folder) const override { return table_.end(folder); }
+    std::uint32_t firstFile(std::uint32_t folder) const override { return firstFile_[folder]; }
+    std::uint32_t fileCount(std::uint32_t folder) const override { return firstFile_[folder + 1] - firstFile_[folder]; }
+    bool hasRecord(std::uint32_t folder) const override { return isChosen_[folder]; }
+    std::string_view folderName(std::uint32_t folder) const override { return table_.name(folder); }
+    std::string_view fileName(std::uint32_t file) const override { return storage_.nameOf(files_[file].row); }
+
+private:
+    const FolderTable& table_;
+    const RecordStorage& storage_;
+    const std::vector<ChosenRecord>& files_;
+    std::vector<bool> isChosen_;
+    std::vector<std::uint32_t> firstFile_;  ///< of each folder, among those chosen; one more at the end
+};
+
 class Loading {
 public:
     Loading(const GenerationRows& rows, const GenerationContext& context)
@@ -87,16 +132,33 @@ public:
         } else {
             inParallel([&] { placeRecords(); }, [&] { hangFolders(); });
         }
-        storage_->makeRows(count_);
-        (maker_.hasNumbers() ? numbers_.resize(count_) : identifiers_.resize(count_));
+        makeRows();
         fillRows();
-        if (maker_.hasNumbers()) {
-            storage_->deriveIdentifiers(context_.identifierSeed, std::move(numbers_));
-        } else {
-            storage_->takeIdentifiers(std::move(identifiers_));
-        }
-        storage_->finishBuilding();
-        return std::move(storage_);
+        return finished();
+    }
+
+    std::shared_ptr<const RecordStorage> chosenRecords(RecordSelection& selection) {
+        readNames();
+        readIrregular();
+        hangFolders();
+        selection.begin(*storage_);
+        std::vector<std::optional<ChunkColumns>> columns(threads_);
+        std::vector<std::vector<ChosenRecord>> found(chunks_.size() + 1);
+        forEach(found.size(), threads_, [&](std::size_t i, unsigned thread) {
+            if (selection.isGivenUp()) return;
+            if (i == 0) {
+                found[0] = chosenFolders(selection);
+            } else {
+                if (!columns[thread]) columns[thread].emplace(rows_.files(), maker_.fields());
+                found[i] = chosenFiles(chunks_[i - 1], selection, *columns[thread]);
+            }
+        });
+        const std::vector<ChosenRecord> folders = std::move(found.front());
+        std::vector<ChosenRecord> files;
+        for (auto& some : found | std::views::drop(1)) files.insert(files.end(), some.begin(), some.end());
+        std::ranges::sort(files, {}, &ChosenRecord::position);
+        putChosen(folders, files);
+        return finished();
     }
 
 private:
@@ -112,6 +174,16 @@ private:
     };
 
     [[noreturn]] void throwContradiction() const { throwDamaged(rows_.generation()); }
+
+    std::shared_ptr<const RecordStorage> finished() {
+        if (maker_.hasNumbers()) {
+            storage_->deriveIdentifiers(context_.identifierSeed, std::move(numbers_));
+        } else {
+            storage_->takeIdentifiers(std::move(identifiers_));
+        }
+        storage_->finishBuilding();
+        return std::move(storage_);
+    }
 
     // Names.
 
@@ -260,6 +332,11 @@ private:
 
     // Values.
 
+    void makeRows() {
+        storage_->makeRows(count_);
+        (maker_.hasNumbers() ? numbers_.resize(count_) : identifiers_.resize(count_));
+    }
+
     void fillRows() {
         std::vector<std::optional<ChunkColumns>> columns(threads_);
         forEach(chunks_.size() + 1, threads_, [&](std::size_t i, unsigned thread) {
@@ -267,7 +344,15 @@ private:
             if (!columns[thread]) columns[thread].emplace(rows_.files(), maker_.fields());
             fillFiles(chunks_[i - 1], *columns[thread]);
         });
+        fillIrregular();
+        setFurtherIdentities();
+    }
+
+    void fillIrregular() {
         for (std::size_t i = 0; i < irregular_.size(); ++i) fillIrregular(irregular_[i], placeOfIrregular_[i]);
+    }
+
+    void setFurtherIdentities() {
         // One that comes too late for a number makes its row irregular.
         for (const FurtherIdentity& further : further_) {
             storage_->setIdentity(storage_->row(further.row), further.identity);
@@ -333,6 +418,119 @@ private:
             irregular.place);
     }
 
+    // Records that are chosen.
+
+    /// Adds the row that has this name if it is taken with the values at `i`.
+    void choose(std::vector<ChosenRecord>& chosen, const RecordSelection& selection, const Row& named,
+                const RowColumns& columns, std::size_t i, std::uint64_t content, HistoryStream stream,
+                std::uint32_t position, std::uint32_t placeInStream) const {
+        ChosenRecord record{
+            .row = named, .stream = stream, .position = position, .number = 0, .identifier = {}, .identity = {}};
+        if (!maker_.setValues(record.row, columns, i, content)) throwContradiction();
+        if (!selection.takes(record.row)) return;
+        if (maker_.hasNumbers()) {
+            record.number = maker_.number(columns, i, stream, placeInStream);
+        } else {
+            record.identifier = RecordMaker::identifier(columns, i);
+        }
+        if (maker_.hasFurtherDevices()) record.identity = maker_.furtherIdentity(columns, i);
+        chosen.push_back(record);
+    }
+
+    [[nodiscard]] std::vector<ChosenRecord> chosenFolders(const RecordSelection& selection) const {
+        std::vector<ChosenRecord> chosen;
+        const RowColumns columns = table_->rows().columns();
+        for (std::uint32_t i = 0; i < table_->size(); ++i) {
+            if (!table_->hasRecord(i) || !selection.mayTake(rowOfFolder_[i])) continue;
+            choose(chosen, selection, rowOfFolder_[i], columns, i, contents_[i], HistoryStream::folders, i,
+                   table_->place(i));
+        }
+        return chosen;
+    }
+
+    [[nodiscard]] std::vector<ChosenRecord> chosenFiles(const StreamView::ChunkUse& use,
+                                                        const RecordSelection& selection, ChunkColumns& columns) const {
+        std::vector<ChosenRecord> chosen;
+        bool isOpen = false;
+        for (const StreamView::Span& span : use.spans) {
+            std::uint32_t folder = table_->folderOf(span.position);
+            for (std::uint32_t i = 0; i < span.count; ++i) {
+                const std::uint32_t position = span.position + i;
+                while (table_->endOfFiles(folder) <= position) ++folder;
+                const PlacedName& name = nameOfFile_[position];
+                const Row named = RecordStorage::regularRow(folderOf_[folder], name.offset, name.length, name.isASCII,
+                                                            name.isNormalized);
+                if (!selection.mayTake(named)) continue;
+                if (!isOpen) columns.open(use.layer, use.chunk);
+                isOpen = true;
+                const ChunkColumns::Rows rows = columns.at(span.row + i);
+                choose(chosen, selection, named, *rows.columns, rows.first, 0, HistoryStream::files, position,
+                       span.place + i);
+            }
+        }
+        return chosen;
+    }
+
+    /// A record that is wanted: an irregular one, or else one that was chosen.
+    struct Wanted {
+        const ChosenRecord* chosen;
+        std::uint32_t irregular;
+    };
+
+    /// In the order of the snapshot. Both lists ascend by their positions.
+    [[nodiscard]] std::vector<Wanted> wantedInOrder(const std::vector<ChosenRecord>& folders,
+                                                    const std::vector<ChosenRecord>& files) const {
+        std::vector<Wanted> wanted;
+        wanted.reserve(irregular_.size() + folders.size() + files.size());
+        for (std::uint32_t i = 0; i < irregular_.size(); ++i) wanted.push_back({nullptr, i});
+        if (context_.positions.empty()) {
+            for (const ScanOrderRun& run : scanOrder(OrderOfChosen{*table_, *storage_, folders, files})) {
+                const auto& from = run.isFolder ? folders : files;
+                const std::size_t first =
+                    run.isFolder ? static_cast<std::size_t>(
+                                       std::ranges::lower_bound(folders, run.first, {}, &ChosenRecord::position) -
+                                       folders.begin())
+                                 : run.first;
+                for (std::size_t i = first; i < first + run.count; ++i) wanted.push_back({&from[i], 0});
+            }
+            return wanted;
+        }
+        const std::size_t firstFile = table_->size();
+        const std::size_t firstIrregular = firstFile + nameOfFile_.size();
+        if (context_.positions.size() != firstIrregular + irregular_.size()) throwContradiction();
+        for (const ChosenRecord& folder : folders) wanted.push_back({&folder, 0});
+        for (const ChosenRecord& file : files) wanted.push_back({&file, 0});
+        std::ranges::sort(wanted, {}, [&](const Wanted& each) {
+            if (each.chosen == nullptr) return context_.positions[firstIrregular + each.irregular];
+            const bool isFolder = each.chosen->stream == HistoryStream::folders;
+            return context_.positions[(isFolder ? 0 : firstFile) + each.chosen->position];
+        });
+        return wanted;
+    }
+
+    void putChosen(const std::vector<ChosenRecord>& folders, const std::vector<ChosenRecord>& files) {
+        const std::vector<Wanted> wanted = wantedInOrder(folders, files);
+        count_ = static_cast<std::uint32_t>(wanted.size());
+        placeOfIrregular_.resize(irregular_.size());
+        makeRows();
+        for (std::uint32_t place = 0; place < count_; ++place) {
+            const ChosenRecord* const record = wanted[place].chosen;
+            if (record == nullptr) {
+                placeOfIrregular_[wanted[place].irregular] = place;
+                continue;
+            }
+            storage_->row(place) = record->row;
+            if (maker_.hasNumbers()) {
+                numbers_[place] = record->number;
+            } else {
+                identifiers_[place] = record->identifier;
+            }
+            if (record->identity) further_.push_back({place, *record->identity});
+        }
+        fillIrregular();
+        setFurtherIdentities();
+    }
+
     const GenerationRows& rows_;
     const GenerationContext& context_;
     std::shared_ptr<RecordStorage> storage_;
@@ -360,6 +558,11 @@ private:
 
 std::shared_ptr<const RecordStorage> loadRecords(const GenerationRows& rows, const GenerationContext& context) {
     return Loading{rows, context}.records();
+}
+
+std::shared_ptr<const RecordStorage> loadChosenRecords(const GenerationRows& rows, const GenerationContext& context,
+                                                       RecordSelection& selection) {
+    return Loading{rows, context}.chosenRecords(selection);
 }
 
 }  // namespace KestrelCore
