@@ -83,7 +83,7 @@ void showScans(const Session& session, const std::vector<const Generation*>& sca
         cells.push_back({.text = remarks(*scan), .style = Style::quiet});
         table.addRow(std::move(cells));
     }
-    table.write(session.out, session.columns(), session.hasColor());
+    table.write(session);
 }
 
 /// A table for each root; the root that was scanned last comes first.
@@ -102,7 +102,7 @@ void show(const Session& session, const std::vector<Generation>& generations) {
         bytes += each.storedBytes;
     }
     for (const auto& [root, scans] : roots) {
-        session.out << session.painted(Style::heading, session.shown(root)) << '\n';
+        session.out << session.painted(Style::heading, session.shownPath(root)) << '\n';
         showScans(session, scans);
         session.out << '\n';
     }

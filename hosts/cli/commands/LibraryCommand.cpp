@@ -73,7 +73,7 @@ void writeLibrary(const Session& session, const Generation& scan, std::string_vi
              {.text = session.shown(path), .style = Style::file}});
     }
     // The path alone gives way where the terminal is narrow.
-    table.write(session.out, session.columns(), session.hasColor());
+    table.write(session);
     if (shown < lines.size()) {
         session.out << fmt::format("… and {} more (see --limit)\n",
                                    ByteFormat::count(static_cast<std::int64_t>(lines.size() - shown)));

@@ -125,7 +125,7 @@ std::string itemCount(std::size_t count) {
 void writeIssues(const Session& session, const ScanSnapshot& snapshot) {
     session.out << '\n' << session.painted(Style::heading, "Could not be read") << '\n';
     for (const ScanIssue& issue : snapshot.issues()) {
-        session.out << "  " << session.shown(issue.path.view()) << "  "
+        session.out << "  " << session.shownPath(issue.path.view()) << "  "
                     << session.painted(Style::warning, session.shown(issue.message.view())) << '\n';
     }
 }

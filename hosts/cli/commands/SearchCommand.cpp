@@ -140,7 +140,7 @@ void writeTable(const Session& session, const SearchAnswer& answer, bool hasScor
         cells.push_back({.text = session.size(record.displayBytes())});
         cells.push_back({.text = record.modifiedAt() ? age(*record.modifiedAt(), now) : "-", .style = Style::quiet});
         cells.push_back({.text = std::string{nameOf(record.kind())}, .style = Style::quiet});
-        cells.push_back({.text = session.shown(record.path().view()),
+        cells.push_back({.text = session.shownPath(record.path().view()),
                          .style = style,
                          .paint = [style, &words](std::string_view shown) { return withMarks(shown, style, words); }});
         table.addRow(std::move(cells));

@@ -77,7 +77,7 @@ void showApplications(const Session& session, const std::vector<ApplicationRecor
                       {session.shown(versionOf(application)), Style::quiet},
                       {session.shown(identifier), Style::quiet}});
     }
-    table.write(session.out, session.columns(), session.hasColor());
+    table.write(session);
     session.out << '\n'
                 << countOf(applications.size(), "application", "applications") << ", "
                 << countOf(residues, "residue", "residues") << ", " << session.size(bytes) << '\n';
@@ -92,7 +92,7 @@ void showResidues(const Session& session, const std::vector<ApplicationRecord>& 
         const std::string version = versionOf(application);
         session.out << session.painted(Style::heading, session.shown(application.displayName.view()))
                     << (version.empty() ? "" : " ") << session.shown(version) << '\n'
-                    << session.shown(application.url.path().view()) << '\n';
+                    << session.shownPath(application.url.path().view()) << '\n';
         if (application.residues.empty()) {
             session.out << "Nothing was left behind.\n";
             continue;
@@ -103,12 +103,12 @@ void showResidues(const Session& session, const std::vector<ApplicationRecord>& 
                      {.title = "WHY", .shrinks = true}}};
         for (const ResidueCandidate& residue : application.residues) {
             table.addRow({{session.size(residue.allocatedBytes)},
-                          {session.shown(residue.url.path().view())},
+                          {session.shownPath(residue.url.path().view())},
                           {residue.selectedByDefault() ? "yes" : "no",
                            residue.selectedByDefault() ? Style::plain : Style::quiet},
                           {session.shown(residue.evidence.view()), Style::quiet}});
         }
-        table.write(session.out, session.columns(), session.hasColor());
+        table.write(session);
     }
 }
 

@@ -21,20 +21,23 @@ std::uint64_t magnitude(std::int64_t value) {
 
 }  // namespace
 
-std::string ByteFormat::rounded(std::int64_t bytes) {
-    static constexpr std::array units{"kB", "MB", "GB", "TB", "PB", "EB"};
+std::string ByteFormat::rounded(std::int64_t bytes, SizeUnits units) {
+    static constexpr std::array decimal{"kB", "MB", "GB", "TB", "PB", "EB"};
+    static constexpr std::array binary{"KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
+    const bool isBinary = units == SizeUnits::binary;
+    const double step = isBinary ? 1024 : 1000;
     const std::uint64_t whole = magnitude(bytes);
     const char* sign = bytes < 0 ? "-" : "";
-    if (whole < 1000) return fmt::format("{}{} B", sign, whole);
-    double value = static_cast<double>(whole) / 1000;
+    if (static_cast<double>(whole) < step) return fmt::format("{}{} B", sign, whole);
+    double value = static_cast<double>(whole) / step;
     std::size_t unit = 0;
     // 999.5 would be written as "1000": such a value belongs to the next unit.
-    while (value >= 999.5 && unit + 1 < units.size()) {
-        value /= 1000;
+    while (value >= step - 0.5 && unit + 1 < decimal.size()) {
+        value /= step;
         ++unit;
     }
     const int decimals = value < 9.995 ? 2 : value < 99.95 ? 1 : 0;
-    return fmt::format("{}{:.{}f} {}", sign, value, decimals, units[unit]);
+    return fmt::format("{}{:.{}f} {}", sign, value, decimals, isBinary ? binary[unit] : decimal[unit]);
 }
 
 std::string ByteFormat::exact(std::int64_t bytes) { return fmt::format("{} B", bytes); }

@@ -5,13 +5,17 @@
 
 namespace KestrelCLI {
 
+/// What sizes are rounded to: 1 kB = 1000 bytes, or 1 KiB = 1024 bytes.
+enum class SizeUnits { decimal, binary };
+
 /// Sizes and counts as a person reads them.
 class ByteFormat {
 public:
     ByteFormat() = delete;
 
-    /// Decimal units (1 kB = 1000 bytes) and three digits: "0 B", "999 B", "4.82 GB", "120 MB".
-    [[nodiscard]] static std::string rounded(std::int64_t bytes);
+    /// Three digits: "0 B", "999 B", "4.82 GB", "120 MB"; of binary units up to four, as 1023 of one are less than one
+    /// of the next: "4.49 GiB", "1010 KiB".
+    [[nodiscard]] static std::string rounded(std::int64_t bytes, SizeUnits units = SizeUnits::decimal);
     /// Every byte: "4822151168 B".
     [[nodiscard]] static std::string exact(std::int64_t bytes);
     /// With separators: "1,083,440".

@@ -244,7 +244,7 @@ public:
         text += session_.painted(line.change < 0 ? Style::good : Style::bar, bar(fraction, barColumns_));
         text += "  ";
         text += session_.painted(Style::quiet, line.branch);
-        std::string name = session_.shown(line.name);
+        std::string name = session_.shownPath(line.name);
         if (line.isFolder && !name.ends_with('/')) name += '/';
         std::string note = session_.shown(line.note);
         if (!line.isRest && !note.empty()) note = "  " + note;

@@ -1,8 +1,5 @@
 #include "output/Session.hpp"
 
-#include "output/ByteFormat.hpp"
-#include "output/TerminalText.hpp"
-
 #include <cstdlib>
 
 namespace KestrelCLI {
@@ -22,13 +19,23 @@ bool colors(ColorChoice choice, bool isTerminal) {
 
 }  // namespace
 
-// Raw where the output goes to a file or a program: there a name must stay the name it is.
-std::string Session::shown(std::string_view text) const {
-    return terminal.isOutput ? TerminalText::escaped(text) : std::string{text};
+std::string Session::shown(std::string_view text) const { return TerminalText::escaped(text, characters()); }
+
+std::string Session::shownPath(std::string_view path) const {
+    // No path that is shown is relative, so that nothing else begins with "~".
+    const bool isInHome = terminal.isOutput && home.size() > 1 && path.starts_with(home) &&
+                          (path.size() == home.size() || path[home.size()] == '/');
+    return isInHome ? "~" + shown(path.substr(home.size())) : shown(path);
+}
+
+std::ostream& Session::raw() const {
+    if (rawOutput == nullptr) return out;
+    out.flush();
+    return *rawOutput;
 }
 
 std::string Session::size(std::int64_t bytes) const {
-    return options.exactBytes ? ByteFormat::exact(bytes) : ByteFormat::rounded(bytes);
+    return options.exactBytes ? ByteFormat::exact(bytes) : ByteFormat::rounded(bytes, options.units);
 }
 
 bool Session::hasColor() const { return colors(options.color, terminal.isOutput); }
@@ -49,7 +56,7 @@ void Session::say(std::string_view message) const {
 // After a failure the stream takes nothing more, so that one look at the end tells of any write that failed.
 bool Session::flush() const {
     out.flush();
-    return out.good();
+    return out.good() && (rawOutput == nullptr || rawOutput->flush().good());
 }
 
 }  // namespace KestrelCLI

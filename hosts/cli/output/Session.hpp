@@ -1,6 +1,8 @@
 #pragma once
 
+#include "output/ByteFormat.hpp"
 #include "output/Terminal.hpp"
+#include "output/TerminalText.hpp"
 
 #include <cstdint>
 #include <initializer_list>
@@ -39,6 +41,7 @@ struct GlobalOptions {
     std::optional<std::string> at;     ///< which saved scan is looked at, as the user wrote it; absent: the newest
     bool json = false;                 ///< one JSON object instead of a text for people
     bool exactBytes = false;           ///< sizes to the byte
+    SizeUnits units = SizeUnits::decimal;
     ColorChoice color = ColorChoice::automatic;
 };
 
@@ -49,9 +52,23 @@ struct Session {
     std::ostream& messages;  ///< progress, warnings and questions
     Terminal terminal;
     GlobalOptions options;
+    std::string home = {};              ///< the home directory's path; empty where it is not known
+    std::ostream* rawOutput = nullptr;  ///< what `out` leads to where that changes what is written; else null
 
-    /// A text from outside as a result: with visible escapes on a terminal, as it is elsewhere.
+    /// What can be shown.
+    [[nodiscard]] Characters characters() const { return terminal.isASCII ? Characters::ascii : Characters::unicode; }
+    /// A text from outside as a result for a person: with visible escapes, also in a file or a pipe, where a name with
+    /// a newline would pass for two lines. What a program is to read as it is goes to `raw`, or is JSON.
     [[nodiscard]] std::string shown(std::string_view text) const;
+    /// The same of an absolute path. On a terminal the home directory is "~"; elsewhere a path stays one that every
+    /// program understands.
+    [[nodiscard]] std::string shownPath(std::string_view path) const;
+    /// `text` (already escaped) cut to at most `columns`.
+    [[nodiscard]] std::string shortened(std::string_view text, std::size_t columns) const {
+        return TerminalText::shortened(text, columns, characters());
+    }
+    /// Standard output for bytes that must arrive as they are, such as the paths of --print0.
+    [[nodiscard]] std::ostream& raw() const;
     /// A size for a person: rounded, or exact with --bytes.
     [[nodiscard]] std::string size(std::int64_t bytes) const;
     /// Whether results (or, of `messages`, progress and warnings) are coloured.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "output/Terminal.hpp"
+#include "output/Session.hpp"
 
 #include <cstddef>
 #include <functional>
@@ -19,12 +19,14 @@ public:
     struct Column {
         std::string title;  ///< no title row is written when every title is empty
         Align align = Align::left;
-        bool shrinks = false;  ///< is shortened first when a row would be wider than the terminal
+        bool shrinks = false;  ///< gives way where a row would be wider than the terminal: its cells wrap
+        bool isCut = false;    ///< of one that shrinks: its cells are cut instead, as what is long and says little
     };
     struct Cell {
         std::string text;
         Style style = Style::plain;
-        /// Colours the text as it is shown, perhaps shortened, where one style is not enough; absent: `style` does.
+        /// Colours the text as it is shown, perhaps cut, where one style is not enough; absent: `style` does. Only
+        /// colours may be added.
         std::function<std::string(std::string_view shown)> paint = {};
     };
 
@@ -35,8 +37,13 @@ public:
     [[nodiscard]] bool isEmpty() const { return rows_.empty(); }
 
     /// Writes all rows, two blanks between columns. `columns` is the width to stay within; 0 means no limit, which is
-    /// right for what is not a terminal: there nothing is cut.
-    void write(std::ostream& out, std::size_t columns, bool hasColor) const;
+    /// right for what is not a terminal: there nothing wraps. Stops when `out` takes nothing more.
+    void write(std::ostream& out, std::size_t columns, bool hasColor,
+               Characters characters = Characters::unicode) const;
+    /// To standard output, as the session says.
+    void write(const Session& session) const {
+        write(session.out, session.columns(), session.hasColor(), session.characters());
+    }
 
 private:
     [[nodiscard]] std::vector<std::size_t> widths(std::size_t columns) const;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdlib>
 
 namespace KestrelCLI {
 
@@ -31,6 +32,24 @@ std::string_view sequence(Style style) {
     return {};
 }
 
+/// The variables that say which characters there are, the first that is set and not empty holding.
+bool isUTF8Locale() {
+    for (const char* name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+        const char* const value = std::getenv(name);
+        if (value == nullptr || *value == '\0') continue;
+        std::string locale{value};
+        std::ranges::transform(locale, locale.begin(),
+                               [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+        return locale.find("utf-8") != std::string::npos || locale.find("utf8") != std::string::npos;
+    }
+    return false;
+}
+
+bool isDumbTerminal() {
+    const char* const type = std::getenv("TERM");
+    return type != nullptr && std::string_view{type} == "dumb";
+}
+
 }  // namespace
 
 // Each stream by itself: any of the three may be redirected, and each decides something else.
@@ -38,6 +57,8 @@ Terminal Terminal::ofThisProcess() {
     return {.isInput = isatty(STDIN_FILENO) == 1,
             .isOutput = isatty(STDOUT_FILENO) == 1,
             .isMessages = isatty(STDERR_FILENO) == 1,
+            .isASCII = !isUTF8Locale() || (isatty(STDOUT_FILENO) == 1 && isDumbTerminal()),
+            .isDumb = isDumbTerminal(),
             .columns = currentColumns()};
 }
 

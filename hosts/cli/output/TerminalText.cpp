@@ -87,7 +87,7 @@ bool TerminalText::isHidden(char32_t scalar) {
     return (U_GET_GC_MASK(point) & hidden) != 0 || u_hasBinaryProperty(point, UCHAR_DEFAULT_IGNORABLE_CODE_POINT) != 0;
 }
 
-std::string TerminalText::escaped(std::string_view text) {
+std::string TerminalText::escaped(std::string_view text, Characters characters) {
     std::string out;
     out.reserve(text.size());
     while (!text.empty()) {
@@ -99,7 +99,7 @@ std::string TerminalText::escaped(std::string_view text) {
             }
         } else if (*step.scalar == U'\\') {
             out += "\\\\";
-        } else if (isHidden(*step.scalar)) {
+        } else if (isHidden(*step.scalar) || (characters == Characters::ascii && *step.scalar >= 0x80)) {
             appendEscape(out, *step.scalar);
         } else {
             out += text.substr(0, step.length);
@@ -119,12 +119,15 @@ std::size_t TerminalText::width(std::string_view text) {
     return columns;
 }
 
-std::string TerminalText::shortened(std::string_view text, std::size_t columns) {
+std::string TerminalText::shortened(std::string_view text, std::size_t columns, Characters characters) {
     if (width(text) <= columns) return std::string{text};
     if (columns == 0) return {};
+    const std::string_view dots = characters == Characters::ascii ? "..." : "…";
+    const std::size_t dotColumns = width(dots);
+    if (columns <= dotColumns) return std::string{dots.substr(0, dotColumns == 1 ? dots.size() : columns)};
     // A third for the beginning: the end of a path says more about the item than its first folders do.
-    const std::size_t headColumns = (columns - 1) / 3;
-    const std::size_t tailColumns = columns - 1 - headColumns;
+    const std::size_t headColumns = (columns - dotColumns) / 3;
+    const std::size_t tailColumns = columns - dotColumns - headColumns;
 
     std::vector<std::size_t> starts;  // byte offset of each character, and the columns used before it
     std::vector<std::size_t> before;
@@ -142,9 +145,40 @@ std::string TerminalText::shortened(std::string_view text, std::size_t columns) 
     const auto tailStart =
         static_cast<std::size_t>(std::distance(before.begin(), std::ranges::lower_bound(before, used - tailColumns)));
     std::string out{text.substr(0, starts[headEnd])};
-    out += "…";
+    out += dots;
     if (tailStart < starts.size()) out += text.substr(starts[tailStart]);
     return out;
+}
+
+std::vector<std::string_view> TerminalText::wrapped(std::string_view text, std::size_t columns) {
+    std::vector<std::string_view> pieces;
+    std::size_t begin = 0;
+    while (pieces.empty() || begin < text.size()) {
+        std::size_t end = begin;
+        std::size_t used = 0;
+        std::size_t afterSlash = begin;  // the last place in the second half of the line where it may end
+        std::size_t afterBlank = begin;
+        while (end < text.size()) {
+            const UTF8Step step = firstUTF8(text.substr(end));
+            const std::size_t own = step.scalar ? columnsOf(*step.scalar) : 1;
+            if (used + own > columns && end > begin) break;
+            used += own;
+            end += step.length;
+            if (used * 2 < columns) continue;
+            if (text[end - 1] == '/') afterSlash = end;
+            if (text[end - 1] == ' ') afterBlank = end;
+        }
+        if (end < text.size()) {
+            if (afterSlash > begin) {
+                end = afterSlash;
+            } else if (afterBlank > begin) {
+                end = afterBlank;
+            }
+        }
+        pieces.push_back(text.substr(begin, end - begin));
+        begin = end;
+    }
+    return pieces;
 }
 
 std::string TerminalText::padded(std::string_view text, std::size_t columns, bool right) {

@@ -140,7 +140,8 @@ NamedRecord NamedRecord::find(const Session& session, const std::string& name) {
 void writeAge(const Session& session, const Generation& scan) {
     if (session.options.json) return;
     session.out << session.painted(Style::quiet,
-                                   fmt::format("{}, scanned {} ({}){}", session.shown(scan.scope.root.path().view()),
+                                   fmt::format("{}, scanned {} ({}){}",
+                                               session.shownPath(scan.scope.root.path().view()),
                                                age(scan.completedAt, Date::now()), localTime(scan.completedAt),
                                                scan.isComplete ? "" : ", not to its end"))
                 << "\n\n";

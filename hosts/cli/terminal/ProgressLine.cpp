@@ -1,7 +1,6 @@
 #include "terminal/ProgressLine.hpp"
 
 #include "output/ByteFormat.hpp"
-#include "output/TerminalText.hpp"
 
 #include <fmt/format.h>
 
@@ -15,9 +14,10 @@ constexpr auto shortestPause = std::chrono::milliseconds{100};
 
 void ProgressLine::show(const KestrelCore::ScanProgress& progress, Clock::time_point now) {
     // Only where somebody looks: in a file or a pipe the line would be rubbish.
-    if (!session_.terminal.isMessages || (isDrawn_ && now - lastDrawing_ < shortestPause)) return;
+    if (!session_.terminal.isMessages || session_.terminal.isDumb || (isDrawn_ && now - lastDrawing_ < shortestPause))
+        return;
     // The last columns stay free: the "^C" that a terminal shows must not begin a new line, which would leave this one.
-    session_.messages << '\r' << text(progress, Terminal::currentColumns() - 3) << "\x1b[K";
+    session_.messages << '\r' << text(progress, Terminal::currentColumns() - 3, session_) << "\x1b[K";
     session_.messages.flush();
     isDrawn_ = true;
     lastDrawing_ = now;
@@ -31,13 +31,12 @@ void ProgressLine::clear() {
 }
 
 /// One line and no more: a line that wraps can't be drawn over by the next.
-std::string ProgressLine::text(const KestrelCore::ScanProgress& progress, std::size_t columns) {
+std::string ProgressLine::text(const KestrelCore::ScanProgress& progress, std::size_t columns, const Session& session) {
     // The numbers keep their places while they grow, so that the line does not tremble.
     const std::string numbers = fmt::format("{:>10} items {:>9}  ", ByteFormat::count(progress.filesSeen),
-                                            ByteFormat::rounded(progress.allocatedBytesSeen));
-    if (numbers.size() >= columns) return TerminalText::shortened(numbers, columns);
-    return numbers +
-           TerminalText::shortened(TerminalText::escaped(progress.currentPath.view()), columns - numbers.size());
+                                            ByteFormat::rounded(progress.allocatedBytesSeen, session.options.units));
+    if (numbers.size() >= columns) return session.shortened(numbers, columns);
+    return numbers + session.shortened(session.shownPath(progress.currentPath.view()), columns - numbers.size());
 }
 
 }  // namespace KestrelCLI

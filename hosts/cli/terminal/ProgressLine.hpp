@@ -26,7 +26,8 @@ public:
     void clear();
 
     /// The line for `columns` columns, without the sequences that place it.
-    [[nodiscard]] static std::string text(const KestrelCore::ScanProgress& progress, std::size_t columns);
+    [[nodiscard]] static std::string text(const KestrelCore::ScanProgress& progress, std::size_t columns,
+                                          const Session& session);
 
 private:
     const Session& session_;

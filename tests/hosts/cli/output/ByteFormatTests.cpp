@@ -7,6 +7,15 @@
 
 namespace KestrelCLI {
 
+TEST(ByteFormat, roundsToBinaryUnits) {
+    EXPECT_EQ(ByteFormat::rounded(1023, SizeUnits::binary), "1023 B");
+    EXPECT_EQ(ByteFormat::rounded(1024, SizeUnits::binary), "1.00 KiB");
+    EXPECT_EQ(ByteFormat::rounded(1023 * 1024, SizeUnits::binary), "1023 KiB");
+    EXPECT_EQ(ByteFormat::rounded(1024 * 1024 - 1, SizeUnits::binary), "1.00 MiB");  // never "1024 KiB"
+    EXPECT_EQ(ByteFormat::rounded(4'822'151'168, SizeUnits::binary), "4.49 GiB");
+    EXPECT_EQ(ByteFormat::rounded(std::numeric_limits<std::int64_t>::min(), SizeUnits::binary), "-8.00 EiB");
+}
+
 TEST(ByteFormat, roundsToThreeDigitsInDecimalUnits) {
     struct Case {
         std::int64_t bytes;

@@ -124,12 +124,16 @@ TEST(SizeTree, staysWithinTheTerminalAndEscapesNames) {
         shown.out.str("");
         writeTree(shown.session, sizeTree(snapshot, {}), 1000);
         std::istringstream lines{shown.out.str()};
-        std::size_t count = 0;
-        for (std::string line; std::getline(lines, line); ++count) {
+        std::string text;
+        for (std::string line; std::getline(lines, line);) {
             EXPECT_LE(TerminalText::width(line), columns) << line;
             EXPECT_EQ(line.find('\x1b'), std::string::npos) << line;
+            // Letters alone: what branches and blanks stand before the further lines of a name does not matter.
+            for (const char c : line) {
+                if (c >= 'a' && c <= 'z') text += c;
+            }
         }
-        EXPECT_EQ(count, 3U);
+        EXPECT_NE(text.find("averylongnamethatnosmallterminalcanshowasawhole"), std::string::npos) << text;
     }
 }
 

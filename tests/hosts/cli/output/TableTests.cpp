@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <sstream>
 #include <string>
@@ -19,15 +20,81 @@ TEST(Table, alignsByColumnsAndEndsNoLineInBlanks) {
     EXPECT_EQ(out.str(), "  Size  Name\n  9 kB  写\n120 MB  b\n");
 }
 
-TEST(Table, shortensTheColumnThatMayShrinkToFitTheWidth) {
-    Table table{{{.title = ""}, {.title = "", .shrinks = true}}};
-    table.addRow({{"1"}, {"/a/very/long/path/to/some/file.txt"}});
+TEST(Table, wrapsTheColumnThatMayShrinkBehindItsSlashes) {
+    Table table{{{.title = "N", .align = Table::Align::right}, {.title = "Path", .shrinks = true}, {.title = "Kind"}}};
+    table.addRow({{"1"}, {"/a/very/long/path/to/some/file.txt"}, {"text"}});
+    table.addRow({{"22"}, {"/b"}, {"none"}});
     std::ostringstream out;
-    table.write(out, 20, false);
-    std::string line = out.str();
-    line.pop_back();
-    EXPECT_EQ(TerminalText::width(line), 20U) << line;
-    EXPECT_TRUE(line.ends_with("file.txt")) << line;
+    table.write(out, 26, false);
+    EXPECT_EQ(out.str(), " N  Path              Kind\n"
+                         " 1  /a/very/long/     text\n"
+                         "    path/to/some/\n"
+                         "    file.txt\n"
+                         "22  /b                none\n");
+}
+
+TEST(Table, losesNothingAtAnyWidth) {
+    const std::string path = "/home/anna/.var/app/org.example.Editor/data/a name with blanks/" + std::string(150, 'x');
+    for (const std::size_t columns : {60U, 80U, 120U, 200U}) {
+        Table table{{{.title = "", .align = Table::Align::right}, {.title = ""}, {.title = "", .shrinks = true}}};
+        table.addRow({{"1.20 GB"}, {"2 years ago"}, {path}});
+        std::ostringstream out;
+        table.write(out, columns, false);
+        std::istringstream lines{out.str()};
+        std::string shown;
+        for (std::string line; std::getline(lines, line);) {
+            EXPECT_LE(TerminalText::width(line), columns) << line;
+            shown += line.substr(22);
+        }
+        EXPECT_EQ(shown, path);
+    }
+}
+
+TEST(Table, cutsAColumnThatIsSaidToBeCut) {
+    Table table{{{.title = ""}, {.title = "", .shrinks = true, .isCut = true}}};
+    table.addRow({{"1"}, {"/usr/bin/program --with many --long options"}});
+    std::ostringstream out;
+    table.write(out, 30, false);
+    EXPECT_EQ(out.str(), "1  /usr/bin…any --long options\n");
+    std::ostringstream plain;
+    table.write(plain, 30, false, Characters::ascii);
+    EXPECT_EQ(plain.str(), "1  /usr/bin...y --long options\n");
+}
+
+TEST(Table, boundsTheLinesOfAHostileCell) {
+    Table table{{{.title = "", .shrinks = true}}};
+    table.addRow({{std::string(100'000, 'x')}});
+    std::ostringstream out;
+    table.write(out, 40, false);
+    const std::string shown = out.str();
+    EXPECT_LE(std::ranges::count(shown, '\n'), 17) << shown;
+    EXPECT_NE(shown.find("…"), std::string::npos);
+}
+
+TEST(Table, endsAColourWithTheLineAndBeginsItAgain) {
+    Table table{{{.title = "", .shrinks = true}, {.title = ""}}};
+    table.addRow({{.text = "/some/folder/another/name",
+                   .style = Style::plain,
+                   .paint = [](std::string_view shown) { return painted(Style::bad, shown, true); }},
+                  {"end"}});
+    std::ostringstream out;
+    table.write(out, 21, true);
+    EXPECT_EQ(out.str(), "\x1b[31m/some/folder/\x1b[0m     end\n\x1b[31manother/name\x1b[0m\n");
+}
+
+TEST(Session, showsNamesAsEscapesAlsoInAPipeAndTheHomeAsATildeOnATerminal) {
+    std::ostringstream out;
+    Session session{.out = out, .messages = out, .terminal = {}, .options = {}, .home = "/home/anna"};
+    EXPECT_EQ(session.shown("a\nb\\é"), "a\\nb\\\\é");
+    EXPECT_EQ(session.shownPath("/home/anna/x"), "/home/anna/x");
+    session.terminal.isOutput = true;
+    EXPECT_EQ(session.shownPath("/home/anna/x\n"), "~/x\\n");
+    EXPECT_EQ(session.shownPath("/home/anna"), "~");
+    EXPECT_EQ(session.shownPath("/home/annabel/x"), "/home/annabel/x");
+    session.terminal.isASCII = true;
+    EXPECT_EQ(session.shownPath("/home/anna/é"), "~/\\u{e9}");
+    session.home = "/";
+    EXPECT_EQ(session.shownPath("/usr"), "/usr");
 }
 
 TEST(Terminal, paintsOnlyWhenThereIsColor) {

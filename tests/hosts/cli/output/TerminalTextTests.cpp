@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace KestrelCLI {
 
@@ -66,6 +68,29 @@ TEST(TerminalText, shortensInTheMiddleAndNeverPassesTheWidth) {
     for (std::size_t columns = 0; columns <= 20; ++columns) {
         EXPECT_LE(TerminalText::width(TerminalText::shortened(wide, columns)), columns) << columns;
     }
+}
+
+TEST(TerminalText, wrapsBehindSlashesElseBlanksElseWhereTheLineIsFull) {
+    using Pieces = std::vector<std::string_view>;
+    EXPECT_EQ(TerminalText::wrapped("", 5), Pieces{""});
+    EXPECT_EQ(TerminalText::wrapped("/usr/share/doc", 20), Pieces{"/usr/share/doc"});
+    EXPECT_EQ(TerminalText::wrapped("/usr/share/doc", 12), (Pieces{"/usr/share/", "doc"}));
+    EXPECT_EQ(TerminalText::wrapped("/a/longername", 8), (Pieces{"/a/longe", "rname"}));
+    EXPECT_EQ(TerminalText::wrapped("some words here", 11), (Pieces{"some words ", "here"}));
+    EXPECT_EQ(TerminalText::wrapped("写真写", 3), (Pieces{"写", "真", "写"}));
+    EXPECT_EQ(TerminalText::wrapped("写", 1), Pieces{"写"});
+    for (std::size_t columns = 1; columns < 30; ++columns) {
+        const std::string text = "/home/anna/größe 写真/a b c/x";
+        std::string whole;
+        for (const std::string_view piece : TerminalText::wrapped(text, columns)) whole += piece;
+        EXPECT_EQ(whole, text) << columns;
+    }
+}
+
+TEST(TerminalText, showsOnlyASCIIWhereNothingElseCanBe) {
+    EXPECT_EQ(TerminalText::escaped("größe “a”\\", Characters::ascii), "gr\\u{f6}\\u{df}e \\u{201c}a\\u{201d}\\\\");
+    EXPECT_EQ(TerminalText::shortened("/home/someone/film.mkv", 12, Characters::ascii), "/ho...lm.mkv");
+    EXPECT_EQ(TerminalText::shortened("abcdef", 2, Characters::ascii), "..");
 }
 
 TEST(TerminalText, padsByColumnsOnEitherSide) {

@@ -44,11 +44,13 @@ TEST(ProgressLine, writesNothingWithoutATerminal) {
 }
 
 TEST(ProgressLine, showsItemsBytesAndAPathThatFits) {
-    EXPECT_EQ(ProgressLine::text(progress, 80), "    12,345 items   4.82 GB  /usr/lib/x.so");
+    std::ostringstream out;
+    const Session session{.out = out, .messages = out, .terminal = {}, .options = {}};
+    EXPECT_EQ(ProgressLine::text(progress, 80, session), "    12,345 items   4.82 GB  /usr/lib/x.so");
     ScanProgress hostile = progress;
     hostile.currentPath = "/a/\x1b]0;title\x07/" + std::string(500, 'x') + "\n";
     for (const std::size_t columns : {0U, 5U, 20U, 30U, 80U}) {
-        const std::string text = ProgressLine::text(hostile, columns);
+        const std::string text = ProgressLine::text(hostile, columns, session);
         EXPECT_LE(TerminalText::width(text), columns);
         EXPECT_EQ(text.find_first_of("\x1b\x07\n"), std::string::npos);
     }
