@@ -15,6 +15,7 @@
 //     Path=/home/anna/old%20photos
 //     Item=64768 1234567 16384
 //     TrashedAt=816948000.25
+//     Request=0E2A5C1C-96F5-4D0B-9E0B-4E8A2D1C7B11
 //     ResultingPath=/home/anna/.local/share/Trash/files/old%20photos
 //
 // Paths are percent-encoded where a byte is not printable ASCII, a blank or "%". The last line comes after the move.
@@ -54,6 +55,7 @@ std::string receiptText(const TrashReceipt& receipt) {
     std::string text = fmt::format("{}\nPath={}\nItem={} {} {}\nTrashedAt={}\n", heading, encodedPath(receipt.path),
                                    receipt.identity.device, receipt.identity.inode, receipt.fileTypeBits,
                                    receipt.trashedAt.secondsSinceReferenceDate);
+    if (receipt.request) text += "Request=" + receipt.request->uuidString() + "\n";
     if (receipt.resultingPath) text += "ResultingPath=" + encodedPath(*receipt.resultingPath) + "\n";
     return text;
 }
@@ -79,6 +81,8 @@ std::optional<TrashReceipt> trashReceipt(const UUID& id, std::string_view text) 
         } else if (key == "ResultingPath") {
             // One that can't be read is as good as none: the item is then looked for.
             receipt.resultingPath = decodedPath(value);
+        } else if (key == "Request") {
+            receipt.request = UUID::parse(value);
         } else if (key == "Item") {
             hasItem = takeNumber(value, receipt.identity.device) && takeNumber(value, receipt.identity.inode) &&
                       takeNumber(value, receipt.fileTypeBits) && value.empty();

@@ -1,6 +1,7 @@
 #include "KestrelCore/Deletion/TrashReceipts.hpp"
 
 #include "Deletion/TrashReceiptText.hpp"
+#include "KestrelCore/Base/Path.hpp"
 #include "KestrelCore/Base/PlatformError.hpp"
 #include "KestrelCore/Deletion/SafetyPolicy.hpp"
 #include "Platform/FileStatus.hpp"
@@ -27,6 +28,7 @@ ExpectedItem expectedItem(const TrashReceipt& receipt) {
 std::vector<TrashReceipt> receiptsFor(const std::vector<FileRecord>& records) {
     std::vector<TrashReceipt> receipts;
     receipts.reserve(records.size());
+    const UUID request = UUID::random();
     for (const FileRecord& record : records) {
         const FileStatusResult found = fileStatus(record.path().string());
         receipts.push_back({.id = UUID::random(),
@@ -34,7 +36,8 @@ std::vector<TrashReceipt> receiptsFor(const std::vector<FileRecord>& records) {
                             .resultingPath = {},
                             .trashedAt = Date::now(),
                             .identity = record.identity().value_or(FileIdentity{}),
-                            .fileTypeBits = found.status ? fileTypeBits(found.status->type) : 0});
+                            .fileTypeBits = found.status ? fileTypeBits(found.status->type) : 0,
+                            .request = request});
     }
     return receipts;
 }
@@ -135,9 +138,16 @@ std::optional<Text> TrashReceipts::presentPlace(const TrashReceipt& receipt) {
     return place ? std::optional<Text>{place->path()} : std::nullopt;
 }
 
-DeletionItemResult TrashReceipts::restore(const TrashReceipt& receipt) const {
+DeletionItemResult TrashReceipts::restore(const TrashReceipt& receipt, const std::optional<Text>& name) const {
     DeletionItemResult result{.id = receipt.id, .path = receipt.path, .resultingPath = {}, .message = {}};
-    const URL destination = URL::fromPath(receipt.path);
+    const Text path = name ? Path::appending(Path::deletingLastComponent(receipt.path), *name) : receipt.path;
+    const bool isName = !name || (Path::lastComponent(Path::standardized(path)).view() == name->view() &&
+                                  name->view().find('\0') == std::string_view::npos);
+    if (!isName) {
+        result.message = "That is no name that an item can have.";
+        return result;
+    }
+    const URL destination = URL::fromPath(path);
     if (const auto reason = SafetyPolicy::blockedReason(destination)) {
         result.message = *reason;
         result.errorCase = KestrelError::Case::safetyViolation;
@@ -149,9 +159,10 @@ DeletionItemResult TrashReceipts::restore(const TrashReceipt& receipt) const {
         return result;
     }
     try {
-        const auto remark = restoreFromTrash(URL::fromPath(*place), destination, expectedItem(receipt));
+        const auto remark =
+            restoreFromTrash(URL::fromPath(*place), URL::fromPath(receipt.path), expectedItem(receipt), name);
         result.succeeded = true;
-        result.resultingPath = receipt.path;
+        result.resultingPath = path;
         result.message = remark ? Text::concatenating({restoredMessage, " ", remark->view()}) : Text{restoredMessage};
         forget(receipt);
     } catch (const PlatformError& error) {

@@ -78,6 +78,34 @@ TEST_F(TrashReceiptsTest, neverOverwrites) {
     EXPECT_TRUE(TrashReceipts::presentPlace(receipts.receipts()[0]));
 }
 
+TEST_F(TrashReceiptsTest, restoresUnderAnotherNameInTheSameFolder) {
+    const std::string path = file("a");
+    ASSERT_TRUE(trash({diskRecord(path)})[0].succeeded);
+    const TrashReceipt receipt = receipts.receipts().at(0);
+    for (const char* name : {"", ".", "..", "sub/b", "../b", "/b"}) {
+        EXPECT_FALSE(receipts.restore(receipt, Text{name}).succeeded) << name;
+    }
+    EXPECT_FALSE(receipts.restore(receipt, Text{std::string_view{"b\0c", 3}}).succeeded);
+    file("taken");
+    EXPECT_FALSE(receipts.restore(receipt, "taken").succeeded);
+    const DeletionItemResult restored = receipts.restore(receipt, "b");
+    EXPECT_TRUE(restored.succeeded) << restored.message.string();
+    EXPECT_EQ(restored.resultingPath, Text{folder / "b"});
+    EXPECT_TRUE(fs::exists(folder / "b"));
+    EXPECT_FALSE(fs::exists(path));
+    EXPECT_TRUE(receipts.receipts().empty());
+}
+
+TEST_F(TrashReceiptsTest, shareTheirRequest) {
+    (void)trash({diskRecord(file("a")), diskRecord(file("b"))});
+    (void)trash({diskRecord(file("c"))});
+    const auto kept = receipts.receipts();
+    ASSERT_EQ(kept.size(), 3U);
+    EXPECT_TRUE(kept[0].request.has_value());
+    EXPECT_EQ(kept[1].request, kept[2].request);
+    EXPECT_NE(kept[0].request, kept[1].request);
+}
+
 TEST_F(TrashReceiptsTest, findsAnItemWhoseMoveWasInterrupted) {
     const std::string path = file("a");
     const auto results = trash({diskRecord(path)});
@@ -172,6 +200,8 @@ TEST(TrashReceipt, readsWhatItWrites) {
     TrashReceipt receipt = aReceipt();
     EXPECT_EQ(trashReceipt(receipt.id, receiptText(receipt)), receipt);
     receipt.resultingPath = std::nullopt;
+    EXPECT_EQ(trashReceipt(receipt.id, receiptText(receipt)), receipt);
+    receipt.request = UUID::random();
     EXPECT_EQ(trashReceipt(receipt.id, receiptText(receipt)), receipt);
 }
 

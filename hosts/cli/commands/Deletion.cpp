@@ -1,5 +1,6 @@
 #include "commands/Deletion.hpp"
 
+#include "commands/NamedItem.hpp"
 #include "output/ModelJSON.hpp"
 #include "output/Table.hpp"
 #include "output/TerminalText.hpp"
@@ -18,7 +19,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <filesystem>
 #include <fmt/format.h>
 #include <vector>
 
@@ -37,8 +37,6 @@ namespace KestrelCLI {
 namespace {
 
 using namespace KestrelCore;
-
-constexpr const char* missingMessage = "The item no longer exists or cannot be inspected.";
 
 /// A refusal by a rule of safety has an exit code of its own, so that a script can tell it from what went wrong.
 ExitCode codeOf(KestrelError::Case errorCase) {
@@ -59,70 +57,6 @@ struct PlannedItem {
         return *this;
     }
 };
-
-/// What an operand names, or why it names nothing that could go.
-struct NamedItem {
-    std::string path;  ///< raw bytes, absolute, without "." and ".."
-    std::optional<Text> refusal;
-    ExitCode code = ExitCode::done;
-};
-
-/// Finds what the operand names as the system would: against the current folder, which must exist, and with ".." as the
-/// parent of what really is before it, also behind a link. Nothing is resolved in text before the disk was asked.
-NamedItem namedItem(const std::string& operand) {
-    namespace fs = std::filesystem;
-    const auto refused = [&operand](const char* reason, ExitCode code) { return NamedItem{operand, reason, code}; };
-    if (operand.empty() || operand.find('\0') != std::string::npos)
-        return refused("The path is empty or holds a NUL.", ExitCode::failed);
-    std::error_code error;
-    std::string resolved;
-    if (!operand.starts_with('/')) {
-        resolved = fs::current_path(error).string();
-        if (error || !resolved.starts_with('/'))
-            return refused("The current folder no longer exists.", ExitCode::failed);
-    }
-    // Components, without "." and empty ones. A "." at the end is refused rather than dropped: what it
-    // stands for is to be named itself.
-    // What is before the last ".." is the system's to resolve; what comes after it stays as it was typed.
-    std::vector<std::string> after;
-    for (std::size_t begin = 0; begin < operand.size();) {
-        const std::size_t end = std::min(operand.find('/', begin), operand.size());
-        const std::string component = operand.substr(begin, end - begin);
-        begin = end + 1;
-        if (component != ".") {
-            if (!component.empty()) after.push_back(component);
-        } else if (operand.find_first_not_of('/', begin) == std::string::npos) {
-            return refused("A path that ends in “.” or “..” is not taken away; name the item itself.",
-                           ExitCode::refused);
-        }
-    }
-    if (!after.empty() && after.back() == "..")
-        return refused("A path that ends in “.” or “..” is not taken away; name the item itself.", ExitCode::refused);
-    const auto lastUp = std::find(after.rbegin(), after.rend(), "..");
-    for (auto component = after.begin(); component != lastUp.base(); ++component) resolved += "/" + *component;
-    if (lastUp != after.rend()) {
-        resolved = fs::canonical(resolved, error).string();
-        if (error) return refused(missingMessage, ExitCode::failed);
-    }
-    if (resolved == "/") resolved.clear();
-    for (auto component = lastUp.base(); component != after.end(); ++component) resolved += "/" + *component;
-    if (resolved.empty()) resolved = "/";
-    // A slash at the end says that it is a folder; of a link the policy speaks.
-    const fs::file_status status = fs::symlink_status(resolved, error);
-    if (operand.ends_with('/') && fs::exists(status) && !fs::is_directory(status) && !fs::is_symlink(status))
-        return refused(missingMessage, ExitCode::failed);
-    // A text with replacement characters is another item's name.
-    if (Text{resolved}.view() != resolved) return refused(missingMessage, ExitCode::failed);
-    return {.path = resolved, .refusal = {}};
-}
-
-/// What the program itself needs: the databases, the files that SQLite keeps beside them, and the receipts.
-std::vector<ProtectedPlace> ownPlaces(const Session& session) {
-    std::vector<ProtectedPlace> places;
-    for (const std::string& path : ownPaths(session))
-        places.push_back({path, "Kestrel’s own snapshot database is there; “kestrel clear” empties it."});
-    return places;
-}
 
 /// What is to become of an operand. The order of the tests decides which reason is told: what the operand itself says,
 /// then the rules by path, then what the disk says, and at last what the options allow.
@@ -200,6 +134,18 @@ std::vector<Text> pathsOf(const std::vector<FileRecord>& records) {
 
 std::string itemCount(std::uint64_t count) { return count == 1 ? "1 item" : fmt::format("{} items", count); }
 
+/// Said once behind the sum, and not with each item.
+constexpr const char* stillUsedSentence = " It still counts as used until the Trash is emptied: kestrel trash --empty.";
+
+/// The message of one item, without the sentence about the space that all trashed items have in common.
+std::string withoutSpaceSentence(const DeletionItemResult& result) {
+    constexpr std::string_view sentence = " Space is reclaimed after Trash is emptied.";
+    std::string message = result.message.string();
+    const std::size_t at = result.succeeded && result.resultingPath ? message.find(sentence) : std::string::npos;
+    if (at != std::string::npos) message.erase(at, sentence.size());
+    return message;
+}
+
 /// What became of the items that the plan let pass.
 struct Execution {
     std::vector<DeletionItemResult> results;  ///< of the items that were tried
@@ -220,7 +166,7 @@ Execution execute(const Session& session, const std::vector<FileRecord>& records
         if (!session.options.json) {
             session.out << session.painted(result.succeeded ? Style::good : Style::bad,
                                            fmt::format("{}: {}", session.shown(result.path.view()),
-                                                       session.shown(result.message.view())))
+                                                       session.shown(withoutSpaceSentence(result))))
                         << '\n';
         }
         return !Interruption::isRequested();
@@ -236,6 +182,18 @@ Execution execute(const Session& session, const std::vector<FileRecord>& records
 }
 
 }  // namespace
+
+std::vector<ProtectedPlace> ownPlaces(const Session& session) {
+    std::vector<ProtectedPlace> places;
+    for (const std::string& path : ownPaths(session))
+        places.push_back({path, "Kestrel’s own snapshot database is there; “kestrel clear” empties it."});
+    return places;
+}
+
+std::string restoreCall(const Session& session) {
+    const auto store = namedStorePath(session);
+    return store ? fmt::format("kestrel restore --store {} ", session.shown(*store)) : "kestrel restore ";
+}
 
 ExitCode exitCode(const DeletionItemResult& result) {
     if (result.succeeded) return ExitCode::done;
@@ -318,9 +276,11 @@ ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOpti
     } else if (options.isDryRun) {
         session.out << fmt::format("{} would go; nothing was touched.\n", amount);
     } else if (!isDeclined) {
-        session.out << fmt::format("{} {} ({}).\n", isTrash ? "Moved" : "Removed", itemCount(gonePaths.size()),
-                                   session.size(reclaimable));
+        session.out << fmt::format("{} {}{} ({}).{}\n", isTrash ? "Moved" : "Removed", itemCount(gonePaths.size()),
+                                   isTrash ? " to the Trash" : "", session.size(reclaimable),
+                                   isTrash && !gonePaths.empty() ? stillUsedSentence : "");
         if (options.afterwards) options.afterwards(nullptr, gonePaths);
+        if (isTrash && !gonePaths.empty()) session.out << fmt::format("Undo: {}--last\n", restoreCall(session));
     }
     if (execution.isInterrupted) {
         const std::size_t left = records.size() - execution.results.size();

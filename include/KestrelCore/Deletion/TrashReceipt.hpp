@@ -19,6 +19,8 @@ struct TrashReceipt {
     Date trashedAt;
     FileIdentity identity;
     std::uint32_t fileTypeBits = 0;  ///< of its mode
+    /// The same in all receipts of one request; absent in those that earlier versions wrote.
+    std::optional<UUID> request = std::nullopt;
 
     bool operator==(const TrashReceipt&) const = default;
 };

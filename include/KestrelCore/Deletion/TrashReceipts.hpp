@@ -36,8 +36,10 @@ public:
     /// Where the item is in the Trash now; empty when it is no longer there.
     [[nodiscard]] static std::optional<Text> presentPlace(const TrashReceipt& receipt);
     /// Puts the item back to where it was and drops the receipt: only out of a Trash folder, never over another item,
-    /// and only into a folder that exists. The result's message says what happened.
-    [[nodiscard]] DeletionItemResult restore(const TrashReceipt& receipt) const;
+    /// and only into a folder that exists. With `name` it gets that name there: one component of a path. The result's
+    /// message says what happened; its `resultingPath` is where the item is now.
+    [[nodiscard]] DeletionItemResult restore(const TrashReceipt& receipt,
+                                             const std::optional<Text>& name = std::nullopt) const;
     /// Drops the receipt; the item stays in the Trash.
     void forget(const TrashReceipt& receipt) const;
 

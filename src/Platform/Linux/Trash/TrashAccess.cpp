@@ -49,17 +49,22 @@ PlatformError notRestorable(const Text& sentence) {
 
 }  // namespace
 
-std::optional<Text> restoreFromTrash(const URL& trashed, const URL& destination, const ExpectedItem& expected) {
+std::optional<Text> restoreFromTrash(const URL& trashed, const URL& original, const ExpectedItem& expected,
+                                     const std::optional<Text>& name) {
     const auto source = trashedItem(trashed);
     if (!source) throw notRestorable("The item is not in a trash of this user.");
     const auto status = statusIn(source->trash.files.get(), source->name);
     if (!status) throw notRestorable("The item is no longer in the trash.");
     if (!matches(*status, expected)) throw notRestorable("The item in the trash is not the one that was put there.");
-    const ItemLocation target = locateItem(destination, FileOperation::createDirectory);
+    ItemLocation target = locateItem(original, FileOperation::createDirectory);
     const auto info = source->trash.readInfo(source->name);
     const auto recorded = info ? pathOfTrashInfo(*info) : std::nullopt;
     if (recorded != source->trash.infoPath(target.path))
         throw notRestorable("The trash does not say that the item comes from there.");
+    if (name) {
+        target.path.replace(target.path.size() - target.name.size(), target.name.size(), name->view());
+        target.name = name->string();
+    }
 
     const int error =
         renameSurely(source->trash.files.get(), source->name, target.folder.get(), target.name, asExpected(*status));
