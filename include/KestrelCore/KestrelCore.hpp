@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KestrelCore/Applications/ApplicationInspector.hpp"
+#include "KestrelCore/Applications/ApplicationOrphan.hpp"
 #include "KestrelCore/Applications/ApplicationRecord.hpp"
 #include "KestrelCore/Applications/DesktopApplicationInspector.hpp"
 #include "KestrelCore/Applications/ResidueCandidate.hpp"

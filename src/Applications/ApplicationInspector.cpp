@@ -1,6 +1,7 @@
 #include "KestrelCore/Applications/ApplicationInspector.hpp"
 
 #include "Applications/Bundles/Bundle.hpp"
+#include "Applications/Orphans.hpp"
 #include "Applications/Residues.hpp"
 #include "KestrelCore/Base/NaturalOrder.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
@@ -11,6 +12,8 @@ namespace KestrelCore {
 namespace {
 
 constexpr const char* systemApplications = "/Applications";
+/// How many folders may stand between an application folder and a bundle that counts as installed.
+constexpr int deepestVendorFolder = 2;
 
 /// Empty for what is no application: the name must say so, and the bundle must open. A bundle that gives no name goes
 /// by the name of its folder.
@@ -36,6 +39,18 @@ std::vector<URL> entriesOf(const Text& folder, const FileManager& fileManager) {
         return fileManager.contentsOfDirectory(URL::fromPath(folder, true), true);
     } catch (const PlatformError&) {
         return {};
+    }
+}
+
+/// Adds the identifiers of the bundles in a folder and, as vendors group theirs, in its folders.
+void addClaims(IdentifierClaims& claims, const Text& folder, const FileManager& fileManager, int depth = 0) {
+    for (const URL& entry : entriesOf(folder, fileManager)) {
+        if (entry.pathExtension().lowercased() == "app") {
+            const std::optional<Bundle> bundle = Bundle::open(entry.path());
+            if (bundle) claims.add(bundle->identifier().value_or(Text{}));
+        } else if (depth < deepestVendorFolder) {
+            addClaims(claims, entry.path(), fileManager, depth + 1);
+        }
     }
 }
 
@@ -86,6 +101,13 @@ std::vector<ApplicationRecord> ApplicationInspector::installedApplications() con
         return NaturalOrder::compareInList(a.displayName, b.displayName) < 0;
     });
     return records;
+}
+
+std::vector<ApplicationOrphan> ApplicationInspector::orphans() const {
+    const ApplicationLocations locations = locations_ ? *locations_ : currentLocations(*fileManager_);
+    IdentifierClaims claims;
+    for (const Text& folder : locations.applicationFolders) addClaims(claims, folder, *fileManager_);
+    return libraryOrphans(claims, locations.libraryFolder, *fileManager_);
 }
 
 std::vector<ApplicationRecord> ApplicationInspector::pruning(const std::vector<ApplicationRecord>& records,

@@ -46,34 +46,17 @@ std::int64_t measuredBytes(const FileManager& fileManager, const URL& url) {
     return fileManager.allocatedBytes(url).value_or(0);
 }
 
-ResidueCandidate residueAt(const Text& path, ResidueConfidence confidence, std::string_view why, const Text& name,
-                           const FileManager& fileManager) {
-    URL url = URL::fromPath(path);
-    const std::int64_t bytes = measuredBytes(fileManager, url);
-    return {.id = UUID::random(),
-            .url = std::move(url),
-            .allocatedBytes = bytes,
-            .confidence = confidence,
-            .evidence = Text::concatenating({why, name.view()})};
-}
-
 constexpr std::string_view bundleMatch = "Exact bundle identifier match: ";
 constexpr std::string_view identifierMatch = "Exact application identifier match: ";
 constexpr std::string_view nameMatch = "Name match: ";
 
-/// A place in the Library folder that holds an item named after the bundle identifier.
-struct LibraryPlace {
-    const char* folder;
-    const char* suffix;
-};
-
-constexpr std::array<LibraryPlace, 7> libraryPlaces{{{"Caches", ""},
-                                                     {"Containers", ""},
-                                                     {"Application Scripts", ""},
-                                                     {"HTTPStorages", ""},
-                                                     {"WebKit", ""},
-                                                     {"Preferences", ".plist"},
-                                                     {"Saved Application State", ".savedState"}}};
+constexpr std::array<LibraryPlace, 7> placesInLibrary{{{"Caches", ""},
+                                                       {"Containers", ""},
+                                                       {"Application Scripts", ""},
+                                                       {"HTTPStorages", ""},
+                                                       {"WebKit", ""},
+                                                       {"Preferences", ".plist"},
+                                                       {"Saved Application State", ".savedState"}}};
 
 /// What the desktop and its services keep in the base folders, or many applications at once; and the user's own
 /// folders, should a base folder be set to the home directory. Lowercased.
@@ -176,12 +159,11 @@ public:
         : locations_{locations}, fileManager_{fileManager} {}
 
     std::vector<ResidueCandidate> run(const DesktopApplicationNames& names) && {
-        const std::array<Text, 4> bases{locations_.cacheFolder, locations_.configurationFolder, locations_.dataFolder,
-                                        locations_.stateFolder};
+        const std::array<Text, 4> bases = baseFolders(locations_);
         const std::string_view identifier = names.identifier.view();
         const auto dots = std::count(identifier.begin(), identifier.end(), '.');
         if (isPlainName(names.identifier)) {
-            addByIdentifier(Path::appending(locations_.homeFolder, ".var/app"), names.identifier);
+            addByIdentifier(flatpakDataFolder(locations_), names.identifier);
             if (dots >= 2) {
                 for (const Text& base : bases) addByIdentifier(base, names.identifier);
             }
@@ -229,11 +211,30 @@ private:
 
 }  // namespace
 
+ResidueCandidate residueAt(const Text& path, ResidueConfidence confidence, std::string_view why, const Text& name,
+                           const FileManager& fileManager) {
+    URL url = URL::fromPath(path);
+    const std::int64_t bytes = measuredBytes(fileManager, url);
+    return {.id = UUID::random(),
+            .url = std::move(url),
+            .allocatedBytes = bytes,
+            .confidence = confidence,
+            .evidence = Text::concatenating({why, name.view()})};
+}
+
+std::span<const LibraryPlace> libraryPlaces() { return placesInLibrary; }
+
+std::array<Text, 4> baseFolders(const DesktopLocations& locations) {
+    return {locations.cacheFolder, locations.configurationFolder, locations.dataFolder, locations.stateFolder};
+}
+
+Text flatpakDataFolder(const DesktopLocations& locations) { return Path::appending(locations.homeFolder, ".var/app"); }
+
 std::vector<ResidueCandidate> libraryResidues(const Text& identifier, const Text& libraryFolder,
                                               const FileManager& fileManager) {
     std::vector<ResidueCandidate> residues;
     if (libraryFolder.isEmpty() || !isPlainName(identifier)) return residues;
-    for (const LibraryPlace& place : libraryPlaces) {
+    for (const LibraryPlace& place : placesInLibrary) {
         const Text path =
             Text::concatenating({libraryFolder.view(), "/", place.folder, "/", identifier.view(), place.suffix});
         if (!fileManager.exists(path)) continue;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KestrelCore/Applications/ApplicationOrphan.hpp"
 #include "KestrelCore/Applications/ApplicationRecord.hpp"
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Export.hpp"
@@ -38,6 +39,12 @@ public:
     /// The applications, sorted by name as a file browser sorts them; an application in both folders comes twice. Never
     /// fails: what can't be read contributes nothing. Blocks: it reads folders and measures residues.
     [[nodiscard]] std::vector<ApplicationRecord> installedApplications() const;
+
+    /// What applications left behind that are not installed any more: items in the places of the Library where residues
+    /// are looked for that carry an identifier with two dots at least, as far as no application has it or is a part of
+    /// what has it. Applications in folders within the application folders count as installed, and what carries an
+    /// identifier of the system's own (com.apple) as its own. Sorted by identifier. Never fails. Blocks.
+    [[nodiscard]] std::vector<ApplicationOrphan> orphans() const;
 
     /// Brings a list up to date after the items at `deletedPaths`, with everything beneath them, were deleted: drops
     /// their records and residues, and keeps the order. Asks nothing of the disk.

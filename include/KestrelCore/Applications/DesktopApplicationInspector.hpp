@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KestrelCore/Applications/ApplicationOrphan.hpp"
 #include "KestrelCore/Applications/ApplicationRecord.hpp"
 #include "KestrelCore/Export.hpp"
 #include "KestrelCore/Platform/DesktopLocations.hpp"
@@ -29,6 +30,12 @@ public:
     /// A residue that carries the full identifier (with two dots at least, or in the folder of the Flatpaks) is `high`;
     /// one that only carries a name is `uncertain`, and so is one that two applications lay claim to.
     [[nodiscard]] std::vector<ApplicationRecord> installedApplications() const;
+
+    /// What applications left behind that are not installed any more: the Flatpaks' own folders and folders that carry
+    /// an identifier with two dots at least, in the places where residues are looked for, as far as nothing installed
+    /// goes by that name, displayed or not, or is a part of what does. Sorted by identifier. What can't be read
+    /// contributes nothing. Blocks. Throws what `DesktopLocations::current` throws, and nothing else.
+    [[nodiscard]] std::vector<ApplicationOrphan> orphans() const;
 
 private:
     std::shared_ptr<const DesktopLocations> locations_;  ///< null: those of the environment, asked at each call
