@@ -3,6 +3,7 @@
 #include "KestrelCore/Applications/ApplicationInspector.hpp"
 #include "KestrelCore/Applications/ApplicationOrphan.hpp"
 #include "KestrelCore/Applications/ApplicationRecord.hpp"
+#include "KestrelCore/Applications/ApplicationRemoval.hpp"
 #include "KestrelCore/Applications/DesktopApplicationInspector.hpp"
 #include "KestrelCore/Applications/ResidueCandidate.hpp"
 #include "KestrelCore/Base/CancellationToken.hpp"

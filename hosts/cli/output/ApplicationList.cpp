@@ -83,16 +83,43 @@ void showApplications(const Session& session, const std::vector<ApplicationRecor
                 << countOf(residues, "residue", "residues") << ", " << session.size(bytes) << '\n';
 }
 
-void showResidues(const Session& session, const std::vector<ApplicationRecord>& applications) {
-    bool isFirst = true;
-    for (const ApplicationRecord& application : applications) {
-        if (!isFirst) session.out << '\n';
-        isFirst = false;
+namespace {
+
+/// A path as a shell takes it for one word.
+std::string quoted(std::string_view path) {
+    std::string text = "'";
+    for (const char c : path) {
+        if (c == '\'') {
+            text += "'\\''";
+        } else {
+            text += c;
+        }
+    }
+    return text + "'";
+}
+
+/// How the application itself goes.
+std::string removalSentence(const ApplicationRecord& application, const std::optional<Text>& command) {
+    if (command) return fmt::format("Removed by: {}", command->view());
+    const std::string_view path = application.url.path().view();
+    if (path.ends_with(".desktop"))
+        return "No package that is known here owns its entry: it was installed by hand, or by a program of its own.";
+    return fmt::format("Removed by: kestrel trash {}", quoted(path));
+}
+
+}  // namespace
+
+void showResidues(const Session& session, const std::vector<ApplicationRecord>& applications,
+                  const RemovalCommands& removals) {
+    for (std::size_t i = 0; i < applications.size(); ++i) {
+        const ApplicationRecord& application = applications[i];
+        if (i > 0) session.out << '\n';
         // Names, versions and evidence come from files of the application's own, and may hold anything.
         const std::string version = versionOf(application);
         session.out << session.painted(Style::heading, session.shown(application.displayName.view()))
                     << (version.empty() ? "" : " ") << session.shown(version) << '\n'
                     << session.shownPath(application.url.path().view()) << '\n';
+        if (i < removals.size()) session.out << session.shown(removalSentence(application, removals[i])) << '\n';
         if (application.residues.empty()) {
             session.out << "Nothing was left behind.\n";
             continue;
@@ -112,26 +139,90 @@ void showResidues(const Session& session, const std::vector<ApplicationRecord>& 
     }
 }
 
-void writeApplications(JSONOutput& json, const std::vector<ApplicationRecord>& applications) {
+namespace {
+
+void writeResidues(JSONOutput& json, const std::vector<ResidueCandidate>& residues) {
+    json.beginArray("residues");
+    for (const ResidueCandidate& residue : residues) {
+        json.beginObject();
+        json.member("path", residue.url.path().view());
+        json.member("allocatedBytes", residue.allocatedBytes);
+        json.member("confidence", rawValue(residue.confidence));
+        json.member("evidence", residue.evidence.view());
+        json.member("selectedByDefault", residue.selectedByDefault());
+        json.endObject();
+    }
+    json.endArray();
+}
+
+}  // namespace
+
+void writeApplications(JSONOutput& json, const std::vector<ApplicationRecord>& applications,
+                       const RemovalCommands& removals) {
     json.beginArray("applications");
-    for (const ApplicationRecord& application : applications) {
+    for (std::size_t i = 0; i < applications.size(); ++i) {
+        const ApplicationRecord& application = applications[i];
         json.beginObject();
         json.member("name", application.displayName.view());
         if (application.bundleIdentifier) json.member("identifier", application.bundleIdentifier->view());
         if (application.version) json.member("version", application.version->view());
         json.member("path", application.url.path().view());
+        if (i < removals.size() && removals[i]) json.member("removalCommand", removals[i]->view());
         json.member("estimatedBytes", application.estimatedBytes());
-        json.beginArray("residues");
-        for (const ResidueCandidate& residue : application.residues) {
-            json.beginObject();
-            json.member("path", residue.url.path().view());
-            json.member("allocatedBytes", residue.allocatedBytes);
-            json.member("confidence", rawValue(residue.confidence));
-            json.member("evidence", residue.evidence.view());
-            json.member("selectedByDefault", residue.selectedByDefault());
-            json.endObject();
+        writeResidues(json, application.residues);
+        json.endObject();
+    }
+    json.endArray();
+}
+
+std::vector<ApplicationOrphan> orphansNamed(std::string_view name, const std::vector<ApplicationOrphan>& orphans) {
+    const Text wanted = Text{name}.folded();
+    std::vector<ApplicationOrphan> found;
+    std::ranges::copy_if(orphans, std::back_inserter(found), [&wanted](const ApplicationOrphan& orphan) {
+        return orphan.identifier.folded().contains(wanted);
+    });
+    return found;
+}
+
+void sortOrphans(std::vector<ApplicationOrphan>& orphans, ApplicationOrder order) {
+    std::ranges::stable_sort(orphans, [order](const ApplicationOrphan& a, const ApplicationOrphan& b) {
+        if (order == ApplicationOrder::size && a.estimatedBytes() != b.estimatedBytes())
+            return a.estimatedBytes() > b.estimatedBytes();
+        return NaturalOrder::compareInList(a.identifier, b.identifier) < 0;
+    });
+}
+
+void showOrphans(const Session& session, const std::vector<ApplicationOrphan>& orphans) {
+    Table table{{{.title = "SIZE", .align = Table::Align::right},
+                 {.title = "LEFT BEHIND", .shrinks = true},
+                 {.title = "WHY", .shrinks = true}}};
+    std::int64_t bytes = 0;
+    std::size_t residues = 0;
+    for (const ApplicationOrphan& orphan : orphans) {
+        bytes += orphan.estimatedBytes();
+        residues += orphan.residues.size();
+        for (const ResidueCandidate& residue : orphan.residues) {
+            table.addRow({{session.size(residue.allocatedBytes)},
+                          {session.shownPath(residue.url.path().view())},
+                          {session.shown(residue.evidence.view()), Style::quiet}});
         }
-        json.endArray();
+    }
+    table.write(session);
+    session.out << '\n'
+                << countOf(residues, "item", "items") << " of "
+                << countOf(orphans.size(), "application that is", "applications that are") << " not installed, "
+                << session.size(bytes)
+                << ". None is chosen by itself, since an application may lie where no list leads.\n"
+                << "One goes to the Trash with: kestrel apps --orphans --trash-residues --residue PATH\n";
+}
+
+void writeOrphans(JSONOutput& json, const std::vector<ApplicationOrphan>& orphans) {
+    json.beginArray("orphans");
+    for (const ApplicationOrphan& orphan : orphans) {
+        json.beginObject();
+        json.member("identifier", orphan.identifier.view());
+        json.member("estimatedBytes", orphan.estimatedBytes());
+        writeResidues(json, orphan.residues);
         json.endObject();
     }
     json.endArray();

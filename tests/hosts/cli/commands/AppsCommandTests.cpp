@@ -163,4 +163,71 @@ TEST_F(AppsCommand, showsWhatIsLeftAfterwards) {
     EXPECT_TRUE(holds(again.out, "left nothing behind")) << again.out;
 }
 
+TEST_F(AppsCommand, suggestsNamesThatAreNear) {
+    const Outcome outcome = run("apps 'probe editr'");
+    EXPECT_EQ(outcome.code, 1);
+    EXPECT_TRUE(holds(outcome.messages, "Did you mean \"Probe Editor\"?")) << outcome.messages;
+    EXPECT_TRUE(
+        holds(run("apps prob-notes --trash-residues --yes").messages, "No application is called \"prob-notes\"."));
+    EXPECT_FALSE(holds(run("apps something-else").messages, "Did you mean"));
+}
+
+TEST_F(AppsCommand, saysHowTheApplicationItselfIsRemoved) {
+    write("home/.local/share/flatpak/app/org.example.Flat/x86_64/stable/1/note");
+    fs::create_directory_symlink("x86_64/stable", path("home/.local/share/flatpak/app/org.example.Flat/current"));
+    fs::create_directory_symlink("1", path("home/.local/share/flatpak/app/org.example.Flat/x86_64/stable/active"));
+    EXPECT_TRUE(holds(run("apps org.example.Flat").out, "\nRemoved by: flatpak uninstall org.example.Flat\n"));
+    EXPECT_TRUE(
+        holds(run("apps org.example.Flat --json").out, "\"removalCommand\": \"flatpak uninstall org.example.Flat\""));
+    EXPECT_TRUE(holds(run("apps 'probe notes'").out,
+                      "\nRemoved by: kestrel trash '" + path("home/Applications/Probe Notes.app") + "'\n"));
+    EXPECT_TRUE(holds(run("apps 'probe editor'").out, "installed by hand"));
+}
+
+TEST_F(AppsCommand, trashesAResidueThatIsChosenByName) {
+    const std::string residue = "--residue '" + path("home/.config/probe-editor/") + "'";
+    EXPECT_EQ(run("apps 'Probe Editor' " + residue).code, 2);
+    EXPECT_EQ(run("apps 'Probe Editor' --trash-residues --yes --residue '" + path("home/.config") + "'").code, 2);
+    EXPECT_EQ(run("apps 'Probe Notes' --trash-residues --yes " + residue).code, 2);
+    EXPECT_TRUE(exists("home/.config/probe-editor/settings"));
+    const Outcome outcome = run("apps 'Probe Editor' --trash-residues --yes " + residue);
+    EXPECT_EQ(outcome.code, 0) << outcome.messages;
+    EXPECT_FALSE(exists("home/.config/probe-editor"));
+    EXPECT_FALSE(exists("home/.config/org.example.ProbeEditor"));
+}
+
+TEST_F(AppsCommand, showsWhatRemovedApplicationsLeftBehind) {
+    write("home/.var/app/org.example.Gone/data", std::string(50'000, 'x'));
+    write("home/.cache/org.example.Past/data");
+    write("home/Library/Caches/com.example.lost/data");
+    const Outcome outcome = run("apps --orphans");
+    EXPECT_EQ(outcome.code, 0) << outcome.messages;
+    for (const char* place :
+         {".var/app/org.example.Gone", ".cache/org.example.Past", "Library/Caches/com.example.lost"})
+        EXPECT_TRUE(holds(outcome.out, place)) << outcome.out;
+    EXPECT_TRUE(holds(outcome.out, "3 items of 3 applications that are not installed")) << outcome.out;
+    EXPECT_FALSE(holds(outcome.out, "ProbeEditor")) << outcome.out;
+    EXPECT_FALSE(holds(outcome.out, "probe-notes")) << outcome.out;
+    const Outcome one = run("apps --orphans GONE --json");
+    EXPECT_TRUE(holds(one.out, "\"orphans\": [{\"identifier\": \"org.example.Gone\"")) << one.out;
+    EXPECT_TRUE(holds(one.out, "\"selectedByDefault\": false")) << one.out;
+    EXPECT_FALSE(holds(one.out, "Past")) << one.out;
+    EXPECT_TRUE(holds(run("apps --orphans nothing-such").out, "Nothing of that name was left behind"));
+}
+
+TEST_F(AppsCommand, trashesOnlyThoseOrphansThatAreNamed) {
+    write("home/.var/app/org.example.Gone/data");
+    write("home/.config/org.example.Gone/settings");
+    EXPECT_EQ(run("apps --orphans --trash-residues --yes").code, 2);
+    EXPECT_EQ(run("apps --orphans --trash-residues --yes --residue '" + path("home/.config/probe-editor") + "'").code,
+              2);
+    const Outcome outcome =
+        run("apps --orphans --trash-residues --yes --json --residue '" + path("home/.config/org.example.Gone") + "'");
+    EXPECT_EQ(outcome.code, 0) << outcome.out << outcome.messages;
+    EXPECT_FALSE(exists("home/.config/org.example.Gone"));
+    EXPECT_TRUE(exists("home/.var/app/org.example.Gone/data"));
+    EXPECT_TRUE(exists("home/.config/probe-editor/settings"));
+    EXPECT_TRUE(holds(outcome.out, ".var/app/org.example.Gone")) << outcome.out;
+}
+
 }  // namespace KestrelCLI

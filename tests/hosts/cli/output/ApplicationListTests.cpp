@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -75,7 +76,11 @@ TEST(ApplicationList, sortsBySizeOrByName) {
 
 TEST(ApplicationList, showsNamesWithVisibleEscapesOnATerminal) {
     const std::vector<ApplicationRecord> all{anApplication("Evil\x1b[31m\n", "id\x07", 1'500, "1\r")};
-    for (const auto show : {showApplications, showResidues}) {
+    const auto showAll = [](const Session& session, const std::vector<ApplicationRecord>& applications) {
+        showResidues(session, applications, {Text{"apt remove \x1b[31m"}});
+    };
+    using Show = std::function<void(const Session&, const std::vector<ApplicationRecord>&)>;
+    for (const Show& show : {Show{showApplications}, Show{showAll}}) {
         const std::string text = printed(true, [&](const Session& session) { show(session, all); });
         EXPECT_NE(text.find("Evil\\x1b[31m\\n"), std::string::npos) << text;
         EXPECT_EQ(text.find_first_of("\x1b\x07\r"), std::string::npos) << text;
