@@ -3,6 +3,7 @@
 #include "Base/FatalError.hpp"
 #include "Metrics/SystemMetricsRules.hpp"
 #include "Platform/Linux/Processes/ProcText.hpp"
+#include "Platform/Linux/Sensors/DiskText.hpp"
 #include "Platform/Linux/Sensors/SensorText.hpp"
 
 #include <cmath>
@@ -81,6 +82,18 @@ inline void exerciseProcesses(const std::vector<std::string_view>& pieces) {
         const auto resident = ProcText::residentBytes(piece, 4096);
         expect(resident.value_or(0) >= 0, "Resident bytes are in range");
         expect(ProcText::processIdentifier(piece).value_or(1) > 0, "Identifiers are above 0");
+        expect(ProcText::commandLine(piece).size() <= piece.size(), "A command line adds nothing");
+        (void)ProcText::effectiveUser(piece);
+        (void)ProcText::traffic(piece);
+        (void)ProcText::bootTime(piece);
+        (void)ProcText::eachProcessorTicks(piece);
+        const double stall = SensorText::stallPercent(piece).value_or(0);
+        expect(stall >= 0 && stall <= 100, "A stall is a percentage");
+        expect(std::isfinite(SensorText::celsius(piece).value_or(0)), "A temperature is finite");
+        for (const DiskText::Line& line : DiskText::diskStatistics(piece)) {
+            expect(!line.name.empty(), "A disk has a name");
+        }
+        expect(DiskText::volumesOf(MountTable::parse(piece), 4).size() <= 4, "Volumes are bounded");
     }
 }
 

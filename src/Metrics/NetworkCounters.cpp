@@ -1,5 +1,7 @@
 #include "Metrics/NetworkCounters.hpp"
 
+#include "Metrics/CounterStep.hpp"
+
 #include <algorithm>
 #include <limits>
 #include <utility>
@@ -11,15 +13,8 @@
 namespace KestrelCore {
 namespace {
 
-/// Four pebibytes: days of the fastest link there is. A driver whose counter underflows shows steps near 2^64.
-constexpr std::uint64_t largestStep = std::uint64_t{1} << 52;
 /// Half of what a rate over the shortest interval can represent, so that no set of interfaces can make one overflow.
 constexpr std::uint64_t largestPass = std::uint64_t{1} << 58;
-
-std::uint64_t step(std::uint64_t before, std::uint64_t now) {
-    if (now <= before || now - before > largestStep) return 0;
-    return now - before;
-}
 
 /// The total after `moved` more bytes. It stays at its maximum rather than begin anew.
 std::uint64_t grown(std::uint64_t total, std::uint64_t moved) {
@@ -42,8 +37,8 @@ NetworkTotals NetworkCounters::totals() {
         if (seen.pass == pass_) continue;
         if (!isNew) {
             moved.receivedBytes =
-                std::min(largestPass, moved.receivedBytes + step(seen.receivedBytes, listed.receivedBytes));
-            moved.sentBytes = std::min(largestPass, moved.sentBytes + step(seen.sentBytes, listed.sentBytes));
+                std::min(largestPass, moved.receivedBytes + counterStep(seen.receivedBytes, listed.receivedBytes));
+            moved.sentBytes = std::min(largestPass, moved.sentBytes + counterStep(seen.sentBytes, listed.sentBytes));
         }
         seen = {listed.receivedBytes, listed.sentBytes, pass_};
     }

@@ -3,6 +3,7 @@
 #include "Base/SerialExecutor.hpp"
 #include "KestrelCore/Base/PlatformError.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
+#include "Metrics/SampleStream.hpp"
 #include "Metrics/SystemMetricsRules.hpp"
 #include "Metrics/SystemMetricsSources.hpp"
 #include "Platform/Vocabulary.hpp"
@@ -22,18 +23,6 @@ namespace KestrelCore {
 namespace {
 
 constexpr std::string_view sourceFile = "KestrelCore/SystemMetrics";
-
-/// Samples, yields and sleeps until the consumer is gone.
-template <typename Sample, typename State>
-EventStream<Sample> streamOf(std::shared_ptr<State> state, Seconds interval) {
-    return EventStream<Sample>::start(
-        [state = std::move(state), pause = sleepBetweenSamples(interval)](const auto& continuation) {
-            while (!continuation.cancellation().isCancelled()) {
-                continuation.yield(state->sample());
-                state->clock().sleep(pause, continuation.cancellation());
-            }
-        });
-}
 
 }  // namespace
 
@@ -216,30 +205,43 @@ bool canTerminate(const ProcessSample& sample, const ProcessSignals& signals) {
            std::ranges::find(protectedNames, sample.name) == protectedNames.end();
 }
 
-void terminate(const ProcessSample& sample, ProcessInfo& info, ProcessSignals& signals) {
+namespace {
+
+constexpr const char* hasExitedSentence = "That process has already exited.";
+
+/// A process that is gone already can't be held; without a path to check, the system's own words say so.
+std::unique_ptr<ProcessHandle> held(const ProcessSample& sample, ProcessSignals& signals) {
     if (!canTerminate(sample, signals)) {
         throw KestrelError::safetyViolation(systemVocabulary().protectedProcess);
     }
-    const char* const hasExited = "That process has already exited.";
-    std::unique_ptr<ProcessHandle> handle;
     try {
-        // Held before it is looked at: whatever the path below belongs to, only the process held now is signalled.
-        handle = signals.hold(sample.id);
-        if (sample.executablePath) {
-            const std::optional<Text> path = info.executablePath(sample.id);
-            if (!path) throw KestrelError::staleItem(hasExited);
-            if (*path != *sample.executablePath) {
-                throw KestrelError::staleItem("The PID now belongs to a different process, so Kestrel left it alone.");
-            }
-        }
-        handle->terminate();
+        return signals.hold(sample.id);
     } catch (const PlatformError& error) {
-        // A process that is gone already can't be held; without a path to check, the system's own words say so.
-        if (error.code() == ESRCH && handle == nullptr && sample.executablePath) {
-            throw KestrelError::staleItem(hasExited);
-        }
+        if (error.code() == ESRCH && sample.executablePath) throw KestrelError::staleItem(hasExitedSentence);
         throw KestrelError::unavailable(error.description());
     }
+}
+
+/// Held before it is looked at: whatever the path below belongs to, only the process held now is signalled.
+void sendAfterCheck(const ProcessSample& sample, ProcessHandle& handle, ProcessInfo& info, ProcessSignal signal) {
+    if (sample.executablePath) {
+        const std::optional<Text> path = info.executablePath(sample.id);
+        if (!path) throw KestrelError::staleItem(hasExitedSentence);
+        if (*path != *sample.executablePath) {
+            throw KestrelError::staleItem("The PID now belongs to a different process, so Kestrel left it alone.");
+        }
+    }
+    try {
+        handle.send(signal);
+    } catch (const PlatformError& error) {
+        throw KestrelError::unavailable(error.description());
+    }
+}
+
+}  // namespace
+
+void sendSignal(const ProcessSample& sample, ProcessSignal signal, ProcessInfo& info, ProcessSignals& signals) {
+    sendAfterCheck(sample, *held(sample, signals), info, signal);
 }
 
 bool ProcessControl::canTerminate(const ProcessSample& sample) {
@@ -247,7 +249,39 @@ bool ProcessControl::canTerminate(const ProcessSample& sample) {
 }
 
 void ProcessControl::terminate(const ProcessSample& sample) {
-    KestrelCore::terminate(sample, *ProcessInfo::system(), *ProcessSignals::system());
+    sendSignal(sample, ProcessSignal::quit, *ProcessInfo::system(), *ProcessSignals::system());
 }
+
+void ProcessControl::forceQuit(const ProcessSample& sample) {
+    sendSignal(sample, ProcessSignal::forceQuit, *ProcessInfo::system(), *ProcessSignals::system());
+}
+
+void ProcessControl::freeze(const ProcessSample& sample) {
+    sendSignal(sample, ProcessSignal::freeze, *ProcessInfo::system(), *ProcessSignals::system());
+}
+
+void ProcessControl::resume(const ProcessSample& sample) {
+    sendSignal(sample, ProcessSignal::resume, *ProcessInfo::system(), *ProcessSignals::system());
+}
+
+struct HeldProcess::State {
+    ProcessSample sample;
+    std::unique_ptr<ProcessInfo> info;
+    std::unique_ptr<ProcessHandle> handle;
+};
+
+HeldProcess::HeldProcess(const ProcessSample& sample)
+    : state_{std::make_unique<State>(sample, ProcessInfo::system(), held(sample, *ProcessSignals::system()))} {}
+HeldProcess::HeldProcess(HeldProcess&&) noexcept = default;
+HeldProcess& HeldProcess::operator=(HeldProcess&&) noexcept = default;
+HeldProcess::~HeldProcess() = default;
+
+void HeldProcess::terminate() { sendAfterCheck(state_->sample, *state_->handle, *state_->info, ProcessSignal::quit); }
+
+void HeldProcess::forceQuit() {
+    sendAfterCheck(state_->sample, *state_->handle, *state_->info, ProcessSignal::forceQuit);
+}
+
+bool HeldProcess::hasExited() const { return state_->handle->hasExited(); }
 
 }  // namespace KestrelCore

@@ -2,8 +2,8 @@
 
 #include "KestrelCore/JSON/CodingErrors.hpp"
 #include "JSON/JSONFields.hpp"
-#include "JSON/JSONFormat.hpp"
-#include "JSON/JSONSplitter.hpp"
+#include "JSON/MemberWriter.hpp"
+#include "JSON/WholeObject.hpp"
 
 #include <algorithm>
 #include <array>
@@ -13,53 +13,7 @@ namespace {
 
 constexpr std::array<std::string_view, 5> thermalNames{"nominal", "fair", "serious", "critical", "unknown"};
 
-/// Appends members to the object that is open at the end of a text.
-class MemberWriter {
-public:
-    explicit MemberWriter(std::string& out) : out_{out} {}
-
-    void member(const char* key, double value) {
-        appendKey(key);
-        if (!JSONFormat::appendDouble(out_, value)) throw EncodingError{key};
-    }
-    void member(const char* key, std::int64_t value) {
-        appendKey(key);
-        JSONFormat::appendInteger(out_, value);
-    }
-    void member(const char* key, std::string_view value) {
-        appendKey(key);
-        JSONFormat::appendString(out_, value);
-    }
-    void member(const char* key, const std::optional<double>& value) {
-        if (value) member(key, *value);
-    }
-    void member(const char* key, const std::optional<bool>& value) {
-        if (!value) return;
-        appendKey(key);
-        out_ += *value ? "true" : "false";
-    }
-
-private:
-    void appendKey(const char* key) {
-        if (out_.back() != '{') out_ += ',';
-        JSONFormat::appendString(out_, key);
-        out_ += ':';
-    }
-
-    std::string& out_;
-};
-
 using namespace JSONFields;
-
-/// Checks the form of the whole text, which must be one object with nothing after it. Before anything else, since the
-/// reader puts brackets of its own around the text, and one that closes them would pass as something else.
-void checkForm(std::string_view json) {
-    JSONSplitter splitter{{.member = [](std::string_view) { return JSONSplitter::Wanted::nothing; },
-                           .value = [](std::string_view) {},
-                           .elements = [](std::string_view, bool) {}}};
-    splitter.feed(json);
-    splitter.finish();
-}
 
 struct SampleFields {
     Field<double> timestamp;
@@ -148,7 +102,7 @@ std::string SystemSample::encodedJSON() const {
 }
 
 SystemSample SystemSample::decodingJSON(std::string_view json) {
-    checkForm(json);
+    checkWholeObject(json);
     SampleFields fields;
     std::optional<SystemSample> sample;
     TextReader{}.value(json, "", [&](json::value& value) {

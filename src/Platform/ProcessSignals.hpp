@@ -5,14 +5,25 @@
 
 namespace KestrelCore {
 
+/// What a process can be told.
+enum class ProcessSignal {
+    quit,       ///< please: it may take its time, or refuse
+    forceQuit,  ///< the system ends it; it can't save anything
+    freeze,     ///< it stands still from here on
+    resume      ///< and goes on
+};
+
 /// One process, held on to: where the system can, a handle goes on meaning the very process that it was made for, also
 /// when that one ends and its identifier is given to another.
 class ProcessHandle {
 public:
     virtual ~ProcessHandle() = default;
 
-    /// Asks the process to quit and does not wait for it. Throws `PlatformError` (POSIX).
-    virtual void terminate() = 0;
+    /// Tells the process and does not wait for what it does. Throws `PlatformError` (POSIX).
+    virtual void send(ProcessSignal signal) = 0;
+
+    /// Whether it is gone, or nothing is left of it but its entry.
+    [[nodiscard]] virtual bool hasExited() = 0;
 };
 
 /// All calls from any thread.

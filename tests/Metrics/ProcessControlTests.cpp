@@ -54,10 +54,12 @@ KestrelError errorOf(const std::function<void()>& action) {
 struct FakeSignals final : ProcessSignals {
     struct Handle final : ProcessHandle {
         Handle(FakeSignals& owner, std::int32_t identifier) : owner{owner}, identifier{identifier} {}
-        void terminate() override {
+        void send(ProcessSignal signal) override {
             if (owner.failureOfSignal != 0) throw PlatformError::posix(owner.failureOfSignal);
             owner.signalled.push_back(identifier);
+            owner.sent.push_back(signal);
         }
+        bool hasExited() override { return false; }
         FakeSignals& owner;
         std::int32_t identifier;
     };
@@ -73,7 +75,12 @@ struct FakeSignals final : ProcessSignals {
     int failureOfSignal = 0;
     std::function<void()> whenHeld;
     std::vector<std::int32_t> signalled;
+    std::vector<ProcessSignal> sent;
 };
+
+void terminate(const ProcessSample& sample, ProcessInfo& info, ProcessSignals& signals) {
+    sendSignal(sample, ProcessSignal::quit, info, signals);
+}
 
 struct ProcessControlTest : testing::Test {
     std::shared_ptr<FakeProcesses> processes = std::make_shared<FakeProcesses>();
@@ -159,6 +166,20 @@ TEST_F(ProcessControlTest, passesTheSystemsTextOn) {
     EXPECT_EQ(errorOf([&] { terminate(sample, info, signals); }), KestrelError::unavailable("No such process"));
     signals.failureOfHold = EMFILE;
     EXPECT_EQ(errorOf([&] { terminate(sample, info, signals); }), KestrelError::unavailable("Too many open files"));
+}
+
+TEST_F(ProcessControlTest, checksEverySignalAlike) {
+    const ProcessSample sample = running(500, "/usr/bin/tool");
+    for (const ProcessSignal signal : {ProcessSignal::forceQuit, ProcessSignal::freeze, ProcessSignal::resume}) {
+        sendSignal(sample, signal, info, signals);
+        EXPECT_EQ(signals.sent.back(), signal);
+        EXPECT_EQ(errorOf([&] { sendSignal({.id = 1, .name = "x"}, signal, info, signals); }).errorCase(),
+                  KestrelError::Case::safetyViolation);
+        processes->details[500].executablePath = Text{"/usr/bin/other"};
+        EXPECT_EQ(errorOf([&] { sendSignal(sample, signal, info, signals); }), KestrelError::staleItem(isAnother));
+        processes->details[500].executablePath = Text{"/usr/bin/tool"};
+    }
+    EXPECT_EQ(signals.sent.size(), 3U);
 }
 
 // ---- With real processes -------------------------------------------------------------------------------------------
@@ -284,6 +305,39 @@ TEST_F(RealProcessControlTest, knowsAProcessWhoseFileWasReplacedAndNoImpostor) {
     EXPECT_EQ(child.wait(), SIGTERM);
 }
 
+TEST_F(RealProcessControlTest, freezesAProcessAndLetsItGoOn) {
+    const std::string path = program("one");
+    Child child{{path, "1000"}};
+    const auto sample = sampleOf(child, path);
+    ASSERT_TRUE(sample.has_value());
+    siginfo_t told{};
+    ProcessControl::freeze(*sample);
+    ASSERT_EQ(waitid(P_PID, static_cast<id_t>(child.identifier), &told, WSTOPPED), 0);
+    EXPECT_EQ(told.si_code, CLD_STOPPED);
+    ProcessControl::resume(*sample);
+    ASSERT_EQ(waitid(P_PID, static_cast<id_t>(child.identifier), &told, WCONTINUED), 0);
+    EXPECT_EQ(told.si_code, CLD_CONTINUED);
+    ProcessControl::forceQuit(*sample);
+    EXPECT_EQ(child.wait(), SIGKILL);
+}
+
+TEST_F(RealProcessControlTest, keepsHoldOfAProcessUntilItHasEnded) {
+    const std::string path = program("one");
+    Child child{{path, "1000"}};
+    const auto sample = sampleOf(child, path);
+    ASSERT_TRUE(sample.has_value());
+    HeldProcess held{*sample};
+    EXPECT_FALSE(held.hasExited());
+    held.terminate();
+    siginfo_t told{};
+    waitid(P_PID, static_cast<id_t>(child.identifier), &told, WEXITED | WNOWAIT);
+    EXPECT_TRUE(held.hasExited());
+    EXPECT_EQ(errorOf([&] { held.forceQuit(); }), KestrelError::staleItem(hasExited));
+    EXPECT_EQ(child.wait(), SIGTERM);
+    EXPECT_EQ(errorOf([&] { (void)HeldProcess{*sample}; }), KestrelError::staleItem(hasExited));
+    EXPECT_EQ(errorOf([&] { (void)HeldProcess{{.id = 1, .name = "x"}}; }), KestrelError::safetyViolation(protection));
+}
+
 TEST_F(RealProcessControlTest, refusesTheIdentifierOfAThread) {
     std::mutex hold;
     hold.lock();
@@ -383,7 +437,7 @@ TEST_F(RealProcessControlTest, DISABLED_insideANamespaceOfItsOwn) {
         first.end();
         const auto second = startWithIdentifier(two, identifier);
         ASSERT_NE(second, nullptr);
-        EXPECT_THROW(held->terminate(), PlatformError);
+        EXPECT_THROW(held->send(ProcessSignal::quit), PlatformError);
         EXPECT_TRUE(second->isRunning());
     }
 }

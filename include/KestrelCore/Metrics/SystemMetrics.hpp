@@ -88,7 +88,7 @@ private:
     std::shared_ptr<State> state_;
 };
 
-/// Asks a sampled process to quit. No state; any thread.
+/// Asks a sampled process to quit, or tells it something harder. No state; any thread.
 class KESTRELCORE_EXPORT ProcessControl {
 public:
     ProcessControl() = delete;
@@ -107,6 +107,38 @@ public:
     /// Throws `KestrelError`: `safetyViolation` where `canTerminate` is false, `staleItem` when the process has exited
     /// or its identifier belongs to another one, `unavailable` with the system's text when it refuses.
     static void terminate(const ProcessSample& sample);
+
+    /// Has the system end the process (SIGKILL), which can save nothing then. Checks and errors as `terminate`.
+    static void forceQuit(const ProcessSample& sample);
+
+    /// Lets the process stand still (SIGSTOP) until it is resumed (SIGCONT); it keeps what it holds meanwhile. Checks
+    /// and errors as `terminate`.
+    static void freeze(const ProcessSample& sample);
+    static void resume(const ProcessSample& sample);
+};
+
+/// One process over a while: what is asked of it now and later is asked of the very process that was held, also when
+/// that one ends meanwhile and its identifier is given to another. On a kernel without process descriptors (before
+/// Linux 5.3) the identifier alone stands for it. One thread at a time.
+class KESTRELCORE_EXPORT HeldProcess {
+public:
+    /// Takes hold of a sampled process. Throws as `ProcessControl::terminate` does where that would not try, and where
+    /// the process is gone.
+    explicit HeldProcess(const ProcessSample& sample);
+    HeldProcess(HeldProcess&&) noexcept;
+    HeldProcess& operator=(HeldProcess&&) noexcept;
+    ~HeldProcess();
+
+    /// As `ProcessControl`, with the same checks each time.
+    void terminate();
+    void forceQuit();
+    /// Whether it has ended since. Does not wait.
+    [[nodiscard]] bool hasExited() const;
+
+private:
+    struct State;
+
+    std::unique_ptr<State> state_;
 };
 
 }  // namespace KestrelCore

@@ -39,7 +39,7 @@ std::optional<Mount> mountOf(std::string_view line) {
     mount.point = MountTable::unescaped(point);
     while (!line.empty() && takeField(line) != "-") continue;
     mount.type = takeField(line);
-    takeField(line);  // what is mounted
+    mount.source = MountTable::unescaped(takeField(line));
     mount.options = line;
     return mount;
 }

@@ -15,6 +15,7 @@ struct Mount {
     std::string root;              ///< the folder of the file system that is shown, from the file system's own top
     std::string point;             ///< where it is shown, absolute
     std::string type;              ///< of the file system; empty when the line does not tell
+    std::string source;            ///< what is mounted, such as "/dev/sda1"; any word for what has no device
     std::string options;           ///< of the file system, still escaped
 
     bool operator==(const Mount&) const = default;

@@ -3,9 +3,12 @@
 #include "Platform/HostStatistics.hpp"
 #include "Platform/NetworkInterfaces.hpp"
 #include "Platform/PowerSources.hpp"
+#include "Platform/ProcessDescriptions.hpp"
 #include "Platform/ProcessInfo.hpp"
 #include "Platform/ProcessTable.hpp"
+#include "Platform/SystemSensors.hpp"
 #include "Platform/ThermalState.hpp"
+#include "Platform/Volumes.hpp"
 
 #include <memory>
 #include <string>
@@ -19,6 +22,9 @@ namespace KestrelCore {
 [[nodiscard]] std::unique_ptr<NetworkInterfaces> networkInterfaces(const std::string& procFolder);
 [[nodiscard]] std::unique_ptr<PowerSources> powerSources(const std::string& sysFolder);
 [[nodiscard]] std::unique_ptr<ThermalState> thermalState(const std::string& sysFolder);
+[[nodiscard]] std::unique_ptr<Volumes> volumes(const std::string& procFolder, const std::string& sysFolder);
+[[nodiscard]] std::unique_ptr<SystemSensors> systemSensors(const std::string& procFolder, const std::string& sysFolder);
+[[nodiscard]] std::unique_ptr<ProcessDescriptions> processDescriptions(const std::string& procFolder);
 [[nodiscard]] std::unique_ptr<ProcessTable> processTable(const std::string& procFolder);
 
 /// Where a process's processor time comes from: the kernel's clock for it has nanoseconds, the recorded ticks have

@@ -31,6 +31,7 @@ TEST(MountTable, readsWhatAMountShows) {
                                          .root = "/data/my homes",
                                          .point = "/view",
                                          .type = "ext4",
+                                         .source = "/dev/vda",
                                          .options = "rw,x=a\\054b"}));
     EXPECT_EQ(table.find(28), nullptr);
 }

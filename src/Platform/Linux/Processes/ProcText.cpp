@@ -49,9 +49,10 @@ std::optional<SplitStatus> splitStatus(std::string_view text) {
 
 }  // namespace
 
-std::optional<ProcessorTicks> processorTicks(std::string_view text) {
-    TextFields fields{TextFields{text}.line()};
-    if (fields.word() != "cpu") return std::nullopt;
+namespace {
+
+/// What follows the name of one processor, or of all.
+std::optional<ProcessorTicks> ticksOf(TextFields fields) {
     const auto user = fields.number<std::uint64_t>();
     const auto nice = fields.number<std::uint64_t>();
     const auto system = fields.number<std::uint64_t>();
@@ -65,6 +66,35 @@ std::optional<ProcessorTicks> processorTicks(std::string_view text) {
                           .system = saturatingSum(*system, saturatingSum(interrupts, softInterrupts)),
                           .idle = saturatingSum(*idle, waiting),
                           .nice = *nice};
+}
+
+}  // namespace
+
+std::optional<ProcessorTicks> processorTicks(std::string_view text) {
+    TextFields fields{TextFields{text}.line()};
+    if (fields.word() != "cpu") return std::nullopt;
+    return ticksOf(fields);
+}
+
+std::vector<ProcessorTicks> eachProcessorTicks(std::string_view text) {
+    constexpr std::size_t mostProcessors = 4096;
+    constexpr std::string_view prefix = "cpu";
+    std::vector<ProcessorTicks> result;
+    for (TextFields lines{text}; !lines.isAtEnd() && result.size() < mostProcessors;) {
+        TextFields fields{lines.line()};
+        const std::string_view name = fields.word();
+        if (!name.starts_with(prefix) || !TextFields::wholeNumber<std::uint32_t>(name.substr(prefix.size()))) continue;
+        if (const auto ticks = ticksOf(fields)) result.push_back(*ticks);
+    }
+    return result;
+}
+
+std::optional<std::uint64_t> bootTime(std::string_view text) {
+    for (TextFields lines{text}; !lines.isAtEnd();) {
+        TextFields fields{lines.line()};
+        if (fields.word() == "btime") return fields.number<std::uint64_t>();
+    }
+    return std::nullopt;
 }
 
 std::optional<MemoryStatistics> memory(std::string_view text, std::int64_t pageBytes) {
@@ -174,7 +204,8 @@ std::optional<ProcessStatus> processStatus(std::string_view text) {
     const std::string_view state = fields.word();  // field 3 of the manual
     if (state.size() != 1) return std::nullopt;
     // Counted from the end of the name, which may hold blanks and parentheses. Later fields than these are not needed.
-    fields.skipWords(5);
+    const auto parent = fields.number<std::int32_t>();  // 4
+    fields.skipWords(4);
     const auto flags = fields.number<std::uint64_t>();  // 9
     fields.skipWords(4);
     const auto userTicks = fields.number<std::uint64_t>();    // 14
@@ -183,16 +214,50 @@ std::optional<ProcessStatus> processStatus(std::string_view text) {
     const auto priority = fields.number<std::int64_t>();  // 18
     fields.skipWords(1);
     const auto threadCount = fields.number<std::int64_t>();  // 20
-    fields.skipWords(2);
+    fields.skipWords(1);
+    const auto startTicks = fields.number<std::uint64_t>();    // 22
     const auto virtualBytes = fields.number<std::uint64_t>();  // 23
-    if (!flags || !userTicks || !systemTicks || !priority || !threadCount || !virtualBytes) return std::nullopt;
+    if (!parent || !startTicks || !flags || !userTicks || !systemTicks || !priority || !threadCount || !virtualBytes)
+        return std::nullopt;
     return ProcessStatus{.name = split->name,
                          .state = state[0],
+                         .parentIdentifier = std::max(0, *parent),
                          .isKernelThread = (*flags & kernelThreadFlag) != 0,
                          .processorTicks = saturatingSum(*userTicks, *systemTicks),
                          .priority = *priority,
                          .threadCount = std::max<std::int64_t>(0, *threadCount),
+                         .startTicks = *startTicks,
                          .virtualBytes = asSigned(*virtualBytes)};
+}
+
+std::optional<std::uint32_t> effectiveUser(std::string_view text) {
+    for (TextFields lines{text}; !lines.isAtEnd();) {
+        TextFields fields{lines.line()};
+        if (fields.word() != "Uid:") continue;
+        fields.skipWords(1);  // the user who started it
+        return fields.number<std::uint32_t>();
+    }
+    return std::nullopt;
+}
+
+std::string commandLine(std::string_view text) {
+    constexpr std::string_view filling{" \0", 2};
+    std::string line{text.substr(0, text.find_last_not_of(filling) + 1)};
+    std::ranges::replace(line, '\0', ' ');
+    return line;
+}
+
+std::optional<ProcessTraffic> traffic(std::string_view text) {
+    std::optional<std::uint64_t> readBytes;
+    std::optional<std::uint64_t> writtenBytes;
+    for (TextFields lines{text}; !lines.isAtEnd();) {
+        TextFields fields{lines.line()};
+        const std::string_view key = fields.word();
+        if (key == "read_bytes:") readBytes = fields.number<std::uint64_t>();
+        if (key == "write_bytes:") writtenBytes = fields.number<std::uint64_t>();
+    }
+    if (!readBytes || !writtenBytes) return std::nullopt;
+    return ProcessTraffic{*readBytes, *writtenBytes};
 }
 
 std::optional<std::int64_t> residentBytes(std::string_view text, std::int64_t pageBytes) {

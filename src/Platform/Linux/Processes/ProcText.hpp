@@ -2,9 +2,11 @@
 
 #include "Platform/HostStatistics.hpp"
 #include "Platform/NetworkInterfaces.hpp"
+#include "Platform/ProcessDescriptions.hpp"
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -17,6 +19,12 @@ namespace KestrelCore::ProcText {
 /// The first line of /proc/stat. Time that the host of a virtual machine took ("steal") is left out; the guests' time
 /// is in `user` and `nice` already.
 [[nodiscard]] std::optional<ProcessorTicks> processorTicks(std::string_view text);
+
+/// The further lines of /proc/stat that speak of one processor each, in their order, by the same rules. At most 4096.
+[[nodiscard]] std::vector<ProcessorTicks> eachProcessorTicks(std::string_view text);
+
+/// When the machine was started, in seconds since 1970, out of /proc/stat.
+[[nodiscard]] std::optional<std::uint64_t> bootTime(std::string_view text);
 
 /// /proc/meminfo. What is used, all of it as active, is the total without what is available, as `free` and the
 /// desktop's monitors have it; on a kernel that does not tell what is available, Active, Inactive and the kernel's own
@@ -32,10 +40,12 @@ void interfaces(std::string_view text, std::vector<InterfaceCounters>& interface
 struct ProcessStatus {
     std::string_view name;  ///< as stored: any bytes at all, blanks, newlines and ')' included
     char state = '?';       ///< 'R' runs or could run, 'Z' and 'X' are dead
+    std::int32_t parentIdentifier = 0;
     bool isKernelThread = false;
     std::uint64_t processorTicks = 0;  ///< user + system
     std::int64_t priority = 0;
     std::int64_t threadCount = 0;
+    std::uint64_t startTicks = 0;  ///< since the machine was started
     std::int64_t virtualBytes = 0;
 
     /// Nothing is left of the process but its entry.
@@ -45,6 +55,16 @@ struct ProcessStatus {
 
 /// The state letter alone, of a process or a thread.
 [[nodiscard]] std::optional<char> processState(std::string_view text);
+
+/// The number of the user that a process acts for, out of /proc/PID/status.
+[[nodiscard]] std::optional<std::uint32_t> effectiveUser(std::string_view text);
+
+/// The arguments in /proc/PID/cmdline with a blank between each two. Processes overwrite theirs with anything at all:
+/// the blanks and zero bytes at the end go, and nothing else is promised.
+[[nodiscard]] std::string commandLine(std::string_view text);
+
+/// /proc/PID/io: what went to and came from disks, not what a cache answered.
+[[nodiscard]] std::optional<ProcessTraffic> traffic(std::string_view text);
 
 /// Resident bytes out of /proc/PID/statm.
 [[nodiscard]] std::optional<std::int64_t> residentBytes(std::string_view text, std::int64_t pageBytes);

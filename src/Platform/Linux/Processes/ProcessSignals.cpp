@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <poll.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 #include <utility>
@@ -19,18 +20,36 @@ namespace {
 /// Sandboxes refuse a call that they don't know with EPERM; `pidfd_open` itself never does.
 bool isUnavailable(int errorNumber) { return errorNumber == ENOSYS || errorNumber == EPERM; }
 
+int numberOf(ProcessSignal signal) {
+    switch (signal) {
+    case ProcessSignal::quit: break;
+    case ProcessSignal::forceQuit: return SIGKILL;
+    case ProcessSignal::freeze: return SIGSTOP;
+    case ProcessSignal::resume: return SIGCONT;
+    }
+    return SIGTERM;
+}
+
 class LinuxProcessHandle final : public ProcessHandle {
 public:
     LinuxProcessHandle(std::int32_t processIdentifier, FileDescriptor descriptor)
         : identifier_{processIdentifier}, descriptor_{std::move(descriptor)} {}
 
-    void terminate() override {
+    void send(ProcessSignal signal) override {
+        const int number = numberOf(signal);
         if (descriptor_.isOpen()) {
-            if (syscall(SYS_pidfd_send_signal, descriptor_.get(), SIGTERM, nullptr, 0) == 0) return;
-            // ESRCH: it has ended since, and the descriptor saw to it that nobody else was asked in its stead.
+            if (syscall(SYS_pidfd_send_signal, descriptor_.get(), number, nullptr, 0) == 0) return;
+            // ESRCH: it has ended since, and the descriptor saw to it that nobody else was told in its stead.
             if (errno != ENOSYS) throw PlatformError::posix(errno);
         }
-        if (kill(identifier_, SIGTERM) != 0) throw PlatformError::posix(errno);
+        if (kill(identifier_, number) != 0) throw PlatformError::posix(errno);
+    }
+
+    bool hasExited() override {
+        // A descriptor becomes readable when its process ends, also while nobody has asked for its status.
+        pollfd ended{.fd = descriptor_.get(), .events = POLLIN, .revents = 0};
+        if (descriptor_.isOpen()) return poll(&ended, 1, 0) > 0;
+        return kill(identifier_, 0) != 0 && errno == ESRCH;
     }
 
 private:

@@ -3,6 +3,8 @@
 #include "Platform/Linux/TextFields.hpp"
 
 #include <algorithm>
+#include <charconv>
+#include <system_error>
 #include <utility>
 
 namespace KestrelCore::SensorText {
@@ -86,6 +88,32 @@ std::optional<int> thermalLevel(std::span<const ThermalZone> zones) {
         }
     }
     return worst;
+}
+
+std::optional<double> celsius(std::string_view text) {
+    const auto thousandths = number(text);
+    if (!thousandths || *thousandths < -273'150 || *thousandths > 1'000'000) return std::nullopt;
+    return static_cast<double>(*thousandths) / 1000;
+}
+
+std::string sensorName(std::string_view driver, std::string_view label) {
+    std::string name{trimmed(driver)};
+    if (!name.empty() && !trimmed(label).empty()) name += ' ';
+    name += trimmed(label);
+    return name.empty() ? "sensor" : name;
+}
+
+std::optional<double> stallPercent(std::string_view text) {
+    constexpr std::string_view key = "avg10=";
+    TextFields fields{TextFields{text}.line()};
+    if (fields.word() != "some") return std::nullopt;
+    const std::string_view value = fields.word();
+    if (!value.starts_with(key)) return std::nullopt;
+    double percent = 0;
+    const char* const end = value.data() + value.size();
+    const auto [rest, error] = std::from_chars(value.data() + key.size(), end, percent, std::chars_format::fixed);
+    if (error != std::errc{} || rest != end || !(percent >= 0 && percent <= 100)) return std::nullopt;
+    return percent;
 }
 
 }  // namespace KestrelCore::SensorText

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -44,5 +45,15 @@ struct ThermalZone {
 
 /// The level of the worst zone, 0 to 3. Absent when no zone has both a temperature and a trip point to hold it against.
 [[nodiscard]] std::optional<int> thermalLevel(std::span<const ThermalZone> zones);
+
+/// A temperature in degrees Celsius out of thousandths. Absent for what is no number or no temperature: below absolute
+/// zero, or above 1000.
+[[nodiscard]] std::optional<double> celsius(std::string_view text);
+
+/// What a sensor is called: its driver's name and its own label, as far as there are any.
+[[nodiscard]] std::string sensorName(std::string_view driver, std::string_view label);
+
+/// Out of one file of /proc/pressure: the percent of the last ten seconds in which some task waited, 0 to 100.
+[[nodiscard]] std::optional<double> stallPercent(std::string_view text);
 
 }  // namespace KestrelCore::SensorText
