@@ -19,8 +19,8 @@
 namespace KestrelCore {
 namespace {
 
-constexpr std::string_view flatpakEvidence = "Data of a Flatpak that is not installed: ";
-constexpr std::string_view identifierEvidence = "No installed application has the identifier ";
+constexpr std::string_view flatpakEvidence = "A Flatpak that is not installed";
+constexpr std::string_view identifierEvidence = "No installed application has this identifier";
 constexpr std::string_view systemPrefix = "com.apple.";
 
 bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
@@ -56,7 +56,7 @@ public:
         const auto [entry, isNew] = places_.try_emplace(identifier, orphans_.size());
         if (isNew) orphans_.push_back({.identifier = identifier, .residues = {}});
         orphans_[entry->second].residues.push_back(
-            residueAt(path, ResidueConfidence::uncertain, why, identifier, fileManager_));
+            residueAt(path, ResidueConfidence::uncertain, why, "", fileManager_));
     }
 
     std::vector<ApplicationOrphan> sorted() && {

@@ -81,8 +81,8 @@ TEST_F(OrphansTest, areWhatNoInstalledApplicationClaims) {
     ASSERT_EQ(orphans.size(), 2U);
     EXPECT_EQ(orphans[0].identifier, "org.example.Gone");
     EXPECT_GE(orphans[0].estimatedBytes(), 4 * 5000);
-    EXPECT_EQ(orphans[0].residues[0].evidence, "Data of a Flatpak that is not installed: org.example.Gone");
-    EXPECT_EQ(orphans[0].residues[1].evidence, "No installed application has the identifier org.example.Gone");
+    EXPECT_EQ(orphans[0].residues[0].evidence, "A Flatpak that is not installed");
+    EXPECT_EQ(orphans[0].residues[1].evidence, "No installed application has this identifier");
     for (const ResidueCandidate& residue : orphans[0].residues) EXPECT_FALSE(residue.selectedByDefault());
 }
 

@@ -1,6 +1,7 @@
 #include "commands/Commands.hpp"
 
 #include "output/JSONOutput.hpp"
+#include "output/Paragraph.hpp"
 
 #include "KestrelCore/Scanning/FullDiskAccess.hpp"
 
@@ -22,13 +23,13 @@ void addAccessCommand(CLI::App& app, Session& session) {
                 JSONOutput json{session.out};
                 json.member("fullDiskAccess", isGranted);
                 json.finish();
+            } else if (!KestrelCore::FullDiskAccess::existsHere()) {
+                writeParagraph(session, "This system has no permission for the whole disk: the owner of each folder, "
+                                        "or root, decides who may read it.");
             } else if (isGranted) {
                 session.out << session.painted(Style::good, "Full disk access is likely granted.") << '\n';
-            } else if (KestrelCore::FullDiskAccess::existsHere()) {
-                session.out << "Full disk access is not granted.\n";
             } else {
-                session.out << "This system has no permission for the whole disk: the owner of each folder, or root, "
-                               "decides who may read it.\n";
+                session.out << "Full disk access is not granted.\n";
             }
             return ExitCode::done;
         });

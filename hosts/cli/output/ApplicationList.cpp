@@ -1,6 +1,7 @@
 #include "output/ApplicationList.hpp"
 
 #include "output/ByteFormat.hpp"
+#include "output/Paragraph.hpp"
 #include "output/Table.hpp"
 
 #include "KestrelCore/Base/NaturalOrder.hpp"
@@ -98,13 +99,17 @@ std::string quoted(std::string_view path) {
     return text + "'";
 }
 
-/// How the application itself goes.
-std::string removalSentence(const ApplicationRecord& application, const std::optional<Text>& command) {
-    if (command) return fmt::format("Removed by: {}", command->view());
+/// Says how the application itself goes. A command stays on one line, to be copied.
+void showRemoval(const Session& session, const ApplicationRecord& application, const std::optional<Text>& command) {
     const std::string_view path = application.url.path().view();
-    if (path.ends_with(".desktop"))
-        return "No package that is known here owns its entry: it was installed by hand, or by a program of its own.";
-    return fmt::format("Removed by: kestrel trash {}", quoted(path));
+    if (command) {
+        session.out << "Removed by: " << session.shown(command->view()) << '\n';
+    } else if (!path.ends_with(".desktop")) {
+        session.out << "Removed by: kestrel trash " << session.shown(quoted(path)) << '\n';
+    } else {
+        writeParagraph(session, "No package that is known here owns its entry: it was installed by hand, or by a "
+                                "program of its own.");
+    }
 }
 
 }  // namespace
@@ -119,7 +124,7 @@ void showResidues(const Session& session, const std::vector<ApplicationRecord>& 
         session.out << session.painted(Style::heading, session.shown(application.displayName.view()))
                     << (version.empty() ? "" : " ") << session.shown(version) << '\n'
                     << session.shownPath(application.url.path().view()) << '\n';
-        if (i < removals.size()) session.out << session.shown(removalSentence(application, removals[i])) << '\n';
+        if (i < removals.size()) showRemoval(session, application, removals[i]);
         if (application.residues.empty()) {
             session.out << "Nothing was left behind.\n";
             continue;
@@ -208,12 +213,14 @@ void showOrphans(const Session& session, const std::vector<ApplicationOrphan>& o
         }
     }
     table.write(session);
-    session.out << '\n'
-                << countOf(residues, "item", "items") << " of "
-                << countOf(orphans.size(), "application that is", "applications that are") << " not installed, "
-                << session.size(bytes)
-                << ". None is chosen by itself, since an application may lie where no list leads.\n"
-                << "One goes to the Trash with: kestrel apps --orphans --trash-residues --residue PATH\n";
+    session.out << '\n';
+    writeParagraph(session,
+                   fmt::format("{} of {} not installed, {}. None is chosen by itself, since an application may "
+                               "lie where no list leads.",
+                               countOf(residues, "item", "items"),
+                               countOf(orphans.size(), "application that is", "applications that are"),
+                               session.size(bytes)));
+    session.out << "\nTo move one to the Trash:\n  kestrel apps --orphans --trash-residues --residue PATH\n";
 }
 
 void writeOrphans(JSONOutput& json, const std::vector<ApplicationOrphan>& orphans) {

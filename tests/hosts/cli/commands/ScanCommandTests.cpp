@@ -238,7 +238,11 @@ TEST(AccessCommand, answersInBothForms) {
                 json.out == "{\"schema\": 1, \"fullDiskAccess\": false}\n")
         << json.out;
     EXPECT_EQ(json.code, ExitCode::done);
-    EXPECT_EQ(run({"access"}).code, ExitCode::done);
+    const Outcome text = run({"access"});
+    EXPECT_EQ(text.code, ExitCode::done);
+    EXPECT_EQ(text.out,
+              "This system has no permission for the whole disk: the owner of each folder, or root, decides who "
+              "may read it.\n");
     EXPECT_EQ(run({"access", "operand"}).code, ExitCode::wrongUsage);
 }
 
