@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <filesystem>
 #include <memory>
 #include <sys/syscall.h>
+#include <system_error>
 #include <unistd.h>
 
 #ifndef RENAME_NOREPLACE
@@ -103,6 +105,12 @@ bool isVolumeTrashName(std::string_view name) {
     constexpr std::string_view prefix = ".Trash-";
     if (!name.starts_with(prefix) || name.size() == prefix.size()) return false;
     return std::all_of(name.begin() + prefix.size(), name.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+std::string pathOfDescriptor(int descriptor, const std::string& otherwise) {
+    std::error_code error;
+    const auto path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor), error);
+    return error ? otherwise : path.string();
 }
 
 std::optional<struct stat> statusIn(int folder, const std::string& name) {

@@ -38,6 +38,10 @@ struct ItemLocation {
 /// ".Trash" and ".Trash-1000" at the top of a volume belong to the trash.
 [[nodiscard]] bool isVolumeTrashName(std::string_view name);
 
+/// The path of an open folder without any link in it, as the mount table has it; `otherwise` where the system does not
+/// tell.
+[[nodiscard]] std::string pathOfDescriptor(int descriptor, const std::string& otherwise);
+
 /// What `name` in `folder` is; links are not followed. Empty with `errno` set when it can't be looked at.
 [[nodiscard]] std::optional<struct stat> statusIn(int folder, const std::string& name);
 

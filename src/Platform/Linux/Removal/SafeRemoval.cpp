@@ -148,20 +148,33 @@ std::optional<Text> removeFolder(const ItemLocation& item, const struct stat& st
     throw hidden.giveBack(stoppedError(item, emptier, error));
 }
 
+struct stat expectedStatus(const ItemLocation& item, const std::optional<ExpectedItem>& expected) {
+    const auto status = statusIn(item.folder.get(), item.name);
+    if (!status) throw fileManagerError(FileOperation::remove, item.text(), errno);
+    if (!matches(*status, expected)) throw changedItemError();
+    return *status;
+}
+
+std::optional<Text> removeItem(const ItemLocation& item, const struct stat& status,
+                               const CancellationToken& cancellation) {
+    refuseMounts(item, FileOperation::remove);
+    if (cancellation.isCancelled()) throw cancelledError(item);
+    return S_ISDIR(status.st_mode) ? removeFolder(item, status, cancellation) : removeFile(item, status, cancellation);
+}
+
 }  // namespace
 
 std::optional<Text> removeSafely(const URL& url, const std::optional<ExpectedItem>& expected,
                                  const CancellationToken& cancellation) {
     const ItemLocation item = locateItem(url, FileOperation::remove);
-    const auto status = statusIn(item.folder.get(), item.name);
-    if (!status) throw fileManagerError(FileOperation::remove, item.text(), errno);
-    if (!matches(*status, expected)) throw changedItemError();
+    const struct stat status = expectedStatus(item, expected);
     if (standingToTrash(item)) throw protectedTrashError();
-    refuseMounts(item, FileOperation::remove);
-    if (cancellation.isCancelled()) throw cancelledError(item);
+    return removeItem(item, status, cancellation);
+}
 
-    return S_ISDIR(status->st_mode) ? removeFolder(item, *status, cancellation)
-                                    : removeFile(item, *status, cancellation);
+std::optional<Text> removeAt(const ItemLocation& item, const ExpectedItem& expected,
+                             const CancellationToken& cancellation) {
+    return removeItem(item, expectedStatus(item, expected), cancellation);
 }
 
 }  // namespace KestrelCore

@@ -4,6 +4,7 @@
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
+#include "Platform/Linux/Removal/ItemLocation.hpp"
 
 #include <optional>
 
@@ -15,5 +16,10 @@ namespace KestrelCore {
 /// about what had to stay beside the item's place although the item is gone; mostly there is none.
 [[nodiscard]] std::optional<Text> removeSafely(const URL& url, const std::optional<ExpectedItem>& expected,
                                                const CancellationToken& cancellation = {});
+
+/// The same for an item that was reached already, also one in a trash. Of the location the path, the name and the
+/// folder are needed.
+[[nodiscard]] std::optional<Text> removeAt(const ItemLocation& item, const ExpectedItem& expected,
+                                           const CancellationToken& cancellation);
 
 }  // namespace KestrelCore

@@ -11,8 +11,6 @@
 
 #include <cerrno>
 #include <ctime>
-#include <filesystem>
-#include <system_error>
 #include <unistd.h>
 
 // An info file reserves a name, then the item is renamed into `files/` under that name, then it is looked at there: an
@@ -45,13 +43,6 @@ std::string distinction(int attempt, const ItemLocation& item) {
     std::uint64_t random = 0;
     if (const int error = fillRandom(&random, sizeof random)) throw failure(error, item);
     return " " + std::to_string(random);
-}
-
-/// The path of an open folder without any link in it, as the mount table has it.
-std::string pathOfDescriptor(int descriptor, const std::string& otherwise) {
-    std::error_code error;
-    const auto path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor), error);
-    return error ? otherwise : path.string();
 }
 
 /// Takes an info file away that has no item; `error` says so in a further sentence when it stays.

@@ -99,6 +99,7 @@ int writeNewFile(int folder, const std::string& name, std::string_view content, 
 std::string infoName(const std::string& name) { return name + ".trashinfo"; }
 
 constexpr const char* sizesName = "directorysizes";
+constexpr std::size_t longestSizes = std::size_t{16} << 20;
 
 /// The text of the sizes of folders; empty when there is none that can be read, or more than `longest` bytes.
 std::optional<std::string> sizesText(int trash, std::size_t longest) {
@@ -172,8 +173,7 @@ int TrashFolder::removeInfo(const std::string& name) const {
 // file replaced as a whole, so that a reader sees the old or the new one and two writers never mix. Lines of items that
 // are gone mean nothing to anyone and stay.
 void TrashFolder::noteSizes(const std::vector<FolderSize>& sizes) const {
-    constexpr std::size_t longest = std::size_t{16} << 20;
-    std::string lines = otherSizes(sizesText(folder.get(), longest).value_or(""), sizes);
+    std::string lines = otherSizes(sizesText(folder.get(), longestSizes).value_or(""), sizes);
     for (const FolderSize& size : sizes) {
         const auto status = statusIn(info.get(), infoName(size.name));
         if (!status) continue;  // it was taken out of the trash since
@@ -187,6 +187,17 @@ void TrashFolder::forgetSize(const std::string& name) const {
     // A line that stays means nothing, and to take one after the other out of a long file would take for ever.
     constexpr std::size_t longestTidied = std::size_t{64} << 10;
     if (const auto text = sizesText(folder.get(), longestTidied)) replaceSizes(otherSizes(*text, {{.name = name}}));
+}
+
+void TrashFolder::forgetSizes(const std::vector<FolderSize>& folders) const {
+    const auto text = sizesText(folder.get(), longestSizes);
+    if (!text) return;
+    const std::string others = otherSizes(*text, folders);
+    if (others.empty()) {
+        ::unlinkat(folder.get(), sizesName, 0);
+    } else if (others != *text) {
+        replaceSizes(others);
+    }
 }
 
 /// The lines that are about none of these folders, and that are lines at all.

@@ -54,6 +54,8 @@ struct TrashFolder {
     void noteSizes(const std::vector<FolderSize>& sizes) const;
     /// Takes the note about the folder `name` away.
     void forgetSize(const std::string& name) const;
+    /// Takes the notes about these folders away, in one writing; the file too where none is left.
+    void forgetSizes(const std::vector<FolderSize>& folders) const;
 
 private:
     [[nodiscard]] static std::string otherSizes(std::string_view lines, const std::vector<FolderSize>& sizes);

@@ -17,6 +17,10 @@ namespace KestrelCore {
 /// The path that an info file names, as raw bytes. Untrusted input: empty for anything that is not understood.
 [[nodiscard]] std::optional<std::string> pathOfTrashInfo(std::string_view text);
 
+/// When that was, as the local clock has it in an info file. Untrusted input: as above, also for a day that no calendar
+/// has.
+[[nodiscard]] std::optional<std::time_t> dateOfTrashInfo(std::string_view text);
+
 /// The largest name that leaves room for the ending of its info file.
 inline constexpr std::size_t longestTrashName = 255 - 10;
 /// `name`, cut between characters, followed by `distinction` (such as " 2", or nothing): `longest` bytes at most.

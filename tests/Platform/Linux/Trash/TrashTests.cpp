@@ -646,4 +646,18 @@ TEST(TrashInfo, readsOnlyWhatItUnderstands) {
         EXPECT_EQ(pathOfTrashInfo(malformed), std::nullopt) << malformed;
 }
 
+TEST(TrashInfo, readsTheLocalTimeOfADayThatThereIs) {
+    const std::string begin = "[Trash Info]\nPath=/a\nDeletionDate=";
+    const auto date = dateOfTrashInfo(begin + "2026-11-21T09:30:05\n");
+    ASSERT_TRUE(date.has_value());
+    std::tm local{};
+    ::localtime_r(&*date, &local);
+    EXPECT_EQ(trashInfoText("/a", local), begin + "2026-11-21T09:30:05\n");
+    for (const char* malformed :
+         {"", "2026-11-21", "2026-11-21T09:30:05Z", "2026-11-21 09:30:05", "20x6-11-21T09:30:05", "2026-06-31T09:30:05",
+          "2026-13-01T09:30:05", "2026-11-21T24:00:00", "2026-11-21T09:60:00", "-026-11-21T09:30:05"})
+        EXPECT_EQ(dateOfTrashInfo(begin + malformed), std::nullopt) << malformed;
+    EXPECT_EQ(dateOfTrashInfo("[Trash Info]\nPath=/a\n"), std::nullopt);
+}
+
 }  // namespace KestrelCore

@@ -1,0 +1,129 @@
+#include "commands/Commands.hpp"
+
+#include "KestrelCore/Deletion/TrashReceipts.hpp"
+#include "support/HistoryCommandTest.hpp"
+#include "support/StandardInput.hpp"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace KestrelCLI {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using namespace KestrelCore;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+/// `--empty` is about every volume of this machine. So what is emptied here went in 1979, before anybody's trash, and a
+/// look beforehand shows that nothing else did.
+class TrashEmptying : public HistoryCommandTest {
+protected:
+    void SetUp() override {
+        const CommandRun others = run({"--dry-run", "--json"});
+        if (!others.out.starts_with("{\"schema\": 1, \"plan\": []")) GTEST_SKIP() << "a trash here has such old items";
+    }
+    [[nodiscard]] CommandRun run(std::vector<std::string> arguments, const Terminal& terminal = {}) const {
+        arguments.insert(arguments.begin(), {"trash", "--empty", "--older-than", "1980-01-01"});
+        return runCommands(std::move(arguments), commands_, terminal);
+    }
+    [[nodiscard]] CommandRun plainRun(const std::vector<std::string>& arguments) const {
+        return runCommands(arguments, commands_);
+    }
+    /// Trashes a new file, as if that had been in 1979.
+    void trashOld(const std::string& name) const {
+        const std::string path = folder_.makeFile(name, std::string(5000, 'x'));
+        ASSERT_EQ(plainRun({"trash", "--yes", path}).code, ExitCode::done);
+        const fs::path entry = data_ / ("Trash/info/" + name + ".trashinfo");
+        std::ostringstream text;
+        text << std::ifstream{entry}.rdbuf();
+        std::string changed = text.str();
+        changed.replace(changed.find("DeletionDate=") + 13, 4, "1979");
+        std::ofstream{entry} << changed;
+    }
+    [[nodiscard]] std::size_t receipts() const {
+        return TrashReceipts{data_.path() + "/kestrel/receipts"}.receipts().size();
+    }
+    [[nodiscard]] bool isInTrash(const std::string& name) const { return fs::exists(data_ / ("Trash/files/" + name)); }
+
+private:
+    std::vector<CommandAdder> commands_{addTrashCommand, addRestoreCommand};
+};
+
+}  // namespace
+
+TEST_F(TrashEmptying, showsThePlanAndTouchesNothingInADryRun) {
+    trashOld("old");
+    ASSERT_EQ(plainRun({"trash", "--yes", folder_.makeFile("new")}).code, ExitCode::done);
+    const CommandRun shown = run({"--dry-run"});
+    EXPECT_EQ(shown.code, ExitCode::done);
+    EXPECT_THAT(shown.out, HasSubstr(data_ / "Trash"));
+    EXPECT_THAT(shown.out, HasSubstr(folder_ / "old"));
+    EXPECT_THAT(shown.out, HasSubstr("1979-"));
+    EXPECT_THAT(shown.out, Not(HasSubstr(folder_ / "new")));
+    EXPECT_THAT(shown.out, HasSubstr("1 item (8.19 kB) would go for good; nothing was touched."));
+    EXPECT_TRUE(isInTrash("old"));
+}
+
+TEST_F(TrashEmptying, needsTheWord) {
+    trashOld("old");
+    const CommandRun nobody = run({});
+    EXPECT_EQ(nobody.code, ExitCode::wrongUsage);
+    EXPECT_THAT(nobody.messages, HasSubstr("--confirm DELETE answers instead."));
+    EXPECT_EQ(run({"--confirm", "delete"}).code, ExitCode::failed);
+    EXPECT_EQ(run({"--yes"}).code, ExitCode::wrongUsage);
+    {
+        const StandardInput input{"yes\n"};
+        const CommandRun declined = run({}, Terminal{.isInput = true});
+        EXPECT_EQ(declined.code, ExitCode::failed);
+        EXPECT_THAT(declined.messages, HasSubstr("Type DELETE to remove 1 item (8.19 kB) for good:"));
+        EXPECT_THAT(declined.messages, HasSubstr(folder_ / "old"));  // what is agreed to is seen
+    }
+    EXPECT_TRUE(isInTrash("old"));
+    const StandardInput input{"DELETE\n"};
+    EXPECT_EQ(run({}, Terminal{.isInput = true}).code, ExitCode::done);
+    EXPECT_FALSE(isInTrash("old"));
+}
+
+TEST_F(TrashEmptying, dropsTheReceiptsOfWhatIsGone) {
+    trashOld("old");
+    ASSERT_EQ(plainRun({"trash", "--yes", folder_.makeFile("new")}).code, ExitCode::done);
+    EXPECT_EQ(receipts(), 2U);
+    const CommandRun emptied = run({"--confirm", "DELETE"});
+    EXPECT_EQ(emptied.code, ExitCode::done) << emptied.out << emptied.messages;
+    EXPECT_THAT(emptied.out, HasSubstr("Removed 1 item from the Trash (8.19 kB)."));
+    EXPECT_FALSE(isInTrash("old"));
+    EXPECT_TRUE(isInTrash("new"));
+    EXPECT_EQ(receipts(), 1U);
+    EXPECT_THAT(plainRun({"restore", "--gone"}).out, Not(HasSubstr(folder_ / "old")));
+    EXPECT_THAT(run({"--confirm", "DELETE"}).out, HasSubstr("Nothing in the Trash is that old."));
+}
+
+TEST_F(TrashEmptying, printsOneJSONObject) {
+    trashOld("old");
+    const CommandRun emptied = run({"--json", "--confirm", "DELETE"});
+    EXPECT_EQ(emptied.code, ExitCode::done);
+    EXPECT_TRUE(emptied.out.starts_with("{\"schema\": 1, \"plan\": [{\"trash\": ")) << emptied.out;
+    EXPECT_THAT(emptied.out, HasSubstr("\"state\": \"whole\""));
+    EXPECT_THAT(emptied.out, HasSubstr("\"succeeded\": true"));
+    EXPECT_THAT(emptied.out, HasSubstr("\"reclaimableBytes\": 8192}"));
+    EXPECT_EQ(std::ranges::count(emptied.out, '\n'), 1);
+}
+
+TEST_F(TrashEmptying, takesNoContradictingOptions) {
+    EXPECT_EQ(run({"path"}).code, ExitCode::wrongUsage);
+    for (const std::vector<std::string>& wrong : {std::vector<std::string>{"trash"},
+                                                  {"trash", "--older-than", "1d", "a"},
+                                                  {"trash", "--confirm", "DELETE", "a"},
+                                                  {"trash", "--empty", "--older-than", "soon"},
+                                                  {"trash", "--empty", "--older-than", "12"}}) {
+        EXPECT_EQ(plainRun(wrong).code, ExitCode::wrongUsage) << wrong.back();
+    }
+}
+
+}  // namespace KestrelCLI
