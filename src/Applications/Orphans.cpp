@@ -21,7 +21,9 @@ namespace {
 
 constexpr std::string_view flatpakEvidence = "A Flatpak that is not installed";
 constexpr std::string_view identifierEvidence = "No installed application has this identifier";
+/// What the system's own parts, and those of the desktop, have in front of their names.
 constexpr std::string_view systemPrefix = "com.apple.";
+constexpr std::string_view desktopPrefix = "org.freedesktop.";
 
 bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
@@ -133,8 +135,8 @@ std::vector<ApplicationOrphan> desktopOrphans(const IdentifierClaims& claims, co
         if (base == locations.homeFolder) continue;
         for (const Text& name : contentsOf(fileManager, base)) {
             const Text path = Path::appending(base, name);
-            if (isApplicationIdentifier(name) && !isSharedDesktopFolder(name) && isOfType(path, FileType::directory))
-                gathering.add(name, path, identifierEvidence);
+            if (!isApplicationIdentifier(name) || name.lowercased().hasPrefix(desktopPrefix)) continue;
+            if (isOfType(path, FileType::directory)) gathering.add(name, path, identifierEvidence);
         }
     }
     return std::move(gathering).sorted();

@@ -32,8 +32,8 @@ private:
 [[nodiscard]] bool isApplicationIdentifier(const Text& name);
 
 /// The folders of the Flatpaks and those in the base folders that carry the identifier of an application, as far as
-/// none of `claims` holds them. Sorted by identifier. Links, and what can't be looked at, are left out; so is a base
-/// folder that is the home directory.
+/// none of `claims` holds them. Sorted by identifier. Links, and what can't be looked at, are left out, as are a base
+/// folder that is the home directory and what the desktop itself goes by (org.freedesktop).
 [[nodiscard]] std::vector<ApplicationOrphan>
 desktopOrphans(const IdentifierClaims& claims, const DesktopLocations& locations, const FileManager& fileManager);
 

@@ -108,8 +108,8 @@ TEST_F(OrphansTest, areNeitherFilesNorLinksNorNamesThatAnybodyMayHaveChosen) {
     fs::create_directory_symlink(path("home/elsewhere"), path("home/.config/org.example.Link"));
     fs::create_directories(path("home/.var/app"));
     fs::create_directory_symlink(path("home/elsewhere"), path("home/.var/app/org.example.Link"));
-    for (const char* name :
-         {"editor", "draw.io", "tool-1.2.3", "gtk-3.0", "a..b.c", ".org.example.App", "my notes.of.May"})
+    for (const char* name : {"editor", "draw.io", "tool-1.2.3", "org.freedesktop.portal", "gtk-3.0", "a..b.c",
+                             ".org.example.App", "my notes.of.May"})
         write(std::string{"home/.config/"} + name + "/settings");
     EXPECT_EQ(places(desktopOrphans()), Places{});
 }

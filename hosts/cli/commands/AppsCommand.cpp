@@ -84,8 +84,14 @@ ExitCode listApplications(const Session& session, const Operands& operands, Appl
     }
     // A machine without applications is no failure, but a name that none has is one.
     if (!applications.empty() || operands.empty()) return ExitCode::done;
-    if (!installed.empty()) session.say(noSuchApplication(operands.front(), installed));
-    return installed.empty() ? ExitCode::done : ExitCode::failed;
+    if (installed.empty()) return ExitCode::done;
+    session.say(noSuchApplication(operands.front(), installed));
+    // Who removed an application asks for it by its name.
+    if (!orphansNamed(operands.front(), allOrphans()).empty()) {
+        session.say(
+            "One of that name is not installed, but has left something behind: kestrel apps --orphans shows it.");
+    }
+    return ExitCode::failed;
 }
 
 ExitCode listOrphans(const Session& session, const Operands& operands, ApplicationOrder order) {

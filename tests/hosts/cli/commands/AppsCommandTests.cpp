@@ -212,6 +212,10 @@ TEST_F(AppsCommand, showsWhatRemovedApplicationsLeftBehind) {
     EXPECT_TRUE(holds(one.out, "\"orphans\": [{\"identifier\": \"org.example.Gone\"")) << one.out;
     EXPECT_TRUE(holds(one.out, "\"selectedByDefault\": false")) << one.out;
     EXPECT_FALSE(holds(one.out, "Past")) << one.out;
+    const Outcome named = run("apps gone");
+    EXPECT_EQ(named.code, 1);
+    EXPECT_TRUE(holds(named.messages, "kestrel apps --orphans shows it")) << named.messages;
+    EXPECT_FALSE(holds(run("apps nothing-such").messages, "--orphans"));
     EXPECT_TRUE(holds(run("apps --orphans nothing-such").out, "Nothing of that name was left behind"));
 }
 
