@@ -25,6 +25,7 @@
 #include "KestrelCore/Deletion/DeletionPlan.hpp"
 #include "KestrelCore/Deletion/ProtectedPlace.hpp"
 #include "KestrelCore/Deletion/SafetyPolicy.hpp"
+#include "KestrelCore/Deletion/TrashBin.hpp"
 #include "KestrelCore/Deletion/TrashReceipt.hpp"
 #include "KestrelCore/Deletion/TrashReceipts.hpp"
 #include "KestrelCore/Export.hpp"
