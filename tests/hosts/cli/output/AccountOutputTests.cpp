@@ -30,10 +30,8 @@ DiskAccount anAccount() {
 
 std::string textOf(const DiskAccount& account, std::size_t columns = 120) {
     std::ostringstream out;
-    const Session session{.out = out,
-                          .messages = out,
-                          .terminal = {.isOutput = true, .columns = columns},
-                          .options = {.color = ColorChoice::never}};
+    Session session{.out = out, .messages = out, .terminal = {.isOutput = true, .columns = columns}, .options = {}};
+    session.options.color = ColorChoice::never;
     writeAccount(session, account);
     return out.str();
 }
