@@ -19,13 +19,14 @@ constexpr std::size_t usualColumns = 80;
 std::string_view sequence(Style style) {
     switch (style) {
     case Style::heading: return "\x1b[1m";
-    case Style::folder: return "\x1b[34m";
+    case Style::folder: return "\x1b[1m";
     case Style::quiet: return "\x1b[2m";
-    case Style::bar: return "\x1b[36m";
-    case Style::good: return "\x1b[32m";
-    case Style::warning: return "\x1b[33m";
+    case Style::bar: return "\x1b[35m";
+    case Style::warning: return "\x1b[35m";
     case Style::bad: return "\x1b[31m";
-    case Style::match: return "\x1b[1;33m";
+    case Style::match: return "\x1b[1;31m";
+    // What went well is what is expected.
+    case Style::good:
     case Style::plain:
     case Style::file: break;
     }

@@ -229,7 +229,7 @@ TEST_F(ScanCommand, showsHostileNamesAsEscapesOnATerminalAndRemovesTheProgressLi
         ASSERT_NE(erased, std::string::npos);
         EXPECT_GT(erased, progress);
     }
-    EXPECT_NE(result.shown.find("\x1b[34minner/"), std::string::npos) << "no colour";
+    EXPECT_NE(result.shown.find("\x1b[1minner/"), std::string::npos) << "no colour";
 }
 
 TEST(AccessCommand, answersInBothForms) {

@@ -103,6 +103,15 @@ TEST(Terminal, paintsOnlyWhenThereIsColor) {
     EXPECT_EQ(painted(Style::plain, "x", true), "x");
 }
 
+TEST(Terminal, usesOnlyColoursThatCanBeReadOnBlackAndOnWhite) {
+    for (const Style style : {Style::plain, Style::heading, Style::folder, Style::file, Style::quiet, Style::bar,
+                              Style::good, Style::warning, Style::bad, Style::match}) {
+        const std::string text = painted(style, "x", true);
+        for (const char* unreadable : {"30m", "32m", "33m", "34m", "36m", "37m", "\x1b[9", ";9"})
+            EXPECT_EQ(text.find(unreadable), std::string::npos) << text.substr(1);
+    }
+}
+
 TEST(Terminal, drawsBarsOfExactlyTheWidth) {
     EXPECT_EQ(bar(0, 4), "    ");
     EXPECT_EQ(bar(0.5, 4), "██  ");
