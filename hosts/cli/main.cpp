@@ -67,6 +67,8 @@ int main(int argc, char** argv) {
                                              addAccessCommand,
                                              addClearCommand,
                                          });
+    // What was asked is done, and nobody reads what came of it.
+    if (Interruption::isPipeClosed() && !session.flush()) Interruption::endByClosedPipe();
     // A scan that was given up may be stuck in a system call on a thread of its own: it must not meet destroyed
     // globals, so nothing is torn down behind its back.
     if (code == ExitCode::interrupted) std::_Exit(static_cast<int>(code));

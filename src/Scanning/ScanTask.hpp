@@ -4,7 +4,6 @@
 #include "KestrelCore/Base/EventStream.hpp"
 #include "KestrelCore/Model/ScanScope.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
-#include "KestrelCore/Scanning/ScanOptions.hpp"
 #include "KestrelCore/Snapshot/ScanEvent.hpp"
 #include "Platform/Traversal.hpp"
 
@@ -23,8 +22,8 @@ struct ScanEnvironment {
 };
 
 /// Runs one scan to its end on the calling thread, sending its events to `events`. Throws what ends the stream with an
-/// error; returns early when the stream was cancelled, and with less than all where the options' token was.
+/// error; returns early when the stream was cancelled.
 void runScan(const ScanScope& scope, const ScanEnvironment& environment,
-             const EventStream<ScanEvent>::Continuation& events, const ScanOptions& options = {});
+             const EventStream<ScanEvent>::Continuation& events);
 
 }  // namespace KestrelCore

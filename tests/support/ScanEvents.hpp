@@ -20,7 +20,6 @@ struct ScanEvents {
     std::vector<ScanProgress> progress;
     std::vector<ScanIssue> issues;
     std::optional<ScanSnapshot> snapshot;
-    bool isComplete = false;
     std::exception_ptr error;
 
     [[nodiscard]] const ScanSnapshot& result() const {
@@ -38,10 +37,7 @@ inline ScanEvents collect(EventStream<ScanEvent> stream) {
             if (const auto* progressed = std::get_if<ScanProgressed>(&*event))
                 events.progress.push_back(progressed->progress);
             if (const auto* found = std::get_if<ScanIssueFound>(&*event)) events.issues.push_back(found->issue);
-            if (const auto* completed = std::get_if<ScanCompleted>(&*event)) {
-                events.snapshot = completed->snapshot;
-                events.isComplete = completed->isComplete;
-            }
+            if (const auto* completed = std::get_if<ScanCompleted>(&*event)) events.snapshot = completed->snapshot;
         }
     } catch (...) {
         events.error = std::current_exception();
@@ -49,11 +45,9 @@ inline ScanEvents collect(EventStream<ScanEvent> stream) {
     return events;
 }
 
-inline EventStream<ScanEvent> startScan(const ScanScope& scope, ScanEnvironment environment,
-                                        const ScanOptions& options = {}) {
-    return EventStream<ScanEvent>::start([scope, environment = std::move(environment), options](const auto& events) {
-        runScan(scope, environment, events, options);
-    });
+inline EventStream<ScanEvent> startScan(const ScanScope& scope, ScanEnvironment environment) {
+    return EventStream<ScanEvent>::start(
+        [scope, environment = std::move(environment)](const auto& events) { runScan(scope, environment, events); });
 }
 
 /// The real file manager answers for the root, which must exist; the walk is the tree's.
@@ -65,10 +59,6 @@ inline ScanEnvironment environmentOf(const FakeTree& tree, const Text& home = "/
 
 inline ScanEvents scan(const Text& root, const FakeTree& tree, const Text& home = "/home/ann") {
     return collect(startScan(ScanScope{URL::fromPath(root)}, environmentOf(tree, home)));
-}
-
-inline ScanEvents scan(const Text& root, const FakeTree& tree, const ScanOptions& options) {
-    return collect(startScan(ScanScope{URL::fromPath(root)}, environmentOf(tree), options));
 }
 
 }  // namespace KestrelCore::testing

@@ -247,7 +247,7 @@ void addAppsCommand(CLI::App& app, Session& session) {
                     "With --trash-residues: choose this one too; may be given several times")
         ->allow_extra_args(false)
         ->option_text("PATH");
-    command.add_flag("--yes", options->isConfirmed, "Do not ask");
+    command.add_flag("-y,--yes", options->isConfirmed, "Do not ask");
     command.add_flag("--dry-run", options->isDryRun, "Only show what would go");
 }
 

@@ -1,12 +1,16 @@
 #include "commands/Command.hpp"
 
+#include "commands/HelpText.hpp"
 #include "commands/OptionValue.hpp"
+#include "commands/Suggestion.hpp"
+#include "output/ErrorOutput.hpp"
 #include "store/When.hpp"
 #include "terminal/Interruption.hpp"
 
 #include "KestrelCore/KestrelCore.hpp"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <exception>
@@ -24,6 +28,8 @@
 // guess at names that a user's files may have; it hands back what it does not know, and what remains is checked here.
 // Everything that a command throws ends here as one line and an exit code: commands catch only what they can mend.
 
+using KestrelCore::KestrelError;
+
 namespace KestrelCLI {
 
 namespace {
@@ -34,13 +40,12 @@ public:
     CommandApp(Command command, std::function<ExitCode(const Operands&)> run)
         : CLI::App{command.description, command.name}, command_{std::move(command)}, run_{std::move(run)} {
         group("Commands");
+        get_help_ptr()->description("Show this help");
         fallthrough();  // the options of every command may stand after its name
-        std::string text =
-            fmt::format("Options of every command: --json, --bytes, --store FILE, {}--color WHEN (see kestrel --help).",
-                        command_.readsSavedScan ? "--at WHEN, " : "");
-        if (!command_.examples.empty()) text += "\n\nExamples:";
-        for (const std::string& example : command_.examples) text += "\n  " + example;
-        footer(text);
+        footer(
+            fmt::format("Options of every command: --json, --bytes, --iec, --si, --color WHEN, --store FILE{}, -h, -V "
+                        "(see kestrel --help).",
+                        command_.readsSavedScan ? ", --at WHEN" : ""));
     }
 
     [[nodiscard]] const Command& command() const { return command_; }
@@ -61,17 +66,38 @@ private:
     std::function<ExitCode(const Operands&)> run_;
 };
 
-/// Help whose usage line knows the operands, which CLI11 is not told of.
-class HelpFormatter final : public CLI::Formatter {
+/// All that there is to read about the program, or about one command, in lines of the session's width.
+class HelpFormatter final : public CLI::FormatterBase {
 public:
-    HelpFormatter() { column_width(30); }
+    explicit HelpFormatter(std::size_t columns) : columns_{columns} {}
 
-    std::string make_usage(const CLI::App* app, std::string name) const override {
+    std::string make_help(const CLI::App* app, std::string /*name*/, CLI::AppFormatMode /*mode*/) const override {
         const auto* command = dynamic_cast<const CommandApp*>(app);
-        if (command == nullptr) return "Usage: kestrel COMMAND [OPTIONS]\n";
-        const std::string& operands = command->command().operands;
-        return fmt::format("Usage: {} [OPTIONS]{}{}\n", name, operands.empty() ? "" : " ", operands);
+        std::string text = command == nullptr ? "Usage: kestrel COMMAND [OPTIONS]" : usage(command->command());
+        text += "\n\n" + wrappedWords(app->get_description(), columns_, 0) + '\n';
+        if (const std::string commands = commandLines(*app, columns_); !commands.empty())
+            text += "\nCommands:\n" + commands;
+        text += "\nOptions:\n" + optionLines(*app, columns_);
+        return text + '\n' + wrappedWords(app->get_footer(), columns_, 0) + '\n' + examples(command);
     }
+
+private:
+    static std::string usage(const Command& command) {
+        return fmt::format("Usage: kestrel {} [OPTIONS]{}{}", command.name, command.operands.empty() ? "" : " ",
+                           command.operands);
+    }
+
+    /// As they are typed: a line that is to be copied is not parted.
+    static std::string examples(const CommandApp* command) {
+        const std::vector<std::string> general{"kestrel scan ~/Downloads", "kestrel search huge videos",
+                                               "kestrel scan --json /srv | python3 -m json.tool"};
+        const std::vector<std::string>& lines = command == nullptr ? general : command->command().examples;
+        std::string text = lines.empty() ? "" : "\nExamples:\n";
+        for (const std::string& example : lines) text += "  " + example + '\n';
+        return text;
+    }
+
+    std::size_t columns_;
 };
 
 constexpr const char* shortHelp = R"(kestrel scan            shows where the space in your home folder went
@@ -88,12 +114,29 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
         ->type_name("WHEN");
     app.add_flag("--json", options.json, "Print one JSON object instead of text");
     app.add_flag("--bytes", options.exactBytes, "Show sizes to the byte");
+    CLI::Option* binary = app.add_flag_callback(
+        "--iec", [&options] { options.units = SizeUnits::binary; }, "Show sizes in binary units (1 KiB = 1024 bytes)");
+    app.add_flag_callback(
+           "--si", [&options] { options.units = SizeUnits::decimal; },
+           "Show sizes in decimal units (1 kB = 1000 bytes), as is usual")
+        ->excludes(binary);
     const std::map<std::string, ColorChoice> choices{
         {"auto", ColorChoice::automatic}, {"always", ColorChoice::always}, {"never", ColorChoice::never}};
     app.add_option("--color", options.color, "Colour: auto (on a terminal), always or never")
         ->type_name("WHEN")
         ->transform(oneOf(choices))
         ->option_text("WHEN");
+}
+
+/// What programs get to know of the cases.
+std::string_view nameOf(KestrelError::Case errorCase) {
+    switch (errorCase) {
+    case KestrelError::Case::accessDenied: return "accessDenied";
+    case KestrelError::Case::safetyViolation: return "safetyViolation";
+    case KestrelError::Case::staleItem: return "staleItem";
+    case KestrelError::Case::unavailable: break;
+    }
+    return "unavailable";
 }
 
 /// Runs the command and turns what it throws into a line and an exit code.
@@ -108,13 +151,19 @@ ExitCode runCatching(const CommandApp& command, const Operands& operands, const 
         if (session.options.at) (void)whenOption(*session.options.at, KestrelCore::Date::now());
         return command.run(operands);
     } catch (const UsageError& error) {
-        session.say(error.what());
+        tellError(session, {"wrongUsage", error.what()});
         return ExitCode::wrongUsage;
     } catch (const Interrupted& interrupted) {
-        session.say(interrupted.what());
+        tellError(session, {"interrupted", interrupted.what()});
         return ExitCode::interrupted;
+    } catch (const PathError& error) {
+        tellError(session, {"failed", error.what(), error.path()});
+        return ExitCode::failed;
+    } catch (const KestrelError& error) {
+        tellError(session, {nameOf(error.errorCase()), error.what()});
+        return error.errorCase() == KestrelError::Case::safetyViolation ? ExitCode::refused : ExitCode::failed;
     } catch (const std::exception& error) {
-        session.say(error.what());
+        tellError(session, {"failed", error.what()});
         return ExitCode::failed;
     }
 }
@@ -127,7 +176,7 @@ ExitCode runGuarded(const CommandApp& command, const Operands& operands, const S
 
 /// Says what is wrong with the command line and where to read more; `command` may be empty.
 ExitCode wrongUsage(const Session& session, std::string_view message, std::string_view command) {
-    session.say(message);
+    tellError(session, {"wrongUsage", std::string{message}});
     session.say(command.empty() ? "kestrel --help tells what there is."
                                 : fmt::format("kestrel {} --help tells more.", command));
     return ExitCode::wrongUsage;
@@ -135,7 +184,7 @@ ExitCode wrongUsage(const Session& session, std::string_view message, std::strin
 
 /// Whether the next argument is the option's value.
 bool takesValue(const CLI::App& app, const std::string& argument) {
-    if (!argument.starts_with("--")) return false;
+    if (argument.size() < 2 || !argument.starts_with('-')) return false;
     const auto isValueOf = [&](const CLI::App& owner) {
         const CLI::Option* option = owner.get_option_no_throw(argument);
         return option != nullptr && option->get_items_expected_max() > 0;
@@ -185,6 +234,67 @@ private:
     std::string substitute_ = "+++";
 };
 
+std::vector<std::string> namesOfCommands(const CLI::App& app) {
+    std::vector<std::string> names;
+    for (const CLI::App* command : app.get_subcommands([](const CLI::App* each) { return !each->get_group().empty(); }))
+        names.push_back(command->get_name());
+    return names;
+}
+
+/// That there is no such command, and which was probably meant, or all there are.
+std::string unknownCommand(const std::string& word, const CLI::App& app) {
+    const std::vector<std::string> names = namesOfCommands(app);
+    const std::string problem = fmt::format("There is no command “{}”.", word);
+    if (const auto sentence = sentenceForCommand(word)) return problem + ' ' + *sentence;
+    if (const std::string meant = didYouMeanOneOf(word, names); !meant.empty()) return problem + ' ' + meant;
+    return fmt::format("{} There are {}.", problem, fmt::join(names, ", "));
+}
+
+/// The same of an option; `command` is null where none was named.
+std::string unknownOption(const std::string& option, const CLI::App& app, const CommandApp* command) {
+    const std::string name = option.substr(0, option.find('='));
+    std::vector<std::string> own;
+    std::vector<std::string> all;
+    const auto add = [](const CLI::App& owner, std::vector<std::string>& names) {
+        for (const CLI::Option* each :
+             owner.get_options([](const CLI::Option* o) { return !o->get_group().empty(); })) {
+            for (const std::string& known : each->get_lnames()) names.push_back("--" + known);
+        }
+    };
+    if (command != nullptr) add(*command, own);
+    all = own;
+    add(app, all);
+    const std::string problem = fmt::format("There is no option {}.", option);
+    if (const auto sentence = sentenceForOption(name, command == nullptr ? "" : command->command().name))
+        return problem + ' ' + *sentence;
+    if (name.starts_with("--")) {
+        if (const std::string meant = didYouMeanOneOf(name, all); !meant.empty()) return problem + ' ' + meant;
+    }
+    const std::string dash = "(A name that begins with a dash goes after --.)";
+    if (command == nullptr) return problem + ' ' + dash;
+    return fmt::format("{} {} takes {}. {}", problem, command->command().name, fmt::join(own, ", "), dash);
+}
+
+void addHelpCommand(CLI::App& app, Session& session) {
+    addCommand(app,
+               {.name = "help",
+                .operands = "[COMMAND]",
+                .description = "Shows this help, or that of one command.",
+                .examples = {"kestrel help scan"},
+                .mostOperands = 1},
+               [&app, &session](const Operands& operands) {
+                   const CLI::App* shown = &app;
+                   if (!operands.empty()) {
+                       const auto named = app.get_subcommands(
+                           [&](const CLI::App* each) { return each->get_name() == operands.front(); });
+                       if (named.empty()) throw UsageError{unknownCommand(operands.front(), app)};
+                       shown = named.front();
+                   }
+                   session.out << app.get_formatter()->make_help(shown, "", CLI::AppFormatMode::Normal);
+                   return ExitCode::done;
+               });
+}
+
 ExitCode parseAndRun(std::vector<std::string> arguments, Session& session, const std::vector<CommandAdder>& commands) {
     // CLI11 sees only what stands before "--"; the rest are operands, whatever they look like.
     const auto mark = std::ranges::find(arguments, "--");
@@ -193,15 +303,21 @@ ExitCode parseAndRun(std::vector<std::string> arguments, Session& session, const
     arguments.erase(mark, arguments.end());
 
     CLI::App app{"Shows where disk space goes and helps to reclaim it safely.", "kestrel"};
-    app.formatter(std::make_shared<HelpFormatter>());
-    app.set_version_flag("--version",
-                         fmt::format("kestrel {}", reinterpret_cast<const char*>(KestrelCoreVersionString)));
+    // Known before the line is read: what is wrong with it is told as JSON, too.
+    session.options.json = std::ranges::find(arguments, "--json") != arguments.end();
+    constexpr std::size_t usualColumns = 80;
+    app.formatter(std::make_shared<HelpFormatter>(session.terminal.isOutput ? session.terminal.columns : usualColumns));
+    app.get_help_ptr()->description("Show this help");
+    app.set_version_flag("-V,--version",
+                         fmt::format("kestrel {}", reinterpret_cast<const char*>(KestrelCoreVersionString)),
+                         "Tell the version");
     app.require_subcommand(0, 1);
     app.allow_extras();
-    app.footer("Everything after -- is taken as it is, so that a name may begin with a dash.\n\nExamples:\n"
-               "  kestrel scan ~/Downloads\n  kestrel scan --json /srv | python3 -m json.tool");
+    app.footer("Options may stand before or after the command. kestrel COMMAND --help (or kestrel help COMMAND) tells "
+               "more about one. Everything after -- is taken as it is, so that a name may begin with a dash.");
     addGlobalOptions(app, session.options);
     for (const CommandAdder add : commands) add(app, session);
+    addHelpCommand(app, session);
 
     // The command that was named, once the line is read; null before, and when none was.
     const auto chosen = [&]() -> const CommandApp* {
@@ -217,7 +333,8 @@ ExitCode parseAndRun(std::vector<std::string> arguments, Session& session, const
         std::ranges::reverse(arguments);  // as CLI11 takes them
         app.parse(std::move(arguments));
     } catch (const CLI::CallForHelp&) {
-        session.out << app.help();
+        const CLI::App* shown = chosen() == nullptr ? &app : chosen();
+        session.out << app.get_formatter()->make_help(shown, "", CLI::AppFormatMode::Normal);
         return ExitCode::done;
     } catch (const CLI::CallForVersion& version) {
         session.out << version.what() << '\n';
@@ -231,16 +348,18 @@ ExitCode parseAndRun(std::vector<std::string> arguments, Session& session, const
     plusSigns.putBack(operands);
     const auto isOption = [](const std::string& text) { return text.size() > 1 && text.front() == '-'; };
     if (const auto unknown = std::ranges::find_if(operands, isOption); unknown != operands.end()) {
-        return wrongUsage(
-            session, fmt::format("There is no option {}. (A name that begins with a dash goes after --.)", *unknown),
-            chosenName());
+        // As it is with many programs, where nothing else is asked for.
+        if (*unknown == "-v" && operands.size() == 1 && chosen() == nullptr) {
+            session.out << app.version() << '\n';
+            return ExitCode::done;
+        }
+        return wrongUsage(session, unknownOption(*unknown, app, chosen()), chosenName());
     }
     operands.insert(operands.end(), std::make_move_iterator(afterMark.begin()),
                     std::make_move_iterator(afterMark.end()));
     // Without a command nothing is done: who types the name alone sees the three lines that matter.
     if (chosen() == nullptr) {
-        if (!operands.empty())
-            return wrongUsage(session, fmt::format("There is no command “{}”.", operands.front()), "");
+        if (!operands.empty()) return wrongUsage(session, unknownCommand(operands.front(), app), "");
         session.out << shortHelp;
         return ExitCode::done;
     }
@@ -260,6 +379,7 @@ ExitCode runCommandLine(std::vector<std::string> arguments, Session& session,
     const ExitCode code = parseAndRun(std::move(arguments), session, commands);
     // What was printed may still be on its way: a full disk or a reader that went away shows here.
     if (session.flush()) return code;
+    if (Interruption::isPipeClosed()) return combined(code, ExitCode::failed);
     session.say("The results could not be written.");
     return combined(code, ExitCode::failed);
 }

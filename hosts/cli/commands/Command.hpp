@@ -39,7 +39,8 @@ CLI::App& addCommand(CLI::App& app, const Command& command, std::function<ExitCo
 using CommandAdder = void (*)(CLI::App&, Session&);
 
 /// Reads `arguments` (without the program's name), runs the command they name and returns how it ended. Sets
-/// `session.options`. Results that can't be written count as a failure.
+/// `session.options`. Results that can't be written count as a failure; where their reader went away
+/// (`Interruption::isPipeClosed`), nothing is said about it.
 [[nodiscard]] ExitCode runCommandLine(std::vector<std::string> arguments, Session& session,
                                       const std::vector<CommandAdder>& commands);
 

@@ -42,11 +42,15 @@ ExitCode documents(const Session& session, const LibraryOptions& options) {
         json.finish();
         return ExitCode::done;
     }
-    writeAge(session, scan.summary());
     std::vector<LibraryLine> lines;
     for (const DocumentAsset& asset : index.documents) {
         lines.push_back({.record = asset.record, .kind = std::string{rawValue(asset.kind)}});
     }
+    if (options.print0) {
+        writePaths(session, lines, options.jsonLimit());
+        return ExitCode::done;
+    }
+    writeAge(session, scan.summary());
     writeLibrary(session, scan.summary(), "Documents", lines, index.totalBytes(), options.textLimit());
     return ExitCode::done;
 }

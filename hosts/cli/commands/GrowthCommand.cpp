@@ -72,18 +72,10 @@ struct Compared {
     Generation until;
 };
 
-/// The first that came to its end; where none has, the first: what was not reached would look as if it were gone.
-std::vector<Generation>::const_iterator firstWhole(std::vector<Generation>::const_iterator begin,
-                                                   std::vector<Generation>::const_iterator end) {
-    const auto found = std::find_if(begin, end, [](const Generation& each) { return each.isComplete; });
-    return found == end ? begin : found;
-}
-
 /// `generations` are those that know of what is asked about, newest first and at least one.
 Compared choose(const ChangeOptions& options, const std::vector<Generation>& generations) {
     const Date now = Date::now();
-    const Generation& until = options.until ? meant(generations, "--until", *options.until, now)
-                                            : *firstWhole(generations.begin(), generations.end());
+    const Generation& until = options.until ? meant(generations, "--until", *options.until, now) : generations.front();
     const Text root = until.scope.root.path();
     const std::vector<Generation> alike =
         only(generations, [&](const Generation& each) { return each.scope.root.path() == root; });
@@ -104,7 +96,7 @@ Compared choose(const ChangeOptions& options, const std::vector<Generation>& gen
             "There is no earlier scan of {} than {}, from {}: scan again later, and kestrel growth tells what changed.",
             root.view(), until.number, localTime(until.completedAt))};
     }
-    return {*firstWhole(before, alike.end()), until};
+    return {*before, until};
 }
 
 void writeJSON(const Session& session, const Growth& growth) {
@@ -152,7 +144,6 @@ ExitCode growth(const Session& session, const ChangeOptions& options, const Oper
                                    session.options.json ? options.top : std::optional{options.top.value_or(usualTop)}};
     const auto compare = [&](const std::vector<Generation>& generations, const std::optional<Text>& path) {
         compared = choose(options, generations);
-        for (const Generation* each : {&compared->since, &compared->until}) warnOfIncomplete(session, *each);
         found = history->growth(compared->since.number, compared->until.number, path, limits);
         Interruption::check();
     };
@@ -166,8 +157,9 @@ ExitCode growth(const Session& session, const ChangeOptions& options, const Oper
         }
     }
     if (!compared) {
-        throw std::runtime_error{
-            fmt::format("No saved scan is of {} or a folder above it: kestrel scan makes one.", operands.front())};
+        throw PathError{
+            fmt::format("No saved scan is of {} or a folder above it: kestrel scan makes one.", operands.front()),
+            operands.front()};
     }
     if (!found) {
         throw std::runtime_error{operands.empty()
@@ -212,7 +204,7 @@ void addGrowthCommand(CLI::App& app, Session& session) {
         ->type_name("WHEN");
     command.add_option("--until", options->until, "Take this one as the later of the two (default: the newest)")
         ->type_name("WHEN");
-    command.add_option("--depth", options->depth, "Sum up what lies deeper than N levels of folders")
+    command.add_option("-d,--depth", options->depth, "Sum up what lies deeper than N levels of folders")
         ->type_name("N")
         ->transform(wholeNumber());
     command.add_option("--top", options->top, fmt::format("Show at most N changes (default: {})", usualTop))

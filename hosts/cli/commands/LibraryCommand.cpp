@@ -40,12 +40,18 @@ void addLibraryCommand(CLI::App& app, Session& session, const LibraryDescription
     command.add_option("--kind", options->kind, description.kindHelp)
         ->type_name("KIND")
         ->option_text("KIND")
-        ->check(CLI::IsMember(description.kinds));
+        ->transform(oneOf(description.kinds));
     command
         .add_option("--limit", options->limit,
                     fmt::format("{} (default: {}; with --json: all)", description.limitHelp, usualLimit))
         ->type_name("N")
         ->transform(wholeNumber());
+    command.add_flag("-0,--print0", options->print0, "Print only the paths, all of them, each ended by a NUL");
+}
+
+void writePaths(const Session& session, const std::vector<LibraryLine>& lines, std::size_t limit) {
+    std::ostream& out = session.raw();
+    for (std::size_t i = 0; i < std::min(lines.size(), limit); ++i) out << lines[i].record.path().view() << '\0';
 }
 
 void writeLibrary(const Session& session, const Generation& scan, std::string_view title,

@@ -20,9 +20,11 @@ namespace KestrelCLI {
 
 struct LibraryOptions {
     std::string kind;                  ///< empty for all
+    bool print0 = false;               ///< the paths alone, each ended by a NUL
     std::optional<std::size_t> limit;  ///< absent for what is usual: the first lines of a text, all of JSON
 
     [[nodiscard]] std::size_t textLimit() const;
+    /// Of what is for programs.
     [[nodiscard]] std::size_t jsonLimit() const { return limit.value_or(Command::unlimited); }
 };
 
@@ -45,6 +47,9 @@ struct LibraryLine {
     KestrelCore::FileRecord record;
     std::string kind;
 };
+
+/// The paths of the first `limit` lines as they are, each ended by a NUL.
+void writePaths(const Session& session, const std::vector<LibraryLine>& lines, std::size_t limit);
 
 /// A heading with how many there are and their `bytes`, the first `limit` lines (date, size, kind, path relative to the
 /// scan's root), and what is left out, in a word.

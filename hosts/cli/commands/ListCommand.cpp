@@ -26,6 +26,7 @@ namespace {
 
 struct ListOptions {
     bool all = false;
+    bool print0 = false;
     std::optional<std::size_t> limit;
 };
 
@@ -46,14 +47,15 @@ ExitCode list(const Session& session, const ListOptions& options, const Operands
     const FileRecord& folder = named.record;
     // A package is a container too, and can be listed.
     if (!folder.isContainer()) {
-        throw std::runtime_error{fmt::format("{} is not a folder.", folder.path().view())};
+        throw PathError{fmt::format("{} is not a folder.", folder.path().view()), folder.path().string()};
     }
     std::vector<FileRecord> children = named.scan.children(folder.path());
     Interruption::check();
     const std::size_t found = children.size();
     // A script gets everything unless it sets a limit itself.
-    const std::size_t limit =
-        options.all || session.options.json ? options.limit.value_or(found) : options.limit.value_or(usualLimit);
+    const std::size_t limit = options.all || options.print0 || session.options.json
+                                  ? options.limit.value_or(found)
+                                  : options.limit.value_or(usualLimit);
     if (session.options.json) {
         children.erase(children.begin() + static_cast<std::ptrdiff_t>(std::min(found, limit)), children.end());
         JSONOutput json{session.out};
@@ -63,6 +65,13 @@ ExitCode list(const Session& session, const ListOptions& options, const Operands
         for (const FileRecord& child : children) writeRecord(json, child);
         json.endArray();
         json.finish();
+        return ExitCode::done;
+    }
+    if (options.print0) {
+        // As they are, for xargs -0: no path has a NUL in it.
+        std::ostream& out = session.raw();
+        for (std::size_t index = 0; index < std::min(found, limit); ++index)
+            out << children[index].path().view() << '\0';
         return ExitCode::done;
     }
     writeAge(session, named.scan.summary());
@@ -85,11 +94,12 @@ void addListCommand(CLI::App& app, Session& session) {
          .mostOperands = 1,
          .readsSavedScan = true},
         [&session, options](const Operands& operands) { return list(session, *options, operands); });
-    CLI::Option* all = command.add_flag("--all", options->all, "Show every item");
+    CLI::Option* all = command.add_flag("-a,--all", options->all, "Show every item");
     command.add_option("--limit", options->limit, fmt::format("Show at most N items (default: {})", usualLimit))
         ->type_name("N")
         ->transform(wholeNumber())
         ->excludes(all);
+    command.add_flag("-0,--print0", options->print0, "Print only the paths, all of them, each ended by a NUL");
 }
 
 }  // namespace KestrelCLI

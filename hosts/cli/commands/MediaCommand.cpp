@@ -49,6 +49,11 @@ ExitCode media(const Session& session, const LibraryOptions& options) {
         json.finish();
         return ExitCode::done;
     }
+    if (options.print0) {
+        writePaths(session, linesOf(index.images), options.jsonLimit());
+        writePaths(session, linesOf(index.videos), options.jsonLimit());
+        return ExitCode::done;
+    }
     writeAge(session, scan.summary());
     if (options.kind != "video")
         writeLibrary(session, scan.summary(), "Photos", linesOf(index.images), index.imageBytes(), options.textLimit());

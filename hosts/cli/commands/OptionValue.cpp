@@ -1,5 +1,6 @@
 #include "commands/OptionValue.hpp"
 
+#include "commands/Suggestion.hpp"
 #include "output/Session.hpp"
 
 #include <fmt/format.h>
@@ -14,6 +15,17 @@
 // are no digits, and what does not fit is an error and no other number.
 
 namespace KestrelCLI {
+
+namespace {
+
+/// That the text is none of the names, and which of them was probably meant.
+std::string noneOf(std::string_view text, const std::vector<std::string>& names) {
+    const std::string problem = fmt::format("“{}” is none of {}.", text, fmt::join(names, ", "));
+    const std::string meant = didYouMeanOneOf(text, names);
+    return meant.empty() ? problem : problem + ' ' + meant;
+}
+
+}  // namespace
 
 CLI::Validator wholeNumber(std::int64_t most) {
     const auto problem = [most](std::string& text) -> std::string {
@@ -33,13 +45,28 @@ CLI::Validator wholeNumber(std::int64_t most) {
 
 CLI::Validator oneOf(const std::map<std::string, std::int64_t>& numbers) {
     const auto problem = [numbers](std::string& text) -> std::string {
-        if (const auto found = numbers.find(text); found != numbers.end()) {
-            text = std::to_string(found->second);
-            return {};
-        }
         std::vector<std::string> names;
-        for (const auto& [name, number] : numbers) names.push_back(name);
-        return fmt::format("“{}” is none of {}", text, fmt::join(names, ", "));
+        for (const auto& [name, number] : numbers) {
+            if (lowercasedASCII(name) == lowercasedASCII(text)) {
+                text = std::to_string(number);
+                return {};
+            }
+            names.push_back(name);
+        }
+        return noneOf(text, names);
+    };
+    return CLI::Validator{problem, "", "one of a few names"};
+}
+
+CLI::Validator oneOf(const std::vector<std::string>& names) {
+    const auto problem = [names](std::string& text) -> std::string {
+        for (const std::string& name : names) {
+            if (lowercasedASCII(name) == lowercasedASCII(text)) {
+                text = name;
+                return {};
+            }
+        }
+        return noneOf(text, names);
     };
     return CLI::Validator{problem, "", "one of a few names"};
 }

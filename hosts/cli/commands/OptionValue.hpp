@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <vector>
 
 namespace KestrelCLI {
 
@@ -17,8 +18,12 @@ namespace KestrelCLI {
 /// because CLI11 would read a negative number into an unsigned variable as a very large one, and a leading 0 as octal.
 [[nodiscard]] CLI::Validator wholeNumber(std::int64_t most = std::numeric_limits<std::int64_t>::max());
 
-/// The check of an option that takes one of a few names, for its `transform`: `numbers` has what each stands for.
+/// The check of an option that takes one of a few names, for its `transform`, in any case of ASCII letters: `numbers`
+/// has what each stands for. Another word gets all of them to read, and the one that was probably meant.
 [[nodiscard]] CLI::Validator oneOf(const std::map<std::string, std::int64_t>& numbers);
+
+/// The same for an option that keeps the name, as it stands in `names`.
+[[nodiscard]] CLI::Validator oneOf(const std::vector<std::string>& names);
 
 /// The same with the values of an enumeration. CLI11's own transformers also take the values' numbers, even those that
 /// stand for nothing.

@@ -157,7 +157,7 @@ void addQuitCommand(CLI::App& app, Session& session) {
                     .fewestOperands = 1,
                     .mostOperands = Command::unlimited},
                    [&session, isAgreed](const Operands& operands) { return runQuit(session, operands, *isAgreed); });
-    command.add_flag("--yes", *isAgreed, "Do not ask first");
+    command.add_flag("-y,--yes", *isAgreed, "Do not ask first");
 }
 
 }  // namespace KestrelCLI

@@ -1,8 +1,9 @@
 #include "commands/ScanRoot.hpp"
 
+#include "output/Session.hpp"
+
 #include "KestrelCore/Base/PlatformError.hpp"
 #include "KestrelCore/Base/URL.hpp"
-#include "KestrelCore/Model/KestrelError.hpp"
 
 #include <fmt/format.h>
 
@@ -22,14 +23,14 @@ ScanRoot resolveScanRoot(const std::string& name) {
     // nothing.
     const std::filesystem::path real = std::filesystem::canonical(name, error);
     if (error) {
-        throw KestrelError::unavailable(
-            fmt::format("{}: {}", name.empty() ? "The empty name" : name, systemErrorText(error.value()).view()));
+        throw PathError{
+            fmt::format("{}: {}", name.empty() ? "The empty name" : name, systemErrorText(error.value()).view()), name};
     }
     // A text with replacement characters would name another folder, or none.
     const Text path{real.native()};
     if (path.view() != real.native()) {
-        throw KestrelError::unavailable(
-            fmt::format("The name of {} is not UTF-8. Scan the folder above it instead.", path.view()));
+        throw PathError{fmt::format("The name of {} is not UTF-8. Scan the folder above it instead.", path.view()),
+                        path.string()};
     }
     // A folder's URL ends in a slash; a single file can be scanned too.
     const bool isDirectory = std::filesystem::is_directory(real, error);

@@ -44,7 +44,7 @@ void addTrashCommand(CLI::App& app, Session& session) {
                       "kestrel trash --empty", "kestrel trash --empty --older-than 30d"},
          .mostOperands = Command::unlimited},
         [&session, options](const Operands& paths) { return run(session, paths, *options); });
-    command.add_flag("--yes", options->moving.isConfirmed, "Do not ask");
+    command.add_flag("-y,--yes", options->moving.isConfirmed, "Do not ask");
     command.add_flag("--dry-run", options->moving.isDryRun, "Only show what would go");
     command.add_flag("--include-high-risk", options->moving.includesHighRisk, "Let items of high risk go too");
     command.add_flag("--empty", options->empties, "Remove for good what lies in the Trash, on every volume");

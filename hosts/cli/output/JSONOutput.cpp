@@ -67,7 +67,14 @@ JSONOutput::JSONOutput(std::ostream& out) : out_{out}, hasMembers_{false} {
 }
 
 // The one newline: a line is an object, so that readers can take a stream of them apart.
-void JSONOutput::finish() { writeRaw("}\n"); }
+void JSONOutput::finish() {
+    writeRaw("}\n");
+    isFinished_ = true;
+}
+
+JSONOutput::~JSONOutput() {
+    if (!isFinished_) writeRaw("\n");
+}
 
 void JSONOutput::member(std::string_view key, std::string_view text) {
     writeKey(key);

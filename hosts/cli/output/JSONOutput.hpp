@@ -19,6 +19,8 @@ public:
     explicit JSONOutput(std::ostream& out);
     JSONOutput(const JSONOutput&) = delete;
     JSONOutput& operator=(const JSONOutput&) = delete;
+    /// One that was not finished, as after an exception, stays the broken piece that it is, on a line of its own.
+    ~JSONOutput();
     /// Closes the object and ends the line.
     void finish();
 
@@ -67,6 +69,7 @@ private:
     void writeRaw(std::string_view text);
 
     std::ostream& out_;
+    bool isFinished_ = false;
     std::vector<bool> hasMembers_;  ///< for each open object and array
 };
 

@@ -11,6 +11,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace KestrelCLI {
 
@@ -91,6 +92,16 @@ struct Session {
 class UsageError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
+};
+
+/// A failure that is about one item: exit code 1 and one line, in which the path stands already.
+class PathError : public std::runtime_error {
+public:
+    PathError(const std::string& message, std::string path) : std::runtime_error{message}, path_{std::move(path)} {}
+    [[nodiscard]] const std::string& path() const noexcept { return path_; }
+
+private:
+    std::string path_;
 };
 
 }  // namespace KestrelCLI

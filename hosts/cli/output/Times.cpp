@@ -18,13 +18,18 @@ std::string age(Date then, Date now) {
     if (seconds < 60) return "just now";
     struct Unit {
         double seconds;
+        double from;  ///< the age in seconds from which it is used
         const char* name;
     };
-    static constexpr std::array units{Unit{60, "minute"}, Unit{3600, "hour"}, Unit{86400, "day"}};
+    // Of months and years from two on, as one of them would be too rough to act on: 13 months are not "1 year".
+    static constexpr double day = 86400;
+    static constexpr double month = 365.2425 / 12 * day;
+    static constexpr double year = 365.2425 * day;
+    static constexpr std::array units{Unit{60, 60, "minute"}, Unit{3600, 3600, "hour"}, Unit{day, day, "day"},
+                                      Unit{month, 2 * month, "month"}, Unit{year, 2 * year, "year"}};
     const Unit* unit = units.data();
     for (const Unit& larger : units) {
-        // The largest unit that fits; an age in weeks or years would be too rough to act on.
-        if (seconds >= larger.seconds) unit = &larger;
+        if (seconds >= larger.from) unit = &larger;
     }
     const double count = std::floor(seconds / unit->seconds);
     return fmt::format("{:.0f} {}{} ago", count, unit->name, count == 1 ? "" : "s");

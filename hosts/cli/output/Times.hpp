@@ -6,8 +6,8 @@
 
 namespace KestrelCLI {
 
-/// How long before `now` it was, in one unit: "just now", "1 minute ago", "3 days ago"; "in the future" for what the
-/// clock has not reached.
+/// How long before `now` it was, in one unit: "just now", "1 minute ago", "3 days ago", from two months on "5 months
+/// ago", from two years on "3 years ago"; "in the future" for what the clock has not reached.
 [[nodiscard]] std::string age(KestrelCore::Date then, KestrelCore::Date now);
 
 /// The day and minute by the local clock: "2026-11-21 09:30".

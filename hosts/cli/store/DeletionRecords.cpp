@@ -64,9 +64,7 @@ DeletionRecords::DeletionRecords(const Session& session, const std::vector<Text>
 void DeletionRecords::lookUpInHistory(const std::vector<Text>& paths) {
     history_ = openHistory(session_);
     for (const auto& [number, covered] : byGeneration(*history_, paths)) {
-        const GenerationReader generation = history_->open(number);
-        warnOfIncomplete(session_, generation.generation());
-        for (const auto& record : generation.records(covered)) {
+        for (const auto& record : history_->open(number).records(covered)) {
             if (record) records_.emplace(record->path().string(), *record);
         }
         lookedUpIn_.insert(number);

@@ -68,16 +68,20 @@ NamedRecord findIn(const std::string& path, const std::string& name) {
         if (auto record = scan.record(each)) return {.scan = std::move(scan), .record = std::move(*record)};
     }
     if (covers(scan.summary(), paths.front()))
-        throw std::runtime_error{fmt::format("{} is not in the saved scan.", paths.front().view())};
-    throw std::runtime_error{fmt::format("{} lies outside the saved scan, which is of {}.", paths.front().view(),
-                                         scan.summary().scope.root.path().view())};
+        throw PathError{fmt::format("{} is not in the saved scan.", paths.front().view()), paths.front().string()};
+    throw PathError{fmt::format("{} lies outside the saved scan, which is of {}.", paths.front().view(),
+                                scan.summary().scope.root.path().view()),
+                    paths.front().string()};
 }
 
 }  // namespace
 
 std::vector<Text> meanings(const std::string& name) {
-    std::vector<Text> paths{Path::standardized(URL::fromPath(name).path())};
     std::error_code error;
+    // Against a folder that is gone nothing means anything.
+    if (!name.starts_with('/') && std::filesystem::current_path(error).empty())
+        throw PathError{fmt::format("{}: The current folder no longer exists.", name), name};
+    std::vector<Text> paths{Path::standardized(URL::fromPath(name).path())};
     const std::filesystem::path real = std::filesystem::canonical(name, error);
     if (!error && Text{real.native()} != paths.front()) paths.emplace_back(real.native());
     return paths;
@@ -90,9 +94,7 @@ SavedScan SavedScan::newest(const Session& session) {
     const std::shared_ptr<const SnapshotHistory> history = openHistory(session);
     const std::vector<Generation> generations = history->generations();
     if (generations.empty()) throw nothingSaved();
-    const Generation& asked = chosenByOption(session, generations);
-    warnOfIncomplete(session, asked);
-    return SavedScan{history->open(asked.number)};
+    return SavedScan{history->open(chosenByOption(session, generations).number)};
 }
 
 ScanSnapshot SavedScan::snapshot() const {
@@ -129,18 +131,15 @@ NamedRecord NamedRecord::find(const Session& session, const std::string& name) {
         if (covering.empty()) continue;
         asked = chosenByOption(session, covering);
         SavedScan scan{history->open(asked->number)};
-        if (auto record = scan.record(path)) {
-            warnOfIncomplete(session, *asked);
-            return {.scan = std::move(scan), .record = std::move(*record)};
-        }
+        if (auto record = scan.record(path)) return {.scan = std::move(scan), .record = std::move(*record)};
     }
-    if (asked) warnOfIncomplete(session, *asked);
     const std::string_view path = paths.front().view();
     if (!asked)
-        throw std::runtime_error{
-            fmt::format("No saved scan is of {} or a folder above it: kestrel scan makes one.", path)};
-    throw std::runtime_error{fmt::format("{} is not in the scan of {} from {}.", path, asked->scope.root.path().view(),
-                                         localTime(asked->completedAt))};
+        throw PathError{fmt::format("No saved scan is of {} or a folder above it: kestrel scan makes one.", path),
+                        std::string{path}};
+    throw PathError{fmt::format("{} is not in the scan of {} from {}.", path, asked->scope.root.path().view(),
+                                localTime(asked->completedAt)),
+                    std::string{path}};
 }
 
 void writeAge(const Session& session, const Generation& scan) {
@@ -149,7 +148,7 @@ void writeAge(const Session& session, const Generation& scan) {
                                    fmt::format("{}, scanned {} ({}){}",
                                                session.shownPath(scan.scope.root.path().view()),
                                                age(scan.completedAt, Date::now()), localTime(scan.completedAt),
-                                               scan.isComplete ? "" : ", incomplete"))
+                                               scan.isComplete ? "" : ", not to its end"))
                 << "\n\n";
 }
 

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <cstdlib>
 #include <initializer_list>
 
 namespace KestrelCLI {
@@ -14,6 +15,10 @@ std::atomic<bool> requested = false;
 static_assert(std::atomic<bool>::is_always_lock_free);
 
 extern "C" void noteSignal(int) { requested = true; }
+
+std::atomic<bool> pipeClosed = false;
+
+extern "C" void noteClosedPipe(int) { pipeClosed = true; }
 
 bool isIgnored(int number) {
     struct sigaction action {};
@@ -34,8 +39,28 @@ void Interruption::watch() {
     struct sigaction ignore {};
     ignore.sa_handler = SIG_IGN;
     sigemptyset(&ignore.sa_mask);
-    // What they tell is told by the failed write as well, and there it can be answered with a sentence.
-    for (const int number : {SIGPIPE, SIGXFSZ}) sigaction(number, &ignore, nullptr);
+    // What it tells is told by the failed write as well, and there it can be answered with a sentence.
+    sigaction(SIGXFSZ, &ignore, nullptr);
+    // Noted, so that a closed pipe can be told from a full disk. It may come at every write that follows.
+    action.sa_handler = noteClosedPipe;
+    action.sa_flags = static_cast<int>(SA_RESTART);
+    if (!isIgnored(SIGPIPE)) sigaction(SIGPIPE, &action, nullptr);
+}
+
+bool Interruption::isPipeClosed() noexcept { return pipeClosed; }
+
+void Interruption::endByClosedPipe() {
+    struct sigaction usual {};
+    usual.sa_handler = SIG_DFL;
+    sigemptyset(&usual.sa_mask);
+    sigaction(SIGPIPE, &usual, nullptr);
+    sigset_t only;
+    sigemptyset(&only);
+    sigaddset(&only, SIGPIPE);
+    sigprocmask(SIG_UNBLOCK, &only, nullptr);
+    raise(SIGPIPE);
+    // Not reached unless the signal is kept from the process in a way that can't be seen from inside.
+    std::_Exit(128 + SIGPIPE);
 }
 
 bool Interruption::isRequested() noexcept { return requested; }

@@ -50,8 +50,7 @@ struct FolderTotals {
     bool operator==(const FolderTotals&) const = default;
 };
 
-/// Which generations `thin` keeps. Of each root the newest is always kept, also the newest complete one, and so is what
-/// is pinned. An incomplete one stands for no day and no week.
+/// Which generations `thin` keeps. Of each root the newest is always kept, and so is what is pinned.
 struct ThinningPolicy {
     std::chrono::days allWithin{7};          ///< every generation of this time
     std::chrono::days dailyWithin{31};       ///< then the last of each day

@@ -1,9 +1,12 @@
 #include "commands/Command.hpp"
+#include "output/TerminalText.hpp"
 #include "store/Places.hpp"
 #include "support/EnvironmentSetting.hpp"
 #include "support/TemporaryFolder.hpp"
 #include "terminal/Interruption.hpp"
 #include "terminal/Question.hpp"
+
+#include "KestrelCore/Model/KestrelError.hpp"
 
 #include <gtest/gtest.h>
 
@@ -43,10 +46,17 @@ void addProbeCommand(CLI::App& app, Session& session) {
                                            Interruption::set(true);
                                        if (operands == Operands{"fail late"}) throw std::runtime_error{"No."};
                                        if (operands == Operands{"interrupt"}) throw Interrupted{};
+                                       if (operands == Operands{"path"}) throw PathError{"/x is gone.", "/x"};
+                                       if (operands == Operands{"refuse"})
+                                           throw KestrelCore::KestrelError::safetyViolation("Not this.");
                                        if (operands == Operands{"ask"}) (void)ask(session, "Sure?", "Use --yes.");
                                        return operands == Operands{"partly"} ? ExitCode::incomplete : ExitCode::done;
                                    });
     command.add_flag("--flag", *flag, "A flag");
+    command
+        .add_option_function<std::string>(
+            "-n,--number", [](const std::string&) {}, "A number")
+        ->option_text("N");
 }
 
 void addSecondCommand(CLI::App& app, Session&) {
@@ -165,7 +175,8 @@ TEST(CommandLine, takesNoEmptyValue) {
     // CLI11 would take the next argument for the value.
     const std::vector<std::vector<std::string>> wrong{
         {"probe", "--store=", "data/tree"}, {"--store=", "probe", "a"}, {"probe", "--store", "", "a"},
-        {"probe", "--color=", "never"},     {"probe", "--color", ""},   {"probe", "a", "--store="}};
+        {"probe", "--color=", "never"},     {"probe", "--color", ""},   {"probe", "a", "--store="},
+        {"probe", "-n", "", "a"},           {"probe", "--number", ""}};
     for (const auto& arguments : wrong) {
         const Outcome outcome = run(arguments);
         EXPECT_EQ(outcome.code, ExitCode::wrongUsage) << arguments[1];
@@ -178,14 +189,104 @@ TEST(CommandLine, takesNoEmptyValue) {
 }
 
 TEST(CommandLine, takesAChoiceByItsNameOnly) {
-    for (const char* number : {"0", "1", "2", "9", "-1", "Always", "always "}) {
+    for (const char* number : {"0", "1", "2", "9", "-1", "always "}) {
         EXPECT_EQ(run({"probe", "--color", number}).code, ExitCode::wrongUsage) << number;
         EXPECT_FALSE(seen.ran) << number;
     }
     const Outcome wrong = run({"probe", "--color=pink"});
     EXPECT_NE(wrong.messages.find("“pink” is none of always, auto, never"), std::string::npos) << wrong.messages;
-    EXPECT_EQ(run({"probe", "--color", "always"}).code, ExitCode::done);
-    EXPECT_EQ(seen.options.color, ColorChoice::always);
+    for (const char* name : {"always", "Always", "ALWAYS"}) {
+        EXPECT_EQ(run({"probe", "--color", name}).code, ExitCode::done);
+        EXPECT_EQ(seen.options.color, ColorChoice::always);
+    }
+}
+
+TEST(CommandLine, suggestsWhatWasProbablyMeant) {
+    struct Case {
+        std::vector<std::string> arguments;
+        const char* told;
+    };
+    const Case cases[] = {
+        {{"porbe"}, "There is no command “porbe”. Did you mean “probe”?"},
+        {{"help", "secnd"}, "There is no command “secnd”. Did you mean “second”?"},
+        {{"nosuch"}, "There is no command “nosuch”. There are probe, second, help."},
+        {{"rm", "x"}, "kestrel trash moves items to the Trash"},
+        {{"/var"}, "kestrel scan /var"},
+        {{"probe", "--flg"}, "There is no option --flg. Did you mean “--flag”?"},
+        {{"probe", "--stor=x"}, "There is no option --stor=x. Did you mean “--store”?"},
+        {{"probe", "--nosuch"}, "There is no option --nosuch. probe takes --help, --flag, --number."},
+        {{"probe", "-v"}, "-V is the version"},
+        {{"probe", "--color", "alway"}, "“alway” is none of always, auto, never. Did you mean “always”?"},
+    };
+    for (const Case& each : cases) {
+        const Outcome outcome = run(each.arguments);
+        EXPECT_EQ(outcome.code, ExitCode::wrongUsage) << each.told;
+        EXPECT_NE(outcome.messages.find(each.told), std::string::npos) << outcome.messages;
+        EXPECT_FALSE(seen.ran) << each.told;
+    }
+}
+
+TEST(CommandLine, takesWhatPeopleTypeForHelpVersionAndUnits) {
+    const std::string version = run({"--version"}).out;
+    EXPECT_EQ(run({"-V"}).out, version);
+    EXPECT_EQ(run({"-v"}).out, version);
+    EXPECT_EQ(run({"probe", "-V"}).out, version);
+    EXPECT_FALSE(seen.ran);
+    const std::string help = run({"--help"}).out;
+    EXPECT_EQ(run({"-h"}).out, help);
+    EXPECT_EQ(run({"help"}).out, help);
+    const std::string ofProbe = run({"probe", "--help"}).out;
+    EXPECT_EQ(run({"probe", "-h"}).out, ofProbe);
+    EXPECT_EQ(run({"help", "probe"}).out, ofProbe);
+    EXPECT_EQ(run({"probe", "--iec"}).code, ExitCode::done);
+    EXPECT_EQ(seen.options.units, SizeUnits::binary);
+    EXPECT_EQ(run({"--si", "probe"}).code, ExitCode::done);
+    EXPECT_EQ(seen.options.units, SizeUnits::decimal);
+    EXPECT_EQ(run({"probe", "--si", "--iec"}).code, ExitCode::wrongUsage);
+}
+
+TEST(CommandLine, wrapsHelpToTheTerminal) {
+    for (const std::size_t columns : {60U, 80U, 120U, 200U}) {
+        for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--help"}, {"probe", "--help"}}) {
+            std::ostringstream out;
+            Session session{
+                .out = out, .messages = out, .terminal = {.isOutput = true, .columns = columns}, .options = {}};
+            (void)runCommandLine(arguments, session, {addProbeCommand, addSecondCommand});
+            std::istringstream lines{out.str()};
+            for (std::string line; std::getline(lines, line);) {
+                if (!line.starts_with("  kestrel ")) {
+                    EXPECT_LE(TerminalText::width(line), columns) << line;
+                }
+                EXPECT_FALSE(line.ends_with(' ')) << line;
+            }
+        }
+    }
+}
+
+TEST(CommandLine, tellsAnErrorAsJSONToo) {
+    EXPECT_EQ(run({"probe", "fail", "--json"}).out,
+              "{\"schema\": 1, \"error\": {\"code\": \"failed\", \"message\": \"It \\u001b failed.\"}}\n");
+    EXPECT_EQ(run({"probe", "path", "--json"}).out, "{\"schema\": 1, \"error\": {\"code\": \"failed\", \"message\": "
+                                                    "\"/x is gone.\", \"path\": \"/x\"}}\n");
+    EXPECT_EQ(run({"probe", "interrupt", "--json"}).out,
+              "{\"schema\": 1, \"error\": {\"code\": \"interrupted\", \"message\": \"Interrupted.\"}}\n");
+    const std::vector<std::vector<std::string>> wrong{
+        {"--json", "nosuch"},   {"probe", "--nosuch", "--json"},  {"second", "--json"},
+        {"--json", "--store="}, {"probe", "--json", "--color=x"}, {"probe", "ask", "--json"}};
+    for (const auto& arguments : wrong) {
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.code, ExitCode::wrongUsage);
+        EXPECT_TRUE(outcome.out.starts_with("{\"schema\": 1, \"error\": {\"code\": \"wrongUsage\"")) << outcome.out;
+        EXPECT_TRUE(outcome.out.ends_with("}}\n")) << outcome.out;
+        EXPECT_TRUE(outcome.messages.starts_with("kestrel: ")) << outcome.messages;
+    }
+    EXPECT_EQ(run({"probe", "fail", "--", "--json"}).out, "");
+}
+
+TEST(CommandLine, namesTheRefusalOfTheLibraryAsJSON) {
+    const Outcome outcome = run({"probe", "refuse", "--json"});
+    EXPECT_EQ(outcome.code, ExitCode::refused);
+    EXPECT_EQ(outcome.out, "{\"schema\": 1, \"error\": {\"code\": \"safetyViolation\", \"message\": \"Not this.\"}}\n");
 }
 
 TEST(CommandLine, showsHelpWithExamplesForEachCommand) {

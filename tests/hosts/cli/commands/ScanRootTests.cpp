@@ -1,8 +1,7 @@
 #include "commands/ScanRoot.hpp"
+#include "output/Session.hpp"
 
 #include "support/TemporaryFolder.hpp"
-
-#include "KestrelCore/Model/KestrelError.hpp"
 
 #include <gtest/gtest.h>
 
@@ -50,7 +49,7 @@ TEST(ScanRoot, refusesWhatIsNotThereAndNamesThatAreNotUTF8) {
     std::filesystem::create_directory_symlink("nowhere", path + "/dangling");
     std::filesystem::create_directory(path + "/b\xff");
     for (const std::string& name : {path + "/missing", path + "/dangling", path + "/b\xff", std::string{}}) {
-        EXPECT_THROW((void)resolveScanRoot(name), KestrelError) << name;
+        EXPECT_THROW((void)resolveScanRoot(name), PathError) << name;
     }
 }
 

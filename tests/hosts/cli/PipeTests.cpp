@@ -1,0 +1,161 @@
+#include "support/EnvironmentSetting.hpp"
+#include "support/TemporaryFolder.hpp"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+// The program as a whole, with standard output where a shell would put it.
+
+namespace KestrelCLI {
+
+namespace {
+
+using KestrelCore::TemporaryFolder;
+
+enum class Output { closedPipe, fullDisk, file };
+
+struct Ended {
+    int signal = 0;  ///< 0 when it ended by itself
+    int code = 0;
+    std::string out;  ///< of a file
+    std::string messages;
+};
+
+std::string contents(const std::string& path) {
+    std::ostringstream text;
+    text << std::ifstream{path, std::ios::binary}.rdbuf();
+    return text.str();
+}
+
+class Program : public testing::Test {
+protected:
+    /// Runs `kestrel` with a home of its own.
+    Ended run(const std::vector<std::string>& arguments, Output output, const char* locale = "C.UTF-8",
+              void (*pipeAction)(int) = SIG_DFL) {
+        int pipe[2] = {-1, -1};
+        EXPECT_EQ(::pipe(pipe), 0);
+        // Before the program begins, so that its first write already fails.
+        close(pipe[0]);
+        const std::string outPath = folder_ / "out";
+        const std::string messagesPath = folder_ / "messages";
+        const std::string home = folder_ / "home";
+        const pid_t process = fork();
+        if (process == 0) {
+            const int file =
+                open(output == Output::fullDisk ? "/dev/full" : outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+            dup2(output == Output::closedPipe ? pipe[1] : file, STDOUT_FILENO);
+            dup2(open(messagesPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
+            dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
+            ::signal(SIGPIPE, pipeAction);
+            for (const char* name : {"HOME", "CFFIXED_USER_HOME"}) setenv(name, home.c_str(), 1);
+            setenv("XDG_DATA_HOME", (home + "/data").c_str(), 1);
+            setenv("LC_ALL", locale, 1);
+            std::vector<char*> words{const_cast<char*>("kestrel")};
+            for (const std::string& argument : arguments) words.push_back(const_cast<char*>(argument.c_str()));
+            words.push_back(nullptr);
+            execv(KESTREL_BINARY_DIR "/kestrel", words.data());
+            _exit(127);
+        }
+        close(pipe[1]);
+        int status = 0;
+        EXPECT_EQ(waitpid(process, &status, 0), process);
+        return {.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0,
+                .code = WIFEXITED(status) ? WEXITSTATUS(status) : 0,
+                .out = output == Output::file ? contents(outPath) : "",
+                .messages = contents(messagesPath)};
+    }
+
+    /// A folder to scan, and its path.
+    std::string files() { return folder_.makeFolder("home/files"); }
+    std::string file(const std::string& name) { return folder_.makeFile("home/files/" + name, "some text"); }
+
+private:
+    TemporaryFolder folder_;
+};
+
+}  // namespace
+
+TEST_F(Program, endsSilentlyByTheSignalWhenNobodyReads) {
+    (void)file("a.pdf");
+    ASSERT_EQ(run({"scan", files()}, Output::file).code, 0);
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{"list"},
+                                                      {"search", "a"},
+                                                      {"history"},
+                                                      {"--help"},
+                                                      {"list", "--json"},
+                                                      {"documents"},
+                                                      {"processes", "--json"},
+                                                      {"list", "--print0"}}) {
+        const Ended ended = run(arguments, Output::closedPipe);
+        EXPECT_EQ(ended.signal, SIGPIPE) << arguments.front();
+        EXPECT_EQ(ended.messages, "") << arguments.front();
+    }
+}
+
+TEST_F(Program, endsItsWorkBeforeAClosedPipeEndsIt) {
+    const std::string first = file("first");
+    const std::string second = file("second");
+    const Ended removed = run({"remove", "--confirm", "DELETE", first, second}, Output::closedPipe);
+    EXPECT_EQ(removed.signal, SIGPIPE);
+    EXPECT_FALSE(std::filesystem::exists(first));
+    EXPECT_FALSE(std::filesystem::exists(second));
+    (void)file("third");
+    EXPECT_EQ(run({"scan", files()}, Output::closedPipe).signal, SIGPIPE);
+    EXPECT_NE(run({"list"}, Output::file).out.find("third"), std::string::npos) << "the scan was saved";
+}
+
+TEST_F(Program, tellsAFullDiskAndAClosedPipeThatItWasToldToIgnore) {
+    for (const Ended& ended : {run({"--help"}, Output::fullDisk), run({"--help"}, Output::closedPipe, "C", SIG_IGN)}) {
+        EXPECT_EQ(ended.signal, 0);
+        EXPECT_EQ(ended.code, 1);
+        EXPECT_EQ(ended.messages, "kestrel: The results could not be written.\n");
+    }
+}
+
+TEST_F(Program, writesASCIIWhereTheLocaleHasNothingElse) {
+    (void)file("größe.pdf");
+    const Ended scan = run({"scan", files()}, Output::file, "C");
+    const auto isASCII = [](const std::string& text) {
+        return std::ranges::all_of(text, [](char c) { return c > 0; });
+    };
+    EXPECT_TRUE(isASCII(scan.out)) << scan.out;
+    EXPECT_NE(scan.out.find("`- gr\\u{f6}\\u{df}e.pdf"), std::string::npos) << scan.out;
+    EXPECT_NE(scan.out.find("#"), std::string::npos) << scan.out;
+    const Ended wrong = run({"nosuch"}, Output::file, "C");
+    EXPECT_NE(wrong.messages.find("There is no command \"nosuch\"."), std::string::npos) << wrong.messages;
+    // Programs read the same everywhere.
+    EXPECT_NE(run({"list", "--json"}, Output::file, "C").out.find("größe.pdf"), std::string::npos);
+    EXPECT_NE(run({"list", "--print0"}, Output::file, "C").out.find("größe.pdf"), std::string::npos);
+    EXPECT_NE(run({"list"}, Output::file).out.find("größe.pdf"), std::string::npos);
+}
+
+TEST_F(Program, writesPathsAsTheyAreEachEndedByANUL) {
+    const std::string odd = file("new\nline\\.pdf");
+    ASSERT_EQ(run({"scan", files()}, Output::file).code, 0);
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{"list", "--print0"},
+                                                      {"list", "-0"},
+                                                      {"documents", "--print0"},
+                                                      {"search", "--print0", "line"},
+                                                      {"documents", "-0", "--kind", "PDF"}}) {
+        const Ended ended = run(arguments, Output::file);
+        EXPECT_EQ(ended.code, 0) << arguments.front();
+        EXPECT_EQ(ended.out, odd + '\0') << arguments.front();
+    }
+    EXPECT_EQ(run({"media", "--print0"}, Output::file).out, "");
+    // For people a name is on one line, also in a file.
+    EXPECT_NE(run({"list"}, Output::file).out.find("new\\nline\\\\.pdf"), std::string::npos);
+}
+
+}  // namespace KestrelCLI
