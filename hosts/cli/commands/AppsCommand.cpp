@@ -127,14 +127,17 @@ ApplicationRecord theApplication(const std::string& name, const std::vector<Appl
 
 /// The paths of the residues that are chosen by default, and those that are chosen by name. Only what is in the list
 /// can be named: this is no other way to trash anything.
-Operands chosenPaths(const std::vector<ResidueCandidate>& residues, const std::vector<std::string>& named,
-                     const std::string& whose) {
+Operands chosenPaths(const Session& session, const std::vector<ResidueCandidate>& residues,
+                     const std::vector<std::string>& named, const std::string& whose) {
     Operands paths;
     for (const ResidueCandidate& residue : residues) {
         if (residue.selectedByDefault()) paths.push_back(residue.url.path().string());
     }
     for (const std::string& name : named) {
-        std::filesystem::path wanted = std::filesystem::absolute(name).lexically_normal();
+        // As the list shows it: a shell does not expand "~" within --residue=~/PATH.
+        const bool isInHome = name.starts_with("~/") && !session.home.empty();
+        std::filesystem::path wanted =
+            std::filesystem::absolute(isInHome ? session.home + name.substr(1) : name).lexically_normal();
         if (!wanted.has_filename()) wanted = wanted.parent_path();
         const bool isListed = std::ranges::any_of(residues, [&wanted](const ResidueCandidate& residue) {
             return residue.url.path().view() == wanted.native();
@@ -150,7 +153,7 @@ ExitCode trashResidues(Session& session, const std::string& name, const std::vec
                        DeletionOptions options) {
     // One application exactly: what is chosen by a part of a name might belong to another than the one that is meant.
     const ApplicationRecord application = theApplication(name, installedApplications());
-    const Operands paths = chosenPaths(application.residues, named, application.displayName.string());
+    const Operands paths = chosenPaths(session, application.residues, named, application.displayName.string());
     if (paths.empty() && !session.options.json) {
         session.out << session.shown(application.displayName.view())
                     << " left nothing behind that is chosen by default."
@@ -180,7 +183,7 @@ ExitCode trashOrphans(Session& session, const std::vector<std::string>& named, D
     std::vector<ApplicationOrphan> orphans = allOrphans();
     std::vector<ResidueCandidate> residues;
     for (const ApplicationOrphan& orphan : orphans) std::ranges::copy(orphan.residues, std::back_inserter(residues));
-    const Operands paths = chosenPaths(residues, named, "an application that is not installed");
+    const Operands paths = chosenPaths(session, residues, named, "an application that is not installed");
     options.afterwards = [&orphans](JSONOutput* json, const std::vector<Text>& gone) {
         if (json == nullptr) return;
         for (ApplicationOrphan& orphan : orphans) {

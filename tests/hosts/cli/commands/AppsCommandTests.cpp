@@ -188,6 +188,8 @@ TEST_F(AppsCommand, trashesAResidueThatIsChosenByName) {
     const std::string residue = "--residue '" + path("home/.config/probe-editor/") + "'";
     EXPECT_EQ(run("apps 'Probe Editor' " + residue).code, 2);
     EXPECT_EQ(run("apps 'Probe Editor' --trash-residues --yes --residue '" + path("home/.config") + "'").code, 2);
+    EXPECT_EQ(run("apps 'Probe Editor' --trash-residues --dry-run --residue=~/.config/probe-editor").code, 0);
+    EXPECT_EQ(run("apps 'Probe Editor' --trash-residues --dry-run --residue '~/.config/other'").code, 2);
     EXPECT_EQ(run("apps 'Probe Notes' --trash-residues --yes " + residue).code, 2);
     EXPECT_TRUE(exists("home/.config/probe-editor/settings"));
     const Outcome outcome = run("apps 'Probe Editor' --trash-residues --yes " + residue);
