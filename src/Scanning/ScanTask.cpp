@@ -10,6 +10,7 @@
 #include "Snapshot/SnapshotAccess.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <string>
 #include <utility>
@@ -34,7 +35,7 @@ ScanEnvironment ScanEnvironment::ofThisSystem() {
 }
 
 void runScan(const ScanScope& scope, const ScanEnvironment& environment,
-             const EventStream<ScanEvent>::Continuation& events) {
+             const EventStream<ScanEvent>::Continuation& events, const ScanOptions& options) {
     const Date startedAt = Date::now();
     events.yield(ScanStarted{scope});
     if (!environment.fileManager->isReadable(scope.root.path())) {
@@ -45,35 +46,45 @@ void runScan(const ScanScope& scope, const ScanEnvironment& environment,
             Text::concatenating({"Kestrel cannot read ", scope.root.path().view(), ". ", advice.view()}));
     }
     const Text rootPath = scope.root.standardized().path();
-    const CancellationToken& cancellation = events.cancellation();
-    TraversalOptions options{.root = rootPath.string(), .notEntered = {}, .cancellation = cancellation};
-    if (rootPath == Text{"/"}) {
-        options.notEntered.assign(ScanWalk::excludedFromDisk.begin(), ScanWalk::excludedFromDisk.end());
-    }
-    const bool holdsNUL = options.root.find('\0') != std::string::npos;
-    std::unique_ptr<Traversal> traversal = holdsNUL ? nullptr : environment.openTraversal(options);
+    // One token ends the walk, whichever side wants that; what then becomes of what was found differs.
+    const CancellationToken walking;
+    const std::array registrations{events.cancellation().onCancel([&] { walking.cancel(); }),
+                                   options.keepingFound ? options.keepingFound->onCancel([&] { walking.cancel(); })
+                                                        : CancellationToken::Registration{}};
+    TraversalOptions traversalOptions{.root = rootPath.string(), .notEntered = {}, .cancellation = walking};
+    for (const Text& folder : options.leftOut(scope)) traversalOptions.notEntered.push_back(folder.string());
+    const bool holdsNUL = traversalOptions.root.find('\0') != std::string::npos;
+    std::unique_ptr<Traversal> traversal = holdsNUL ? nullptr : environment.openTraversal(traversalOptions);
     if (traversal == nullptr) throw KestrelError::unavailable("The selected location could not be scanned.");
 
     ScanWalk walk{rootPath, *environment.rules,
-                  [&](ScanProgress progress) { events.yield(ScanProgressed{std::move(progress)}); }};
-    while (const TraversalEntry* entry = traversal->next()) {
-        if (cancellation.isCancelled()) return;
-        if (!walk.accept(*entry)) traversal->skipDescendants();
+                  [&](ScanProgress progress) { events.yield(ScanProgressed{std::move(progress)}); }, options};
+    bool isStopped = false;
+    const TraversalEntry* entry = nullptr;
+    while (!isStopped && (entry = traversal->next()) != nullptr) {
+        isStopped = walking.isCancelled();
+        if (!isStopped && !walk.accept(*entry)) traversal->skipDescendants();
     }
-    if (cancellation.isCancelled()) return;
-    if (traversal->errorNumber() != 0) throw KestrelError::unavailable(systemErrorText(traversal->errorNumber()));
+    const bool isComplete = !isStopped && traversal->errorNumber() == 0;
+    if (events.cancellation().isCancelled()) return;
+    if (!isComplete && !walking.isCancelled())
+        throw KestrelError::unavailable(systemErrorText(traversal->errorNumber()));
     // What the walk holds goes before the sort, which needs memory of its own.
     traversal.reset();
+    if (!isComplete && walk.tree().storage().size() == 0) return;
     walk.reportEnd();
     const std::vector<ScanIssue>& issues = walk.issues();
     for (std::size_t i = 0; i < std::min(issues.size(), mostIssueEvents); ++i) events.yield(ScanIssueFound{issues[i]});
     const std::shared_ptr<const RecordStorage> records = walk.tree().finish();
-    events.yield(ScanCompleted{SnapshotAccess::make(UUID::random(), scope, startedAt, Date::now(), records, issues)});
+    events.yield(ScanCompleted{SnapshotAccess::make(UUID::random(), scope, startedAt, Date::now(), records, issues),
+                               isComplete});
 }
 
-EventStream<ScanEvent> DiskScanner::scan(const ScanScope& scope) const {
-    return EventStream<ScanEvent>::start([scope](const EventStream<ScanEvent>::Continuation& events) {
-        runScan(scope, ScanEnvironment::ofThisSystem(), events);
+EventStream<ScanEvent> DiskScanner::scan(const ScanScope& scope) const { return scan(scope, ScanOptions{}); }
+
+EventStream<ScanEvent> DiskScanner::scan(const ScanScope& scope, const ScanOptions& options) const {
+    return EventStream<ScanEvent>::start([scope, options](const EventStream<ScanEvent>::Continuation& events) {
+        runScan(scope, ScanEnvironment::ofThisSystem(), events, options);
     });
 }
 

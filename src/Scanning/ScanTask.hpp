@@ -4,6 +4,7 @@
 #include "KestrelCore/Base/EventStream.hpp"
 #include "KestrelCore/Model/ScanScope.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
+#include "KestrelCore/Scanning/ScanOptions.hpp"
 #include "KestrelCore/Snapshot/ScanEvent.hpp"
 #include "Platform/Traversal.hpp"
 
@@ -22,8 +23,8 @@ struct ScanEnvironment {
 };
 
 /// Runs one scan to its end on the calling thread, sending its events to `events`. Throws what ends the stream with an
-/// error; returns early when the stream was cancelled.
+/// error; returns early when the stream was cancelled, and with less than all where the options' token was.
 void runScan(const ScanScope& scope, const ScanEnvironment& environment,
-             const EventStream<ScanEvent>::Continuation& events);
+             const EventStream<ScanEvent>::Continuation& events, const ScanOptions& options = {});
 
 }  // namespace KestrelCore

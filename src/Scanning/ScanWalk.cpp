@@ -7,6 +7,7 @@
 #include "KestrelCore/Base/PlatformError.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
 #include "Model/KindOfItem.hpp"
+#include "Scanning/SystemFolders.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -22,9 +23,9 @@
 // only for an issue and for the progress report of every 2048th entry. A directory becomes a folder when something is
 // found in it, so that the many empty ones cost a row and nothing else.
 //
-// A scan of "/" adds small ordinary files to their folders instead of listing them: there are millions of them, none
-// worth a line to somebody who looks for space. Photos, videos and documents are listed whatever their size, for the
-// libraries.
+// Unless its options say otherwise, a scan of "/" adds small ordinary files to their folders: there are millions of
+// them, none worth a line to somebody who looks for space. Photos, videos and documents are listed whatever their size,
+// for the libraries.
 
 namespace KestrelCore {
 
@@ -38,8 +39,12 @@ constexpr std::int64_t smallFileBytes = 1'048'576;
 
 }  // namespace
 
-ScanWalk::ScanWalk(const Text& rootPath, const SafetyRules& rules, std::function<void(ScanProgress)> report)
-    : rootPath_{rootPath}, isWholeDisk_{rootPath == Text{"/"}}, rules_{rules}, report_{std::move(report)} {}
+ScanWalk::ScanWalk(const Text& rootPath, const SafetyRules& rules, std::function<void(ScanProgress)> report,
+                   const ScanOptions& options)
+    : rootPath_{rootPath}, isWholeDisk_{rootPath == Text{"/"}},
+      leavesSystemOut_{isWholeDisk_ && options.systemFolders == ScanOptions::SystemFolders::leftOut},
+      foldsSmallFiles_{isWholeDisk_ && options.smallFiles == ScanOptions::SmallFiles::folded}, rules_{rules},
+      report_{std::move(report)} {}
 
 bool ScanWalk::accept(const TraversalEntry& entry) {
     using Kind = TraversalEntry::Kind;
@@ -57,7 +62,7 @@ bool ScanWalk::accept(const TraversalEntry& entry) {
         addIssue(name, entry.errorNumber);
         return entry.kind != Kind::directory;
     }
-    if (entry.kind == Kind::directory && isWholeDisk_ && entry.level == 1) {
+    if (entry.kind == Kind::directory && leavesSystemOut_ && entry.level == 1) {
         const auto isThis = [&](std::string_view excluded) { return excluded.substr(1) == name; };
         if (std::any_of(excludedFromDisk.begin(), excludedFromDisk.end(), isThis)) return false;
     }
@@ -115,7 +120,7 @@ std::uint32_t ScanWalk::addItem(const TraversalEntry& entry, std::string_view na
     const bool isDuplicate = isFurtherLink(status);
     const ScannedTree::FolderIndex parentFolder = folder(parent);
     std::uint32_t position = ScannedTree::none;
-    if (isWholeDisk_ && status.type == FileType::regular && status.allocatedBytes < smallFileBytes &&
+    if (foldsSmallFiles_ && status.type == FileType::regular && status.allocatedBytes < smallFileBytes &&
         !extension.isLibraryItem) {
         if (!isDuplicate) tree_.addFoldedBytes(parentFolder, status.allocatedBytes);
     } else {

@@ -7,13 +7,13 @@
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Model/ScanIssue.hpp"
 #include "KestrelCore/Model/ScanProgress.hpp"
+#include "KestrelCore/Scanning/ScanOptions.hpp"
 #include "Platform/Traversal.hpp"
 #include "Scanning/ExtensionTable.hpp"
 #include "Scanning/ScannedTree.hpp"
 
 #include <boost/unordered/unordered_flat_set.hpp>
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -27,24 +27,11 @@ namespace KestrelCore {
 /// Turns the entries of one walk into records, issues and progress reports. One thread.
 class ScanWalk {
 public:
-    /// Directories of a scan of "/" that are left out with all their content.
-    static constexpr std::array<std::string_view, 13> excludedFromDisk{"/System",
-                                                                       "/Library",
-                                                                       "/private",
-                                                                       "/usr",
-                                                                       "/bin",
-                                                                       "/sbin",
-                                                                       "/Volumes",
-                                                                       "/dev",
-                                                                       "/Network",
-                                                                       "/.vol",
-                                                                       "/.Spotlight-V100",
-                                                                       "/.fseventsd",
-                                                                       "/.DocumentRevisions-V100"};
     /// What a person could still go through; a disk that answers nothing but errors must not fill the memory with them.
     static constexpr std::size_t mostIssues = 1000;
 
-    ScanWalk(const Text& rootPath, const SafetyRules& rules, std::function<void(ScanProgress)> report);
+    ScanWalk(const Text& rootPath, const SafetyRules& rules, std::function<void(ScanProgress)> report,
+             const ScanOptions& options = {});
 
     /// One entry. False when the walk must leave the entry's content out.
     [[nodiscard]] bool accept(const TraversalEntry& entry);
@@ -91,6 +78,8 @@ private:
 
     Text rootPath_;
     bool isWholeDisk_;
+    bool leavesSystemOut_;
+    bool foldsSmallFiles_;
     const SafetyRules& rules_;
     std::function<void(ScanProgress)> report_;
 

@@ -424,6 +424,55 @@ TEST(DiskScanner, endsWithoutAnErrorAtTheNextEntryOnceCancelled) {
     EXPECT_EQ(completed, 0U);
 }
 
+TEST(DiskScanner, takesInWhatItsOptionsSayOfTheDisk) {
+    FakeTree disk{"/"};
+    disk.directory("usr").file("small.dat", {.allocatedBytes = 4096}).end().file("top.dat", {.allocatedBytes = 9});
+    ScanOptions options{.systemFolders = ScanOptions::SystemFolders::takenIn,
+                        .smallFiles = ScanOptions::SmallFiles::folded,
+                        .keepingFound = std::nullopt};
+    EXPECT_THAT(pathsOf(scan("/", disk, options).result().records()), ElementsAre("/", "/usr"));
+    EXPECT_EQ(scan("/", disk, options).result().totalAllocatedBytes(), 4105);
+    options.smallFiles = ScanOptions::SmallFiles::listed;
+    EXPECT_THAT(pathsOf(scan("/", disk, options).result().records()),
+                ElementsAre("/", "/top.dat", "/usr", "/usr/small.dat"));
+    EXPECT_EQ(scan("/", disk, options).result().totalAllocatedBytes(), 4105);
+    options.systemFolders = ScanOptions::SystemFolders::leftOut;
+    EXPECT_THAT(pathsOf(scan("/", disk, options).result().records()), ElementsAre("/", "/top.dat"));
+}
+
+TEST(ScanOptions, nameTheFoldersThatAScanOfTheDiskLeavesOut) {
+    EXPECT_THAT(ScanOptions{}.leftOut(ScanScope{URL::fromPath("/")}), Contains(Text{"/usr"}));
+    EXPECT_THAT(ScanOptions{}.leftOut(ScanScope{URL::fromPath("/usr")}), ElementsAre());
+    EXPECT_EQ(ScanOptions::everything().smallFiles, ScanOptions::SmallFiles::listed);
+}
+
+TEST(DiskScanner, givesWhatItFoundWhenItIsEndedEarlyAndThatIsWanted) {
+    ScanOptions options;
+    options.keepingFound.emplace();
+    FakeTree tree{"/tmp"};
+    tree.directory("d").file("first", {.allocatedBytes = 5}).then([&] { options.keepingFound->cancel(); });
+    tree.file("second", {.allocatedBytes = 7}).end();
+    const ScanEvents events = scan("/tmp", tree, options);
+    EXPECT_EQ(events.error, nullptr);
+    EXPECT_FALSE(events.isComplete);
+    EXPECT_THAT(pathsOf(events.result().records()), ElementsAre("/tmp", "/tmp/d", "/tmp/d/first"));
+    EXPECT_EQ(events.result().totalAllocatedBytes(), 5);
+}
+
+TEST(DiskScanner, isCompleteWhenNobodyEndsIt) {
+    ScanOptions options;
+    options.keepingFound.emplace();
+    EXPECT_TRUE(scan("/tmp", FakeTree{"/tmp"}.file("a"), options).isComplete);
+}
+
+TEST(DiskScanner, givesNothingWhenItIsEndedBeforeTheRoot) {
+    ScanOptions options;
+    options.keepingFound.emplace().cancel();
+    const ScanEvents events = scan("/tmp", FakeTree{"/tmp"}.file("a"), options);
+    EXPECT_EQ(events.error, nullptr);
+    EXPECT_FALSE(events.snapshot.has_value());
+}
+
 TEST(DiskScanner, scansAFileAndALinkGivenAsRoot) {
     const TemporaryFolder folder;
     const std::string file = folder.makeFile("a.txt", "content");

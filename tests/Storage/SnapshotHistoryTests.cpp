@@ -285,6 +285,20 @@ TEST_F(SnapshotHistoryTest, thinsByThePolicy) {
     EXPECT_TRUE(history.thin({}, Date{now}).empty());
 }
 
+TEST_F(SnapshotHistoryTest, thinningKeepsTheNewestWholeScanAndLetsIncompleteOnesGo) {
+    SnapshotHistory history{url()};
+    const double now = 900'000'000;
+    const auto addIncomplete = [&](double at) {
+        (void)history.add(smallScan("/r", at), GenerationOrigin::scan, false);
+    };
+    (void)history.add(smallScan("/r", now - 41 * day));
+    addIncomplete(now - 40 * day);
+    (void)history.add(smallScan("/r", now - 400 * day));
+    addIncomplete(now - 399 * day);
+    EXPECT_EQ(history.thin({}, Date{now}), (std::vector<std::int64_t>{2}));
+    EXPECT_EQ(numbers(history.generations()), (std::vector<std::int64_t>{4, 3, 1}));
+}
+
 TEST_F(SnapshotHistoryTest, thinsToASizeAndKeepsTheNewestOfEachRoot) {
     SnapshotHistory history{url()};
     for (std::uint64_t i = 0; i < 5; ++i) (void)history.add(sampleSnapshot(300, i));

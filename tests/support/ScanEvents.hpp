@@ -20,6 +20,7 @@ struct ScanEvents {
     std::vector<ScanProgress> progress;
     std::vector<ScanIssue> issues;
     std::optional<ScanSnapshot> snapshot;
+    bool isComplete = false;
     std::exception_ptr error;
 
     [[nodiscard]] const ScanSnapshot& result() const {
@@ -37,7 +38,10 @@ inline ScanEvents collect(EventStream<ScanEvent> stream) {
             if (const auto* progressed = std::get_if<ScanProgressed>(&*event))
                 events.progress.push_back(progressed->progress);
             if (const auto* found = std::get_if<ScanIssueFound>(&*event)) events.issues.push_back(found->issue);
-            if (const auto* completed = std::get_if<ScanCompleted>(&*event)) events.snapshot = completed->snapshot;
+            if (const auto* completed = std::get_if<ScanCompleted>(&*event)) {
+                events.snapshot = completed->snapshot;
+                events.isComplete = completed->isComplete;
+            }
         }
     } catch (...) {
         events.error = std::current_exception();
@@ -45,9 +49,11 @@ inline ScanEvents collect(EventStream<ScanEvent> stream) {
     return events;
 }
 
-inline EventStream<ScanEvent> startScan(const ScanScope& scope, ScanEnvironment environment) {
-    return EventStream<ScanEvent>::start(
-        [scope, environment = std::move(environment)](const auto& events) { runScan(scope, environment, events); });
+inline EventStream<ScanEvent> startScan(const ScanScope& scope, ScanEnvironment environment,
+                                        const ScanOptions& options = {}) {
+    return EventStream<ScanEvent>::start([scope, environment = std::move(environment), options](const auto& events) {
+        runScan(scope, environment, events, options);
+    });
 }
 
 /// The real file manager answers for the root, which must exist; the walk is the tree's.
@@ -59,6 +65,10 @@ inline ScanEnvironment environmentOf(const FakeTree& tree, const Text& home = "/
 
 inline ScanEvents scan(const Text& root, const FakeTree& tree, const Text& home = "/home/ann") {
     return collect(startScan(ScanScope{URL::fromPath(root)}, environmentOf(tree, home)));
+}
+
+inline ScanEvents scan(const Text& root, const FakeTree& tree, const ScanOptions& options) {
+    return collect(startScan(ScanScope{URL::fromPath(root)}, environmentOf(tree), options));
 }
 
 }  // namespace KestrelCore::testing

@@ -72,10 +72,18 @@ struct Compared {
     Generation until;
 };
 
+/// The first that came to its end; where none has, the first: what was not reached would look as if it were gone.
+std::vector<Generation>::const_iterator firstWhole(std::vector<Generation>::const_iterator begin,
+                                                   std::vector<Generation>::const_iterator end) {
+    const auto found = std::find_if(begin, end, [](const Generation& each) { return each.isComplete; });
+    return found == end ? begin : found;
+}
+
 /// `generations` are those that know of what is asked about, newest first and at least one.
 Compared choose(const ChangeOptions& options, const std::vector<Generation>& generations) {
     const Date now = Date::now();
-    const Generation& until = options.until ? meant(generations, "--until", *options.until, now) : generations.front();
+    const Generation& until = options.until ? meant(generations, "--until", *options.until, now)
+                                            : *firstWhole(generations.begin(), generations.end());
     const Text root = until.scope.root.path();
     const std::vector<Generation> alike =
         only(generations, [&](const Generation& each) { return each.scope.root.path() == root; });
@@ -96,7 +104,7 @@ Compared choose(const ChangeOptions& options, const std::vector<Generation>& gen
             "There is no earlier scan of {} than {}, from {}: scan again later, and kestrel growth tells what changed.",
             root.view(), until.number, localTime(until.completedAt))};
     }
-    return {*before, until};
+    return {*firstWhole(before, alike.end()), until};
 }
 
 void writeJSON(const Session& session, const Growth& growth) {
@@ -144,6 +152,7 @@ ExitCode growth(const Session& session, const ChangeOptions& options, const Oper
                                    session.options.json ? options.top : std::optional{options.top.value_or(usualTop)}};
     const auto compare = [&](const std::vector<Generation>& generations, const std::optional<Text>& path) {
         compared = choose(options, generations);
+        for (const Generation* each : {&compared->since, &compared->until}) warnOfIncomplete(session, *each);
         found = history->growth(compared->since.number, compared->until.number, path, limits);
         Interruption::check();
     };

@@ -51,7 +51,7 @@ std::string_view nameOf(GenerationOrigin origin) {
 std::string remarks(const Generation& generation) {
     std::vector<std::string_view> words;
     if (generation.isPinned) words.emplace_back("pinned");
-    if (!generation.isComplete) words.emplace_back("not to its end");
+    if (!generation.isComplete) words.emplace_back("incomplete");
     if (generation.origin == GenerationOrigin::import) words.emplace_back("imported");
     if (generation.origin == GenerationOrigin::removal) words.emplace_back("without what was removed");
     return fmt::format("{}", fmt::join(words, ", "));

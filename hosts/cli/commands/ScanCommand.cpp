@@ -1,6 +1,7 @@
 #include "commands/Commands.hpp"
 #include "commands/OptionValue.hpp"
 #include "commands/ScanRoot.hpp"
+#include "output/AccountOutput.hpp"
 #include "output/ByteFormat.hpp"
 #include "output/GrowthTree.hpp"
 #include "output/JSONOutput.hpp"
@@ -15,7 +16,9 @@
 
 #include "KestrelCore/Model/KestrelError.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
+#include "KestrelCore/Scanning/DiskAccount.hpp"
 #include "KestrelCore/Scanning/DiskScanner.hpp"
+#include "KestrelCore/Scanning/ScanOptions.hpp"
 #include "KestrelCore/Snapshot/ScanEvent.hpp"
 
 #include <fmt/format.h>
@@ -29,8 +32,9 @@
 #include <variant>
 
 // A scan runs on a thread of the library's and tells how far it is; this thread draws that and looks for Ctrl-C. Then
-// the result is shown while it is saved, or before: saving takes its time, and whoever looks at a tree need not wait
-// for it. As JSON it is the other way round, because the one object tells whether the scan was saved.
+// the result is shown while it is saved: saving takes its time, and whoever looks at a tree need not wait for it. The
+// line that sums up comes after it, since its seconds are those that the user waits. As JSON all comes after it,
+// because the one object tells whether the scan was saved.
 
 using namespace KestrelCore;
 
@@ -40,7 +44,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-struct ScanOptions {
+struct ScanCommandOptions {
     TreeLimits limits;
     bool noSave = false;
     bool listsIssues = false;
@@ -48,38 +52,56 @@ struct ScanOptions {
 
 struct FinishedScan {
     ScanSnapshot snapshot;
-    double seconds = 0;
-
-    /// The scan of an empty folder may take no measurable time.
-    [[nodiscard]] double entriesPerSecond() const {
-        return static_cast<double>(snapshot.records().size()) / std::max(seconds, 1e-9);
-    }
+    bool isComplete = true;
+    Clock::time_point start;
 };
 
-/// Runs the scan to its end and shows how far it is. Throws `Interrupted` on Ctrl-C; the scanner is then told to stop
-/// and not waited for.
-FinishedScan scanWithProgress(const Session& session, const ScanScope& scope) {
+/// What the user has waited for so far, saving included.
+struct Pace {
+    double seconds = 0;
+    double entriesPerSecond = 0;
+
+    explicit Pace(const FinishedScan& scan)
+        : seconds{std::chrono::duration<double>{Clock::now() - scan.start}.count()},
+          // The scan of an empty folder may take no measurable time.
+          entriesPerSecond{static_cast<double>(scan.snapshot.records().size()) / std::max(seconds, 1e-9)} {}
+};
+
+/// Runs the scan to its end and shows how far it is. On Ctrl-C it gives what was found until then where that is to be
+/// kept, and else throws `Interrupted`: the scanner is then told to stop and not waited for.
+FinishedScan scanWithProgress(const Session& session, const ScanScope& scope, bool keepsFound) {
     // Short enough that Ctrl-C and the progress line never feel late.
     constexpr auto patience = std::chrono::milliseconds{50};
 
     const Clock::time_point start = Clock::now();
+    Interruption::check();
+    ScanOptions options = ScanOptions::everything();
+    if (keepsFound) options.keepingFound.emplace();
     ProgressLine line{session};
     ScanProgress progress{.currentPath = scope.root.path()};
-    std::optional<ScanSnapshot> snapshot;
-    EventStream<ScanEvent> events = DiskScanner{}.scan(scope);
+    std::optional<ScanCompleted> result;
+    EventStream<ScanEvent> events = DiskScanner{}.scan(scope, options);
     for (;;) {
         // Empty-handed when the patience is at its end: then only the line and the signals want looking after.
         auto next = events.next(patience);
-        Interruption::check();
+        if (keepsFound && Interruption::isRequested() && !options.keepingFound->isCancelled()) {
+            options.keepingFound->cancel();
+            line.clear();
+            session.say("Stopping; once more Ctrl-C ends at once.");
+        }
+        if (!keepsFound) Interruption::check();
         if (std::holds_alternative<EventStream<ScanEvent>::Ended>(next)) break;
         if (auto* event = std::get_if<ScanEvent>(&next)) {
             if (auto* progressed = std::get_if<ScanProgressed>(event)) progress = std::move(progressed->progress);
-            if (auto* completed = std::get_if<ScanCompleted>(event)) snapshot = std::move(completed->snapshot);
+            if (auto* completed = std::get_if<ScanCompleted>(event)) result = std::move(*completed);
         }
-        line.show(progress, Clock::now());
+        if (!Interruption::isRequested()) line.show(progress, Clock::now());
     }
-    if (!snapshot) throw KestrelError::unavailable("The scan ended without a result.");
-    return {std::move(*snapshot), std::chrono::duration<double>{Clock::now() - start}.count()};
+    if (!result) {
+        Interruption::check();
+        throw KestrelError::unavailable("The scan ended without a result.");
+    }
+    return {.snapshot = std::move(result->snapshot), .isComplete = result->isComplete, .start = start};
 }
 
 /// Everything that the text form shows, largest first, each item once.
@@ -98,7 +120,8 @@ std::vector<FileRecord> shownRecords(const std::vector<TreeLine>& tree, const st
     return records;
 }
 
-void writeJSON(const Session& session, const FinishedScan& scan, const std::vector<FileRecord>& largest, bool isSaved) {
+void writeJSON(const Session& session, const FinishedScan& scan, const std::vector<FileRecord>& largest, bool isSaved,
+               const std::optional<DiskAccount>& account) {
     JSONOutput json{session.out};
     writeSnapshot(json, "snapshot", summaryOf(scan.snapshot));
     json.beginArray("largest");
@@ -113,8 +136,10 @@ void writeJSON(const Session& session, const FinishedScan& scan, const std::vect
     }
     json.endArray();
     json.member("saved", isSaved);
-    json.member("elapsedSeconds", scan.seconds);
-    json.member("entriesPerSecond", scan.entriesPerSecond());
+    if (account) writeAccount(json, *account);
+    const Pace pace{scan};
+    json.member("elapsedSeconds", pace.seconds);
+    json.member("entriesPerSecond", pace.entriesPerSecond);
     json.finish();
 }
 
@@ -130,10 +155,9 @@ void writeIssues(const Session& session, const ScanSnapshot& snapshot) {
     }
 }
 
-/// The tree, the largest files, the issues if asked for, and a line that sums up and compares with the scan before.
-void writeText(const Session& session, const FinishedScan& scan, const ScanOptions& options,
-               const std::vector<TreeLine>& tree, const std::vector<FileRecord>& files,
-               const std::optional<EarlierScan>& earlier) {
+/// The tree, the largest files, and the issues if asked for.
+void writeText(const Session& session, const FinishedScan& scan, const ScanCommandOptions& options,
+               const std::vector<TreeLine>& tree, const std::vector<FileRecord>& files) {
     const std::int64_t total = scan.snapshot.totalAllocatedBytes();
     writeTree(session, tree, total);
     if (!files.empty()) {
@@ -141,14 +165,20 @@ void writeText(const Session& session, const FinishedScan& scan, const ScanOptio
         writeFiles(session, files, scan.snapshot.scope().root.path(), total);
     }
     if (options.listsIssues && !scan.snapshot.issues().empty()) writeIssues(session, scan.snapshot);
+}
+
+/// A line that sums up and compares with the scan before.
+void writeSummary(const Session& session, const FinishedScan& scan, const std::optional<EarlierScan>& earlier) {
+    const std::int64_t total = scan.snapshot.totalAllocatedBytes();
+    const Pace pace{scan};
     // The root itself is a record, but not an item in it.
     const std::size_t items = scan.snapshot.records().size() - std::min<std::size_t>(scan.snapshot.records().size(), 1);
     session.out << '\n'
                 << session.painted(Style::heading, session.size(total)) << " on disk in " << itemCount(items)
                 << (earlier ? ", " + change(session, total, *earlier, Date::now()) : "")
                 << session.painted(Style::quiet,
-                                   fmt::format("  ({:.2f} s, {} items a second)", scan.seconds,
-                                               ByteFormat::count(static_cast<std::int64_t>(scan.entriesPerSecond()))))
+                                   fmt::format("  ({:.2f} s, {} items a second)", pace.seconds,
+                                               ByteFormat::count(static_cast<std::int64_t>(pace.entriesPerSecond))))
                 << '\n';
 }
 
@@ -168,7 +198,7 @@ void writeChanges(const Session& session, const SnapshotHistory& history, const 
 }
 
 /// Scans, shows, saves. Incomplete where some items could not be read; failed where it could not be saved.
-ExitCode scan(const Session& session, const ScanOptions& options, const Operands& operands) {
+ExitCode scan(const Session& session, const ScanCommandOptions& options, const Operands& operands) {
     // What can't be saved anywhere is told before the scan, not after it.
     std::optional<ScanSaving> saving;
     if (!options.noSave) saving.emplace(session);
@@ -177,11 +207,18 @@ ExitCode scan(const Session& session, const ScanOptions& options, const Operands
     if (root.wasLink) {
         session.say(fmt::format("{} leads to {}, which is scanned.", name, root.scope.root.path().view()));
     }
-    const FinishedScan finished = scanWithProgress(session, root.scope);
+    const FinishedScan finished =
+        scanWithProgress(session, root.scope, saving.has_value() && saving->history() != nullptr);
+    if (!finished.isComplete) {
+        // Of the root alone nothing is to be learned.
+        if (finished.snapshot.records().size() > 1) saving->keepFound(finished.snapshot);
+        throw Interrupted{};
+    }
 
     // Before this scan is the newest one.
     const std::optional<EarlierScan> earlier = saving ? saving->earlier(root.scope.root) : std::nullopt;
-    Interruption::check();
+    // Before anything is written by which the file system's own figures would change.
+    const std::optional<DiskAccount> account = DiskAccount::of(finished.snapshot, ScanOptions::everything());
     if (saving) saving->begin(finished.snapshot);
     const std::vector<TreeLine> tree = sizeTree(finished.snapshot, options.limits);
     const std::vector<FileRecord> files = largestFiles(finished.snapshot, options.limits.top);
@@ -191,16 +228,18 @@ ExitCode scan(const Session& session, const ScanOptions& options, const Operands
         // A save that has begun is not stopped: what it did is told.
         const bool isSaved = saving && saving->save(finished.snapshot);
         if (saving && !isSaved) code = ExitCode::failed;
-        writeJSON(session, finished, shownRecords(tree, files), isSaved);
+        writeJSON(session, finished, shownRecords(tree, files), isSaved, account);
     } else {
-        writeText(session, finished, options, tree, files, earlier);
+        writeText(session, finished, options, tree, files);
         // The result is there to be read while it is saved.
         session.out.flush();
         Interruption::check();
         const auto saved = saving ? saving->save(finished.snapshot) : std::nullopt;
         if (saving && !saved) code = ExitCode::failed;
+        writeSummary(session, finished, earlier);
         if (saved && earlier && saving->history() != nullptr)
             writeChanges(session, *saving->history(), *earlier, *saved);
+        if (account) writeAccount(session, *account);
     }
     const std::size_t issues = finished.snapshot.issues().size();
     // A total that may be too small is no failure, but a script must be able to tell it from a whole one.
@@ -215,7 +254,7 @@ ExitCode scan(const Session& session, const ScanOptions& options, const Operands
 }  // namespace
 
 void addScanCommand(CLI::App& app, Session& session) {
-    auto options = std::make_shared<ScanOptions>();
+    auto options = std::make_shared<ScanCommandOptions>();
     CLI::App& command =
         addCommand(app,
                    {.name = "scan",

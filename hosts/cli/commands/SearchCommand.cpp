@@ -1,6 +1,7 @@
 #include "commands/Commands.hpp"
 
 #include "commands/OptionValue.hpp"
+#include "commands/SearchFilterOptions.hpp"
 #include "output/ByteFormat.hpp"
 #include "output/JSONOutput.hpp"
 #include "output/ModelJSON.hpp"
@@ -21,6 +22,7 @@
 #include <fmt/ranges.h>
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -33,7 +35,11 @@
 //     a table            size, age, kind and path, with the words that were found marked in the paths
 //     --explain          the same below a list of what each word was taken for
 //     --print0           paths alone, for xargs -0; hints and refusals go to standard error and stay out of the way
+//     --count            how many there are, alone
 //     --json             all of it
+//
+// Where a person looks, a word that may be a mistyped filter is a hint beside the result. A script does not read it and
+// might go on with far too much: there it is an error.
 
 using namespace KestrelCore;
 
@@ -42,9 +48,20 @@ namespace KestrelCLI {
 namespace {
 
 struct SearchOptions {
+    SearchFilterOptions filter;
+    SearchOrder order = SearchOrder::score;
     std::int64_t limit = 100;
     bool explain = false;
     bool print0 = false;
+    bool counts = false;
+    bool isLiteral = false;
+};
+
+/// What a search was asked for.
+struct Request {
+    std::string words;
+    std::vector<SearchFilterOptions::Part> parts;
+    SearchSettings settings;
 };
 
 template <typename Texts>
@@ -54,8 +71,28 @@ void writeTexts(JSONOutput& json, std::string_view key, const Texts& texts) {
     json.endArray();
 }
 
-/// The snapshot, how the words were understood, and the results with their scores.
-void writeJSON(const Session& session, const Generation& scan, const SearchAnswer& answer) {
+/// What the options ask for beside the words.
+void writeFilter(JSONOutput& json, const SearchFilter& filter) {
+    json.beginObject("filter");
+    if (filter.minimumBytes > 0) json.member("minimumBytes", filter.minimumBytes);
+    json.member("maximumBytes", filter.maximumBytes);
+    if (filter.modifiedAfter) writeDate(json, "modifiedAfter", *filter.modifiedAfter);
+    if (filter.modifiedBefore) writeDate(json, "modifiedBefore", *filter.modifiedBefore);
+    json.beginArray("types");
+    for (const ItemCategory category : filter.categories) json.element(ItemCategories::nameOf(category));
+    for (const FileKind kind : filter.kinds) json.element(nameOf(kind));
+    json.endArray();
+    writeTexts(json, "extensions", filter.extensions);
+    writeTexts(json, "inFolders", filter.inFolders);
+    writeTexts(json, "notInFolders", filter.notInFolders);
+    writeTexts(json, "wordsInPath", filter.wordsInPath);
+    writeTexts(json, "wordsNotInPath", filter.wordsNotInPath);
+    json.endObject();
+}
+
+/// The snapshot, how the words and options were understood, how much answers, and the results with their scores.
+void writeJSON(const Session& session, const Generation& scan, const Request& request, const SearchAnswer& answer,
+               bool hasResults) {
     const SearchExplanation& understood = answer.explanation;
     JSONOutput json{session.out};
     writeSnapshot(json, "snapshot", scan);
@@ -72,6 +109,10 @@ void writeJSON(const Session& session, const Generation& scan, const SearchAnswe
     if (understood.modifiedBefore) writeDate(json, "modifiedBefore", *understood.modifiedBefore);
     json.member("hiddenOnly", understood.hiddenOnly);
     json.endObject();
+    if (!request.parts.empty()) writeFilter(json, request.settings.filter);
+    json.member("matches", answer.matches);
+    json.member("matchedBytes", answer.matchedBytes);
+    if (!hasResults) return json.finish();
     json.beginArray("results");
     for (const ScoredRecord& result : answer.results) {
         json.beginObject();
@@ -91,7 +132,7 @@ std::string joined(const Session& session, const Texts& texts) {
 }
 
 /// How the query was understood, a line for each part that it has.
-void writeExplanation(const Session& session, const SearchExplanation& understood) {
+void writeExplanation(const Session& session, const SearchExplanation& understood, const Request& request) {
     const auto line = [&](std::string_view what, const std::string& value) {
         session.out << session.painted(Style::quiet, fmt::format("{:<17}", what)) << value << '\n';
     };
@@ -108,6 +149,7 @@ void writeExplanation(const Session& session, const SearchExplanation& understoo
     if (understood.modifiedAfter) line("modified since", localTime(*understood.modifiedAfter));
     if (understood.modifiedBefore) line("modified before", localTime(*understood.modifiedBefore));
     if (understood.hiddenOnly) line("hidden items", "only");
+    for (const SearchFilterOptions::Part& part : request.parts) line("option", session.shown(part.written));
     session.out << '\n';
 }
 
@@ -148,21 +190,90 @@ void writeTable(const Session& session, const SearchAnswer& answer, bool hasScor
     table.write(session.out, session.columns(), session.hasColor());
 }
 
+/// How many there are beside how many are shown, and how much they take.
+void writeSum(const Session& session, const SearchAnswer& answer) {
+    const auto shown = static_cast<std::int64_t>(answer.results.size());
+    std::string text = shown < answer.matches
+                           ? fmt::format("{} of {} items", ByteFormat::count(shown), ByteFormat::count(answer.matches))
+                           : fmt::format("{} {}", ByteFormat::count(shown), shown == 1 ? "item" : "items");
+    if (answer.matchedBytes) text += fmt::format(", {} altogether", session.size(*answer.matchedBytes));
+    if (shown < answer.matches) text += " (see --limit)";
+    session.out << '\n' << session.painted(Style::quiet, text) << '\n';
+}
+
+/// Throws what keeps a query from being searched, else says what is to be said of it.
+void weigh(const Session& session, const SearchOptions& options, const std::string& words) {
+    const bool isForScripts = options.print0 || options.counts || session.options.json;
+    std::vector<std::string> errors;
+    std::vector<std::string> advice;
+    bool hasDoubt = false;
+    for (SearchHint& hint : searchHints(words)) {
+        const bool isDoubt = hint.weight == SearchHint::Weight::doubt;
+        if (isDoubt && options.isLiteral) continue;
+        const bool isError = hint.weight == SearchHint::Weight::trap || (isDoubt && isForScripts);
+        hasDoubt = hasDoubt || (isDoubt && isError);
+        (isError ? errors : advice).push_back(std::move(hint.text));
+    }
+    if (hasDoubt) errors.emplace_back("--literal looks for words as they stand.");
+    if (!errors.empty()) throw UsageError{fmt::format("{}", fmt::join(errors, " "))};
+    for (const std::string& each : advice) session.say(each);
+}
+
+/// Which words and options find nothing alone, in a sentence.
+std::string whyNothing(const SavedScan& scan, const Request& request) {
+    const auto findsNothing = [&](const Text& words, const SearchFilter& filter) {
+        const auto answer = scan.search(SearchQuery{words}, 1,
+                                        {.cancellation = request.settings.cancellation,
+                                         .now = request.settings.now,
+                                         .filter = filter,
+                                         .order = SearchOrder::score});
+        if (!answer) throw Interrupted{};
+        return answer->matches == 0;
+    };
+    const std::vector<Text> words = Text{request.words}.splitAtWhiteSpace();
+    if (words.size() + request.parts.size() < 2) return "";
+    std::vector<std::string> vain;
+    for (const Text& word : words) {
+        if (findsNothing(word, {})) vain.push_back(fmt::format("“{}”", word.view()));
+    }
+    for (const SearchFilterOptions::Part& part : request.parts) {
+        if (findsNothing({}, part.filter)) vain.push_back(fmt::format("“{}”", part.written));
+    }
+    if (vain.empty()) return " Each word and option alone finds something; no item answers all of them.";
+    return fmt::format(" Alone, {} {} nothing.", fmt::join(vain, " and "), vain.size() == 1 ? "finds" : "find");
+}
+
 /// Operands are put together again: whether the shell or quotes parted the words makes no difference.
 ExitCode search(const Session& session, const SearchOptions& options, const Operands& words) {
-    const std::string typed = fmt::format("{}", fmt::join(words, " "));
+    const Date now = Date::now();
+    Request request{
+        .words = fmt::format("{}", fmt::join(words, " ")), .parts = options.filter.parts(now), .settings = {}};
+    if (words.empty() && request.parts.empty())
+        throw UsageError{
+            "search needs words, or options such as --type video and --min 1GB; see kestrel search --help."};
+    weigh(session, options, request.words);
     const SavedScan scan = SavedScan::newest(session);
     const InterruptionWatch watch;
-    const auto answer = scan.search(SearchQuery{Text{typed}}, options.limit,
-                                    {.cancellation = watch.token(), .now = std::nullopt, .threads = 0});
+    request.settings = {.cancellation = watch.token(),
+                        .now = now,
+                        .filter = together(request.parts),
+                        .order = options.order,
+                        .measuresMatches = !options.print0};
+    // Of what is counted nothing is shown, but it must be searched.
+    const auto answer =
+        scan.search(SearchQuery{Text{request.words}}, options.counts ? 1 : options.limit, request.settings);
     // Only a search that was given up has no answer; one that finds nothing has an empty one.
     if (!answer) throw Interrupted{};
     Interruption::check();
-    for (const std::string& hint : searchHints(typed)) session.say(hint);
     // Who wants to see nothing is not told that nothing is there.
-    if (answer->results.empty() && options.limit > 0) session.say("Nothing in the saved scan answers that search.");
+    if (answer->results.empty() && options.limit > 0)
+        session.say("Nothing in the saved scan answers that search." + whyNothing(scan, request));
     if (session.options.json) {
-        writeJSON(session, scan.summary(), *answer);
+        writeJSON(session, scan.summary(), request, *answer, !options.counts);
+        return ExitCode::done;
+    }
+    if (options.counts) {
+        session.out << answer->matches << '\n';
         return ExitCode::done;
     }
     if (options.print0) {
@@ -171,8 +282,10 @@ ExitCode search(const Session& session, const SearchOptions& options, const Oper
         for (const ScoredRecord& result : answer->results) out << result.record.path().view() << '\0';
         return ExitCode::done;
     }
-    if (options.explain) writeExplanation(session, answer->explanation);
-    if (!answer->results.empty()) writeTable(session, *answer, options.explain);
+    if (options.explain) writeExplanation(session, answer->explanation, request);
+    if (answer->results.empty()) return ExitCode::done;
+    writeTable(session, *answer, options.explain);
+    writeSum(session, *answer);
     return ExitCode::done;
 }
 
@@ -183,20 +296,35 @@ void addSearchCommand(CLI::App& app, Session& session) {
     CLI::App& command =
         addCommand(app,
                    {.name = "search",
-                    .operands = "WORDS…",
+                    .operands = "[WORDS…]",
                     .description = "Finds items of the saved scan by words and filters, best first.",
                     .examples = {"kestrel search report 2019", "kestrel search huge videos in:downloads",
+                                 "kestrel search --type video --older-than 1y --min 500MB --sort size",
+                                 "kestrel search --type photo --in ~/Pictures --not thumbnails --count",
                                  "kestrel search 'type:folder >2gb old'", "kestrel search --explain ext:pdf '<10mb'",
                                  "kestrel search --print0 installers old | xargs -0 ls -l"},
-                    .fewestOperands = 1,
                     .mostOperands = Command::unlimited,
                     .readsSavedScan = true},
                    [&session, options](const Operands& words) { return search(session, *options, words); });
+    options->filter.addTo(command);
+    const std::map<std::string, SearchOrder> orders{{"score", SearchOrder::score},
+                                                    {"size", SearchOrder::size},
+                                                    {"date", SearchOrder::date},
+                                                    {"name", SearchOrder::name}};
+    command.add_option("--sort", options->order, "Order by score (default), size, date (newest first) or name")
+        ->type_name("ORDER")
+        ->option_text("ORDER")
+        ->transform(oneOf(orders));
     command.add_option("--limit", options->limit, "Show at most N items (default: 100)")
         ->type_name("N")
         ->transform(wholeNumber());
-    command.add_flag("--explain", options->explain, "Say how the words were understood, and each item's score");
-    command.add_flag("-0,--print0", options->print0, "Print only the paths, each ended by a NUL");
+    CLI::Option* explain =
+        command.add_flag("--explain", options->explain, "Say how the words were understood, and each item's score");
+    CLI::Option* print0 = command.add_flag("-0,--print0", options->print0, "Print only the paths, each ended by a NUL");
+    command.add_flag("--count", options->counts, "Print only how many items there are")
+        ->excludes(explain)
+        ->excludes(print0);
+    command.add_flag("--literal", options->isLiteral, "Look for words as they stand that look like mistyped filters");
 }
 
 }  // namespace KestrelCLI

@@ -64,7 +64,9 @@ DeletionRecords::DeletionRecords(const Session& session, const std::vector<Text>
 void DeletionRecords::lookUpInHistory(const std::vector<Text>& paths) {
     history_ = openHistory(session_);
     for (const auto& [number, covered] : byGeneration(*history_, paths)) {
-        for (const auto& record : history_->open(number).records(covered)) {
+        const GenerationReader generation = history_->open(number);
+        warnOfIncomplete(session_, generation.generation());
+        for (const auto& record : generation.records(covered)) {
             if (record) records_.emplace(record->path().string(), *record);
         }
         lookedUpIn_.insert(number);

@@ -58,6 +58,12 @@ bool covers(const Generation& generation, const Text& path) {
     return root == path || root.view() == "/" || Path::isBeneath(path, root);
 }
 
+void warnOfIncomplete(const Session& session, const Generation& generation) {
+    if (generation.isComplete) return;
+    session.say(fmt::format("Scan {} of {} was stopped before its end: items are missing, and folders look too small.",
+                            generation.number, generation.scope.root.path().view()));
+}
+
 const Generation* chosen(const std::vector<Generation>& generations, const When& when) {
     const auto found = std::ranges::find_if(generations, [&](const Generation& each) {
         if (const auto* number = std::get_if<std::int64_t>(&when)) return each.number == *number;

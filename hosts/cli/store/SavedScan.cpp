@@ -94,7 +94,9 @@ SavedScan SavedScan::newest(const Session& session) {
     const std::shared_ptr<const SnapshotHistory> history = openHistory(session);
     const std::vector<Generation> generations = history->generations();
     if (generations.empty()) throw nothingSaved();
-    return SavedScan{history->open(chosenByOption(session, generations).number)};
+    const Generation& asked = chosenByOption(session, generations);
+    warnOfIncomplete(session, asked);
+    return SavedScan{history->open(asked.number)};
 }
 
 ScanSnapshot SavedScan::snapshot() const {
@@ -131,8 +133,12 @@ NamedRecord NamedRecord::find(const Session& session, const std::string& name) {
         if (covering.empty()) continue;
         asked = chosenByOption(session, covering);
         SavedScan scan{history->open(asked->number)};
-        if (auto record = scan.record(path)) return {.scan = std::move(scan), .record = std::move(*record)};
+        if (auto record = scan.record(path)) {
+            warnOfIncomplete(session, *asked);
+            return {.scan = std::move(scan), .record = std::move(*record)};
+        }
     }
+    if (asked) warnOfIncomplete(session, *asked);
     const std::string_view path = paths.front().view();
     if (!asked)
         throw PathError{fmt::format("No saved scan is of {} or a folder above it: kestrel scan makes one.", path),
@@ -148,7 +154,7 @@ void writeAge(const Session& session, const Generation& scan) {
                                    fmt::format("{}, scanned {} ({}){}",
                                                session.shownPath(scan.scope.root.path().view()),
                                                age(scan.completedAt, Date::now()), localTime(scan.completedAt),
-                                               scan.isComplete ? "" : ", not to its end"))
+                                               scan.isComplete ? "" : ", incomplete"))
                 << "\n\n";
 }
 

@@ -1,5 +1,6 @@
 #include "store/ScanSaving.hpp"
 
+#include "output/ByteFormat.hpp"
 #include "output/Times.hpp"
 #include "store/HistoryAccess.hpp"
 #include "store/Places.hpp"
@@ -9,6 +10,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <exception>
 #include <system_error>
 #include <vector>
@@ -38,7 +40,8 @@ std::optional<EarlierScan> ScanSaving::earlier(const URL& root) const {
     try {
         if (history_ != nullptr) {
             const std::vector<Generation> all = history_->generations(root.path());
-            return all.empty() ? std::nullopt : std::optional{of(all.front())};
+            const auto whole = std::ranges::find_if(all, &Generation::isComplete);
+            return whole == all.end() ? std::nullopt : std::optional{of(*whole)};
         }
         if (!isStoreThere(*store_)) return std::nullopt;
         const auto snapshot = SQLiteSnapshotStore{URL::fromPath(*store_)}.loadLatest();
@@ -80,6 +83,18 @@ std::optional<Generation> ScanSaving::save(const ScanSnapshot& snapshot) {
         // The scan itself is worth its exit code; that it is not kept makes the command fail at the end.
         session_.say(whyNotSaved(path, error.what()));
         return std::nullopt;
+    }
+}
+
+void ScanSaving::keepFound(const ScanSnapshot& snapshot) {
+    if (history_ == nullptr) return;
+    try {
+        const Generation kept = history_->add(snapshot, GenerationOrigin::scan, false);
+        session_.say(fmt::format("What was found until then ({} items, {}) is kept as scan {}, marked incomplete.",
+                                 ByteFormat::count(kept.records - 1), session_.size(kept.totalAllocatedBytes),
+                                 kept.number));
+    } catch (const std::exception& error) {
+        session_.say(whyNotSaved(historyPath(), error.what()));
     }
 }
 

@@ -34,8 +34,8 @@ public:
     ScanSaving(const ScanSaving&) = delete;
     ScanSaving& operator=(const ScanSaving&) = delete;
 
-    /// Empty when nothing usable is saved, what is saved contradicts itself, or it is of another folder. Throws
-    /// nothing.
+    /// The newest one that came to its end. Empty when nothing usable is saved, what is saved contradicts itself, or it
+    /// is of another folder. Throws nothing.
     [[nodiscard]] std::optional<EarlierScan> earlier(const KestrelCore::URL& root) const;
 
     /// Begins to save into the history beside what the caller goes on with. Does nothing for a snapshot database, whose
@@ -45,6 +45,10 @@ public:
     /// Saves, or waits for what has begun. Absent when that failed; then it has said why, and what was saved before
     /// stays. In the history older scans may go, as its usual policy wants it. Number 0 for a snapshot database.
     [[nodiscard]] std::optional<KestrelCore::Generation> save(const KestrelCore::ScanSnapshot& snapshot);
+
+    /// Keeps what a scan found that was stopped before its end, and says so. Only in the history: the one scan of a
+    /// snapshot database is worth more than a part of another.
+    void keepFound(const KestrelCore::ScanSnapshot& snapshot);
 
     /// Null for a snapshot database.
     [[nodiscard]] const KestrelCore::SnapshotHistory* history() const { return history_.get(); }

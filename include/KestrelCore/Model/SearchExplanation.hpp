@@ -6,6 +6,7 @@
 #include "KestrelCore/Export.hpp"
 #include "KestrelCore/Model/FileKind.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
+#include "KestrelCore/Model/SearchFilter.hpp"
 #include "KestrelCore/Model/SearchQuery.hpp"
 
 #include <cstdint>
@@ -48,6 +49,19 @@ struct ScoredRecord {
 struct SearchAnswer {
     SearchExplanation explanation;
     std::vector<ScoredRecord> results;
+    std::int64_t matches = 0;  ///< how many records answer, beyond the limit too; 0 when the limit was 0 or below
+    /// What all of these take on the disk: what lies in a folder that answers, too, counts once, a further hard link
+    /// for nothing. Absent unless the settings ask for it.
+    std::optional<std::int64_t> matchedBytes{};
+};
+
+/// Which results come first, and so which ones a limit leaves over. What is equal in it is told apart by score, size
+/// and name, in that order.
+enum class SearchOrder : std::uint8_t {
+    score,  ///< best first
+    size,   ///< largest first
+    date,   ///< youngest first, without a date last
+    name    ///< in the natural order of lists
 };
 
 /// How a search runs; the defaults are right for hosts.
@@ -55,6 +69,10 @@ struct SearchSettings {
     std::optional<CancellationToken> cancellation;  ///< absent: the search can't be abandoned
     std::optional<Date> now;                        ///< what "recent" and "old" count from; absent: the clock's time
     unsigned threads = 0;                           ///< 0: as many as fit the machine and the number of records
+    SearchFilter filter{};
+    SearchOrder order = SearchOrder::score;
+    /// Whether the answer has `matchedBytes`; that stops the process on sums that overflow: see `isConsistent`.
+    bool measuresMatches = false;
 };
 
 }  // namespace KestrelCore

@@ -24,6 +24,7 @@ struct ScanIssueFound {
 /// The result. Nothing follows it.
 struct ScanCompleted {
     ScanSnapshot snapshot;
+    bool isComplete = true;  ///< false where the scan was ended early: items are missing, and folders look too small
 };
 
 /// What a scan emits, in the order: started, progress reports, a last progress report, issues, completed.

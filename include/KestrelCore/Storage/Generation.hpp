@@ -50,7 +50,8 @@ struct FolderTotals {
     bool operator==(const FolderTotals&) const = default;
 };
 
-/// Which generations `thin` keeps. Of each root the newest is always kept, and so is what is pinned.
+/// Which generations `thin` keeps. Of each root the newest is always kept, also the newest complete one, and so is what
+/// is pinned. An incomplete one stands for no day and no week.
 struct ThinningPolicy {
     std::chrono::days allWithin{7};          ///< every generation of this time
     std::chrono::days dailyWithin{31};       ///< then the last of each day

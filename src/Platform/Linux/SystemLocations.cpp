@@ -10,7 +10,8 @@ SystemLocations systemLocations() {
             // Desktop systems mount removable volumes below this folder.
             .managedExempt = {"/run/media"},
             .neverRemoved = {"/home", "/media", "/mnt", "/opt", "/root", "/srv", "/tmp", "/var"},
-            .homeFolders = {".config", ".local", ".ssh", ".gnupg", ".mozilla", ".var"}};
+            .homeFolders = {".config", ".local", ".ssh", ".gnupg", ".mozilla", ".var"},
+            .isOneTree = true};
 }
 
 }  // namespace KestrelCore

@@ -10,13 +10,6 @@ namespace {
 
 Text nameOf(const RecordStorage& storage, std::uint32_t record) { return Text{storage.nameOf(storage.row(record))}; }
 
-/// Whether `a` is better (true) or worse (false) by score and size; empty when these don't tell.
-std::optional<bool> isBetterByNumbers(const BoundedSearchResults::Match& a, const BoundedSearchResults::Match& b) {
-    if (a.score != b.score) return a.score > b.score;
-    if (a.displayBytes != b.displayBytes) return a.displayBytes > b.displayBytes;
-    return std::nullopt;
-}
-
 bool isBetterByName(std::uint32_t recordA, const Text& nameA, std::uint32_t recordB, const Text& nameB) {
     const std::weak_ordering order = NaturalOrder::compareInList(nameA, nameB);
     return order != 0 ? order < 0 : recordA < recordB;
@@ -24,8 +17,21 @@ bool isBetterByName(std::uint32_t recordA, const Text& nameA, std::uint32_t reco
 
 }  // namespace
 
-BoundedSearchResults::BoundedSearchResults(const RecordStorage& storage, std::int64_t limit)
-    : storage_{storage}, limit_{static_cast<std::uint64_t>(std::max<std::int64_t>(limit, 0))} {}
+BoundedSearchResults::BoundedSearchResults(const RecordStorage& storage, std::int64_t limit, SearchOrder order)
+    : storage_{storage}, limit_{static_cast<std::uint64_t>(std::max<std::int64_t>(limit, 0))}, order_{order} {}
+
+std::optional<bool> BoundedSearchResults::isBetterByNumbers(const Match& a, const Match& b) const {
+    const auto date = [this](const Match& match) {
+        const RecordStorage::Row& row = storage_.row(match.record);
+        return row.hasModified ? row.modifiedAt : Date::distantPast().secondsSinceReferenceDate;
+    };
+    if (order_ == SearchOrder::name) return std::nullopt;
+    if (order_ == SearchOrder::size && a.displayBytes != b.displayBytes) return a.displayBytes > b.displayBytes;
+    if (order_ == SearchOrder::date && date(a) != date(b)) return date(a) > date(b);
+    if (a.score != b.score) return a.score > b.score;
+    if (a.displayBytes != b.displayBytes) return a.displayBytes > b.displayBytes;
+    return std::nullopt;
+}
 
 bool BoundedSearchResults::isBetter(const Match& a, const Match& b) const {
     if (const std::optional<bool> decided = isBetterByNumbers(a, b)) return *decided;

@@ -3,6 +3,7 @@
 #include "Base/Checked.hpp"
 #include "Base/TextScan.hpp"
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
+#include "Snapshot/Search/MatchedBytes.hpp"
 #include "Snapshot/Search/ParallelBlocks.hpp"
 #include "Snapshot/Search/SearchIndex.hpp"
 #include "Snapshot/SnapshotContents.hpp"
@@ -81,9 +82,12 @@ struct SnapshotSearch::Candidate {
     }
 };
 
-SnapshotSearch::SnapshotSearch(const RecordStorage& storage, const SearchIndex& index, const StorageSearchPlan& plan)
-    : storage_{storage}, index_{index}, plan_{plan} {
+SnapshotSearch::SnapshotSearch(const RecordStorage& storage, const SearchIndex& index, const StorageSearchPlan& plan,
+                               const SearchSettings& settings)
+    : storage_{storage}, index_{index}, plan_{plan}, settings_{settings}, filter_{storage, settings.filter} {
+    narrowBounds();
     addPathFilters();
+    addWordFilters();
     addTerms();
     folders_ = FolderAnswers{storage, index, patterns_};
     for (const FileKind kind : plan.kinds) kindBits_ |= 1U << rawValue(kind);
@@ -101,6 +105,28 @@ void SnapshotSearch::addPathFilters() {
     }
     if (!hasDeveloperMarker) return;
     for (const std::string_view folder : developerFolders) developerPatterns_.push_back(add(folder).number);
+}
+
+void SnapshotSearch::narrowBounds() {
+    const SearchFilter& filter = settings_.filter;
+    minimumBytes_ = std::max(plan_.minimumBytes, filter.minimumBytes);
+    maximumBytes_ = plan_.maximumBytes;
+    if (filter.maximumBytes)
+        maximumBytes_ = std::min(*filter.maximumBytes, maximumBytes_.value_or(*filter.maximumBytes));
+    modifiedAfter_ = plan_.modifiedAfter;
+    if (filter.modifiedAfter)
+        modifiedAfter_ = std::max(*filter.modifiedAfter, modifiedAfter_.value_or(*filter.modifiedAfter));
+    modifiedBefore_ = plan_.modifiedBefore;
+    if (filter.modifiedBefore)
+        modifiedBefore_ = std::min(*filter.modifiedBefore, modifiedBefore_.value_or(*filter.modifiedBefore));
+}
+
+void SnapshotSearch::addWordFilters() {
+    for (const Text& word : settings_.filter.wordsInPath) {
+        const PatternNumber number = add(word.folded()).number;
+        if (std::ranges::find(pathPatterns_, number) == pathPatterns_.end()) pathPatterns_.push_back(number);
+    }
+    for (const Text& word : settings_.filter.wordsNotInPath) unwantedPatterns_.push_back(add(word.folded()).number);
 }
 
 void SnapshotSearch::addTerms() {
@@ -121,22 +147,29 @@ SnapshotSearch::Added SnapshotSearch::add(const Text& text) {
 }
 
 void SnapshotSearch::allowExtensions() {
-    if (plan_.extensions.empty()) return;
+    const std::set<Text>& further = settings_.filter.extensions;
+    if (plan_.extensions.empty() && further.empty()) return;
     allowedExtensions_.resize(index_.extensionCount());
     for (std::size_t i = 0; i < allowedExtensions_.size(); ++i) {
-        allowedExtensions_[i] = plan_.extensions.contains(index_.loweredExtension(i));
+        const Text& extension = index_.loweredExtension(i);
+        allowedExtensions_[i] = (plan_.extensions.empty() || plan_.extensions.contains(extension)) &&
+                                (further.empty() || further.contains(extension));
     }
 }
 
-std::optional<std::vector<BoundedSearchResults::Match>>
-SnapshotSearch::run(std::int64_t limit, unsigned threads, const std::optional<CancellationToken>& cancellation) const {
+std::optional<SnapshotSearch::Found> SnapshotSearch::run(std::int64_t limit, unsigned threads) const {
     struct Worker {
         BoundedSearchResults results;
         Candidate candidate;
+        std::int64_t matches = 0;
+        std::vector<std::uint32_t> matched;  ///< all of them, where they are to be measured
     };
+    const std::optional<CancellationToken>& cancellation = settings_.cancellation;
+    const bool measures = settings_.measuresMatches;
     std::vector<Worker> workers;
     workers.reserve(threads);
-    for (unsigned i = 0; i < threads; ++i) workers.push_back(Worker{BoundedSearchResults{storage_, limit}, {}});
+    for (unsigned i = 0; i < threads; ++i)
+        workers.push_back(Worker{BoundedSearchResults{storage_, limit, settings_.order}, {}, 0, {}});
 
     std::atomic<bool> isAbandoned = false;
     forEachBlock(storage_.size(), threads, [&](std::size_t begin, std::size_t end, unsigned thread) {
@@ -151,30 +184,40 @@ SnapshotSearch::run(std::int64_t limit, unsigned threads, const std::optional<Ca
             worker.candidate.set(row, index_.nameMask(i));
             if (const auto found = score(worker.candidate)) {
                 worker.results.insert(static_cast<std::uint32_t>(i), *found);
+                ++worker.matches;
+                if (measures) worker.matched.push_back(static_cast<std::uint32_t>(i));
             }
         }
         return true;
     });
     if (isAbandoned) return std::nullopt;
-    for (std::size_t i = 1; i < workers.size(); ++i) workers.front().results.merge(workers[i].results);
-    return workers.front().results.bestFirst();
+    Worker& first = workers.front();
+    for (std::size_t i = 1; i < workers.size(); ++i) {
+        first.results.merge(workers[i].results);
+        first.matches += workers[i].matches;
+        first.matched.insert(first.matched.end(), workers[i].matched.begin(), workers[i].matched.end());
+    }
+    return Found{.best = first.results.bestFirst(),
+                 .matches = first.matches,
+                 .bytes = measures ? std::optional{bytesOnDisk(storage_, first.matched)} : std::nullopt};
 }
 
 bool SnapshotSearch::passesFilters(const Row& row) const {
     const std::int64_t bytes = row.displayBytes();
-    if (bytes < plan_.minimumBytes) return false;
-    if (plan_.maximumBytes && bytes > *plan_.maximumBytes) return false;
+    if (bytes < minimumBytes_) return false;
+    if (maximumBytes_ && bytes > *maximumBytes_) return false;
     if (kindBits_ != 0 && (kindBits_ >> row.kindValue & 1U) == 0) return false;
     if (!allowedExtensions_.empty() && allowedExtensions_[row.extension] == 0) return false;
     // Without a date a record passes no bound: it is older than any for one, younger than any for the other.
-    if (plan_.modifiedAfter) {
+    if (modifiedAfter_) {
         const Date date = row.hasModified ? Date{row.modifiedAt} : Date::distantPast();
-        if (date < *plan_.modifiedAfter) return false;
+        if (date < *modifiedAfter_) return false;
     }
-    if (plan_.modifiedBefore) {
+    if (modifiedBefore_) {
         const Date date = row.hasModified ? Date{row.modifiedAt} : Date::distantFuture();
-        if (!(date < *plan_.modifiedBefore)) return false;
+        if (!(date < *modifiedBefore_)) return false;
     }
+    if (filter_.hasTypes() && !filter_.isOfType(row)) return false;
     return !plan_.hiddenOnly || row.isHidden;
 }
 
@@ -204,7 +247,7 @@ bool SnapshotSearch::mayMatch(const Row& row, LetterMask letters) const {
     for (const PatternNumber number : pathPatterns_) {
         if (!mayMatchPath(row, letters, number)) return false;
     }
-    return true;
+    return !filter_.hasPlaces() || filter_.isAtPlace(row);
 }
 
 // What the name and the path say.
@@ -223,6 +266,7 @@ std::optional<std::int64_t> SnapshotSearch::score(Candidate& candidate) const {
 bool SnapshotSearch::passesPathFilters(Candidate& candidate) const {
     const auto isInPath = [&](PatternNumber number) { return pathContains(candidate, number); };
     return std::all_of(pathPatterns_.begin(), pathPatterns_.end(), isInPath) &&
+           std::none_of(unwantedPatterns_.begin(), unwantedPatterns_.end(), isInPath) &&
            (developerPatterns_.empty() || std::any_of(developerPatterns_.begin(), developerPatterns_.end(), isInPath));
 }
 
@@ -286,17 +330,19 @@ bool SnapshotSearch::pathContains(Candidate& candidate, PatternNumber number) co
 std::optional<SearchAnswer> ScanSnapshot::search(const SearchQuery& query, std::int64_t limit,
                                                  const SearchSettings& settings) const {
     const StorageSearchPlan plan{query, settings.now.value_or(Date::now())};
-    SearchAnswer answer{plan, {}};
+    SearchAnswer answer{.explanation = plan, .results = {}};
     if (limit <= 0) return answer;
     const RecordStorage& storage = *contents_->storage;
     const unsigned threads = worthwhileThreads(storage.size(), settings.threads);
     const SearchIndex& index =
         contents_->searchIndex.get([&] { return std::make_shared<const SearchIndex>(storage, threads); });
-    const SnapshotSearch search{storage, index, plan};
-    const auto matches = search.run(limit, threads, settings.cancellation);
-    if (!matches) return std::nullopt;
-    answer.results.reserve(matches->size());
-    for (const BoundedSearchResults::Match& match : *matches) {
+    const SnapshotSearch search{storage, index, plan, settings};
+    const auto found = search.run(limit, threads);
+    if (!found) return std::nullopt;
+    answer.matches = found->matches;
+    answer.matchedBytes = found->bytes;
+    answer.results.reserve(found->best.size());
+    for (const BoundedSearchResults::Match& match : found->best) {
         answer.results.push_back(ScoredRecord{storage.record(match.record), match.score});
     }
     return answer;

@@ -5,6 +5,7 @@
 #include "Snapshot/Search/BoundedSearchResults.hpp"
 #include "Snapshot/Search/FolderAnswers.hpp"
 #include "Snapshot/Search/NameMatcher.hpp"
+#include "Snapshot/Search/RowFilter.hpp"
 #include "Snapshot/Search/SearchIndex.hpp"
 #include "Snapshot/Search/SearchPattern.hpp"
 #include "Snapshot/Search/StorageSearchPlan.hpp"
@@ -23,12 +24,17 @@ namespace KestrelCore {
 /// The answer does not depend on how many threads make it. Nothing here changes the storage or the index.
 class SnapshotSearch {
 public:
-    /// The storage and the index must outlive the search.
-    SnapshotSearch(const RecordStorage& storage, const SearchIndex& index, const StorageSearchPlan& plan);
+    /// The storage, the index, the plan and the settings must outlive the search.
+    SnapshotSearch(const RecordStorage& storage, const SearchIndex& index, const StorageSearchPlan& plan,
+                   const SearchSettings& settings);
 
-    /// The best `limit` matches, best first; empty when the search was abandoned. `limit` is above 0.
-    [[nodiscard]] std::optional<std::vector<BoundedSearchResults::Match>>
-    run(std::int64_t limit, unsigned threads, const std::optional<CancellationToken>& cancellation) const;
+    struct Found {
+        std::vector<BoundedSearchResults::Match> best;  ///< at most `limit`, best first
+        std::int64_t matches = 0;                       ///< how many there are
+        std::optional<std::int64_t> bytes{};            ///< of all of them, where the settings ask for it
+    };
+    /// Empty when the search was abandoned. `limit` is above 0.
+    [[nodiscard]] std::optional<Found> run(std::int64_t limit, unsigned threads) const;
 
     // What turns nearly all records away, for who reads records only to search them. Any thread.
 
@@ -55,9 +61,11 @@ private:
     };
 
     void addPathFilters();
+    void addWordFilters();
     void addTerms();
     /// The pattern for a text; equal texts share one.
     Added add(const Text& text);
+    void narrowBounds();
     void allowExtensions();
     [[nodiscard]] bool mayMatchTerm(const Row& row, LetterMask letters, PatternNumber number) const;
     [[nodiscard]] bool mayMatchPath(const Row& row, LetterMask letters, PatternNumber number) const;
@@ -72,9 +80,17 @@ private:
     const RecordStorage& storage_;
     const SearchIndex& index_;
     const StorageSearchPlan& plan_;
+    const SearchSettings& settings_;
+    RowFilter filter_;
+    // The bounds of the query and of the filter beside it together.
+    std::int64_t minimumBytes_ = 0;
+    std::optional<std::int64_t> maximumBytes_;
+    std::optional<Date> modifiedAfter_;
+    std::optional<Date> modifiedBefore_;
     std::unordered_map<Text, PatternNumber> numbers_;
     std::vector<SearchPattern> patterns_;  ///< all distinct; of the path filters first, then of the terms
     std::vector<PatternNumber> pathPatterns_;
+    std::vector<PatternNumber> unwantedPatterns_;   ///< none of them may occur in the path
     std::vector<PatternNumber> developerPatterns_;  ///< one of them must occur in the path; empty = no such filter
     std::vector<Term> terms_;
     std::optional<PatternNumber> phrase_;

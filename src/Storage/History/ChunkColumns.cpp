@@ -54,10 +54,7 @@ ChunkColumns::Rows ChunkColumns::at(std::uint32_t row) {
     return {&columns_, first, std::min(rows_ - (block - 1) * rowsAtOnce, rowsAtOnce) - first};
 }
 
-namespace {
-
-/// The chunk of one layer that was read last.
-struct OpenChunk {
+struct RowReader::OpenChunk {
     OpenChunk(const StreamView& view, HistoryFields fields) : columns{view, fields} {}
 
     std::uint32_t chunk = 0;
@@ -66,57 +63,55 @@ struct OpenChunk {
     std::vector<std::uint32_t> nameEnds;
 };
 
-}  // namespace
+RowReader::RowReader(const StreamView& view, HistoryFields fields, bool withNames)
+    : view_{view}, fields_{fields}, withNames_{withNames}, open_(view.layerCount()) {}
 
-RowBlock readRows(const StreamView& view, std::uint32_t first, std::uint32_t count, HistoryFields fields,
-                  bool withNames, std::vector<std::uint32_t>* places) {
-    const auto perChunk = static_cast<std::uint32_t>(rowsInChunk(view.stream()));
-    RowBlock rows;
-    rows.count = count;
-    if (count == 0) return rows;
-    // What is claimed is not believed at once: room for more than some chunks is made as the rows come.
-    const std::size_t expected = std::min<std::size_t>(count, std::size_t{8} * perChunk);
-    for (unsigned field = 0; field < rowFieldCount; ++field) {
-        if ((fields >> field & 1) != 0) rows.values[field].reserve(expected);
+RowReader::~RowReader() = default;
+
+RowReader::Rows RowReader::at(std::uint32_t position) {
+    const auto& segments = view_.segments();
+    const auto holds = [&](std::size_t index) {
+        return index < segments.size() && position >= segments[index].start &&
+               position - segments[index].start < segments[index].count;
+    };
+    if (!holds(segment_)) segment_ = holds(segment_ + 1) ? segment_ + 1 : view_.segmentAt(position);
+    const StreamView::Segment& segment = segments[segment_];
+    const std::uint32_t inSegment = position - segment.start;
+    Rows rows = inLayer(segment.layer, segment.first + inSegment);
+    rows.count = std::min(rows.count, segment.count - inSegment);
+    rows.place = segment.place + inSegment;
+    return rows;
+}
+
+RowReader::Rows RowReader::inLayer(std::uint32_t layer, std::uint32_t index) {
+    const auto perChunk = static_cast<std::uint32_t>(rowsInChunk(view_.stream()));
+    const std::uint32_t chunk = index / perChunk;
+    const std::uint32_t row = index % perChunk;
+    std::unique_ptr<OpenChunk>& open = open_[layer];
+    if (open == nullptr || open->chunk != chunk) {
+        auto next = open == nullptr ? std::make_unique<OpenChunk>(view_, fields_) : std::move(open);
+        next->chunk = chunk;
+        next->columns.open(layer, chunk);
+        if (withNames_) {
+            next->names = view_.names(layer, chunk);
+            if (!findNameEnds(next->names.view(), next->columns.rows(), next->nameEnds)) {
+                throwDamaged(view_.generationOf(layer));
+            }
+        }
+        open = std::move(next);
     }
-    if (withNames) rows.nameEnds.reserve(expected);
-    if (places != nullptr) places->reserve(expected);
-    std::vector<std::unique_ptr<OpenChunk>> open;  // by layer
-    auto segment = view.segments().begin() + static_cast<std::ptrdiff_t>(view.segmentAt(first));
-    for (std::uint32_t done = 0; done < count;) {
-        while (first + done - segment->start >= segment->count) ++segment;
-        const std::uint32_t inSegment = first + done - segment->start;
-        const std::uint32_t index = segment->first + inSegment;
-        const std::uint32_t row = index % perChunk;
-        if (open.size() <= segment->layer) open.resize(segment->layer + std::size_t{1});
-        std::unique_ptr<OpenChunk>& at = open[segment->layer];
-        const bool isNew = at == nullptr;
-        if (isNew) at = std::make_unique<OpenChunk>(view, fields);
-        if (isNew || at->chunk != index / perChunk) {
-            at->chunk = index / perChunk;
-            at->columns.open(segment->layer, at->chunk);
-            if (withNames) {
-                at->names = view.names(segment->layer, at->chunk);
-                if (!findNameEnds(at->names.view(), at->columns.rows(), at->nameEnds)) {
-                    throwDamaged(view.generationOf(segment->layer));
-                }
-            }
-        }
-        std::uint32_t length = std::min({segment->count - inSegment, count - done, at->columns.rows() - row});
-        if (fields != 0) {
-            const ChunkColumns::Rows some = at->columns.at(row);
-            length = std::min(length, some.count);
-            for (unsigned field = 0; field < rowFieldCount; ++field) {
-                if ((fields >> field & 1) == 0) continue;
-                const std::uint64_t* const values = some.columns->values[field] + some.first;
-                rows.values[field].insert(rows.values[field].end(), values, values + length);
-            }
-        }
-        if (withNames) rows.addNames(at->names.view(), at->nameEnds, row, length);
-        for (std::uint32_t i = 0; places != nullptr && i < length; ++i) {
-            places->push_back(segment->place + inSegment + i);
-        }
-        done += length;
+    Rows rows{.count = open->columns.rows() - row,
+              .place = 0,
+              .columns = nullptr,
+              .firstColumn = 0,
+              .names = open->names.view(),
+              .nameEnds = open->nameEnds.data() + row,
+              .nameBegin = !withNames_ || row == 0 ? 0 : open->nameEnds[row - 1] + 1};
+    if (fields_ != 0) {
+        const ChunkColumns::Rows some = open->columns.at(row);
+        rows.count = std::min(rows.count, some.count);
+        rows.columns = some.columns;
+        rows.firstColumn = some.first;
     }
     return rows;
 }

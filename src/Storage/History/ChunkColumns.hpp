@@ -10,6 +10,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace KestrelCore {
@@ -58,9 +59,44 @@ private:
     std::uint32_t block_ = 0;  ///< the one at hand, counted from 1
 };
 
-/// The rows `first` to `first + count` of a view, as one block of any length. `places`, where it is not null, gets
-/// their places, as of `StreamView::Segment`.
-[[nodiscard]] RowBlock readRows(const StreamView& view, std::uint32_t first, std::uint32_t count, HistoryFields fields,
-                                bool withNames, std::vector<std::uint32_t>* places = nullptr);
+/// Reads rows of a view, mostly one after the other. One thread; several readers may share a view.
+class RowReader {
+public:
+    /// `view` must outlive this.
+    RowReader(const StreamView& view, HistoryFields fields, bool withNames);
+    ~RowReader();
+
+    /// Rows that follow each other, and lie side by side. Valid until the reader is asked again.
+    struct Rows {
+        std::uint32_t count;
+        std::uint32_t place;  ///< of the first, as of `StreamView::Segment`
+        const RowColumns* columns;
+        std::uint32_t firstColumn;  ///< where in `columns` the first row is
+        std::string_view names;
+        const std::uint32_t* nameEnds;  ///< of the first row and those behind it
+        std::uint32_t nameBegin;        ///< of the first row
+
+        [[nodiscard]] std::uint64_t value(HistoryField field, std::size_t i) const {
+            return columns->value(field, firstColumn + i);
+        }
+        [[nodiscard]] std::string_view name(std::size_t i) const {
+            const std::size_t begin = i == 0 ? nameBegin : nameEnds[i - 1] + std::size_t{1};
+            return names.substr(begin, nameEnds[i] - begin);
+        }
+    };
+    /// As many rows from `position` (below the view's size) on as are at hand.
+    [[nodiscard]] Rows at(std::uint32_t position);
+    /// The row `index` of a layer and some behind it, whether or not this view has them; their place has no meaning.
+    [[nodiscard]] Rows inLayer(std::uint32_t layer, std::uint32_t index);
+
+private:
+    struct OpenChunk;
+
+    const StreamView& view_;
+    HistoryFields fields_;
+    bool withNames_;
+    std::size_t segment_ = 0;                       ///< the one asked for last
+    std::vector<std::unique_ptr<OpenChunk>> open_;  ///< by layer, the chunk that was read last
+};
 
 }  // namespace KestrelCore

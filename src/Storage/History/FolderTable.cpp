@@ -8,15 +8,27 @@
 
 namespace KestrelCore {
 
-FolderTable::FolderTable(const GenerationRows& rows, HistoryFields fields) {
-    const StreamView& folders = rows.folders();
+namespace {
+
+/// What is claimed is not believed at once: room for more than some chunks is made as the rows come.
+std::size_t roomFor(std::uint32_t rows) {
+    return std::min<std::size_t>(rows, 8 * rowsInChunk(HistoryStream::folders)) + 1;
+}
+
+}  // namespace
+
+FolderTable::FolderTable(const GenerationRows& rows, HistoryFields fields) : folders_{rows.folders()} {
     const StreamView& files = rows.files();
     const std::int64_t generation = rows.generation();
-    const std::uint32_t count = folders.size();
-    fields |= treeFields | bit(HistoryField::shape);
-    rows_ = readRows(folders, 0, count, fields, true, &places_);
-
-    if (count > 0 && hasRecord(0)) throwDamaged(generation);
+    const std::uint32_t count = folders_.size();
+    for (unsigned field = 0; field < rowFieldCount; ++field) {
+        if ((fields >> field & 1) != 0) rows_.values[field].reserve(roomFor(count));
+    }
+    rows_.nameEnds.reserve(roomFor(count));
+    end_.reserve(roomFor(count));
+    parent_.reserve(roomFor(count));
+    firstFile_.reserve(roomFor(count));
+    hasRecord_.reserve(roomFor(count));
 
     // Each folder is followed by as many as it says, each with all that lies below it.
     struct Open {
@@ -24,32 +36,50 @@ FolderTable::FolderTable(const GenerationRows& rows, HistoryFields fields) {
         std::uint64_t missing;
     };
     std::vector<Open> open;
-    end_.resize(count);
-    parent_.resize(count, none);
-    firstFile_.resize(count + std::size_t{1});
     std::uint64_t fileSum = 0;
-    for (std::uint32_t i = 0; i < count; ++i) {
-        while (!open.empty() && open.back().missing == 0) {
-            end_[open.back().folder] = i;
-            open.pop_back();
+    RowReader reader{folders_, fields | treeFields | bit(HistoryField::shape), true};
+    while (end_.size() < count) {
+        const RowReader::Rows some = reader.at(static_cast<std::uint32_t>(end_.size()));
+        keep(some, fields);
+        for (std::uint32_t row = 0; row < some.count; ++row) {
+            const auto i = static_cast<std::uint32_t>(end_.size());
+            while (!open.empty() && open.back().missing == 0) {
+                end_[open.back().folder] = i;
+                open.pop_back();
+            }
+            if (open.empty() != (i == 0)) throwDamaged(generation);
+            parent_.push_back(open.empty() ? none : open.back().folder);
+            if (!open.empty()) --open.back().missing;
+            open.push_back({i, some.value(HistoryField::subfolders, row)});
+            end_.push_back(count);
+            hasRecord_.push_back((some.value(HistoryField::shape, row) & RowShape::noRecord) == 0);
+            firstFile_.push_back(static_cast<std::uint32_t>(fileSum));
+            const std::uint64_t inside = some.value(HistoryField::files, row);
+            if (inside > files.size() - fileSum) throwDamaged(generation);
+            fileSum += inside;
         }
-        if (open.empty() != (i == 0)) throwDamaged(generation);
-        if (!open.empty()) {
-            parent_[i] = open.back().folder;
-            --open.back().missing;
-        }
-        open.push_back({i, rows_.value(HistoryField::subfolders, i)});
-        firstFile_[i] = static_cast<std::uint32_t>(fileSum);
-        const std::uint64_t inside = rows_.value(HistoryField::files, i);
-        if (inside > files.size() - fileSum) throwDamaged(generation);
-        fileSum += inside;
     }
+    rows_.count = count;
+    if (count > 0 && hasRecord(0)) throwDamaged(generation);
     for (; !open.empty(); open.pop_back()) {
         if (open.back().missing != 0) throwDamaged(generation);
-        end_[open.back().folder] = count;
     }
-    firstFile_[count] = static_cast<std::uint32_t>(fileSum);
+    firstFile_.push_back(static_cast<std::uint32_t>(fileSum));
     if (fileSum != files.size()) throwDamaged(generation);
+}
+
+void FolderTable::keep(const RowReader::Rows& some, HistoryFields fields) {
+    for (unsigned field = 0; field < rowFieldCount; ++field) {
+        if ((fields >> field & 1) == 0) continue;
+        const std::uint64_t* const values = some.columns->values[field] + some.firstColumn;
+        rows_.values[field].insert(rows_.values[field].end(), values, values + some.count);
+    }
+    for (std::uint32_t i = 0; i < some.count; ++i) rows_.addName(some.name(i));
+}
+
+std::uint32_t FolderTable::place(std::uint32_t folder) const {
+    const StreamView::Segment& segment = folders_.segments()[folders_.segmentAt(folder)];
+    return segment.place + (folder - segment.start);
 }
 
 std::uint32_t FolderTable::folderOf(std::uint32_t file) const {
@@ -95,52 +125,34 @@ std::string FolderTable::path(std::uint32_t folder) const {
     return path;
 }
 
-std::vector<std::int64_t> FolderTable::aggregates() const {
-    std::vector<std::uint64_t> content(size(), 0);
-    std::vector<std::int64_t> result(size(), 0);
-    for (std::uint32_t i = size(); i-- > 0;) {
-        content[i] += value(HistoryField::fileBytes, i);
-        std::uint64_t aggregate = content[i];
-        if (hasRecord(i)) {
-            const StoredAllocation stored{.allocated = value(HistoryField::allocated, i),
-                                          .shape = value(HistoryField::shape, i)};
-            aggregate += static_cast<std::uint64_t>(
-                allocationOf(stored, static_cast<std::int64_t>(value(HistoryField::logical, i))));
-            aggregate += unzigzag(value(HistoryField::aggregate, i));
+FolderContents::FolderContents(const FolderTable& table, const StreamView& folders, std::uint32_t first)
+    : table_{table}, first_{first} {
+    // What a folder holds is all its files, and what each folder below has beside its own: only sums along the rows.
+    constexpr HistoryFields fields = bit(HistoryField::shape) | bit(HistoryField::logical) |
+                                     bit(HistoryField::allocated) | bit(HistoryField::aggregate) |
+                                     bit(HistoryField::fileBytes);
+    const std::uint32_t end = table.size() == 0 ? first : table.end(first);
+    own_.reserve(end - first);
+    sums_.reserve(end - first + std::size_t{1});
+    sums_.push_back(0);
+    RowReader reader{folders, fields, false};
+    for (std::uint32_t position = first; position < end;) {
+        const RowReader::Rows some = reader.at(position);
+        const std::uint32_t count = std::min(some.count, end - position);
+        for (std::uint32_t i = 0; i < count; ++i) {
+            std::uint64_t own = 0;
+            if (table.hasRecord(position + i)) {
+                own = static_cast<std::uint64_t>(
+                          allocationOf({.allocated = some.value(HistoryField::allocated, i),
+                                        .shape = some.value(HistoryField::shape, i)},
+                                       static_cast<std::int64_t>(some.value(HistoryField::logical, i)))) +
+                      unzigzag(some.value(HistoryField::aggregate, i));
+            }
+            own_.push_back(own);
+            sums_.push_back(sums_.back() + own + some.value(HistoryField::fileBytes, i));
         }
-        result[i] = static_cast<std::int64_t>(aggregate);
-        if (i > 0) content[parent_[i]] += aggregate;
+        position += count;
     }
-    return result;
-}
-
-std::vector<std::uint64_t> FolderTable::contents(const FolderTable& table,
-                                                 const std::vector<std::int64_t>& aggregates) {
-    std::vector<std::uint64_t> content(table.size(), 0);
-    for (std::uint32_t i = table.size(); i-- > 0;) {
-        content[i] += table.value(HistoryField::fileBytes, i);
-        if (i > 0) content[table.parent(i)] += static_cast<std::uint64_t>(aggregates[i]);
-    }
-    return content;
-}
-
-std::vector<std::uint64_t> FolderTable::contentsBelow(std::uint32_t first, const RowBlock& rows) const {
-    std::vector<std::uint64_t> content(end_[first] - first, 0);
-    for (std::uint32_t i = end_[first]; i-- > first;) {
-        const std::uint32_t row = i - first;
-        content[row] += rows.value(HistoryField::fileBytes, row);
-        if (i == first) break;
-        std::uint64_t aggregate = content[row];
-        const std::uint64_t shape = rows.value(HistoryField::shape, row);
-        if ((shape & RowShape::noRecord) == 0) {
-            aggregate += static_cast<std::uint64_t>(
-                allocationOf({.allocated = rows.value(HistoryField::allocated, row), .shape = shape},
-                             static_cast<std::int64_t>(rows.value(HistoryField::logical, row))));
-            aggregate += unzigzag(rows.value(HistoryField::aggregate, row));
-        }
-        content[parent_[i] - first] += aggregate;
-    }
-    return content;
 }
 
 }  // namespace KestrelCore

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Snapshot/TreeOrder.hpp"
+#include "Storage/History/ChunkColumns.hpp"
 #include "Storage/History/StreamView.hpp"
 
 #include <array>
@@ -12,12 +13,14 @@
 
 namespace KestrelCore {
 
-/// All folders of a generation, whole: some eight of a hundred records. Read-only; any thread.
+/// All folders of a generation, some eight of a hundred records: their names, and how they hang together. Read-only;
+/// any thread.
 class FolderTable {
 public:
     static constexpr std::uint32_t none = TreeOrder::none;
 
-    /// Reads the fields as bits, and what hangs the folders together. Throws when they contradict each other.
+    /// `fields` are those whose values are kept, as bits. `rows` must outlive this. Throws when the folders contradict
+    /// each other.
     FolderTable(const GenerationRows& rows, HistoryFields fields);
 
     [[nodiscard]] std::uint32_t size() const { return static_cast<std::uint32_t>(end_.size()); }
@@ -35,42 +38,62 @@ public:
     /// One behind the last file in or below the folder.
     [[nodiscard]] std::uint32_t endOfFilesBelow(std::uint32_t folder) const { return firstFile_[end_[folder]]; }
     [[nodiscard]] std::string_view name(std::uint32_t folder) const { return rows_.name(folder); }
+    /// One of the fields that are kept.
     [[nodiscard]] std::uint64_t value(HistoryField field, std::uint32_t folder) const {
         return rows_.value(field, folder);
     }
-    [[nodiscard]] bool hasRecord(std::uint32_t folder) const {
-        return (value(HistoryField::shape, folder) & RowShape::noRecord) == 0;
-    }
+    [[nodiscard]] bool hasRecord(std::uint32_t folder) const { return hasRecord_[folder]; }
     /// The folder with this path, byte for byte; none where there is none.
     [[nodiscard]] std::uint32_t at(std::string_view path) const;
     /// The same under canonical equivalence, where there is none byte for byte.
     [[nodiscard]] std::uint32_t find(std::string_view path) const;
     [[nodiscard]] std::string path(std::uint32_t folder) const;
 
-    /// What each folder's record has as its aggregate; of a folder without a record what its content sums up to.
-    /// Needs the fields logical, allocated, aggregate and fileBytes.
-    [[nodiscard]] std::vector<std::int64_t> aggregates() const;
-    /// What lies below each folder, its own allocation left out, as `aggregates` counts it.
-    [[nodiscard]] static std::vector<std::uint64_t> contents(const FolderTable& table,
-                                                             const std::vector<std::int64_t>& aggregates);
-
-    /// What lies below each folder from `first` on up to its end, their own allocations left out; of a folder above
-    /// them nothing. `rows` are those folders', with the fields shape, logical, allocated, aggregate and fileBytes.
-    [[nodiscard]] std::vector<std::uint64_t> contentsBelow(std::uint32_t first, const RowBlock& rows) const;
-
+    /// The names, and the fields that are kept.
     [[nodiscard]] const RowBlock& rows() const { return rows_; }
     /// As of `StreamView::Segment`.
-    [[nodiscard]] std::uint32_t place(std::uint32_t folder) const { return places_[folder]; }
+    [[nodiscard]] std::uint32_t place(std::uint32_t folder) const;
 
 private:
+    void keep(const RowReader::Rows& some, HistoryFields fields);
     template <typename Equal>
     [[nodiscard]] std::uint32_t walk(std::string_view path, const Equal& areEqual) const;
 
+    const StreamView& folders_;
     RowBlock rows_;
-    std::vector<std::uint32_t> places_;
+    std::vector<bool> hasRecord_;
     std::vector<std::uint32_t> end_;
     std::vector<std::uint32_t> parent_;
     std::vector<std::uint32_t> firstFile_;  ///< one more at the end
+};
+
+/// What lies below a folder and below each folder in it, as bytes, their own allocations left out. Read-only; any
+/// thread.
+class FolderContents {
+public:
+    /// Reads the sizes of the folder `first` and of all folders below it.
+    FolderContents(const FolderTable& table, const StreamView& folders, std::uint32_t first);
+
+    // Of `first`, or a folder below it.
+
+    /// What it holds, its own allocation left out.
+    [[nodiscard]] std::uint64_t of(std::uint32_t folder) const {
+        return sums_[table_.end(folder) - first_] - sums_[folder - first_] - own_[folder - first_];
+    }
+    /// What its record has as its aggregate; of a folder without a record what it holds.
+    [[nodiscard]] std::uint64_t aggregate(std::uint32_t folder) const {
+        return sums_[table_.end(folder) - first_] - sums_[folder - first_];
+    }
+    /// Of the files right inside.
+    [[nodiscard]] std::uint64_t inFiles(std::uint32_t folder) const {
+        return sums_[folder - first_ + std::size_t{1}] - sums_[folder - first_] - own_[folder - first_];
+    }
+
+private:
+    const FolderTable& table_;
+    std::uint32_t first_;
+    std::vector<std::uint64_t> own_;   ///< of each folder, what its aggregate has beside what it holds
+    std::vector<std::uint64_t> sums_;  ///< of all folders before, what they have of their own and in files
 };
 
 }  // namespace KestrelCore

@@ -1,6 +1,7 @@
 #include "Storage/History/GenerationGrowth.hpp"
 
 #include "Base/Parallel.hpp"
+#include "Storage/History/ChunkColumns.hpp"
 #include "Storage/History/FolderTable.hpp"
 #include "Storage/History/GrowthSelection.hpp"
 #include "Storage/History/RowValues.hpp"
@@ -11,7 +12,9 @@
 #include <cstdint>
 #include <iterator>
 #include <map>
+#include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -52,6 +55,37 @@ struct IrregularItem {
     std::uint32_t parent = none;
 };
 
+/// Names of files, of each generation those of the chunk that was read last. What two generations share is read once.
+class FileNames {
+public:
+    struct Chunk {
+        std::uint32_t number;
+        NameBytes names;
+        std::vector<std::uint32_t> ends;
+
+        [[nodiscard]] std::string_view name(std::uint32_t row) const {
+            const std::size_t begin = row == 0 ? 0 : ends[row - 1] + std::size_t{1};
+            return names.view().substr(begin, ends[row] - begin);
+        }
+    };
+
+    /// Stays as long as somebody holds it.
+    [[nodiscard]] const std::shared_ptr<const Chunk>& chunk(const StreamView& files, std::uint32_t layer,
+                                                            std::uint32_t number) {
+        std::shared_ptr<const Chunk>& last = last_[files.generationOf(layer)];
+        if (last != nullptr && last->number == number) return last;
+        Chunk next{.number = number, .names = files.names(layer, number), .ends = {}};
+        if (!findNameEnds(next.names.view(), files.rowsIn(layer, number), next.ends)) {
+            throwDamaged(files.generationOf(layer));
+        }
+        last = std::make_shared<const Chunk>(std::move(next));
+        return last;
+    }
+
+private:
+    boost::unordered_flat_map<std::int64_t, std::shared_ptr<const Chunk>> last_;
+};
+
 /// One of the two generations.
 class Side {
 public:
@@ -60,11 +94,18 @@ public:
         std::uint64_t bytes;
     };
 
-    explicit Side(const OpenGeneration& generation)
-        : generation_{generation}, rows_{generation.rows()},
-          table_{rows_, sizeFields | bit(HistoryField::aggregate) | bit(HistoryField::fileBytes)},
-          sizes_{rows_.files(), sizeFields, false}, names_{rows_.files(), 0, true} {
+    Side(const OpenGeneration& generation, FileNames& names)
+        : generation_{generation}, rows_{generation.rows()}, table_{rows_, bit(HistoryField::kind)},
+          sizes_{rows_.files(), sizeFields, false}, names_{names} {
         sumUp();
+    }
+
+    /// Rows of the first `layers` layers are the other side's too. Sizes are read there where the other has no layers
+    /// beside these: then they are what they were, or a later layer of this side says what they are.
+    void readSizesFrom(Side& other, std::uint32_t layers) {
+        if (layers != other.rows_.files().layerCount()) return;
+        other_ = &other;
+        sharedLayers_ = layers;
     }
 
     [[nodiscard]] const FolderTable& table() const { return table_; }
@@ -90,14 +131,26 @@ public:
     }
 
     [[nodiscard]] File file(std::uint32_t position) {
-        const RowReader::Piece piece = sizes_.at(position);
-        const std::uint64_t kind = piece.block->value(HistoryField::kind, piece.row);
-        return {kindOf(kind), bytesCounted(kind, allocatedBytes(*piece.block, piece.row))};
+        const auto [layer, index] = rows_.files().rowAt(position);
+        const bool isShared = layer < sharedLayers_;
+        const RowReader::Rows row = (isShared ? other_->sizes_ : sizes_).inLayer(layer, index);
+        const auto value = [&](HistoryField field) {
+            const auto later =
+                isShared ? rows_.files().changes(layer, field, index, 1) : std::span<const StreamView::NewValue>{};
+            return later.empty() ? row.value(field, 0) : later.front().second;
+        };
+        const std::uint64_t kind = value(HistoryField::kind);
+        const std::int64_t allocated =
+            allocationOf({.allocated = value(HistoryField::allocated), .shape = value(HistoryField::shape)},
+                         static_cast<std::int64_t>(value(HistoryField::logical)));
+        return {kindOf(kind), bytesCounted(kind, static_cast<std::uint64_t>(allocated))};
     }
     /// Valid until the next call.
     [[nodiscard]] std::string_view fileName(std::uint32_t position) {
-        const RowReader::Piece piece = names_.at(position);
-        return piece.block->name(piece.row);
+        const auto [layer, index] = rows_.files().rowAt(position);
+        const auto perChunk = static_cast<std::uint32_t>(rowsInChunk(HistoryStream::files));
+        name_ = names_.chunk(rows_.files(), layer, index / perChunk);
+        return name_->name(index % perChunk);
     }
 
     /// The device and the number of each folder; read when first asked for.
@@ -107,15 +160,14 @@ public:
     }
 
 private:
-    static std::uint64_t allocatedBytes(const RowBlock& block, std::size_t row) {
+    static std::uint64_t allocatedBytes(const RowReader::Rows& rows, std::size_t i) {
         return static_cast<std::uint64_t>(allocationOf(
-            {.allocated = block.value(HistoryField::allocated, row), .shape = block.value(HistoryField::shape, row)},
-            static_cast<std::int64_t>(block.value(HistoryField::logical, row))));
+            {.allocated = rows.value(HistoryField::allocated, i), .shape = rows.value(HistoryField::shape, i)},
+            static_cast<std::int64_t>(rows.value(HistoryField::logical, i))));
     }
 
     void sumUp() {
-        const std::vector<std::int64_t> aggregates = table_.aggregates();
-        const std::vector<std::uint64_t> contents = FolderTable::contents(table_, aggregates);
+        const FolderContents contents{table_, rows_.folders(), 0};
         std::vector<std::uint64_t> inside(table_.size(), 0);
         readIrregular(contents);
         for (const IrregularItem& item : irregular_) {
@@ -124,9 +176,9 @@ private:
         bytes_.resize(table_.size());
         own_.resize(table_.size());
         for (std::uint32_t i = table_.size(); i-- > 0;) {
-            inside[i] += table_.value(HistoryField::fileBytes, i);
+            inside[i] += contents.inFiles(i);
             if (table_.hasRecord(i)) {
-                bytes_[i] = static_cast<std::uint64_t>(aggregates[i]);
+                bytes_[i] = contents.aggregate(i);
             } else {
                 const auto known = irregularFolders_.find(i);
                 bytes_[i] = known == irregularFolders_.end() ? inside[i] : known->second.bytes;
@@ -136,20 +188,20 @@ private:
         }
     }
 
-    void readIrregular(const std::vector<std::uint64_t>& contents) {
+    void readIrregular(const FolderContents& contents) {
         RowReader reader{rows_.irregular(), sizeFields | bit(HistoryField::aggregate), true};
         for (std::uint32_t position = 0; position < rows_.irregular().size(); ++position) {
-            const RowReader::Piece piece = reader.at(position);
-            const auto bytes = withSlashes(piece.block->name(piece.row));
+            const RowReader::Rows piece = reader.at(position);
+            const auto bytes = withSlashes(piece.name(0));
             const auto texts = bytes ? separatedTexts(*bytes) : std::nullopt;
             if (!texts || texts->size() < 2) throwDamaged(rows_.generation());
-            const std::uint64_t kind = piece.block->value(HistoryField::kind, piece.row);
-            const std::uint64_t allocated = allocatedBytes(*piece.block, piece.row);
+            const std::uint64_t kind = piece.value(HistoryField::kind, 0);
+            const std::uint64_t allocated = allocatedBytes(piece, 0);
             IrregularItem item{.path = Text{texts->front()}, .kind = kind, .bytes = bytesCounted(kind, allocated)};
             if (isContainer(kind)) {
                 const std::uint32_t folder = table_.at(texts->front());
-                item.bytes = allocated + (folder == none ? 0 : contents[folder]) +
-                             unzigzag(piece.block->value(HistoryField::aggregate, piece.row));
+                item.bytes = allocated + (folder == none ? 0 : contents.of(folder)) +
+                             unzigzag(piece.value(HistoryField::aggregate, 0));
                 if (folder != none && !table_.hasRecord(folder)) {
                     irregularFolders_[folder] = {kindOf(kind), item.bytes};
                     continue;
@@ -166,16 +218,16 @@ private:
                          bit(HistoryField::shape) | bit(HistoryField::device) | bit(HistoryField::inode), false};
         const std::vector<std::uint64_t>& devices = generation_.context().dictionary.devices;
         while (identities_.size() < table_.size()) {
-            const RowReader::Piece piece = reader.at(static_cast<std::uint32_t>(identities_.size()));
-            for (std::uint32_t row = piece.row; row < piece.row + piece.count; ++row) {
-                const std::uint64_t shape = piece.block->value(HistoryField::shape, row);
-                const std::uint64_t device = piece.block->value(HistoryField::device, row);
+            const RowReader::Rows piece = reader.at(static_cast<std::uint32_t>(identities_.size()));
+            for (std::uint32_t i = 0; i < piece.count; ++i) {
+                const std::uint64_t shape = piece.value(HistoryField::shape, i);
+                const std::uint64_t device = piece.value(HistoryField::device, i);
                 if ((shape & (RowShape::noIdentity | RowShape::noRecord)) != 0) {
                     identities_.emplace_back();
                     continue;
                 }
                 if (device >= devices.size()) throwDamaged(rows_.generation());
-                identities_.emplace_back(FileIdentity{devices[device], piece.block->value(HistoryField::inode, row)});
+                identities_.emplace_back(FileIdentity{devices[device], piece.value(HistoryField::inode, i)});
             }
         }
     }
@@ -184,7 +236,10 @@ private:
     const GenerationRows& rows_;
     FolderTable table_;
     RowReader sizes_;
-    RowReader names_;
+    FileNames& names_;
+    std::shared_ptr<const FileNames::Chunk> name_;  ///< what was asked for last
+    Side* other_ = nullptr;                         ///< whose sizes are read of the first `sharedLayers_` layers
+    std::uint32_t sharedLayers_ = 0;
     std::vector<std::uint64_t> bytes_;
     std::vector<std::uint64_t> own_;
     std::vector<IrregularItem> irregular_;
@@ -210,6 +265,9 @@ public:
             }
         }
     }
+
+    /// How many layers both rest on.
+    [[nodiscard]] std::uint32_t layers() const { return common_; }
 
     /// Files of one folder on both sides, taken apart. All as positions.
     struct Parts {
@@ -306,8 +364,9 @@ private:
 /// Both, read on two threads.
 struct Sides {
     Sides(const OpenGeneration& since, const OpenGeneration& until) {
-        inParallel([&] { before.emplace(since); }, [&] { after.emplace(until); });
+        inParallel([&] { before.emplace(since, names); }, [&] { after.emplace(until, names); });
     }
+    FileNames names;
     std::optional<Side> before;
     std::optional<Side> after;
 };
@@ -315,7 +374,9 @@ struct Sides {
 class Comparison {
 public:
     Comparison(const OpenGeneration& since, const OpenGeneration& until)
-        : sides_{since, until}, shared_{since.rows().files(), until.rows().files()} {}
+        : sides_{since, until}, shared_{since.rows().files(), until.rows().files()} {
+        after_.readSizesFrom(before_, shared_.layers());
+    }
 
     /// Fills in what there is to say; false where neither has an item at the path.
     bool run(Growth& growth, const GrowthOptions& options) {

@@ -38,10 +38,12 @@ bool isContainer(std::uint64_t kind) {
     return value == FileKind::directory || value == FileKind::package;
 }
 
-std::int64_t allocatedBytes(const RowBlock& block, std::size_t row) {
+/// Of rows that are in a block, or at a reader's hand.
+template <typename Rows>
+std::int64_t allocatedBytes(const Rows& rows, std::size_t row) {
     return allocationOf(
-        {.allocated = block.value(HistoryField::allocated, row), .shape = block.value(HistoryField::shape, row)},
-        static_cast<std::int64_t>(block.value(HistoryField::logical, row)));
+        {.allocated = rows.value(HistoryField::allocated, row), .shape = rows.value(HistoryField::shape, row)},
+        static_cast<std::int64_t>(rows.value(HistoryField::logical, row)));
 }
 
 /// One irregular record.
@@ -101,9 +103,9 @@ class Removal {
 public:
     explicit Removal(const OpenGeneration& generation)
         : generation_{generation}, rows_{generation.rows()},
-          table_{rows_, bit(HistoryField::logical) | bit(HistoryField::allocated) | changingFields},
-          aggregates_{table_.aggregates()}, contents_{FolderTable::contents(table_, aggregates_)},
-          isGone_(table_.size(), false), loss_(table_.size(), 0) {
+          table_{rows_,
+                 bit(HistoryField::shape) | bit(HistoryField::logical) | bit(HistoryField::allocated) | changingFields},
+          contents_{table_, rows_.folders(), 0}, isGone_(table_.size(), false), loss_(table_.size(), 0) {
         readIrregular();
     }
 
@@ -202,8 +204,8 @@ private:
                 }
                 const std::string parent = folder == 0 ? "" : table_.path(folder);
                 for (; file < end; ++file) {
-                    const RowReader::Piece piece = reader.at(file);
-                    paths.insert(Text{parent + "/" + std::string{piece.block->name(piece.row)}});
+                    const RowReader::Rows piece = reader.at(file);
+                    paths.insert(Text{parent + "/" + std::string{piece.name(0)}});
                 }
             }
         }
@@ -251,25 +253,26 @@ private:
                              bit(HistoryField::allocated) | bit(HistoryField::aggregate),
                          true};
         for (std::uint32_t position = 0; position < view.size(); ++position) {
-            const RowReader::Piece piece = reader.at(position);
-            const auto bytes = withSlashes(piece.block->name(piece.row));
+            const RowReader::Rows piece = reader.at(position);
+            const auto bytes = withSlashes(piece.name(0));
             const auto texts = bytes ? separatedTexts(*bytes) : std::nullopt;
             if (!texts || texts->empty()) throwDamaged(rows_.generation());
             IrregularRow row{.path = Text{texts->front()}, .place = piece.place};
-            row.kind = piece.block->value(HistoryField::kind, piece.row);
-            row.allocated = allocatedBytes(*piece.block, piece.row);
+            row.kind = piece.value(HistoryField::kind, 0);
+            row.allocated = allocatedBytes(piece, 0);
             if (isContainer(row.kind)) row.folder = table_.at(texts->front());
-            row.aggregate = static_cast<std::int64_t>(expected(row, contents_) +
-                                                      unzigzag(piece.block->value(HistoryField::aggregate, piece.row)));
+            row.aggregate = static_cast<std::int64_t>(
+                expected(row, row.folder == FolderTable::none ? 0 : contents_.of(row.folder)) +
+                unzigzag(piece.value(HistoryField::aggregate, 0)));
             irregular_.push_back(std::move(row));
         }
     }
 
-    /// What the record's aggregate is kept as the difference to.
-    [[nodiscard]] static std::uint64_t expected(const IrregularRow& row, const std::vector<std::uint64_t>& contents) {
+    /// What the record's aggregate is kept as the difference to. `content` is what the folder of that path holds.
+    [[nodiscard]] static std::uint64_t expected(const IrregularRow& row, std::uint64_t content) {
         const auto allocated = static_cast<std::uint64_t>(row.allocated);
         if (!isContainer(row.kind)) return bytesCounted(row.kind, allocated);
-        return allocated + (row.folder == FolderTable::none ? 0 : contents[row.folder]);
+        return allocated + content;
     }
 
     /// Of the record with that path; empty where there is none.
@@ -279,7 +282,7 @@ private:
             if (row.path == path) bytes = row.displayBytes();
         }
         for (const std::uint32_t folder : places.folders) {
-            if (table_.hasRecord(folder)) bytes = aggregates_[folder];
+            if (table_.hasRecord(folder)) bytes = static_cast<std::int64_t>(contents_.aggregate(folder));
         }
         for (const std::uint32_t file : places.files) bytes = fileSizes_.at(file);
         return bytes;
@@ -293,8 +296,8 @@ private:
         RowReader reader{rows_.files(),
                          bit(HistoryField::shape) | bit(HistoryField::logical) | bit(HistoryField::allocated), false};
         for (const std::uint32_t file : files) {
-            const RowReader::Piece piece = reader.at(file);
-            fileSizes_.emplace(file, allocatedBytes(*piece.block, piece.row));
+            const RowReader::Rows piece = reader.at(file);
+            fileSizes_.emplace(file, allocatedBytes(piece, 0));
         }
     }
 
@@ -351,7 +354,10 @@ private:
                 }
             }
         }
-        newAggregates_ = aggregates_;
+        newAggregates_.resize(table_.size());
+        for (std::uint32_t i = 0; i < table_.size(); ++i) {
+            newAggregates_[i] = static_cast<std::int64_t>(contents_.aggregate(i));
+        }
         newContents_.assign(table_.size(), 0);
         RowReader reader{rows_.files(),
                          bit(HistoryField::kind) | bit(HistoryField::shape) | bit(HistoryField::logical) |
@@ -368,7 +374,7 @@ private:
             newContents_[i] += now != nullptr ? (*now)[static_cast<std::size_t>(HistoryField::fileBytes)]
                                               : table_.value(HistoryField::fileBytes, i);
             if (table_.hasRecord(i)) {
-                newAggregates_[i] = aggregateWithout(aggregates_[i], loss_[i], allocatedBytes(table_.rows(), i));
+                newAggregates_[i] = aggregateWithout(newAggregates_[i], loss_[i], allocatedBytes(table_.rows(), i));
             } else {
                 newAggregates_[i] = static_cast<std::int64_t>(newContents_[i]);
             }
@@ -428,13 +434,13 @@ private:
                 continue;
             }
             const std::uint32_t next = gone == goneFiles_.end() ? end : std::min(end, gone->first);
-            const RowReader::Piece piece = reader.at(file);
+            const RowReader::Rows piece = reader.at(file);
             const std::uint32_t count = std::min(piece.count, next - file);
-            for (std::uint32_t row = piece.row; row < piece.row + count; ++row) {
-                const std::uint64_t shape = piece.block->value(HistoryField::shape, row);
-                const std::uint64_t seconds = piece.block->value(HistoryField::seconds, row);
-                const std::uint64_t bytes = bytesCounted(piece.block->value(HistoryField::kind, row),
-                                                         static_cast<std::uint64_t>(allocatedBytes(*piece.block, row)));
+            for (std::uint32_t i = 0; i < count; ++i) {
+                const std::uint64_t shape = piece.value(HistoryField::shape, i);
+                const std::uint64_t seconds = piece.value(HistoryField::seconds, i);
+                const std::uint64_t bytes = bytesCounted(piece.value(HistoryField::kind, i),
+                                                         static_cast<std::uint64_t>(allocatedBytes(piece, i)));
                 const std::size_t age = ages.classOf(seconds, shape);
                 ++value(HistoryField::files);
                 value(HistoryField::fileBytes) += bytes;
@@ -486,7 +492,8 @@ private:
                 if (row.folder != FolderTable::none && isGone_[row.folder]) row.folder = FolderTable::none;
                 row.aggregate = aggregateWithout(row.aggregate, loss.at(row.path), row.allocated);
             }
-            const std::uint64_t value = zigzag(static_cast<std::uint64_t>(row.aggregate) - expected(row, newContents_));
+            const std::uint64_t content = row.folder == FolderTable::none ? 0 : newContents_[row.folder];
+            const std::uint64_t value = zigzag(static_cast<std::uint64_t>(row.aggregate) - expected(row, content));
             if (isToldAnew[position] || value != row.aggregateField) {
                 changes.add(row.place, static_cast<unsigned>(HistoryField::aggregate), value);
             }
@@ -554,8 +561,7 @@ private:
     const OpenGeneration& generation_;
     const GenerationRows& rows_;
     FolderTable table_;
-    std::vector<std::int64_t> aggregates_;
-    std::vector<std::uint64_t> contents_;
+    FolderContents contents_;
     std::vector<IrregularRow> irregular_;
 
     std::unordered_set<Text> removed_;

@@ -18,23 +18,22 @@ namespace {
 /// What a search can't turn away before it reads a name.
 class MayMatch final : public RecordSelection {
 public:
-    MayMatch(const StorageSearchPlan& plan, const std::optional<CancellationToken>& cancellation)
-        : plan_{plan}, cancellation_{cancellation} {}
+    MayMatch(const StorageSearchPlan& plan, const SearchSettings& settings) : plan_{plan}, settings_{settings} {}
 
     void begin(const RecordStorage& storage) override {
         storage_ = &storage;
         index_.emplace(storage, 1);
-        search_.emplace(storage, *index_, plan_);
+        search_.emplace(storage, *index_, plan_, settings_);
     }
     bool mayTake(const RecordStorage::Row& row) const override {
         return search_->mayMatch(row, SearchIndex::maskOf(storage_->nameOf(row), row.isASCII != 0));
     }
     bool takes(const RecordStorage::Row& row) const override { return search_->passesFilters(row); }
-    bool isGivenUp() const override { return cancellation_ && cancellation_->isCancelled(); }
+    bool isGivenUp() const override { return settings_.cancellation && settings_.cancellation->isCancelled(); }
 
 private:
     const StorageSearchPlan& plan_;
-    const std::optional<CancellationToken>& cancellation_;
+    const SearchSettings& settings_;
     const RecordStorage* storage_ = nullptr;
     std::optional<SearchIndex> index_;  ///< of the folders: there are no records yet
     std::optional<SnapshotSearch> search_;
@@ -47,8 +46,8 @@ std::optional<SearchAnswer> searchGeneration(const OpenGeneration& generation, c
     SearchSettings sameTime = settings;
     sameTime.now = settings.now.value_or(Date::now());
     const StorageSearchPlan plan{query, *sameTime.now};
-    if (limit <= 0) return SearchAnswer{plan, {}};
-    MayMatch selection{plan, settings.cancellation};
+    if (limit <= 0) return SearchAnswer{.explanation = plan, .results = {}};
+    MayMatch selection{plan, sameTime};
     const auto records = loadChosenRecords(generation.rows(), generation.context(), selection);
     if (selection.isGivenUp()) return std::nullopt;
     return generation.snapshotOf(records).search(query, limit, sameTime);

@@ -244,11 +244,11 @@ public:
         for (auto [before, now, count] : kept) {
             while (count > 0) {
                 if (now < first_ || now - first_ >= block_.count) read(now);
-                const RowReader::Piece piece = reader_.at(before);
+                const RowReader::Rows piece = reader_.at(before);
                 const std::uint32_t row = now - first_;
                 const auto here = static_cast<std::uint32_t>(block_.count) - row;
                 const std::uint32_t part = std::min({count, piece.count, here});
-                compare(*piece.block, piece.row, row, part, before);
+                compare(piece, row, part, before);
                 before += part;
                 now += part;
                 count -= part;
@@ -267,12 +267,11 @@ private:
         rows_.append(block_, stream_, first_, std::min(rows_.size(stream_) - first_, rowsAtOnce));
     }
 
-    void compare(const RowBlock& base, std::uint32_t baseRow, std::uint32_t row, std::uint32_t count,
-                 std::uint32_t position) {
+    void compare(const RowReader::Rows& base, std::uint32_t row, std::uint32_t count, std::uint32_t position) {
         HistoryFields different = 0;
         for (unsigned field = 0; field < rowFieldCount; ++field) {
             if ((fields_ >> field & 1) == 0) continue;
-            const std::uint64_t* before = base.values[field].data() + baseRow;
+            const std::uint64_t* before = base.columns->values[field] + base.firstColumn;
             const std::uint64_t* now = block_.values[field].data() + row;
             if (std::memcmp(before, now, count * sizeof *now) != 0) different |= HistoryFields{1} << field;
         }
@@ -280,7 +279,7 @@ private:
         changed_.assign(count, 0);
         for (unsigned field = 0; field < rowFieldCount; ++field) {
             if ((different >> field & 1) == 0) continue;
-            const std::uint64_t* before = base.values[field].data() + baseRow;
+            const std::uint64_t* before = base.columns->values[field] + base.firstColumn;
             const std::uint64_t* now = block_.values[field].data() + row;
             for (std::uint32_t i = 0; i < count; ++i) {
                 if (before[i] == now[i]) continue;
@@ -314,7 +313,7 @@ struct StreamDifference {
 class Comparison {
 public:
     Comparison(const SnapshotRows& rows, const GenerationRows& base)
-        : rows_{rows}, base_{base}, now_{rows.order().folders()}, before_{base, treeFields} {}
+        : rows_{rows}, base_{base}, now_{rows.order().folders()}, before_{base, 0} {}
 
     void run() {
         alignFolders();
@@ -436,18 +435,17 @@ private:
         const std::uint32_t beforeEnd = before + lot.before.second;
         const std::uint32_t nowEnd = now + lot.now.second;
         while (before < beforeEnd && now < nowEnd) {
-            const RowReader::Piece piece = names.at(before);
+            const RowReader::Rows piece = names.at(before);
             const std::uint32_t most = std::min({piece.count, beforeEnd - before, nowEnd - now});
             std::uint32_t equal = 0;
-            while (equal < most &&
-                   piece.block->name(piece.row + equal) == rows_.name(HistoryStream::files, now + equal)) {
+            while (equal < most && piece.name(equal) == rows_.name(HistoryStream::files, now + equal)) {
                 ++equal;
             }
             script.keep(before, now, equal);
             before += equal;
             now += equal;
             if (equal == most) continue;
-            if (compareNames(piece.block->name(piece.row + equal), rows_.name(HistoryStream::files, now)) < 0) {
+            if (compareNames(piece.name(equal), rows_.name(HistoryStream::files, now)) < 0) {
                 script.remove(1);
                 ++before;
             } else {
@@ -475,8 +473,8 @@ StreamDifference compareIrregular(const SnapshotRows& rows, const StreamView& ba
     const std::uint32_t now = rows.size(HistoryStream::irregular);
     std::uint32_t position = 0;
     for (; position < std::min(before, now); ++position) {
-        const RowReader::Piece piece = texts.at(position);
-        if (piece.block->name(piece.row) == rows.textsOfIrregular(position)) {
+        const RowReader::Rows piece = texts.at(position);
+        if (piece.name(0) == rows.textsOfIrregular(position)) {
             result.script.keep(position, position, 1);
         } else {
             result.script.remove(1);

@@ -34,6 +34,7 @@ std::vector<std::int64_t> thinned(const std::vector<StoredGeneration>& all, cons
     std::set<std::int64_t> forgotten;
     std::set<std::int64_t> newest;
     std::set<std::string_view> roots;
+    std::set<std::string_view> wholeRoots;
     std::set<std::pair<std::string_view, double>> days;
     std::set<std::pair<std::string_view, double>> weeks;
     // From the newest on, by number: a clock may go back. The first of a day or week is its last.
@@ -41,9 +42,11 @@ std::vector<std::int64_t> thinned(const std::vector<StoredGeneration>& all, cons
         if (each.isForgotten) continue;
         const double day = std::floor(each.completedAt / secondsOfDay);
         const double age = now.secondsSinceReferenceDate - each.completedAt;
-        const bool isLastOfDay = days.emplace(each.root, day).second;
-        const bool isLastOfWeek = weeks.emplace(each.root, std::floor(day / 7)).second;
-        const bool isNewest = roots.insert(each.root).second;
+        // A scan that was stopped early stands for no day and no week, and takes no whole one's place.
+        const bool isLastOfDay = each.isComplete && days.emplace(each.root, day).second;
+        const bool isLastOfWeek = each.isComplete && weeks.emplace(each.root, std::floor(day / 7)).second;
+        const bool isNewestWhole = each.isComplete && wholeRoots.insert(each.root).second;
+        const bool isNewest = roots.insert(each.root).second || isNewestWhole;
         if (isNewest) newest.insert(each.number);
         const bool isKept = isNewest || each.isPinned || age <= seconds(policy.allWithin) ||
                             (isLastOfDay && age <= seconds(policy.dailyWithin)) ||

@@ -107,12 +107,11 @@ void OpenGeneration::closePositions() {
             const StreamView& view = rows_.of(stream);
             RowReader reader{view, bit(HistoryField::shape), false};
             for (std::uint32_t position = 0; position < view.size();) {
-                const RowReader::Piece piece = reader.at(position);
+                const RowReader::Rows piece = reader.at(position);
                 const std::uint64_t first = std::uint64_t{rows_.firstNumber(stream)} + piece.place;
                 if (first + piece.count > all.size()) throwDamaged(stored_.number);
                 for (std::uint32_t i = 0; i < piece.count; ++i) {
-                    const bool isRecord =
-                        (piece.block->value(HistoryField::shape, piece.row + i) & RowShape::noRecord) == 0;
+                    const bool isRecord = (piece.value(HistoryField::shape, i) & RowShape::noRecord) == 0;
                     use(all[first + i], isRecord);
                 }
                 position += piece.count;
@@ -151,22 +150,6 @@ ScanSnapshot OpenGeneration::snapshotOf(std::shared_ptr<const RecordStorage> rec
     }
 }
 
-namespace {
-
-/// The rows of a folder and of all below it, and what lies below each of them.
-struct FoldersBelow {
-    FoldersBelow(const StreamView& folders, const FolderTable& table, std::uint32_t folder, HistoryFields fields)
-        : first{folder},
-          rows{readRows(folders, folder, table.end(folder) - folder, fields | bit(HistoryField::fileBytes), false)},
-          contents{table.contentsBelow(folder, rows)} {}
-
-    std::uint32_t first;
-    RowBlock rows;
-    std::vector<std::uint64_t> contents;
-};
-
-}  // namespace
-
 const FolderTable& OpenGeneration::tree() const {
     return tree_.get([&] { return std::make_shared<const FolderTable>(rows_, 0); });
 }
@@ -179,19 +162,24 @@ std::vector<FileRecord> OpenGeneration::children(const Text& path) const {
     const auto parent = builder.storage().folder(table.path(folder));
     if (!parent) return {};
     if (table.end(folder) > folder + 1) {
-        const FoldersBelow below{rows_.folders(), table, folder, builder.fields()};
+        const FolderContents contents{table, rows_.folders(), folder};
+        RowReader reader{rows_.folders(), builder.fields(), false};
         for (std::uint32_t child = folder + 1; child < table.end(folder); child = table.end(child)) {
             if (!table.hasRecord(child)) continue;
-            builder.addRegular(*parent, table.name(child), below.rows.columns(), child - folder,
-                               below.contents[child - folder], HistoryStream::folders, table.place(child));
+            const RowReader::Rows row = reader.at(child);
+            builder.addRegular(*parent, table.name(child), *row.columns, row.firstColumn, contents.of(child),
+                               HistoryStream::folders, row.place);
         }
     }
-    std::vector<std::uint32_t> places;
-    const RowBlock files =
-        readRows(rows_.files(), table.firstFile(folder), table.fileCount(folder), builder.fields(), true, &places);
-    const RowColumns columns = files.columns();
-    for (std::size_t i = 0; i < files.count; ++i) {
-        builder.addRegular(*parent, files.name(i), columns, i, 0, HistoryStream::files, places[i]);
+    RowReader files{rows_.files(), builder.fields(), true};
+    for (std::uint32_t file = table.firstFile(folder); file < table.endOfFiles(folder);) {
+        const RowReader::Rows some = files.at(file);
+        const std::uint32_t count = std::min(some.count, table.endOfFiles(folder) - file);
+        for (std::uint32_t i = 0; i < count; ++i) {
+            builder.addRegular(*parent, some.name(i), *some.columns, some.firstColumn + i, 0, HistoryStream::files,
+                               some.place + i);
+        }
+        file += count;
     }
     std::vector<std::uint32_t> order(builder.storage().size());
     std::iota(order.begin(), order.end(), 0U);
@@ -216,11 +204,13 @@ std::optional<FileRecord> OpenGeneration::record(const Text& path) const {
         return builder.finish(order)->record(0);
     };
     if (const std::uint32_t folder = table.find(path.view()); folder != FolderTable::none && table.hasRecord(folder)) {
-        const FoldersBelow below{rows_.folders(), table, folder, builder.fields()};
+        const FolderContents contents{table, rows_.folders(), folder};
+        RowReader reader{rows_.folders(), builder.fields(), false};
+        const RowReader::Rows row = reader.at(folder);
         const auto parent = builder.storage().folder(table.path(table.parent(folder)));
         if (!parent) return std::nullopt;
-        builder.addRegular(*parent, table.name(folder), below.rows.columns(), 0, below.contents[0],
-                           HistoryStream::folders, table.place(folder));
+        builder.addRegular(*parent, table.name(folder), *row.columns, row.firstColumn, contents.of(folder),
+                           HistoryStream::folders, row.place);
         return finished();
     }
     const std::uint32_t above = table.find(Path::deletingLastComponent(path).view());
@@ -228,27 +218,28 @@ std::optional<FileRecord> OpenGeneration::record(const Text& path) const {
         const Text name = Path::lastComponent(path);
         RowReader names{rows_.files(), 0, true};
         for (std::uint32_t file = table.firstFile(above); file < table.endOfFiles(above); ++file) {
-            const RowReader::Piece piece = names.at(file);
-            if (!areEqualNames(piece.block->name(piece.row), name.view())) continue;
+            const RowReader::Rows piece = names.at(file);
+            if (!areEqualNames(piece.name(0), name.view())) continue;
             const auto parent = builder.storage().folder(table.path(above));
             if (!parent) return std::nullopt;
-            const RowBlock row = readRows(rows_.files(), file, 1, builder.fields(), false);
-            builder.addRegular(*parent, piece.block->name(piece.row), row.columns(), 0, 0, HistoryStream::files,
-                               piece.place);
+            RowReader values{rows_.files(), builder.fields(), false};
+            const RowReader::Rows row = values.at(file);
+            builder.addRegular(*parent, piece.name(0), *row.columns, row.firstColumn, 0, HistoryStream::files,
+                               row.place);
             return finished();
         }
     }
     RowReader reader{rows_.irregular(), builder.fields(), true};
     for (std::uint32_t position = 0; position < rows_.irregular().size(); ++position) {
-        const RowReader::Piece piece = reader.at(position);
-        auto texts = irregularTexts(piece.block->name(piece.row));
+        const RowReader::Rows piece = reader.at(position);
+        auto texts = irregularTexts(piece.name(0));
         if (!texts) throwDamaged(stored_.number);
         if (texts->path != path) continue;
         std::uint64_t content = 0;
         if (const std::uint32_t folder = table.at(texts->path.view()); folder != FolderTable::none) {
-            content = FoldersBelow{rows_.folders(), table, folder, builder.fields()}.contents[0];
+            content = FolderContents{table, rows_.folders(), folder}.of(folder);
         }
-        builder.addIrregular(std::move(*texts), piece.block->columns(), piece.row, content, piece.place);
+        builder.addIrregular(std::move(*texts), *piece.columns, piece.firstColumn, content, piece.place);
         return finished();
     }
     return std::nullopt;
@@ -275,11 +266,11 @@ std::vector<std::optional<FileRecord>> OpenGeneration::records(const std::vector
     RecordBuilder builder{rows_, context_};
     RowReader reader{rows_.files(), builder.fields(), true};
     for (const File& each : files) {
-        const RowReader::Piece piece = reader.at(each.file);
+        const RowReader::Rows piece = reader.at(each.file);
         const auto parent = builder.storage().folder(table.path(table.folderOf(each.file)));
         if (!parent) throwDamaged(stored_.number);
-        builder.addRegular(*parent, piece.block->name(piece.row), piece.block->columns(), piece.row, 0,
-                           HistoryStream::files, piece.place);
+        builder.addRegular(*parent, piece.name(0), *piece.columns, piece.firstColumn, 0, HistoryStream::files,
+                           piece.place);
     }
     std::vector<std::uint32_t> order(files.size());
     std::iota(order.begin(), order.end(), 0U);
@@ -290,7 +281,7 @@ std::vector<std::optional<FileRecord>> OpenGeneration::records(const std::vector
 
 std::optional<FolderTotals> OpenGeneration::totals(const Text& path) const {
     constexpr HistoryFields folderSizes =
-        bit(HistoryField::kind) | bit(HistoryField::logical) | bit(HistoryField::allocated);
+        bit(HistoryField::shape) | bit(HistoryField::logical) | bit(HistoryField::allocated);
     const FolderTable table{rows_, folderSizes | rollUpFields};
     const std::uint32_t folder = table.find(path.view());
     if (folder == FolderTable::none) return std::nullopt;

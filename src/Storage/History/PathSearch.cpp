@@ -110,10 +110,10 @@ private:
     void lookAtFiles(const WantedFiles& wanted, RowReader& reader, std::vector<PathPlaces>& answers) const {
         const std::uint32_t end = table_.firstFile(wanted.folder) + table_.fileCount(wanted.folder);
         for (std::uint32_t file = table_.firstFile(wanted.folder); file < end;) {
-            const RowReader::Piece piece = reader.at(file);
+            const RowReader::Rows piece = reader.at(file);
             const std::uint32_t count = std::min(piece.count, end - file);
             for (std::uint32_t i = 0; i < count; ++i) {
-                const auto found = inside(wanted.node, piece.block->name(piece.row + i));
+                const auto found = inside(wanted.node, piece.name(i));
                 if (!found) continue;
                 for (const std::size_t answer : wanted_[*found].answers) answers[answer].files.push_back(file + i);
             }

@@ -134,15 +134,6 @@ struct RowBlock {
         nameEnds.push_back(static_cast<std::uint32_t>(names.size()));
         names += '/';
     }
-    /// Adds `length` names from the one at `row` on, of names whose ends are known.
-    void addNames(std::string_view others, const std::vector<std::uint32_t>& ends, std::size_t row, std::size_t length);
-    [[nodiscard]] RowColumns columns() const {
-        RowColumns result;
-        for (std::size_t field = 0; field < rowFieldCount; ++field) result.values[field] = values[field].data();
-        return result;
-    }
-    /// Takes over the names' bytes; false when they are not `count` names.
-    [[nodiscard]] bool takeNames(std::string bytes);
 };
 
 /// Finds the position of the "/" behind each name; false when there are not just `count` names.

@@ -191,8 +191,8 @@ private:
         nameOfFile_.resize(rows_.files().size());
         forEach(chunks_.size() + 1, threads_, [&](std::size_t i, unsigned) {
             if (i > 0) return readNames(chunks_[i - 1]);
-            table_.emplace(rows_, maker_.fields() | bit(HistoryField::fileBytes));
-            if (table_->size() > 0) contents_ = table_->contentsBelow(0, table_->rows());
+            table_.emplace(rows_, 0);
+            if (table_->size() > 0) contents_.emplace(*table_, rows_.folders(), 0);
             const std::string& names = table_->rows().names;
             NameBytes bytes{.bytes = std::make_shared_for_overwrite<char[]>(names.size()), .size = names.size()};
             std::memcpy(bytes.bytes.get(), names.data(), names.size());
@@ -254,12 +254,13 @@ private:
         const StreamView& view = rows_.irregular();
         RowReader reader{view, maker_.fields(), true};
         for (std::uint32_t position = 0; position < view.size(); ++position) {
-            const RowReader::Piece piece = reader.at(position);
-            auto texts = irregularTexts(piece.block->name(piece.row));
+            const RowReader::Rows piece = reader.at(position);
+            auto texts = irregularTexts(piece.name(0));
             if (!texts) throwContradiction();
             IrregularRow row{.texts = std::move(*texts), .values = {}, .place = piece.place};
             for (unsigned field = 0; field < rowFieldCount; ++field) {
-                if ((maker_.fields() >> field & 1) != 0) row.values[field] = piece.block->values[field][piece.row];
+                if ((maker_.fields() >> field & 1) == 0) continue;
+                row.values[field] = piece.value(static_cast<HistoryField>(field), 0);
             }
             irregular_.push_back(std::move(row));
         }
@@ -378,10 +379,16 @@ private:
     }
 
     void fillFolders() {
-        const RowColumns columns = table_->rows().columns();
-        for (std::uint32_t i = 0; i < table_->size(); ++i) {
-            if (!table_->hasRecord(i)) continue;
-            put(rowOfFolder_[i], placeOfFolder_[i], columns, i, contents_[i], HistoryStream::folders, table_->place(i));
+        RowReader reader{rows_.folders(), maker_.fields(), false};
+        for (std::uint32_t first = 0; first < table_->size();) {
+            const RowReader::Rows some = reader.at(first);
+            for (std::uint32_t row = 0; row < some.count; ++row) {
+                const std::uint32_t i = first + row;
+                if (!table_->hasRecord(i)) continue;
+                put(rowOfFolder_[i], placeOfFolder_[i], *some.columns, some.firstColumn + row, contents_->of(i),
+                    HistoryStream::folders, some.place + row);
+            }
+            first += some.count;
         }
     }
 
@@ -414,7 +421,7 @@ private:
                                 std::move(irregular.texts.name));
         RowColumns columns{};
         for (unsigned field = 0; field < rowFieldCount; ++field) columns.values[field] = &irregular.values[field];
-        put(row, place, columns, 0, folder == FolderTable::none ? 0 : contents_[folder], HistoryStream::irregular,
+        put(row, place, columns, 0, folder == FolderTable::none ? 0 : contents_->of(folder), HistoryStream::irregular,
             irregular.place);
     }
 
@@ -439,11 +446,12 @@ private:
 
     [[nodiscard]] std::vector<ChosenRecord> chosenFolders(const RecordSelection& selection) const {
         std::vector<ChosenRecord> chosen;
-        const RowColumns columns = table_->rows().columns();
+        RowReader reader{rows_.folders(), maker_.fields(), false};
         for (std::uint32_t i = 0; i < table_->size(); ++i) {
             if (!table_->hasRecord(i) || !selection.mayTake(rowOfFolder_[i])) continue;
-            choose(chosen, selection, rowOfFolder_[i], columns, i, contents_[i], HistoryStream::folders, i,
-                   table_->place(i));
+            const RowReader::Rows rows = reader.at(i);
+            choose(chosen, selection, rowOfFolder_[i], *rows.columns, rows.firstColumn, contents_->of(i),
+                   HistoryStream::folders, i, rows.place);
         }
         return chosen;
     }
@@ -539,7 +547,7 @@ private:
     unsigned threads_ = 1;
     std::mutex mutex_;  ///< of the arena while names are read, then of `further_`
     std::optional<FolderTable> table_;
-    std::vector<std::uint64_t> contents_;
+    std::optional<FolderContents> contents_;  ///< where there are folders
     std::uint64_t folderNames_ = 0;
     std::vector<PlacedName> nameOfFile_;
     std::vector<IrregularRow> irregular_;

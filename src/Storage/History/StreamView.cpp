@@ -247,32 +247,6 @@ std::span<const StreamView::NewValue> StreamView::changes(std::uint32_t layer, H
     return {begin, std::lower_bound(begin, changed.end(), first + count, isBefore)};
 }
 
-RowBlock StreamView::chunk(std::uint32_t layer, std::uint32_t chunk, HistoryFields fields, bool withNames) const {
-    const std::int64_t generation = layers_[layer].generation;
-    RowBlock block;
-    block.count = rowsIn(layer, chunk);
-    std::string packed;
-    NumberColumn column;
-    const auto first = static_cast<std::uint32_t>(chunk * rowsInChunk(stream_));
-    for (unsigned number = 0; number < rowFieldCount; ++number) {
-        if ((fields >> number & 1) == 0) continue;
-        const auto field = static_cast<HistoryField>(number);
-        std::vector<std::uint64_t>& values = block.values[number];
-        if (readPacked(layer, chunk, field, packed)) {
-            if (!column.open(packed, block.count)) throwDamaged(generation);
-            values.resize(block.count);
-            column.read(0, values);
-        } else {
-            values.assign(block.count, 0);
-        }
-        for (const auto& [index, value] : changes(layer, field, first, static_cast<std::uint32_t>(block.count))) {
-            values[index - first] = value;
-        }
-    }
-    if (withNames && !block.takeNames(std::string{names(layer, chunk).view()})) throwDamaged(generation);
-    return block;
-}
-
 GenerationRows::GenerationRows(const ColumnSource& source, std::span<const GenerationLayout> layers)
     : folders_{source, HistoryStream::folders, layers}, files_{source, HistoryStream::files, layers},
       irregular_{source, HistoryStream::irregular, layers}, generation_{layers.back().generation} {
@@ -305,28 +279,6 @@ std::uint32_t GenerationRows::firstNumber(HistoryStream stream) const {
     case HistoryStream::lists: break;
     }
     return folders_.placeCount() + files_.placeCount();
-}
-
-RowReader::Piece RowReader::at(std::uint32_t position) {
-    const auto& segments = view_.segments();
-    const auto holds = [&](std::size_t index) {
-        return index < segments.size() && position >= segments[index].start &&
-               position - segments[index].start < segments[index].count;
-    };
-    if (!holds(segment_)) segment_ = holds(segment_ + 1) ? segment_ + 1 : view_.segmentAt(position);
-    const StreamView::Segment& segment = segments[segment_];
-    const std::uint32_t inSegment = position - segment.start;
-    const std::uint32_t index = segment.first + inSegment;
-    const auto perChunk = static_cast<std::uint32_t>(rowsInChunk(view_.stream()));
-    if (cache_.size() <= segment.layer) cache_.resize(segment.layer + std::size_t{1});
-    std::optional<Cached>& cached = cache_[segment.layer];
-    if (!cached || cached->chunk != index / perChunk) {
-        cached.reset();
-        cached = Cached{index / perChunk, view_.chunk(segment.layer, index / perChunk, fields_, withNames_)};
-    }
-    const auto row = index % perChunk;
-    const auto inBlock = static_cast<std::uint32_t>(cached->block.count) - row;
-    return {&cached->block, row, std::min(inBlock, segment.count - inSegment), segment.place + inSegment};
 }
 
 }  // namespace KestrelCore

@@ -99,6 +99,15 @@ public:
     [[nodiscard]] const std::vector<Segment>& segments() const { return segments_; }
     /// The segment that `position` (below `size()`) lies in.
     [[nodiscard]] std::size_t segmentAt(std::uint32_t position) const;
+    /// A row as its position among those of a layer.
+    struct LayerRow {
+        std::uint32_t layer;
+        std::uint32_t index;
+    };
+    [[nodiscard]] LayerRow rowAt(std::uint32_t position) const {
+        const Segment& segment = segments_[segmentAt(position)];
+        return {segment.layer, segment.first + (position - segment.start)};
+    }
 
     [[nodiscard]] std::uint32_t layerCount() const { return static_cast<std::uint32_t>(layers_.size()); }
     /// The generation that has the layer's rows.
@@ -136,9 +145,6 @@ public:
     /// New values of a layer's rows from `first` to `first + count`, ascending.
     [[nodiscard]] std::span<const NewValue> changes(std::uint32_t layer, HistoryField field, std::uint32_t first,
                                                     std::uint32_t count) const;
-
-    /// A chunk of a layer's rows, with what has changed in them. `fields` as bits; names only if asked for.
-    [[nodiscard]] RowBlock chunk(std::uint32_t layer, std::uint32_t chunk, HistoryFields fields, bool withNames) const;
 
 private:
     using Index = std::uint32_t;
@@ -190,34 +196,6 @@ private:
     StreamView irregular_;
     std::int64_t generation_;
     IdentifierForm identifiers_;
-};
-
-/// Reads rows of a view, mostly one after the other. For one thread; several may read one view.
-class RowReader {
-public:
-    RowReader(const StreamView& view, HistoryFields fields, bool withNames)
-        : view_{view}, fields_{fields}, withNames_{withNames} {}
-
-    /// Rows `row` to `row + count` of `block` are those from the position on that was asked for.
-    struct Piece {
-        const RowBlock* block;
-        std::uint32_t row;
-        std::uint32_t count;
-        std::uint32_t place;  ///< as of `Segment`
-    };
-    /// As many rows from `position` (below the view's size) on as lie side by side. Valid until the next call.
-    [[nodiscard]] Piece at(std::uint32_t position);
-
-private:
-    struct Cached {
-        std::uint32_t chunk = 0;
-        RowBlock block;
-    };
-    const StreamView& view_;
-    HistoryFields fields_;
-    bool withNames_;
-    std::size_t segment_ = 0;                   ///< the one asked for last
-    std::vector<std::optional<Cached>> cache_;  ///< by layer
 };
 
 }  // namespace KestrelCore

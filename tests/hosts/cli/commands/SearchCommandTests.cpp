@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -40,31 +41,66 @@ TEST(SearchMarks, joinsMarksThatMeet) {
 
 TEST(SearchMarks, marksNothingForASlip) { EXPECT_EQ(markedUp("/x/phato.jpg", {"photo", ""}), "/x/phato.jpg"); }
 
+namespace {
+
+using Weight = SearchHint::Weight;
+
+/// The one hint that there is about a query.
+SearchHint hintOf(const std::string& query) {
+    const std::vector<SearchHint> hints = searchHints(query);
+    EXPECT_EQ(hints.size(), 1U) << query;
+    return hints.empty() ? SearchHint{} : hints.front();
+}
+
+}  // namespace
+
 TEST(SearchHints, areSilentAboutWhatIsUnderstood) {
-    for (const char* query :
-         {"", "report 2019", "type:folder >2gb old", "TYPE:Apps", "ext:.PDF in:x", "<10kb", "a>b"}) {
+    for (const char* query : {"", "report 2019", "type:folder >2gb old", "TYPE:Apps", "ext:.PDF in:x", "<10kb", "a>b",
+                              "https://example.org", "c:x", "video imagery", "note", "2:3"}) {
         EXPECT_TRUE(searchHints(query).empty()) << query;
     }
 }
 
-TEST(SearchHints, tellTheKindThatAMisspelledOneProbablyMeans) {
-    ASSERT_EQ(searchHints("type:foldr").size(), 1U);
-    EXPECT_NE(searchHints("type:foldr")[0].find("did you mean type:folder?"), std::string::npos);
-    EXPECT_EQ(searchHints("type:spreadsheet")[0].find("did you mean"), std::string::npos);
+TEST(SearchHints, sayWhatWasProbablyMeant) {
+    struct Case {
+        const char* query;
+        Weight weight;
+        const char* said;
+    };
+    for (const Case& each : std::initializer_list<Case>{
+             {"type:foldr", Weight::trap, "names no kind and filters nothing; did you mean type:folder?"},
+             {"type:film", Weight::trap, "did you mean --type videos?"},
+             {"type:movies", Weight::trap, "did you mean --type videos?"},
+             {"type:spreadsheet", Weight::trap, "kinds are file, folder, app, link and other."},
+             {"type:", Weight::trap, "kinds are"},
+             {"cat >10qb", Weight::doubt, "\">10qb\" is no size, so it is looked for as a word; sizes look like >10mb"},
+             {">=1gb", Weight::doubt, "did you mean >1gb?"},
+             {"<=10mb", Weight::doubt, "did you mean <10mb?"},
+             {"modified:2023", Weight::doubt, "did you mean --newer-than 2023 or --older-than 2023?"},
+             {"sise:big", Weight::doubt, "did you mean big?"},
+             {"size:1gb", Weight::doubt, "did you mean >1gb?"},
+             {"size:>1gb", Weight::doubt, "did you mean >1gb?"},
+             {"name:report", Weight::doubt, "did you mean report?"},
+             {"kind:folder", Weight::doubt, "did you mean folder?"},
+             {"path:work", Weight::doubt, "did you mean in:work?"},
+             {"colour:red", Weight::doubt, "filters are type:, ext: and in:"},
+             {"not", Weight::doubt, "--not WORD"},
+             {"NOT", Weight::doubt, "--not WORD"},
+             {"!work", Weight::doubt, "did you mean --not work?"},
+             {"or", Weight::doubt, "widen each other"},
+             {"vidoes", Weight::doubt, "did you mean videos?"},
+             {"documants", Weight::doubt, "did you mean documents?"},
+             {"*.pdf", Weight::advice, "ext:pdf"},
+             {"IMG*", Weight::advice, "stands for nothing else"},
+             {"ext:", Weight::advice, "without an extension"},
+             {"in:", Weight::advice, "finds nothing"},
+             {">1gb <1mb", Weight::advice, "as large and as small"}}) {
+        const SearchHint hint = hintOf(each.query);
+        EXPECT_EQ(hint.weight, each.weight) << each.query;
+        EXPECT_NE(hint.text.find(each.said), std::string::npos) << each.query << ": " << hint.text;
+    }
 }
 
-TEST(SearchHints, tellThatASizeIsNone) {
-    ASSERT_EQ(searchHints("cat >10qb").size(), 1U);
-    EXPECT_NE(searchHints("cat >10qb")[0].find("\">10qb\" is no size"), std::string::npos);
-    EXPECT_EQ(searchHints("<abc >").size(), 2U);
-}
-
-TEST(SearchHints, tellOfPatternsAndEmptyFilters) {
-    EXPECT_NE(searchHints("*.pdf")[0].find("ext:pdf"), std::string::npos);
-    EXPECT_EQ(searchHints("IMG*").size(), 1U);
-    EXPECT_EQ(searchHints("ext: in:").size(), 2U);
-}
-
-TEST(SearchHints, tellOfBoundsThatNothingMeets) { EXPECT_EQ(searchHints(">1gb <1mb").size(), 1U); }
+TEST(SearchHints, comeForEachWord) { EXPECT_EQ(searchHints("<abc ext: in: not").size(), 4U); }
 
 }  // namespace KestrelCLI

@@ -337,7 +337,7 @@ TEST_F(SavedScanCommands, scanSavesNothingAfterItWasInterrupted) {
     Session session{.out = out, .messages = messages, .terminal = {}, .options = {}};
     EXPECT_EQ(runCommandLine({"--store", files_.path(), "scan", folder.path()}, session, {addScanCommand}),
               ExitCode::interrupted);
-    EXPECT_THAT(output.str(), HasSubstr("on disk in"));
+    EXPECT_THAT(output.str(), HasSubstr("100.0 %"));
     EXPECT_TRUE(std::filesystem::is_empty(files_.folder()));
 }
 
