@@ -63,6 +63,20 @@ class Arena:
         return [str(p) for p in self.precious if not p.is_file() or p.read_text() != "precious"]
 
 
+class TrashArena(Arena):
+    """The same with the victim in the home trash, which XDG_DATA_HOME names."""
+
+    def __init__(self, base, name):
+        super().__init__(base, name)
+        trash = self.top / "data" / "Trash"
+        for folder in (trash, trash / "info"):
+            folder.mkdir(parents=True, mode=0o700)
+        self.parent = self.parent.rename(trash / "files")
+        self.parent.chmod(0o700)
+        self.victim = self.parent / "victim"
+        (trash / "info" / "victim.trashinfo").write_text("[Trash Info]\nPath=/victim\nDeletionDate=2026-11-20T09:30:00\n")
+
+
 def hidden(folder, name):
     """The item where it stands in the folder while it is removed: in a private folder, or under a name of ours itself."""
     for place in folder.glob(".kestrel-removing-*"):
@@ -112,14 +126,14 @@ def run_stopped(command, call, number, log, act, output=subprocess.DEVNULL, **op
         time.sleep(0.0005)  # between two looks at the log; nothing depends on its length
 
 
-def attack(remover, base, attacks, clean, tells):
-    """Swaps at every call of every kind. The number of attacks and of those that reached something outside."""
+def attack(remover, base, attacks, clean, tells, make=Arena, step=1):
+    """Swaps at every call of every kind, or at every few. How many attacks, and how many reached something outside."""
     tried = escaped = 0
     for title, swap in attacks.items():
         for call in CALLS:
             number = 1
             while True:
-                arena = Arena(base, "arena")
+                arena = make(base, "arena")
                 swapped = []
 
                 def act():
@@ -140,23 +154,23 @@ def attack(remover, base, attacks, clean, tells):
                     escaped += 1
                     if tells:
                         print(f"  {title} at {call} {number}: {len(lost)} lost, such as {lost[0]}")
-                number += 1
+                number += step
     return tried, escaped
 
 
-def race(base, attacks, clean):
+def race(base, attacks, clean, mode="permanent", **options):
     needs_strace()
     probe = base / "probe"
     if not run_stopped(["true"], "close", 1, probe, lambda: None):
         skip("strace can't stop a program here")
     naive = lambda arena: [REMOVER, "naive", str(arena.victim)]
-    ours = lambda arena: [REMOVER, "permanent", str(arena.victim), *arena.identity]
+    ours = lambda arena: [REMOVER, mode, str(arena.victim), *arena.identity]
     print("The naive remover:")
-    tried, escaped = attack(naive, base, attacks, clean, tells=False)
+    tried, escaped = attack(naive, base, attacks, clean, tells=False, **options)
     print(f"  reached something outside in {escaped} of {tried} attacks")
     check(tried > 10 and escaped > 0, "the attacks bite")
     print("Ours:")
-    tried, escaped = attack(ours, base, attacks, clean, tells=True)
+    tried, escaped = attack(ours, base, attacks, clean, tells=True, **options)
     print(f"  reached something outside in {escaped} of {tried} attacks")
     check(tried > 50, "there were attacks")
     check(escaped == 0, "nothing outside was touched")
@@ -164,6 +178,12 @@ def race(base, attacks, clean):
 
 def race_links(base):
     race(base, SWAPS, lambda arena: None)
+
+
+def race_trash(base):
+    """The same while a trash is emptied, at some of the calls: finding the trashes of all volumes takes most of them."""
+    os.environ["XDG_DATA_HOME"] = str(base / "arena" / "data")
+    race(base, SWAPS, lambda arena: None, "empty", make=TrashArena, step=3)
 
 
 def race_mounts(base):
@@ -518,9 +538,13 @@ def volumes(base):
     check(stat.S_IMODE(own.lstat().st_mode) == 0o700, "it is private")
     another = volume / ".Trash-4711" / "files" / "x"
     another.mkdir(parents=True)
+    result = remove(another, "empty", env=environment)
+    check(result.returncode == 1 and another.is_dir(), f"another user's trash is not emptied: {result.stdout}")
     for protected in (own, own / "files", place, another.parents[1], another):
         result = remove(protected, env=environment)
         check(result.returncode == 1 and PROTECTED in result.stdout, f"{protected.name} is protected: {result.stdout}")
+    result = remove(place, "empty", env=environment)
+    check(result.returncode == 0 and not tree(own / "files") and not tree(own / "info"), f"it is emptied: {result.stdout}")
 
     item = fresh()
     shared.mkdir()
@@ -528,6 +552,8 @@ def volumes(base):
     place = trashed(item)
     check(place == shared / str(user) / "files" / "a b", f"the shared trash is used: {place}")
     check(not own.exists(), "the own one is not made then")
+    result = remove(place, "empty", env=environment)
+    check(result.returncode == 0 and not tree(place.parent), f"the shared trash is emptied: {result.stdout}")
 
     def not_sticky(): shared.mkdir(); shared.chmod(0o777)
     def a_link(): (volume / "elsewhere").mkdir(mode=0o1777); shared.symlink_to(volume / "elsewhere")
@@ -557,6 +583,36 @@ def volumes(base):
         check(message == "“a b” couldn’t be moved to the trash because the volume “disk name” doesn’t have one.\n",
               f"{spoil.__name__}: {message}")
         check(item.is_file() and not tree(volume / "elsewhere"), f"{spoil.__name__}: nothing is touched")
+
+    def own_is_a_link_to_a_trash():
+        elsewhere.rename(volume / "elsewhere"); own.symlink_to(volume / "elsewhere")
+    def files_is_a_link_to_a_folder():
+        elsewhere.rename(own); (own / "files").rename(volume / "elsewhere"); (own / "files").symlink_to(volume / "elsewhere")
+    def info_is_a_link_to_a_folder():
+        elsewhere.rename(own); (own / "info").rename(volume / "elsewhere"); (own / "info").symlink_to(volume / "elsewhere")
+    def own_may_be_written_by_others(): elsewhere.rename(own); own.chmod(0o770)
+    for spoil in (own_is_a_link_to_a_trash, files_is_a_link_to_a_folder, info_is_a_link_to_a_folder,
+                  own_may_be_written_by_others):
+        fresh()
+        elsewhere = volume / "prepared"
+        for folder in (elsewhere, elsewhere / "files", elsewhere / "info"):
+            folder.mkdir(mode=0o700)
+        (elsewhere / "files" / "x").write_text("precious")
+        spoil()
+        result = remove(own / "files" / "x", "empty", env=environment)
+        check(result.stdout == "No trash lists it.\n" and (own / "files" / "x").read_text() == "precious",
+              f"{spoil.__name__}: {result.stdout}")
+    item = fresh()
+    place = trashed(item)
+    outside = base / "outside the volume"
+    outside.mkdir()
+    (outside / "f").write_text("precious")
+    place.unlink()
+    place.mkdir()
+    mount("--bind", outside, place)
+    result = remove(place, "empty", env=environment)
+    check(result.returncode == 1 and (outside / "f").is_file(), f"a mount in the trash is not emptied: {result.stdout}")
+    unmount(place)
 
     # The home trash on the same volume.
     data = volume / "data"
@@ -634,6 +690,18 @@ def interoperability(base):
     run(["trash-empty"], env=environment, input="y\n")
     check(not tree(trash / "files"), "trash-cli empties what both put there")
 
+    # And ours what trash-cli put there.
+    (work / "theirs").mkdir()
+    (work / "theirs" / "f").write_text("content")
+    (work / "new\nname").write_text("content")
+    for name in ("theirs", "new\nname"):
+        check(run(["trash-put", work / name], env=environment).returncode == 0, f"trash-cli trashes {name!r}")
+        check(str(work / name) in run(["trash-list"], env=environment).stdout, f"trash-cli lists {name!r}")
+        result = remove(trash / "files" / name, "empty", env=environment)
+        check(result.returncode == 0, f"{name!r} is emptied: {result.stdout}")
+        check(str(work / name) not in run(["trash-list"], env=environment).stdout, f"trash-cli lists {name!r} no more")
+    check(not tree(trash / "files") and not tree(trash / "info"), "nothing of it is left")
+
     gvfs = any(pathlib.Path(p).exists() for p in ("/usr/libexec/gvfsd-trash", "/usr/lib/gvfs/gvfsd-trash"))
     if shutil.which("gio") is None or shutil.which("dbus-run-session") is None or not gvfs:
         if not failures:
@@ -664,5 +732,5 @@ def interoperability(base):
 
 
 run_case({case.__name__.replace("_", "-"): case for case in
-          (race_links, race_mounts, swaps, crash, faults, mounts, subvolumes, volumes, interoperability)},
+          (race_links, race_trash, race_mounts, swaps, crash, faults, mounts, subvolumes, volumes, interoperability)},
          mounting={"race-mounts", "mounts", "subvolumes", "volumes"})
