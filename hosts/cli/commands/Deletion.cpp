@@ -276,9 +276,10 @@ ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOpti
     } else if (options.isDryRun) {
         session.out << fmt::format("{} would go; nothing was touched.\n", amount);
     } else if (!isDeclined) {
-        session.out << fmt::format("{} {}{} ({}).{}\n", isTrash ? "Moved" : "Removed", itemCount(gonePaths.size()),
-                                   isTrash ? " to the Trash" : "", session.size(reclaimable),
-                                   isTrash && !gonePaths.empty() ? stillUsedSentence : "");
+        session.out << (gonePaths.empty() ? fmt::format("Nothing was {}.\n", isTrash ? "moved to the Trash" : "removed")
+                                          : fmt::format("{} {}{} ({}).{}\n", isTrash ? "Moved" : "Removed",
+                                                        itemCount(gonePaths.size()), isTrash ? " to the Trash" : "",
+                                                        session.size(reclaimable), isTrash ? stillUsedSentence : ""));
         if (options.afterwards) options.afterwards(nullptr, gonePaths);
         if (isTrash && !gonePaths.empty()) session.out << fmt::format("Undo: {}--last\n", restoreCall(session));
     }

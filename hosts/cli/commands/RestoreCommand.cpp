@@ -4,7 +4,6 @@
 #include "commands/ReceiptChoice.hpp"
 #include "output/ModelJSON.hpp"
 #include "output/Table.hpp"
-#include "output/TerminalText.hpp"
 #include "output/Times.hpp"
 #include "store/DeletionRecords.hpp"
 #include "store/Places.hpp"
@@ -96,10 +95,10 @@ void showReceipts(const Session& session, std::ostream& out, const std::vector<c
                                      {localTime(each->receipt.trashedAt)}};
         if (!areAllPresent) row.push_back({each->place ? "yes" : "no", each->place ? Style::good : Style::quiet});
         const std::string_view path = each->receipt.path.view();
-        row.push_back({isTerminal ? TerminalText::escaped(path) : std::string{path}});
+        row.push_back({isTerminal ? session.shownPath(path) : session.shown(path)});
         table.addRow(std::move(row));
     }
-    table.write(out, isOut ? session.columns() : 0, isOut && session.hasColor());
+    table.write(out, isOut ? session.columns() : 0, isOut && session.hasColor(), session.characters());
 }
 
 void list(const Session& session, const std::vector<KnownReceipt>& receipts, bool listsGone) {

@@ -38,7 +38,7 @@ void addTrashCommand(CLI::App& app, Session& session) {
     CLI::App& command = addCommand(
         app,
         {.name = "trash",
-         .operands = "PATH…",
+         .operands = "PATH… | --empty",
          .description = "Moves items to the Trash, from where “kestrel restore” brings them back, or empties it.",
          .examples = {"kestrel trash --dry-run ~/Downloads/old.iso", "kestrel trash --yes -- -odd-name",
                       "kestrel trash --empty", "kestrel trash --empty --older-than 30d"},

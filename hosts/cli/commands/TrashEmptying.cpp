@@ -6,6 +6,7 @@
 #include "output/Table.hpp"
 #include "output/TerminalText.hpp"
 #include "output/Times.hpp"
+#include "store/DeletionRecords.hpp"
 #include "store/Places.hpp"
 #include "store/When.hpp"
 #include "terminal/Interruption.hpp"
@@ -214,6 +215,8 @@ ExitCode emptyTrash(const Session& session, const TrashEmptyingOptions& options)
         if (plan[i].item.item) gonePlaces.emplace_back(plan[i].item.place);
     }
     if (!gone.empty()) forgetReceipts(session, gone);
+    // A scan of the home directory shows what lay in its Trash.
+    if (!gonePlaces.empty()) DeletionRecords{session, gonePlaces}.takeOut(gonePlaces);
 
     const std::int64_t freed = measurement.freedBytes(options.isDryRun ? places : gonePlaces);
     if (session.options.json) {

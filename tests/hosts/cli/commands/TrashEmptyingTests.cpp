@@ -52,7 +52,7 @@ protected:
     [[nodiscard]] bool isInTrash(const std::string& name) const { return fs::exists(data_ / ("Trash/files/" + name)); }
 
 private:
-    std::vector<CommandAdder> commands_{addTrashCommand, addRestoreCommand};
+    std::vector<CommandAdder> commands_{addTrashCommand, addRestoreCommand, addScanCommand, addListCommand};
 };
 
 }  // namespace
@@ -102,6 +102,15 @@ TEST_F(TrashEmptying, dropsTheReceiptsOfWhatIsGone) {
     EXPECT_EQ(receipts(), 1U);
     EXPECT_THAT(plainRun({"restore", "--gone"}).out, Not(HasSubstr(folder_ / "old")));
     EXPECT_THAT(run({"--confirm", "DELETE"}).out, HasSubstr("Nothing in the Trash is that old."));
+}
+
+TEST_F(TrashEmptying, takesWhatIsGoneOutOfTheSavedScan) {
+    trashOld("old");
+    ASSERT_EQ(plainRun({"scan", data_.path()}).code, ExitCode::done);
+    const std::vector<std::string> list{"list", "--all", data_ / "Trash/files"};
+    EXPECT_THAT(plainRun(list).out, HasSubstr("old"));
+    ASSERT_EQ(run({"--confirm", "DELETE"}).code, ExitCode::done);
+    EXPECT_THAT(plainRun(list).out, Not(HasSubstr("old")));
 }
 
 TEST_F(TrashEmptying, printsOneJSONObject) {
