@@ -55,10 +55,10 @@ std::string_view nameOf(TrashedItemState state) {
 /// The moment before which an item went that is to go.
 std::optional<Date> bound(const TrashEmptyingOptions& options) {
     if (!options.olderThan) return std::nullopt;
-    const When when = whenOption(*options.olderThan, Date::now());
-    if (const Date* date = std::get_if<Date>(&when)) return *date;
-    throw UsageError{
-        fmt::format("--older-than {}: an age such as 30d or 1y, or a date, is needed.", *options.olderThan)};
+    const auto when = parseWhen(*options.olderThan, Date::now());
+    if (when && std::holds_alternative<Date>(*when)) return std::get<Date>(*when);
+    throw UsageError{fmt::format(
+        "--older-than {} is no age such as 12h, 30d, 8w or 1y, and no date such as 2026-11-20.", *options.olderThan)};
 }
 
 std::string whereFrom(const Session& session, const TrashedItem& item, bool isTerminal) {
