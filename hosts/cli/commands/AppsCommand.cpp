@@ -70,6 +70,17 @@ ExitCode listApplications(const Session& session, const Operands& operands, Appl
     const std::vector<ApplicationRecord> installed = installedApplications();
     std::vector<ApplicationRecord> applications =
         operands.empty() ? installed : applicationsNamed(operands.front(), installed);
+    // A machine without applications is no failure, but a name that none has is one.
+    if (applications.empty() && !installed.empty()) {
+        std::string message = noSuchApplication(operands.front(), installed);
+        // Who removed an application asks for it by its name.
+        if (!orphansNamed(operands.front(), allOrphans()).empty()) {
+            message +=
+                " One of that name is not installed, but has left something behind: kestrel apps --orphans shows "
+                "it.";
+        }
+        throw std::runtime_error{message};
+    }
     sortApplications(applications, order);
     // Only of those that somebody asks for: telling reads every list that the package manager keeps.
     const RemovalCommands removals = operands.empty() ? RemovalCommands{} : ApplicationRemoval::commands(applications);
@@ -82,16 +93,7 @@ ExitCode listApplications(const Session& session, const Operands& operands, Appl
     } else if (!applications.empty()) {
         operands.empty() ? showApplications(session, applications) : showResidues(session, applications, removals);
     }
-    // A machine without applications is no failure, but a name that none has is one.
-    if (!applications.empty() || operands.empty()) return ExitCode::done;
-    if (installed.empty()) return ExitCode::done;
-    session.say(noSuchApplication(operands.front(), installed));
-    // Who removed an application asks for it by its name.
-    if (!orphansNamed(operands.front(), allOrphans()).empty()) {
-        session.say(
-            "One of that name is not installed, but has left something behind: kestrel apps --orphans shows it.");
-    }
-    return ExitCode::failed;
+    return ExitCode::done;
 }
 
 ExitCode listOrphans(const Session& session, const Operands& operands, ApplicationOrder order) {

@@ -218,6 +218,7 @@ TEST_F(AppsCommand, showsWhatRemovedApplicationsLeftBehind) {
     EXPECT_EQ(named.code, 1);
     EXPECT_TRUE(holds(named.messages, "kestrel apps --orphans shows it")) << named.messages;
     EXPECT_FALSE(holds(run("apps nothing-such").messages, "--orphans"));
+    EXPECT_TRUE(holds(run("apps nothing-such --json").out, "{\"schema\": 1, \"error\": {"));
     EXPECT_TRUE(holds(run("apps --orphans nothing-such").out, "Nothing of that name was left behind"));
 }
 
