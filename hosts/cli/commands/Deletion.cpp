@@ -192,7 +192,11 @@ std::vector<ProtectedPlace> ownPlaces(const Session& session) {
 
 std::string restoreCall(const Session& session) {
     const auto store = namedStorePath(session);
-    return store ? fmt::format("kestrel restore --store {} ", session.shown(*store)) : "kestrel restore ";
+    if (!store) return "kestrel restore ";
+    // It is to be copied into a shell, also with blanks in it.
+    std::string quoted;
+    for (const char c : *store) quoted += c == '\'' ? std::string{"'\\''"} : std::string{c};
+    return fmt::format("kestrel restore --store '{}' ", session.shown(quoted));
 }
 
 ExitCode exitCode(const DeletionItemResult& result) {

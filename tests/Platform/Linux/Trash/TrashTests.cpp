@@ -11,6 +11,7 @@
 #include "support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
+#include <rapidcheck/gtest.h>
 
 #include <cerrno>
 #include <filesystem>
@@ -644,6 +645,14 @@ TEST(TrashInfo, readsOnlyWhatItUnderstands) {
     for (const char* malformed : {"", "Path=/a", "[Other]\nPath=/a", "[Trash Info]\n[Other]\nPath=/a",
                                   "[Trash Info]\nPath=%", "[Trash Info]", "[Trash Info]\npath=/a"})
         EXPECT_EQ(pathOfTrashInfo(malformed), std::nullopt) << malformed;
+}
+
+RC_GTEST_PROP(TrashInfo, survivesAnyText, (const std::string& text)) {
+    const std::string begin = "[Trash Info]\n";
+    for (const std::string& each : {text, begin + text, begin + "Path=" + text, begin + "DeletionDate=" + text}) {
+        (void)pathOfTrashInfo(each);
+        (void)dateOfTrashInfo(each);
+    }
 }
 
 TEST(TrashInfo, readsTheLocalTimeOfADayThatThereIs) {

@@ -149,6 +149,14 @@ TEST_F(DeletionCommand, trashesAndRestores) {
     EXPECT_EQ(run({"restore", shortName}).code, ExitCode::wrongUsage);
 }
 
+TEST_F(DeletionCommand, namesTheStoreInTheLineThatUndoesIt) {
+    const std::string path = file("a");
+    const CommandRun moved = run({"trash", "--yes", path});
+    EXPECT_TRUE(moved.out.ends_with("Undo: kestrel restore --store '" + store + "' --last\n")) << moved.out;
+    EXPECT_EQ(run({"restore", "--last"}).code, ExitCode::done);
+    EXPECT_TRUE(fs::exists(path));
+}
+
 TEST_F(DeletionCommand, stopsBetweenItemsWhenInterrupted) {
     const std::vector<std::string> paths{file("a"), file("b"), file("c")};
     InterruptedOutput output;
