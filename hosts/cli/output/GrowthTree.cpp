@@ -1,5 +1,6 @@
 #include "output/GrowthTree.hpp"
 
+#include "output/BranchText.hpp"
 #include "output/ByteFormat.hpp"
 #include "output/TerminalText.hpp"
 
@@ -243,44 +244,19 @@ public:
         text += "  ";
         text += session_.painted(line.change < 0 ? Style::good : Style::bar, bar(fraction, barColumns_));
         text += "  ";
-        text += session_.painted(Style::quiet, line.branch);
         std::string name = session_.shownPath(line.name);
         if (line.isFolder && !name.ends_with('/')) name += '/';
         std::string note = session_.shown(line.note);
         if (!line.isRest && !note.empty()) note = "  " + note;
-        if (session_.columns() > 0) fit(name, note, TerminalText::width(line.branch));
         const Style style = line.branch.empty() && !line.isRest ? Style::heading
                             : line.isFolder                     ? Style::folder
                                                                 : Style::file;
-        if (!name.empty()) text += session_.painted(style, name);
-        if (!note.empty()) text += session_.painted(Style::quiet, note);
+        text += branchText(session_, sizeColumns_ + 2 + barColumns_ + 2, line.branch, name, style, note);
         session_.out << text << '\n';
     }
 
 private:
     static constexpr std::size_t usualBar = 20;
-    static constexpr std::size_t fewestNameColumns = 8;
-
-    /// Cuts the note, then the name, to what the other columns leave. A name keeps some in any case: a line that wraps
-    /// is better than one that names nothing.
-    void fit(std::string& name, std::string& note, std::size_t branch) const {
-        const std::size_t used = sizeColumns_ + 2 + barColumns_ + 2 + branch;
-        const std::size_t room = std::max(session_.columns(), used + fewestNameColumns) - used;
-        const std::size_t nameWidth = TerminalText::width(name);
-        if (nameWidth + TerminalText::width(note) <= room) return;
-        // A short word such as "new" stays, and what else there is only where there is room.
-        note.resize(std::min({note.find(','), note.find(" from "), note.size()}));
-        const std::size_t wanted = TerminalText::width(note);
-        if (nameWidth + wanted <= room) return;
-        if (name.empty() || wanted <= room / 3) {
-            name = TerminalText::shortened(name, room - std::min(room, wanted));
-            if (name.empty()) note = TerminalText::shortened(note, room);
-            return;
-        }
-        const std::size_t nameRoom = std::min(nameWidth, std::max(fewestNameColumns, room / 2));
-        name = TerminalText::shortened(name, nameRoom);
-        note = room - nameRoom > 4 ? TerminalText::shortened(note, room - nameRoom) : "";
-    }
 
     const Session& session_;
     std::uint64_t largest_;

@@ -1,5 +1,6 @@
 #include "output/SizeTree.hpp"
 
+#include "output/BranchText.hpp"
 #include "output/ByteFormat.hpp"
 #include "output/TerminalText.hpp"
 
@@ -115,44 +116,13 @@ public:
         line += ' ';
         line += session_.painted(Style::bar, bar(isCounted ? fraction : 0, barColumns_));
         line += "  ";
-        line += session_.painted(Style::quiet, branch);
-        if (session_.columns() == 0) {
-            session_.out << line << session_.painted(style, name) << session_.painted(Style::quiet, note) << '\n';
-            return;
-        }
-        const std::size_t before = sizeColumns_ + shareColumns + 1 + barColumns_ + 2;
-        const std::size_t used = before + TerminalText::width(branch);
-        // A name keeps some columns in any case: a line that the terminal wraps is better than one that names nothing.
-        const std::size_t room = std::max(session_.columns(), used + fewestNameColumns) - used;
-        const std::string nextLine =
-            '\n' + std::string(before, ' ') + session_.painted(Style::quiet, continuation(branch));
-        const std::string shown = session_.shortened(name, room * mostNameLines);
-        const std::vector<std::string_view> pieces = TerminalText::wrapped(shown, room);
-        for (std::size_t index = 0; index < pieces.size(); ++index) {
-            if (index > 0) line += nextLine;
-            line += session_.painted(style, pieces[index]);
-        }
-        if (!note.empty()) {
-            if (TerminalText::width(pieces.back()) + TerminalText::width(note) > room) line += nextLine;
-            line += session_.painted(Style::quiet, note);
-        }
+        line += branchText(session_, sizeColumns_ + shareColumns + 1 + barColumns_ + 2, branch, name, style, note);
         session_.out << line << '\n';
     }
 
 private:
     static constexpr std::size_t usualBar = 20;
     static constexpr std::size_t shareColumns = 9;
-    static constexpr std::size_t fewestNameColumns = 8;
-    static constexpr std::size_t mostNameLines = 16;  // no name that a person gave is longer; a hostile one may be
-
-    /// What stands before the further lines of a name: the branches that go on below it.
-    static std::string continuation(std::string_view branch) {
-        std::string below{branch};
-        for (const auto& [from, to] : {std::pair{"├─ ", "│  "}, std::pair{"└─ ", "   "}}) {
-            if (below.ends_with(from)) below.replace(below.size() - std::string_view{from}.size(), below.size(), to);
-        }
-        return below;
-    }
 
     const Session& session_;
     std::int64_t total_;

@@ -118,6 +118,13 @@ TEST(GrowthTree, staysWithinTheTerminalAndShowsNamesSafely) {
         std::istringstream lines{shown.out.str()};
         for (std::string line; std::getline(lines, line);) EXPECT_LE(TerminalText::width(line), columns) << line;
         EXPECT_EQ(shown.out.str().find('\x1b'), std::string::npos);
+        // Letters alone: what branches and blanks stand before the further lines does not matter.
+        std::string letters;
+        for (const char c : shown.out.str()) {
+            if (c >= 'a' && c <= 'z') letters += c;
+        }
+        EXPECT_THAT(letters, HasSubstr("afolderwithalongnameofitsownnewitems"));
+        EXPECT_THAT(letters, HasSubstr("heremovedfromrfromaplacewithaverylongname"));
         EXPECT_THAT(shown.out.str(), HasSubstr("new"));
         EXPECT_THAT(shown.out.str(), HasSubstr("moved"));
     }
