@@ -3,7 +3,6 @@
 #include "commands/NamedItem.hpp"
 #include "output/ModelJSON.hpp"
 #include "output/Table.hpp"
-#include "output/TerminalText.hpp"
 #include "store/DeletionRecords.hpp"
 #include "store/Places.hpp"
 #include "terminal/Interruption.hpp"
@@ -83,18 +82,26 @@ PlannedItem planned(const NamedItem& named, const DeletionRecords& saved, const 
     return item;
 }
 
+Style styleOf(RiskLevel level) {
+    switch (level) {
+    case RiskLevel::normal: break;
+    case RiskLevel::caution: return Style::warning;
+    case RiskLevel::high: return Style::bad;
+    case RiskLevel::blocked: return Style::match;
+    }
+    return Style::plain;
+}
+
 /// The plan for a person: each item, and on the next line why it is refused. Nothing is shortened, whatever the width
-/// of the terminal: what is agreed to must be seen whole. Names are escaped wherever they go to a terminal.
-void showPlan(const Session& session, std::ostream& out, bool isTerminal, const std::vector<PlannedItem>& plan) {
+/// of the terminal: what is agreed to must be seen whole.
+void showPlan(const Session& session, std::ostream& out, const std::vector<PlannedItem>& plan) {
     Table table{{{.title = "Size", .align = Table::Align::right}, {.title = "Risk"}, {.title = "Item"}}};
     for (const PlannedItem& item : plan) {
-        const auto shown = [isTerminal](const Text& text) {
-            return isTerminal ? TerminalText::escaped(text.view()) : text.string();
-        };
         table.addRow({{item.record ? session.size(item.record->displayBytes()) : "–"},
-                      {std::string{nameOf(item.risk)}},
-                      {shown(item.path), item.refusal ? Style::quiet : Style::plain}});
-        if (item.refusal) table.addRow({{""}, {""}, {"  Refused: " + shown(*item.refusal), Style::warning}});
+                      {std::string{nameOf(item.risk)}, styleOf(item.risk)},
+                      {session.shown(item.path.view()), item.refusal ? Style::quiet : Style::plain}});
+        if (item.refusal)
+            table.addRow({{""}, {""}, {"  Refused: " + session.shown(item.refusal->view()), Style::warning}});
     }
     // A width of 0: no column gives way.
     table.write(out, 0, &out == &session.out && session.hasColor());
@@ -237,8 +244,8 @@ ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOpti
     // A person who is asked needs to see the plan first, also where it goes elsewhere, or into the JSON object later.
     const bool asks = !options.isDryRun && !records.empty() && (isTrash ? !options.isConfirmed : !options.confirmation);
     const bool isSeen = !session.options.json && session.terminal.isOutput;
-    if (!session.options.json) showPlan(session, session.out, session.terminal.isOutput, plan);
-    if (asks && !isSeen && session.terminal.isInput) showPlan(session, session.messages, true, plan);
+    if (!session.options.json) showPlan(session, session.out, plan);
+    if (asks && !isSeen && session.terminal.isInput) showPlan(session, session.messages, plan);
     const std::string amount =
         fmt::format("{} ({})", itemCount(records.size()), session.size(measurement.freedBytes(pathsOf(records))));
 

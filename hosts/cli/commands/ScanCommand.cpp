@@ -271,6 +271,9 @@ void addScanCommand(CLI::App& app, Session& session) {
         ->option_text("N")
         ->transform(wholeNumber(100'000));
     command.add_flag("--issues", options->listsIssues, "List the items that could not be read");
+    // As typed to other tools; nothing is to be chosen.
+    command.add_flag_callback(
+        "-x,--one-file-system", [] {}, "Stay on one file system, as every scan does");
     command.add_flag("--no-save", options->noSave, "Do not keep the result");
 }
 

@@ -187,7 +187,7 @@ void writeTable(const Session& session, const SearchAnswer& answer, bool hasScor
                          .paint = [style, &words](std::string_view shown) { return withMarks(shown, style, words); }});
         table.addRow(std::move(cells));
     }
-    table.write(session.out, session.columns(), session.hasColor());
+    table.write(session);
 }
 
 /// How many there are beside how many are shown, and how much they take.

@@ -81,10 +81,10 @@ void writeDeletedOpen(const Session& session, const std::vector<DiskAccount::Del
     Table table{{{.title = "", .align = Table::Align::right}, {.title = "", .shrinks = true}, {.title = ""}}};
     for (std::size_t i = 0; i < std::min(files.size(), mostLines); ++i) {
         table.addRow({{.text = session.size(files[i].allocatedBytes)},
-                      {.text = session.shown(files[i].path.view()), .style = Style::file},
+                      {.text = session.shownPath(files[i].path.view()), .style = Style::file},
                       {.text = processesOf(session, files[i]), .style = Style::quiet}});
     }
-    table.write(session.out, session.columns(), session.hasColor());
+    table.write(session);
     if (files.size() > mostLines) session.out << fmt::format("… and {} more\n", files.size() - mostLines);
 }
 
@@ -97,10 +97,10 @@ void writeOthers(const Session& session, const std::vector<DiskAccount::OtherFil
     Table table{{{.title = "", .align = Table::Align::right}, {.title = "", .shrinks = true}, {.title = ""}}};
     for (std::size_t i = 0; i < std::min(told.size(), mostLines); ++i) {
         table.addRow({{.text = told[i].usedBytes ? session.size(*told[i].usedBytes) : "no answer"},
-                      {.text = session.shown(told[i].path.view()), .style = Style::folder},
+                      {.text = session.shownPath(told[i].path.view()), .style = Style::folder},
                       {.text = session.shown(told[i].kind.view()), .style = Style::quiet}});
     }
-    table.write(session.out, session.columns(), session.hasColor());
+    table.write(session);
     if (told.size() > mostLines) session.out << fmt::format("… and {} more\n", told.size() - mostLines);
 }
 

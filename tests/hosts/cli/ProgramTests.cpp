@@ -51,6 +51,7 @@ protected:
         const std::string outPath = folder_ / "out";
         const std::string messagesPath = folder_ / "messages";
         const std::string home = folder_ / "home";
+        const std::string gone = isInAFolderThatIsGone ? folder_.makeFolder("gone") : "";
         const pid_t process = fork();
         if (process == 0) {
             const int file =
@@ -59,6 +60,7 @@ protected:
             dup2(open(messagesPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
             dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
             ::signal(SIGPIPE, pipeAction);
+            if (isInAFolderThatIsGone && (chdir(gone.c_str()) != 0 || rmdir(gone.c_str()) != 0)) _exit(126);
             for (const char* name : {"HOME", "CFFIXED_USER_HOME"}) setenv(name, home.c_str(), 1);
             setenv("XDG_DATA_HOME", (home + "/data").c_str(), 1);
             setenv("LC_ALL", locale, 1);
@@ -80,6 +82,8 @@ protected:
     /// A folder to scan, and its path.
     std::string files() { return folder_.makeFolder("home/files"); }
     std::string file(const std::string& name) { return folder_.makeFile("home/files/" + name, "some text"); }
+
+    bool isInAFolderThatIsGone = false;
 
 private:
     TemporaryFolder folder_;
@@ -139,6 +143,42 @@ TEST_F(Program, writesASCIIWhereTheLocaleHasNothingElse) {
     EXPECT_NE(run({"list", "--json"}, Output::file, "C").out.find("größe.pdf"), std::string::npos);
     EXPECT_NE(run({"list", "--print0"}, Output::file, "C").out.find("größe.pdf"), std::string::npos);
     EXPECT_NE(run({"list"}, Output::file).out.find("größe.pdf"), std::string::npos);
+}
+
+TEST_F(Program, takesNoRelativePathWhereTheCurrentFolderIsGone) {
+    (void)file("a");
+    ASSERT_EQ(run({"scan", files()}, Output::file).code, 0);
+    isInAFolderThatIsGone = true;
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{"list", "a"},
+                                                      {"growth", "a"},
+                                                      {"scan", "a"},
+                                                      {"trash", "--yes", "a"},
+                                                      {"remove", "--confirm", "DELETE", "../home/files/a"}}) {
+        const Ended ended = run(arguments, Output::file);
+        EXPECT_EQ(ended.code, 1) << arguments.front();
+    }
+    EXPECT_EQ(run({"list", "a"}, Output::file).messages, "kestrel: a: The current folder no longer exists.\n");
+    EXPECT_EQ(run({"list", files()}, Output::file).code, 0);
+    EXPECT_TRUE(std::filesystem::exists(files() + "/a"));
+}
+
+TEST_F(Program, showsAPlanInAFileWithNamesOnOneLine) {
+    const std::string odd = file("new\nline");
+    const Ended ended = run({"trash", "--dry-run", odd}, Output::file);
+    EXPECT_NE(ended.out.find("new\\nline"), std::string::npos) << ended.out;
+    EXPECT_EQ(ended.out.find("new\nline"), std::string::npos) << ended.out;
+}
+
+TEST_F(Program, takesTheShortOptionsOfOtherTools) {
+    (void)file("a");
+    EXPECT_EQ(run({"scan", "-xd", "1", "--no-save", files()}, Output::file).code, 0);
+    EXPECT_EQ(run({"scan", "-d1", files()}, Output::file).code, 0);
+    EXPECT_EQ(run({"list", "-a"}, Output::file).code, 0);
+    EXPECT_EQ(run({"trash", "-y", file("b")}, Output::file).code, 0);
+    EXPECT_FALSE(std::filesystem::exists(files() + "/b"));
+    const Ended binary = run({"list", "--iec", "--bytes"}, Output::file);
+    EXPECT_NE(binary.out.find(" B "), std::string::npos) << binary.out;
+    EXPECT_NE(run({"list", "--iec"}, Output::file).out.find("KiB"), std::string::npos);
 }
 
 TEST_F(Program, writesPathsAsTheyAreEachEndedByANUL) {
