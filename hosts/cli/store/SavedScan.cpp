@@ -95,7 +95,7 @@ SavedScan SavedScan::newest(const Session& session) {
     const std::vector<Generation> generations = history->generations();
     if (generations.empty()) throw nothingSaved();
     const Generation& asked = chosenByOption(session, generations);
-    warnOfIncomplete(session, asked);
+    warnOfIncomplete(session, asked, generations);
     return SavedScan{history->open(asked.number)};
 }
 
@@ -134,11 +134,11 @@ NamedRecord NamedRecord::find(const Session& session, const std::string& name) {
         asked = chosenByOption(session, covering);
         SavedScan scan{history->open(asked->number)};
         if (auto record = scan.record(path)) {
-            warnOfIncomplete(session, *asked);
+            warnOfIncomplete(session, *asked, generations);
             return {.scan = std::move(scan), .record = std::move(*record)};
         }
     }
-    if (asked) warnOfIncomplete(session, *asked);
+    if (asked) warnOfIncomplete(session, *asked, generations);
     const std::string_view path = paths.front().view();
     if (!asked)
         throw PathError{fmt::format("No saved scan is of {} or a folder above it: kestrel scan makes one.", path),
