@@ -173,13 +173,15 @@ void writeSummary(const Session& session, const FinishedScan& scan, const std::o
     const Pace pace{scan};
     // The root itself is a record, but not an item in it.
     const std::size_t items = scan.snapshot.records().size() - std::min<std::size_t>(scan.snapshot.records().size(), 1);
+    const std::string size = session.size(total);
+    const std::string what = fmt::format(" on disk in {}{}", itemCount(items),
+                                         earlier ? ", " + change(session, total, *earlier, Date::now()) : "");
+    const std::string seconds = fmt::format("({:.2f} s, {} items a second)", pace.seconds,
+                                            ByteFormat::count(static_cast<std::int64_t>(pace.entriesPerSecond)));
+    const bool fits = session.columns() == 0 || size.size() + what.size() + 2 + seconds.size() <= session.columns();
     session.out << '\n'
-                << session.painted(Style::heading, session.size(total)) << " on disk in " << itemCount(items)
-                << (earlier ? ", " + change(session, total, *earlier, Date::now()) : "")
-                << session.painted(Style::quiet,
-                                   fmt::format("  ({:.2f} s, {} items a second)", pace.seconds,
-                                               ByteFormat::count(static_cast<std::int64_t>(pace.entriesPerSecond))))
-                << '\n';
+                << session.painted(Style::heading, size) << what << (fits ? "  " : "\n")
+                << session.painted(Style::quiet, seconds) << '\n';
 }
 
 /// What has changed most since the scan before. That one may have been thinned out, or be damaged: then nothing is
