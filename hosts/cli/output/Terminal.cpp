@@ -24,6 +24,7 @@ std::string_view sequence(Style style) {
     case Style::bar: return "\x1b[35m";
     case Style::warning: return "\x1b[35m";
     case Style::bad: return "\x1b[31m";
+    case Style::selected: return "\x1b[7m";
     case Style::match: return "\x1b[1;31m";
     // What went well is what is expected.
     case Style::good:

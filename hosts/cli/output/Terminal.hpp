@@ -9,7 +9,7 @@ namespace KestrelCLI {
 /// What a text is, from which its colour follows.
 ///
 /// Every one can be read on a black and on a white screen: blue can't on black, yellow, green and cyan can't on white.
-enum class Style { plain, heading, folder, file, quiet, bar, good, warning, bad, match };
+enum class Style { plain, heading, folder, file, quiet, bar, good, warning, bad, match, selected };
 
 /// What is known of the three standard streams. A value: tests state what they need.
 struct Terminal {

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <optional>
+#include <string>
 #include <string_view>
 
 // The library repairs what is not UTF-8 when it makes a `Text`; a host that must show such bytes as they are needs to
@@ -17,5 +18,8 @@ struct UTF8Step {
 
 /// What stands at the beginning of `bytes`, which must not be empty.
 [[nodiscard]] UTF8Step firstUTF8(std::string_view bytes);
+
+/// One scalar value as UTF-8; U+FFFD for what is none.
+[[nodiscard]] std::string utf8Of(char32_t scalar);
 
 }  // namespace KestrelCLI

@@ -11,6 +11,7 @@
 
 #include <langinfo.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -19,6 +20,7 @@
 #include <csignal>
 #include <cstring>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 // ncurses puts the terminal back in `endwin`, which allocates and locks, so a signal handler must not call it. The
@@ -36,6 +38,8 @@ struct Undo {
     std::size_t sequenceLength = 0;
     volatile std::sig_atomic_t isNeeded = 0;
     volatile std::sig_atomic_t endRequests = 0;
+    volatile std::sig_atomic_t isToStop = 0;   ///< Ctrl-Z
+    volatile std::sig_atomic_t isResized = 0;  ///< the terminal said so, perhaps of a size that it has again by now
 } undo;
 
 extern "C" {
@@ -73,7 +77,41 @@ void noteEnd(int number) {
     Interruption::set(true);
 }
 
+/// Ctrl-Z: only noted, since the page is put aside where it is drawn.
+void noteStop(int) { undo.isToStop = 1; }
+
+/// Not left to ncurses, which finds nothing changed when a terminal was made smaller and large again, and leaves the
+/// gaps that the terminal has from that.
+void noteResize(int) { undo.isResized = 1; }
+
 }  // extern "C"
+
+void handleResizes(void (*handler)(int)) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGWINCH, &action, nullptr);
+}
+
+/// Has the next drawing write everything anew, for the size that the terminal has now.
+void takeSize() {
+    undo.isResized = 0;
+    winsize size{};
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > 0 && size.ws_col > 0)
+        resizeterm(size.ws_row, size.ws_col);
+    clearok(curscr, TRUE);
+}
+
+void handleStops(void (*handler)(int)) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGTSTP, &action, nullptr);
+}
+
+/// What the mouse switches on is switched off again where ncurses does not get to it.
+constexpr std::string_view mouseOff = "\x1b[?1006l\x1b[?1000l";
+constexpr mmask_t mouseEvents = BUTTON1_PRESSED | BUTTON1_CLICKED | BUTTON4_PRESSED | BUTTON5_PRESSED;
 
 constexpr std::array crashSignals{SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGQUIT, SIGSYS, SIGTRAP, SIGXCPU};
 constexpr std::array endSignals{SIGINT, SIGTERM, SIGHUP};
@@ -108,23 +146,72 @@ void keepSequence(const char* capability) {
 }
 
 /// Colour pairs of ncurses, by number.
-enum Pair : short { noPair, bluePair, cyanPair, greenPair, yellowPair, redPair };
+enum Pair : short { noPair, magentaPair, redPair };
 
 attr_t attributesOf(Style style, bool hasColor) {
     const auto color = [hasColor](Pair pair) { return hasColor ? static_cast<attr_t>(COLOR_PAIR(pair)) : A_NORMAL; };
     switch (style) {
     case Style::heading: return A_BOLD;
     case Style::quiet: return A_DIM;
-    case Style::folder: return color(bluePair);
-    case Style::bar: return color(cyanPair);
-    case Style::good: return color(greenPair);
-    case Style::warning: return color(yellowPair);
+    case Style::folder: return A_BOLD;
+    case Style::bar:
+    case Style::warning: return color(magentaPair);
     case Style::bad: return color(redPair);
-    case Style::match: return color(yellowPair) | A_BOLD;
+    case Style::match: return color(redPair) | A_BOLD;
+    case Style::selected: return A_REVERSE;
+    case Style::good:
     case Style::plain:
     case Style::file: break;
     }
     return A_NORMAL;
+}
+
+ScreenKey mouseKey() {
+    MEVENT event{};
+    if (getmouse(&event) != OK) return {};
+    using Kind = ScreenKey::Kind;
+    const Kind kind = (event.bstate & BUTTON4_PRESSED) != 0   ? Kind::wheelUp
+                      : (event.bstate & BUTTON5_PRESSED) != 0 ? Kind::wheelDown
+                                                              : Kind::click;
+    return {.kind = kind,
+            .character = 0,
+            .row = static_cast<std::size_t>(std::max(0, event.y)),
+            .column = static_cast<std::size_t>(std::max(0, event.x))};
+}
+
+/// A key that ncurses has a number for.
+ScreenKey functionKey(wint_t code) {
+    using Kind = ScreenKey::Kind;
+    switch (code) {
+    case KEY_RESIZE: return {.kind = Kind::resized};
+    case KEY_MOUSE: return mouseKey();
+    case KEY_UP: return {.kind = Kind::up};
+    case KEY_DOWN: return {.kind = Kind::down};
+    case KEY_LEFT: return {.kind = Kind::left};
+    case KEY_RIGHT: return {.kind = Kind::right};
+    case KEY_PPAGE: return {.kind = Kind::pageUp};
+    case KEY_NPAGE: return {.kind = Kind::pageDown};
+    case KEY_HOME: return {.kind = Kind::home};
+    case KEY_END: return {.kind = Kind::end};
+    case KEY_ENTER: return {.kind = Kind::enter};
+    case KEY_BACKSPACE: return {.kind = Kind::backspace};
+    case KEY_DC: return {.kind = Kind::remove};
+    default: return {};
+    }
+}
+
+ScreenKey characterKey(wint_t character) {
+    using Kind = ScreenKey::Kind;
+    switch (character) {
+    case L'\n':
+    case L'\r': return {.kind = Kind::enter};
+    case 0x1B: return {.kind = Kind::escape};
+    case 0x08:
+    case 0x7F: return {.kind = Kind::backspace};
+    default: break;
+    }
+    if (character < 0x20) return {};
+    return {.kind = Kind::character, .character = static_cast<char32_t>(character)};
 }
 
 }  // namespace
@@ -148,8 +235,14 @@ LiveScreen::LiveScreen(bool hasColor) : hasColor_{hasColor} {
     undo.sequenceLength = 0;
     // Attributes off, keypad off, cursor visible, the earlier screen back.
     for (const char* const capability : {"sgr0", "rmkx", "cnorm", "rmcup"}) keepSequence(capability);
+    // Terminals that can't move a cursor by these rules have no mouse either.
+    if (tigetstr("kmous") != nullptr && tigetstr("kmous") != reinterpret_cast<const char*>(-1)) {
+        for (const char byte : mouseOff) keepForUndo(byte);
+    }
     tcgetattr(STDOUT_FILENO, &undo.settings);
     undo.endRequests = 0;
+    undo.isToStop = 0;
+    undo.isResized = 0;
     undo.isNeeded = 1;
     // Before ncurses begins, which sets handlers of its own only where there are none.
     setHandlers();
@@ -164,25 +257,38 @@ LiveScreen::LiveScreen(bool hasColor) : hasColor_{hasColor} {
     cbreak();
     noecho();
     keypad(stdscr, TRUE);
+    // Long enough for the rest of a key's sequence, also from far away; short enough for Esc alone.
+    set_escdelay(50);
+    mousemask(mouseEvents, nullptr);
+    mouseinterval(0);  // a press is a click: nothing waits for a second one
     curs_set(0);
+    // ncurses has set one of its own, which works on the page from within the handler.
+    struct sigaction stops {};
+    sigaction(SIGTSTP, nullptr, &stops);
+    if (stops.sa_handler != SIG_IGN) handleStops(noteStop);
+    handleResizes(noteResize);
     hasColor_ = hasColor && has_colors();
     if (hasColor_) {
         start_color();
         use_default_colors();
-        for (const auto& [pair, color] :
-             {std::pair{bluePair, COLOR_BLUE}, std::pair{cyanPair, COLOR_CYAN}, std::pair{greenPair, COLOR_GREEN},
-              std::pair{yellowPair, COLOR_YELLOW}, std::pair{redPair, COLOR_RED}}) {
+        for (const auto& [pair, color] : {std::pair{magentaPair, COLOR_MAGENTA}, std::pair{redPair, COLOR_RED}}) {
             init_pair(pair, static_cast<short>(color), -1);
         }
     }
 }
 
 LiveScreen::~LiveScreen() {
+    mousemask(0, nullptr);
     endwin();
     // What ncurses leaves is put right here too: it restores the settings of the moment in which it was started.
     tcsetattr(STDOUT_FILENO, TCSADRAIN, &undo.settings);
     undo.isNeeded = 0;
     resetHandlers();
+    // ncurses leaves its own; one that was ignored from the start was never set.
+    struct sigaction stops {};
+    sigaction(SIGTSTP, nullptr, &stops);
+    if (stops.sa_handler != SIG_IGN) handleStops(SIG_DFL);
+    handleResizes(SIG_DFL);
     delscreen(screen_);
 }
 
@@ -207,17 +313,38 @@ void LiveScreen::draw(const std::vector<ScreenLine>& lines) {
     refresh();
 }
 
-LiveScreen::Event LiveScreen::wait(std::chrono::milliseconds limit) {
+/// Gives the terminal back, stops as a program without a page would, and takes the terminal again when it goes on.
+void LiveScreen::standStill() {
+    undo.isToStop = 0;
+    endwin();
+    tcsetattr(STDOUT_FILENO, TCSADRAIN, &undo.settings);
+    handleStops(SIG_DFL);
+    raise(SIGTSTP);
+    handleStops(noteStop);
+    takeSize();  // only programs in the foreground are told of a new one
+    refresh();
+}
+
+ScreenKey LiveScreen::wait(std::chrono::milliseconds limit) {
     // The wait is not left to ncurses, which can't tell a terminal that has gone from one where nothing was typed.
     pollfd input{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
-    if (poll(&input, 1, static_cast<int>(limit.count())) > 0 && (input.revents & POLLIN) == 0) return Event::quit;
+    const int ready = poll(&input, 1, static_cast<int>(limit.count()));
+    if (undo.isToStop != 0) {
+        standStill();
+        return {.kind = ScreenKey::Kind::resized};
+    }
+    if (undo.isResized != 0) {
+        takeSize();
+        return {.kind = ScreenKey::Kind::resized};
+    }
+    if (ready > 0 && (input.revents & POLLIN) == 0) return {.kind = ScreenKey::Kind::closed};
     // Whatever is there already is taken, nothing is waited for: the waiting is over.
     timeout(0);
-    switch (getch()) {
-    case 'q':
-    case 'Q': return Event::quit;
-    case KEY_RESIZE: return Event::resized;
-    default: return Event::none;
+    wint_t code = 0;
+    switch (get_wch(&code)) {
+    case KEY_CODE_YES: return functionKey(code);
+    case OK: return characterKey(code);
+    default: return {};
     }
 }
 

@@ -1,159 +1,103 @@
 #include "terminal/MonitorPage.hpp"
 
-#include "output/ProcessOrder.hpp"
 #include "output/TerminalText.hpp"
 
-#include <fmt/format.h>
-
 #include <algorithm>
+#include <array>
+#include <iterator>
 #include <utility>
-
-// The page, with everything beyond its width or height cut:
-//
-//     kestrel monitor                                                        q quits
-//     CPU      12.3 %                          ▁▁▂▁▃▅▂▁▁
-//     Memory   8.11 GB of 16.0 GB, Normal      ▄▄▄▄▄▄▄▄▄
-//     …
-//     (blank)
-//            PID      CPU %      memory    threads  name
-//           4711       98.2     1.20 GB         12  ffmpeg
 
 namespace KestrelCLI {
 
-using KestrelCore::ProcessSample;
-using KestrelCore::SystemSample;
-using KestrelCore::ThermalLevel;
-
 namespace {
 
-/// Fixed, so that nothing moves sideways while the figures change.
-constexpr std::size_t labelColumns = 9;
-constexpr std::size_t valueColumns = 32;
-/// A quiet network fills no plot: below this rate columns stay low.
-constexpr double quietBytesPerSecond = 10'000;
-
-std::string rateText(const Session& session, std::int64_t bytesPerSecond) {
-    return session.size(bytesPerSecond) + "/s";
-}
-
-/// "none" for a machine without battery and mains; a battery that tells no charge is "unknown".
-std::string powerText(const SystemSample& sample) {
-    if (!sample.batteryPercent && !sample.isCharging) return "none";
-    std::string text = sample.batteryPercent ? percentText(*sample.batteryPercent) : std::string{"unknown"};
-    if (sample.isCharging) text += *sample.isCharging ? ", on mains" : ", on battery";
-    return text;
-}
-
-Style styleOf(const KestrelCore::Text& pressure) {
-    return pressure == "High" ? Style::bad : pressure == "Elevated" ? Style::warning : Style::plain;
-}
-
-Style styleOf(ThermalLevel level) {
-    switch (level) {
-    case ThermalLevel::critical: return Style::bad;
-    case ThermalLevel::serious: return Style::warning;
-    case ThermalLevel::nominal:
-    case ThermalLevel::fair:
-    case ThermalLevel::unknown: break;
-    }
-    return Style::plain;
-}
-
-/// From 0 for nominal to 3 for critical.
-double severity(ThermalLevel level) { return static_cast<double>(static_cast<int>(level)); }
-
-double fractionOf(std::int64_t part, std::int64_t whole) {
-    return whole > 0 ? static_cast<double>(part) / static_cast<double>(whole) : 0;
-}
+struct Help {
+    const char* key;
+    const char* meaning;
+};
+constexpr std::array helpLines{
+    Help{"c m n d", "sort by CPU, memory, name, or disk (read and written)"},
+    Help{"t", "as a tree, each process below the one that started it"},
+    Help{"/", "only what has these words in name, command line or user"},
+    Help{"arrows, click", "choose a process; also Page Up, Page Down, Home, End, wheel"},
+    Help{"Del", "ask the chosen process to quit; again: end it by force"},
+    Help{"Space", "freeze the chosen process; again: let it go on"},
+    Help{"k", "show the threads of the kernel, or fold them"},
+    Help{"Esc", "all processes again, none chosen"},
+    Help{"q, Ctrl-C", "end; Ctrl-Z puts the page aside until fg"},
+    Help{"", ""},
+    Help{"", "100 % of CPU is one busy processor. Waiting: the part of the"},
+    Help{"", "last ten seconds in which something had to wait for it."},
+    Help{"", "Text is selected with Shift held down, in most terminals."},
+};
 
 }  // namespace
 
-std::string percentText(double fraction) { return fmt::format("{:.1f} %", fraction * 100); }
+MonitorPage::MonitorPage(const Session& session, Characters characters, std::int32_t ownIdentifier, Options options)
+    : characters_{characters}, options_{std::move(options)}, figures_{session, characters},
+      processes_{session, characters, ownIdentifier, options_.processes} {}
 
-// Everything with its label, since a line may be looked at by itself, far from the first.
-std::string monitorLine(const Session& session, const SystemSample& sample) {
-    std::string line = fmt::format(
-        "{}  cpu {}  memory {} of {} ({})  swap {}  down {}  up {}", sample.timestamp.rfc3339(),
-        percentText(sample.cpuUsedFraction), session.size(sample.memoryUsedBytes),
-        session.size(sample.memoryTotalBytes), sample.memoryPressure.view(), session.size(sample.swapUsedBytes),
-        rateText(session, sample.networkDownBytesPerSecond), rateText(session, sample.networkUpBytesPerSecond));
-    if (sample.batteryPercent || sample.isCharging) line += "  battery " + powerText(sample);
-    line += fmt::format("  thermal {}", KestrelCore::rawValue(sample.thermalLevel));
-    return line;
-}
-
-void MonitorPage::add(const SystemSample& sample) {
-    sample_ = sample;
-    processor_.add(sample.cpuUsedFraction);
-    memory_.add(fractionOf(sample.memoryUsedBytes, sample.memoryTotalBytes));
-    swap_.add(static_cast<double>(sample.swapUsedBytes));
-    down_.add(static_cast<double>(sample.networkDownBytesPerSecond));
-    up_.add(static_cast<double>(sample.networkUpBytesPerSecond));
-    // What the machine does not have gets no plot.
-    if (sample.batteryPercent) battery_.add(*sample.batteryPercent);
-    if (sample.thermalLevel != ThermalLevel::unknown) thermal_.add(severity(sample.thermalLevel));
-}
-
-void MonitorPage::setProcesses(std::vector<ProcessSample> processes) {
-    processes_ = std::move(processes);
-    sortProcesses(processes_, ProcessOrder::cpu);
-}
-
-std::vector<MonitorPage::Figure> MonitorPage::figures(const SystemSample& sample) const {
-    const std::string memory = fmt::format("{} of {}, {}", session_.size(sample.memoryUsedBytes),
-                                           session_.size(sample.memoryTotalBytes), sample.memoryPressure.view());
-    // One scale for both directions, so that they can be compared.
-    const double network = std::max({quietBytesPerSecond, down_.largest(), up_.largest()});
-    return {
-        {"CPU", percentText(sample.cpuUsedFraction), Style::plain, processor_, 1},
-        {"Memory", memory, styleOf(sample.memoryPressure), memory_, 1},
-        {"Swap", session_.size(sample.swapUsedBytes), Style::plain, swap_, std::max(1.0, swap_.largest())},
-        {"Down", rateText(session_, sample.networkDownBytesPerSecond), Style::plain, down_, network},
-        {"Up", rateText(session_, sample.networkUpBytesPerSecond), Style::plain, up_, network},
-        {"Battery", powerText(sample), Style::plain, battery_, 1},
-        {"Thermal", std::string{KestrelCore::rawValue(sample.thermalLevel)}, styleOf(sample.thermalLevel), thermal_, 3},
-    };
-}
-
-std::vector<ScreenLine> MonitorPage::lines(std::size_t columns, std::size_t rows) const {
+/// The title and the figures: less than half of the page, so that there is room for processes.
+std::vector<ScreenLine> MonitorPage::top(std::size_t columns, std::size_t rows) const {
     std::vector<ScreenLine> lines;
-    const std::string title = "kestrel monitor";
-    const std::string hint = "q quits";
-    const std::size_t gap = columns > title.size() + hint.size() ? columns - title.size() - hint.size() : 2;
-    lines.push_back({{title, Style::heading}, {std::string(gap, ' ')}, {hint, Style::quiet}});
-    if (!sample_) return lines;
-    // The plot takes what the widths of label and value leave, and goes first where there is little room.
-    const std::size_t plotColumns = columns > labelColumns + valueColumns ? columns - labelColumns - valueColumns : 0;
-    for (const Figure& figure : figures(*sample_)) {
-        lines.push_back({{TerminalText::padded(figure.label, labelColumns), Style::quiet},
-                         {TerminalText::padded(figure.value, valueColumns), figure.style},
-                         {figure.history.plot(plotColumns, figure.full, isUnicode_), Style::bar}});
+    if (rows < 3) return lines;
+    const std::string hint = "? help  q ends";
+    const std::string title = clipped(options_.title, columns, characters_);
+    const std::size_t gap = columns > title.size() + hint.size() ? columns - title.size() - hint.size() : columns;
+    lines.push_back({{title, Style::heading}});
+    if (gap < columns) {
+        lines.back().push_back({std::string(gap, ' ')});
+        lines.back().push_back({hint, Style::quiet});
     }
-    appendProcesses(lines, columns, rows);
+    if (!options_.showsFigures || rows < 6) return lines;
+    std::vector<ScreenLine> figures = figures_.lines(columns, rows >= 12 ? (rows - 2) / 2 : rows / 3);
+    std::move(figures.begin(), figures.end(), std::back_inserter(lines));
+    if (rows >= 20 && !figures.empty()) lines.emplace_back();
+    return lines;
+}
+
+std::vector<ScreenLine> MonitorPage::help(std::size_t columns, std::size_t rows) const {
+    constexpr std::size_t keyColumns = 15;
+    std::vector<ScreenLine> lines{{{clipped("Keys (any key goes back)", columns, characters_), Style::heading}}};
+    for (const Help& each : helpLines) {
+        const std::string key = clipped(TerminalText::padded(each.key, keyColumns), columns, characters_);
+        lines.push_back({{key, Style::match},
+                         {clipped(each.meaning, columns - std::min(columns, TerminalText::width(key)), characters_)}});
+    }
     if (lines.size() > rows) lines.resize(rows);
     return lines;
 }
 
-/// As many processes as the rows that are left can take, busiest first.
-void MonitorPage::appendProcesses(std::vector<ScreenLine>& lines, std::size_t columns, std::size_t rows) const {
-    constexpr std::size_t numberColumns = 10 + 2 + 9 + 2 + 10 + 2 + 9 + 2;
-    const std::size_t nameColumns = columns > numberColumns ? columns - numberColumns : 0;
-    const auto row = [](std::string_view id, std::string_view cpu, std::string_view memory, std::string_view threads) {
-        return fmt::format("{:>10}  {:>9}  {:>10}  {:>9}  ", id, cpu, memory, threads);
-    };
-    lines.emplace_back();
-    lines.push_back({{row("PID", "CPU %", "memory", "threads") + "name", Style::quiet}});
-    for (const ProcessSample& process : processes_) {
-        if (lines.size() >= rows) return;
-        std::string name = TerminalText::escaped(process.name.view());
-        // A terminal without UTF-8 would show each byte of a character as one of its own, and the columns would be off.
-        if (!isUnicode_)
-            std::ranges::replace_if(
-                name, [](char byte) { return (byte & 0x80) != 0; }, '?');
-        lines.push_back({{row(fmt::to_string(process.id), fmt::format("{:.1f}", process.cpuPercent),
-                              session_.size(process.residentBytes), fmt::to_string(process.threadCount)) +
-                          TerminalText::shortened(name, nameColumns)}});
+MonitorPage::Answer MonitorPage::press(const ScreenKey& key, std::size_t columns, std::size_t rows) {
+    using Kind = ScreenKey::Kind;
+    if (key.kind == Kind::closed) return {.isOver = true};
+    if (key.kind == Kind::none || key.kind == Kind::resized) return {};
+    if (std::exchange(isHelp_, false)) return {};
+    if (key.kind == Kind::character && !processes_.takesEveryKey()) {
+        if (key.character == U'q' || key.character == U'Q') return {.isOver = true};
+        if (key.character == U'?' || key.character == U'h') {
+            isHelp_ = true;
+            return {};
+        }
     }
+    const std::size_t above = top(columns, rows).size();
+    processes_.resize(columns, rows - std::min(rows, above));
+    ScreenKey inPane = key;
+    if (key.kind == Kind::click) {
+        if (key.row < above) return {};
+        inPane.row -= above;
+    }
+    return {.isOver = false, .request = processes_.press(inPane)};
+}
+
+std::vector<ScreenLine> MonitorPage::lines(std::size_t columns, std::size_t rows) {
+    if (isHelp_) return help(columns, rows);
+    std::vector<ScreenLine> lines = top(columns, rows);
+    processes_.resize(columns, rows - std::min(rows, lines.size()));
+    std::vector<ScreenLine> below = processes_.lines();
+    std::move(below.begin(), below.end(), std::back_inserter(lines));
+    if (lines.size() > rows) lines.resize(rows);
+    return lines;
 }
 
 }  // namespace KestrelCLI

@@ -1,51 +1,48 @@
 #pragma once
 
-#include "output/PlotHistory.hpp"
-#include "output/Session.hpp"
-#include "terminal/LiveScreen.hpp"
-
-#include "KestrelCore/Metrics/SystemMetrics.hpp"
+#include "terminal/MonitorFigures.hpp"
+#include "terminal/ProcessPane.hpp"
 
 #include <cstddef>
-#include <optional>
+#include <cstdint>
 #include <string>
 #include <vector>
 
 namespace KestrelCLI {
 
-/// What `kestrel monitor` shows: the newest samples and a short history of each figure. Makes lines; draws nothing.
+/// The page of `kestrel monitor`: the figures of the machine, and its processes below them. Readings and keys go in,
+/// lines and requests come out; it draws nothing and touches no process.
 class MonitorPage {
 public:
-    MonitorPage(const Session& session, bool isUnicode) : session_{session}, isUnicode_{isUnicode} {}
+    struct Options {
+        bool showsFigures = true;  ///< else the processes alone
+        std::string title = "kestrel monitor";
+        ProcessPaneOptions processes{};
+    };
+    MonitorPage(const Session& session, Characters characters, std::int32_t ownIdentifier, Options options);
 
-    void add(const KestrelCore::SystemSample& sample);
-    void setProcesses(std::vector<KestrelCore::ProcessSample> processes);
+    [[nodiscard]] MonitorFigures& figures() { return figures_; }
+    [[nodiscard]] ProcessPane& processes() { return processes_; }
 
-    /// At most `rows` lines of at most `columns` columns; the busiest processes fill what the figures leave.
-    [[nodiscard]] std::vector<ScreenLine> lines(std::size_t columns, std::size_t rows) const;
+    struct Answer {
+        bool isOver = false;  ///< the page is to be closed
+        ProcessRequest request{};
+    };
+    /// What a key does, on a page of that size.
+    [[nodiscard]] Answer press(const ScreenKey& key, std::size_t columns, std::size_t rows);
+
+    /// At most `rows` lines of at most `columns` columns.
+    [[nodiscard]] std::vector<ScreenLine> lines(std::size_t columns, std::size_t rows);
 
 private:
-    struct Figure {
-        std::string label;
-        std::string value;
-        Style style;
-        const PlotHistory& history;
-        double full;  ///< the value that a full column of the plot stands for
-    };
-    [[nodiscard]] std::vector<Figure> figures(const KestrelCore::SystemSample& sample) const;
-    void appendProcesses(std::vector<ScreenLine>& lines, std::size_t columns, std::size_t rows) const;
+    [[nodiscard]] std::vector<ScreenLine> top(std::size_t columns, std::size_t rows) const;
+    [[nodiscard]] std::vector<ScreenLine> help(std::size_t columns, std::size_t rows) const;
 
-    const Session& session_;
-    bool isUnicode_;
-    std::optional<KestrelCore::SystemSample> sample_;
-    std::vector<KestrelCore::ProcessSample> processes_;  ///< busiest first
-    PlotHistory processor_, memory_, swap_, down_, up_, battery_, thermal_;
+    Characters characters_;
+    Options options_;
+    MonitorFigures figures_;
+    ProcessPane processes_;
+    bool isHelp_ = false;
 };
-
-/// One sample as a line of text, for output that is not a live page.
-[[nodiscard]] std::string monitorLine(const Session& session, const KestrelCore::SystemSample& sample);
-
-/// "12.3 %" of a fraction of 1.
-[[nodiscard]] std::string percentText(double fraction);
 
 }  // namespace KestrelCLI

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -239,11 +240,132 @@ TEST(QuitCommand, saysThatThereIsNoSuchProcess) {
         << outcome.out;
 }
 
-TEST(QuitCommand, takesIdentifiersOnly) {
-    for (const char* operand : {"sleep", "12x", "", "99999999999", "1.5"}) {
+TEST(QuitCommand, takesIdentifiersAndNames) {
+    for (const char* operand : {"", "99999999999"}) {
         EXPECT_EQ(run({"quit", "--yes", operand}).code, ExitCode::wrongUsage) << operand;
     }
+    for (const char* operand : {"no such process", "12x", "1.5"}) {
+        const Outcome outcome = run({"quit", "--yes", operand});
+        EXPECT_EQ(outcome.code, ExitCode::failed) << operand;
+        EXPECT_NE(outcome.messages.find("There is no process named"), std::string::npos) << outcome.messages;
+    }
     EXPECT_EQ(run({"quit", "--yes"}).code, ExitCode::wrongUsage);
+    EXPECT_EQ(run({"quit", "--yes", "--force", "--grace", "soon", "1"}).code, ExitCode::wrongUsage);
+}
+
+/// A process with a name that no other has, which does not hear the request to quit.
+struct Deaf {
+    Deaf() : name{"deaf-" + std::to_string(getpid())} {
+        struct sigaction before {};
+        struct sigaction ignore {};
+        ignore.sa_handler = SIG_IGN;
+        sigaction(SIGTERM, &ignore, &before);  // before the fork: there is no moment without
+        int ready[2];
+        if (pipe(ready) != 0) return;
+        identifier = fork();
+        if (identifier == 0) {
+            prctl(PR_SET_NAME, name.c_str());
+            if (write(ready[1], "r", 1) != 1) _exit(1);
+            for (;;) pause();
+        }
+        sigaction(SIGTERM, &before, nullptr);
+        char byte = 0;
+        EXPECT_EQ(read(ready[0], &byte, 1), 1);  // it has its name by now
+        close(ready[0]);
+        close(ready[1]);
+    }
+    Deaf(const Deaf&) = delete;
+    Deaf& operator=(const Deaf&) = delete;
+    ~Deaf() { (void)signalThatEndedIt(SIGKILL); }
+    int signalThatEndedIt(int sent = 0) {
+        if (identifier <= 0) return 0;
+        if (sent != 0) kill(identifier, sent);
+        int status = 0;
+        waitpid(std::exchange(identifier, -1), &status, 0);
+        return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+    }
+    std::string name;
+    pid_t identifier = -1;
+};
+
+TEST(QuitCommand, endsByForceWhatDoesNotQuit) {
+    Deaf deaf;
+    std::string shouted = deaf.name;
+    std::ranges::transform(shouted, shouted.begin(), [](char c) { return c >= 'a' && c <= 'z' ? char(c - 32) : c; });
+    const Outcome outcome = run({"quit", shouted, "--yes", "--force", "--grace", "1ms", "--json"});
+    EXPECT_EQ(outcome.code, ExitCode::done) << outcome.messages;
+    EXPECT_NE(outcome.out.find(R"("name": ")" + deaf.name + R"(", "succeeded": true, "forced": true)"),
+              std::string::npos)
+        << outcome.out;
+    EXPECT_EQ(deaf.signalThatEndedIt(), SIGKILL);
+}
+
+TEST(QuitCommand, asksAnotherQuestionBeforeItForces) {
+    Deaf deaf;
+    const KestrelCore::StandardInput input{"y\nn\n"};
+    std::ostringstream out;
+    std::ostringstream messages;
+    Session session{.out = out, .messages = messages, .terminal = {}, .options = {}};
+    session.terminal.isInput = true;
+    const ExitCode code = runCommandLine({"quit", "--force", "--grace", "1ms", deaf.name}, session, {addQuitCommand});
+    EXPECT_EQ(code, ExitCode::failed);
+    EXPECT_NE(messages.str().find("Ask " + deaf.name), std::string::npos) << messages.str();
+    EXPECT_NE(messages.str().find("End it by force?"), std::string::npos) << messages.str();
+    EXPECT_NE(out.str().find("was asked to quit"), std::string::npos) << out.str();
+    EXPECT_EQ(kill(deaf.identifier, 0), 0);
+}
+
+TEST(QuitCommand, listsSeveralAndAsksOnce) {
+    Deaf one;
+    Deaf two;
+    const KestrelCore::StandardInput input{"n\n"};
+    std::ostringstream out;
+    std::ostringstream messages;
+    Session session{.out = out, .messages = messages, .terminal = {}, .options = {}};
+    session.terminal.isInput = true;
+    EXPECT_EQ(runCommandLine({"quit", one.name}, session, {addQuitCommand}), ExitCode::failed);
+    for (const pid_t identifier : {one.identifier, two.identifier}) {
+        EXPECT_NE(messages.str().find(std::to_string(identifier)), std::string::npos) << messages.str();
+    }
+    EXPECT_NE(messages.str().find("Ask these 2 processes to quit?"), std::string::npos) << messages.str();
+}
+
+TEST(QuitCommand, suggestsANameThatHoldsTheGivenOne) {
+    Deaf deaf;
+    const Outcome outcome = run({"quit", "--yes", deaf.name.substr(0, deaf.name.size() - 1)});
+    EXPECT_EQ(outcome.code, ExitCode::failed);
+    EXPECT_NE(outcome.messages.find("Did you mean"), std::string::npos) << outcome.messages;
+    EXPECT_EQ(kill(deaf.identifier, 0), 0);
+}
+
+TEST(ProcessesCommand, narrowsToWordsAndUser) {
+    Deaf deaf;
+    const Outcome outcome = run({"processes", deaf.name, "--json", "--every", "1ms", "--count", "1"});
+    EXPECT_EQ(outcome.code, ExitCode::done);
+    simdjson::dom::parser parser;
+    const auto document = parser.parse(outcome.out);
+    const simdjson::dom::array processes = document["processes"].get_array();
+    ASSERT_EQ(processes.size(), 1U) << outcome.out;
+    const auto process = processes.at(0);
+    EXPECT_EQ(process["id"].get_int64().value(), deaf.identifier);
+    EXPECT_EQ(process["parentId"].get_int64().value(), getpid());
+    EXPECT_EQ(process["isKernelThread"].get_bool().value(), false);
+    for (const char* key : {"user", "commandLine", "startedAt"}) {
+        EXPECT_EQ(process[key].error(), simdjson::SUCCESS) << key;
+    }
+    const Outcome none = run({"processes", deaf.name, "--user", "no such user", "--every", "1ms", "--count", "1"});
+    EXPECT_EQ(none.code, ExitCode::done);
+    EXPECT_EQ(none.out, "");
+    EXPECT_NE(none.messages.find("No process matches."), std::string::npos);
+}
+
+TEST(ProcessesCommand, drawsATree) {
+    Deaf deaf;
+    const Outcome outcome = run({"processes", "--tree", "--every", "1ms", "--count", "1"});
+    const std::size_t parent = outcome.out.find("kestrel-tests");
+    const std::size_t child = outcome.out.find("─ " + deaf.name);
+    EXPECT_NE(child, std::string::npos) << outcome.out;
+    EXPECT_LT(parent, child);
 }
 
 TEST(QuitCommand, printsJSONWhenTheAnswerIsNo) {

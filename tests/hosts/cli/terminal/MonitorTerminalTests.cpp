@@ -60,6 +60,17 @@ public:
         }
         return true;
     }
+    /// The same with a text that comes after another.
+    bool shows(std::string_view text, std::string_view earlier) {
+        const auto isThere = [&] {
+            const std::size_t at = output_.find(earlier);
+            return at != std::string::npos && output_.find(text, at) != std::string::npos;
+        };
+        while (!isThere()) {
+            if (!readMore()) return isThere();
+        }
+        return true;
+    }
     void forgetOutput() { output_.clear(); }
     [[nodiscard]] const std::string& output() const { return output_; }
 
@@ -148,7 +159,7 @@ TEST(MonitorInTerminal, drawsItselfAnewWhenTheTerminalIsResized) {
     }
     monitor.forgetOutput();
     monitor.resize(30, 90);
-    EXPECT_TRUE(monitor.shows("Thermal"));
+    EXPECT_TRUE(monitor.shows("Memory"));
     monitor.type("q");
     const int status = monitor.end();
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
@@ -195,9 +206,23 @@ TEST(MonitorInTerminal, comesBackFromBeingStopped) {
     monitor.signal(SIGCONT);
     monitor.forgetOutput();
     monitor.resize(25, 81);
-    EXPECT_TRUE(monitor.shows("Thermal"));
+    EXPECT_TRUE(monitor.shows("Memory"));
     monitor.type("q");
     EXPECT_EQ(monitor.end(), 0);
+}
+
+TEST(MonitorInTerminal, givesTheTerminalBackOnControlZUntilItGoesOn) {
+    MonitorInTerminal monitor{24, 80};
+    ASSERT_TRUE(monitor.shows("PID")) << monitor.output();
+    monitor.signal(SIGTSTP);
+    // A process group that nobody could let go on again is not stopped; the page is put aside and comes back all the
+    // same.
+    EXPECT_TRUE(monitor.shows("\x1b[?1049h", "\x1b[?1049l"));
+    EXPECT_TRUE(monitor.shows("PID", "\x1b[?1049l"));
+    monitor.type("q");
+    EXPECT_EQ(monitor.end(), 0);
+    EXPECT_TRUE(monitor.hasEarlierSettings());
+    EXPECT_TRUE(monitor.hasEarlierScreen());
 }
 
 TEST(MonitorInTerminal, printsLinesOnATerminalThatCanShowNoPage) {
