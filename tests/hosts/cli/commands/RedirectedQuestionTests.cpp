@@ -17,7 +17,7 @@ TEST_F(RedirectedQuestion, comesWithItsPlan) {
         const CommandRun outcome = run({command, path});
         EXPECT_TRUE(contains(outcome.messages, "/no\\x1b name\n")) << outcome.messages;
         EXPECT_LT(outcome.messages.find("no\\x1b name"), outcome.messages.find("1 item"));
-        EXPECT_TRUE(contains(outcome.out, "/no\x1b name\n")) << outcome.out;
+        EXPECT_TRUE(contains(outcome.out, "/no\\x1b name\n")) << outcome.out;
         EXPECT_TRUE(std::filesystem::exists(path));
     }
 }
