@@ -11,6 +11,7 @@ import pty
 import select
 import signal
 import struct
+import subprocess
 import sys
 import termios
 
@@ -175,6 +176,8 @@ def monitor(_):
 
 def processes(_):
     """The list alone, with what the command line narrows it to."""
+    found = subprocess.run([KESTREL, "processes", "no-process-has-this"], capture_output=True, text=True, check=False)
+    check(found.returncode == 0 and found.stdout == "", f"A search does not find itself:\n{found.stdout}")
     terminal = Terminal(["processes", "--every", "200ms", "--tree", "pages.py"], 100, 20)
     terminal.shows("kestrel processes")
     terminal.shows(f"{os.getpid():>7}")

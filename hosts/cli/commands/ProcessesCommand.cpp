@@ -12,6 +12,8 @@
 
 #include <fmt/format.h>
 
+#include <unistd.h>
+
 #include <chrono>
 #include <cstdint>
 #include <limits>
@@ -173,7 +175,10 @@ ExitCode printLists(const Session& session, const ProcessesOptions& options, con
     (void)processRows(awaited(lists), inspector);
     for (std::uint64_t printed = 0; printed < count; ++printed) {
         std::vector<ProcessRow> rows = processRows(awaited(lists), inspector);
-        std::erase_if(rows, [&filter](const ProcessRow& row) { return !filter.matches(row); });
+        std::erase_if(rows, [&filter](const ProcessRow& row) {
+            // This program has the words on its own command line, and is not what anybody looks for.
+            return !filter.matches(row) || (!filter.words.empty() && row.sample.id == getpid());
+        });
         sortProcesses(rows, options.order);
         const std::vector<Printed> list = arranged(session, rows, options);
         if (session.options.json) {
