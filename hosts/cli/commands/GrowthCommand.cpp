@@ -79,11 +79,24 @@ std::vector<Generation>::const_iterator firstWhole(std::vector<Generation>::cons
     return found == end ? begin : found;
 }
 
+/// The newest whole one of a folder that was scanned before: a first scan of a folder above would hide what is known of
+/// this one. Where there is none, the newest.
+std::vector<Generation>::const_iterator newestWithAnEarlierOne(const std::vector<Generation>& generations) {
+    const auto hasEarlier = [&](const Generation& one) {
+        return std::ranges::any_of(generations, [&](const Generation& other) {
+            return other.number < one.number && other.scope.root.path() == one.scope.root.path();
+        });
+    };
+    const auto found =
+        std::ranges::find_if(generations, [&](const Generation& each) { return each.isComplete && hasEarlier(each); });
+    return found == generations.end() ? firstWhole(generations.begin(), generations.end()) : found;
+}
+
 /// `generations` are those that know of what is asked about, newest first and at least one.
 Compared choose(const ChangeOptions& options, const std::vector<Generation>& generations) {
     const Date now = Date::now();
-    const Generation& until = options.until ? meant(generations, "--until", *options.until, now)
-                                            : *firstWhole(generations.begin(), generations.end());
+    const Generation& until =
+        options.until ? meant(generations, "--until", *options.until, now) : *newestWithAnEarlierOne(generations);
     const Text root = until.scope.root.path();
     const std::vector<Generation> alike =
         only(generations, [&](const Generation& each) { return each.scope.root.path() == root; });

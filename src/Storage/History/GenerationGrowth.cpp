@@ -1,20 +1,16 @@
 #include "Storage/History/GenerationGrowth.hpp"
 
 #include "Base/Parallel.hpp"
-#include "Storage/History/ChunkColumns.hpp"
-#include "Storage/History/FolderTable.hpp"
 #include "Storage/History/GrowthSelection.hpp"
-#include "Storage/History/RowValues.hpp"
+#include "Storage/History/GrowthSide.hpp"
+#include "Storage/History/SharedFiles.hpp"
 
 #include <boost/unordered/unordered_flat_map.hpp>
 
 #include <algorithm>
 #include <cstdint>
-#include <iterator>
 #include <map>
-#include <memory>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -35,331 +31,7 @@ namespace KestrelCore {
 
 namespace {
 
-using Range = std::pair<std::uint32_t, std::uint32_t>;  // first, and one behind the last
-
 constexpr std::uint32_t none = FolderTable::none;
-constexpr HistoryFields sizeFields =
-    bit(HistoryField::kind) | bit(HistoryField::shape) | bit(HistoryField::logical) | bit(HistoryField::allocated);
-
-FileKind kindOf(std::uint64_t kind) { return static_cast<FileKind>(kind & 7); }
-
-bool isContainer(std::uint64_t kind) {
-    return kindOf(kind) == FileKind::directory || kindOf(kind) == FileKind::package;
-}
-
-/// A record that the tree has no row for.
-struct IrregularItem {
-    Text path;
-    std::uint64_t kind = 0;
-    std::uint64_t bytes = 0;
-    std::uint32_t parent = none;
-};
-
-/// Names of files, of each generation those of the chunk that was read last. What two generations share is read once.
-class FileNames {
-public:
-    struct Chunk {
-        std::uint32_t number;
-        NameBytes names;
-        std::vector<std::uint32_t> ends;
-
-        [[nodiscard]] std::string_view name(std::uint32_t row) const {
-            const std::size_t begin = row == 0 ? 0 : ends[row - 1] + std::size_t{1};
-            return names.view().substr(begin, ends[row] - begin);
-        }
-    };
-
-    /// Stays as long as somebody holds it.
-    [[nodiscard]] const std::shared_ptr<const Chunk>& chunk(const StreamView& files, std::uint32_t layer,
-                                                            std::uint32_t number) {
-        std::shared_ptr<const Chunk>& last = last_[files.generationOf(layer)];
-        if (last != nullptr && last->number == number) return last;
-        Chunk next{.number = number, .names = files.names(layer, number), .ends = {}};
-        if (!findNameEnds(next.names.view(), files.rowsIn(layer, number), next.ends)) {
-            throwDamaged(files.generationOf(layer));
-        }
-        last = std::make_shared<const Chunk>(std::move(next));
-        return last;
-    }
-
-private:
-    boost::unordered_flat_map<std::int64_t, std::shared_ptr<const Chunk>> last_;
-};
-
-/// One of the two generations.
-class Side {
-public:
-    struct File {
-        FileKind kind;
-        std::uint64_t bytes;
-    };
-
-    Side(const OpenGeneration& generation, FileNames& names)
-        : generation_{generation}, rows_{generation.rows()}, table_{rows_, bit(HistoryField::kind)},
-          sizes_{rows_.files(), sizeFields, false}, names_{names} {
-        sumUp();
-    }
-
-    /// Rows of the first `layers` layers are the other side's too. Sizes are read there where the other has no layers
-    /// beside these: then they are what they were, or a later layer of this side says what they are.
-    void readSizesFrom(Side& other, std::uint32_t layers) {
-        if (layers != other.rows_.files().layerCount()) return;
-        other_ = &other;
-        sharedLayers_ = layers;
-    }
-
-    [[nodiscard]] const FolderTable& table() const { return table_; }
-    [[nodiscard]] const GenerationRows& rows() const { return rows_; }
-    [[nodiscard]] const OpenGeneration& generation() const { return generation_; }
-    [[nodiscard]] std::uint64_t bytes(std::uint32_t folder) const { return bytes_[folder]; }
-    /// What the folder has beside its folders, its files and the irregular items in it.
-    [[nodiscard]] std::uint64_t ownBytes(std::uint32_t folder) const { return own_[folder]; }
-    [[nodiscard]] const std::vector<IrregularItem>& irregular() const { return irregular_; }
-    [[nodiscard]] FileKind kind(std::uint32_t folder) const {
-        if (table_.hasRecord(folder)) return kindOf(table_.value(HistoryField::kind, folder));
-        const auto known = irregularFolders_.find(folder);
-        return known == irregularFolders_.end() ? FileKind::directory : known->second.kind;
-    }
-    /// Records below the folder.
-    [[nodiscard]] std::int64_t itemsBelow(std::uint32_t folder) const {
-        std::int64_t items = table_.endOfFilesBelow(folder) - table_.firstFile(folder);
-        for (std::uint32_t i = folder + 1; i < table_.end(folder); ++i) items += table_.hasRecord(i) ? 1 : 0;
-        return items;
-    }
-    [[nodiscard]] Range filesOf(std::uint32_t folder) const {
-        return {table_.firstFile(folder), table_.firstFile(folder) + table_.fileCount(folder)};
-    }
-
-    [[nodiscard]] File file(std::uint32_t position) {
-        const auto [layer, index] = rows_.files().rowAt(position);
-        const bool isShared = layer < sharedLayers_;
-        const RowReader::Rows row = (isShared ? other_->sizes_ : sizes_).inLayer(layer, index);
-        const auto value = [&](HistoryField field) {
-            const auto later =
-                isShared ? rows_.files().changes(layer, field, index, 1) : std::span<const StreamView::NewValue>{};
-            return later.empty() ? row.value(field, 0) : later.front().second;
-        };
-        const std::uint64_t kind = value(HistoryField::kind);
-        const std::int64_t allocated =
-            allocationOf({.allocated = value(HistoryField::allocated), .shape = value(HistoryField::shape)},
-                         static_cast<std::int64_t>(value(HistoryField::logical)));
-        return {kindOf(kind), bytesCounted(kind, static_cast<std::uint64_t>(allocated))};
-    }
-    /// Valid until the next call.
-    [[nodiscard]] std::string_view fileName(std::uint32_t position) {
-        const auto [layer, index] = rows_.files().rowAt(position);
-        const auto perChunk = static_cast<std::uint32_t>(rowsInChunk(HistoryStream::files));
-        name_ = names_.chunk(rows_.files(), layer, index / perChunk);
-        return name_->name(index % perChunk);
-    }
-
-    /// The device and the number of each folder; read when first asked for.
-    [[nodiscard]] std::optional<FileIdentity> identity(std::uint32_t folder) {
-        if (identities_.empty()) readIdentities();
-        return identities_[folder];
-    }
-
-private:
-    static std::uint64_t allocatedBytes(const RowReader::Rows& rows, std::size_t i) {
-        return static_cast<std::uint64_t>(allocationOf(
-            {.allocated = rows.value(HistoryField::allocated, i), .shape = rows.value(HistoryField::shape, i)},
-            static_cast<std::int64_t>(rows.value(HistoryField::logical, i))));
-    }
-
-    void sumUp() {
-        const FolderContents contents{table_, rows_.folders(), 0};
-        std::vector<std::uint64_t> inside(table_.size(), 0);
-        readIrregular(contents);
-        for (const IrregularItem& item : irregular_) {
-            if (item.parent != none) inside[item.parent] += item.bytes;
-        }
-        bytes_.resize(table_.size());
-        own_.resize(table_.size());
-        for (std::uint32_t i = table_.size(); i-- > 0;) {
-            inside[i] += contents.inFiles(i);
-            if (table_.hasRecord(i)) {
-                bytes_[i] = contents.aggregate(i);
-            } else {
-                const auto known = irregularFolders_.find(i);
-                bytes_[i] = known == irregularFolders_.end() ? inside[i] : known->second.bytes;
-            }
-            own_[i] = bytes_[i] - inside[i];
-            if (i > 0) inside[table_.parent(i)] += bytes_[i];
-        }
-    }
-
-    void readIrregular(const FolderContents& contents) {
-        RowReader reader{rows_.irregular(), sizeFields | bit(HistoryField::aggregate), true};
-        for (std::uint32_t position = 0; position < rows_.irregular().size(); ++position) {
-            const RowReader::Rows piece = reader.at(position);
-            const auto bytes = withSlashes(piece.name(0));
-            const auto texts = bytes ? separatedTexts(*bytes) : std::nullopt;
-            if (!texts || texts->size() < 2) throwDamaged(rows_.generation());
-            const std::uint64_t kind = piece.value(HistoryField::kind, 0);
-            const std::uint64_t allocated = allocatedBytes(piece, 0);
-            IrregularItem item{.path = Text{texts->front()}, .kind = kind, .bytes = bytesCounted(kind, allocated)};
-            if (isContainer(kind)) {
-                const std::uint32_t folder = table_.at(texts->front());
-                item.bytes = allocated + (folder == none ? 0 : contents.of(folder)) +
-                             unzigzag(piece.value(HistoryField::aggregate, 0));
-                if (folder != none && !table_.hasRecord(folder)) {
-                    irregularFolders_[folder] = {kindOf(kind), item.bytes};
-                    continue;
-                }
-            }
-            if (texts->size() > 2) item.parent = table_.find((*texts)[2]);
-            irregular_.push_back(std::move(item));
-        }
-    }
-
-    void readIdentities() {
-        identities_.reserve(table_.size());
-        RowReader reader{rows_.folders(),
-                         bit(HistoryField::shape) | bit(HistoryField::device) | bit(HistoryField::inode), false};
-        const std::vector<std::uint64_t>& devices = generation_.context().dictionary.devices;
-        while (identities_.size() < table_.size()) {
-            const RowReader::Rows piece = reader.at(static_cast<std::uint32_t>(identities_.size()));
-            for (std::uint32_t i = 0; i < piece.count; ++i) {
-                const std::uint64_t shape = piece.value(HistoryField::shape, i);
-                const std::uint64_t device = piece.value(HistoryField::device, i);
-                if ((shape & (RowShape::noIdentity | RowShape::noRecord)) != 0) {
-                    identities_.emplace_back();
-                    continue;
-                }
-                if (device >= devices.size()) throwDamaged(rows_.generation());
-                identities_.emplace_back(FileIdentity{devices[device], piece.value(HistoryField::inode, i)});
-            }
-        }
-    }
-
-    const OpenGeneration& generation_;
-    const GenerationRows& rows_;
-    FolderTable table_;
-    RowReader sizes_;
-    FileNames& names_;
-    std::shared_ptr<const FileNames::Chunk> name_;  ///< what was asked for last
-    Side* other_ = nullptr;                         ///< whose sizes are read of the first `sharedLayers_` layers
-    std::uint32_t sharedLayers_ = 0;
-    std::vector<std::uint64_t> bytes_;
-    std::vector<std::uint64_t> own_;
-    std::vector<IrregularItem> irregular_;
-    boost::unordered_flat_map<std::uint32_t, File>
-        irregularFolders_;  ///< with a record that is no row of the tree: a scan's root
-    std::vector<std::optional<FileIdentity>> identities_;
-};
-
-/// Which files two generations share: rows of the generations that both rest on.
-class SharedFiles {
-public:
-    SharedFiles(const StreamView& before, const StreamView& after) : before_{before}, after_{after} {
-        const std::uint32_t most = std::min(before.layerCount(), after.layerCount());
-        while (common_ < most && before.generationOf(common_) == after.generationOf(common_)) ++common_;
-        for (const StreamView* view : {&before, &after}) {
-            auto rows = view->changedRows(common_, sizeFields);
-            rows.resize(common_);
-            changed_.resize(common_);
-            for (std::uint32_t layer = 0; layer < common_; ++layer) {
-                std::vector<std::uint32_t> both;
-                std::ranges::set_union(changed_[layer], rows[layer], std::back_inserter(both));
-                changed_[layer] = std::move(both);
-            }
-        }
-    }
-
-    /// How many layers both rest on.
-    [[nodiscard]] std::uint32_t layers() const { return common_; }
-
-    /// Files of one folder on both sides, taken apart. All as positions.
-    struct Parts {
-        std::vector<Range> before;   ///< that the later one does not share
-        std::vector<Range> after;    ///< that the earlier one does not share
-        std::vector<Range> changed;  ///< shared rows with another size now: position before, and after
-    };
-    void takeApart(const Range& before, const Range& after, Parts& parts) {
-        parts.before.clear();
-        parts.after.clear();
-        parts.changed.clear();
-        collect(before_, before, beforePieces_, parts.before);
-        collect(after_, after, afterPieces_, parts.after);
-        auto old = beforePieces_.begin();
-        auto now = afterPieces_.begin();
-        while (old != beforePieces_.end() || now != afterPieces_.end()) {
-            const bool isOldFirst = now == afterPieces_.end() || (old != beforePieces_.end() && old->comesBefore(*now));
-            const bool isNowFirst = old == beforePieces_.end() || (now != afterPieces_.end() && now->comesBefore(*old));
-            if (isOldFirst) {
-                const std::uint32_t count = now != afterPieces_.end() && now->layer == old->layer
-                                                ? std::min(old->count, now->index - old->index)
-                                                : old->count;
-                parts.before.emplace_back(old->position, old->position + count);
-                old += drop(*old, count);
-            } else if (isNowFirst) {
-                const std::uint32_t count = old != beforePieces_.end() && now->layer == old->layer
-                                                ? std::min(now->count, old->index - now->index)
-                                                : now->count;
-                parts.after.emplace_back(now->position, now->position + count);
-                now += drop(*now, count);
-            } else {
-                const std::uint32_t count = std::min(old->count, now->count);
-                const std::vector<std::uint32_t>& changed = changed_[old->layer];
-                for (auto row = std::ranges::lower_bound(changed, old->index);
-                     row != changed.end() && *row < old->index + count; ++row) {
-                    parts.changed.emplace_back(old->position + (*row - old->index),
-                                               now->position + (*row - now->index));
-                }
-                old += drop(*old, count);
-                now += drop(*now, count);
-            }
-        }
-        std::ranges::sort(parts.before);
-        std::ranges::sort(parts.after);
-        std::ranges::sort(parts.changed);
-    }
-
-private:
-    struct Piece {
-        std::uint32_t layer;
-        std::uint32_t index;
-        std::uint32_t count;
-        std::uint32_t position;
-
-        [[nodiscard]] bool comesBefore(const Piece& other) const {
-            return layer != other.layer ? layer < other.layer : index < other.index;
-        }
-    };
-
-    /// Leaves out the first rows of a piece; 1 when none are left.
-    static std::ptrdiff_t drop(Piece& piece, std::uint32_t count) {
-        piece.index += count;
-        piece.position += count;
-        piece.count -= count;
-        return piece.count == 0 ? 1 : 0;
-    }
-
-    void collect(const StreamView& view, const Range& files, std::vector<Piece>& shared,
-                 std::vector<Range>& others) const {
-        shared.clear();
-        if (files.first == files.second) return;
-        const auto& segments = view.segments();
-        for (std::size_t i = view.segmentAt(files.first); i < segments.size() && segments[i].start < files.second;
-             ++i) {
-            const std::uint32_t first = std::max(files.first, segments[i].start);
-            const std::uint32_t count = std::min(files.second, segments[i].start + segments[i].count) - first;
-            if (segments[i].layer < common_) {
-                shared.push_back({segments[i].layer, segments[i].first + (first - segments[i].start), count, first});
-            } else {
-                others.emplace_back(first, first + count);
-            }
-        }
-        std::ranges::sort(shared, [](const Piece& a, const Piece& b) { return a.comesBefore(b); });
-    }
-
-    const StreamView& before_;
-    const StreamView& after_;
-    std::uint32_t common_ = 0;                         ///< layers
-    std::vector<std::vector<std::uint32_t>> changed_;  ///< of each of these, rows
-    std::vector<Piece> beforePieces_;
-    std::vector<Piece> afterPieces_;
-};
 
 /// Both, read on two threads.
 struct Sides {
@@ -367,8 +39,8 @@ struct Sides {
         inParallel([&] { before.emplace(since, names); }, [&] { after.emplace(until, names); });
     }
     FileNames names;
-    std::optional<Side> before;
-    std::optional<Side> after;
+    std::optional<GrowthSide> before;
+    std::optional<GrowthSide> after;
 };
 
 class Comparison {
@@ -422,7 +94,7 @@ private:
             std::int64_t items = 1;
             FileKind kind = FileKind::directory;
         };
-        const auto itemOf = [&](const Side& side, std::uint32_t folder) -> std::optional<Item> {
+        const auto itemOf = [&](const GrowthSide& side, std::uint32_t folder) -> std::optional<Item> {
             if (folder != none) return Item{side.bytes(folder), side.itemsBelow(folder), side.kind(folder)};
             const auto record = side.generation().record(growth.path);
             if (!record) return std::nullopt;
@@ -520,10 +192,10 @@ private:
         shared_.takeApart(before_.filesOf(folders.before), after_.filesOf(folders.after), parts_);
         for (const auto& [old, now] : parts_.changed) compareFile(pair, old, now);
         if (parts_.before.empty() || parts_.after.empty()) {
-            for (const Range& range : parts_.before) {
+            for (const RowRange& range : parts_.before) {
                 for (std::uint32_t file = range.first; file < range.second; ++file) addGoneFile(pair, file);
             }
-            for (const Range& range : parts_.after) {
+            for (const RowRange& range : parts_.after) {
                 for (std::uint32_t file = range.first; file < range.second; ++file) addFreshFile(pair, file);
             }
             return;
@@ -553,7 +225,7 @@ private:
     /// The positions in some ranges, one after the other.
     class Positions {
     public:
-        explicit Positions(const std::vector<Range>& ranges) : range_{ranges.begin()}, end_{ranges.end()} {
+        explicit Positions(const std::vector<RowRange>& ranges) : range_{ranges.begin()}, end_{ranges.end()} {
             if (range_ != end_) next_ = range_->first;
         }
         [[nodiscard]] bool isLeft() const { return range_ != end_; }
@@ -565,8 +237,8 @@ private:
         }
 
     private:
-        std::vector<Range>::const_iterator range_;
-        std::vector<Range>::const_iterator end_;
+        std::vector<RowRange>::const_iterator range_;
+        std::vector<RowRange>::const_iterator end_;
         std::uint32_t next_ = 0;
     };
 
@@ -579,8 +251,8 @@ private:
     }
 
     void compareFile(std::uint32_t pair, std::uint32_t old, std::uint32_t now) {
-        const Side::File before = before_.file(old);
-        const Side::File after = after_.file(now);
+        const GrowthSide::File before = before_.file(old);
+        const GrowthSide::File after = after_.file(now);
         if (before.bytes == after.bytes) return;
         const GrowthSum sum{.before = before.bytes, .after = after.bytes, .items = 1};
         addLeaf(pair, sum,
@@ -595,7 +267,7 @@ private:
     }
 
     void addGoneFile(std::uint32_t pair, std::uint32_t file) {
-        const Side::File before = before_.file(file);
+        const GrowthSide::File before = before_.file(file);
         addLeaf(pair, {.before = before.bytes, .after = 0, .items = 1},
                 {.form = Source::Form::fileBefore,
                  .position = file,
@@ -604,7 +276,7 @@ private:
                  .what = GrowthChangeKind::gone});
     }
     void addFreshFile(std::uint32_t pair, std::uint32_t file) {
-        const Side::File after = after_.file(file);
+        const GrowthSide::File after = after_.file(file);
         addLeaf(pair, {.before = 0, .after = after.bytes, .items = 1},
                 {.form = Source::Form::fileAfter,
                  .position = file,
@@ -734,7 +406,7 @@ private:
     using TakenFolders = std::map<std::uint32_t, Taken>;
 
     /// The folder's bytes (as `before`) and items without the largest folders below it that are told elsewhere.
-    static GrowthSum left(const Side& side, std::uint32_t folder, const TakenFolders& taken) {
+    static GrowthSum left(const GrowthSide& side, std::uint32_t folder, const TakenFolders& taken) {
         GrowthSum sum{.before = side.bytes(folder), .after = 0, .items = side.itemsBelow(folder)};
         const std::uint32_t end = side.table().end(folder);
         for (auto each = taken.upper_bound(folder); each != taken.end() && each->first < end;
@@ -857,7 +529,7 @@ private:
                             .after = static_cast<std::int64_t>(sum.after),
                             .items = sum.items,
                             .movedFrom = std::nullopt};
-        const auto inFolder = [&](const Side& side, std::string_view name) {
+        const auto inFolder = [&](const GrowthSide& side, std::string_view name) {
             std::string path = source.parent == 0 ? std::string{} : side.table().path(source.parent);
             path += '/';
             path += name;
@@ -883,8 +555,8 @@ private:
     };
 
     Sides sides_;
-    Side& before_ = *sides_.before;
-    Side& after_ = *sides_.after;
+    GrowthSide& before_ = *sides_.before;
+    GrowthSide& after_ = *sides_.after;
     SharedFiles shared_;
     SharedFiles::Parts parts_;
     std::vector<Pair> pairs_;

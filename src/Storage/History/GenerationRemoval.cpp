@@ -38,9 +38,7 @@ bool isContainer(std::uint64_t kind) {
     return value == FileKind::directory || value == FileKind::package;
 }
 
-/// Of rows that are in a block, or at a reader's hand.
-template <typename Rows>
-std::int64_t allocatedBytes(const Rows& rows, std::size_t row) {
+std::int64_t allocatedBytes(const RowReader::Rows& rows, std::size_t row) {
     return allocationOf(
         {.allocated = rows.value(HistoryField::allocated, row), .shape = rows.value(HistoryField::shape, row)},
         static_cast<std::int64_t>(rows.value(HistoryField::logical, row)));
@@ -102,10 +100,10 @@ private:
 class Removal {
 public:
     explicit Removal(const OpenGeneration& generation)
-        : generation_{generation}, rows_{generation.rows()},
-          table_{rows_,
-                 bit(HistoryField::shape) | bit(HistoryField::logical) | bit(HistoryField::allocated) | changingFields},
-          contents_{table_, rows_.folders(), 0}, isGone_(table_.size(), false), loss_(table_.size(), 0) {
+        : generation_{generation}, rows_{generation.rows()}, table_{rows_, 0}, contents_{table_, rows_.folders(), 0},
+          folderRows_{rows_.folders(), bit(HistoryField::shape) | changingFields, false}, isGone_(table_.size(), false),
+          loss_(table_.size(), 0) {
+        readAllocated();
         readIrregular();
     }
 
@@ -156,16 +154,17 @@ public:
                 append(goneFolders, {i, i + 1});
                 continue;
             }
-            const std::uint32_t place = table_.place(i);
+            if (!isToldAnew[i] && isAsItWas(i)) continue;
+            const RowReader::Rows row = folderRows_.at(i);
             const FolderValues* now = valuesOf(i);
             for (unsigned field = 0; field < rowFieldCount; ++field) {
                 if ((changingFields >> field & 1) == 0) continue;
-                const std::uint64_t value = field == static_cast<unsigned>(HistoryField::aggregate) ? aggregateField(i)
-                                            : now != nullptr                                        ? (*now)[field]
-                                                             : table_.rows().values[field][i];
-                if (isToldAnew[i] || value != table_.rows().values[field][i]) {
-                    folders.add(place, field, value);
-                }
+                const std::uint64_t old = row.value(static_cast<HistoryField>(field), 0);
+                const std::uint64_t value = field == static_cast<unsigned>(HistoryField::aggregate)
+                                                ? aggregateField(i, old)
+                                            : now != nullptr ? (*now)[field]
+                                                             : old;
+                if (isToldAnew[i] || value != old) folders.add(row.place, field, value);
             }
         }
         write(rows_.folders(), goneFolders, folders, stored.layout, sink);
@@ -340,6 +339,19 @@ private:
                                                     rows_.generation()));
     }
 
+    void readAllocated() {
+        RowReader reader{rows_.folders(),
+                         bit(HistoryField::shape) | bit(HistoryField::logical) | bit(HistoryField::allocated), false};
+        allocated_.reserve(table_.size());
+        while (allocated_.size() < table_.size()) {
+            const auto first = static_cast<std::uint32_t>(allocated_.size());
+            const RowReader::Rows rows = reader.at(first);
+            for (std::uint32_t i = 0; i < rows.count; ++i) {
+                allocated_.push_back(table_.hasRecord(first + i) ? allocatedBytes(rows, i) : 0);
+            }
+        }
+    }
+
     /// What is left of each folder that stays.
     void sumUp() {
         for (const RemovedPath& removed : removedPaths_) {
@@ -371,10 +383,10 @@ private:
                 continue;
             }
             const FolderValues* now = valuesOf(i);
-            newContents_[i] += now != nullptr ? (*now)[static_cast<std::size_t>(HistoryField::fileBytes)]
-                                              : table_.value(HistoryField::fileBytes, i);
+            newContents_[i] +=
+                now != nullptr ? (*now)[static_cast<std::size_t>(HistoryField::fileBytes)] : contents_.inFiles(i);
             if (table_.hasRecord(i)) {
-                newAggregates_[i] = aggregateWithout(newAggregates_[i], loss_[i], allocatedBytes(table_.rows(), i));
+                newAggregates_[i] = aggregateWithout(newAggregates_[i], loss_[i], allocated_[i]);
             } else {
                 newAggregates_[i] = static_cast<std::int64_t>(newContents_[i]);
             }
@@ -388,8 +400,11 @@ private:
     FolderValues& changed(std::uint32_t folder) {
         const auto [known, isNew] = changed_.try_emplace(folder);
         if (isNew) {
+            const RowReader::Rows row = folderRows_.at(folder);
             for (unsigned field = 0; field < rowFieldCount; ++field) {
-                if ((changingFields >> field & 1) != 0) known->second[field] = table_.rows().values[field][folder];
+                if ((changingFields >> field & 1) != 0) {
+                    known->second[field] = row.value(static_cast<HistoryField>(field), 0);
+                }
             }
         }
         return known->second;
@@ -459,9 +474,15 @@ private:
         const auto known = changed_.find(folder);
         return known == changed_.end() ? nullptr : &known->second;
     }
-    [[nodiscard]] std::uint64_t aggregateField(std::uint32_t folder) const {
-        if (!table_.hasRecord(folder)) return table_.value(HistoryField::aggregate, folder);
-        const auto allocated = static_cast<std::uint64_t>(allocatedBytes(table_.rows(), folder));
+    /// Whether nothing is to be said of the folder.
+    [[nodiscard]] bool isAsItWas(std::uint32_t folder) const {
+        return valuesOf(folder) == nullptr && newContents_[folder] == contents_.of(folder) &&
+               static_cast<std::uint64_t>(newAggregates_[folder]) == contents_.aggregate(folder);
+    }
+    /// `old` is what the field has.
+    [[nodiscard]] std::uint64_t aggregateField(std::uint32_t folder, std::uint64_t old) const {
+        if (!table_.hasRecord(folder)) return old;
+        const auto allocated = static_cast<std::uint64_t>(allocated_[folder]);
         return zigzag(static_cast<std::uint64_t>(newAggregates_[folder]) - (allocated + newContents_[folder]));
     }
 
@@ -562,6 +583,8 @@ private:
     const GenerationRows& rows_;
     FolderTable table_;
     FolderContents contents_;
+    RowReader folderRows_;
+    std::vector<std::int64_t> allocated_;  ///< of each folder; 0 where it has no record
     std::vector<IrregularRow> irregular_;
 
     std::unordered_set<Text> removed_;

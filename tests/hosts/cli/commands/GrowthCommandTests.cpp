@@ -142,7 +142,21 @@ TEST_F(GrowthCommand, saysWhatCanNotBeCompared) {
     EXPECT_THAT(failure({"growth", "--store", data_ / "other", "--since", "1"}, ExitCode::wrongUsage),
                 HasSubstr("--store names a database with one scan"));
     scan(data_.path());
-    EXPECT_THAT(failure({"growth", "--since", "1"}), HasSubstr("Scans 1 and 3 are of different folders."));
+    EXPECT_THAT(failure({"growth", "--since", "1", "--until", "3"}),
+                HasSubstr("Scans 1 and 3 are of different folders."));
+}
+
+TEST_F(GrowthCommand, isNotHiddenByTheFirstScanOfAnotherFolder) {
+    makeFile("sub/f", 4096);
+    scan(folder_ / "sub");
+    makeFile("sub/f", 1 << 20);
+    scan(folder_ / "sub");
+    scan();
+    EXPECT_THAT(shown({"growth", folder_ / "sub"}), AllOf(HasSubstr("From scan 1"), HasSubstr("to   scan 2")));
+    EXPECT_THAT(shown({"growth"}), HasSubstr("to   scan 2"));
+    makeFile("sub/f", 2 << 20);
+    scan();
+    EXPECT_THAT(shown({"growth", folder_ / "sub"}), AllOf(HasSubstr("From scan 3"), HasSubstr("to   scan 4")));
 }
 
 }  // namespace KestrelCLI
