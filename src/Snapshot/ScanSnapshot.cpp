@@ -2,6 +2,7 @@
 
 #include "Base/ByteBudget.hpp"
 #include "Base/FatalError.hpp"
+#include "Snapshot/LogicalSizes.hpp"
 #include "Snapshot/SnapshotAccess.hpp"
 #include "Snapshot/SnapshotContents.hpp"
 #include "Snapshot/SnapshotPruning.hpp"
@@ -100,6 +101,11 @@ ScanSnapshot ScanSnapshot::removing(const std::unordered_set<Text>& paths) const
     std::vector<ScanIssue> issues = pruning.keptIssues();
     return SnapshotAccess::make(UUID::random(), scope(), startedAt(), completedAt(), pruning.keptRecords(),
                                 std::move(issues));
+}
+
+ScanSnapshot ScanSnapshot::withLogicalSizes() const {
+    return SnapshotAccess::make(id(), scope(), startedAt(), completedAt(),
+                                KestrelCore::withLogicalSizes(*contents_->storage), issues());
 }
 
 bool ScanSnapshot::isConsistent() const {

@@ -48,6 +48,7 @@ struct ScanCommandOptions {
     TreeLimits limits;
     bool noSave = false;
     bool listsIssues = false;
+    bool showsLengths = false;  ///< of contents, in place of what they take on the disk
 };
 
 struct FinishedScan {
@@ -120,13 +121,25 @@ std::vector<FileRecord> shownRecords(const std::vector<TreeLine>& tree, const st
     return records;
 }
 
-void writeJSON(const Session& session, const FinishedScan& scan, const std::vector<FileRecord>& largest, bool isSaved,
+/// A record is told as it was found, also where it was chosen by its length.
+void writeLargest(JSONOutput& json, const FinishedScan& scan, const std::vector<FileRecord>& largest, bool areLengths) {
+    json.beginArray("largest");
+    for (const FileRecord& record : largest) {
+        json.beginObject();
+        writeRecordMembers(json, areLengths ? scan.snapshot.record(record.path()).value_or(record) : record);
+        if (areLengths) json.member("apparentBytes", record.displayBytes());
+        json.endObject();
+    }
+    json.endArray();
+}
+
+void writeJSON(const Session& session, const FinishedScan& scan, const ScanSnapshot& shown,
+               const ScanCommandOptions& options, const std::vector<FileRecord>& largest, bool isSaved,
                const std::optional<DiskAccount>& account) {
     JSONOutput json{session.out};
     writeSnapshot(json, "snapshot", summaryOf(scan.snapshot));
-    json.beginArray("largest");
-    for (const FileRecord& record : largest) writeRecord(json, record);
-    json.endArray();
+    if (options.showsLengths) json.member("totalApparentBytes", shown.totalAllocatedBytes());
+    writeLargest(json, scan, largest, options.showsLengths);
     json.beginArray("issues");
     for (const ScanIssue& issue : scan.snapshot.issues()) {
         json.beginObject();
@@ -156,26 +169,29 @@ void writeIssues(const Session& session, const ScanSnapshot& snapshot) {
 }
 
 /// The tree, the largest files, and the issues if asked for.
-void writeText(const Session& session, const FinishedScan& scan, const ScanCommandOptions& options,
+void writeText(const Session& session, const ScanSnapshot& shown, const ScanCommandOptions& options,
                const std::vector<TreeLine>& tree, const std::vector<FileRecord>& files) {
-    const std::int64_t total = scan.snapshot.totalAllocatedBytes();
+    const std::int64_t total = shown.totalAllocatedBytes();
     writeTree(session, tree, total);
     if (!files.empty()) {
         session.out << '\n' << session.painted(Style::heading, "Largest files") << '\n';
-        writeFiles(session, files, scan.snapshot.scope().root.path(), total);
+        writeFiles(session, files, shown.scope().root.path(), total);
     }
-    if (options.listsIssues && !scan.snapshot.issues().empty()) writeIssues(session, scan.snapshot);
+    if (options.listsIssues && !shown.issues().empty()) writeIssues(session, shown);
 }
 
-/// A line that sums up and compares with the scan before.
-void writeSummary(const Session& session, const FinishedScan& scan, const std::optional<EarlierScan>& earlier) {
+/// A line that sums up and compares with the scan before, whose total was of the disk.
+void writeSummary(const Session& session, const FinishedScan& scan, std::optional<std::int64_t> length,
+                  const std::optional<EarlierScan>& earlier) {
     const std::int64_t total = scan.snapshot.totalAllocatedBytes();
     const Pace pace{scan};
     // The root itself is a record, but not an item in it.
     const std::size_t items = scan.snapshot.records().size() - std::min<std::size_t>(scan.snapshot.records().size(), 1);
-    const std::string size = session.size(total);
-    const std::string what = fmt::format(" on disk in {}{}", itemCount(items),
-                                         earlier ? ", " + change(session, total, *earlier, Date::now()) : "");
+    const std::string size = session.size(length.value_or(total));
+    const std::string what =
+        length ? fmt::format(" of contents in {}, which take {} on disk", itemCount(items), session.size(total))
+               : fmt::format(" on disk in {}{}", itemCount(items),
+                             earlier ? ", " + change(session, total, *earlier, Date::now()) : "");
     const std::string seconds = fmt::format("({:.2f} s, {} items a second)", pace.seconds,
                                             ByteFormat::count(static_cast<std::int64_t>(pace.entriesPerSecond)));
     const bool fits = session.columns() == 0 || size.size() + what.size() + 2 + seconds.size() <= session.columns();
@@ -222,23 +238,25 @@ ExitCode scan(const Session& session, const ScanCommandOptions& options, const O
     // Before anything is written by which the file system's own figures would change.
     const std::optional<DiskAccount> account = DiskAccount::of(finished.snapshot, ScanOptions::everything());
     if (saving) saving->begin(finished.snapshot);
-    const std::vector<TreeLine> tree = sizeTree(finished.snapshot, options.limits);
-    const std::vector<FileRecord> files = largestFiles(finished.snapshot, options.limits.top);
+    const ScanSnapshot shown = options.showsLengths ? finished.snapshot.withLogicalSizes() : finished.snapshot;
+    const std::vector<TreeLine> tree = sizeTree(shown, options.limits);
+    const std::vector<FileRecord> files = largestFiles(shown, options.limits.top);
     Interruption::check();
     ExitCode code = ExitCode::done;
     if (session.options.json) {
         // A save that has begun is not stopped: what it did is told.
         const bool isSaved = saving && saving->save(finished.snapshot);
         if (saving && !isSaved) code = ExitCode::failed;
-        writeJSON(session, finished, shownRecords(tree, files), isSaved, account);
+        writeJSON(session, finished, shown, options, shownRecords(tree, files), isSaved, account);
     } else {
-        writeText(session, finished, options, tree, files);
+        writeText(session, shown, options, tree, files);
         // The result is there to be read while it is saved.
         session.out.flush();
         Interruption::check();
         const auto saved = saving ? saving->save(finished.snapshot) : std::nullopt;
         if (saving && !saved) code = ExitCode::failed;
-        writeSummary(session, finished, earlier);
+        writeSummary(session, finished,
+                     options.showsLengths ? std::optional{shown.totalAllocatedBytes()} : std::nullopt, earlier);
         if (saved && earlier && saving->history() != nullptr)
             writeChanges(session, *saving->history(), *earlier, *saved);
         if (account) writeAccount(session, *account);
@@ -276,6 +294,8 @@ void addScanCommand(CLI::App& app, Session& session) {
     // As typed to other tools; nothing is to be chosen.
     command.add_flag_callback(
         "-x,--one-file-system", [] {}, "Stay on one file system, as every scan does");
+    command.add_flag("--apparent-size", options->showsLengths,
+                     "Show how long contents are, not what they take on the disk");
     command.add_flag("--no-save", options->noSave, "Do not keep the result");
 }
 

@@ -88,7 +88,8 @@ std::optional<std::string> sentenceForOption(std::string_view option, std::strin
         Habit{"-b -k -m -B --block-size",
               "--bytes shows sizes to the byte, --iec in KiB, MiB and GiB, --si in kB, MB and GB."},
         Habit{"--apparent-size -A",
-              "Sizes are what items take on the disk; with --json each has its logicalBytes, too."},
+              "Sizes are what items take on the disk; kestrel scan --apparent-size shows lengths, and "
+              "with --json each item has its logicalBytes, too."},
         Habit{"--human-readable -H", "Sizes are for people; --bytes shows them to the byte."},
         Habit{"-L -P --dereference --follow", "Links are never followed, but for the path given to a scan."},
     };

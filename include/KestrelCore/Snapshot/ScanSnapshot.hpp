@@ -56,6 +56,11 @@ public:
     /// comes from outside.
     [[nodiscard]] ScanSnapshot removing(const std::unordered_set<Text>& paths) const;
 
+    /// A snapshot of the same records whose allocations are the lengths of their contents (`logicalBytes`), folders'
+    /// aggregates summed up of these, a further hard link for nothing: what `du --apparent-size` counts. For showing,
+    /// not for keeping. Lengths count up to 2^62 bytes together, since a sparse file may claim any.
+    [[nodiscard]] ScanSnapshot withLogicalSizes() const;
+
     /// The records that answer a typed query best, best first and at most `limit` of them; none for a limit of 0 or
     /// below. Words are found in names and paths, also with a small slip; equal matches come in the order of
     /// `records`. The first search over a snapshot builds what all later ones share.

@@ -167,6 +167,27 @@ TEST_F(ScanCommand, obeysDepthAndTop) {
     EXPECT_EQ(run({"scan", path(), "--depth", "100", "--top", "0"}).code, ExitCode::done);
 }
 
+TEST_F(ScanCommand, showsLengthsInPlaceOfWhatTheyTake) {
+    write("sparse.img", 1);
+    std::filesystem::resize_file(path("sparse.img"), 50'000'000);
+    const Outcome text = run({"scan", "--apparent-size", path()});
+    EXPECT_EQ(text.code, ExitCode::done);
+    EXPECT_NE(text.out.find(" 50.0 MB "), std::string::npos) << text.out;
+    EXPECT_NE(text.out.find(" of contents in 5 items, which take 4.0"), std::string::npos) << text.out;
+    simdjson::ondemand::parser parser;
+    const Outcome written = run({"scan", "--apparent-size", "--json", path()});
+    simdjson::padded_string padded{written.out};
+    simdjson::ondemand::document json = parser.iterate(padded);
+    // What is kept is what they take.
+    EXPECT_LT(std::int64_t{json["snapshot"]["totalAllocatedBytes"]}, 5'000'000);
+    EXPECT_GT(std::int64_t{json["totalApparentBytes"]}, 54'000'000);
+    for (simdjson::ondemand::object record : json["largest"]) {
+        EXPECT_LT(std::int64_t{record["allocatedBytes"]}, 10'000);
+        EXPECT_EQ(std::int64_t{record["apparentBytes"]}, 50'000'000);
+        break;
+    }
+}
+
 TEST_F(ScanCommand, followsALinkGivenAsRootAndSaysSo) {
     std::filesystem::create_directory_symlink("inner", path("link"));
     const Outcome outcome = run({"scan", path("link")});
