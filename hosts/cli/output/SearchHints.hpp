@@ -11,8 +11,8 @@ struct SearchHint {
     enum class Weight : std::uint8_t {
         advice,  ///< the result may surprise
         doubt,   ///< the word is looked for as it stands, and looks like a filter: whoever can't read the hint, such as
-                ///< a script, must not get that result unless it asks for it
-        trap  ///< the word filters nothing: no result is the one that was meant
+                 ///< a script, must not get that result unless it asks for it
+        trap     ///< the word filters nothing: no result is the one that was meant
     };
     Weight weight = Weight::advice;
     std::string text;
