@@ -21,7 +21,7 @@ std::string namesOf(const CLI::Option& option) {
     for (const std::string& name : option.get_snames()) names += (names.empty() ? "-" : ", -") + name;
     for (const std::string& name : option.get_lnames()) names += (names.empty() ? "    --" : ", --") + name;
     if (option.get_items_expected_max() == 0) return names;
-    const std::string text = option.get_option_text();
+    const std::string& text = option.get_option_text();
     return names + " " + (text.empty() ? option.get_type_name() : text);
 }
 
