@@ -119,7 +119,8 @@ void writePlan(JSONOutput& json, const TrashBin& bin, const std::vector<PlannedI
     json.endArray();
 }
 
-/// Drops the receipts of what is gone.
+/// Drops the receipts of what is gone. Another item may have got the place of one meanwhile: that is there, and its
+/// receipt stays.
 void forgetReceipts(const Session& session, const std::vector<const TrashedItem*>& gone) {
     std::set<std::string> places;
     std::set<std::pair<std::uint64_t, std::uint64_t>> identities;
@@ -133,7 +134,7 @@ void forgetReceipts(const Session& session, const std::vector<const TrashedItem*
         const bool isGone = receipt.resultingPath
                                 ? places.contains(receipt.resultingPath->string())
                                 : identities.contains({receipt.identity.device, receipt.identity.inode});
-        if (isGone) store.forget(receipt);
+        if (isGone && !TrashReceipts::presentPlace(receipt)) store.forget(receipt);
     }
 }
 

@@ -142,8 +142,11 @@ std::vector<TrashContent> TrashContents::list(std::size_t& unread) const {
         const TrashFolder& trash = state_->trashes[i];
         std::set<std::string> items;
         std::set<std::string> entries;
-        if (!readNames(trash.files.get(), items)) ++unread;
-        if (!readNames(trash.info.get(), entries)) ++unread;
+        const bool areAllItemsRead = readNames(trash.files.get(), items);
+        const bool areAllEntriesRead = readNames(trash.info.get(), entries);
+        unread += (areAllItemsRead ? 0U : 1U) + (areAllEntriesRead ? 0U : 1U);
+        // Of a half the other can't be told: an item whose entry was not seen is not without one, nor the reverse.
+        if (!areAllItemsRead || !areAllEntriesRead) continue;
         for (const std::string& name : items) {
             const auto status = statusIn(trash.files.get(), name);
             if (!status) {
@@ -186,14 +189,21 @@ std::optional<Text> TrashContents::remove(const TrashContent& content, const Can
                         content.name.find('/') == std::string::npos && content.name.find('\0') == std::string::npos;
     if (!isName) throw notInTrash();
     std::optional<Text> remark;
+    const std::string entryName = content.name + std::string{infoEnding};
     if (content.item) {
+        const auto before = statusIn(trash.info.get(), entryName);
         remark = removeAt(state_->location(content), *content.item, cancellation);
         constexpr std::uint32_t folderBits = S_IFDIR;
         if (content.item->fileTypeBits == folderBits) state_->gone[content.trash].push_back({.name = content.name});
+        // While the item went, its name was free: what stands there now may be another's.
+        if (!before) return remark;
+        const auto now = statusIn(trash.info.get(), entryName);
+        if (!now || !matches(*now, asExpected(*before)) || statusIn(trash.files.get(), content.name)) return remark;
     } else {
-        const auto entry = statusIn(trash.info.get(), content.name + std::string{infoEnding});
+        const auto entry = statusIn(trash.info.get(), entryName);
         if (!entry) throw notInTrash();
-        if (statusIn(trash.files.get(), content.name) || isYoung(*entry))
+        const bool isItemGone = !statusIn(trash.files.get(), content.name) && errno == ENOENT;
+        if (!isItemGone || isYoung(*entry))
             throw PlatformError{PlatformError::Domain::fileManager, PlatformError::fileWriteUnknown,
                                 "The entry is young: a program may be about to move an item there."};
     }
