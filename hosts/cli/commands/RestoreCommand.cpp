@@ -11,8 +11,10 @@
 #include "terminal/Interruption.hpp"
 
 #include "KestrelCore/Base/Path.hpp"
+#include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Deletion/DeletionMeasurement.hpp"
 #include "KestrelCore/Deletion/DeletionPlan.hpp"
+#include "KestrelCore/Deletion/SafetyPolicy.hpp"
 #include "KestrelCore/Deletion/TrashReceipts.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
 
@@ -44,6 +46,7 @@ struct RestoreOptions {
     bool all = false;
     bool listsGone = false;
     bool replaces = false;
+    bool includesHighRisk = false;  ///< among what is replaced
     bool isDryRun = false;
     std::optional<std::string> name{};  ///< --as
 };
@@ -159,7 +162,8 @@ struct Replacement {
 };
 
 /// Moves what stands in the way to the Trash, each with a receipt of its own, in one request.
-Replacement makeRoom(const Session& session, const TrashReceipts& store, const std::vector<const KnownReceipt*>& back) {
+Replacement makeRoom(const Session& session, const RestoreOptions& options, const TrashReceipts& store,
+                     const std::vector<const KnownReceipt*>& back) {
     Replacement result;
     const std::vector<ProtectedPlace> places = ownPlaces(session);
     const DeletionPlan judge{places};
@@ -177,6 +181,17 @@ Replacement makeRoom(const Session& session, const TrashReceipts& store, const s
                                                                     .resultingPath = {},
                                                                     .message = refusal->errorDescription(),
                                                                     .errorCase = refusal->errorCase()});
+            continue;
+        }
+        if (!options.includesHighRisk &&
+            std::max(SafetyPolicy::risk(URL::fromPath(path)), record->risk()) >= RiskLevel::high) {
+            result.failed.emplace(
+                path.string(),
+                DeletionItemResult{.id = each->receipt.id,
+                                   .path = path,
+                                   .resultingPath = {},
+                                   .message = "The item is of high risk; --include-high-risk lets it go.",
+                                   .errorCase = KestrelError::Case::safetyViolation});
             continue;
         }
         request.records.push_back(*record);
@@ -275,7 +290,7 @@ ExitCode restore(const Session& session, const TrashReceipts& store, const std::
     }
 
     Replacement replacement;
-    if (options.replaces) replacement = makeRoom(session, store, back);
+    if (options.replaces) replacement = makeRoom(session, options, store, back);
     std::vector<RestoredItem> restored;
     bool isInTheWay = false;
     for (const KnownReceipt* each : back) {
@@ -375,6 +390,8 @@ void addRestoreCommand(CLI::App& app, Session& session) {
     command.add_flag("--all", options->all, "Everything that is listed");
     command.add_option("--as", options->name, "Give the item this name, in the folder it came from")->type_name("NAME");
     command.add_flag("--replace", options->replaces, "Move what is in the way to the Trash first");
+    command.add_flag("--include-high-risk", options->includesHighRisk,
+                     "With --replace: let items of high risk be moved away too");
     command.add_flag("--gone", options->listsGone, "List also what is no longer in the Trash");
     command.add_flag("--dry-run", options->isDryRun, "Only show what would be restored");
 }

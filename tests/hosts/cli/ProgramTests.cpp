@@ -85,7 +85,6 @@ protected:
 
     bool isInAFolderThatIsGone = false;
 
-private:
     TemporaryFolder folder_;
 };
 
@@ -196,6 +195,20 @@ TEST_F(Program, writesPathsAsTheyAreEachEndedByANUL) {
     EXPECT_EQ(run({"media", "--print0"}, Output::file).out, "");
     // For people a name is on one line, also in a file.
     EXPECT_NE(run({"list"}, Output::file).out.find("new\\nline\\\\.pdf"), std::string::npos);
+}
+
+TEST_F(Program, replacesWhatIsOfHighRiskOnlyWhenItIsTold) {
+    const std::string secret = folder_ / "home/.ssh/config";
+    std::filesystem::create_directories(folder_ / "home/.ssh");
+    std::ofstream{secret} << "old";
+    ASSERT_EQ(run({"trash", "--yes", "--include-high-risk", secret}, Output::file).code, 0);
+    std::ofstream{secret} << "new";
+    const Ended refused = run({"restore", "--last", "--replace"}, Output::file);
+    EXPECT_EQ(refused.code, 4) << refused.out << refused.messages;
+    EXPECT_EQ(contents(secret), "new");
+    const Ended replaced = run({"restore", "--last", "--replace", "--include-high-risk"}, Output::file);
+    EXPECT_EQ(replaced.code, 0) << replaced.out << replaced.messages;
+    EXPECT_EQ(contents(secret), "old");
 }
 
 }  // namespace KestrelCLI
