@@ -37,11 +37,17 @@ namespace {
 
 using namespace KestrelCore;
 
+struct Result {
+    std::optional<std::string> message;  ///< absent for success
+    ExitCode code = ExitCode::done;
+};
+
 struct Target {
     ProcessSample sample{};
     ProcessDescription description{};
     bool isListed = false;              ///< found among the processes; otherwise only the identifier is known
-    std::optional<HeldProcess> held{};  ///< from the moment on at which it was asked to quit
+    std::optional<HeldProcess> held{};  ///< from before the question on: another can't take its identifier's place
+    std::optional<Result> refusal{};    ///< why it could not be held
     bool isForced = false;
     std::optional<std::string> failure{};  ///< of the force
 };
@@ -50,11 +56,6 @@ struct QuitOptions {
     bool isAgreed = false;
     bool isForced = false;
     std::string grace = "5s";
-};
-
-struct Result {
-    std::optional<std::string> message;  ///< absent for success
-    ExitCode code = ExitCode::done;
 };
 
 /// Absent for what is no number: then it is a name.
@@ -153,9 +154,10 @@ Result quit(Target& target) {
     if (!target.isListed && ProcessControl::canTerminate(target.sample)) {
         return {fmt::format("There is no process {}.", target.sample.id), ExitCode::failed};
     }
+    if (target.refusal) return *target.refusal;
     return attempted([&target] {
-        HeldProcess& held = target.held.emplace(target.sample);
-        held.terminate();
+        if (!target.held) target.held.emplace(target.sample);
+        target.held->terminate();
     });
 }
 
@@ -200,7 +202,8 @@ std::vector<Target*> stillRunning(std::vector<Target>& targets, const std::vecto
             Target& target = targets[index];
             if (!results[index].message && target.held && !target.held->hasExited()) running.push_back(&target);
         }
-        Interruption::check();
+        // What was asked can't be taken back and is told, so the results are still written.
+        if (Interruption::isRequested()) return {};
         if (running.empty() || std::chrono::steady_clock::now() >= until) return running;
         std::this_thread::sleep_for(shortest);
     }
@@ -226,6 +229,7 @@ void writeResults(const Session& session, const std::vector<Target>& targets, co
 ExitCode forceTheRest(const Session& session, std::vector<Target>& targets, const std::vector<Result>& results,
                       const QuitOptions& options) {
     const std::vector<Target*> running = stillRunning(targets, results, intervalOption(options.grace));
+    if (Interruption::isRequested()) return ExitCode::interrupted;
     if (running.empty()) return ExitCode::done;
     const std::vector<const Target*> asked{running.begin(), running.end()};
     if (!options.isAgreed &&
@@ -253,6 +257,11 @@ ExitCode runQuit(const Session& session, const Operands& operands, const QuitOpt
     std::vector<const Target*> asked;
     for (const Target& target : targets) {
         if (target.isListed && ProcessControl::canTerminate(target.sample)) asked.push_back(&target);
+    }
+    for (Target& target : targets) {
+        if (!target.isListed || !ProcessControl::canTerminate(target.sample)) continue;
+        const Result held = attempted([&target] { target.held.emplace(target.sample); });
+        if (held.message) target.refusal = held;
     }
     if (!options.isAgreed && !isConfirmed(session, asked, "Ask {} to quit?", "Ask these {} processes to quit?")) {
         session.say("Nothing was asked to quit.");

@@ -55,6 +55,11 @@ void ProcessPane::setRows(std::vector<ProcessRow> rows) {
             return row.sample.id == asked.first && row.description.startedAt == asked.second;
         });
     });
+    // Nor is one to be signalled that has the identifier of the one that the question was about.
+    const auto isAskedAbout = [this](const ProcessRow& row) {
+        return row.sample.id == question_->request.process.id && row.description.startedAt == question_->startedAt;
+    };
+    if (question_ && std::ranges::none_of(rows_, isAskedAbout)) question_.reset();
     arrange();
 }
 
@@ -163,10 +168,12 @@ void ProcessPane::askToQuit() {
         question_ =
             Question{{ProcessRequest::Kind::forceQuit, row->sample},
                      fmt::format("{} was asked to quit and still runs. End it by force? It can't save anything. [y/N]",
-                                 described(row->sample))};
+                                 described(row->sample)),
+                     row->description.startedAt};
     } else {
         question_ = Question{{ProcessRequest::Kind::quit, row->sample},
-                             fmt::format("Ask {} to quit? [y/N]", described(row->sample))};
+                             fmt::format("Ask {} to quit? [y/N]", described(row->sample)),
+                             row->description.startedAt};
     }
 }
 

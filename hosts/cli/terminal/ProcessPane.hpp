@@ -57,6 +57,7 @@ private:
     struct Question {
         ProcessRequest request;
         std::string text;
+        std::optional<KestrelCore::Date> startedAt;  ///< of the process
     };
     struct Message {
         std::string text;
