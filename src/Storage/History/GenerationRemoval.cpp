@@ -182,11 +182,15 @@ public:
 private:
     /// The uppermost paths of records that this generation has and `left` has not.
     [[nodiscard]] std::unordered_set<Text> lackingIn(const GenerationRows& left) const {
+        // Its places are those of this one, or it is no removal from this one.
+        for (const HistoryStream stream : everyHistoryStream) {
+            if (left.of(stream).placeCount() != rows_.of(stream).size()) throwDamaged(rows_.generation());
+        }
         std::unordered_set<Text> paths;
         std::vector<bool> isTold(table_.size(), false);  // with the folder, or with one above it
         for (const Range& range : lackingPlaces(left.folders())) {
             for (std::uint32_t i = range.first; i < range.second; ++i) {
-                const bool isToldAbove = isTold[table_.parent(i)];
+                const bool isToldAbove = i > 0 && isTold[table_.parent(i)];
                 isTold[i] = isToldAbove || table_.hasRecord(i);
                 if (isTold[i] && !isToldAbove) paths.insert(Text{table_.path(i)});
             }
