@@ -4,6 +4,7 @@
 #include "Applications/Orphans.hpp"
 #include "Applications/Residues.hpp"
 #include "KestrelCore/Base/NaturalOrder.hpp"
+#include "KestrelCore/Model/KestrelError.hpp"
 #include "KestrelCore/Platform/DesktopLocations.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
 
@@ -59,7 +60,14 @@ std::vector<ApplicationRecord> DesktopApplicationInspector::installedApplication
 std::vector<ApplicationOrphan> DesktopApplicationInspector::orphans() const {
     const DesktopLocations locations = locations_ ? *locations_ : DesktopLocations::current();
     IdentifierClaims claims;
-    for (const Text& name : DesktopListing::of(locations, *fileManager_).takenNames) claims.add(name);
+    const DesktopListing listing = DesktopListing::of(locations, *fileManager_);
+    // An application that is not seen is not one that is gone.
+    if (!listing.isWhole) {
+        throw KestrelError::unavailable(
+            "A folder of installed applications can't be read, so what is left behind by others "
+            "can't be told.");
+    }
+    for (const Text& name : listing.takenNames) claims.add(name);
     return desktopOrphans(claims, locations, *fileManager_);
 }
 

@@ -37,18 +37,6 @@ constexpr std::array<ServiceFolder, 3> serviceFolders{{{"dbus-1/services", {".se
                                                        {"metainfo", {".metainfo.xml", ".appdata.xml"}},
                                                        {"appdata", {".metainfo.xml", ".appdata.xml"}}}};
 
-/// Sorted, so that which of two entries with one identifier comes first does not hang on the file system's order. None
-/// for a folder that is missing, as most of those in the search path are, or that can't be read.
-std::vector<Text> sortedContents(const FileManager& fileManager, const Text& folder) {
-    try {
-        std::vector<Text> names = fileManager.contentsOfDirectory(folder);
-        std::sort(names.begin(), names.end());
-        return names;
-    } catch (const PlatformError&) {
-        return {};
-    }
-}
-
 /// The folder that the link `name` in `folder` leads to, where that lies beneath `folder` and no further link is on the
 /// way.
 std::optional<Text> folderBehindLink(const Text& folder, const Text& name) {
@@ -96,8 +84,23 @@ public:
     }
 
 private:
+    /// Sorted, so that which of two entries with one identifier comes first does not hang on the file system's order.
+    /// None for a folder that is missing, as most of those in the search path are, or that can't be read.
+    std::vector<Text> sortedContents(const Text& folder) {
+        try {
+            std::vector<Text> names = fileManager_.contentsOfDirectory(folder);
+            std::sort(names.begin(), names.end());
+            return names;
+        } catch (const PlatformError& error) {
+            const bool isMissing =
+                error.code() == PlatformError::fileReadNoSuchFile || !isFolder(folder, FinalLink::followed);
+            if (!isMissing) listing_.isWhole = false;
+            return {};
+        }
+    }
+
     void addFlatpaks(const Text& folder) {
-        for (const Text& identifier : sortedContents(fileManager_, folder)) {
+        for (const Text& identifier : sortedContents(folder)) {
             listing_.takenNames.push_back(identifier);
             const Text home = Path::appending(folder, identifier);
             if (identifiers_.contains(identifier) || !isFolder(home, FinalLink::refused)) continue;
@@ -130,7 +133,7 @@ private:
     /// An entry's identifier is its path below the folder "applications", with "-" for "/" and without its extension.
     void addEntries(const Text& folder, const Text& prefix, int depth) {
         constexpr std::string_view extension = ".desktop";
-        for (const Text& name : sortedContents(fileManager_, folder)) {
+        for (const Text& name : sortedContents(folder)) {
             const Text path = Path::appending(folder, name);
             if (!name.view().ends_with(extension)) {
                 if (depth < deepestEntryFolder && isFolder(path, FinalLink::refused))
@@ -159,7 +162,7 @@ private:
     /// Services without an entry of their own, and parts of applications, write under their own identifiers.
     void addServices(const Text& dataFolder) {
         for (const auto& [folder, endings] : serviceFolders) {
-            for (const Text& name : sortedContents(fileManager_, Path::appending(dataFolder, folder))) {
+            for (const Text& name : sortedContents(Path::appending(dataFolder, folder))) {
                 for (const std::string_view ending : endings) {
                     if (name.view().ends_with(ending))
                         listing_.takenNames.emplace_back(name.slice(0, name.byteCount() - ending.size()));

@@ -26,6 +26,7 @@ struct DesktopListing {
     /// Every name that something installed goes by, also what is hidden, broken or only a service: identifiers,
     /// programs and names in lower case. Some may be empty, or come twice.
     std::vector<Text> takenNames;
+    bool isWhole = true;  ///< false when a folder of applications is there and can't be read
 
     /// What can't be read contributes nothing. Blocks on the disk.
     [[nodiscard]] static DesktopListing of(const DesktopLocations& locations, const FileManager& fileManager);

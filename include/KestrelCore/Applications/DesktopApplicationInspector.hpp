@@ -33,8 +33,9 @@ public:
 
     /// What applications left behind that are not installed any more: the Flatpaks' own folders and folders that carry
     /// an identifier with two dots at least, in the places where residues are looked for, as far as nothing installed
-    /// goes by that name, displayed or not, or is a part of what does. Sorted by identifier. What can't be read
-    /// contributes nothing. Blocks. Throws what `DesktopLocations::current` throws, and nothing else.
+    /// goes by that name, displayed or not, or is a part of what does. Sorted by identifier. Blocks. Throws
+    /// what `DesktopLocations::current` throws, and `KestrelError::unavailable` where a folder of applications is there
+    /// and can't be read: what is not seen is not gone.
     [[nodiscard]] std::vector<ApplicationOrphan> orphans() const;
 
 private:
