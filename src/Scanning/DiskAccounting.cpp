@@ -3,7 +3,7 @@
 #include "KestrelCore/Base/EventStream.hpp"
 
 #include <algorithm>
-#include <numeric>
+#include <limits>
 #include <system_error>
 #include <utility>
 #include <variant>
@@ -108,8 +108,13 @@ std::optional<DiskAccount> DiskAccount::of(const ScanSnapshot& snapshot, const S
 }
 
 std::int64_t DiskAccount::deletedOpenBytes() const {
-    return std::accumulate(deletedOpen.begin(), deletedOpen.end(), std::int64_t{0},
-                           [](std::int64_t sum, const DeletedOpenFile& file) { return sum + file.allocatedBytes; });
+    // A file system may say anything of its files.
+    constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max() / 4;
+    std::int64_t sum = 0;
+    for (const DeletedOpenFile& file : deletedOpen) {
+        sum = std::min(sum + std::clamp<std::int64_t>(file.allocatedBytes, 0, most), most);
+    }
+    return sum;
 }
 
 std::int64_t DiskAccount::restBytes() const { return usedBytes - shownBytes - deletedOpenBytes(); }

@@ -15,6 +15,7 @@
 #include <optional>
 #include <string_view>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 #include <utility>
 
@@ -36,6 +37,19 @@ std::optional<std::string> deletedPath(int folder, const char* name) {
     const std::string_view text{target.data(), static_cast<std::size_t>(size)};
     if (!text.starts_with('/') || !text.ends_with(mark)) return std::nullopt;
     return std::string{text.substr(0, text.size() - mark.size())};
+}
+
+/// What is known of the file without asking its file system again: one that does not answer must not be waited for.
+std::optional<struct statx> statusOf(int folder, const char* name) {
+    struct statx status {};
+    if (::statx(folder, name, AT_STATX_DONT_SYNC, STATX_BASIC_STATS, &status) != 0) return std::nullopt;
+    return status;
+}
+
+/// Bounded, since a file system may say anything.
+std::int64_t allocatedBytes(const struct statx& status) {
+    constexpr std::uint64_t mostBlocks = (std::uint64_t{1} << 50) / 512;
+    return static_cast<std::int64_t>(std::min<std::uint64_t>(status.stx_blocks, mostBlocks) * 512);
 }
 
 std::string nameOfProcess(const std::string& folder) {
@@ -61,12 +75,12 @@ std::vector<DeletedOpenFile> deletedOpenFiles(const std::string& folder) {
         while (open.isOpen() && listing.readPiece(open.get())) {
             while (const ListedEntry* entry = listing.next()) {
                 const auto path = deletedPath(open.get(), entry->name.data());
-                struct stat status {};
-                if (!path || fstatat(open.get(), entry->name.data(), &status, 0) != 0) continue;
-                if (status.st_dev != top.st_dev || status.st_nlink != 0 || !S_ISREG(status.st_mode)) continue;
-                DeletedOpenFile& file = files[{status.st_dev, status.st_ino}];
+                const auto status = path ? statusOf(open.get(), entry->name.data()) : std::nullopt;
+                if (!status || makedev(status->stx_dev_major, status->stx_dev_minor) != top.st_dev) continue;
+                if (status->stx_nlink != 0 || !S_ISREG(status->stx_mode)) continue;
+                DeletedOpenFile& file = files[{top.st_dev, status->stx_ino}];
                 file.path = *path;
-                file.allocatedBytes = static_cast<std::int64_t>(status.st_blocks) * 512;
+                file.allocatedBytes = allocatedBytes(*status);
                 if (!name) name = nameOfProcess(place);
                 FileHolder holder{.processIdentifier = process, .name = *name};
                 if (std::ranges::find(file.holders, holder) == file.holders.end())
