@@ -84,7 +84,7 @@ std::vector<Generation>::const_iterator firstWhole(std::vector<Generation>::cons
 std::vector<Generation>::const_iterator newestWithAnEarlierOne(const std::vector<Generation>& generations) {
     const auto hasEarlier = [&](const Generation& one) {
         return std::ranges::any_of(generations, [&](const Generation& other) {
-            return other.number < one.number && other.scope.root.path() == one.scope.root.path();
+            return other.isComplete && other.number < one.number && other.scope.root.path() == one.scope.root.path();
         });
     };
     const auto found =
@@ -111,13 +111,15 @@ Compared choose(const ChangeOptions& options, const std::vector<Generation>& gen
         }
         return {since, until};
     }
-    const auto before = std::ranges::find_if(alike, [&](const Generation& each) { return each.number < until.number; });
+    // What one that was ended early did not reach would look as if it were new.
+    const auto before = std::ranges::find_if(
+        alike, [&](const Generation& each) { return each.isComplete && each.number < until.number; });
     if (before == alike.end()) {
-        throw std::runtime_error{fmt::format(
-            "There is no earlier scan of {} than {}, from {}: scan again later, and kestrel growth tells what changed.",
-            root.view(), until.number, localTime(until.completedAt))};
+        throw std::runtime_error{fmt::format("There is no earlier whole scan of {} than {}, from {}: scan again later, "
+                                             "and kestrel growth tells what changed.",
+                                             root.view(), until.number, localTime(until.completedAt))};
     }
-    return {*firstWhole(before, alike.end()), until};
+    return {*before, until};
 }
 
 void writeJSON(const Session& session, const Growth& growth) {

@@ -233,6 +233,12 @@ ExitCode scan(const Session& session, const ScanCommandOptions& options, const O
         throw Interrupted{};
     }
 
+    // As the newest scan one of a single file would keep all questions without a path to itself.
+    const auto top = finished.snapshot.record(root.scope.root.path());
+    if (saving && saving->history() != nullptr && top && !top->isContainer()) {
+        session.say("It is no folder, so the scan is not kept.");
+        saving.reset();
+    }
     // Before this scan is the newest one.
     const std::optional<EarlierScan> earlier = saving ? saving->earlier(root.scope.root) : std::nullopt;
     // Before anything is written by which the file system's own figures would change.

@@ -120,7 +120,7 @@ TEST_F(GrowthCommand, comparesScansOfWhichOneHoldsTheOther) {
     makeFile("sub/f", 1 << 20);
     makeFile("g", 1 << 20);
     scan(folder_ / "sub");
-    EXPECT_THAT(failure({"growth", folder_ / "sub"}), HasSubstr("There is no earlier scan of " + folder_ / "sub"));
+    EXPECT_THAT(failure({"growth", folder_ / "sub"}), HasSubstr("There is no earlier whole scan of " + folder_ / "sub"));
     EXPECT_THAT(shown({"growth", "--since", "1", folder_ / "sub"}),
                 AllOf(HasSubstr(folder_ / "sub/"), HasSubstr("└─ f\n"), Not(HasSubstr("g\n"))));
 }
@@ -129,7 +129,7 @@ TEST_F(GrowthCommand, saysWhatCanNotBeCompared) {
     EXPECT_THAT(failure({"growth"}), HasSubstr("There is no saved scan yet"));
     makeFile("f", 1);
     scan();
-    EXPECT_THAT(failure({"growth"}), HasSubstr("There is no earlier scan of " + folder_.path() + " than 1"));
+    EXPECT_THAT(failure({"growth"}), HasSubstr("There is no earlier whole scan of " + folder_.path() + " than 1"));
     EXPECT_THAT(failure({"growth", "/nowhere"}), HasSubstr("No saved scan is of /nowhere or a folder above it"));
     scan();
     EXPECT_THAT(failure({"growth", folder_ / "none"}), HasSubstr("none is in neither of scans 1 and 2."));

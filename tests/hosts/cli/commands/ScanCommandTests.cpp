@@ -167,6 +167,14 @@ TEST_F(ScanCommand, obeysDepthAndTop) {
     EXPECT_EQ(run({"scan", path(), "--depth", "100", "--top", "0"}).code, ExitCode::done);
 }
 
+TEST_F(ScanCommand, keepsNoScanOfASingleFile) {
+    EXPECT_EQ(run({"scan", path()}).code, ExitCode::done);
+    const Outcome single = run({"scan", "--json", path("middle.bin")});
+    EXPECT_EQ(single.code, ExitCode::done);
+    EXPECT_NE(single.out.find("\"saved\": false"), std::string::npos) << single.out;
+    EXPECT_NE(single.messages.find("not kept"), std::string::npos) << single.messages;
+}
+
 TEST_F(ScanCommand, showsLengthsInPlaceOfWhatTheyTake) {
     write("sparse.img", 1);
     std::filesystem::resize_file(path("sparse.img"), 50'000'000);
