@@ -8,9 +8,9 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <fcntl.h>
 #include <functional>
-#include <limits.h>
 #include <map>
 #include <optional>
 #include <string_view>

@@ -120,7 +120,8 @@ TEST_F(GrowthCommand, comparesScansOfWhichOneHoldsTheOther) {
     makeFile("sub/f", 1 << 20);
     makeFile("g", 1 << 20);
     scan(folder_ / "sub");
-    EXPECT_THAT(failure({"growth", folder_ / "sub"}), HasSubstr("There is no earlier whole scan of " + folder_ / "sub"));
+    EXPECT_THAT(failure({"growth", folder_ / "sub"}),
+                HasSubstr("There is no earlier whole scan of " + folder_ / "sub"));
     EXPECT_THAT(shown({"growth", "--since", "1", folder_ / "sub"}),
                 AllOf(HasSubstr(folder_ / "sub/"), HasSubstr("└─ f\n"), Not(HasSubstr("g\n"))));
 }
