@@ -109,6 +109,13 @@ void handleStops(void (*handler)(int)) {
     sigaction(SIGTSTP, &action, nullptr);
 }
 
+/// Stops have their usual effect again; where they were ignored from the start they still are.
+void leaveStops() {
+    struct sigaction stops {};
+    sigaction(SIGTSTP, nullptr, &stops);
+    if (stops.sa_handler != SIG_IGN) handleStops(SIG_DFL);
+}
+
 /// What the mouse switches on is switched off again where ncurses does not get to it.
 constexpr std::string_view mouseOff = "\x1b[?1006l\x1b[?1000l";
 constexpr mmask_t mouseEvents = BUTTON1_PRESSED | BUTTON1_CLICKED | BUTTON4_PRESSED | BUTTON5_PRESSED;
@@ -244,14 +251,19 @@ LiveScreen::LiveScreen(bool hasColor) : hasColor_{hasColor} {
     undo.isToStop = 0;
     undo.isResized = 0;
     undo.isNeeded = 1;
-    // Before ncurses begins, which sets handlers of its own only where there are none.
+    // Before ncurses begins, which sets handlers of its own only where there are none. One for stops works on the page
+    // from within the handler, and while ncurses draws it ignores them: a Ctrl-Z in that moment would be lost.
     setHandlers();
+    struct sigaction stops {};
+    sigaction(SIGTSTP, nullptr, &stops);
+    if (stops.sa_handler != SIG_IGN) handleStops(noteStop);
 
     screen_ = newterm(nullptr, stdout, stdin);
     del_curterm(early);
     if (screen_ == nullptr) {
         undo.isNeeded = 0;
         resetHandlers();
+        leaveStops();
         throw std::runtime_error{message};
     }
     cbreak();
@@ -262,10 +274,6 @@ LiveScreen::LiveScreen(bool hasColor) : hasColor_{hasColor} {
     mousemask(mouseEvents, nullptr);
     mouseinterval(0);  // a press is a click: nothing waits for a second one
     curs_set(0);
-    // ncurses has set one of its own, which works on the page from within the handler.
-    struct sigaction stops {};
-    sigaction(SIGTSTP, nullptr, &stops);
-    if (stops.sa_handler != SIG_IGN) handleStops(noteStop);
     handleResizes(noteResize);
     hasColor_ = hasColor && has_colors();
     if (hasColor_) {
@@ -284,10 +292,7 @@ LiveScreen::~LiveScreen() {
     tcsetattr(STDOUT_FILENO, TCSADRAIN, &undo.settings);
     undo.isNeeded = 0;
     resetHandlers();
-    // ncurses leaves its own; one that was ignored from the start was never set.
-    struct sigaction stops {};
-    sigaction(SIGTSTP, nullptr, &stops);
-    if (stops.sa_handler != SIG_IGN) handleStops(SIG_DFL);
+    leaveStops();
     handleResizes(SIG_DFL);
     delscreen(screen_);
 }

@@ -211,8 +211,8 @@ TEST(MonitorInTerminal, comesBackFromBeingStopped) {
     EXPECT_EQ(monitor.end(), 0);
 }
 
-// Not run: under load the page did not come back in one run of several, and why is not known yet.
-TEST(MonitorInTerminal, DISABLED_givesTheTerminalBackOnControlZUntilItGoesOn) {
+// The signal mostly comes while the page is still being drawn, since "PID" stands above the processes.
+TEST(MonitorInTerminal, givesTheTerminalBackOnControlZUntilItGoesOn) {
     MonitorInTerminal monitor{24, 80};
     ASSERT_TRUE(monitor.shows("PID")) << monitor.output();
     monitor.signal(SIGTSTP);
