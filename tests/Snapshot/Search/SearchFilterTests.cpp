@@ -25,12 +25,12 @@ namespace {
 ScanSnapshot someItems() {
     std::vector<FileRecord> records{
         aRecord({.path = "/r", .isTop = true, .kind = FileKind::directory, .aggregate = 700}),
-        aRecord({.path = "/r/work", .kind = FileKind::directory, .aggregate = 300}),
-        aRecord({.path = "/r/work/a.mp4", .allocated = 200, .modified = Date{2000}}),
-        aRecord({.path = "/r/work/b.txt", .allocated = 100, .modified = Date{3000}}),
-        aRecord({.path = "/r/workshop", .kind = FileKind::directory, .aggregate = 400}),
-        aRecord({.path = "/r/workshop/c.MP4", .allocated = 300, .modified = Date{1000}}),
-        aRecord({.path = "/r/workshop/d.jpg", .allocated = 100, .modified = std::nullopt})};
+        aRecord({.path = "/r/film", .kind = FileKind::directory, .aggregate = 300}),
+        aRecord({.path = "/r/film/a.mp4", .allocated = 200, .modified = Date{2000}}),
+        aRecord({.path = "/r/film/b.txt", .allocated = 100, .modified = Date{3000}}),
+        aRecord({.path = "/r/filming", .kind = FileKind::directory, .aggregate = 400}),
+        aRecord({.path = "/r/filming/c.MP4", .allocated = 300, .modified = Date{1000}}),
+        aRecord({.path = "/r/filming/d.jpg", .allocated = 100, .modified = std::nullopt})};
     return aSnapshot("/r", records);
 }
 
@@ -91,12 +91,12 @@ std::int64_t bytesOf(const std::vector<FileRecord>& records) {
 
 TEST(SearchFilter, keepsWhatItAsksFor) {
     EXPECT_THAT(namesOf(answerTo("", {.minimumBytes = 300, .maximumBytes = 400})),
-                ElementsAre("workshop", "c.MP4", "work"));
+                ElementsAre("filming", "c.MP4", "film"));
     EXPECT_THAT(namesOf(answerTo("", {.modifiedAfter = Date{2000}})), ElementsAre("a.mp4", "b.txt"));
     EXPECT_THAT(namesOf(answerTo("mp4", {.modifiedBefore = Date{2000}})), ElementsAre("c.MP4"));
     EXPECT_THAT(namesOf(answerTo("", {.categories = {ItemCategory::videos}})), ElementsAre("c.MP4", "a.mp4"));
     EXPECT_THAT(namesOf(answerTo("", {.kinds = {FileKind::directory}, .categories = {ItemCategory::photos}})),
-                ElementsAre("r", "workshop", "work", "d.jpg"));
+                ElementsAre("r", "filming", "film", "d.jpg"));
     EXPECT_THAT(namesOf(answerTo("", {.extensions = {"mp4", "jpg"}})), ElementsAre("c.MP4", "a.mp4", "d.jpg"));
 }
 
@@ -107,20 +107,20 @@ TEST(SearchFilter, narrowsTheQuerysOwnFilters) {
 }
 
 TEST(SearchFilter, knowsPlacesByWholeNames) {
-    EXPECT_THAT(namesOf(answerTo("", {.inFolders = {"/r/work"}})), ElementsAre("a.mp4", "b.txt"));
-    EXPECT_THAT(namesOf(answerTo("", {.inFolders = {"/r/work", "/r/workshop"}})),
+    EXPECT_THAT(namesOf(answerTo("", {.inFolders = {"/r/film"}})), ElementsAre("a.mp4", "b.txt"));
+    EXPECT_THAT(namesOf(answerTo("", {.inFolders = {"/r/film", "/r/filming"}})),
                 UnorderedElementsAre("a.mp4", "b.txt", "c.MP4", "d.jpg"));
-    EXPECT_THAT(namesOf(answerTo("", {.notInFolders = {"/r/workshop"}})),
-                UnorderedElementsAre("r", "work", "a.mp4", "b.txt"));
-    EXPECT_THAT(namesOf(answerTo("", {.notInFolders = {"/r/work/a.mp4", "/r/workshop"}})),
-                UnorderedElementsAre("r", "work", "b.txt"));
+    EXPECT_THAT(namesOf(answerTo("", {.notInFolders = {"/r/filming"}})),
+                UnorderedElementsAre("r", "film", "a.mp4", "b.txt"));
+    EXPECT_THAT(namesOf(answerTo("", {.notInFolders = {"/r/film/a.mp4", "/r/filming"}})),
+                UnorderedElementsAre("r", "film", "b.txt"));
     EXPECT_THAT(namesOf(answerTo("", {.inFolders = {"/r/missing"}})), ElementsAre());
     EXPECT_THAT(namesOf(answerTo("", {.inFolders = {"/"}})).size(), ::testing::Eq(7U));
 }
 
 TEST(SearchFilter, looksForWordsInThePath) {
-    EXPECT_THAT(namesOf(answerTo("", {.wordsInPath = {"SHOP"}})), ElementsAre("workshop", "c.MP4", "d.jpg"));
-    EXPECT_THAT(namesOf(answerTo("", {.wordsNotInPath = {"shop", "mp4"}})), UnorderedElementsAre("r", "work", "b.txt"));
+    EXPECT_THAT(namesOf(answerTo("", {.wordsInPath = {"MING"}})), ElementsAre("filming", "c.MP4", "d.jpg"));
+    EXPECT_THAT(namesOf(answerTo("", {.wordsNotInPath = {"ming", "mp4"}})), UnorderedElementsAre("r", "film", "b.txt"));
 }
 
 TEST(SearchOrder, decidesWhatALimitLeaves) {
@@ -128,8 +128,8 @@ TEST(SearchOrder, decidesWhatALimitLeaves) {
     EXPECT_THAT(namesOf(answerTo("", files, SearchOrder::size, 2)), ElementsAre("c.MP4", "a.mp4"));
     EXPECT_THAT(namesOf(answerTo("", files, SearchOrder::date)), ElementsAre("b.txt", "a.mp4", "c.MP4", "d.jpg"));
     EXPECT_THAT(namesOf(answerTo("", files, SearchOrder::name, 3)), ElementsAre("a.mp4", "b.txt", "c.MP4"));
-    EXPECT_THAT(namesOf(answerTo("work", {}, SearchOrder::score, 1)), ElementsAre("work"));
-    EXPECT_THAT(namesOf(answerTo("work", {}, SearchOrder::size, 1)), ElementsAre("workshop"));
+    EXPECT_THAT(namesOf(answerTo("film", {}, SearchOrder::score, 1)), ElementsAre("film"));
+    EXPECT_THAT(namesOf(answerTo("film", {}, SearchOrder::size, 1)), ElementsAre("filming"));
 }
 
 TEST(SearchAnswer, countsAndMeasuresAllThatAnswers) {
@@ -138,10 +138,10 @@ TEST(SearchAnswer, countsAndMeasuresAllThatAnswers) {
     EXPECT_EQ(videos.matches, 2);
     EXPECT_EQ(videos.matchedBytes, 500);
     // The folder, and what lies in it: its size once.
-    EXPECT_EQ(answerTo("workshop", {}).matchedBytes, 400);
+    EXPECT_EQ(answerTo("filming", {}).matchedBytes, 400);
     EXPECT_EQ(answerTo("", {}).matchedBytes, 700);
     EXPECT_EQ(answerTo("nowhere", {}).matchedBytes, 0);
-    EXPECT_EQ(someItems().search(SearchQuery{"work"}, 5, SearchSettings{})->matchedBytes, std::nullopt);
+    EXPECT_EQ(someItems().search(SearchQuery{"film"}, 5, SearchSettings{})->matchedBytes, std::nullopt);
 }
 
 TEST(SearchFilter, findsWhatANaiveLookFindsHereAndInTheHistory) {
