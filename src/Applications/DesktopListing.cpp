@@ -92,8 +92,10 @@ private:
             std::sort(names.begin(), names.end());
             return names;
         } catch (const PlatformError& error) {
+            // Of a file in a folder's place the code tells no more than of a disk that fails.
             const bool isMissing =
-                error.code() == PlatformError::fileReadNoSuchFile || !isFolder(folder, FinalLink::followed);
+                error.code() == PlatformError::fileReadNoSuchFile ||
+                (error.code() == PlatformError::fileReadUnknown && !isFolder(folder, FinalLink::followed));
             if (!isMissing) listing_.isWhole = false;
             return {};
         }

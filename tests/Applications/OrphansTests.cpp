@@ -2,8 +2,10 @@
 
 #include "KestrelCore/Applications/ApplicationInspector.hpp"
 #include "KestrelCore/Applications/DesktopApplicationInspector.hpp"
+#include "KestrelCore/Model/KestrelError.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
 #include "support/TemporaryFolder.hpp"
+#include "support/UnprivilegedThread.hpp"
 
 #include <gtest/gtest.h>
 
@@ -124,6 +126,18 @@ TEST_F(OrphansTest, areNotLookedForAmongTheUsersOwnFolders) {
     write("home/.cache/org.example.Gone/data");
     EXPECT_EQ(places(DesktopApplicationInspector{here, FileManager::standard()}.orphans()),
               Places{".cache/org.example.Gone"});
+}
+
+TEST_F(OrphansTest, areNotToldWhereInstalledApplicationsCanNotBeRead) {
+    write("home/.var/app/org.example.Here/data");
+    fs::create_directories(path("var/lib/flatpak/app"));
+    EXPECT_EQ(places(desktopOrphans()), Places{".var/app/org.example.Here"});
+    fs::permissions(path("var/lib/flatpak/app"), fs::perms::none);
+    {
+        const UnprivilegedThread unprivileged;
+        EXPECT_THROW((void)desktopOrphans(), KestrelError);
+    }
+    fs::permissions(path("var/lib/flatpak/app"), fs::perms::owner_all);
 }
 
 TEST_F(OrphansTest, ofTheLibraryStandInItsPlaces) {
