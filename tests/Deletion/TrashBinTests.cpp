@@ -1,6 +1,8 @@
 #include "KestrelCore/Deletion/TrashBin.hpp"
 
+#include "support/ChildProcess.hpp"
 #include "support/EnvironmentSetting.hpp"
+#include "support/SupervisedCalls.hpp"
 #include "support/TemporaryFolder.hpp"
 
 #include <gmock/gmock.h>
@@ -10,7 +12,9 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace KestrelCore {
@@ -243,6 +247,47 @@ TEST_F(TrashBinTest, stopsWhereItIsTold) {
                        itemsOf(bin), "DELETE", [](const DeletionItemResult&) { return true; }, cancelled)
                     .empty());
     EXPECT_EQ(itemsOf(bin).size(), 1U);
+}
+
+TEST_F(TrashBinTest, leavesTheEntryOfAnItemThatCameToTheNameMeanwhile) {
+    fs::create_directory(trash / "files/folder");
+    std::ofstream{trash / "files/folder/inside"} << "x";
+    TrashBin bin;
+    const auto items = itemsOf(bin);
+    ASSERT_EQ(items.at(0).state, TrashedItemState::withoutEntry);
+    DeletionItemResult result{};
+    // What is inside goes while the folder stands under another name.
+    const bool isSupervised = runSupervised(
+        {SYS_unlinkat}, [&] { result = remove(bin, items.at(0)); },
+        [&](const SystemCall&) -> std::optional<int> {
+            if (!fs::exists(trash / "files/folder")) put("folder", "another's");
+            return std::nullopt;
+        });
+    if (!isSupervised) GTEST_SKIP() << "System calls can't be supervised here";
+    EXPECT_TRUE(result.succeeded) << result.message.view();
+    EXPECT_TRUE(fs::is_regular_file(trash / "files/folder"));
+    EXPECT_TRUE(fs::exists(entryPath("folder")));
+}
+
+TEST_F(TrashBinTest, takesNoEntryForAloneWhereItemsCanNotBeRead) {
+    inChild(ChildSetting::unprivileged, [] {
+        const TemporaryFolder own;
+        const EnvironmentSetting home{"XDG_DATA_HOME", (own / "data").c_str()};
+        const fs::path here = own / "data/Trash";
+        fs::create_directories(here / "files");
+        fs::create_directories(here / "info");
+        for (const fs::path& each : {here, here / "files", here / "info"}) fs::permissions(each, fs::perms::owner_all);
+        std::ofstream{here / "files/a"} << "x";
+        std::ofstream{here / "info/a.trashinfo"} << "[Trash Info]\nPath=/home/anna/a\nDeletionDate=" << date << "\n";
+        makeOld(here / "info/a.trashinfo");
+        const auto isHere = [&](const TrashedItem& item) { return item.place.starts_with(here.string()); };
+        EXPECT_TRUE(std::ranges::any_of(TrashBin{}.items().items, isHere));
+        fs::permissions(here / "files", fs::perms::owner_read | fs::perms::owner_write);
+        const TrashBin::Listing listing = TrashBin{}.items();
+        EXPECT_TRUE(std::ranges::none_of(listing.items, isHere));
+        EXPECT_GT(listing.unread, 0U);
+        fs::permissions(here / "files", fs::perms::owner_all);
+    });
 }
 
 }  // namespace KestrelCore

@@ -205,6 +205,7 @@ std::vector<Target*> stillRunning(std::vector<Target>& targets, const std::vecto
         // What was asked can't be taken back and is told, so the results are still written.
         if (Interruption::isRequested()) return {};
         if (running.empty() || std::chrono::steady_clock::now() >= until) return running;
+        // Looked at now and then: there may be several, Ctrl-C ends it, and not every system can wait for a process.
         std::this_thread::sleep_for(shortest);
     }
 }

@@ -255,6 +255,11 @@ TEST_F(MonitorPageTest, asksBeforeItAsksToQuitAndAgainBeforeForce) {
     page.processes().setRows({other});
     (void)press(Kind::remove);
     EXPECT_NE(text().find("Ask other (12) to quit?"), std::string::npos) << text();
+    // So it is before the question has its answer: a yes means nobody then.
+    other.description.startedAt = Date{6};
+    page.processes().setRows({other});
+    EXPECT_EQ(text().find("to quit?"), std::string::npos) << text();
+    EXPECT_EQ(type(U"y").kind, ProcessRequest::Kind::none);
 }
 
 TEST_F(MonitorPageTest, freezesAndResumesButNotWhatItRunsBelow) {
