@@ -10,14 +10,6 @@
 
 namespace KestrelCLI {
 
-namespace {
-
-/// No name that is worth a suggestion is longer, and comparing takes the product of two lengths.
-constexpr std::size_t longestName = 100;
-
-std::string folded(std::string_view text) { return KestrelCore::Text{text}.folded().string(); }
-
-/// How many slips lie between two names, where a slip touches a place only once.
 std::size_t slipsBetween(std::string_view a, std::string_view b) {
     std::vector<std::size_t> beforeLast(b.size() + 1);
     std::vector<std::size_t> last(b.size() + 1);
@@ -36,6 +28,13 @@ std::size_t slipsBetween(std::string_view a, std::string_view b) {
     }
     return row[b.size()];
 }
+
+namespace {
+
+/// No name that is worth a suggestion is longer, and comparing takes the product of two lengths.
+constexpr std::size_t longestName = 100;
+
+std::string folded(std::string_view text) { return KestrelCore::Text{text}.folded().string(); }
 
 /// The fewest slips between `wanted` and the name or one of its words; more than any bound when there is no such.
 std::size_t slipsTo(std::string_view wanted, const std::string& name) {

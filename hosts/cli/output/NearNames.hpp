@@ -7,6 +7,10 @@
 
 namespace KestrelCLI {
 
+/// How many bytes must be put in, left out, changed, or exchanged with their neighbour to make one of the other, each
+/// place once. Takes the product of both lengths.
+[[nodiscard]] std::size_t slipsBetween(std::string_view a, std::string_view b);
+
 /// The names that somebody may have meant by `wanted`, nearest first, at most `most` and each once: those that differ
 /// from it, whole or in one of their words, by a slip or two of the keyboard (a letter that is missing, too much,
 /// another, or in the place of its neighbour; of names up to four letters one slip). Case does not count. Names as they

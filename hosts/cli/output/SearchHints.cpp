@@ -1,5 +1,7 @@
 #include "output/SearchHints.hpp"
 
+#include "output/NearNames.hpp"
+
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Model/ItemCategory.hpp"
 #include "KestrelCore/Model/SearchExplanation.hpp"
@@ -53,25 +55,6 @@ constexpr std::array habits{
     Habit{{"path", "folder", "dir", "directory", "under", "inside"}, "in:{}"},
 };
 
-/// How many letters must be put in, left out, changed, or exchanged with their neighbour.
-std::size_t slips(std::string_view a, std::string_view b) {
-    std::vector<std::size_t> beforeLast(b.size() + 1);
-    std::vector<std::size_t> last(b.size() + 1);
-    std::vector<std::size_t> line(b.size() + 1);
-    for (std::size_t j = 0; j <= b.size(); ++j) last[j] = j;
-    for (std::size_t i = 1; i <= a.size(); ++i) {
-        line[0] = i;
-        for (std::size_t j = 1; j <= b.size(); ++j) {
-            line[j] = std::min({last[j] + 1, line[j - 1] + 1, last[j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1)});
-            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1])
-                line[j] = std::min(line[j], beforeLast[j - 2] + 1);
-        }
-        std::swap(beforeLast, last);
-        std::swap(last, line);
-    }
-    return last[b.size()];
-}
-
 /// The one of `names` that is fewest slips away; empty when none is near.
 template <typename Names>
 std::optional<std::string_view> nearest(std::string_view word, const Names& names, std::size_t mostSlips) {
@@ -79,7 +62,7 @@ std::optional<std::string_view> nearest(std::string_view word, const Names& name
     if (word.empty() || word.size() > longest) return std::nullopt;
     std::optional<std::string_view> best;
     for (const std::string_view name : names) {
-        const std::size_t count = name.empty() ? longest : slips(word, name);
+        const std::size_t count = name.empty() ? longest : slipsBetween(word, name);
         if (count > mostSlips || count >= name.size()) continue;
         if (count < mostSlips || !best) best = name;
         mostSlips = std::min(mostSlips, count);
