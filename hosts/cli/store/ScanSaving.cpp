@@ -90,9 +90,9 @@ void ScanSaving::keepFound(const ScanSnapshot& snapshot) {
     if (history_ == nullptr) return;
     try {
         const Generation kept = history_->add(snapshot, GenerationOrigin::scan, false);
-        session_.say(fmt::format("What was found until then ({} items, {}) is kept as scan {}, marked incomplete.",
-                                 ByteFormat::count(kept.records - 1), session_.size(kept.totalAllocatedBytes),
-                                 kept.number));
+        session_.say(fmt::format("What was found until then ({} {}, {}) is kept as scan {}, marked incomplete.",
+                                 ByteFormat::count(kept.records - 1), kept.records == 2 ? "item" : "items",
+                                 session_.size(kept.totalAllocatedBytes), kept.number));
     } catch (const std::exception& error) {
         session_.say(whyNotSaved(historyPath(), error.what()));
     }

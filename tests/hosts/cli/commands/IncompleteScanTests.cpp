@@ -53,7 +53,7 @@ protected:
 }  // namespace
 
 TEST_F(IncompleteScan, isKeptAndToldByItsNumber) {
-    EXPECT_THAT(messages_.str(), AllOf(HasSubstr("(1 items, "), HasSubstr("is kept as scan 2, marked incomplete.")));
+    EXPECT_THAT(messages_.str(), AllOf(HasSubstr("(1 item, "), HasSubstr("is kept as scan 2, marked incomplete.")));
     EXPECT_EQ(out_.str(), "");
 }
 
@@ -81,6 +81,14 @@ TEST_F(IncompleteScan, isNoMeasureOfGrowthUnlessItIsNamed) {
     EXPECT_EQ(growth.messages, "");
     EXPECT_THAT(growth.out, AllOf(HasSubstr("scan 1,"), Not(HasSubstr("large.bin")))) << growth.out;
     EXPECT_THAT(run({"growth", "--since", "2"}).messages, HasSubstr(warning_));
+}
+
+TEST_F(IncompleteScan, isNoMeasureOfGrowthWhereItIsTheOnlyEarlierOne) {
+    ASSERT_EQ(run({"history", "--forget", "1"}).code, ExitCode::done);
+    ASSERT_EQ(run({"scan", path()}).code, ExitCode::done);
+    const CommandRun growth = run({"growth"});
+    EXPECT_EQ(growth.code, ExitCode::failed) << growth.out;
+    EXPECT_THAT(growth.messages, HasSubstr("There is no earlier whole scan of " + path()));
 }
 
 TEST_F(IncompleteScan, doesNotReplaceTheWholeScanOfADatabase) {
