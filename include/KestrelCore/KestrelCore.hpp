@@ -54,6 +54,7 @@
 #include "KestrelCore/Scanning/DiskScanner.hpp"
 #include "KestrelCore/Scanning/FullDiskAccess.hpp"
 #include "KestrelCore/Scanning/ScanOptions.hpp"
+#include "KestrelCore/Snapshot/FolderListing.hpp"
 #include "KestrelCore/Snapshot/RecordList.hpp"
 #include "KestrelCore/Snapshot/ScanEvent.hpp"
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
