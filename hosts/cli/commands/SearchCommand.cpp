@@ -2,13 +2,14 @@
 
 #include "commands/OptionValue.hpp"
 #include "commands/SearchFilterOptions.hpp"
+#include "commands/SearchHints.hpp"
 #include "output/ByteFormat.hpp"
 #include "output/JSONOutput.hpp"
 #include "output/ModelJSON.hpp"
-#include "output/SearchHints.hpp"
 #include "output/SearchMarks.hpp"
 #include "output/Table.hpp"
 #include "output/Times.hpp"
+#include "store/HistoryAccess.hpp"
 #include "store/SavedScan.hpp"
 #include "terminal/Interruption.hpp"
 #include "terminal/InterruptionWatch.hpp"
@@ -207,22 +208,51 @@ void weigh(const Session& session, const SearchOptions& options, const std::stri
     std::vector<std::string> errors;
     std::vector<std::string> advice;
     bool hasDoubt = false;
-    for (SearchHint& hint : searchHints(words)) {
+    for (const SearchHint& hint : searchHints(words)) {
         const bool isDoubt = hint.weight == SearchHint::Weight::doubt;
         if (isDoubt && options.isLiteral) continue;
         const bool isError = hint.weight == SearchHint::Weight::trap || (isDoubt && isForScripts);
         hasDoubt = hasDoubt || (isDoubt && isError);
-        (isError ? errors : advice).push_back(std::move(hint.text));
+        if (isError) {
+            errors.push_back(hint.refusal());
+        } else {
+            advice.push_back(hint.told());
+        }
     }
     if (hasDoubt) errors.emplace_back("--literal looks for words as they stand.");
     if (!errors.empty()) throw UsageError{fmt::format("{}", fmt::join(errors, " "))};
     for (const std::string& each : advice) session.say(each);
 }
 
-/// Which words and options find nothing alone, in a sentence.
-std::string whyNothing(const SavedScan& scan, const Request& request) {
-    const auto findsNothing = [&](const Text& words, const SearchFilter& filter) {
-        const auto answer = scan.search(SearchQuery{words}, 1,
+/// What is to be said of folders that the scan does not have; empty where it has all of them, or none are asked for.
+std::string missingPlaces(const SavedScan& scan, const SearchFilter& filter) {
+    std::vector<std::string> sentences;
+    for (const Text& folder : filter.inFolders) {
+        if (!covers(scan.summary(), folder)) {
+            sentences.push_back(fmt::format(" {} lies outside of it.", folder.view()));
+        } else if (!scan.record(folder)) {
+            sentences.push_back(fmt::format(" {} is not in it.", folder.view()));
+        }
+    }
+    return sentences.size() == filter.inFolders.size() ? fmt::format("{}", fmt::join(sentences, "")) : "";
+}
+
+/// That nothing was found, and which words and options find nothing alone.
+std::string nothingFound(const SavedScan& scan, const Request& request) {
+    const std::string sentence =
+        fmt::format("Nothing in the scan of {} from {} answers that search.", scan.summary().scope.root.path().view(),
+                    localTime(scan.summary().completedAt));
+    if (std::string missing = missingPlaces(scan, request.settings.filter); !missing.empty()) return sentence + missing;
+    const std::vector<Text> words = Text{request.words}.splitAtWhiteSpace();
+    if (words.size() + request.parts.size() < 2) {
+        if (words.empty()) return sentence + fmt::format(" No item in it passes “{}”.", request.parts.front().written);
+        const SearchExplanation word = SearchExplanation::of(SearchQuery{words.front()}, *request.settings.now);
+        return sentence + fmt::format(fmt::runtime(word.terms.empty() ? " No item in it passes “{}”."
+                                                                      : " No path in it has “{}”, or nearly so."),
+                                      words.front().view());
+    }
+    const auto findsNothing = [&](const Text& text, const SearchFilter& filter) {
+        const auto answer = scan.search(SearchQuery{text}, 1,
                                         {.cancellation = request.settings.cancellation,
                                          .now = request.settings.now,
                                          .filter = filter,
@@ -230,8 +260,6 @@ std::string whyNothing(const SavedScan& scan, const Request& request) {
         if (!answer) throw Interrupted{};
         return answer->matches == 0;
     };
-    const std::vector<Text> words = Text{request.words}.splitAtWhiteSpace();
-    if (words.size() + request.parts.size() < 2) return "";
     std::vector<std::string> vain;
     for (const Text& word : words) {
         if (findsNothing(word, {})) vain.push_back(fmt::format("“{}”", word.view()));
@@ -239,8 +267,11 @@ std::string whyNothing(const SavedScan& scan, const Request& request) {
     for (const SearchFilterOptions::Part& part : request.parts) {
         if (findsNothing({}, part.filter)) vain.push_back(fmt::format("“{}”", part.written));
     }
-    if (vain.empty()) return " Each word and option alone finds something; no item answers all of them.";
-    return fmt::format(" Alone, {} {} nothing.", fmt::join(vain, " and "), vain.size() == 1 ? "finds" : "find");
+    if (vain.empty()) return sentence + " Each word and option alone finds something; no item answers all of them.";
+    const std::string last = std::move(vain.back());
+    vain.pop_back();
+    if (vain.empty()) return sentence + fmt::format(" Alone, {} finds nothing.", last);
+    return sentence + fmt::format(" Alone, {} and {} find nothing.", fmt::join(vain, ", "), last);
 }
 
 /// Operands are put together again: whether the shell or quotes parted the words makes no difference.
@@ -248,9 +279,10 @@ ExitCode search(const Session& session, const SearchOptions& options, const Oper
     const Date now = Date::now();
     Request request{
         .words = fmt::format("{}", fmt::join(words, " ")), .parts = options.filter.parts(now), .settings = {}};
-    if (words.empty() && request.parts.empty())
-        throw UsageError{
-            "search needs words, or options such as --type video and --min 1GB; see kestrel search --help."};
+    // Blanks are no words, and everything there is answers no question.
+    if (Text{request.words}.splitAtWhiteSpace().empty() && request.parts.empty())
+        throw UsageError{"search needs words, or options such as --type video and --min 1GB; kestrel list shows what "
+                         "a folder has."};
     weigh(session, options, request.words);
     const SavedScan scan = SavedScan::newest(session);
     const InterruptionWatch watch;
@@ -266,8 +298,7 @@ ExitCode search(const Session& session, const SearchOptions& options, const Oper
     if (!answer) throw Interrupted{};
     Interruption::check();
     // Who wants to see nothing is not told that nothing is there.
-    if (answer->results.empty() && options.limit > 0)
-        session.say("Nothing in the saved scan answers that search." + whyNothing(scan, request));
+    if (answer->results.empty() && options.limit > 0) session.say(nothingFound(scan, request));
     if (session.options.json) {
         writeJSON(session, scan.summary(), request, *answer, !options.counts);
         return ExitCode::done;

@@ -1,6 +1,7 @@
 #include "commands/SearchFilterOptions.hpp"
 
 #include "commands/SizeValue.hpp"
+#include "commands/TypeWords.hpp"
 #include "output/Session.hpp"
 #include "store/AgeValue.hpp"
 #include "store/SavedScan.hpp"
@@ -10,8 +11,9 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include <map>
 #include <string_view>
+#include <utility>
+#include <variant>
 
 using namespace KestrelCore;
 
@@ -21,27 +23,22 @@ namespace {
 
 using Part = SearchFilterOptions::Part;
 
-const std::map<std::string_view, FileKind>& kindWords() {
-    static const std::map<std::string_view, FileKind> words{
-        {"file", FileKind::file},          {"files", FileKind::file},           {"folder", FileKind::directory},
-        {"folders", FileKind::directory},  {"directory", FileKind::directory},  {"directories", FileKind::directory},
-        {"package", FileKind::package},    {"packages", FileKind::package},     {"link", FileKind::symbolicLink},
-        {"links", FileKind::symbolicLink}, {"symlink", FileKind::symbolicLink}, {"symlinks", FileKind::symbolicLink}};
-    return words;
-}
-
 void addType(SearchFilter& filter, const std::string& word) {
-    const std::string lowered = Text{word}.lowercased().string();
-    if (const auto kind = kindWords().find(lowered); kind != kindWords().end()) {
-        filter.kinds.insert(kind->second);
-    } else if (const auto category = ItemCategories::named(lowered)) {
-        filter.categories.insert(*category);
-    } else {
-        std::vector<std::string_view> names;
-        for (const ItemCategory each : allItemCategories) names.push_back(ItemCategories::nameOf(each));
-        throw UsageError{
-            fmt::format("“{}” is no type; {}, files, folders and links are.", word, fmt::join(names, ", "))};
+    if (const auto type = typeNamed(word)) {
+        if (const auto* kind = std::get_if<FileKind>(&*type)) filter.kinds.insert(*kind);
+        if (const auto* category = std::get_if<ItemCategory>(&*type)) filter.categories.insert(*category);
+        return;
     }
+    std::string meant;
+    if (isKnownExtension(word)) {
+        meant = fmt::format(" --ext {} finds files by their extension.", word);
+    } else if (const auto near = typeNameNear(word)) {
+        meant = fmt::format(" Did you mean “{}”?", *near);
+    }
+    std::vector<std::string> names = typeNames();
+    const std::string last = std::move(names.back());
+    names.pop_back();
+    throw UsageError{fmt::format("“{}” is no type; {} and {} are.{}", word, fmt::join(names, ", "), last, meant)};
 }
 
 /// What is a path and no word: it has a slash, or is the current folder, the one above or the home directory.
@@ -69,9 +66,14 @@ void addPlaces(const std::vector<std::string>& written, std::vector<Text>& paths
 }  // namespace
 
 void SearchFilterOptions::addTo(CLI::App& command) {
-    command.add_option("--older-than", olderThan, "Only what was last changed before: 30d, 6mo, 1y, 2023, 2023-05-31")
+    command
+        .add_option("--older-than", olderThan,
+                    "Only what was last changed before: 30d, 6mo, 1y, 2023-05-31; 2023 is before that year began")
         ->type_name("AGE");
-    command.add_option("--newer-than", newerThan, "Only what was changed since")->type_name("AGE");
+    command
+        .add_option("--newer-than", newerThan,
+                    "Only what was changed after: 7d is within the last week, 2022 is in 2023 or later")
+        ->type_name("AGE");
     command.add_option("--min", minimum, "Only what has at least this size: 500MB, 1.5GB, 2GiB")->type_name("SIZE");
     command.add_option("--max", maximum, "Only what has at most this size")->type_name("SIZE");
     // One value each time, or several with commas: the next argument is a word to look for.
@@ -89,7 +91,8 @@ void SearchFilterOptions::addTo(CLI::App& command) {
         "folders or links; several with commas")
         ->delimiter(',');
     several("--ext", extensions, "EXT", "Only files with this extension; several with commas")->delimiter(',');
-    several("--in", places, "WHERE", "Only what lies in this folder (a path), or has this word in its path");
+    several("--in", places, "WHERE",
+            "Only what lies in this folder (a path), or has this word in its path; several widen each other");
     several("--not", unwanted, "WHERE", "Nothing in this folder (a path), or with this word in its path");
 }
 
@@ -113,9 +116,9 @@ std::vector<Part> SearchFilterOptions::parts(Date now) const {
             filter.extensions.insert(Text{extension}.lowercased());
         }
     }
-    for (const std::string& place : places) {
-        SearchFilter& filter = add("--in", place);
-        addPlaces({place}, filter.inFolders, filter.wordsInPath);
+    if (!places.empty()) {
+        SearchFilter& filter = add("--in", fmt::format("{}", fmt::join(places, " --in ")));
+        addPlaces(places, filter.inFolders, filter.wordsInPath);
     }
     for (const std::string& place : unwanted) {
         SearchFilter& filter = add("--not", place);

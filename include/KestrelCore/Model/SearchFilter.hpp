@@ -13,7 +13,7 @@
 namespace KestrelCore {
 
 /// What items must be like beside what a query's text says. A search applies it as it goes through the records, so
-/// before its limit. Every part narrows; what is empty or absent asks for nothing.
+/// before its limit. What is empty or absent asks for nothing. Every part narrows, but places are one part.
 struct SearchFilter {
     std::int64_t minimumBytes = 0;  ///< of the display size
     std::optional<std::int64_t> maximumBytes{};
@@ -23,9 +23,9 @@ struct SearchFilter {
     std::set<FileKind> kinds{};
     std::set<ItemCategory> categories{};
     std::set<Text> extensions{};         ///< one of these, lower case and without the dot; "" = none
-    std::vector<Text> inFolders{};       ///< absolute paths; the item lies somewhere below one of them
+    std::vector<Text> inFolders{};       ///< absolute paths; the item lies below one of them, or has a word of the next
     std::vector<Text> notInFolders{};    ///< absolute paths; the item neither is one of them nor lies below one
-    std::vector<Text> wordsInPath{};     ///< each occurs in the path, in any case
+    std::vector<Text> wordsInPath{};     ///< one occurs in the path, in any case, or it lies in one of `inFolders`
     std::vector<Text> wordsNotInPath{};  ///< none occurs in the path
 
     bool operator==(const SearchFilter&) const = default;

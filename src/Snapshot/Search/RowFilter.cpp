@@ -46,17 +46,19 @@ std::vector<std::uint8_t> RowFilter::within(const std::vector<Text>& places) con
     return result;
 }
 
-bool RowFilter::isAtPlace(const RecordStorage::Row& row) const {
+bool RowFilter::isBelowWanted(const RecordStorage::Row& row) const {
+    if (wanted_.empty()) return false;
+    return row.isIrregular ? isBelowOne(storage_.irregular(row).path, filter_.inFolders) : wanted_[row.folder] != 0;
+}
+
+bool RowFilter::isUnwanted(const RecordStorage::Row& row) const {
+    if (unwanted_.empty()) return false;
     if (row.isIrregular) {
         const Text& path = storage_.irregular(row).path;
-        const auto isHere = [&](const Text& place) { return isAtOrBelow(path, place); };
-        return (wanted_.empty() || isBelowOne(path, filter_.inFolders)) &&
-               std::ranges::none_of(filter_.notInFolders, isHere);
+        return std::ranges::any_of(filter_.notInFolders, [&](const Text& place) { return isAtOrBelow(path, place); });
     }
-    if (!wanted_.empty() && wanted_[row.folder] == 0) return false;
-    if (unwanted_.empty()) return true;
-    const auto isThis = [&](const Text& place) { return storage_.hasPath(row, place); };
-    return unwanted_[row.folder] == 0 && std::ranges::none_of(filter_.notInFolders, isThis);
+    return unwanted_[row.folder] != 0 ||
+           std::ranges::any_of(filter_.notInFolders, [&](const Text& place) { return storage_.hasPath(row, place); });
 }
 
 }  // namespace KestrelCore

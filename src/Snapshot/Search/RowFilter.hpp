@@ -23,9 +23,10 @@ public:
         return answer == Answer::yes || (answer == Answer::byExtension && extensions_[row.extension] != 0);
     }
 
-    [[nodiscard]] bool hasPlaces() const { return !wanted_.empty() || !unwanted_.empty(); }
-    /// By the row's folder and name.
-    [[nodiscard]] bool isAtPlace(const RecordStorage::Row& row) const;
+    /// Whether the row lies below a wanted folder; false where there are none.
+    [[nodiscard]] bool isBelowWanted(const RecordStorage::Row& row) const;
+    /// Whether it is or lies below an unwanted one.
+    [[nodiscard]] bool isUnwanted(const RecordStorage::Row& row) const;
 
 private:
     enum class Answer : std::uint8_t { no, yes, byExtension };

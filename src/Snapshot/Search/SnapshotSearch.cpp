@@ -122,10 +122,7 @@ void SnapshotSearch::narrowBounds() {
 }
 
 void SnapshotSearch::addWordFilters() {
-    for (const Text& word : settings_.filter.wordsInPath) {
-        const PatternNumber number = add(word.folded()).number;
-        if (std::ranges::find(pathPatterns_, number) == pathPatterns_.end()) pathPatterns_.push_back(number);
-    }
+    for (const Text& word : settings_.filter.wordsInPath) wantedPatterns_.push_back(add(word.folded()).number);
     for (const Text& word : settings_.filter.wordsNotInPath) unwantedPatterns_.push_back(add(word.folded()).number);
 }
 
@@ -247,7 +244,14 @@ bool SnapshotSearch::mayMatch(const Row& row, LetterMask letters) const {
     for (const PatternNumber number : pathPatterns_) {
         if (!mayMatchPath(row, letters, number)) return false;
     }
-    return !filter_.hasPlaces() || filter_.isAtPlace(row);
+    if (filter_.isUnwanted(row)) return false;
+    return isAtWantedPlace(row, [&](PatternNumber number) { return mayMatchPath(row, letters, number); });
+}
+
+template <typename IsInPath>
+bool SnapshotSearch::isAtWantedPlace(const Row& row, IsInPath&& isInPath) const {
+    if (settings_.filter.inFolders.empty() && wantedPatterns_.empty()) return true;
+    return filter_.isBelowWanted(row) || std::any_of(wantedPatterns_.begin(), wantedPatterns_.end(), isInPath);
 }
 
 // What the name and the path say.
@@ -267,6 +271,7 @@ bool SnapshotSearch::passesPathFilters(Candidate& candidate) const {
     const auto isInPath = [&](PatternNumber number) { return pathContains(candidate, number); };
     return std::all_of(pathPatterns_.begin(), pathPatterns_.end(), isInPath) &&
            std::none_of(unwantedPatterns_.begin(), unwantedPatterns_.end(), isInPath) &&
+           isAtWantedPlace(*candidate.row, isInPath) &&
            (developerPatterns_.empty() || std::any_of(developerPatterns_.begin(), developerPatterns_.end(), isInPath));
 }
 

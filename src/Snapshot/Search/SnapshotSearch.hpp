@@ -72,6 +72,9 @@ private:
     [[nodiscard]] bool isAnswered(const Row& row, PatternNumber number) const;
     [[nodiscard]] std::optional<std::int64_t> score(Candidate& candidate) const;
     [[nodiscard]] bool passesPathFilters(Candidate& candidate) const;
+    /// `isInPath` answers for the number of a pattern.
+    template <typename IsInPath>
+    [[nodiscard]] bool isAtWantedPlace(const Row& row, IsInPath&& isInPath) const;
     [[nodiscard]] std::int64_t termScore(Candidate& candidate, PatternNumber number) const;
     [[nodiscard]] std::int64_t phraseBonus(Candidate& candidate) const;
     [[nodiscard]] bool pathContains(Candidate& candidate, PatternNumber number) const;
@@ -90,6 +93,7 @@ private:
     std::unordered_map<Text, PatternNumber> numbers_;
     std::vector<SearchPattern> patterns_;  ///< all distinct; of the path filters first, then of the terms
     std::vector<PatternNumber> pathPatterns_;
+    std::vector<PatternNumber> wantedPatterns_;     ///< one of them in the path is as good as a wanted folder
     std::vector<PatternNumber> unwantedPatterns_;   ///< none of them may occur in the path
     std::vector<PatternNumber> developerPatterns_;  ///< one of them must occur in the path; empty = no such filter
     std::vector<Term> terms_;

@@ -69,10 +69,11 @@ bool passes(const FileRecord& record, const SearchFilter& filter) {
            (!filter.modifiedBefore || future < *filter.modifiedBefore) &&
            (!hasTypes || filter.kinds.contains(record.kind()) || (category && filter.categories.contains(*category))) &&
            (filter.extensions.empty() || filter.extensions.contains(record.fileExtension().lowercased())) &&
-           (filter.inFolders.empty() || std::ranges::any_of(filter.inFolders, isBelow)) &&
+           ((filter.inFolders.empty() && filter.wordsInPath.empty()) ||
+            std::ranges::any_of(filter.inFolders, isBelow) || std::ranges::any_of(filter.wordsInPath, isIn)) &&
            std::ranges::none_of(filter.notInFolders,
                                 [&](const Text& folder) { return folder == record.path() || isBelow(folder); }) &&
-           std::ranges::all_of(filter.wordsInPath, isIn) && std::ranges::none_of(filter.wordsNotInPath, isIn);
+           std::ranges::none_of(filter.wordsNotInPath, isIn);
 }
 
 /// What the records take together, found by looking at all pairs.
@@ -120,6 +121,10 @@ TEST(SearchFilter, knowsPlacesByWholeNames) {
 
 TEST(SearchFilter, looksForWordsInThePath) {
     EXPECT_THAT(namesOf(answerTo("", {.wordsInPath = {"MING"}})), ElementsAre("filming", "c.MP4", "d.jpg"));
+    EXPECT_THAT(namesOf(answerTo("", {.wordsInPath = {"MING", "b.txt"}})),
+                UnorderedElementsAre("filming", "c.MP4", "d.jpg", "b.txt"));
+    EXPECT_THAT(namesOf(answerTo("", {.inFolders = {"/r/filming"}, .wordsInPath = {"b.txt"}})),
+                UnorderedElementsAre("c.MP4", "d.jpg", "b.txt"));
     EXPECT_THAT(namesOf(answerTo("", {.wordsNotInPath = {"ming", "mp4"}})), UnorderedElementsAre("r", "film", "b.txt"));
 }
 
@@ -165,7 +170,7 @@ TEST(SearchFilter, findsWhatANaiveLookFindsHereAndInTheHistory) {
             if (may()) filter.extensions = {some().fileExtension().lowercased(), "pdf"};
             if (may()) filter.inFolders = {Path::deletingLastComponent(some().path()), some().path()};
             if (may()) filter.notInFolders = {some().path()};
-            if (may()) filter.wordsInPath = {some().path().slice(0, 5)};
+            if (may()) filter.wordsInPath = {some().path().slice(0, 5), some().name()};
             if (may()) filter.wordsNotInPath = {some().name()};
             const SearchSettings all{.cancellation = {}, .now = Date{700'000'000}, .threads = 2};
             SearchSettings filtered = all;

@@ -60,6 +60,10 @@ TEST(AgeValue, hasABeginAndAnEnd) {
     EXPECT_NEAR(span("2023-12").end.secondsSince1970(), span("2024-01-01").begin.secondsSince1970(), 0.01);
     EXPECT_EQ(span("2023").begin, span("2023-01-01").begin);
     EXPECT_NEAR(span("2023").end.secondsSince1970(), span("2024-01-01").begin.secondsSince1970(), 0.01);
+    EXPECT_EQ(span("2 years").begin, span("2y").begin);
+    EXPECT_EQ(span("1month").begin, span("1mo").begin);
+    EXPECT_EQ(span("today").end, now);
+    EXPECT_NEAR(span("today").begin.secondsSince1970(), span("yesterday").end.secondsSince1970(), 0.01);
     for (const char* wrong : {"", "12", "soon", "2023-13", "2023-02-30", "1", "99999", "mo"})
         EXPECT_FALSE(parseTimeSpan(wrong, now).has_value()) << wrong;
 }
@@ -109,6 +113,30 @@ TEST_F(SearchOptionsTest, filterBesideTheWordsAndWithoutAny) {
     EXPECT_EQ(count({"nowhere"}), "0\n");
 }
 
+TEST_F(SearchOptionsTest, severalPlacesWidenEachOtherWhateverTheyAre) {
+    EXPECT_EQ(count({"--in", "films", "--in", "letter"}), "4\n");
+    EXPECT_EQ(count({"--in", folder_ / "films", "--in", "letter"}), "3\n");
+    EXPECT_EQ(count({"--in", folder_ / "films", "--in", "letter", "--ext", "pdf"}), "1\n");
+}
+
+TEST_F(SearchOptionsTest, aYearIsBeforeItBeganAndAfterItEnded) {
+    const auto at = [&](const char* name, const char* day) {
+        const auto date = parseTimeSpan(day, Date::now());
+        ASSERT_TRUE(date.has_value());
+        std::filesystem::last_write_time(
+            folder_ / name, std::chrono::file_clock::from_sys(std::chrono::sys_time<std::chrono::seconds>{
+                                std::chrono::seconds{static_cast<std::int64_t>(date->begin.secondsSince1970())}}));
+    };
+    at("films/old.mkv", "2021-12-31");
+    at("films/new.mp4", "2022-07-01");
+    at("letter.pdf", "2023-01-01");
+    EXPECT_EQ(run({"scan", folder_.path()}).code, ExitCode::done);
+    EXPECT_EQ(count({"--type", "files", "--older-than", "2022"}), "1\n");
+    EXPECT_EQ(count({"--type", "files", "--older-than", "2023"}), "2\n");
+    EXPECT_EQ(count({"--type", "files", "--newer-than", "2022", "--older-than", "2024"}), "1\n");
+    EXPECT_EQ(count({"--type", "files", "--newer-than", "2021", "--older-than", "2023"}), "1\n");
+}
+
 TEST_F(SearchOptionsTest, sortBeforeTheLimit) {
     const std::string out = search({"--type", "files", "--sort", "size", "--limit", "2"}).out;
     EXPECT_LT(out.find("old.mkv"), out.find("new.mp4")) << out;
@@ -135,17 +163,24 @@ TEST_F(SearchOptionsTest, areInTheJSONObject) {
 }
 
 TEST_F(SearchOptionsTest, thatMeanNothingAreWrongUsage) {
-    for (const auto& [option, value, said] :
-         std::vector<std::array<std::string, 3>>{{"--type", "nonsense", "is no type; photos, videos"},
-                                                 {"--min", "huge", "is no size"},
-                                                 {"--older-than", "12", "is no age and no date"},
-                                                 {"--sort", "colour", "is none of date, name, score, size"}}) {
+    for (const auto& [option, value, said] : std::vector<std::array<std::string, 3>>{
+             {"--type", "nonsense", "is no type; photos, videos"},
+             {"--type", "nonsense", "disk-images, databases, other, files, folders and links are."},
+             {"--type", "vidoe", "Did you mean “videos”?"},
+             {"--type", "phto", "Did you mean “photos”?"},
+             {"--type", "pdf", "--ext pdf finds files by their extension."},
+             {"--min", "huge", "is no size"},
+             {"--older-than", "12", "is no age and no date"},
+             {"--sort", "colour", "is none of date, name, score, size"}}) {
         const CommandRun result = search({"x", option, value});
         EXPECT_EQ(result.code, ExitCode::wrongUsage) << option;
         EXPECT_THAT(result.messages, HasSubstr(said));
         EXPECT_EQ(result.out, "");
     }
     EXPECT_EQ(search({}).code, ExitCode::wrongUsage);
+    EXPECT_THAT(search({""}).messages, HasSubstr("search needs words, or options"));
+    EXPECT_EQ(search({" "}).code, ExitCode::wrongUsage);
+    EXPECT_EQ(search({"", "--type", "files"}).code, ExitCode::done);
 }
 
 TEST_F(SearchOptionsTest, sayWhichWordFindsNothing) {
@@ -155,17 +190,24 @@ TEST_F(SearchOptionsTest, sayWhichWordFindsNothing) {
     EXPECT_THAT(search({"letter", "--min", "1TB", "--type", "music"}).messages,
                 HasSubstr("Alone, “--min 1TB” and “--type music” find nothing."));
     EXPECT_THAT(search({"letter", "--type", "video"}).messages, HasSubstr("no item answers all of them."));
-    EXPECT_EQ(search({"nowhere"}).messages, "kestrel: Nothing in the saved scan answers that search.\n");
+    EXPECT_THAT(search({"nowhere"}).messages,
+                AllOf(HasSubstr("Nothing in the scan of " + folder_.path() + " from "),
+                      HasSubstr(" answers that search. No path in it has “nowhere”, or nearly so.\n")));
+    EXPECT_THAT(search({">5tb"}).messages, HasSubstr("No item in it passes “>5tb”."));
+    EXPECT_THAT(search({"--type", "link"}).messages, HasSubstr("No item in it passes “--type link”."));
+    EXPECT_THAT(search({"letter", "--in", "/usr/nowhere"}).messages, HasSubstr("/usr/nowhere lies outside of it.\n"));
+    EXPECT_THAT(search({"--in", folder_ / "none"}).messages, HasSubstr(folder_ / "none" + " is not in it.\n"));
 }
 
 TEST_F(SearchOptionsTest, doubtfulWordsAreHintsForPeopleAndErrorsForScripts) {
     const CommandRun shown = search({"modified:2023"});
     EXPECT_EQ(shown.code, ExitCode::done);
-    EXPECT_THAT(shown.messages, HasSubstr("--newer-than 2023"));
+    EXPECT_THAT(shown.messages, HasSubstr("--newer-than 2022 --older-than 2024"));
     for (const char* option : {"--json", "--print0", "--count"}) {
         const CommandRun result = search({"vidoes", option});
         EXPECT_EQ(result.code, ExitCode::wrongUsage) << option;
-        EXPECT_THAT(result.messages, AllOf(HasSubstr("did you mean videos?"), HasSubstr("--literal")));
+        EXPECT_THAT(result.messages,
+                    AllOf(HasSubstr("did you mean videos?"), HasSubstr("--literal"), Not(HasSubstr("so it is"))));
         EXPECT_EQ(search({"vidoes", option, "--literal"}).code, ExitCode::done) << option;
     }
 }
