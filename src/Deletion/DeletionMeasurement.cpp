@@ -28,6 +28,7 @@ struct Measured {
     DeletionMeasurement::Amount amount;
     std::int64_t unsharedBytes = 0;
     LinkedFiles linked;
+    bool isCut = false;  ///< by a cancellation
 };
 
 /// Sums of real disks stay far below the bound; a file system that claims more must not make the sum wrap.
@@ -72,6 +73,7 @@ Measured measured(const std::string& path, const CancellationToken& cancellation
         count(result, *entry->status);
     }
     if (walk->errorNumber() != 0) ++result.amount.unread;
+    result.isCut = cancellation.isCancelled();
     return result;
 }
 
@@ -87,7 +89,7 @@ DeletionMeasurement::~DeletionMeasurement() = default;
 
 DeletionMeasurement::Amount DeletionMeasurement::measure(const Text& path, const CancellationToken& cancellation) {
     const auto [found, isNew] = state_->items.try_emplace(path.string());
-    if (isNew) found->second = measured(path.string(), cancellation);
+    if (isNew || found->second.isCut) found->second = measured(path.string(), cancellation);
     return found->second.amount;
 }
 

@@ -25,7 +25,7 @@ public:
         std::uint64_t unread = 0;         ///< items and folders that could not be looked at, or not to their end
     };
     /// Measures the item at an absolute path, unless that was done before. A cancelled walk gives what it has seen, and
-    /// so does one that ended for another reason; both count as unread.
+    /// so does one that ended for another reason; both count as unread. The cancelled one is walked anew the next time.
     Amount measure(const Text& path, const CancellationToken& cancellation = {});
 
     /// What comes free when the items at these paths, each measured before, have all gone: a file that has another name
