@@ -1,24 +1,20 @@
 #include "commands/Deletion.hpp"
 
-#include "commands/NamedItem.hpp"
 #include "output/ModelJSON.hpp"
 #include "output/Table.hpp"
-#include "store/DeletionRecords.hpp"
+#include "store/DeletionRun.hpp"
+#include "store/NamedItem.hpp"
 #include "store/Places.hpp"
 #include "terminal/Interruption.hpp"
 #include "terminal/InterruptionWatch.hpp"
 #include "terminal/Question.hpp"
 
-#include "KestrelCore/Base/Path.hpp"
-#include "KestrelCore/Deletion/DeletionMeasurement.hpp"
-#include "KestrelCore/Deletion/DeletionPlan.hpp"
-#include "KestrelCore/Deletion/SafetyPolicy.hpp"
-#include "KestrelCore/Deletion/TrashReceipts.hpp"
-#include "KestrelCore/Platform/FileManager.hpp"
-
-#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <fmt/format.h>
+#include <optional>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 // What trash, remove and apps --trash-residues do with paths, in this order; nothing changes before the last step:
@@ -37,51 +33,6 @@ namespace {
 
 using namespace KestrelCore;
 
-/// A refusal by a rule of safety has an exit code of its own, so that a script can tell it from what went wrong.
-ExitCode codeOf(KestrelError::Case errorCase) {
-    return errorCase == KestrelError::Case::safetyViolation ? ExitCode::refused : ExitCode::failed;
-}
-
-/// One path of the command line on its way.
-struct PlannedItem {
-    Text path;
-    std::optional<FileRecord> record;
-    RiskLevel risk = RiskLevel::normal;
-    std::optional<Text> refusal;
-    ExitCode code = ExitCode::done;  ///< of the refusal: only the policy's count as such
-
-    PlannedItem& refuse(const Text& reason, ExitCode exitCode) {
-        refusal = reason;
-        code = exitCode;
-        return *this;
-    }
-};
-
-/// What is to become of an operand. The order of the tests decides which reason is told: what the operand itself says,
-/// then the rules by path, then what the disk says, and at last what the options allow.
-PlannedItem planned(const NamedItem& named, const DeletionRecords& saved, const DeletionOptions& options,
-                    const DeletionPlan& judge, DeletionMeasurement& measurement,
-                    const CancellationToken& cancellation) {
-    PlannedItem item{.path = named.path, .record = {}, .refusal = {}};
-    if (named.refusal) return item.refuse(*named.refusal, named.code);
-    const URL url = URL::fromPath(item.path);
-    item.risk = SafetyPolicy::risk(url);
-    if (const auto reason = SafetyPolicy::blockedReason(url)) return item.refuse(*reason, ExitCode::refused);
-
-    item.record = saved.record(item.path);
-    if (!item.record) item.record = DeletionPlan::freshRecord(item.path, measurement, cancellation);
-    if (!item.record) return item.refuse(missingMessage, ExitCode::failed);
-    // A saved rating may come from a tampered file; the stricter one holds.
-    item.risk = std::max(item.risk, item.record->risk());
-    if (const auto error = judge.objection(*item.record))
-        return item.refuse(error->errorDescription(), codeOf(error->errorCase()));
-    if (item.risk == RiskLevel::blocked)
-        return item.refuse("The item was rated as blocked when scanned.", ExitCode::refused);
-    if (item.risk == RiskLevel::high && !options.includesHighRisk)
-        return item.refuse("The item is of high risk; --include-high-risk lets it go.", ExitCode::refused);
-    return item;
-}
-
 Style styleOf(RiskLevel level) {
     switch (level) {
     case RiskLevel::normal: break;
@@ -94,9 +45,9 @@ Style styleOf(RiskLevel level) {
 
 /// The plan for a person: each item, and on the next line why it is refused. Nothing is shortened, whatever the width
 /// of the terminal: what is agreed to must be seen whole.
-void showPlan(const Session& session, std::ostream& out, const std::vector<PlannedItem>& plan) {
+void showPlan(const Session& session, std::ostream& out, const DeletionProposal& proposal) {
     Table table{{{.title = "Size", .align = Table::Align::right}, {.title = "Risk"}, {.title = "Item"}}};
-    for (const PlannedItem& item : plan) {
+    for (const ProposedItem& item : proposal.items) {
         table.addRow({{item.record ? session.size(item.record->displayBytes()) : "–"},
                       {std::string{nameOf(item.risk)}, styleOf(item.risk)},
                       {session.shown(item.path.view()), item.refusal ? Style::quiet : Style::plain}});
@@ -107,9 +58,9 @@ void showPlan(const Session& session, std::ostream& out, const std::vector<Plann
     table.write(out, 0, &out == &session.out && session.hasColor());
 }
 
-void writePlan(JSONOutput& json, const std::vector<PlannedItem>& plan) {
+void writePlan(JSONOutput& json, const DeletionProposal& proposal) {
     json.beginArray("plan");
-    for (const PlannedItem& item : plan) {
+    for (const ProposedItem& item : proposal.items) {
         json.beginObject();
         json.member("path", item.path.view());
         if (item.record) json.member("displayBytes", item.record->displayBytes());
@@ -133,12 +84,6 @@ void writeResults(JSONOutput& json, const std::vector<DeletionItemResult>& resul
     json.endArray();
 }
 
-std::vector<Text> pathsOf(const std::vector<FileRecord>& records) {
-    std::vector<Text> paths;
-    for (const FileRecord& record : records) paths.push_back(record.path());
-    return paths;
-}
-
 std::string itemCount(std::uint64_t count) { return count == 1 ? "1 item" : fmt::format("{} items", count); }
 
 /// Said once behind the sum, and not with each item.
@@ -153,49 +98,14 @@ std::string withoutSpaceSentence(const DeletionItemResult& result) {
     return message;
 }
 
-/// What became of the items that the plan let pass.
-struct Execution {
-    std::vector<DeletionItemResult> results;  ///< of the items that were tried
-    std::vector<FileRecord> gone;
-    bool isInterrupted = false;
-};
-
-/// Lets the library do it, one item after the other, and tells a person of each at once.
-Execution execute(const Session& session, const std::vector<FileRecord>& records, DeletionMode mode,
-                  const std::optional<Text>& typed) {
-    Execution execution;
-    DeletionCoordinator coordinator{FileManager::standard(), ownPlaces(session)};
-    const TrashReceipts receipts{receiptsPath(session)};
-    execution.isInterrupted = Interruption::isRequested();
-    if (execution.isInterrupted) return execution;
-    const InterruptionWatch watch;
-    const auto onResult = [&](const DeletionItemResult& result) {
-        if (!session.options.json) {
-            session.out << session.painted(result.succeeded ? Style::good : Style::bad,
-                                           fmt::format("{}: {}", session.shown(result.path.view()),
-                                                       session.shown(withoutSpaceSentence(result))))
-                        << '\n';
-        }
-        return !Interruption::isRequested();
-    };
-    execution.results = receipts.execute(coordinator, {records, mode, typed}, onResult, watch.token());
-    // Items that were not begun have no result; one that was given up on the way has one that did not succeed.
-    execution.isInterrupted = execution.results.size() < records.size() ||
-                              (watch.token().isCancelled() && !execution.results.back().succeeded);
-    for (std::size_t i = 0; i < execution.results.size(); ++i) {
-        if (execution.results[i].succeeded) execution.gone.push_back(records[i]);
-    }
-    return execution;
+void showResult(const Session& session, const DeletionItemResult& result) {
+    session.out << session.painted(result.succeeded ? Style::good : Style::bad,
+                                   fmt::format("{}: {}", session.shown(result.path.view()),
+                                               session.shown(withoutSpaceSentence(result))))
+                << '\n';
 }
 
 }  // namespace
-
-std::vector<ProtectedPlace> ownPlaces(const Session& session) {
-    std::vector<ProtectedPlace> places;
-    for (const std::string& path : ownPaths(session))
-        places.push_back({path, "Kestrel’s own snapshot database is there; “kestrel clear” empties it."});
-    return places;
-}
 
 std::string restoreCall(const Session& session) {
     const auto store = namedStorePath(session);
@@ -206,51 +116,34 @@ std::string restoreCall(const Session& session) {
     return fmt::format("kestrel restore --store '{}' ", session.shown(quoted));
 }
 
-ExitCode exitCode(const DeletionItemResult& result) {
-    if (result.succeeded) return ExitCode::done;
-    return result.errorCase ? codeOf(*result.errorCase) : ExitCode::failed;
-}
-
 ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOptions& options) {
     const bool isTrash = options.mode == DeletionMode::trash;
-    std::vector<NamedItem> named;
-    std::vector<Text> namedPaths;
+    std::vector<DeletionTarget> targets;
     for (const std::string& path : paths) {
-        named.push_back(namedItem(path));
-        if (!named.back().refusal) namedPaths.emplace_back(named.back().path);
+        NamedItem named = namedItem(path);
+        targets.push_back({.path = named.path, .refusal = std::move(named.refusal), .code = named.code});
     }
-    // The scan's sizes and ratings are those that the user has seen; that the item still is the same is looked up anew.
-    const DeletionRecords saved{session, namedPaths};
-    const DeletionPlan judge{ownPlaces(session)};
-
     // Whatever a folder holds, Ctrl-C ends the look at it.
     const InterruptionWatch watch;
-    DeletionMeasurement measurement;
-    std::vector<PlannedItem> plan;
-    std::vector<FileRecord> records;
-    std::uint64_t unread = 0;
-    ExitCode code = ExitCode::done;
-    for (const NamedItem& item : named) {
-        Interruption::check();
-        plan.push_back(planned(item, saved, options, judge, measurement, watch.token()));
-        code = combined(code, plan.back().code);
-        if (plan.back().refusal) continue;
-        records.push_back(*plan.back().record);
-        // Looked at once, however often it is asked: the sums of what comes free need the same look.
-        unread += measurement.measure(records.back().path(), watch.token()).unread;
-    }
+    DeletionRun run{session, [&session](std::string_view sentence) { session.say(sentence); }};
+    const auto proposal =
+        run.propose(targets, options.includesHighRisk ? HighRisk::goes : HighRisk::stays, watch.token());
     Interruption::check();
+    if (!proposal) throw Interrupted{};
+    ExitCode code = ExitCode::done;
+    for (const ProposedItem& item : proposal->items) code = combined(code, item.code);
+    const std::size_t going = proposal->records().size();
 
     // A person who is asked needs to see the plan first, also where it goes elsewhere, or into the JSON object later.
-    const bool asks = !options.isDryRun && !records.empty() && (isTrash ? !options.isConfirmed : !options.confirmation);
+    const bool asks = !options.isDryRun && going > 0 && (isTrash ? !options.isConfirmed : !options.confirmation);
     const bool isSeen = !session.options.json && session.terminal.isOutput;
-    if (!session.options.json) showPlan(session, session.out, plan);
-    if (asks && !isSeen && session.terminal.isInput) showPlan(session, session.messages, plan);
-    const std::string amount =
-        fmt::format("{} ({})", itemCount(records.size()), session.size(measurement.freedBytes(pathsOf(records))));
+    if (!session.options.json) showPlan(session, session.out, *proposal);
+    if (asks && !isSeen && session.terminal.isInput) showPlan(session, session.messages, *proposal);
+    const std::string amount = fmt::format("{} ({})", itemCount(going), session.size(proposal->freedBytes));
 
-    if (unread > 0)
-        session.say(fmt::format("{} could not be looked at; the sizes leave out what is there.", itemCount(unread)));
+    if (proposal->unread > 0)
+        session.say(
+            fmt::format("{} could not be looked at; the sizes leave out what is there.", itemCount(proposal->unread)));
 
     bool isDeclined = false;
     std::optional<Text> typed;
@@ -268,34 +161,42 @@ ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOpti
         code = combined(code, ExitCode::failed);
     }
 
-    Execution execution;
-    if (!options.isDryRun && !isDeclined && !records.empty())
-        execution = execute(session, records, options.mode, typed);
-    const std::vector<Text> gonePaths = pathsOf(execution.gone);
-    // Also after an interruption: what is gone must not be shown by the next command.
-    saved.takeOut(gonePaths);
-    for (const DeletionItemResult& result : execution.results) code = combined(code, exitCode(result));
+    DeletionOutcome outcome;
+    if (!options.isDryRun && !isDeclined && going > 0) {
+        // Between two items the flag itself is asked, which the token follows only soon.
+        if (Interruption::isRequested()) {
+            outcome.isInterrupted = true;
+        } else {
+            const auto onResult = [&](const DeletionItemResult& result) {
+                if (!session.options.json) showResult(session, result);
+                return !Interruption::isRequested();
+            };
+            outcome = run.execute(*proposal, options.mode, typed, onResult, watch.token());
+        }
+    }
+    for (const DeletionItemResult& result : outcome.results) code = combined(code, exitCode(result));
 
-    const std::int64_t reclaimable = measurement.freedBytes(options.isDryRun ? pathsOf(records) : gonePaths);
+    const std::int64_t reclaimable = options.isDryRun ? proposal->freedBytes : outcome.freedBytes;
     if (session.options.json) {
         JSONOutput json{session.out};
-        writePlan(json, plan);
-        writeResults(json, execution.results);
+        writePlan(json, *proposal);
+        writeResults(json, outcome.results);
         json.member("reclaimableBytes", reclaimable);
-        if (options.afterwards) options.afterwards(&json, gonePaths);
+        if (options.afterwards) options.afterwards(&json, outcome.gone);
         json.finish();
     } else if (options.isDryRun) {
         session.out << fmt::format("{} would go; nothing was touched.\n", amount);
     } else if (!isDeclined) {
-        session.out << (gonePaths.empty() ? fmt::format("Nothing was {}.\n", isTrash ? "moved to the Trash" : "removed")
-                                          : fmt::format("{} {}{} ({}).{}\n", isTrash ? "Moved" : "Removed",
-                                                        itemCount(gonePaths.size()), isTrash ? " to the Trash" : "",
-                                                        session.size(reclaimable), isTrash ? stillUsedSentence : ""));
-        if (options.afterwards) options.afterwards(nullptr, gonePaths);
-        if (isTrash && !gonePaths.empty()) session.out << fmt::format("Undo: {}--last\n", restoreCall(session));
+        session.out << (outcome.gone.empty()
+                            ? fmt::format("Nothing was {}.\n", isTrash ? "moved to the Trash" : "removed")
+                            : fmt::format("{} {}{} ({}).{}\n", isTrash ? "Moved" : "Removed",
+                                          itemCount(outcome.gone.size()), isTrash ? " to the Trash" : "",
+                                          session.size(reclaimable), isTrash ? stillUsedSentence : ""));
+        if (options.afterwards) options.afterwards(nullptr, outcome.gone);
+        if (isTrash && !outcome.gone.empty()) session.out << fmt::format("Undo: {}--last\n", restoreCall(session));
     }
-    if (execution.isInterrupted) {
-        const std::size_t left = records.size() - execution.results.size();
+    if (outcome.isInterrupted) {
+        const std::size_t left = going - outcome.results.size();
         session.say(fmt::format("Interrupted: {} left as they were.", itemCount(left)));
         return ExitCode::interrupted;
     }

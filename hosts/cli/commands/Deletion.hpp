@@ -6,7 +6,6 @@
 
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Deletion/DeletionCoordinator.hpp"
-#include "KestrelCore/Deletion/ProtectedPlace.hpp"
 
 #include <functional>
 #include <optional>
@@ -31,13 +30,7 @@ struct DeletionOptions {
 /// saved scans' where they have them; what is gone is taken out of those.
 [[nodiscard]] ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOptions& options);
 
-/// What the program itself needs: the databases, the files that SQLite keeps beside them, and the receipts.
-[[nodiscard]] std::vector<KestrelCore::ProtectedPlace> ownPlaces(const Session& session);
-
 /// How `restore` is called for what went to the Trash in this run, with a blank at the end: options follow.
 [[nodiscard]] std::string restoreCall(const Session& session);
-
-/// What the program's end tells of one result.
-[[nodiscard]] ExitCode exitCode(const KestrelCore::DeletionItemResult& result);
 
 }  // namespace KestrelCLI

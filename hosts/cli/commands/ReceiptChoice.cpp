@@ -1,6 +1,6 @@
 #include "commands/ReceiptChoice.hpp"
 
-#include "commands/NamedItem.hpp"
+#include "store/NamedItem.hpp"
 
 #include "KestrelCore/Base/Path.hpp"
 
@@ -63,17 +63,6 @@ std::vector<const KnownReceipt*> meantBy(const std::string& operand, const std::
     const auto isPresent = [](const KnownReceipt* each) { return each->place.has_value(); };
     if (std::ranges::any_of(meant, isPresent)) std::erase_if(meant, [&](const auto* each) { return !isPresent(each); });
     return meant;
-}
-
-std::vector<const KnownReceipt*> lastRequest(const std::vector<KnownReceipt>& receipts) {
-    std::vector<const KnownReceipt*> last;
-    for (const KnownReceipt& each : receipts) {
-        const auto& newest = receipts.front().receipt;
-        // One of an earlier version stands alone.
-        if (&each == &receipts.front() || (newest.request && each.receipt.request == newest.request))
-            last.push_back(&each);
-    }
-    return last;
 }
 
 }  // namespace KestrelCLI

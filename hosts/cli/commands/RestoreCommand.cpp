@@ -5,32 +5,19 @@
 #include "output/ModelJSON.hpp"
 #include "output/Table.hpp"
 #include "output/Times.hpp"
-#include "store/DeletionRecords.hpp"
-#include "store/Places.hpp"
-#include "store/RestoredRecords.hpp"
+#include "store/Restoration.hpp"
 #include "terminal/Interruption.hpp"
-
-#include "KestrelCore/Base/Path.hpp"
-#include "KestrelCore/Base/URL.hpp"
-#include "KestrelCore/Deletion/DeletionMeasurement.hpp"
-#include "KestrelCore/Deletion/DeletionPlan.hpp"
-#include "KestrelCore/Deletion/SafetyPolicy.hpp"
-#include "KestrelCore/Deletion/TrashReceipts.hpp"
-#include "KestrelCore/Platform/FileManager.hpp"
 
 #include <algorithm>
 #include <cstddef>
-#include <filesystem>
 #include <fmt/format.h>
-#include <map>
 #include <memory>
-#include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
-// What is named is looked up before anything is moved: a mistyped name does nothing at all. Then what stands in the way
-// goes to the Trash, all in one request, so that one more restore brings all of it back. Then each item is restored by
-// itself, and one that fails keeps none of the others from its place; what was moved out of its way comes back.
+// What is named is looked up before anything is moved: a mistyped name does nothing at all. How the items then come
+// back is in Restoration.
 
 namespace KestrelCLI {
 
@@ -45,27 +32,10 @@ struct RestoreOptions {
     bool last = false;
     bool all = false;
     bool listsGone = false;
-    bool replaces = false;
     bool includesHighRisk = false;  ///< among what is replaced
     bool isDryRun = false;
-    std::optional<std::string> name{};  ///< --as
+    RestoreTerms terms;
 };
-
-/// Whether something is at the path, also a link that leads nowhere.
-bool isTaken(const Text& path) {
-    std::error_code error;
-    return std::filesystem::exists(std::filesystem::symlink_status(path.string(), error));
-}
-
-/// Asked of the disk: the user may have moved or emptied the Trash since.
-std::vector<KnownReceipt> known(const TrashReceipts& store) {
-    std::vector<KnownReceipt> known;
-    for (TrashReceipt& receipt : store.receipts()) {
-        auto place = TrashReceipts::presentPlace(receipt);
-        known.push_back({std::move(receipt), std::move(place)});
-    }
-    return known;
-}
 
 void writeReceipts(JSONOutput& json, const std::vector<const KnownReceipt*>& receipts) {
     json.beginArray("receipts");
@@ -154,98 +124,11 @@ std::vector<const KnownReceipt*> chosen(const Session& session, const std::vecto
     return chosen;
 }
 
-/// What was moved out of the way of what comes back.
-struct Replacement {
-    std::map<std::string, TrashReceipt> moved;         ///< by path
-    std::map<std::string, DeletionItemResult> failed;  ///< by path
-    std::vector<Text> paths;                           ///< of what was moved
-};
-
-/// Moves what stands in the way to the Trash, each with a receipt of its own, in one request.
-Replacement makeRoom(const Session& session, const RestoreOptions& options, const TrashReceipts& store,
-                     const std::vector<const KnownReceipt*>& back) {
-    Replacement result;
-    const std::vector<ProtectedPlace> places = ownPlaces(session);
-    const DeletionPlan judge{places};
-    DeletionMeasurement measurement;
-    DeletionRequest request;
-    std::set<std::string> seen;
-    for (const KnownReceipt* each : back) {
-        const Text& path = each->receipt.path;
-        if (!each->place || !seen.insert(path.string()).second || !isTaken(path)) continue;
-        const auto record = DeletionPlan::freshRecord(path, measurement);
-        if (!record) continue;
-        if (const auto refusal = judge.objection(*record)) {
-            result.failed.emplace(path.string(), DeletionItemResult{.id = each->receipt.id,
-                                                                    .path = path,
-                                                                    .resultingPath = {},
-                                                                    .message = refusal->errorDescription(),
-                                                                    .errorCase = refusal->errorCase()});
-            continue;
-        }
-        if (!options.includesHighRisk &&
-            std::max(SafetyPolicy::risk(URL::fromPath(path)), record->risk()) >= RiskLevel::high) {
-            result.failed.emplace(
-                path.string(),
-                DeletionItemResult{.id = each->receipt.id,
-                                   .path = path,
-                                   .resultingPath = {},
-                                   .message = "The item is of high risk; --include-high-risk lets it go.",
-                                   .errorCase = KestrelError::Case::safetyViolation});
-            continue;
-        }
-        request.records.push_back(*record);
-    }
-    if (request.records.empty()) return result;
-    DeletionCoordinator coordinator{FileManager::standard(), places};
-    std::map<std::string, Text> movedTo;
-    for (DeletionItemResult& moved : store.execute(coordinator, request)) {
-        const std::string path = moved.path.string();
-        if (moved.succeeded && moved.resultingPath) {
-            movedTo.emplace(path, *moved.resultingPath);
-            result.paths.push_back(moved.path);
-        } else if (!moved.succeeded) {
-            result.failed.emplace(path, std::move(moved));
-        }
-    }
-    for (TrashReceipt& receipt : store.receipts()) {
-        const auto found = movedTo.find(receipt.path.string());
-        if (found != movedTo.end() && receipt.resultingPath == found->second)
-            result.moved.emplace(found->first, std::move(receipt));
-    }
-    return result;
-}
-
-DeletionItemResult restoreOne(const TrashReceipts& store, const TrashReceipt& receipt,
-                              const std::optional<std::string>& name, Replacement& replacement) {
-    const std::string path = receipt.path.string();
-    if (const auto failed = replacement.failed.find(path); failed != replacement.failed.end()) {
-        DeletionItemResult result = failed->second;
-        result.message = Text::concatenating({"What is in its place stays there: ", result.message.view()});
-        return result;
-    }
-    DeletionItemResult result = store.restore(receipt, name ? std::optional<Text>{*name} : std::nullopt);
-    const auto moved = replacement.moved.find(path);
-    if (result.succeeded && moved != replacement.moved.end()) {
-        result.message = Text::concatenating({result.message.view(), " What was in its place is in the Trash now."});
-    } else if (!result.succeeded && moved != replacement.moved.end()) {
-        const DeletionItemResult back = store.restore(moved->second);
-        result.message = Text::concatenating(
-            {result.message.view(), back.succeeded ? " What was in its place is there again."
-                                                   : " What was in its place is in the Trash now."});
-        if (back.succeeded) {
-            std::erase(replacement.paths, receipt.path);
-            replacement.moved.erase(moved);
-        }
-    }
-    return result;
-}
-
 /// Only the last component of a path can be another.
 void checkName(const RestoreOptions& options, std::size_t count) {
-    if (!options.name) return;
-    const std::string& name = *options.name;
-    if (options.replaces) throw UsageError{"--as and --replace exclude each other."};
+    if (!options.terms.name) return;
+    const std::string& name = *options.terms.name;
+    if (options.terms.replaces) throw UsageError{"--as and --replace exclude each other."};
     if (count != 1) throw UsageError{"--as gives one item another name; name one."};
     if (name == "." || name == ".." || name.find('/') != std::string::npos)
         throw UsageError{"--as takes a name, without “/”; the item goes to the folder it came from."};
@@ -253,21 +136,18 @@ void checkName(const RestoreOptions& options, std::size_t count) {
 }
 
 /// What would happen to each, without touching anything.
-std::string forecast(const KnownReceipt& each, const Text& destination, const RestoreOptions& options) {
+std::string forecast(const KnownReceipt& each, const RestoreTerms& terms) {
     if (!each.place) return "No longer in the Trash.";
+    const Text destination = terms.destination(each.receipt);
     if (!isTaken(destination))
         return destination == each.receipt.path ? "Would be restored."
                                                 : fmt::format("Would be restored as {}.", destination.view());
-    return options.replaces ? "Would be restored; what is in its place would go to the Trash."
-                            : "Another item is in its place.";
+    return terms.replaces ? "Would be restored; what is in its place would go to the Trash."
+                          : "Another item is in its place.";
 }
 
-ExitCode restore(const Session& session, const TrashReceipts& store, const std::vector<const KnownReceipt*>& back,
+ExitCode restore(const Session& session, const Restoration& restoration, const std::vector<const KnownReceipt*>& back,
                  const RestoreOptions& options) {
-    const auto destination = [&](const TrashReceipt& receipt) {
-        if (!options.name) return receipt.path;
-        return Path::appending(Path::deletingLastComponent(receipt.path), Text{*options.name});
-    };
     std::optional<JSONOutput> json;
     if (session.options.json) {
         json.emplace(session.out);
@@ -277,7 +157,7 @@ ExitCode restore(const Session& session, const TrashReceipts& store, const std::
     ExitCode code = ExitCode::done;
     if (options.isDryRun) {
         for (const KnownReceipt* each : back) {
-            const std::string text = forecast(*each, destination(each->receipt), options);
+            const std::string text = forecast(*each, options.terms);
             if (!json) session.out << session.shown(each->receipt.path.view()) << ": " << session.shown(text) << '\n';
         }
         if (json) {
@@ -289,31 +169,14 @@ ExitCode restore(const Session& session, const TrashReceipts& store, const std::
         return code;
     }
 
-    Replacement replacement;
-    if (options.replaces) replacement = makeRoom(session, options, store, back);
-    std::vector<RestoredItem> restored;
-    bool isInTheWay = false;
-    for (const KnownReceipt* each : back) {
-        // Between two items only: one that was begun is brought to its end, so that it lies in one place.
-        if (Interruption::isRequested()) {
-            code = ExitCode::interrupted;
-            break;
-        }
-        const TrashReceipt& receipt = each->receipt;
-        const DeletionItemResult result = restoreOne(store, receipt, options.name, replacement);
-        code = combined(code, exitCode(result));
-        if (result.succeeded) {
-            restored.push_back({.path = *result.resultingPath, .trashedAt = {}});
-            if (!options.name) restored.back().trashedAt = receipt.trashedAt;
-        }
-        isInTheWay = isInTheWay || (!result.succeeded && each->place && isTaken(destination(receipt)));
+    const auto onResult = [&](const RestoreResult& restored) {
+        const DeletionItemResult& result = restored.item;
         if (json) {
             json->beginObject();
             json->member("path", result.path.view());
             json->member("succeeded", result.succeeded);
             if (result.resultingPath) json->member("resultingPath", result.resultingPath->view());
-            const auto moved = replacement.moved.find(receipt.path.string());
-            if (moved != replacement.moved.end()) json->member("replaced", moved->second.resultingPath->view());
+            if (restored.replacedPlace) json->member("replaced", restored.replacedPlace->view());
             json->member("message", result.message.view());
             json->endObject();
         } else {
@@ -323,27 +186,26 @@ ExitCode restore(const Session& session, const TrashReceipts& store, const std::
                                fmt::format("{}: {}", session.shown(shown.view()), session.shown(result.message.view())))
                         << '\n';
         }
+    };
+    const RestoreOutcome outcome = restoration.execute(back, options.terms, onResult, Interruption::isRequested);
+    if (outcome.isInterrupted) code = ExitCode::interrupted;
+    bool isInTheWay = false;
+    for (const RestoreResult& result : outcome.results) {
+        code = combined(code, exitCode(result.item));
+        isInTheWay = isInTheWay || result.isInTheWay;
     }
-    // What was moved for an item that was not begun goes back.
-    if (code == ExitCode::interrupted) {
-        for (const auto& [path, receipt] : replacement.moved) {
-            if (!isTaken(receipt.path) && store.restore(receipt).succeeded) std::erase(replacement.paths, receipt.path);
-        }
-    }
-    if (!replacement.paths.empty()) DeletionRecords{session, replacement.paths}.takeOut(replacement.paths);
-    showRestored(session, restored);
     if (json) {
         json->endArray();
         json->finish();
         return code;
     }
     if (back.size() > 1) {
-        session.out << (restored.size() == back.size()
+        session.out << (outcome.restored == back.size()
                             ? fmt::format("Restored {} items.\n", back.size())
-                            : fmt::format("Restored {} of {} items.\n", restored.size(), back.size()));
+                            : fmt::format("Restored {} of {} items.\n", outcome.restored, back.size()));
     }
-    if (!replacement.paths.empty()) session.out << fmt::format("Undo: {}--last --replace\n", restoreCall(session));
-    if (isInTheWay && !options.replaces) {
+    if (outcome.hasReplaced) session.out << fmt::format("Undo: {}--last --replace\n", restoreCall(session));
+    if (isInTheWay && !options.terms.replaces) {
         session.say(back.size() == 1 ? "--as NAME restores it under another name; --replace moves what is in its place "
                                        "to the Trash first."
                                      : "--replace moves what is in the way to the Trash first; --as NAME restores one "
@@ -355,10 +217,10 @@ ExitCode restore(const Session& session, const TrashReceipts& store, const std::
 ExitCode run(Session& session, const Operands& operands, const RestoreOptions& options) {
     if (static_cast<int>(options.last) + static_cast<int>(options.all) + static_cast<int>(!operands.empty()) > 1)
         throw UsageError{"--last, --all and names exclude each other."};
-    const TrashReceipts store{receiptsPath(session)};
-    const std::vector<KnownReceipt> receipts = known(store);
+    const Restoration restoration{session, [&session](std::string_view sentence) { session.say(sentence); }};
+    const std::vector<KnownReceipt> receipts = restoration.receipts();
     if (!options.last && !options.all && operands.empty()) {
-        if (options.name || options.replaces || options.isDryRun)
+        if (options.terms.name || options.terms.replaces || options.isDryRun)
             throw UsageError{
                 "What is to be restored? Name it, or use --last or --all; kestrel restore lists what is there."};
         list(session, receipts, options.listsGone);
@@ -370,7 +232,7 @@ ExitCode run(Session& session, const Operands& operands, const RestoreOptions& o
         session.out << "Nothing that was moved to the Trash from here is still in it.\n";
         return ExitCode::done;
     }
-    return restore(session, store, back, options);
+    return restore(session, restoration, back, options);
 }
 
 }  // namespace
@@ -385,11 +247,15 @@ void addRestoreCommand(CLI::App& app, Session& session) {
          .examples = {"kestrel restore", "kestrel restore --last", "kestrel restore old.iso",
                       "kestrel restore ~/Documents/letter.txt --as older.txt", "kestrel restore 1B4E28BA --replace"},
          .mostOperands = Command::unlimited},
-        [&session, options](const Operands& names) { return run(session, names, *options); });
+        [&session, options](const Operands& names) {
+            options->terms.highRisk = options->includesHighRisk ? HighRisk::goes : HighRisk::stays;
+            return run(session, names, *options);
+        });
     command.add_flag("--last", options->last, "Everything that the last “kestrel trash” moved");
     command.add_flag("--all", options->all, "Everything that is listed");
-    command.add_option("--as", options->name, "Give the item this name, in the folder it came from")->type_name("NAME");
-    command.add_flag("--replace", options->replaces, "Move what is in the way to the Trash first");
+    command.add_option("--as", options->terms.name, "Give the item this name, in the folder it came from")
+        ->type_name("NAME");
+    command.add_flag("--replace", options->terms.replaces, "Move what is in the way to the Trash first");
     command.add_flag("--include-high-risk", options->includesHighRisk,
                      "With --replace: let items of high risk be moved away too");
     command.add_flag("--gone", options->listsGone, "List also what is no longer in the Trash");

@@ -1,12 +1,12 @@
 #include "commands/TrashEmptying.hpp"
 
-#include "commands/Deletion.hpp"
 #include "output/JSONOutput.hpp"
 #include "output/ModelJSON.hpp"
 #include "output/Table.hpp"
 #include "output/TerminalText.hpp"
 #include "output/Times.hpp"
 #include "store/DeletionRecords.hpp"
+#include "store/DeletionRun.hpp"
 #include "store/Places.hpp"
 #include "store/When.hpp"
 #include "terminal/Interruption.hpp"

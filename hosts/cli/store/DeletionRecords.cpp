@@ -1,6 +1,5 @@
 #include "store/DeletionRecords.hpp"
 
-#include "store/HistoryAccess.hpp"
 #include "store/Places.hpp"
 
 #include "KestrelCore/Base/Path.hpp"
@@ -53,19 +52,22 @@ std::map<std::int64_t, std::vector<Text>> byGeneration(const SnapshotHistory& hi
 }  // namespace
 
 DeletionRecords::DeletionRecords(const Session& session, const std::vector<Text>& paths)
-    : session_{session}, store_{namedStorePath(session)} {
+    : DeletionRecords{session, paths, [&session](std::string_view sentence) { session.say(sentence); }} {}
+
+DeletionRecords::DeletionRecords(const Session& session, const std::vector<Text>& paths, Remark remark)
+    : remark_{std::move(remark)}, store_{namedStorePath(session)} {
     try {
-        store_ ? lookUpInStore(paths) : lookUpInHistory(paths);
+        store_ ? lookUpInStore(paths) : lookUpInHistory(session, paths);
     } catch (const std::exception& error) {
-        session.say(fmt::format("The saved scans are left out: {}", error.what()));
+        remark_(fmt::format("The saved scans are left out: {}", error.what()));
     }
 }
 
-void DeletionRecords::lookUpInHistory(const std::vector<Text>& paths) {
-    history_ = openHistory(session_);
+void DeletionRecords::lookUpInHistory(const Session& session, const std::vector<Text>& paths) {
+    history_ = openHistory(session, remark_);
     for (const auto& [number, covered] : byGeneration(*history_, paths)) {
         const GenerationReader generation = history_->open(number);
-        warnOfIncomplete(session_, generation.generation());
+        if (const auto sentence = incompleteRemark(generation.generation())) remark_(*sentence);
         for (const auto& record : generation.records(covered)) {
             if (record) records_.emplace(record->path().string(), *record);
         }
@@ -78,7 +80,7 @@ void DeletionRecords::lookUpInStore(const std::vector<Text>& paths) {
     const auto snapshot = SQLiteSnapshotStore{URL::fromPath(*store_)}.loadLatest();
     if (!snapshot) return;
     if (!snapshot->isConsistent()) {
-        session_.say("The saved snapshot contradicts itself and is left out. Scan again.");
+        remark_("The saved snapshot contradicts itself and is left out. Scan again.");
         return;
     }
     for (const Text& path : paths) {
@@ -96,7 +98,7 @@ void DeletionRecords::takeOut(const std::vector<Text>& gone) const {
     try {
         store_ ? takeOutOfStore(gone) : takeOutOfHistory(gone);
     } catch (const std::exception& error) {
-        session_.say(fmt::format("The saved scan still shows what is gone: {}", error.what()));
+        remark_(fmt::format("The saved scan still shows what is gone: {}", error.what()));
     }
 }
 
@@ -115,7 +117,7 @@ void DeletionRecords::takeOutOfHistory(const std::vector<Text>& gone) const {
             }
         }
         if (!known.empty() && !history_->removing(number, known))
-            session_.say("Another scan was saved meanwhile; it may still show what is gone.");
+            remark_("Another scan was saved meanwhile; it may still show what is gone.");
     }
 }
 
@@ -132,7 +134,7 @@ void DeletionRecords::takeOutOfStore(const std::vector<Text>& gone) const {
     }
     // A scan that was saved meanwhile is the newer one, and stays.
     if (!known.empty() && !store.replaceStored(snapshot->id(), snapshot->removing(known)))
-        session_.say("The saved snapshot was replaced or cleared meanwhile; a new one may still show what is gone.");
+        remark_("The saved snapshot was replaced or cleared meanwhile; a new one may still show what is gone.");
 }
 
 }  // namespace KestrelCLI

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "output/Session.hpp"
+#include "store/HistoryAccess.hpp"
 
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
@@ -22,10 +23,14 @@ namespace KestrelCLI {
 /// loaded or saved whole but the scan of a snapshot database.
 ///
 /// No call throws: saved scans that can't be used are no reason to refuse a deletion, and when the items are gone they
-/// can only follow. What speaks against one is said on standard error.
+/// can only follow. What speaks against one goes to the remark.
+///
+/// Any thread, one at a time. Of the session only the options are read, and that while the lookup lasts.
 class DeletionRecords {
 public:
-    /// Looks the items at `paths` up.
+    /// Looks the items at `paths` up. `remark` is kept.
+    DeletionRecords(const Session& session, const std::vector<KestrelCore::Text>& paths, Remark remark);
+    /// The same; what there is to say is said on standard error.
     DeletionRecords(const Session& session, const std::vector<KestrelCore::Text>& paths);
 
     /// The record whose path has exactly these bytes: a canonically equal path is another item. Empty for what is not
@@ -36,12 +41,12 @@ public:
     void takeOut(const std::vector<KestrelCore::Text>& gone) const;
 
 private:
-    void lookUpInHistory(const std::vector<KestrelCore::Text>& paths);
+    void lookUpInHistory(const Session& session, const std::vector<KestrelCore::Text>& paths);
     void lookUpInStore(const std::vector<KestrelCore::Text>& paths);
     void takeOutOfHistory(const std::vector<KestrelCore::Text>& gone) const;
     void takeOutOfStore(const std::vector<KestrelCore::Text>& gone) const;
 
-    const Session& session_;
+    Remark remark_;
     std::optional<std::string> store_;
     std::shared_ptr<KestrelCore::SnapshotHistory> history_;
     std::unordered_map<std::string, KestrelCore::FileRecord> records_;  ///< by the path's bytes

@@ -23,7 +23,7 @@ namespace {
 
 /// Brings the one scan that earlier versions kept into the empty history, and empties their database, which is far
 /// larger.
-void takeOver(const Session& session, SnapshotHistory& history) {
+void takeOver(const Remark& remark, SnapshotHistory& history) {
     const std::string place = earlierStorePath();
     if (!isStoreThere(place)) return;
     try {
@@ -36,20 +36,24 @@ void takeOver(const Session& session, SnapshotHistory& history) {
         // Another scan may have been saved meanwhile, by an earlier version.
         const auto left = store.loadLatest();
         if (left && left->id() == snapshot->id()) store.clear();
-        session.say(fmt::format("The saved scan of {} from {} is in the history now.",
-                                snapshot->scope().root.path().view(), localTime(snapshot->completedAt())));
+        remark(fmt::format("The saved scan of {} from {} is in the history now.", snapshot->scope().root.path().view(),
+                           localTime(snapshot->completedAt())));
     } catch (const std::exception& error) {
-        session.say(fmt::format("The scan in {} could not be taken over into the history: {}", place, error.what()));
+        remark(fmt::format("The scan in {} could not be taken over into the history: {}", place, error.what()));
     }
 }
 
 }  // namespace
 
 std::shared_ptr<SnapshotHistory> openHistory(const Session& session) {
+    return openHistory(session, [&session](std::string_view sentence) { session.say(sentence); });
+}
+
+std::shared_ptr<SnapshotHistory> openHistory(const Session& session, const Remark& remark) {
     if (session.options.store)
         throw UsageError{"--store names a database with one scan. Without it, kestrel works on the history."};
     auto history = std::make_shared<SnapshotHistory>(URL::fromPath(historyPath()));
-    if (isStoreThere(earlierStorePath()) && history->generations().empty()) takeOver(session, *history);
+    if (isStoreThere(earlierStorePath()) && history->generations().empty()) takeOver(remark, *history);
     return history;
 }
 
@@ -58,14 +62,18 @@ bool covers(const Generation& generation, const Text& path) {
     return root == path || root.view() == "/" || Path::isBeneath(path, root);
 }
 
-void warnOfIncomplete(const Session& session, const Generation& generation, const std::vector<Generation>& others) {
-    if (generation.isComplete) return;
+std::optional<std::string> incompleteRemark(const Generation& generation, const std::vector<Generation>& others) {
+    if (generation.isComplete) return std::nullopt;
     const Text root = generation.scope.root.path();
     const auto whole = std::ranges::find_if(
         others, [&](const Generation& each) { return each.isComplete && each.scope.root.path() == root; });
-    session.say(fmt::format(
-        "Scan {} of {} was stopped before its end: items are missing, and folders look too small.{}", generation.number,
-        root.view(), whole == others.end() ? "" : fmt::format(" --at {} answers from a whole one.", whole->number)));
+    return fmt::format("Scan {} of {} was stopped before its end: items are missing, and folders look too small.{}",
+                       generation.number, root.view(),
+                       whole == others.end() ? "" : fmt::format(" --at {} answers from a whole one.", whole->number));
+}
+
+void warnOfIncomplete(const Session& session, const Generation& generation, const std::vector<Generation>& others) {
+    if (const auto remark = incompleteRemark(generation, others)) session.say(*remark);
 }
 
 const Generation* chosen(const std::vector<Generation>& generations, const When& when) {

@@ -7,21 +7,33 @@
 #include "KestrelCore/Storage/Generation.hpp"
 #include "KestrelCore/Storage/SnapshotHistory.hpp"
 
+#include <functional>
 #include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
 #include <vector>
 
 namespace KestrelCLI {
+
+/// Takes a whole sentence that is no result, such as a warning.
+using Remark = std::function<void(std::string_view sentence)>;
 
 /// The history of this user, at its place. What earlier versions saved is taken over while nothing is in it yet, which
 /// is said; what keeps it from that is said, too, and is no failure. Throws where the place can't be named or read, and
 /// `UsageError` where --store names a database, which has no history.
 [[nodiscard]] std::shared_ptr<KestrelCore::SnapshotHistory> openHistory(const Session& session);
+/// The same for any thread: what is to be said goes to `remark`, and of the session only its options are read.
+[[nodiscard]] std::shared_ptr<KestrelCore::SnapshotHistory> openHistory(const Session& session, const Remark& remark);
 
 /// Whether the root of the scan is the path or a folder above it.
 [[nodiscard]] bool covers(const KestrelCore::Generation& generation, const KestrelCore::Text& path);
 
-/// Says in one line that items are missing where the scan, from which a command answers, was stopped before its end;
-/// and which of `others`, newest first, was not, for commands that take --at.
+/// That items are missing where the scan, from which a command answers, was stopped before its end; and which of
+/// `others`, newest first, was not, for commands that take --at. Empty for a whole one.
+[[nodiscard]] std::optional<std::string> incompleteRemark(const KestrelCore::Generation& generation,
+                                                          const std::vector<KestrelCore::Generation>& others = {});
+/// Says it in one line.
 void warnOfIncomplete(const Session& session, const KestrelCore::Generation& generation,
                       const std::vector<KestrelCore::Generation>& others = {});
 

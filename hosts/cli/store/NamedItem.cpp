@@ -1,4 +1,4 @@
-#include "commands/NamedItem.hpp"
+#include "store/NamedItem.hpp"
 
 #include <algorithm>
 #include <cstddef>

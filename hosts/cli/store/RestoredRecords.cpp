@@ -1,6 +1,5 @@
 #include "store/RestoredRecords.hpp"
 
-#include "store/HistoryAccess.hpp"
 #include "store/Places.hpp"
 
 #include "KestrelCore/Base/Path.hpp"
@@ -95,21 +94,21 @@ std::size_t takeBack(SnapshotHistory& history, const std::vector<RestoredItem>& 
 
 }  // namespace
 
-void showRestored(const Session& session, const std::vector<RestoredItem>& items) {
+void showRestored(const Session& session, const std::vector<RestoredItem>& items, const Remark& remark) {
     if (items.empty()) return;
     try {
         if (const auto store = namedStorePath(session)) {
-            if (isStoreThere(*store)) session.say("The saved snapshot shows what came back after the next scan.");
+            if (isStoreThere(*store)) remark("The saved snapshot shows what came back after the next scan.");
             return;
         }
-        const std::size_t without = takeBack(*openHistory(session), items);
+        const std::size_t without = takeBack(*openHistory(session, remark), items);
         if (without > 0) {
-            session.say(fmt::format("{} not in the saved scan, which was made without {}; scan again to see {}.",
-                                    without == 1 ? "1 item is" : fmt::format("{} items are", without),
-                                    without == 1 ? "it" : "them", without == 1 ? "it" : "them"));
+            remark(fmt::format("{} not in the saved scan, which was made without {}; scan again to see {}.",
+                               without == 1 ? "1 item is" : fmt::format("{} items are", without),
+                               without == 1 ? "it" : "them", without == 1 ? "it" : "them"));
         }
     } catch (const std::exception& error) {
-        session.say(fmt::format("The saved scan does not show what came back: {}", error.what()));
+        remark(fmt::format("The saved scan does not show what came back: {}", error.what()));
     }
 }
 

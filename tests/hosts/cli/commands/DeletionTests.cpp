@@ -1,5 +1,5 @@
 #include "commands/Commands.hpp"
-#include "commands/Deletion.hpp"
+#include "store/DeletionRun.hpp"
 #include "terminal/Interruption.hpp"
 #include "terminal/Question.hpp"
 
