@@ -19,6 +19,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -150,6 +151,16 @@ Operands chosenPaths(const Session& session, const std::vector<ResidueCandidate>
     return paths;
 }
 
+/// Why the plan shows other sizes than the list, where it does: what comes free is more than the files.
+std::string sizeRemark(const Operands& paths) {
+    const bool hasFolder = std::ranges::any_of(paths, [](const std::string& path) {
+        std::error_code error;
+        return std::filesystem::is_directory(std::filesystem::symlink_status(path, error));
+    });
+    return hasFolder ? "The folders themselves count here, too; the list of kestrel apps counts the files in them."
+                     : "";
+}
+
 /// Moves the residues chosen of one application to the Trash, and shows what is left of them.
 ExitCode trashResidues(Session& session, const std::string& name, const std::vector<std::string>& named,
                        DeletionOptions options) {
@@ -173,6 +184,7 @@ ExitCode trashResidues(Session& session, const std::string& name, const std::vec
             showResidues(session, left);
         }
     };
+    options.remark = sizeRemark(paths);
     return runDeletion(session, paths, options);
 }
 
@@ -196,6 +208,7 @@ ExitCode trashOrphans(Session& session, const std::vector<std::string>& named, D
         std::erase_if(orphans, [](const ApplicationOrphan& orphan) { return orphan.residues.empty(); });
         writeOrphans(*json, orphans);
     };
+    options.remark = sizeRemark(paths);
     return runDeletion(session, paths, options);
 }
 

@@ -43,14 +43,14 @@ Style styleOf(RiskLevel level) {
     return Style::plain;
 }
 
-/// The plan for a person: each item, and on the next line why it is refused. Nothing is shortened, whatever the width
-/// of the terminal: what is agreed to must be seen whole.
+/// The plan for a person: each item, and on the next line why it is refused. Nothing is cut, whatever the width of the
+/// terminal: what is agreed to must be seen whole. On a terminal "~" is the home directory, which is whole, too.
 void showPlan(const Session& session, std::ostream& out, const DeletionProposal& proposal) {
     Table table{{{.title = "Size", .align = Table::Align::right}, {.title = "Risk"}, {.title = "Item"}}};
     for (const ProposedItem& item : proposal.items) {
         table.addRow({{item.record ? session.size(item.record->displayBytes()) : "–"},
                       {std::string{nameOf(item.risk)}, styleOf(item.risk)},
-                      {session.shown(item.path.view()), item.refusal ? Style::quiet : Style::plain}});
+                      {session.shownPath(item.path.view()), item.refusal ? Style::quiet : Style::plain}});
         if (item.refusal)
             table.addRow({{""}, {""}, {"  Refused: " + session.shown(item.refusal->view()), Style::warning}});
     }
@@ -100,12 +100,17 @@ std::string withoutSpaceSentence(const DeletionItemResult& result) {
 
 void showResult(const Session& session, const DeletionItemResult& result) {
     session.out << session.painted(result.succeeded ? Style::good : Style::bad,
-                                   fmt::format("{}: {}", session.shown(result.path.view()),
+                                   fmt::format("{}: {}", session.shownPath(result.path.view()),
                                                session.shown(withoutSpaceSentence(result))))
                 << '\n';
 }
 
 }  // namespace
+
+void checkConfirmation(const std::optional<std::string>& confirmation) {
+    if (!confirmation || *confirmation == "DELETE") return;
+    throw UsageError{fmt::format("--confirm {}: the word is DELETE, in capitals. Nothing was removed.", *confirmation)};
+}
 
 std::string restoreCall(const Session& session) {
     const auto store = namedStorePath(session);
@@ -117,6 +122,7 @@ std::string restoreCall(const Session& session) {
 }
 
 ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOptions& options) {
+    checkConfirmation(options.confirmation);
     const bool isTrash = options.mode == DeletionMode::trash;
     std::vector<DeletionTarget> targets;
     for (const std::string& path : paths) {
@@ -144,6 +150,8 @@ ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOpti
     if (proposal->unread > 0)
         session.say(
             fmt::format("{} could not be looked at; the sizes leave out what is there.", itemCount(proposal->unread)));
+
+    if (going > 0 && !options.remark.empty() && !session.options.json) session.say(options.remark);
 
     bool isDeclined = false;
     std::optional<Text> typed;

@@ -21,6 +21,8 @@ struct DeletionOptions {
     bool includesHighRisk = false;
     bool isConfirmed = false;                   ///< --yes, for the Trash
     std::optional<std::string> confirmation{};  ///< --confirm, for a permanent removal
+    /// Said below the plan where something would go, and not with --json; may be empty.
+    std::string remark{};
     /// What else there is to say at the end: into the open JSON object, or, where that
     /// is null, as text. Gets the paths of what is gone. May be empty.
     std::function<void(JSONOutput* json, const std::vector<KestrelCore::Text>& gone)> afterwards{};
@@ -29,6 +31,10 @@ struct DeletionOptions {
 /// Shows what would go and what would not, asks, lets the library do it, and shows each result. The paths are the
 /// saved scans' where they have them; what is gone is taken out of those.
 [[nodiscard]] ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOptions& options);
+
+/// Throws `UsageError` for a --confirm with another word than the one that a permanent removal needs, so that nothing
+/// is looked at for its sake.
+void checkConfirmation(const std::optional<std::string>& confirmation);
 
 /// How `restore` is called for what went to the Trash in this run, with a blank at the end: options follow.
 [[nodiscard]] std::string restoreCall(const Session& session);

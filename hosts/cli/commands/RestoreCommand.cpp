@@ -57,7 +57,6 @@ void writeReceipts(JSONOutput& json, const std::vector<const KnownReceipt*>& rec
 /// Newest first, and whether each still is in the Trash where not all of them are.
 void showReceipts(const Session& session, std::ostream& out, const std::vector<const KnownReceipt*>& receipts) {
     const bool isOut = &out == &session.out;
-    const bool isTerminal = isOut ? session.terminal.isOutput : true;
     const bool areAllPresent = std::ranges::all_of(receipts, [](const auto* each) { return each->place.has_value(); });
     std::vector<Table::Column> columns{{.title = "Receipt"}, {.title = "Trashed"}};
     if (!areAllPresent) columns.push_back({.title = "In the Trash"});
@@ -68,7 +67,7 @@ void showReceipts(const Session& session, std::ostream& out, const std::vector<c
                                      {localTime(each->receipt.trashedAt)}};
         if (!areAllPresent) row.push_back({each->place ? "yes" : "no", each->place ? Style::good : Style::quiet});
         const std::string_view path = each->receipt.path.view();
-        row.push_back({isTerminal ? session.shownPath(path) : session.shown(path)});
+        row.push_back({session.shownPath(path)});
         table.addRow(std::move(row));
     }
     table.write(out, isOut ? session.columns() : 0, isOut && session.hasColor(), session.characters());
@@ -141,7 +140,7 @@ std::string forecast(const KnownReceipt& each, const RestoreTerms& terms) {
     const Text destination = terms.destination(each.receipt);
     if (!isTaken(destination))
         return destination == each.receipt.path ? "Would be restored."
-                                                : fmt::format("Would be restored as {}.", destination.view());
+                                                : fmt::format("Would be restored as “{}”.", *terms.name);
     return terms.replaces ? "Would be restored; what is in its place would go to the Trash."
                           : "Another item is in its place.";
 }
@@ -158,7 +157,8 @@ ExitCode restore(const Session& session, const Restoration& restoration, const s
     if (options.isDryRun) {
         for (const KnownReceipt* each : back) {
             const std::string text = forecast(*each, options.terms);
-            if (!json) session.out << session.shown(each->receipt.path.view()) << ": " << session.shown(text) << '\n';
+            if (!json)
+                session.out << session.shownPath(each->receipt.path.view()) << ": " << session.shown(text) << '\n';
         }
         if (json) {
             json->endArray();
@@ -181,9 +181,9 @@ ExitCode restore(const Session& session, const Restoration& restoration, const s
             json->endObject();
         } else {
             const Text& shown = result.resultingPath ? *result.resultingPath : result.path;
-            session.out << session.painted(
-                               result.succeeded ? Style::good : Style::bad,
-                               fmt::format("{}: {}", session.shown(shown.view()), session.shown(result.message.view())))
+            session.out << session.painted(result.succeeded ? Style::good : Style::bad,
+                                           fmt::format("{}: {}", session.shownPath(shown.view()),
+                                                       session.shown(result.message.view())))
                         << '\n';
         }
     };

@@ -1,14 +1,14 @@
 #include "commands/TrashEmptying.hpp"
 
+#include "commands/Deletion.hpp"
 #include "output/JSONOutput.hpp"
 #include "output/ModelJSON.hpp"
 #include "output/Table.hpp"
-#include "output/TerminalText.hpp"
 #include "output/Times.hpp"
+#include "store/AgeValue.hpp"
 #include "store/DeletionRecords.hpp"
 #include "store/DeletionRun.hpp"
 #include "store/Places.hpp"
-#include "store/When.hpp"
 #include "terminal/Interruption.hpp"
 #include "terminal/InterruptionWatch.hpp"
 #include "terminal/Question.hpp"
@@ -24,7 +24,6 @@
 #include <set>
 #include <string_view>
 #include <utility>
-#include <variant>
 #include <vector>
 
 namespace KestrelCLI {
@@ -52,18 +51,8 @@ std::string_view nameOf(TrashedItemState state) {
     return "";
 }
 
-/// The moment before which an item went that is to go.
-std::optional<Date> bound(const TrashEmptyingOptions& options) {
-    if (!options.olderThan) return std::nullopt;
-    const auto when = parseWhen(*options.olderThan, Date::now());
-    if (when && std::holds_alternative<Date>(*when)) return std::get<Date>(*when);
-    throw UsageError{fmt::format(
-        "--older-than {} is no age such as 12h, 30d, 8w or 1y, and no date such as 2026-11-20.", *options.olderThan)};
-}
-
-std::string whereFrom(const Session& session, const TrashedItem& item, bool isTerminal) {
-    const std::string from = item.path ? item.path->string() : item.place;
-    std::string shown = isTerminal ? session.shownPath(from) : TerminalText::escaped(from);
+std::string whereFrom(const Session& session, const TrashedItem& item) {
+    std::string shown = session.shownPath(item.path ? item.path->string() : item.place);
     if (item.state == TrashedItemState::withoutEntry) shown += " (nothing tells where it was)";
     if (item.state == TrashedItemState::entryAlone) shown += " (only the entry is left)";
     return shown;
@@ -80,7 +69,7 @@ void showPlan(const Session& session, std::ostream& out, const TrashBin& bin, co
         }
         if (items.empty()) continue;
         std::ranges::stable_sort(items, [](const auto* a, const auto* b) { return a->bytes > b->bytes; });
-        out << (isTerminal ? session.shownPath(bin.trashes()[trash]) : session.shown(bin.trashes()[trash])) << '\n';
+        out << session.shownPath(bin.trashes()[trash]) << '\n';
         Table table{{{.title = "Size", .align = Table::Align::right},
                      {.title = "Trashed"},
                      {.title = "From", .shrinks = true}}};
@@ -89,7 +78,7 @@ void showPlan(const Session& session, std::ostream& out, const TrashBin& bin, co
             const TrashedItem& item = items[i]->item;
             table.addRow({{session.size(items[i]->bytes)},
                           {item.trashedAt ? localTime(*item.trashedAt) : ""},
-                          {whereFrom(session, item, isTerminal)}});
+                          {whereFrom(session, item)}});
         }
         if (isOut)
             table.write(session);
@@ -141,7 +130,10 @@ void forgetReceipts(const Session& session, const std::vector<const TrashedItem*
 }  // namespace
 
 ExitCode emptyTrash(const Session& session, const TrashEmptyingOptions& options) {
-    const std::optional<Date> before = bound(options);
+    checkConfirmation(options.confirmation);
+    // The moment before which an item went that is to go.
+    std::optional<Date> before;
+    if (options.olderThan) before = timeSpanOption(*options.olderThan, Date::now()).begin;
     TrashBin bin{ownPlaces(session)};
     TrashBin::Listing listing = bin.items();
     const InterruptionWatch watch;
@@ -199,8 +191,9 @@ ExitCode emptyTrash(const Session& session, const TrashEmptyingOptions& options)
             [&](const DeletionItemResult& result) {
                 // What went as it should is one sum at the end.
                 if (!result.succeeded && isConfirmed && !session.options.json) {
-                    session.out << session.painted(Style::bad, fmt::format("{}: {}", session.shown(result.path.view()),
-                                                                           session.shown(result.message.view())))
+                    session.out << session.painted(Style::bad,
+                                                   fmt::format("{}: {}", session.shownPath(result.path.view()),
+                                                               session.shown(result.message.view())))
                                 << '\n';
                 }
                 return !Interruption::isRequested();

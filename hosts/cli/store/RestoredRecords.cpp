@@ -14,6 +14,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <exception>
+#include <string>
 #include <unordered_set>
 #include <utility>
 
@@ -59,11 +60,17 @@ std::vector<Text> missingOnDisk(const GenerationReader& reader, const std::vecto
     return missing;
 }
 
-/// Takes them back in the newest scan of each root; gives how many the scan that is asked from now on was made without.
-std::size_t takeBack(SnapshotHistory& history, const std::vector<RestoredItem>& items) {
+/// How many items the scan does not show that is asked from now on.
+struct Unshown {
+    std::size_t without = 0;  ///< it was made without them
+    std::size_t renamed = 0;  ///< it knows them under another name, if at all
+};
+
+/// Takes them back in the newest scan of each root.
+Unshown takeBack(SnapshotHistory& history, const std::vector<RestoredItem>& items) {
     std::unordered_set<Text> seen;
     std::unordered_set<Text> answered;  // by a newer scan, which is the one that is asked
-    std::size_t without = 0;
+    Unshown unshown;
     for (const Generation& generation : history.generations()) {
         if (!seen.insert(generation.scope.root.path()).second) continue;
         std::vector<Text> covered;
@@ -84,12 +91,14 @@ std::size_t takeBack(SnapshotHistory& history, const std::vector<RestoredItem>& 
             if (!answered.insert(covered[i]).second || records[i]) continue;
             const auto item = std::ranges::find(items, covered[i], &RestoredItem::path);
             // What a scan before had not seen either is no news.
-            if (!item->trashedAt ||
-                item->trashedAt->secondsSinceReferenceDate < generation.completedAt.secondsSinceReferenceDate)
-                ++without;
+            if (!item->trashedAt) {
+                ++unshown.renamed;
+            } else if (item->trashedAt->secondsSinceReferenceDate < generation.completedAt.secondsSinceReferenceDate) {
+                ++unshown.without;
+            }
         }
     }
-    return without;
+    return unshown;
 }
 
 }  // namespace
@@ -101,11 +110,19 @@ void showRestored(const Session& session, const std::vector<RestoredItem>& items
             if (isStoreThere(*store)) remark("The saved snapshot shows what came back after the next scan.");
             return;
         }
-        const std::size_t without = takeBack(*openHistory(session, remark), items);
+        const auto [without, renamed] = takeBack(*openHistory(session, remark), items);
+        const auto itemsAre = [](std::size_t count) {
+            return count == 1 ? std::string{"1 item is"} : fmt::format("{} items are", count);
+        };
+        const auto them = [](std::size_t count) { return count == 1 ? "it" : "them"; };
         if (without > 0) {
             remark(fmt::format("{} not in the saved scan, which was made without {}; scan again to see {}.",
-                               without == 1 ? "1 item is" : fmt::format("{} items are", without),
-                               without == 1 ? "it" : "them", without == 1 ? "it" : "them"));
+                               itemsAre(without), them(without), them(without)));
+        }
+        // A scan takes back only what it was made with, and where that was.
+        if (renamed > 0) {
+            remark(fmt::format("{} not in the saved scan under {} new name; scan again to see {}.", itemsAre(renamed),
+                               renamed == 1 ? "its" : "their", them(renamed)));
         }
     } catch (const std::exception& error) {
         remark(fmt::format("The saved scan does not show what came back: {}", error.what()));

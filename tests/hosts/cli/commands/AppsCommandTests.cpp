@@ -124,6 +124,7 @@ TEST_F(AppsCommand, aDryRunTouchesNothing) {
     EXPECT_EQ(outcome.code, 0) << outcome.messages;
     EXPECT_TRUE(holds(outcome.out, "Caches/com.example.probe-notes")) << outcome.out;
     EXPECT_TRUE(holds(outcome.out, "Preferences/com.example.probe-notes.plist")) << outcome.out;
+    EXPECT_TRUE(holds(outcome.messages, "The folders themselves count here, too")) << outcome.messages;
     EXPECT_TRUE(exists("home/Library/Caches/com.example.probe-notes/data"));
 }
 

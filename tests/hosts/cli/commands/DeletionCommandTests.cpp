@@ -5,6 +5,7 @@
 #include "KestrelCore/Deletion/TrashReceipts.hpp"
 #include "support/DeletionCommandTest.hpp"
 #include "support/DiskRecord.hpp"
+#include "support/StandardInput.hpp"
 
 #include <gtest/gtest.h>
 
@@ -57,9 +58,20 @@ TEST_F(DeletionCommand, asksNobodyWithoutATerminal) {
 
 TEST_F(DeletionCommand, removesOnlyAfterTheExactWord) {
     const std::string path = file("a");
-    const CommandRun wrong = run({"remove", "--confirm", "delete", path});
-    EXPECT_EQ(wrong.code, ExitCode::failed);
-    EXPECT_TRUE(contains(wrong.out, path + ": Type DELETE to confirm permanent removal.")) << wrong.out;
+    for (const std::vector<std::string>& wrong : {std::vector<std::string>{"remove", "--confirm", "delete", path},
+                                                  {"remove", "--dry-run", "--confirm", "yes", path}}) {
+        const CommandRun outcome = run(wrong);
+        EXPECT_EQ(outcome.code, ExitCode::wrongUsage);
+        EXPECT_TRUE(contains(outcome.messages, "the word is DELETE")) << outcome.messages;
+        EXPECT_EQ(outcome.out, "");  // nothing was planned
+    }
+    {
+        terminal.isInput = true;
+        const StandardInput input{"delete\n"};
+        const CommandRun mistyped = run({"remove", path});
+        EXPECT_EQ(mistyped.code, ExitCode::failed);
+        EXPECT_TRUE(contains(mistyped.out, path + ": Type DELETE to confirm permanent removal.")) << mistyped.out;
+    }
     EXPECT_TRUE(fs::exists(path));
     const CommandRun right = run({"remove", "--confirm", "DELETE", path});
     EXPECT_EQ(right.code, ExitCode::done);

@@ -1,4 +1,5 @@
 #include "commands/Commands.hpp"
+#include "commands/Deletion.hpp"
 #include "store/DeletionRun.hpp"
 #include "terminal/Interruption.hpp"
 #include "terminal/Question.hpp"
@@ -91,6 +92,25 @@ TEST_F(Deletion, showsEveryItemOfThePlanWholeOnANarrowTerminal) {
     EXPECT_TRUE(contains(outcome.out, kept)) << outcome.out;
     EXPECT_TRUE(contains(outcome.out, hidden)) << outcome.out;
     EXPECT_TRUE(contains(outcome.out, "The item is of high risk; --include-high-risk lets it go.")) << outcome.out;
+}
+
+TEST_F(Deletion, showsTheHomeDirectoryAsATildeOnATerminalOnly) {
+    const std::string path = folder.makeFile("home/a", "content");
+    for (const bool isTerminal : {true, false}) {
+        std::ostringstream out;
+        std::ostringstream messages;
+        Session session{.out = out,
+                        .messages = messages,
+                        .terminal = {.isOutput = isTerminal},
+                        .options = {},
+                        .home = folder / "home"};
+        session.options.store = store;
+        EXPECT_EQ(runDeletion(session, {path}, {.isConfirmed = true}), ExitCode::done);
+        EXPECT_EQ(contains(out.str(), "normal  ~/a\n"), isTerminal) << out.str();
+        EXPECT_EQ(contains(out.str(), "~/a: Moved to Trash."), isTerminal) << out.str();
+        EXPECT_EQ(contains(out.str(), path + ": Moved to Trash."), !isTerminal) << out.str();
+        ASSERT_EQ(run({"restore", path}).code, ExitCode::done);
+    }
 }
 
 TEST_F(Deletion, trashesAndRestoresWithAStoreOfARelativePath) {

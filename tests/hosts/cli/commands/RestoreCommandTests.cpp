@@ -241,6 +241,19 @@ TEST_F(RestoreCommand, saysThatAScanWasMadeWithoutTheItem) {
     EXPECT_EQ(run({"restore", other}).messages, "");
 }
 
+TEST_F(RestoreCommand, saysThatTheScanDoesNotKnowTheNewName) {
+    const std::string path = file("a");
+    ASSERT_EQ(run({"scan", folder_.path()}).code, ExitCode::done);
+    trash({path});
+    EXPECT_THAT(run({"restore", path, "--as", "b"}).messages,
+                HasSubstr("1 item is not in the saved scan under its new name; scan again to see it."));
+    EXPECT_THAT(listed(), Not(HasSubstr("a\n")));
+    // Under the name that it had, the scan does.
+    trash({folder_ / "b"});
+    EXPECT_EQ(run({"restore", "b", "--as", "a"}).messages, "");
+    EXPECT_THAT(listed(), HasSubstr("a\n"));
+}
+
 TEST_F(RestoreCommand, printsOneJSONObject) {
     const std::string path = file("a", "old");
     trash({path});

@@ -75,7 +75,7 @@ TEST_F(TrashEmptying, needsTheWord) {
     const CommandRun nobody = run({});
     EXPECT_EQ(nobody.code, ExitCode::wrongUsage);
     EXPECT_THAT(nobody.messages, HasSubstr("--confirm DELETE answers instead."));
-    EXPECT_EQ(run({"--confirm", "delete"}).code, ExitCode::failed);
+    EXPECT_THAT(messagesOf(run({"--confirm", "delete"}), ExitCode::wrongUsage), HasSubstr("the word is DELETE"));
     EXPECT_EQ(run({"--yes"}).code, ExitCode::wrongUsage);
     {
         const StandardInput input{"yes\n"};
@@ -102,6 +102,18 @@ TEST_F(TrashEmptying, dropsTheReceiptsOfWhatIsGone) {
     EXPECT_EQ(receipts(), 1U);
     EXPECT_THAT(plainRun({"restore", "--gone"}).out, Not(HasSubstr(folder_ / "old")));
     EXPECT_THAT(run({"--confirm", "DELETE"}).out, HasSubstr("Nothing in the Trash is that old."));
+}
+
+TEST_F(TrashEmptying, takesAgesAsASearchDoes) {
+    trashOld("old");
+    for (const char* age : {"1979", "1979-01"})
+        EXPECT_THAT(plainRun({"trash", "--empty", "--dry-run", "--json", "--older-than", age}).out,
+                    HasSubstr("\"plan\": []"))
+            << age;
+    for (const char* age : {"1980", "1980-01"})
+        EXPECT_THAT(plainRun({"trash", "--empty", "--dry-run", "--older-than", age}).out,
+                    HasSubstr("1 item (8.19 kB) would go"))
+            << age;
 }
 
 TEST_F(TrashEmptying, takesWhatIsGoneOutOfTheSavedScan) {
