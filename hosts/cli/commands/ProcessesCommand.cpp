@@ -1,16 +1,16 @@
 #include "commands/Commands.hpp"
 #include "commands/LivePage.hpp"
 #include "commands/OptionValue.hpp"
+#include "commands/Suggestion.hpp"
 #include "output/JSONOutput.hpp"
 #include "output/ProcessOrder.hpp"
-#include "output/Table.hpp"
-#include "output/TerminalText.hpp"
-#include "output/Times.hpp"
+#include "output/ProcessTable.hpp"
 #include "terminal/Interruption.hpp"
 
 #include "KestrelCore/Metrics/SystemMetrics.hpp"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <unistd.h>
 
@@ -20,6 +20,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <variant>
@@ -50,15 +51,9 @@ struct ProcessesOptions {
     std::optional<std::uint64_t> limit;
 };
 
-/// A row as it is printed: in a tree with what stands before its name.
-struct Printed {
-    const ProcessRow* row;
-    std::string prefix;
-};
-
-std::vector<Printed> arranged(const Session& session, const std::vector<ProcessRow>& rows,
-                              const ProcessesOptions& options) {
-    std::vector<Printed> result;
+std::vector<ListedProcess> arranged(const Session& session, const std::vector<ProcessRow>& rows,
+                                    const ProcessesOptions& options) {
+    std::vector<ListedProcess> result;
     if (options.isTree) {
         for (TreePlace& place : processTree(rows, session.characters() == Characters::unicode)) {
             result.push_back({&rows[place.row], std::move(place.prefix)});
@@ -71,10 +66,10 @@ std::vector<Printed> arranged(const Session& session, const std::vector<ProcessR
     return result;
 }
 
-void printJSON(const Session& session, const std::vector<Printed>& printed) {
+void printJSON(const Session& session, const std::vector<ListedProcess>& printed) {
     JSONOutput json{session.out};
     json.beginArray("processes");
-    for (const Printed& each : printed) {
+    for (const ListedProcess& each : printed) {
         const ProcessSample& process = each.row->sample;
         const ProcessDescription& description = each.row->description;
         json.beginObject();
@@ -101,56 +96,13 @@ void printJSON(const Session& session, const std::vector<Printed>& printed) {
     json.finish();
 }
 
-/// As people read it. Columns that say less fold away on a narrow terminal; what is absent, such as the command line of
-/// a kernel thread, stays empty.
-void printTable(const Session& session, const std::vector<Printed>& printed) {
-    const std::size_t columns = session.columns();
-    const auto isWide = [columns](std::size_t least) { return columns == 0 || columns >= least; };
-    const bool hasUser = isWide(70);
-    const bool hasCommand = isWide(80);
-    const bool hasTraffic = isWide(110);
-    const bool hasStart = isWide(130);
-    std::vector<Table::Column> titles{{.title = "PID", .align = Table::Align::right}};
-    if (hasUser) titles.push_back({.title = "user"});
-    titles.push_back({.title = "CPU %", .align = Table::Align::right});
-    titles.push_back({.title = "memory", .align = Table::Align::right});
-    titles.push_back({.title = "threads", .align = Table::Align::right});
-    if (hasTraffic) {
-        titles.push_back({.title = "read", .align = Table::Align::right});
-        titles.push_back({.title = "written", .align = Table::Align::right});
-    }
-    if (hasStart) titles.push_back({.title = "started"});
-    titles.push_back({.title = "name", .shrinks = !hasCommand, .isCut = true});
-    if (hasCommand) titles.push_back({.title = "command line", .shrinks = true, .isCut = true});
-    Table table{std::move(titles)};
-    const auto text = [](const std::optional<Text>& value) {
-        // Escaped in a pipe too: a name with a newline would break the table.
-        return value ? TerminalText::escaped(value->view()) : std::string{};
-    };
-    const auto size = [&session](const std::optional<std::int64_t>& bytes) {
-        return bytes ? session.size(*bytes) : std::string{};
-    };
-    for (const Printed& each : printed) {
-        const ProcessSample& process = each.row->sample;
-        const ProcessDescription& description = each.row->description;
-        std::vector<Table::Cell> cells{{fmt::to_string(process.id)}};
-        if (hasUser) cells.push_back({session.shortened(text(description.user), 12)});
-        cells.push_back({fmt::format("{:.1f}", process.cpuPercent)});
-        cells.push_back({session.size(process.residentBytes)});
-        cells.push_back({fmt::to_string(process.threadCount)});
-        if (hasTraffic) {
-            cells.push_back({size(description.readBytes)});
-            cells.push_back({size(description.writtenBytes)});
-        }
-        if (hasStart) cells.push_back({description.startedAt ? localTime(*description.startedAt) : ""});
-        std::string name = TerminalText::escaped(process.name.view());
-        // A command line stands beside it, and there the whole name is seen.
-        if (hasCommand && columns > 0) name = session.shortened(name, 20);
-        cells.push_back({each.prefix + name + (description.isFrozen ? " (frozen)" : "")});
-        if (hasCommand) cells.push_back({text(description.commandLine), Style::quiet});
-        table.addRow(std::move(cells));
-    }
-    table.write(session);
+/// Why a list is empty. A name that no process has as its user may be no user's at all.
+std::string whyEmpty(const ProcessFilter& filter, const std::set<std::string>& users) {
+    if (!filter.user || users.contains(*filter.user)) return "No process matches.";
+    const std::vector<std::string> names{users.begin(), users.end()};
+    const std::string meant = didYouMeanOneOf(*filter.user, names);
+    return fmt::format("No process belongs to a user “{}”. {}", *filter.user,
+                       meant.empty() ? fmt::format("They belong to {}.", fmt::join(names, ", ")) : meant);
 }
 
 /// The next sample of the stream; waits for it, and throws when interrupted.
@@ -175,21 +127,22 @@ ExitCode printLists(const Session& session, const ProcessesOptions& options, con
     (void)processRows(awaited(lists), inspector);
     for (std::uint64_t printed = 0; printed < count; ++printed) {
         std::vector<ProcessRow> rows = processRows(awaited(lists), inspector);
+        std::set<std::string> users;
+        for (const ProcessRow& row : rows) {
+            if (row.description.user) users.insert(row.description.user->string());
+        }
         std::erase_if(rows, [&filter](const ProcessRow& row) {
             // This program has the words on its own command line, and is not what anybody looks for.
             return !filter.matches(row) || (!filter.words.empty() && row.sample.id == getpid());
         });
         sortProcesses(rows, options.order);
-        const std::vector<Printed> list = arranged(session, rows, options);
+        const std::vector<ListedProcess> list = arranged(session, rows, options);
+        if (rows.empty() && !filter.isEmpty()) session.say(whyEmpty(filter, users));
         if (session.options.json) {
             printJSON(session, list);
         } else {
             if (printed > 0) session.out << '\n';
-            if (list.empty() && !filter.isEmpty()) {
-                session.say("No process matches.");
-            } else {
-                printTable(session, list);
-            }
+            if (!list.empty()) writeProcessTable(session, list);
         }
         if (!session.flush()) return ExitCode::failed;
     }

@@ -356,7 +356,10 @@ TEST(ProcessesCommand, narrowsToWordsAndUser) {
     const Outcome none = run({"processes", deaf.name, "--user", "no such user", "--every", "1ms", "--count", "1"});
     EXPECT_EQ(none.code, ExitCode::done);
     EXPECT_EQ(none.out, "");
-    EXPECT_NE(none.messages.find("No process matches."), std::string::npos);
+    EXPECT_NE(none.messages.find("No process belongs to a user “no such user”. "), std::string::npos) << none.messages;
+    const Outcome unmatched = run({"processes", "no-process-is-called-so", "--json"});
+    EXPECT_NE(unmatched.messages.find("No process matches."), std::string::npos);
+    EXPECT_NE(unmatched.out.find("\"processes\": []"), std::string::npos) << unmatched.out;
 }
 
 TEST(ProcessesCommand, drawsATree) {
