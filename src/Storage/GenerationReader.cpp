@@ -2,6 +2,7 @@
 
 #include "Storage/History/GenerationDescription.hpp"
 #include "Storage/History/GenerationSearch.hpp"
+#include "Storage/History/GenerationSummary.hpp"
 #include "Storage/History/HistoryDatabase.hpp"
 #include "Storage/History/OpenGeneration.hpp"
 
@@ -43,5 +44,10 @@ std::vector<std::optional<FileRecord>> GenerationReader::records(const std::vect
 }
 
 std::optional<FolderTotals> GenerationReader::totals(const Text& path) const { return state_->open.totals(path); }
+
+std::optional<Summary> GenerationReader::summary(const Text& path, SummaryGrouping grouping,
+                                                 const SummarySettings& settings) const {
+    return summaryOfGeneration(state_->open, path, grouping, settings);
+}
 
 }  // namespace KestrelCore

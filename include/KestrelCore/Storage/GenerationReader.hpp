@@ -5,6 +5,7 @@
 #include "KestrelCore/Model/FileRecord.hpp"
 #include "KestrelCore/Model/SearchQuery.hpp"
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
+#include "KestrelCore/Snapshot/Summary.hpp"
 #include "KestrelCore/Storage/Generation.hpp"
 
 #include <cstdint>
@@ -45,6 +46,9 @@ public:
     [[nodiscard]] std::vector<std::optional<FileRecord>> records(const std::vector<Text>& paths) const;
     /// What lies below the folder at `path`; empty for a path that is no folder of the generation.
     [[nodiscard]] std::optional<FolderTotals> totals(const Text& path) const;
+    /// What `Summary::of` gives for `load()`, without loading: only the columns that the grouping asks for are read.
+    [[nodiscard]] std::optional<Summary> summary(const Text& path, SummaryGrouping grouping,
+                                                 const SummarySettings& settings = {}) const;
 
 private:
     friend class SnapshotHistory;

@@ -29,6 +29,8 @@ public:
     [[nodiscard]] const StoredGeneration& stored() const { return stored_; }
     [[nodiscard]] const GenerationRows& rows() const { return rows_; }
     [[nodiscard]] const GenerationContext& context() const { return context_; }
+    /// The folders, with what hangs them together and nothing else: read when they are first asked for.
+    [[nodiscard]] const FolderTable& tree() const;
 
     [[nodiscard]] std::vector<ScanIssue> issues() const;
     [[nodiscard]] ScanSnapshot snapshot() const;
@@ -44,8 +46,6 @@ private:
     static std::vector<GenerationLayout> layersOf(const HistoryDatabase::Reading& reading,
                                                   const std::vector<StoredGeneration>& all,
                                                   const StoredGeneration& generation);
-    /// The folders, with what hangs them together and nothing else: read when they are first asked for.
-    [[nodiscard]] const FolderTable& tree() const;
     void readDictionary();
     void readPositions();
     /// Takes the positions of the rows that a removal has left from those of all, and closes the gaps between them.
