@@ -124,7 +124,7 @@ ExitCode showLivePage(const Session& session, Seconds every, std::uint64_t count
         if (readings.handTo(page, shown)) draw();
         const ScreenKey key = screen.wait(pollInterval);
         Interruption::check();
-        if (key.kind == ScreenKey::Kind::none) continue;
+        if (key.kind == ScreenKey::Kind::none || key.kind == ScreenKey::Kind::woken) continue;
         const MonitorPage::Answer answer = page.press(key, screen.columns(), screen.rows());
         if (answer.isOver) return ExitCode::done;
         if (answer.request.kind != ProcessRequest::Kind::none) {

@@ -71,7 +71,7 @@ std::vector<ScreenLine> MonitorPage::help(std::size_t columns, std::size_t rows)
 MonitorPage::Answer MonitorPage::press(const ScreenKey& key, std::size_t columns, std::size_t rows) {
     using Kind = ScreenKey::Kind;
     if (key.kind == Kind::closed) return {.isOver = true};
-    if (key.kind == Kind::none || key.kind == Kind::resized) return {};
+    if (key.kind == Kind::none || key.kind == Kind::woken || key.kind == Kind::resized) return {};
     if (std::exchange(isHelp_, false)) return {};
     if (key.kind == Kind::character && !processes_.takesEveryKey()) {
         if (key.character == U'q' || key.character == U'Q') return {.isOver = true};
@@ -83,7 +83,8 @@ MonitorPage::Answer MonitorPage::press(const ScreenKey& key, std::size_t columns
     const std::size_t above = top(columns, rows).size();
     processes_.resize(columns, rows - std::min(rows, above));
     ScreenKey inPane = key;
-    if (key.kind == Kind::click) {
+    if (key.kind == Kind::doubleClick) inPane.kind = Kind::click;
+    if (inPane.kind == Kind::click) {
         if (key.row < above) return {};
         inPane.row -= above;
     }

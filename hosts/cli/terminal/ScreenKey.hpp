@@ -1,6 +1,7 @@
 #pragma once
 
 #include "output/Terminal.hpp"
+#include "terminal/ScreenColor.hpp"
 
 #include <cstddef>
 #include <string>
@@ -8,10 +9,15 @@
 
 namespace KestrelCLI {
 
-/// A piece of a line of a full-screen page, in one style. The text must be escaped where it came from outside.
+/// A piece of a line of a full-screen page, in one look. The text must be escaped where it came from outside.
 struct ScreenSpan {
     std::string text;
     Style style = Style::plain;
+    ScreenColor foreground{};  ///< over what `style` says; none leaves it
+    ScreenColor background{};
+    bool isBold = false;      ///< these three also where the style has them not
+    bool isReversed = false;  ///< the chosen one, also without colour
+    bool isUnderlined = false;
 };
 using ScreenLine = std::vector<ScreenSpan>;
 
@@ -28,14 +34,18 @@ struct ScreenKey {
         pageDown,
         home,
         end,
+        tab,
+        backTab,  ///< Shift-Tab
         enter,
         escape,
         backspace,
-        remove,   ///< Del
-        click,    ///< at `row` and `column`
-        wheelUp,  ///< likewise
+        remove,       ///< Del
+        click,        ///< at `row` and `column`
+        doubleClick,  ///< likewise, soon after a click there, which was told of as one
+        wheelUp,      ///< likewise
         wheelDown,
-        resized,  ///< the page must be drawn anew, also after the program was stopped and went on
+        woken,    ///< another thread asked for it, once or several times
+        resized,  ///< the page must be drawn anew, also after the program was stopped and went on, and on Ctrl-L
         closed    ///< the terminal has gone
     };
     Kind kind = Kind::none;
