@@ -53,6 +53,7 @@ int main(int argc, char** argv) {
                                              addScanCommand,
                                              addListCommand,
                                              addSearchCommand,
+                                             addSummaryCommand,
                                              addMediaCommand,
                                              addDocumentsCommand,
                                              addHistoryCommand,

@@ -13,7 +13,6 @@
 #include <algorithm>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 
 // Answers from the saved scan alone: no folder is read, so that a listing of a large folder is there at
 // once, and says how old it is.
@@ -33,22 +32,10 @@ struct ListOptions {
 /// As many as fit one look, unless more or fewer are asked for.
 constexpr std::size_t usualLimit = 50;
 
-NamedRecord topOfNewest(const Session& session) {
-    SavedScan scan = SavedScan::newest(session);
-    const Text root = scan.summary().scope.root.path();
-    auto record = scan.record(root);
-    if (!record) throw std::runtime_error{fmt::format("The saved scan of {} has nothing in it.", root.view())};
-    return {.scan = std::move(scan), .record = std::move(*record)};
-}
-
 /// Shows one folder; fails for a path that is not in the saved scan, and for what is no folder.
 ExitCode list(const Session& session, const ListOptions& options, const Operands& operands) {
-    const NamedRecord named = operands.empty() ? topOfNewest(session) : NamedRecord::find(session, operands.front());
+    const NamedRecord named = NamedRecord::folder(session, operands);
     const FileRecord& folder = named.record;
-    // A package is a container too, and can be listed.
-    if (!folder.isContainer()) {
-        throw PathError{fmt::format("{} is not a folder.", folder.path().view()), folder.path().string()};
-    }
     std::vector<FileRecord> children = named.scan.children(folder.path());
     Interruption::check();
     const std::size_t found = children.size();

@@ -59,6 +59,8 @@ std::optional<std::string> sentenceForCommand(std::string_view word) {
               "removes them for good."},
         Habit{"du ncdu gdu dust dua df size usage tree", "kestrel scan shows what takes the space in a folder."},
         Habit{"ls dir cd show", "kestrel list shows a folder as it was scanned."},
+        Habit{"types kinds extensions breakdown distribution",
+              "kestrel summary shows what the files of a folder are: by type, extension, age, depth or size."},
         Habit{"find fd locate grep where", "kestrel search finds items by words and filters."},
         Habit{"top htop btop stat stats", "kestrel monitor shows the load of the system."},
         Habit{"ps proc tasks", "kestrel processes lists the processes."},

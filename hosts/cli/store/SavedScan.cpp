@@ -119,6 +119,12 @@ std::vector<FileRecord> SavedScan::children(const Text& folder) const {
     return snapshot_ ? snapshot_->children(folder) : generation_->children(folder);
 }
 
+std::optional<Summary> SavedScan::summarize(const Text& folder, SummaryGrouping grouping,
+                                            const SummarySettings& settings) const {
+    return snapshot_ ? Summary::of(*snapshot_, folder, grouping, settings)
+                     : generation_->summary(folder, grouping, settings);
+}
+
 NamedRecord NamedRecord::find(const Session& session, const std::string& name) {
     if (const auto path = database(session)) return findIn(*path, name);
     const std::shared_ptr<const SnapshotHistory> history = openHistory(session);
@@ -146,6 +152,22 @@ NamedRecord NamedRecord::find(const Session& session, const std::string& name) {
     throw PathError{fmt::format("{} is not in the scan of {} from {}.", path, asked->scope.root.path().view(),
                                 localTime(asked->completedAt)),
                     std::string{path}};
+}
+
+NamedRecord NamedRecord::folder(const Session& session, const std::vector<std::string>& names) {
+    const auto top = [&]() -> NamedRecord {
+        SavedScan scan = SavedScan::newest(session);
+        const Text root = scan.summary().scope.root.path();
+        auto record = scan.record(root);
+        if (!record) throw std::runtime_error{fmt::format("The saved scan of {} has nothing in it.", root.view())};
+        return {.scan = std::move(scan), .record = std::move(*record)};
+    };
+    NamedRecord named = names.empty() ? top() : find(session, names.front());
+    // A package is a container too, and can be looked into.
+    if (!named.record.isContainer()) {
+        throw PathError{fmt::format("{} is not a folder.", named.record.path().view()), named.record.path().string()};
+    }
+    return named;
 }
 
 void writeAge(const Session& session, const Generation& scan) {

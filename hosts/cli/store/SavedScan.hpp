@@ -6,6 +6,7 @@
 #include "KestrelCore/Model/FileRecord.hpp"
 #include "KestrelCore/Model/SearchQuery.hpp"
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
+#include "KestrelCore/Snapshot/Summary.hpp"
 #include "KestrelCore/Storage/Generation.hpp"
 #include "KestrelCore/Storage/GenerationReader.hpp"
 
@@ -41,6 +42,10 @@ public:
     [[nodiscard]] std::optional<KestrelCore::FileRecord> record(const KestrelCore::Text& path) const;
     /// What lies in the folder, largest first.
     [[nodiscard]] std::vector<KestrelCore::FileRecord> children(const KestrelCore::Text& folder) const;
+    /// As `Summary::of`.
+    [[nodiscard]] std::optional<KestrelCore::Summary> summarize(const KestrelCore::Text& folder,
+                                                                KestrelCore::SummaryGrouping grouping,
+                                                                const KestrelCore::SummarySettings& settings) const;
 
 private:
     KestrelCore::Generation summary_;
@@ -63,6 +68,10 @@ struct NamedRecord {
     /// links resolved) in the newest scan that covers it, or in the one that --at names. Throws as `SavedScan`, also
     /// when there is no such record.
     [[nodiscard]] static NamedRecord find(const Session& session, const std::string& name);
+    /// The folder or package that the first of `names` means; without any the top of the newest scan, or of the one
+    /// that
+    /// --at names. Throws as `find`, and for what is no folder.
+    [[nodiscard]] static NamedRecord folder(const Session& session, const std::vector<std::string>& names);
 };
 
 /// One line above the results for a person: what was scanned and how long ago. Nothing with --json.
