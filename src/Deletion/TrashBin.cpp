@@ -1,6 +1,7 @@
 #include "KestrelCore/Deletion/TrashBin.hpp"
 
 #include "Deletion/SafetyRules.hpp"
+#include "KestrelCore/Base/Path.hpp"
 #include "KestrelCore/Base/PlatformError.hpp"
 #include "KestrelCore/Base/UUID.hpp"
 #include "Platform/DeletionGuard.hpp"
@@ -8,6 +9,8 @@
 #include "Platform/TrashContents.hpp"
 #include "Platform/Vocabulary.hpp"
 
+#include <cstddef>
+#include <string>
 #include <utility>
 
 // What lies in a trash was thrown away, so the policy's paths and ratings say nothing here. What an item is still
@@ -23,14 +26,24 @@ struct TrashBin::State {
     TrashContents contents;
     DeletionGuard guard;
     std::vector<Text> reasons;  ///< one for each guarded place
+    /// Where the items of one trash lie, as long as that is asked about; empty where it can't be reached by its path.
+    std::optional<std::pair<std::size_t, std::optional<DeletionGuard::Folder>>> folder;
 
     /// Why the item stays; empty when nothing speaks against its going.
-    [[nodiscard]] std::optional<Text> refusal(const TrashedItem& item) const {
+    [[nodiscard]] std::optional<Text> refusal(const TrashedItem& item) {
         const Text place{item.place};
         // No guarded place has a name that is no text.
         if (place.view() != item.place) return std::nullopt;
-        const auto taken = guard.taken(place);
-        return taken.place ? std::optional{reasons[*taken.place]} : std::nullopt;
+        std::optional<std::size_t> taken;
+        if (!item.item) {
+            taken = guard.taken(place).place;
+        } else {
+            if (!folder || folder->first != item.trash)
+                folder.emplace(item.trash, DeletionGuard::folder(Path::deletingLastComponent(place)));
+            // What can't be reached can't be removed either; the removal will say why.
+            if (folder->second) taken = guard.placeTaken(*folder->second, item.name);
+        }
+        return taken ? std::optional{reasons[*taken]} : std::nullopt;
     }
 };
 
@@ -87,7 +100,8 @@ std::vector<DeletionItemResult> TrashBin::empty(const std::vector<TrashedItem>& 
                                                 const CancellationToken& cancellation) {
     const bool isConfirmed = typedConfirmation && typedConfirmation->view() == "DELETE";
     std::vector<DeletionItemResult> results;
-    for (const TrashedItem& item : items) {
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        const TrashedItem& item = items[i];
         if (cancellation.isCancelled()) break;
         DeletionItemResult result{.id = UUID::random(),
                                   .path = item.path.value_or(Text{item.place}),
@@ -112,10 +126,17 @@ std::vector<DeletionItemResult> TrashBin::empty(const std::vector<TrashedItem>& 
                 result.message = error.description();
             }
         }
+        const bool isLastOfTrash = i + 1 == items.size() || items[i + 1].trash != item.trash;
+        if (isConfirmed && isLastOfTrash && item.trash < trashes().size()) {
+            if (const auto remark = state_->contents.settle(item.trash))
+                result.message = Text::concatenating({result.message.view(), " ", remark->view()});
+        }
         results.push_back(std::move(result));
         if (!onResult(results.back())) break;
     }
     state_->contents.tidy();
+    // What is asked about later is looked for anew.
+    state_->folder.reset();
     return results;
 }
 

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <memory>
 #include <optional>
+#include <string>
 
 namespace KestrelCore {
 
@@ -30,6 +31,25 @@ public:
     };
     /// Nothing is taken along by a path that names no item.
     [[nodiscard]] Taken taken(const Text& path) const;
+
+    /// A folder whose items are asked about one after the other: the way to it is gone once.
+    class Folder {
+    public:
+        Folder(Folder&&) noexcept;
+        Folder& operator=(Folder&&) noexcept;
+        ~Folder();
+
+    private:
+        friend class DeletionGuard;
+        struct State;
+        explicit Folder(std::unique_ptr<State> state);
+        std::unique_ptr<State> state_;
+    };
+    /// Empty for a path that is no folder, or that leads through a link.
+    [[nodiscard]] static std::optional<Folder> folder(const Text& path);
+    /// The place that `taken` would give for the item with that name in the folder. Each item is looked at anew. For
+    /// one thread.
+    [[nodiscard]] std::optional<std::size_t> placeTaken(Folder& folder, const std::string& name) const;
 
     /// Why nothing is removed there: a file system is mounted on the item or in it, or the system does not tell whether
     /// one is. A finished sentence; empty when neither holds, and for what no mount table shows, such as subvolumes.

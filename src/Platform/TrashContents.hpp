@@ -50,7 +50,10 @@ public:
     /// an item to. Throws `PlatformError`; as long as something of the item is left, its entry is, too. Returns a
     /// sentence about what had to stay; mostly there is none.
     [[nodiscard]] std::optional<Text> remove(const TrashContent& content, const CancellationToken& cancellation);
-    /// Does once for all removals what would take long for each: the notes of folders' sizes.
+    /// Takes away what removals from one trash had in common, once there are no more of them for now; the next one
+    /// makes it anew. Returns a sentence about what had to stay; mostly there is none.
+    [[nodiscard]] std::optional<Text> settle(std::size_t trash);
+    /// Does once for all removals what would take long for each: the notes of folders' sizes. Settles all.
     void tidy();
 
 private:

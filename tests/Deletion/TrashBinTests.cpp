@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <optional>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -247,6 +248,65 @@ TEST_F(TrashBinTest, stopsWhereItIsTold) {
                        itemsOf(bin), "DELETE", [](const DeletionItemResult&) { return true; }, cancelled)
                     .empty());
     EXPECT_EQ(itemsOf(bin).size(), 1U);
+}
+
+TEST_F(TrashBinTest, leavesNothingOfItsOwnWhateverEndsIt) {
+    const auto hidden = [&] {
+        return std::ranges::count_if(fs::directory_iterator{trash / "files"}, [](const fs::directory_entry& entry) {
+            return entry.path().filename().string().starts_with(".kestrel-removing-");
+        });
+    };
+    for (const char* name : {"a", "b", "c"}) put(name);
+    fs::create_directory(trash / "files/folder");
+    put("folder/inside");
+    TrashBin bin;
+    std::size_t told = 0;
+    const auto stopping = [&](const DeletionItemResult&) {
+        EXPECT_EQ(hidden(), 1);  // one for all of them
+        return ++told < 2;
+    };
+    EXPECT_EQ(bin.empty(itemsOf(bin), "DELETE", stopping).size(), 2U);
+    EXPECT_EQ(hidden(), 0);
+    EXPECT_EQ(bin.empty(itemsOf(bin), "DELETE", [](const DeletionItemResult&) { return true; }).size(), 2U);
+    EXPECT_TRUE(fs::is_empty(trash / "files"));
+    EXPECT_TRUE(fs::is_empty(trash / "info"));
+}
+
+TEST_F(TrashBinTest, goesOnWhereSomebodyTakesItsFolderAway) {
+    for (const char* name : {"a", "b", "c"}) put(name);
+    TrashBin bin;
+    const auto results = bin.empty(itemsOf(bin), "DELETE", [&](const DeletionItemResult& result) {
+        EXPECT_TRUE(result.succeeded) << result.message.view();
+        for (const fs::directory_entry& entry : fs::directory_iterator{trash / "files"}) {
+            if (!entry.path().filename().string().starts_with(".kestrel-removing-")) continue;
+            fs::remove(entry.path());
+            if (result.path == Text{"/home/anna/a"}) fs::create_directory(entry.path());  // another's
+            break;
+        }
+        return true;
+    });
+    EXPECT_EQ(results.size(), 3U);
+}
+
+TEST_F(TrashBinTest, asksEachItemWhatIsMountedInIt) {
+    fs::create_directories(trash / "files/b/sub");
+    put("a");
+    put("c");
+    inChild(ChildSetting::mountNamespace, [&] {
+        TrashBin bin;
+        const auto results = bin.empty(itemsOf(bin), "DELETE", [&](const DeletionItemResult& result) {
+            if (result.path == Text{"/home/anna/a"} &&
+                ::mount("none", (trash / "files/b/sub").c_str(), "tmpfs", 0, nullptr) == 0)
+                std::ofstream{trash / "files/b/sub/precious"} << "x";
+            return true;
+        });
+        if (!fs::exists(trash / "files/b/sub/precious")) GTEST_SKIP() << "file systems can't be mounted here";
+        ASSERT_EQ(results.size(), 3U);
+        EXPECT_TRUE(results[0].succeeded);
+        EXPECT_FALSE(results[1].succeeded);
+        EXPECT_THAT(results[1].message.string(), HasSubstr("A file system is mounted on it or in it."));
+        EXPECT_TRUE(results[2].succeeded);
+    });
 }
 
 TEST_F(TrashBinTest, leavesTheEntryOfAnItemThatCameToTheNameMeanwhile) {

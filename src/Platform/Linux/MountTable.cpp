@@ -1,16 +1,21 @@
 #include "Platform/Linux/MountTable.hpp"
 
 #include "Platform/Linux/SystemFile.hpp"
+#include "Platform/POSIX/DescriptorContents.hpp"
 
 #include <algorithm>
 #include <charconv>
+#include <cstddef>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <utility>
 
 namespace KestrelCore {
 
 namespace {
+
+constexpr const char* tablePath = "/proc/self/mountinfo";
 
 // The kernel writes a line for each mount, with blanks between the fields; a blank, a tab, a newline or a backslash in
 // a name stands there as "\040" and its like. A line that can't be understood is passed over.
@@ -72,9 +77,25 @@ MountTable MountTable::parse(std::string_view text) {
 }
 
 std::optional<MountTable> MountTable::current() {
-    const auto text = SystemFile::contents("/proc/self/mountinfo");
+    const auto text = SystemFile::contents(tablePath);
     if (!text) return std::nullopt;
     return parse(*text);
+}
+
+const std::optional<MountTable>& MountTableReader::current() {
+    constexpr std::size_t largest = 64U << 20;
+    if (!file_.isOpen()) file_ = FileDescriptor{::open(tablePath, O_RDONLY | O_CLOEXEC | O_NONBLOCK)};
+    // From its beginning on the kernel writes it anew.
+    const bool isAtBeginning = file_.isOpen() && ::lseek(file_.get(), 0, SEEK_SET) == 0;
+    auto text = isAtBeginning ? contentsOfDescriptor(file_.get(), largest) : std::nullopt;
+    if (!text) {
+        file_.close();
+        table_.reset();
+    } else if (!table_ || *text != text_) {
+        table_ = MountTable::parse(*text);
+        text_ = std::move(*text);
+    }
+    return table_;
 }
 
 bool MountTable::hasMountAtOrBelow(std::string_view path) const {

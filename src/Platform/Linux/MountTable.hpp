@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/POSIX/FileDescriptor.hpp"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -36,6 +38,18 @@ struct MountTable {
     [[nodiscard]] bool hasMountAtOrBelow(std::string_view path) const;
     /// Null when there is none with that number.
     [[nodiscard]] const Mount* find(std::uint64_t identifier) const;
+};
+
+/// The table for who asks again and again: read at each question, understood anew where it has changed. For one thread.
+class MountTableReader {
+public:
+    /// As `MountTable::current`. Valid until the next question.
+    [[nodiscard]] const std::optional<MountTable>& current();
+
+private:
+    FileDescriptor file_;
+    std::string text_;
+    std::optional<MountTable> table_;
 };
 
 /// A number for the mount on which the open file lies; empty when the system does not tell. Tells a bind mount of the

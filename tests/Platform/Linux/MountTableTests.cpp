@@ -1,6 +1,11 @@
 #include "Platform/Linux/MountTable.hpp"
 
+#include "support/ChildProcess.hpp"
+#include "support/TemporaryFolder.hpp"
+
 #include <gtest/gtest.h>
+
+#include <sys/mount.h>
 
 namespace KestrelCore {
 
@@ -58,6 +63,21 @@ TEST(MountTable, knowsTheMountsOfThisSystem) {
     const auto table = MountTable::current();
     if (!table) GTEST_SKIP() << "The system does not tell its mounts";
     EXPECT_TRUE(table->hasMountAtOrBelow("/"));
+    EXPECT_EQ(MountTableReader{}.current()->mounts, table->mounts);
+}
+
+TEST(MountTable, isReadAnewForWhoAsksAgain) {
+    const TemporaryFolder folder;
+    inChild(ChildSetting::mountNamespace, [&] {
+        MountTableReader reader;
+        const auto isMounted = [&] { return reader.current().value().hasMountAtOrBelow(folder.path()); };
+        EXPECT_FALSE(isMounted());
+        if (::mount("none", folder.path().c_str(), "tmpfs", 0, nullptr) != 0)
+            GTEST_SKIP() << "file systems can't be mounted here";
+        EXPECT_TRUE(isMounted());
+        ASSERT_EQ(::umount(folder.path().c_str()), 0);
+        EXPECT_FALSE(isMounted());
+    });
 }
 
 }  // namespace KestrelCore

@@ -1,7 +1,7 @@
 #include "Platform/InterruptedRemovals.hpp"
 
-#include "Platform/Linux/Removal/HiddenItem.hpp"
 #include "Platform/Linux/Removal/ItemLocation.hpp"
+#include "Platform/Linux/Removal/RemovalFolder.hpp"
 #include "Platform/Linux/Walk/FolderListing.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 

@@ -161,15 +161,23 @@ std::optional<Text> mountSentence(const std::optional<MountTable>& mounts, std::
     return mounts->hasMountAtOrBelow(place) ? std::optional<Text>{mountedSentence} : std::nullopt;
 }
 
-std::optional<PlatformError> mountRefusal(const ItemLocation& item, std::string_view place, FileOperation operation) {
-    const auto mounts = MountTable::current();
+namespace {
+
+std::optional<PlatformError> mountRefusal(const ItemLocation& item, std::string_view place, FileOperation operation,
+                                          const std::optional<MountTable>& mounts) {
     const auto sentence = mountSentence(mounts, place);
     if (!sentence) return std::nullopt;
     return withSentence(fileManagerError(operation, item.text(), mounts ? EBUSY : ENOSYS), *sentence);
 }
 
-void refuseMounts(const ItemLocation& item, FileOperation operation) {
-    if (const auto refusal = mountRefusal(item, item.path, operation)) throw *refusal;
+}  // namespace
+
+std::optional<PlatformError> mountRefusal(const ItemLocation& item, std::string_view place, FileOperation operation) {
+    return mountRefusal(item, place, operation, MountTable::current());
+}
+
+void refuseMounts(const ItemLocation& item, FileOperation operation, const std::optional<MountTable>& mounts) {
+    if (const auto refusal = mountRefusal(item, item.path, operation, mounts)) throw *refusal;
 }
 
 }  // namespace KestrelCore

@@ -68,7 +68,7 @@ struct ItemLocation {
 /// The refusal of an item that now stands at `place`, for that reason.
 [[nodiscard]] std::optional<PlatformError> mountRefusal(const ItemLocation& item, std::string_view place,
                                                         FileOperation operation);
-/// Throws that for the place where the item was found.
-void refuseMounts(const ItemLocation& item, FileOperation operation);
+/// Throws that for the place where the item was found, by the mounts of this moment.
+void refuseMounts(const ItemLocation& item, FileOperation operation, const std::optional<MountTable>& mounts);
 
 }  // namespace KestrelCore

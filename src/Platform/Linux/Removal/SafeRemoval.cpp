@@ -18,13 +18,14 @@
 //     name ──rename──▶ .kestrel-removing-0123456789abcdef/name ──same item?──▶ unlink
 //                                                               └─another───▶ rename back, refuse
 //
-// Within that folder nobody but this user and root can exchange anything, so what was compared is what goes. Where no
-// such folder can be made or moved into (a full volume; a folder that its user may not write to, which the system moves
-// within its own folder only), the item gets such a name itself, in its own folder. The name is no secret there: who
-// may write to that folder and watches it can still exchange the item between the comparison and the removal. He gains
-// no right by that (what he puts there he could remove as well), and a folder is no prize: it was opened before, is
-// emptied through that descriptor whatever its path means by then, and only an empty one goes by its name. Where a file
-// system can't rename a folder at all (lower layers of an overlay, no space for a name) the same holds for its own
+// Within that folder nobody but this user and root can exchange anything, so what was compared is what goes. Items that
+// go one after the other from one folder, as from a trash, share it: at no time is more than one of them in it. Where
+// no such folder can be made or moved into (a full volume; a folder that its user may not write to, which the system
+// moves within its own folder only), the item gets such a name itself, in its own folder. The name is no secret there:
+// who may write to that folder and watches it can still exchange the item between the comparison and the removal. He
+// gains no right by that (what he puts there he could remove as well), and a folder is no prize: it was opened before,
+// is emptied through that descriptor whatever its path means by then, and only an empty one goes by its name. Where a
+// file system can't rename a folder at all (lower layers of an overlay, no space for a name) the same holds for its own
 // name.
 
 namespace KestrelCore {
@@ -53,10 +54,10 @@ std::optional<PlatformError> objection(const ItemLocation& item, const HiddenIte
     return found && isIt(*found) ? std::nullopt : std::optional{changedItemError()};
 }
 
-std::optional<Text> removeFile(const ItemLocation& item, const struct stat& status,
+std::optional<Text> removeFile(const ItemLocation& item, const struct stat& status, RemovalBatch* batch,
                                const CancellationToken& cancellation) {
     const HeldItem held{item, status};
-    HiddenItem hidden{item};
+    HiddenItem hidden{item, batch};
     if (const int error = hidden.hide()) throw hidden.giveBack(itemError(FileOperation::remove, item, error));
     if (const auto refusal = objection(item, hidden, [&held](const auto& found) { return held.is(found); }))
         throw hidden.giveBack(*refusal);
@@ -66,9 +67,9 @@ std::optional<Text> removeFile(const ItemLocation& item, const struct stat& stat
 }
 
 /// A folder that may not be listed can go when it is empty.
-std::optional<Text> removeUnreadableFolder(const ItemLocation& item, const struct stat& status) {
+std::optional<Text> removeUnreadableFolder(const ItemLocation& item, const struct stat& status, RemovalBatch* batch) {
     const HeldItem held{item, status};
-    HiddenItem hidden{item};
+    HiddenItem hidden{item, batch};
     if (const int error = hidden.hide()) throw hidden.giveBack(itemError(FileOperation::remove, item, error));
     if (const auto refusal = objection(item, hidden, [&held](const auto& found) { return held.is(found); }))
         throw hidden.giveBack(*refusal);
@@ -114,14 +115,14 @@ int lackOfDescriptors(int folder) {
     return 0;
 }
 
-std::optional<Text> removeFolder(const ItemLocation& item, const struct stat& status,
+std::optional<Text> removeFolder(const ItemLocation& item, const struct stat& status, RemovalBatch* batch,
                                  const CancellationToken& cancellation) {
     int error = 0;
     FileDescriptor folder = openFolderOnSameMount(item.folder.get(), item.name, 0, error);
     if (!folder.isOpen()) {
         if (error == EXDEV) throw mountedItemError(item, FileOperation::remove);
         if (error == ELOOP || error == ENOTDIR) throw changedItemError();
-        if (error == EACCES) return removeUnreadableFolder(item, status);
+        if (error == EACCES) return removeUnreadableFolder(item, status, batch);
         throw itemError(FileOperation::remove, item, error);
     }
     const ExpectedItem expected = asExpected(status);
@@ -130,7 +131,7 @@ std::optional<Text> removeFolder(const ItemLocation& item, const struct stat& st
     if (!matches(opened, expected)) throw changedItemError();
     if (const int lack = lackOfDescriptors(folder.get())) throw itemError(FileOperation::remove, item, lack);
 
-    HiddenItem hidden{item};
+    HiddenItem hidden{item, batch};
     error = hidden.hide();
     if (error != 0 && !isRenameUnavailable(error)) throw hidden.giveBack(itemError(FileOperation::remove, item, error));
     const auto isThatFolder = [&expected](const auto& found) { return matches(found, expected); };
@@ -155,11 +156,13 @@ struct stat expectedStatus(const ItemLocation& item, const std::optional<Expecte
     return *status;
 }
 
-std::optional<Text> removeItem(const ItemLocation& item, const struct stat& status,
+/// `batch` may be null.
+std::optional<Text> removeItem(const ItemLocation& item, const struct stat& status, RemovalBatch* batch,
                                const CancellationToken& cancellation) {
-    refuseMounts(item, FileOperation::remove);
+    refuseMounts(item, FileOperation::remove, batch == nullptr ? MountTable::current() : batch->mounts.current());
     if (cancellation.isCancelled()) throw cancelledError(item);
-    return S_ISDIR(status.st_mode) ? removeFolder(item, status, cancellation) : removeFile(item, status, cancellation);
+    return S_ISDIR(status.st_mode) ? removeFolder(item, status, batch, cancellation)
+                                   : removeFile(item, status, batch, cancellation);
 }
 
 }  // namespace
@@ -169,12 +172,12 @@ std::optional<Text> removeSafely(const URL& url, const std::optional<ExpectedIte
     const ItemLocation item = locateItem(url, FileOperation::remove);
     const struct stat status = expectedStatus(item, expected);
     if (standingToTrash(item)) throw protectedTrashError();
-    return removeItem(item, status, cancellation);
+    return removeItem(item, status, nullptr, cancellation);
 }
 
-std::optional<Text> removeAt(const ItemLocation& item, const ExpectedItem& expected,
+std::optional<Text> removeAt(const ItemLocation& item, const ExpectedItem& expected, RemovalBatch& batch,
                              const CancellationToken& cancellation) {
-    return removeItem(item, expectedStatus(item, expected), cancellation);
+    return removeItem(item, expectedStatus(item, expected), &batch, cancellation);
 }
 
 }  // namespace KestrelCore

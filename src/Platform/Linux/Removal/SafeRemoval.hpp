@@ -5,6 +5,7 @@
 #include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
 #include "Platform/Linux/Removal/ItemLocation.hpp"
+#include "Platform/Linux/Removal/RemovalFolder.hpp"
 
 #include <optional>
 
@@ -18,8 +19,9 @@ namespace KestrelCore {
                                                const CancellationToken& cancellation = {});
 
 /// The same for an item that was reached already, also one in a trash. Of the location the path, the name and the
-/// folder are needed.
-[[nodiscard]] std::optional<Text> removeAt(const ItemLocation& item, const ExpectedItem& expected,
+/// folder are needed. Items of one folder that go one after the other may share a batch, which is made for that folder;
+/// whoever has it takes away what they shared.
+[[nodiscard]] std::optional<Text> removeAt(const ItemLocation& item, const ExpectedItem& expected, RemovalBatch& batch,
                                            const CancellationToken& cancellation);
 
 }  // namespace KestrelCore

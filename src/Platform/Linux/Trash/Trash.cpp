@@ -134,7 +134,7 @@ std::optional<URL> moveToTrash(const URL& url, const std::optional<ExpectedItem>
     if (!matches(*status, expected)) throw changedItemError();
     const auto standing = standingToTrash(item);
     if (standing && *standing != PlacesOnDisk::Standing::holds) throw protectedTrashError();
-    refuseMounts(item, FileOperation::trash);
+    refuseMounts(item, FileOperation::trash, MountTable::current());
     const bool isFolder = S_ISDIR(status->st_mode);
     // It can't be moved into itself.
     if (standing)

@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <ctime>
 #include <fcntl.h>
+#include <memory>
 #include <set>
 #include <string_view>
 #include <sys/stat.h>
@@ -85,7 +86,8 @@ PlatformError notInTrash() {
 struct TrashContents::State {
     std::vector<TrashFolder> trashes;
     std::vector<std::string> paths;
-    std::vector<std::vector<FolderSize>> gone;  ///< folders that were removed, by trash
+    std::vector<std::vector<FolderSize>> gone;           ///< folders that were removed, by trash
+    std::vector<std::unique_ptr<RemovalBatch>> batches;  ///< by trash; null while nothing is removed
     std::set<std::pair<std::uint64_t, std::uint64_t>> known;
 
     void add(std::optional<TrashFolder> trash) {
@@ -96,6 +98,7 @@ struct TrashContents::State {
         paths.push_back(trash->path);
         trashes.push_back(std::move(*trash));
         gone.emplace_back();
+        batches.emplace_back();
     }
 
     /// The item as something to be removed.
@@ -192,7 +195,9 @@ std::optional<Text> TrashContents::remove(const TrashContent& content, const Can
     const std::string entryName = content.name + std::string{infoEnding};
     if (content.item) {
         const auto before = statusIn(trash.info.get(), entryName);
-        remark = removeAt(state_->location(content), *content.item, cancellation);
+        auto& batch = state_->batches[content.trash];
+        if (!batch) batch = std::make_unique<RemovalBatch>(trash.files.get());
+        remark = removeAt(state_->location(content), *content.item, *batch, cancellation);
         constexpr std::uint32_t folderBits = S_IFDIR;
         if (content.item->fileTypeBits == folderBits) state_->gone[content.trash].push_back({.name = content.name});
         // While the item went, its name was free: what stands there now may be another's.
@@ -213,7 +218,15 @@ std::optional<Text> TrashContents::remove(const TrashContent& content, const Can
     return remark ? Text::concatenating({remark->view(), " ", sentence.view()}) : sentence;
 }
 
+std::optional<Text> TrashContents::settle(std::size_t trash) {
+    auto& batch = state_->batches.at(trash);
+    auto remark = batch ? batch->hiding.remove() : std::nullopt;
+    batch.reset();
+    return remark;
+}
+
 void TrashContents::tidy() {
+    for (auto& batch : state_->batches) batch.reset();
     for (std::size_t i = 0; i < state_->trashes.size(); ++i) {
         if (!state_->gone[i].empty()) state_->trashes[i].forgetSizes(state_->gone[i]);
         state_->gone[i].clear();
