@@ -2,7 +2,7 @@
 
 #include "Base/FileManagerErrors.hpp"
 #include "KestrelCore/Base/Path.hpp"
-#include "Platform/Linux/Walk/FolderListing.hpp"
+#include "Platform/Linux/Walk/DirectoryEntries.hpp"
 #include "Platform/POSIX/DescriptorContents.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 #include "Platform/POSIX/FolderCreation.hpp"
@@ -91,7 +91,7 @@ std::optional<std::string> PrivateFolder::read(const std::string& name) const {
 std::vector<std::string> PrivateFolder::names() const {
     std::vector<std::string> names;
     const FileDescriptor folder = openFolder(path_);
-    FolderListing listing{FolderListing::manyEntries};
+    DirectoryEntries listing{DirectoryEntries::manyEntries};
     while (folder.isOpen() && listing.readPiece(folder.get())) {
         while (const ListedEntry* entry = listing.next()) names.emplace_back(entry->name);
     }

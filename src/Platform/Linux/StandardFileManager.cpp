@@ -7,7 +7,7 @@
 #include "Platform/HomeDirectory.hpp"
 #include "Platform/Linux/Removal/SafeRemoval.hpp"
 #include "Platform/Linux/Trash/Trash.hpp"
-#include "Platform/Linux/Walk/FolderListing.hpp"
+#include "Platform/Linux/Walk/DirectoryEntries.hpp"
 #include "Platform/Linux/Walk/StatusAt.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 #include "Platform/POSIX/FolderCreation.hpp"
@@ -32,7 +32,7 @@ void list(const Text& path, Take take) {
     const FileDescriptor folder{
         repeatedWhenInterrupted([&] { return open(bytes->c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK); })};
     if (!folder.isOpen()) throw fileManagerError(FileOperation::list, path, errno);
-    FolderListing listing{FolderListing::manyEntries};
+    DirectoryEntries listing{DirectoryEntries::manyEntries};
     while (listing.readPiece(folder.get())) {
         while (const ListedEntry* entry = listing.next()) take(folder.get(), *entry);
     }

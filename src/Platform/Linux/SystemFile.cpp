@@ -1,7 +1,7 @@
 #include "Platform/Linux/SystemFile.hpp"
 
 #include "Base/BoundedRetry.hpp"
-#include "Platform/Linux/Walk/FolderListing.hpp"
+#include "Platform/Linux/Walk/DirectoryEntries.hpp"
 #include "Platform/POSIX/DescriptorContents.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 
@@ -69,7 +69,7 @@ std::vector<std::string> SystemFile::names(const std::string& folder) {
     std::vector<std::string> names;
     const FileDescriptor opened{
         repeatedWhenInterrupted([&] { return open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK); })};
-    FolderListing listing{FolderListing::manyEntries};
+    DirectoryEntries listing{DirectoryEntries::manyEntries};
     while (opened.isOpen() && listing.readPiece(opened.get()))
         while (const ListedEntry* entry = listing.next()) names.emplace_back(entry->name);
     std::ranges::sort(names);

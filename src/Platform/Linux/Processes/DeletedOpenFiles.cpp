@@ -2,7 +2,7 @@
 
 #include "Base/BoundedRetry.hpp"
 #include "Platform/Linux/SystemFile.hpp"
-#include "Platform/Linux/Walk/FolderListing.hpp"
+#include "Platform/Linux/Walk/DirectoryEntries.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 #include "Platform/ProcessTable.hpp"
 
@@ -66,7 +66,7 @@ std::vector<DeletedOpenFile> deletedOpenFiles(const std::string& folder) {
     std::map<std::pair<dev_t, ino_t>, DeletedOpenFile> files;
     std::vector<std::int32_t> processes;
     ProcessTable::system()->list(processes);
-    FolderListing listing;
+    DirectoryEntries listing;
     for (const std::int32_t process : processes) {
         const std::string place = "/proc/" + std::to_string(process);
         const FileDescriptor open{repeatedWhenInterrupted(

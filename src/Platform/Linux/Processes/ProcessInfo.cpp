@@ -3,7 +3,7 @@
 #include "Platform/Linux/Processes/ProcText.hpp"
 #include "Platform/Linux/SystemFile.hpp"
 #include "Platform/Linux/SystemReaders.hpp"
-#include "Platform/Linux/Walk/FolderListing.hpp"
+#include "Platform/Linux/Walk/DirectoryEntries.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 
 #include <algorithm>
@@ -78,7 +78,7 @@ ProcessorTime tickTime(std::uint64_t ticks) {
 }
 
 /// How many threads run or could: those in state R. Each has a text of its own below the process's folder.
-std::int64_t runningThreads(int folder, FolderListing& listing) {
+std::int64_t runningThreads(int folder, DirectoryEntries& listing) {
     const FileDescriptor tasks = openedFolder(folder, "task");
     std::int64_t running = 0;
     while (tasks.isOpen() && listing.readPiece(tasks.get())) {
@@ -167,7 +167,7 @@ private:
     const std::string procFolder_;
     const ProcessorTimeSource timeSource_;
     const std::int64_t pageBytes_;
-    FolderListing tasks_;  ///< used by `details` alone
+    DirectoryEntries tasks_;  ///< used by `details` alone
 };
 
 }  // namespace

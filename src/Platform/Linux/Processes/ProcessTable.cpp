@@ -3,7 +3,7 @@
 #include "Base/BoundedRetry.hpp"
 #include "Platform/Linux/Processes/ProcText.hpp"
 #include "Platform/Linux/SystemReaders.hpp"
-#include "Platform/Linux/Walk/FolderListing.hpp"
+#include "Platform/Linux/Walk/DirectoryEntries.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 
 #include <fcntl.h>
@@ -34,7 +34,7 @@ public:
 
 private:
     std::string folder_;
-    FolderListing listing_;  ///< its buffer serves every listing
+    DirectoryEntries listing_;  ///< its buffer serves every listing
 };
 
 }  // namespace

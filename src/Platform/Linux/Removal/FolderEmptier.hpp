@@ -1,8 +1,8 @@
 #pragma once
 
 #include "KestrelCore/Base/CancellationToken.hpp"
+#include "Platform/Linux/Walk/DirectoryEntries.hpp"
 #include "Platform/Linux/Walk/FolderDescent.hpp"
-#include "Platform/Linux/Walk/FolderListing.hpp"
 
 #include <cstdint>
 #include <string>
@@ -55,7 +55,7 @@ private:
 
     FolderDescent descent_;
     std::vector<State> states_;  ///< one a level
-    FolderListing listing_;
+    DirectoryEntries listing_;
     std::vector<Entry> entries_;  ///< what is no folder in the current batch
     std::vector<Entry> folders_;  ///< and what is one
     std::string names_;           ///< each ends with a NUL

@@ -1,8 +1,8 @@
 #include "Platform/Linux/Removal/FolderSurvey.hpp"
 
 #include "Platform/Linux/Removal/ItemLocation.hpp"
+#include "Platform/Linux/Walk/DirectoryEntries.hpp"
 #include "Platform/Linux/Walk/FolderDescent.hpp"
-#include "Platform/Linux/Walk/FolderListing.hpp"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -97,7 +97,7 @@ private:
     FolderDescent descent_;
     const CancellationToken& cancellation_;
     std::vector<std::vector<std::string>> pending_;  ///< folders to enter, one list a level
-    FolderListing listing_;
+    DirectoryEntries listing_;
     std::unordered_set<ino_t> counted_;
     FolderSurvey survey_;
 };

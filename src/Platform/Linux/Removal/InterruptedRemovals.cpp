@@ -2,7 +2,7 @@
 
 #include "Platform/Linux/Removal/ItemLocation.hpp"
 #include "Platform/Linux/Removal/RemovalFolder.hpp"
-#include "Platform/Linux/Walk/FolderListing.hpp"
+#include "Platform/Linux/Walk/DirectoryEntries.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 
 #include <fcntl.h>
@@ -20,7 +20,7 @@ InterruptedRemovals InterruptedRemovals::in(const Text& folder) {
     if (!opened.isOpen()) return found;
     // Only the first few are kept on the way: anyone who may write here can plant as many as he likes.
     std::set<std::string> first;
-    FolderListing listing;
+    DirectoryEntries listing;
     while (listing.readPiece(opened.get())) {
         while (const ListedEntry* entry = listing.next()) {
             if (!isRemovalName(entry->name)) continue;

@@ -1,6 +1,6 @@
 #include "Platform/Linux/Removal/PlacesOnDisk.hpp"
 
-#include "Platform/Linux/Walk/FolderListing.hpp"
+#include "Platform/Linux/Walk/DirectoryEntries.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 
 #include <algorithm>
@@ -153,7 +153,7 @@ std::optional<std::string_view> below(std::string_view path, std::string_view fo
 bool holdsTrashFolder(const std::string& path) {
     const FileDescriptor folder{::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK)};
     if (!folder.isOpen()) return false;
-    FolderListing listing;
+    DirectoryEntries listing;
     while (listing.readPiece(folder.get())) {
         while (const ListedEntry* entry = listing.next()) {
             if (!isVolumeTrashName(entry->name)) continue;

@@ -5,7 +5,7 @@
 #include "Platform/Linux/Removal/TrashStanding.hpp"
 #include "Platform/Linux/Trash/TrashFolder.hpp"
 #include "Platform/Linux/Trash/TrashInfo.hpp"
-#include "Platform/Linux/Walk/FolderListing.hpp"
+#include "Platform/Linux/Walk/DirectoryEntries.hpp"
 
 #include <cerrno>
 #include <string>
@@ -120,7 +120,7 @@ std::optional<URL> findInTrash(const URL& original, const ExpectedItem& expected
     for (const std::optional<TrashFolder>& trash : candidates)
         if (trash && isIt(*trash, item.name)) return place(*trash, item.name);
     for (const std::optional<TrashFolder>& trash : candidates) {
-        FolderListing listing;
+        DirectoryEntries listing;
         while (trash && listing.readPiece(trash->files.get())) {
             while (const ListedEntry* entry = listing.next()) {
                 const std::string name{entry->name};

@@ -6,7 +6,7 @@
 #include "Platform/Linux/Removal/SafeRemoval.hpp"
 #include "Platform/Linux/Trash/TrashFolder.hpp"
 #include "Platform/Linux/Trash/TrashInfo.hpp"
-#include "Platform/Linux/Walk/FolderListing.hpp"
+#include "Platform/Linux/Walk/DirectoryEntries.hpp"
 
 #include <algorithm>
 #include <array>
@@ -56,7 +56,7 @@ std::optional<std::size_t> lengthOfItemName(std::string_view infoName) {
 bool readNames(int folder, std::set<std::string>& names) {
     const FileDescriptor again{::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
     if (!again.isOpen()) return false;
-    FolderListing listing{FolderListing::manyEntries};
+    DirectoryEntries listing{DirectoryEntries::manyEntries};
     while (listing.readPiece(again.get())) {
         while (const ListedEntry* entry = listing.next()) names.emplace(entry->name);
     }

@@ -28,7 +28,7 @@ struct NotEntered {
 struct Folder;
 
 /// What a folder says about one entry.
-struct FolderEntry {
+struct PieceEntry {
     FileStatus status;
     std::size_t nameOffset = 0;  ///< in the piece's `names`
     int errorNumber = 0;         ///< for an entry without status
@@ -40,12 +40,12 @@ struct FolderEntry {
 
 /// A run of a folder's entries in the order in which the file system lists them. Most folders are one piece.
 struct FolderPiece {
-    std::vector<FolderEntry> entries;
+    std::vector<PieceEntry> entries;
     std::vector<char> names;                       ///< each name ends with a NUL
     std::vector<std::unique_ptr<Folder>> folders;  ///< one for each entry that has one, in order
     std::size_t bytes = 0;                         ///< memory held by all of this
 
-    [[nodiscard]] std::string_view name(const FolderEntry& entry) const noexcept {
+    [[nodiscard]] std::string_view name(const PieceEntry& entry) const noexcept {
         return {names.data() + entry.nameOffset, entry.nameLength};
     }
 };

@@ -86,7 +86,7 @@ int FolderReader::open(const ReadingTask& task, ReadingResult& result) {
 }
 
 void FolderReader::add(const ReadingTask& task, int descriptor, std::string_view name) {
-    FolderEntry& entry = piece_.entries.emplace_back();
+    PieceEntry& entry = piece_.entries.emplace_back();
     entry.nameOffset = piece_.names.size();
     entry.nameLength = static_cast<std::uint32_t>(name.size());
     piece_.names.insert(piece_.names.end(), name.data(), name.data() + name.size() + 1);
@@ -129,7 +129,7 @@ std::unique_ptr<FolderPiece> FolderReader::takePiece() {
         piece_.folders[index]->name = piece->names.data() + piece->entries[folderEntries_[index]].nameOffset;
         piece->folders.push_back(std::move(piece_.folders[index]));
     }
-    piece->bytes = sizeof(FolderPiece) + piece->entries.size() * sizeof(FolderEntry) + piece->names.size() +
+    piece->bytes = sizeof(FolderPiece) + piece->entries.size() * sizeof(PieceEntry) + piece->names.size() +
                    piece->folders.size() * (sizeof(Folder) + sizeof(void*));
     piece_.entries.clear();
     piece_.names.clear();

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Platform/Linux/Walk/DirectoryEntries.hpp"
 #include "Platform/Linux/Walk/Folder.hpp"
-#include "Platform/Linux/Walk/FolderListing.hpp"
 
 #include <atomic>
 #include <cstdint>
@@ -52,7 +52,7 @@ private:
     void add(const ReadingTask& task, int descriptor, std::string_view name);
     std::unique_ptr<FolderPiece> takePiece();
 
-    FolderListing listing_;
+    DirectoryEntries listing_;
     FolderPiece piece_;  ///< grows to the largest piece; what is handed out is an exact copy
     std::vector<std::size_t> folderEntries_;
 };

@@ -64,7 +64,7 @@ ReadAhead::ReadAhead(const TraversalOptions& options)
     const std::string& root = options.root;
     auto piece = std::make_unique<FolderPiece>();
     piece->names.assign(root.c_str(), root.c_str() + root.size() + 1);
-    FolderEntry& entry = piece->entries.emplace_back();
+    PieceEntry& entry = piece->entries.emplace_back();
     entry.nameLength = static_cast<std::uint32_t>(root.size());
     entry.errorNumber = root.empty() ? ENOENT : statusAt(AT_FDCWD, root.c_str(), entry.status, mount_);
     top_->state = Folder::State::finished;

@@ -30,7 +30,7 @@ public:
         const bool descends = std::exchange(isAtDirectory_, false);
         if (descends) {
             Folder* parent = folder_;
-            const FolderEntry& directory = parent->piece->entries[parent->nextEntry - 1];
+            const PieceEntry& directory = parent->piece->entries[parent->nextEntry - 1];
             if (!directory.hasFolder) return give(directory, TraversalEntry::Kind::directoryEnd, 0);
             std::unique_ptr<Folder>& child = parent->piece->folders[parent->nextFolder++];
             if (child == nullptr) return give(directory, TraversalEntry::Kind::directoryEnd, 0);
@@ -69,7 +69,7 @@ public:
 private:
     const TraversalEntry* step(Folder& folder) {
         ++entries_;
-        const FolderEntry& entry = folder.piece->entries[folder.nextEntry++];
+        const PieceEntry& entry = folder.piece->entries[folder.nextEntry++];
         if (entry.kind == TraversalEntry::Kind::noStatus) return give(entry, entry.kind, entry.errorNumber);
         // No sum of real allocations comes near the bound; see also `largestAllocation`.
         if (!totalBytes_.take(entry.status.allocatedBytes)) {
@@ -101,13 +101,13 @@ private:
     }
 
     const TraversalEntry* giveEnd(int error) {
-        const FolderEntry& directory = folder_->piece->entries[folder_->nextEntry - 1];
+        const PieceEntry& directory = folder_->piece->entries[folder_->nextEntry - 1];
         return give(directory,
                     error == 0 ? TraversalEntry::Kind::directoryEnd : TraversalEntry::Kind::unreadableDirectory, error);
     }
 
     /// Fills in what is returned, for an entry of the folder that the walk is in.
-    const TraversalEntry* give(const FolderEntry& entry, TraversalEntry::Kind kind, int error) {
+    const TraversalEntry* give(const PieceEntry& entry, TraversalEntry::Kind kind, int error) {
         using Kind = TraversalEntry::Kind;
         given_.kind = kind;
         given_.level = folder_ == &readAhead_->top() ? 0 : folder_->level + 1;

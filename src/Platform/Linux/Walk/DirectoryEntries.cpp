@@ -1,4 +1,4 @@
-#include "Platform/Linux/Walk/FolderListing.hpp"
+#include "Platform/Linux/Walk/DirectoryEntries.hpp"
 
 #include "Base/BoundedRetry.hpp"
 
@@ -20,10 +20,10 @@ bool isSelfOrParent(const char* name) {
 
 }  // namespace
 
-FolderListing::FolderListing(std::size_t mostEntries)
+DirectoryEntries::DirectoryEntries(std::size_t mostEntries)
     : buffer_{std::make_unique_for_overwrite<char[]>(pieceBytes)}, entriesLeft_{mostEntries} {}
 
-bool FolderListing::readPiece(int folder) {
+bool DirectoryEntries::readPiece(int folder) {
     if (errorNumber_ == EOVERFLOW && entriesLeft_ == 0) return false;
     const ssize_t got = repeatedWhenInterrupted([&] { return ::getdents64(folder, buffer_.get(), pieceBytes); });
     // There is nothing in a folder that was removed, and the kernel says so in its own way.
@@ -33,7 +33,7 @@ bool FolderListing::readPiece(int folder) {
     return filled_ > 0;
 }
 
-const ListedEntry* FolderListing::next() {
+const ListedEntry* DirectoryEntries::next() {
     while (offset_ < filled_) {
         const char* entry = buffer_.get() + offset_;
         std::uint16_t length = 0;

@@ -24,14 +24,14 @@ struct ListedEntry {
 ///
 /// The place in a folder is its descriptor's, so one listing serves many folders in turn, and a folder can be left
 /// after any piece and gone on with by another listing.
-class FolderListing {
+class DirectoryEntries {
 public:
     /// More names than folders hold whose names are kept in memory all at once.
     static constexpr std::size_t manyEntries = std::size_t{1} << 20;
 
     /// Gives at most `mostEntries`; one more is the error EOVERFLOW. Some bound everybody needs who keeps what is
     /// given: a file system can list a folder without end.
-    explicit FolderListing(std::size_t mostEntries = std::numeric_limits<std::size_t>::max());
+    explicit DirectoryEntries(std::size_t mostEntries = std::numeric_limits<std::size_t>::max());
 
     /// Reads on in the open folder. True when there is more for `next`, maybe nothing but "." and ".."; false at the
     /// end, also that of a folder which was removed meanwhile, and on failure.

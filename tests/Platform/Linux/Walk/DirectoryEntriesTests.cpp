@@ -1,4 +1,4 @@
-#include "Platform/Linux/Walk/FolderListing.hpp"
+#include "Platform/Linux/Walk/DirectoryEntries.hpp"
 
 #include "Platform/POSIX/FileDescriptor.hpp"
 #include "support/ChildProcess.hpp"
@@ -25,14 +25,14 @@ FileDescriptor openForListing(const std::string& path) {
 
 }  // namespace
 
-TEST(FolderListing, givesEveryNameOnceWithWhatTheSystemSaysOfIt) {
+TEST(DirectoryEntries, givesEveryNameOnceWithWhatTheSystemSaysOfIt) {
     const TemporaryFolder folder;
     folder.makeFile(".hidden");
     folder.makeFile("...");
     folder.makeFolder("inner");
     std::filesystem::create_symlink("inner", folder / "link");
     const FileDescriptor opened = openForListing(folder.path());
-    FolderListing listing;
+    DirectoryEntries listing;
     std::map<std::string, bool> found;
     while (listing.readPiece(opened.get())) {
         while (const ListedEntry* entry = listing.next()) {
@@ -47,7 +47,7 @@ TEST(FolderListing, givesEveryNameOnceWithWhatTheSystemSaysOfIt) {
               (std::map<std::string, bool>{{"...", false}, {".hidden", false}, {"inner", true}, {"link", false}}));
 }
 
-TEST(FolderListing, goesOnWhereAnotherLeftTheFolder) {
+TEST(DirectoryEntries, goesOnWhereAnotherLeftTheFolder) {
     const TemporaryFolder folder;
     constexpr std::size_t files = 5'000;
     for (std::size_t index = 0; index < files; ++index) folder.makeFile(std::to_string(index));
@@ -55,7 +55,7 @@ TEST(FolderListing, goesOnWhereAnotherLeftTheFolder) {
     std::set<std::string> found;
     std::size_t pieces = 0;
     for (bool isAtEnd = false; !isAtEnd; ++pieces) {
-        FolderListing listing;
+        DirectoryEntries listing;
         isAtEnd = !listing.readPiece(opened.get());
         while (const ListedEntry* entry = listing.next()) EXPECT_TRUE(found.emplace(entry->name).second);
     }
@@ -63,21 +63,21 @@ TEST(FolderListing, goesOnWhereAnotherLeftTheFolder) {
     EXPECT_GT(pieces, 2U);
 }
 
-TEST(FolderListing, endsInAFolderThatWasRemovedAsInAnEmptyOne) {
+TEST(DirectoryEntries, endsInAFolderThatWasRemovedAsInAnEmptyOne) {
     const TemporaryFolder folder;
     const std::string path = folder.makeFolder("gone");
     const FileDescriptor opened = openForListing(path);
     ASSERT_TRUE(std::filesystem::remove(path));
-    FolderListing listing;
+    DirectoryEntries listing;
     EXPECT_FALSE(listing.readPiece(opened.get()));
     EXPECT_EQ(listing.errorNumber(), 0);
     EXPECT_EQ(listing.next(), nullptr);
 }
 
-TEST(FolderListing, saysWhatEndedIt) {
+TEST(DirectoryEntries, saysWhatEndedIt) {
     const TemporaryFolder folder;
     folder.makeFile("file");
-    FolderListing listing;
+    DirectoryEntries listing;
     const FileDescriptor file = openForListing(folder / "file");
     EXPECT_FALSE(listing.readPiece(file.get()));
     EXPECT_EQ(listing.errorNumber(), ENOTDIR);
@@ -87,12 +87,12 @@ TEST(FolderListing, saysWhatEndedIt) {
     EXPECT_EQ(listing.errorNumber(), 0);
 }
 
-TEST(FolderListing, givesNoMoreThanItMay) {
+TEST(DirectoryEntries, givesNoMoreThanItMay) {
     const TemporaryFolder folder;
     for (const char* name : {"a", "b", "c"}) folder.makeFile(name);
     for (const std::size_t most : {2U, 3U}) {
         const FileDescriptor opened = openForListing(folder.path());
-        FolderListing listing{most};
+        DirectoryEntries listing{most};
         std::size_t given = 0;
         while (listing.readPiece(opened.get()))
             while (listing.next() != nullptr) ++given;
@@ -101,12 +101,12 @@ TEST(FolderListing, givesNoMoreThanItMay) {
     }
 }
 
-TEST(FolderListing, endsWhereReadingIsInterruptedForEver) {
+TEST(DirectoryEntries, endsWhereReadingIsInterruptedForEver) {
     inChild(ChildSetting::same, [] {
         const TemporaryFolder folder;
         const FileDescriptor opened = openForListing(folder.path());
         if (!refuseSystemCalls({SYS_getdents64}, EINTR)) GTEST_SKIP() << "No system call filters here";
-        FolderListing listing;
+        DirectoryEntries listing;
         EXPECT_FALSE(listing.readPiece(opened.get()));
         EXPECT_EQ(listing.errorNumber(), EINTR);
     });
