@@ -147,6 +147,22 @@ void run(std::size_t records, const std::string& file) {
     std::size_t found = 0;
     timed("search", records, [&] { found = loaded->search(SearchQuery{"report 2019"}, 100).size(); });
     timed("list", records, [&] { found += history.children(2, "/made").size(); });
+    // What a page shows that opens on the scan: the top, a folder in it, and how much of that is opening.
+    std::optional<GenerationReader> reader;
+    std::optional<FolderListing> top;
+    timed("open", records, [&] { reader.emplace(history.open(2)); });
+    timed("listTop", records, [&] { top = reader->listing("/made"); });
+    timed("listTopAgain", records, [&] { top = reader->listing("/made"); });
+    const FolderEntry* least = nullptr;
+    for (const FolderEntry& entry : top->entries) {
+        if (entry.below.items > 0 && (least == nullptr || entry.below.items < least->below.items)) least = &entry;
+    }
+    if (least != nullptr) {
+        timed("listFolder", records, [&] { found += reader->listing(least->record.path())->entries.size(); });
+        const GenerationReader fresh = history.open(2);
+        timed("listFolderAtOnce", records, [&] { found += fresh.listing(least->record.path())->entries.size(); });
+        fmt::print(R"(, "itemsOfFolder": {})", least->below.items);
+    }
     timed("growth", records, [&] { found += history.growth(1, 2)->changes.size(); });
     fmt::print(R"(, "found": {}, "bytes": {}}})"
                "\n",

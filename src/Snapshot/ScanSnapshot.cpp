@@ -92,6 +92,8 @@ std::vector<FileRecord> ScanSnapshot::children(const std::optional<Text>& folder
     return result;
 }
 
+std::optional<FolderListing> ScanSnapshot::listing(const Text& path) const { return contents_->tree().listing(path); }
+
 std::int64_t ScanSnapshot::totalAllocatedBytes() const { return totalOf(*contents_->storage, scope().root.path()); }
 
 ScanSnapshot ScanSnapshot::removing(const std::unordered_set<Text>& paths) const {

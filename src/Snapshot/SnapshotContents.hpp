@@ -8,6 +8,7 @@
 #include "KestrelCore/Snapshot/RecordList.hpp"
 #include "Snapshot/RecordStorage.hpp"
 #include "Snapshot/SnapshotLookup.hpp"
+#include "Snapshot/SnapshotTree.hpp"
 
 #include <memory>
 #include <utility>
@@ -17,7 +18,7 @@ namespace KestrelCore {
 
 class SearchIndex;
 
-/// What the copies of one snapshot share. Fixed after construction, but for the two indices, each made under a lock of
+/// What the copies of one snapshot share. Fixed after construction, but for the indices, each made under a lock of
 /// its own by the first who needs it: most snapshots are never searched, and many are only searched. The order of the
 /// members is that of their making: the list is made over the storage.
 struct SnapshotContents {
@@ -31,6 +32,11 @@ struct SnapshotContents {
         return madeLookup.get([this] { return std::make_shared<const SnapshotLookup>(*storage); });
     }
 
+    /// The folders as they are listed; the first call makes them.
+    [[nodiscard]] const SnapshotTree& tree() const {
+        return madeTree.get([this] { return std::make_shared<const SnapshotTree>(*storage); });
+    }
+
     UUID id;
     ScanScope scope;
     Date startedAt;
@@ -39,6 +45,7 @@ struct SnapshotContents {
     RecordList records;
     std::vector<ScanIssue> issues;
     Lazy<SnapshotLookup> madeLookup;  ///< made by the first look at a path
+    Lazy<SnapshotTree> madeTree;      ///< made by the first listing
     Lazy<SearchIndex> searchIndex;    ///< made by the first search
 };
 

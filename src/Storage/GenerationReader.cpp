@@ -3,6 +3,7 @@
 #include "Storage/History/GenerationDescription.hpp"
 #include "Storage/History/GenerationSearch.hpp"
 #include "Storage/History/GenerationSummary.hpp"
+#include "Storage/History/GenerationTree.hpp"
 #include "Storage/History/HistoryDatabase.hpp"
 #include "Storage/History/OpenGeneration.hpp"
 
@@ -12,12 +13,13 @@ namespace KestrelCore {
 struct GenerationReader::State {
     State(const HistoryDatabase& database, std::int64_t number)
         : reading{database}, all{reading.generations()}, generation{described(kept(all, number))},
-          open{reading, all, kept(all, number)} {}
+          open{reading, all, kept(all, number)}, tree{open} {}
 
     HistoryDatabase::Reading reading;
     std::vector<StoredGeneration> all;
     Generation generation;
     OpenGeneration open;
+    GenerationTree tree;
 };
 
 GenerationReader::GenerationReader(const HistoryDatabase& database, std::int64_t number)
@@ -36,6 +38,8 @@ std::optional<SearchAnswer> GenerationReader::search(const SearchQuery& query, s
 }
 
 std::vector<FileRecord> GenerationReader::children(const Text& path) const { return state_->open.children(path); }
+
+std::optional<FolderListing> GenerationReader::listing(const Text& path) const { return state_->tree.listing(path); }
 
 std::optional<FileRecord> GenerationReader::record(const Text& path) const { return state_->open.record(path); }
 

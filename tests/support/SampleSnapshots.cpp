@@ -1,5 +1,7 @@
 #include "support/SampleSnapshots.hpp"
 
+#include "support/Records.hpp"
+
 #include <algorithm>
 #include <array>
 #include <random>
@@ -67,6 +69,38 @@ ScanSnapshot sampleSnapshot(std::size_t records, std::uint64_t seed, double comp
     return ScanSnapshot{
         uuid(random),  ScanScope{URL::fromPath(root, true)}, Date{completedAt - 12.5}, Date{completedAt}, list,
         {issue, issue}};
+}
+
+ScanSnapshot oddSnapshot(std::uint64_t seed) {
+    const ScanSnapshot sample = sampleSnapshot(120, seed);
+    std::vector<FileRecord> records{sample.records().begin(), sample.records().end()};
+    const std::vector<FileRecord> odd{
+        testing::aRecord({.path = "/", .isTop = true, .kind = FileKind::directory, .aggregate = 1'000'000'000}),
+        testing::aRecord({.path = "/home", .isTop = true, .kind = FileKind::package, .aggregate = 500'000'000}),
+        testing::aRecord({.path = "/home/someone/", .parent = "/home/someone", .aggregate = 77}),
+        testing::aRecord({.path = "elsewhere", .isTop = true, .kind = FileKind::directory, .aggregate = 10'000}),
+        testing::aRecord({.path = "elsewhere/inside", .parent = "elsewhere", .allocated = 2048}),
+        testing::aRecord({.path = "/r/e\u0301/only its file has a record", .allocated = 8192}),
+        testing::aRecord({.path = "/r/\u00E9/another spelling of the folder", .allocated = 512}),
+        testing::aRecord({.path = "/r/\u00E9", .kind = FileKind::directory, .allocated = 4096, .aggregate = 20'000}),
+        testing::aRecord({.path = "/r", .kind = FileKind::directory, .allocated = 4096, .aggregate = 3}),
+        testing::aRecord({.path = "/r/file", .allocated = 4096}),
+        testing::aRecord({.path = "/r/file/below a file", .allocated = 1024}),
+        testing::aRecord({.path = "/r/no record/deep/below", .allocated = 1024, .isDuplicate = true}),
+        testing::aRecord({.path = "/r/far", .parent = "not above it", .kind = FileKind::directory, .aggregate = 9000}),
+        testing::aRecord({.path = "/r/far/x", .allocated = 3000}),
+        testing::aRecord({.path = "/r/" + std::string(5000, 'n'), .allocated = 4096}),
+    };
+    std::mt19937_64 random{seed};
+    for (const FileRecord& record : odd) {
+        if (random() % 4 == 0) continue;
+        records.insert(records.begin() + static_cast<std::ptrdiff_t>(random() % (records.size() + 1)), record);
+    }
+    std::vector<ScanIssue> issues = sample.issues();
+    issues.push_back({"/r/file/locked", "Permission denied"});
+    issues.push_back({"/r/files", "Permission denied"});
+    issues.push_back({"elsewhere/locked", "Permission denied"});
+    return ScanSnapshot{sample.id(), sample.scope(), sample.startedAt(), sample.completedAt(), records, issues};
 }
 
 ScanSnapshot sampleSnapshotOfSize(std::size_t payloadBytes, std::uint64_t seed) {

@@ -13,6 +13,9 @@ namespace KestrelCore {
 /// on all of its forms. Completed at `completedAt` seconds since the reference date.
 [[nodiscard]] ScanSnapshot sampleSnapshot(std::size_t records, std::uint64_t seed, double completedAt = 700'000'000);
 
+/// Records of every shape that no scan gives, none with the path of another, beside those of a small sample.
+[[nodiscard]] ScanSnapshot oddSnapshot(std::uint64_t seed);
+
 /// A snapshot whose payload is about that many bytes, whatever is in it.
 [[nodiscard]] ScanSnapshot sampleSnapshotOfSize(std::size_t payloadBytes, std::uint64_t seed);
 

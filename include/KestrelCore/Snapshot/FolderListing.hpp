@@ -13,7 +13,9 @@ namespace KestrelCore {
 struct FolderSums {
     std::int64_t items = 0;
     std::int64_t allocatedBytes = 0;  ///< on disk; further hard links count for none
-    std::int64_t apparentBytes = 0;   ///< lengths of the files' contents; further hard links count for none
+    /// Lengths of contents, folders' own too, as `ScanSnapshot::withLogicalSizes` counts them; further hard links count
+    /// for none.
+    std::int64_t apparentBytes = 0;
 
     bool operator==(const FolderSums&) const = default;
 };

@@ -4,6 +4,7 @@
 #include "KestrelCore/Export.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
 #include "KestrelCore/Model/SearchQuery.hpp"
+#include "KestrelCore/Snapshot/FolderListing.hpp"
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 #include "KestrelCore/Snapshot/Summary.hpp"
 #include "KestrelCore/Storage/Generation.hpp"
@@ -40,6 +41,9 @@ public:
     /// The records of what lies in the folder at `path`, largest `displayBytes` first, equal sizes by name, without
     /// loading the rest. Empty for a path that is no folder of the generation.
     [[nodiscard]] std::vector<FileRecord> children(const Text& path) const;
+    /// What `load().listing(path)` gives, without loading the rest: of a million records the listing of the top takes
+    /// some hundredths of a second, that of a small folder less. What large folders need is read once.
+    [[nodiscard]] std::optional<FolderListing> listing(const Text& path) const;
     /// The record with that path; empty where there is none.
     [[nodiscard]] std::optional<FileRecord> record(const Text& path) const;
     /// The same for many paths at once, in their order: files are read as they stand, and not one by one.

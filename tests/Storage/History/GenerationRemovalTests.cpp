@@ -33,39 +33,6 @@ std::string contentsAs(const UUID& id, const ScanSnapshot& snapshot) {
                                  snapshot.issues()});
 }
 
-/// Records of every shape that no scan gives, none with the path of another, beside those of a sample.
-ScanSnapshot oddSnapshot(std::uint64_t seed) {
-    const ScanSnapshot sample = sampleSnapshot(120, seed);
-    std::vector<FileRecord> records{sample.records().begin(), sample.records().end()};
-    const std::vector<FileRecord> odd{
-        aRecord({.path = "/", .isTop = true, .kind = FileKind::directory, .aggregate = 1'000'000'000}),
-        aRecord({.path = "/home", .isTop = true, .kind = FileKind::package, .aggregate = 500'000'000}),
-        aRecord({.path = "/home/someone/", .parent = "/home/someone", .aggregate = 77}),
-        aRecord({.path = "elsewhere", .isTop = true, .kind = FileKind::directory, .aggregate = 10'000}),
-        aRecord({.path = "elsewhere/inside", .parent = "elsewhere", .allocated = 2048}),
-        aRecord({.path = "/r/e\u0301/only its file has a record", .allocated = 8192}),
-        aRecord({.path = "/r/\u00E9/another spelling of the folder", .allocated = 512}),
-        aRecord({.path = "/r/\u00E9", .kind = FileKind::directory, .allocated = 4096, .aggregate = 20'000}),
-        aRecord({.path = "/r", .kind = FileKind::directory, .allocated = 4096, .aggregate = 3}),
-        aRecord({.path = "/r/file", .allocated = 4096}),
-        aRecord({.path = "/r/file/below a file", .allocated = 1024}),
-        aRecord({.path = "/r/no record/deep/below", .allocated = 1024, .isDuplicate = true}),
-        aRecord({.path = "/r/far", .parent = "not above it", .kind = FileKind::directory, .aggregate = 9000}),
-        aRecord({.path = "/r/far/x", .allocated = 3000}),
-        aRecord({.path = "/r/" + std::string(5000, 'n'), .allocated = 4096}),
-    };
-    std::mt19937_64 random{seed};
-    for (const FileRecord& record : odd) {
-        if (random() % 4 == 0) continue;
-        records.insert(records.begin() + static_cast<std::ptrdiff_t>(random() % (records.size() + 1)), record);
-    }
-    std::vector<ScanIssue> issues = sample.issues();
-    issues.push_back({"/r/file/locked", "Permission denied"});
-    issues.push_back({"/r/files", "Permission denied"});
-    issues.push_back({"elsewhere/locked", "Permission denied"});
-    return ScanSnapshot{sample.id(), sample.scope(), sample.startedAt(), sample.completedAt(), records, issues};
-}
-
 /// Some paths of records, of issues, above them, and of nothing.
 std::vector<Text> somePaths(const ScanSnapshot& snapshot, std::mt19937_64& random) {
     static const std::vector<Text> others{"/r/e\u0301", "/r/\u00E9",    "/r/no record",         "/",
