@@ -3,7 +3,7 @@
 #include "output/Table.hpp"
 #include "output/TerminalText.hpp"
 #include "output/Times.hpp"
-#include "terminal/PageText.hpp"
+#include "output/UTF8.hpp"
 
 #include <fmt/format.h>
 
@@ -114,7 +114,15 @@ std::size_t leastWidth(const std::vector<Filled>& columns) {
 std::string beginning(const Session& session, const std::string& text, std::size_t columns) {
     if (TerminalText::width(text) <= columns) return text;
     const std::string_view dots = session.characters() == Characters::ascii ? "..." : "…";
-    return clipped(text, columns - std::min(columns, TerminalText::width(dots)), session.characters()).append(dots);
+    const std::size_t room = columns - std::min(columns, TerminalText::width(dots));
+    std::size_t length = 0;
+    for (std::size_t used = 0; length < text.size();) {
+        const std::size_t next = firstUTF8(std::string_view{text}.substr(length)).length;
+        used += TerminalText::width(std::string_view{text}.substr(length, next));
+        if (used > room) break;
+        length += next;
+    }
+    return text.substr(0, length).append(dots);
 }
 
 /// Cuts names behind the lines of the tree, as long as some of each is left.
