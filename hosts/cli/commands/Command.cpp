@@ -2,8 +2,10 @@
 
 #include "commands/HelpText.hpp"
 #include "commands/OptionValue.hpp"
+#include "commands/ParseErrorText.hpp"
 #include "commands/Suggestion.hpp"
 #include "output/ErrorOutput.hpp"
+#include "store/ScanSaving.hpp"
 #include "store/When.hpp"
 #include "terminal/Interruption.hpp"
 
@@ -57,6 +59,11 @@ public:
         if (operands.size() > command_.mostOperands) {
             throw UsageError{
                 fmt::format("“{}” is too much for kestrel {}.", operands[command_.mostOperands], command_.name)};
+        }
+        // As an unset variable of a script leaves one. It names nothing, and must not come to mean everything.
+        if (!command_.takesWords && std::ranges::find(operands, "") != operands.end()) {
+            throw UsageError{
+                fmt::format("An empty operand names nothing: kestrel {} {}", command_.name, command_.operands)};
         }
         return run_(operands);
     }
@@ -153,6 +160,9 @@ ExitCode runCatching(const CommandApp& command, const Operands& operands, const 
     } catch (const UsageError& error) {
         tellError(session, {"wrongUsage", error.what()});
         return ExitCode::wrongUsage;
+    } catch (const InterruptedScan& interrupted) {
+        tellError(session, {.code = "interrupted", .message = interrupted.what(), .kept = interrupted.kept()});
+        return ExitCode::interrupted;
     } catch (const Interrupted& interrupted) {
         tellError(session, {"interrupted", interrupted.what()});
         return ExitCode::interrupted;
@@ -182,26 +192,30 @@ ExitCode wrongUsage(const Session& session, std::string_view message, std::strin
     return ExitCode::wrongUsage;
 }
 
-/// Whether the next argument is the option's value.
-bool takesValue(const CLI::App& app, const std::string& argument) {
-    if (argument.size() < 2 || !argument.starts_with('-')) return false;
-    const auto isValueOf = [&](const CLI::App& owner) {
+/// The option whose value is the next argument; null for any other argument.
+const CLI::Option* optionWithValue(const CLI::App& app, const std::string& argument) {
+    if (argument.size() < 2 || !argument.starts_with('-')) return nullptr;
+    const auto ofOwner = [&](const CLI::App& owner) {
         const CLI::Option* option = owner.get_option_no_throw(argument);
-        return option != nullptr && option->get_items_expected_max() > 0;
+        return option != nullptr && option->get_items_expected_max() > 0 ? option : nullptr;
     };
-    return isValueOf(app) || std::ranges::any_of(app.get_subcommands(nullptr),
-                                                 [&](const CLI::App* command) { return isValueOf(*command); });
+    if (const CLI::Option* option = ofOwner(app)) return option;
+    for (const CLI::App* command : app.get_subcommands(nullptr)) {
+        if (const CLI::Option* option = ofOwner(*command)) return option;
+    }
+    return nullptr;
 }
 
-/// The first option that is given an empty value. CLI11 would take the argument after "--store=" for the value, and so
-/// a folder that is to be scanned for the place of the store.
-std::optional<std::string> optionWithoutValue(const std::vector<std::string>& arguments, const CLI::App& app) {
+/// That an option is given an empty value, about the first of them. CLI11 would take the argument after "--store=" for
+/// the value, and so a folder that is to be scanned for the place of the store.
+std::optional<std::string> emptyValue(const std::vector<std::string>& arguments, const CLI::App& app) {
     for (std::size_t index = 0; index < arguments.size(); ++index) {
         const std::string& argument = arguments[index];
-        if (takesValue(app, argument)) {
-            if (++index < arguments.size() && arguments[index].empty()) return argument;
+        if (const CLI::Option* option = optionWithValue(app, argument)) {
+            if (++index < arguments.size() && arguments[index].empty()) return missingValue(argument, option);
         } else if (argument.starts_with("--") && argument.find('=') == argument.size() - 1) {
-            return argument.substr(0, argument.size() - 1);
+            const std::string name = argument.substr(0, argument.size() - 1);
+            return missingValue(name, optionWithValue(app, name));
         }
     }
     return std::nullopt;
@@ -217,7 +231,7 @@ public:
         for (std::string& argument : arguments) {
             if (argument != plusSigns) {
                 safe.push_back(std::move(argument));
-            } else if (!safe.empty() && takesValue(app, safe.back())) {
+            } else if (!safe.empty() && optionWithValue(app, safe.back()) != nullptr) {
                 safe.back() += "=++";  // an option's value is safe in one piece with the option
             } else {
                 safe.push_back(substitute_);
@@ -325,14 +339,16 @@ ExitCode parseAndRun(std::vector<std::string> arguments, Session& session, const
         return parsed.empty() ? nullptr : dynamic_cast<const CommandApp*>(parsed.front());
     };
     const auto chosenName = [&] { return chosen() == nullptr ? std::string{} : chosen()->command().name; };
-    if (const auto option = optionWithoutValue(arguments, app)) {
-        return wrongUsage(session, fmt::format("{} needs a value.", *option), "");
-    }
+    if (const auto problem = emptyValue(arguments, app)) return wrongUsage(session, *problem, "");
     const PlusSigns plusSigns{arguments, app};
     try {
         std::ranges::reverse(arguments);  // as CLI11 takes them
         app.parse(std::move(arguments));
     } catch (const CLI::CallForHelp&) {
+        // Help about a command that there is not.
+        const Operands named = app.remaining(true);
+        if (chosen() == nullptr && !named.empty() && !named.front().starts_with('-'))
+            return wrongUsage(session, unknownCommand(named.front(), app), "");
         const CLI::App* shown = chosen() == nullptr ? &app : chosen();
         session.out << app.get_formatter()->make_help(shown, "", CLI::AppFormatMode::Normal);
         return ExitCode::done;
@@ -340,7 +356,7 @@ ExitCode parseAndRun(std::vector<std::string> arguments, Session& session, const
         session.out << version.what() << '\n';
         return ExitCode::done;
     } catch (const CLI::ParseError& error) {
-        return wrongUsage(session, error.what(), chosenName());
+        return wrongUsage(session, parseErrorText(error, app), chosenName());
     }
 
     // What CLI11 made nothing of, the options of no command among it: those are told, the rest are operands.

@@ -25,6 +25,9 @@ struct Command {
     std::vector<std::string> examples;
     std::size_t fewestOperands = 0;
     std::size_t mostOperands = 0;
+    /// They are words to look for, of which an empty one asks for nothing; of any other kind an empty one is wrong
+    /// usage.
+    bool takesWords = false;
     bool readsSavedScan = false;  ///< answers from a saved scan alone, and so from an older one with --at, too
 };
 

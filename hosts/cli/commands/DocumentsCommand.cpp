@@ -30,6 +30,7 @@ ExitCode documents(const Session& session, const LibraryOptions& options) {
     }
     if (session.options.json) {
         JSONOutput json{session.out};
+        writeSnapshot(json, "snapshot", scan.summary());
         json.beginArray("documents");
         for (std::size_t i = 0; i < std::min(index.documents.size(), options.jsonLimit()); ++i) {
             json.beginObject();
@@ -60,9 +61,11 @@ ExitCode documents(const Session& session, const LibraryOptions& options) {
 void addDocumentsCommand(CLI::App& app, Session& session) {
     // Asked of the library, so that a kind that it learns is one here too.
     std::vector<std::string> kinds;
+    std::map<std::string, std::string> synonyms;
     std::string list;
     for (const DocumentAssetKind kind : allDocumentAssetKinds) {
         kinds.emplace_back(rawValue(kind));
+        synonyms.emplace(kinds.back() + 's', kinds.back());
         list += (list.empty() ? "" : ", ") + kinds.back();
     }
     addLibraryCommand(app, session,
@@ -70,6 +73,7 @@ void addDocumentsCommand(CLI::App& app, Session& session) {
                        .description = "Shows the documents of the saved scan, newest first.",
                        .examples = {"kestrel documents", "kestrel documents --kind pdf --limit 10"},
                        .kinds = kinds,
+                       .synonyms = synonyms,
                        .kindHelp = "Only one kind: " + list,
                        .limitHelp = "Show at most N"},
                       documents);

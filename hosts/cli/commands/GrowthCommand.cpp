@@ -124,14 +124,8 @@ Compared choose(const ChangeOptions& options, const std::vector<Generation>& gen
 
 void writeJSON(const Session& session, const Growth& growth) {
     JSONOutput json{session.out};
-    const auto writeScan = [&](std::string_view key, const Generation& scan) {
-        json.beginObject(key);
-        json.member("number", scan.number);
-        writeSummaryMembers(json, scan);
-        json.endObject();
-    };
-    writeScan("since", growth.since);
-    writeScan("until", growth.until);
+    writeSnapshot(json, "since", growth.since);
+    writeSnapshot(json, "until", growth.until);
     json.member("path", growth.path.view());
     json.member("totalChange", growth.totalChange());
     json.beginArray("changes");

@@ -117,7 +117,6 @@ void writeGenerations(JSONOutput& json, const std::vector<Generation>& generatio
         json.member("number", each.number);
         writeSummaryMembers(json, each);
         json.member("storedBytes", each.storedBytes);
-        json.member("isComplete", each.isComplete);
         json.member("isPinned", each.isPinned);
         json.member("origin", nameOf(each.origin));
         json.endObject();

@@ -40,7 +40,7 @@ void addLibraryCommand(CLI::App& app, Session& session, const LibraryDescription
     command.add_option("--kind", options->kind, description.kindHelp)
         ->type_name("KIND")
         ->option_text("KIND")
-        ->transform(oneOf(description.kinds));
+        ->transform(oneOf(description.kinds, description.synonyms));
     command
         .add_option("--limit", options->limit,
                     fmt::format("{} (default: {}; with --json: all)", description.limitHelp, usualLimit))
@@ -67,9 +67,11 @@ void writeLibrary(const Session& session, const Generation& scan, std::string_vi
     for (std::size_t i = 0; i < shown; ++i) {
         const FileRecord& record = lines[i].record;
         std::string_view path = record.path().view();
-        // Relative to the scan: the root stands above the list already, with the age of the scan.
+        // On a terminal relative to the scan: the root stands above the list already, with the age of the scan. In a
+        // pipe a path is one that other programs understand.
         // By bytes, and only where they are the same: the root may be spelled in another normal form.
-        if (path.size() > rootLength && path.starts_with(root.view()) && path[rootLength - 1] == '/') {
+        if (session.terminal.isOutput && path.size() > rootLength && path.starts_with(root.view()) &&
+            path[rootLength - 1] == '/') {
             path.remove_prefix(rootLength);
         }
         table.addRow(

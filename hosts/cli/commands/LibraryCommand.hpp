@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -33,7 +34,8 @@ struct LibraryDescription {
     std::string name;
     std::string description;  ///< one sentence
     std::vector<std::string> examples;
-    std::vector<std::string> kinds;  ///< what --kind takes
+    std::vector<std::string> kinds;               ///< what --kind takes
+    std::map<std::string, std::string> synonyms;  ///< other words for them, in lower case
     std::string kindHelp;
     std::string limitHelp;  ///< "Show at most N", and of what
 };
@@ -51,8 +53,8 @@ struct LibraryLine {
 /// The paths of the first `limit` lines as they are, each ended by a NUL.
 void writePaths(const Session& session, const std::vector<LibraryLine>& lines, std::size_t limit);
 
-/// A heading with how many there are and their `bytes`, the first `limit` lines (date, size, kind, path relative to the
-/// scan's root), and what is left out, in a word.
+/// A heading with how many there are and their `bytes`, the first `limit` lines (date, size, kind, path; on a terminal
+/// relative to the scan's root), and what is left out, in a word.
 void writeLibrary(const Session& session, const KestrelCore::Generation& scan, std::string_view title,
                   const std::vector<LibraryLine>& lines, std::int64_t bytes, std::size_t limit);
 

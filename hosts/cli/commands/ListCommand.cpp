@@ -8,11 +8,17 @@
 #include "store/SavedScan.hpp"
 #include "terminal/Interruption.hpp"
 
+#include "KestrelCore/Base/Date.hpp"
+#include "KestrelCore/Base/NaturalOrder.hpp"
+
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <map>
 #include <memory>
 #include <optional>
+#include <string>
+#include <vector>
 
 // Answers from the saved scan alone: no folder is read, so that a listing of a large folder is there at
 // once, and says how old it is.
@@ -23,7 +29,10 @@ namespace KestrelCLI {
 
 namespace {
 
+enum class ListOrder { size, date, name };
+
 struct ListOptions {
+    ListOrder order = ListOrder::size;
     bool all = false;
     bool print0 = false;
     std::optional<std::size_t> limit;
@@ -32,12 +41,24 @@ struct ListOptions {
 /// As many as fit one look, unless more or fewer are asked for.
 constexpr std::size_t usualLimit = 50;
 
+/// `children` come largest first, and equal ones stay in their order.
+void sort(std::vector<FileRecord>& children, ListOrder order) {
+    const auto date = [](const FileRecord& record) { return record.modifiedAt().value_or(Date::distantPast()); };
+    if (order == ListOrder::date) std::ranges::stable_sort(children, std::ranges::greater{}, date);
+    if (order == ListOrder::name) {
+        std::ranges::stable_sort(children, [](const FileRecord& a, const FileRecord& b) {
+            return NaturalOrder::compareInList(a.name(), b.name()) < 0;
+        });
+    }
+}
+
 /// Shows one folder; fails for a path that is not in the saved scan, and for what is no folder.
 ExitCode list(const Session& session, const ListOptions& options, const Operands& operands) {
     const NamedRecord named = NamedRecord::folder(session, operands);
     const FileRecord& folder = named.record;
     std::vector<FileRecord> children = named.scan.children(folder.path());
     Interruption::check();
+    sort(children, options.order);
     const std::size_t found = children.size();
     // A script gets everything unless it sets a limit itself.
     const std::size_t limit = options.all || options.print0 || session.options.json
@@ -76,8 +97,8 @@ void addListCommand(CLI::App& app, Session& session) {
         {.name = "list",
          .operands = "[PATH]",
          .description = "Shows a folder as it was scanned, largest first (default: the top of the newest scan).",
-         .examples = {"kestrel list", "kestrel list ~/Downloads --limit 10", "kestrel list --all --json /srv",
-                      "kestrel list --at 7d ~/Downloads"},
+         .examples = {"kestrel list", "kestrel list ~/Downloads --limit 10", "kestrel list --sort date ~/Downloads",
+                      "kestrel list --all --json /srv", "kestrel list --at 7d ~/Downloads"},
          .mostOperands = 1,
          .readsSavedScan = true},
         [&session, options](const Operands& operands) { return list(session, *options, operands); });
@@ -86,6 +107,12 @@ void addListCommand(CLI::App& app, Session& session) {
         ->type_name("N")
         ->transform(wholeNumber())
         ->excludes(all);
+    const std::map<std::string, ListOrder> orders{
+        {"size", ListOrder::size}, {"date", ListOrder::date}, {"name", ListOrder::name}};
+    command.add_option("--sort", options->order, "Order by size (default), date (newest first) or name")
+        ->type_name("ORDER")
+        ->option_text("ORDER")
+        ->transform(oneOf(orders));
     command.add_flag("-0,--print0", options->print0, "Print only the paths, all of them, each ended by a NUL");
 }
 

@@ -41,6 +41,7 @@ ExitCode media(const Session& session, const LibraryOptions& options) {
     if (options.kind == "video") index.images.clear();
     if (session.options.json) {
         JSONOutput json{session.out};
+        writeSnapshot(json, "snapshot", scan.summary());
         writeAssets(json, "images", index.images, options.jsonLimit());
         writeAssets(json, "videos", index.videos, options.jsonLimit());
         json.member("imageBytes", index.imageBytes());
@@ -72,7 +73,17 @@ void addMediaCommand(CLI::App& app, Session& session) {
                        .description = "Shows the photos and videos of the saved scan, newest first.",
                        .examples = {"kestrel media", "kestrel media --kind video --limit 10", "kestrel media --json"},
                        .kinds = {"image", "video"},
-                       .kindHelp = "Only images, or only videos: image or video",
+                       .synonyms = {{"images", "image"},
+                                    {"photo", "image"},
+                                    {"photos", "image"},
+                                    {"picture", "image"},
+                                    {"pictures", "image"},
+                                    {"videos", "video"},
+                                    {"film", "video"},
+                                    {"films", "video"},
+                                    {"movie", "video"},
+                                    {"movies", "video"}},
+                       .kindHelp = "Only photos, or only videos: image (or photo) or video",
                        .limitHelp = "Show at most N of each"},
                       media);
 }

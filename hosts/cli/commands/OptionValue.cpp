@@ -58,8 +58,14 @@ CLI::Validator oneOf(const std::map<std::string, std::int64_t>& numbers) {
     return CLI::Validator{problem, "", "one of a few names"};
 }
 
-CLI::Validator oneOf(const std::vector<std::string>& names) {
-    const auto problem = [names](std::string& text) -> std::string {
+CLI::Validator oneOf(const std::vector<std::string>& names) { return oneOf(names, {}); }
+
+CLI::Validator oneOf(const std::vector<std::string>& names, const std::map<std::string, std::string>& synonyms) {
+    const auto problem = [names, synonyms](std::string& text) -> std::string {
+        if (const auto synonym = synonyms.find(lowercasedASCII(text)); synonym != synonyms.end()) {
+            text = synonym->second;
+            return {};
+        }
         for (const std::string& name : names) {
             if (lowercasedASCII(name) == lowercasedASCII(text)) {
                 text = name;

@@ -25,6 +25,10 @@ namespace KestrelCLI {
 /// The same for an option that keeps the name, as it stands in `names`.
 [[nodiscard]] CLI::Validator oneOf(const std::vector<std::string>& names);
 
+/// The same, and `synonyms` (in lower case) stand for a name each; they are not among what another word gets to read.
+[[nodiscard]] CLI::Validator oneOf(const std::vector<std::string>& names,
+                                   const std::map<std::string, std::string>& synonyms);
+
 /// The same with the values of an enumeration. CLI11's own transformers also take the values' numbers, even those that
 /// stand for nothing.
 template <typename Value>

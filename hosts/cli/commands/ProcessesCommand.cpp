@@ -151,7 +151,8 @@ ExitCode printLists(const Session& session, const ProcessesOptions& options, con
 
 ExitCode runProcesses(const Session& session, const Operands& words, const ProcessesOptions& options) {
     if (options.count && !options.every) throw UsageError{"--count goes with --every."};
-    const ProcessFilter filter{.words = words, .user = options.user};
+    ProcessFilter filter{.words = words, .user = options.user};
+    std::erase(filter.words, "");
     if (!options.every || !canShowLivePage(session)) return printLists(session, options, filter);
     MonitorPage::Options page;
     page.showsFigures = false;
@@ -174,7 +175,8 @@ void addProcessesCommand(CLI::App& app, Session& session) {
          .examples = {"kestrel processes --limit 10", "kestrel processes firefox --sort memory",
                       "kestrel processes --tree --user www-data", "kestrel processes --every 2s",
                       "kestrel processes --json --every 2s --count 5"},
-         .mostOperands = Command::unlimited},
+         .mostOperands = Command::unlimited,
+         .takesWords = true},
         [&session, options](const Operands& words) { return runProcesses(session, words, *options); });
     const std::map<std::string, ProcessOrder> orders{{"cpu", ProcessOrder::cpu},
                                                      {"memory", ProcessOrder::memory},

@@ -55,7 +55,9 @@ struct Target {
 struct QuitOptions {
     bool isAgreed = false;
     bool isForced = false;
-    std::string grace = "5s";
+    std::optional<std::string> grace;
+
+    [[nodiscard]] Seconds graceTime() const { return intervalOption(grace.value_or("5s")); }
 };
 
 /// Absent for what is no number: then it is a name.
@@ -229,7 +231,7 @@ void writeResults(const Session& session, const std::vector<Target>& targets, co
 /// Ends by force what did not quit within the grace, after a question of its own.
 ExitCode forceTheRest(const Session& session, std::vector<Target>& targets, const std::vector<Result>& results,
                       const QuitOptions& options) {
-    const std::vector<Target*> running = stillRunning(targets, results, intervalOption(options.grace));
+    const std::vector<Target*> running = stillRunning(targets, results, options.graceTime());
     if (Interruption::isRequested()) return ExitCode::interrupted;
     if (running.empty()) return ExitCode::done;
     const std::vector<const Target*> asked{running.begin(), running.end()};
@@ -253,7 +255,9 @@ ExitCode forceTheRest(const Session& session, std::vector<Target>& targets, cons
 
 ExitCode runQuit(const Session& session, const Operands& operands, const QuitOptions& options) {
     // A grace that is none is wrong whatever comes of the rest.
-    (void)intervalOption(options.grace);
+    (void)options.graceTime();
+    if (options.grace && !options.isForced)
+        throw UsageError{"--grace goes with --force: nothing is waited for without it."};
     std::vector<Target> targets = targetsOf(operands);
     std::vector<const Target*> asked;
     for (const Target& target : targets) {

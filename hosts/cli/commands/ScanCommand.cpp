@@ -134,10 +134,12 @@ void writeLargest(JSONOutput& json, const FinishedScan& scan, const std::vector<
 }
 
 void writeJSON(const Session& session, const FinishedScan& scan, const ScanSnapshot& shown,
-               const ScanCommandOptions& options, const std::vector<FileRecord>& largest, bool isSaved,
-               const std::optional<DiskAccount>& account) {
+               const ScanCommandOptions& options, const std::vector<FileRecord>& largest,
+               const std::optional<Generation>& saved, const std::optional<DiskAccount>& account) {
     JSONOutput json{session.out};
-    writeSnapshot(json, "snapshot", summaryOf(scan.snapshot));
+    Generation summary = summaryOf(scan.snapshot);
+    if (saved) summary.number = saved->number;
+    writeSnapshot(json, "snapshot", summary);
     if (options.showsLengths) json.member("totalApparentBytes", shown.totalAllocatedBytes());
     writeLargest(json, scan, largest, options.showsLengths);
     json.beginArray("issues");
@@ -148,7 +150,7 @@ void writeJSON(const Session& session, const FinishedScan& scan, const ScanSnaps
         json.endObject();
     }
     json.endArray();
-    json.member("saved", isSaved);
+    json.member("saved", saved.has_value());
     if (account) writeAccount(json, *account);
     const Pace pace{scan};
     json.member("elapsedSeconds", pace.seconds);
@@ -229,7 +231,9 @@ ExitCode scan(const Session& session, const ScanCommandOptions& options, const O
         scanWithProgress(session, root.scope, saving.has_value() && saving->history() != nullptr);
     if (!finished.isComplete) {
         // Of the root alone nothing is to be learned.
-        if (finished.snapshot.records().size() > 1) saving->keepFound(finished.snapshot);
+        if (finished.snapshot.records().size() > 1) {
+            if (auto kept = saving->keepFound(finished.snapshot)) throw InterruptedScan{std::move(*kept)};
+        }
         throw Interrupted{};
     }
 
@@ -251,9 +255,9 @@ ExitCode scan(const Session& session, const ScanCommandOptions& options, const O
     ExitCode code = ExitCode::done;
     if (session.options.json) {
         // A save that has begun is not stopped: what it did is told.
-        const bool isSaved = saving && saving->save(finished.snapshot);
-        if (saving && !isSaved) code = ExitCode::failed;
-        writeJSON(session, finished, shown, options, shownRecords(tree, files), isSaved, account);
+        const auto saved = saving ? saving->save(finished.snapshot) : std::nullopt;
+        if (saving && !saved) code = ExitCode::failed;
+        writeJSON(session, finished, shown, options, shownRecords(tree, files), saved, account);
     } else {
         writeText(session, shown, options, tree, files);
         // The result is there to be read while it is saved.

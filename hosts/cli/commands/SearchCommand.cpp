@@ -335,6 +335,7 @@ void addSearchCommand(CLI::App& app, Session& session) {
                                  "kestrel search 'type:folder >2gb old'", "kestrel search --explain ext:pdf '<10mb'",
                                  "kestrel search --print0 installers old | xargs -0 ls -l"},
                     .mostOperands = Command::unlimited,
+                    .takesWords = true,
                     .readsSavedScan = true},
                    [&session, options](const Operands& words) { return search(session, *options, words); });
     options->filter.addTo(command);

@@ -1,6 +1,7 @@
 #include "output/ErrorOutput.hpp"
 
 #include "output/JSONOutput.hpp"
+#include "output/ModelJSON.hpp"
 
 namespace KestrelCLI {
 
@@ -13,6 +14,7 @@ void tellError(const Session& session, const ErrorReport& report) {
     json.member("message", report.message);
     json.member("path", report.path);
     json.endObject();
+    if (report.kept) writeSnapshot(json, "snapshot", *report.kept);
     json.finish();
 }
 

@@ -23,6 +23,7 @@ using namespace KestrelCore;
 //      -100 MB  █▍                    │  └─ old.mp4  gone
 //      +230 MB  ███▏                  └─ projects/app/build.log
 //
+// In a pipe each line has its whole path where the tree is.
 // A folder is a line of its own where several changes lie in it; else its name stands before that of the only one.
 
 namespace KestrelCLI {
@@ -90,9 +91,11 @@ public:
             !nodes_[0].inside.empty() || nodes_[0].changes.empty() || isContainer(*nodes_[0].changes.front());
         lines_.push_back({.branch = "",
                           .name = growth.path.string(),
+                          .path = growth.path.string(),
                           .note = std::move(note),
                           .change = growth.totalChange(),
                           .isFolder = isFolder});
+        root_ = growth.path.view() == "/" ? "/" : growth.path.string() + '/';
         if (nodes_[0].inside.empty()) return std::move(lines_);
         // Entries that wait, the next one last: a tree may be deep.
         std::vector<Waiting> waiting;
@@ -194,6 +197,7 @@ private:
         if (entry.isRest) {
             lines_.push_back({.branch = branch,
                               .name = "",
+                              .path = pathOf(entry.node),
                               .note = entry.change->items == 1
                                           ? "1 more item"
                                           : fmt::format("{} more items", ByteFormat::count(entry.change->items)),
@@ -204,11 +208,14 @@ private:
         const bool hasInside = !entry.isAlone && !nodes_[entry.node].inside.empty();
         lines_.push_back({.branch = branch,
                           .name = nameOf(entry.node, next.above),
+                          .path = pathOf(entry.node),
                           .note = entry.change != nullptr ? noteOf(*entry.change) : "",
                           .change = entry.bytes,
                           .isFolder = hasInside || (entry.change != nullptr && isContainer(*entry.change))});
         if (hasInside) open(entry.node, next.indent + (next.isLast ? "   " : "│  "), waiting);
     }
+
+    [[nodiscard]] std::string pathOf(std::size_t node) const { return root_ + nameOf(node, 0); }
 
     /// The components from below `above` down to `node`.
     [[nodiscard]] std::string nameOf(std::size_t node, std::size_t above) const {
@@ -222,6 +229,7 @@ private:
         return result;
     }
 
+    std::string root_;  ///< with a slash at its end
     std::vector<Node> nodes_;
     std::vector<GrowthLine> lines_;
 };
@@ -244,14 +252,15 @@ public:
         text += "  ";
         text += session_.painted(line.change < 0 ? Style::good : Style::bar, bar(fraction, barColumns_));
         text += "  ";
-        std::string name = session_.shownPath(line.name);
-        if (line.isFolder && !name.ends_with('/')) name += '/';
+        const bool isWhole = !session_.terminal.isOutput;
+        std::string name = session_.shownPath(isWhole ? line.path : line.name);
+        if ((line.isFolder || (isWhole && line.isRest)) && !name.ends_with('/')) name += '/';
         std::string note = session_.shown(line.note);
-        if (!line.isRest && !note.empty()) note = "  " + note;
+        if ((isWhole || !line.isRest) && !note.empty()) note = "  " + note;
         const Style style = line.branch.empty() && !line.isRest ? Style::heading
                             : line.isFolder                     ? Style::folder
                                                                 : Style::file;
-        text += branchText(session_, sizeColumns_ + 2 + barColumns_ + 2, line.branch, name, style, note);
+        text += branchText(session_, sizeColumns_ + 2 + barColumns_ + 2, isWhole ? "" : line.branch, name, style, note);
         session_.out << text << '\n';
     }
 
@@ -291,6 +300,7 @@ void writeLargestChanges(const Session& session, const Growth& growth, std::size
         if (path.empty()) continue;
         lines.push_back({.branch = "",
                          .name = std::string{path},
+                         .path = change.path.string(),
                          .note = noteOf(change),
                          .change = change.change(),
                          .isFolder = isContainer(change)});

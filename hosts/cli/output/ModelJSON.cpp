@@ -59,10 +59,12 @@ void writeSummaryMembers(JSONOutput& json, const Generation& scan) {
     json.member("records", scan.records);
     json.member("issues", scan.issues);
     json.member("totalAllocatedBytes", scan.totalAllocatedBytes);
+    json.member("isComplete", scan.isComplete);
 }
 
 void writeSnapshot(JSONOutput& json, std::string_view key, const Generation& scan) {
     json.beginObject(key);
+    if (scan.number > 0) json.member("number", scan.number);
     writeSummaryMembers(json, scan);
     json.endObject();
 }

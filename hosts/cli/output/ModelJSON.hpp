@@ -22,9 +22,9 @@ void writeRecordMembers(JSONOutput& json, const KestrelCore::FileRecord& record)
 /// A record as an element of the array that is open.
 void writeRecord(JSONOutput& json, const KestrelCore::FileRecord& record);
 /// The members of a scan's summary, into the object that is open: identity, root, dates, how many records and issues,
-/// total size.
+/// total size, whether it came to its end.
 void writeSummaryMembers(JSONOutput& json, const KestrelCore::Generation& scan);
-/// The member `key` with such an object.
+/// The member `key` with such an object, and first the number of a scan that the history has.
 void writeSnapshot(JSONOutput& json, std::string_view key, const KestrelCore::Generation& scan);
 /// The member `key` with an RFC 3339 date in UTC.
 void writeDate(JSONOutput& json, std::string_view key, const KestrelCore::Date& date);

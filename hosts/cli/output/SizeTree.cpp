@@ -211,7 +211,8 @@ void writeFiles(const Session& session, const std::vector<FileRecord>& files, co
     for (const FileRecord& file : files) columns.measure(file.displayBytes());
     for (const FileRecord& file : files) {
         std::string_view path = file.path().view();
-        if (Path::isBeneath(file.path(), root)) {
+        // In a pipe a path is one that other programs understand.
+        if (session.terminal.isOutput && Path::isBeneath(file.path(), root)) {
             path.remove_prefix(root.view() == "/" ? 1 : root.byteCount() + 1);
         }
         columns.write(file.displayBytes(), true, "", session.shown(path), styleOf(file));

@@ -44,7 +44,7 @@ struct TreeLine {
 /// The tree as it is shown: size, share of the total, bar, name.
 void writeTree(const Session& session, const std::vector<TreeLine>& lines, std::int64_t totalBytes);
 
-/// The same columns without a tree, each path given relative to `root`.
+/// The same columns without a tree, each path on a terminal relative to `root`, elsewhere whole.
 void writeFiles(const Session& session, const std::vector<KestrelCore::FileRecord>& files,
                 const KestrelCore::Text& root, std::int64_t totalBytes);
 

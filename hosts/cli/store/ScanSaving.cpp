@@ -86,15 +86,17 @@ std::optional<Generation> ScanSaving::save(const ScanSnapshot& snapshot) {
     }
 }
 
-void ScanSaving::keepFound(const ScanSnapshot& snapshot) {
-    if (history_ == nullptr) return;
+std::optional<Generation> ScanSaving::keepFound(const ScanSnapshot& snapshot) {
+    if (history_ == nullptr) return std::nullopt;
     try {
-        const Generation kept = history_->add(snapshot, GenerationOrigin::scan, false);
+        Generation kept = history_->add(snapshot, GenerationOrigin::scan, false);
         session_.say(fmt::format("What was found until then ({} {}, {}) is kept as scan {}, marked incomplete.",
                                  ByteFormat::count(kept.records - 1), kept.records == 2 ? "item" : "items",
                                  session_.size(kept.totalAllocatedBytes), kept.number));
+        return kept;
     } catch (const std::exception& error) {
         session_.say(whyNotSaved(historyPath(), error.what()));
+        return std::nullopt;
     }
 }
 

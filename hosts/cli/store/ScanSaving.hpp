@@ -1,6 +1,7 @@
 #pragma once
 
 #include "output/Session.hpp"
+#include "terminal/Interruption.hpp"
 
 #include "KestrelCore/Base/Date.hpp"
 #include "KestrelCore/Base/URL.hpp"
@@ -14,6 +15,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace KestrelCLI {
 
@@ -47,8 +49,8 @@ public:
     [[nodiscard]] std::optional<KestrelCore::Generation> save(const KestrelCore::ScanSnapshot& snapshot);
 
     /// Keeps what a scan found that was stopped before its end, and says so. Only in the history: the one scan of a
-    /// snapshot database is worth more than a part of another.
-    void keepFound(const KestrelCore::ScanSnapshot& snapshot);
+    /// snapshot database is worth more than a part of another. Absent where it is not kept.
+    std::optional<KestrelCore::Generation> keepFound(const KestrelCore::ScanSnapshot& snapshot);
 
     /// Null for a snapshot database.
     [[nodiscard]] const KestrelCore::SnapshotHistory* history() const { return history_.get(); }
@@ -58,6 +60,16 @@ private:
     std::optional<std::string> store_;
     std::shared_ptr<KestrelCore::SnapshotHistory> history_;
     std::future<KestrelCore::Generation> begun_;
+};
+
+/// Ends a scan that was stopped before its end, of which what was found is kept.
+class InterruptedScan final : public Interrupted {
+public:
+    explicit InterruptedScan(KestrelCore::Generation kept) : kept_{std::move(kept)} {}
+    [[nodiscard]] const KestrelCore::Generation& kept() const noexcept { return kept_; }
+
+private:
+    KestrelCore::Generation kept_;
 };
 
 /// What is said when the database at `path` did not take a scan, for the reason that the library gave.

@@ -109,7 +109,7 @@ TEST(CommandLine, takesGlobalOptionsBeforeAndAfterTheCommand) {
 }
 
 TEST(CommandLine, takesOperandsExactlyAsGiven) {
-    const Operands odd{"[a,b]", "second", "probe", "a,b", "", "x=y", "%00", "\xff", "'quoted'", "-"};
+    const Operands odd{"[a,b]", "second", "probe", "a,b", " ", "x=y", "%00", "\xff", "'quoted'", "-"};
     std::vector<std::string> arguments{"probe"};
     arguments.insert(arguments.end(), odd.begin(), odd.end());
     EXPECT_EQ(run(arguments).code, ExitCode::done);
@@ -183,9 +183,50 @@ TEST(CommandLine, takesNoEmptyValue) {
         EXPECT_FALSE(seen.ran) << arguments[1];
         EXPECT_NE(outcome.messages.find("needs a value"), std::string::npos) << outcome.messages;
     }
-    EXPECT_EQ(run({"probe", "--store", "--store=", "", "--", "--color="}).code, ExitCode::done);
+    EXPECT_EQ(run({"probe", "--store", "--store=", " ", "--", "--color="}).code, ExitCode::done);
     EXPECT_EQ(seen.options.store, "--store=");  // a value, however odd
-    EXPECT_EQ(seen.operands, (Operands{"", "--color="}));
+    EXPECT_EQ(seen.operands, (Operands{" ", "--color="}));
+}
+
+TEST(CommandLine, takesNoEmptyOperand) {
+    for (const std::vector<std::string>& arguments :
+         std::vector<std::vector<std::string>>{{"probe", ""}, {"probe", "a", ""}, {"probe", "--", ""}, {"help", ""}}) {
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.code, ExitCode::wrongUsage);
+        EXPECT_FALSE(seen.ran);
+        EXPECT_NE(outcome.messages.find("An empty operand names nothing: kestrel " + arguments[0]), std::string::npos)
+            << outcome.messages;
+    }
+}
+
+TEST(CommandLine, tellsWhatIsMissingInItsOwnWords) {
+    struct Case {
+        std::vector<std::string> arguments;
+        const char* told;
+    };
+    const Case cases[] = {
+        {{"probe", "--number"}, "--number needs a value"},
+        {{"probe", "--at"}, "--at needs a value, WHEN, as in --at 7d."},
+        {{"--color", "probe", "--color"}, "--color"},
+        {{"probe", "--color", ""}, "--color needs a value, WHEN, as in --color never."},
+        {{"probe", "--at", "1", "--at", "2"}, "--at was given more than once."},
+        {{"probe", "--json=x"}, "--json takes no value."},
+        {{"probe", "--iec", "--si"}, "do not go together."},
+    };
+    for (const Case& each : cases) {
+        const Outcome outcome = run(each.arguments);
+        EXPECT_EQ(outcome.code, ExitCode::wrongUsage) << each.told;
+        EXPECT_NE(outcome.messages.find(each.told), std::string::npos) << outcome.messages;
+    }
+}
+
+TEST(CommandLine, helpAboutAnUnknownCommandIsWrongUsage) {
+    for (const char* option : {"--help", "-h"}) {
+        const Outcome outcome = run({"porbe", option});
+        EXPECT_EQ(outcome.code, ExitCode::wrongUsage);
+        EXPECT_NE(outcome.messages.find("There is no command “porbe”. Did you mean “probe”?"), std::string::npos);
+        EXPECT_EQ(outcome.out, "");
+    }
 }
 
 TEST(CommandLine, takesAChoiceByItsNameOnly) {

@@ -63,9 +63,9 @@ TEST_F(GrowthCommand, comparesTheNewestScanWithTheOneBefore) {
     EXPECT_THAT(ended, AllOf(HasSubstr("Largest changes since just now\n"), HasSubstr("docs/grows\n"),
                              HasSubstr("fresh/  new, 1 item\n"), HasSubstr("docs/goes  gone\n")));
     const std::string tree = shown({"growth", folder_.path()});
-    EXPECT_THAT(tree, AllOf(HasSubstr("From scan 1, "), HasSubstr("to   scan 2, "), HasSubstr("├─ docs/\n"),
-                            HasSubstr("│  ├─ grows\n"), HasSubstr("│  └─ goes  gone\n"),
-                            HasSubstr("└─ fresh/  new, 1 item\n"), Not(HasSubstr("stays"))));
+    EXPECT_THAT(tree, AllOf(HasSubstr("From scan 1, "), HasSubstr("to   scan 2, "), HasSubstr(folder_ / "docs/\n"),
+                            HasSubstr(folder_ / "docs/grows\n"), HasSubstr(folder_ / "docs/goes  gone\n"),
+                            HasSubstr(folder_ / "fresh/  new, 1 item\n"), Not(HasSubstr("stays"))));
     EXPECT_EQ(shown({"growth"}), tree);
     EXPECT_THAT(shown({"growth", folder_ / "docs"}), AllOf(HasSubstr("grows"), Not(HasSubstr("fresh"))));
     EXPECT_THAT(shown({"growth", "--depth", "1"}), AllOf(HasSubstr("docs/  2 items\n"), Not(HasSubstr("grows"))));
@@ -123,7 +123,7 @@ TEST_F(GrowthCommand, comparesScansOfWhichOneHoldsTheOther) {
     EXPECT_THAT(failure({"growth", folder_ / "sub"}),
                 HasSubstr("There is no earlier whole scan of " + folder_ / "sub"));
     EXPECT_THAT(shown({"growth", "--since", "1", folder_ / "sub"}),
-                AllOf(HasSubstr(folder_ / "sub/"), HasSubstr("└─ f\n"), Not(HasSubstr("g\n"))));
+                AllOf(HasSubstr(folder_ / "sub/"), HasSubstr("/sub/f\n"), Not(HasSubstr("g\n"))));
 }
 
 TEST_F(GrowthCommand, saysWhatCanNotBeCompared) {
@@ -139,7 +139,7 @@ TEST_F(GrowthCommand, saysWhatCanNotBeCompared) {
     EXPECT_THAT(failure({"growth", "--since", "2", "--until", "1"}, ExitCode::wrongUsage),
                 HasSubstr("--since names scan 2, which is newer than scan 1"));
     EXPECT_THAT(failure({"growth", "--since", "soon"}, ExitCode::wrongUsage), HasSubstr("soon"));
-    EXPECT_THAT(failure({"growth", "--since", ""}, ExitCode::wrongUsage), Not(HasSubstr("7d")));
+    EXPECT_THAT(failure({"growth", "--since", ""}, ExitCode::wrongUsage), HasSubstr("--since needs a value"));
     EXPECT_THAT(failure({"growth", "--store", data_ / "other", "--since", "1"}, ExitCode::wrongUsage),
                 HasSubstr("--store names a database with one scan"));
     scan(data_.path());

@@ -181,7 +181,7 @@ TEST_F(HistoryCommands, showScansByRootNewestFirst) {
     EXPECT_THAT(out, HasSubstr("\n3 scans in "));
     const std::string json = run({"history", "--json"}).out;
     EXPECT_THAT(json, StartsWith("{\"schema\": 1, \"generations\": [{\"number\": 3, \"id\": \""));
-    EXPECT_THAT(json, HasSubstr("\"isComplete\": true, \"isPinned\": false, \"origin\": \"scan\"}, {\"number\": 2, "));
+    EXPECT_THAT(json, HasSubstr("\"isPinned\": false, \"origin\": \"scan\"}, {\"number\": 2, "));
 }
 
 TEST_F(HistoryCommands, forgetPinAndUnpinWhatIsNamed) {

@@ -41,8 +41,8 @@ protected:
 
     [[nodiscard]] std::string path() const { return std::filesystem::canonical(folder_.path()).string(); }
     static CommandRun run(std::vector<std::string> arguments) {
-        return runCommands(std::move(arguments),
-                           {addScanCommand, addListCommand, addSearchCommand, addGrowthCommand, addHistoryCommand});
+        return runCommands(std::move(arguments), {addScanCommand, addListCommand, addSearchCommand, addMediaCommand,
+                                                  addDocumentsCommand, addGrowthCommand, addHistoryCommand});
     }
 
     std::ostringstream out_;
@@ -71,6 +71,31 @@ TEST_F(IncompleteScan, isWarnedOfWhereACommandAnswersFromIt) {
 TEST_F(IncompleteScan, isListedAsWhatItIs) {
     EXPECT_THAT(run({"history"}).out, HasSubstr("incomplete"));
     EXPECT_THAT(run({"history", "--json"}).out, HasSubstr("\"isComplete\": false"));
+}
+
+TEST_F(IncompleteScan, isMarkedInTheJSONOfWhatAnswersFromIt) {
+    for (const auto& command : std::vector<std::vector<std::string>>{
+             {"list"}, {"search", "docs"}, {"media"}, {"documents"}, {"growth", "--since", "1", "--until", "2"}}) {
+        std::vector<std::string> arguments = command;
+        arguments.emplace_back("--json");
+        EXPECT_THAT(run(arguments).out, AllOf(HasSubstr("\"number\": 2"), HasSubstr("\"isComplete\": false")))
+            << command.front();
+    }
+    EXPECT_THAT(run({"list", "--json", "--at", "1"}).out,
+                AllOf(HasSubstr("\"number\": 1"), HasSubstr("\"isComplete\": true")));
+}
+
+TEST_F(IncompleteScan, thatIsKeptStandsBesideTheErrorInJSON) {
+    const CommandAdder add = [](CLI::App& app, Session& /*session*/) {
+        (void)addCommand(app, {.name = "stopped", .operands = "", .description = "", .examples = {}},
+                         [](const Operands&) -> ExitCode {
+                             throw InterruptedScan{SnapshotHistory{URL::fromPath(historyPath())}.generations().front()};
+                         });
+    };
+    const CommandRun stopped = runCommands({"stopped", "--json"}, {add});
+    EXPECT_EQ(stopped.code, ExitCode::interrupted);
+    EXPECT_THAT(stopped.out, AllOf(HasSubstr("\"error\": {\"code\": \"interrupted\""),
+                                   HasSubstr("\"snapshot\": {\"number\": 2, "), HasSubstr("\"isComplete\": false")));
 }
 
 TEST_F(IncompleteScan, isNoMeasureOfGrowthUnlessItIsNamed) {

@@ -228,6 +228,14 @@ TEST(QuitCommand, refusesTheSystemAndItselfWithTheSafetyExitCode) {
     EXPECT_EQ(run({"quit", "--yes", "--", "-1"}).code, ExitCode::refused);
 }
 
+TEST(QuitCommand, takesAGraceOnlyWithForce) {
+    Sleeper sleeper;
+    const Outcome outcome = run({"quit", std::to_string(sleeper.identifier), "--yes", "--grace", "1s"});
+    EXPECT_EQ(outcome.code, ExitCode::wrongUsage);
+    EXPECT_NE(outcome.messages.find("--grace goes with --force"), std::string::npos) << outcome.messages;
+    EXPECT_EQ(kill(sleeper.identifier, 0), 0);
+}
+
 TEST(QuitCommand, saysThatThereIsNoSuchProcess) {
     Sleeper sleeper;
     const std::string identifier = std::to_string(sleeper.identifier);

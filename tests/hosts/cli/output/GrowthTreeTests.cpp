@@ -15,6 +15,7 @@
 using namespace KestrelCore;
 using KestrelCore::testing::fileChange;
 using KestrelCore::testing::folderChange;
+using ::testing::AllOf;
 using ::testing::HasSubstr;
 
 namespace KestrelCLI {
@@ -130,9 +131,10 @@ TEST(GrowthTree, staysWithinTheTerminalAndShowsNamesSafely) {
     }
     Shown piped;
     writeGrowth(piped.session, growth);
-    EXPECT_THAT(piped.out.str(), HasSubstr("a folder with a long name of its own/  new, 1,234 items\n"));
-    EXPECT_THAT(piped.out.str(), HasSubstr("here/  moved from /r/from a place with a very long name\n"));
-    EXPECT_THAT(piped.out.str(), HasSubstr("1,234,567 more items\n"));
+    EXPECT_THAT(piped.out.str(), HasSubstr("  /r/a folder with a long name of its own/  new, 1,234 items\n"));
+    EXPECT_THAT(piped.out.str(), HasSubstr("  /r/here/  moved from /r/from a place with a very long name\n"));
+    EXPECT_THAT(piped.out.str(), HasSubstr("  /r/  1,234,567 more items\n"));
+    EXPECT_EQ(piped.out.str().find("─"), std::string::npos);
     EXPECT_THAT(piped.out.str(), HasSubstr("\n+5.00 MB  █"));
     EXPECT_THAT(piped.out.str(), HasSubstr("\n-1.00 MB  █"));
 }
@@ -141,11 +143,14 @@ TEST(GrowthTree, namesTheLargestChangesOnePerLine) {
     const Growth growth = growthOf({folderChange("/r", grew, 0, 9000, 80), fileChange("/r/a/b", grew, 0, 700),
                                     folderChange("/r/c", gone, 600, 0, 3), fileChange("/r/d", appeared, 0, 5),
                                     fileChange("/r/e", appeared, 0, 4)});
-    Shown shown;
+    Shown shown{60};
     writeLargestChanges(shown.session, growth, 3, "Title");
     EXPECT_THAT(shown.out.str(),
                 ::testing::MatchesRegex("\nTitle\n *\\+700 B  [^ ]+  a/b\n *-600 B  [^ ]+ *  c/  gone, 3 "
                                         "items\n *\\+5 B  [^ ]* *  d  new\n"));
+    Shown piped;
+    writeLargestChanges(piped.session, growth, 3, "Title");
+    EXPECT_THAT(piped.out.str(), AllOf(HasSubstr("  /r/a/b\n"), HasSubstr("  /r/c/  gone, 3 items\n")));
     Shown none;
     writeLargestChanges(none.session,
                         growthOf({folderChange("/r", grew, 0, 9, 80), fileChange("/r/x", appeared, 0, 0)}), 3, "T");

@@ -145,11 +145,16 @@ TEST(SizeTree, givesSizeShareBarAndName) {
                                " 2.00 kB   50.0 % ██████████            └─ half/\n");
 }
 
-TEST(LargestFiles, areShownRelativeToTheRoot) {
+TEST(LargestFiles, areShownRelativeToTheRootOnATerminalOnly) {
     const ScanSnapshot snapshot = aSnapshot(1000, {{"a", 1000, folder}, {"a/file", 1000}});
     Shown shown;
     writeFiles(shown.session, largestFiles(snapshot, 5), "/r", 1000);
-    EXPECT_EQ(shown.out.str(), " 1.00 kB  100.0 % ████████████████████  a/file\n");
+    EXPECT_EQ(shown.out.str(), " 1.00 kB  100.0 % ████████████████████  /r/a/file\n");
+    shown.out.str("");
+    shown.session.terminal = {.isOutput = true, .columns = 60};
+    shown.session.options.color = ColorChoice::never;
+    writeFiles(shown.session, largestFiles(snapshot, 5), "/r", 1000);
+    EXPECT_EQ(shown.out.str(), " 1.00 kB  100.0 % ████████████  a/file\n");
 }
 
 }  // namespace KestrelCLI

@@ -105,6 +105,28 @@ TEST_F(SavedScanCommands, listLeavesOutWhatIsBeyondTheLimitAndSaysSo) {
     EXPECT_THAT(result.out, Not(HasSubstr("small.txt")));
 }
 
+TEST_F(SavedScanCommands, listSortsBeforeTheLimit) {
+    save(usualSnapshot());
+    EXPECT_THAT(run({"list", "/r/pictures", "--sort", "name", "--limit", "1"}).out, HasSubstr("a.jpg"));
+    EXPECT_THAT(run({"list", "--sort", "Name", "--print0"}).out, testing::StartsWith("/r/pictures"));
+    const std::string byName = run({"list", "--sort", "name"}).out;
+    EXPECT_LT(byName.find("pictures"), byName.find("small.txt"));
+    std::vector<FileRecord> records;
+    const auto add = [&](const std::string& name, FileKind kind, std::int64_t bytes, std::optional<Date> date) {
+        const bool isRoot = kind == FileKind::directory;
+        records.emplace_back(UUID::random(), std::nullopt, isRoot ? std::nullopt : std::optional<Text>{"/r"},
+                             isRoot ? Text{"/r"} : Text{"/r/" + name}, Text{name}, kind, bytes, bytes, bytes, date,
+                             Text{}, false, false, false, RiskLevel::normal);
+    };
+    add("r", FileKind::directory, 6, Date{1});
+    add("new", FileKind::file, 1, Date{3000});
+    add("dateless", FileKind::file, 3, std::nullopt);
+    add("old", FileKind::file, 2, Date{2000});
+    save({UUID::random(), ScanScope{URL::fromPath("/r", true)}, Date{}, Date::now(), records, {}});
+    EXPECT_EQ(run({"list", "--sort", "date", "--print0"}).out, std::string("/r/new\0/r/old\0/r/dateless\0", 26));
+    EXPECT_EQ(run({"list", "--print0"}).out, std::string("/r/dateless\0/r/old\0/r/new\0", 26));
+}
+
 TEST_F(SavedScanCommands, listPrintsTheRecordsOfTheFolderAsJSON) {
     save(usualSnapshot());
     const CommandRun result = run({"list", "--json", "/r/pictures/"});
@@ -119,7 +141,9 @@ TEST_F(SavedScanCommands, mediaCountsAndListsPhotosAndVideos) {
     EXPECT_THAT(all.out, HasSubstr("\"imageBytes\": 300, \"videoBytes\": 200, \"totalBytes\": 500"));
     const CommandRun videos = run({"media", "--json", "--kind", "video"});
     EXPECT_THAT(videos.out, HasSubstr("\"images\": [], \"videos\": [{\"path\": \"/r/pictures/b.mp4\""));
-    EXPECT_THAT(run({"media"}).out, HasSubstr("pictures/a.jpg"));
+    EXPECT_THAT(run({"media"}).out, HasSubstr("  /r/pictures/a.jpg\n"));
+    EXPECT_EQ(run({"media", "--json", "--kind", "Film"}).out, videos.out);
+    EXPECT_THAT(run({"media", "--kind", "photo"}).out, testing::AllOf(HasSubstr("a.jpg"), Not(HasSubstr("b.mp4"))));
     EXPECT_EQ(run({"media", "--kind", "sound"}).code, ExitCode::wrongUsage);
 }
 
@@ -129,7 +153,8 @@ TEST_F(SavedScanCommands, documentsListsEachWithItsKind) {
     EXPECT_THAT(result.out, HasSubstr("\"path\": \"/r/small.txt\""));
     EXPECT_THAT(result.out, HasSubstr("\"documentKind\": \"text\"}], \"totalBytes\": 100"));
     EXPECT_THAT(run({"documents", "--json", "--kind", "pdf"}).out, HasSubstr("\"documents\": [], \"totalBytes\": 0"));
-    EXPECT_THAT(run({"documents"}).out, HasSubstr("small.txt"));
+    EXPECT_THAT(run({"documents"}).out, HasSubstr("  /r/small.txt\n"));
+    EXPECT_THAT(run({"documents", "--kind", "texts"}).out, HasSubstr("small.txt"));
 }
 
 TEST_F(SavedScanCommands, sayWhenNothingIsSavedYetAndCreateNothing) {
@@ -210,13 +235,15 @@ TEST_F(SavedScanCommands, searchSaysNothingOfWhatItWasNotToShow) {
     save(usualSnapshot());
     EXPECT_EQ(run({"search", "small", "--limit", "0"}).messages, "");
     EXPECT_EQ(run({"search", "small", "--limit", "1"}).messages, "");
-    EXPECT_THAT(run({"search", "nowhere", "--limit", "1"}).messages, HasSubstr("Nothing in the saved scan"));
+    EXPECT_THAT(run({"search", "nowhere", "--limit", "1"}).messages, HasSubstr("Nothing in the scan of /r from "));
 }
 
 TEST_F(SavedScanCommands, librariesPrintWhatTheyPromiseAsJSON) {
     save(usualSnapshot());
-    EXPECT_THAT(run({"media", "--json"}).out, testing::StartsWith("{\"schema\": 1, \"images\": ["));
-    EXPECT_THAT(run({"documents", "--json"}).out, testing::StartsWith("{\"schema\": 1, \"documents\": ["));
+    EXPECT_THAT(run({"media", "--json"}).out, HasSubstr("\"isComplete\": true}, \"images\": ["));
+    EXPECT_THAT(run({"documents", "--json"}).out, HasSubstr("\"isComplete\": true}, \"documents\": ["));
+    EXPECT_THAT(run({"media", "--json"}).out, testing::StartsWith("{\"schema\": 1, \"snapshot\": {\"id\": "));
+    EXPECT_THAT(run({"documents", "--json"}).out, testing::StartsWith("{\"schema\": 1, \"snapshot\": {\"id\": "));
 }
 
 TEST_F(SavedScanCommands, takeNoPlaceWhoseNameIsNotUTF8) {
