@@ -41,6 +41,12 @@ public:
     /// such values.
     [[nodiscard]] bool setValues(RecordStorage::Row& row, const RowColumns& columns, std::size_t i,
                                  std::uint64_t content) const;
+    /// What says how large an item is, and what it is.
+    static constexpr HistoryFields fieldsOfSize =
+        bit(HistoryField::kind) | bit(HistoryField::shape) | bit(HistoryField::logical) | bit(HistoryField::allocated);
+    /// Gives the row of a file the values that filters compare: `fieldsOfSize`, the extension, and the date where the
+    /// rows were read with it. False when no record has such values.
+    [[nodiscard]] bool setComparedValues(RecordStorage::Row& row, const RowColumns& columns, std::size_t i) const;
     /// Whether any row may have such an identity.
     [[nodiscard]] bool hasFurtherDevices() const { return hasFurtherDevices_; }
     [[nodiscard]] std::optional<FileIdentity> furtherIdentity(const RowColumns& columns, std::size_t i) const;
@@ -119,6 +125,27 @@ inline bool RecordMaker::setValues(RecordStorage::Row& row, const RowColumns& co
         .kindValue = static_cast<std::uint32_t>(kind) & 7U,
         .riskValue = static_cast<std::uint32_t>(kind >> 3) & 3U,
     };
+    return true;
+}
+
+inline bool RecordMaker::setComparedValues(RecordStorage::Row& row, const RowColumns& columns, std::size_t i) const {
+    const std::uint64_t kind = columns.value(HistoryField::kind, i);
+    const std::uint64_t shape = columns.value(HistoryField::shape, i);
+    const std::uint64_t extension = columns.value(HistoryField::extension, i);
+    if ((kind & 7) >= allFileKinds.size() || kind > 0xFF || extension >= extensions_.size()) return false;
+    row.logicalBytes = static_cast<std::int64_t>(columns.value(HistoryField::logical, i));
+    row.allocatedBytes =
+        allocationOf({.allocated = columns.value(HistoryField::allocated, i), .shape = shape}, row.logicalBytes);
+    row.extension = extensions_[extension] & ((1U << 27) - 1);
+    row.kindValue = static_cast<std::uint32_t>(kind) & 7U;
+    row.isHidden = (kind >> 5 & 1) != 0;
+    row.isHardLinkDuplicate = (kind >> 7 & 1) != 0;
+    if (columns.values[static_cast<std::size_t>(HistoryField::seconds)] == nullptr) return true;
+    const auto date = dateOf({.seconds = columns.value(HistoryField::seconds, i),
+                              .fraction = columns.value(HistoryField::fraction, i),
+                              .shape = shape});
+    row.hasModified = date.has_value();
+    row.modifiedAt = date ? date->secondsSinceReferenceDate : 0;
     return true;
 }
 

@@ -5,6 +5,7 @@
 #include "Snapshot/TreeOrder.hpp"
 #include "Storage/History/ChunkColumns.hpp"
 #include "Storage/History/FolderTable.hpp"
+#include "Storage/History/LargestFiles.hpp"
 #include "Storage/History/RecordBuilder.hpp"
 #include "Storage/History/RecordMaker.hpp"
 
@@ -25,7 +26,8 @@
 // rows at a time, and each record is written once, at the place where it stays.
 //
 // Where only some records are wanted, the folders come first, so that a file can be chosen by its folder and its name:
-// a chunk in which none is has no column read. Those that are chosen are put in order at the end.
+// a chunk in which none is has no column read. Those that are chosen are put in order at the end. Where only the
+// largest files are wanted, columns come first, and names are read only of the chunks that these lie in.
 
 namespace KestrelCore {
 
@@ -138,20 +140,28 @@ public:
     }
 
     std::shared_ptr<const RecordStorage> chosenRecords(RecordSelection& selection) {
-        readNames();
+        const bool areLargest = selection.largest().has_value();
+        if (areLargest) {
+            readFolders();
+        } else {
+            readNames();
+        }
         readIrregular();
         hangFolders();
         selection.begin(*storage_);
+        std::vector<std::uint32_t> largest;
+        if (areLargest) largest = findLargest(selection);
         std::vector<std::optional<ChunkColumns>> columns(threads_);
         std::vector<std::vector<ChosenRecord>> found(chunks_.size() + 1);
         forEach(found.size(), threads_, [&](std::size_t i, unsigned thread) {
             if (selection.isGivenUp()) return;
             if (i == 0) {
                 found[0] = chosenFolders(selection);
-            } else {
-                if (!columns[thread]) columns[thread].emplace(rows_.files(), maker_.fields());
-                found[i] = chosenFiles(chunks_[i - 1], selection, *columns[thread]);
+                return;
             }
+            if (!columns[thread]) columns[thread].emplace(rows_.files(), maker_.fields());
+            found[i] = areLargest ? theseFiles(chunks_[i - 1], largest, selection, *columns[thread])
+                                  : chosenFiles(chunks_[i - 1], selection, *columns[thread]);
         });
         const std::vector<ChosenRecord> folders = std::move(found.front());
         std::vector<ChosenRecord> files;
@@ -189,15 +199,17 @@ private:
 
     void readNames() {
         nameOfFile_.resize(rows_.files().size());
-        forEach(chunks_.size() + 1, threads_, [&](std::size_t i, unsigned) {
-            if (i > 0) return readNames(chunks_[i - 1]);
-            table_.emplace(rows_, 0);
-            if (table_->size() > 0) contents_.emplace(*table_, rows_.folders(), 0);
-            const std::string& names = table_->rows().names;
-            NameBytes bytes{.bytes = std::make_shared_for_overwrite<char[]>(names.size()), .size = names.size()};
-            std::memcpy(bytes.bytes.get(), names.data(), names.size());
-            folderNames_ = adopt(bytes);
-        });
+        forEach(chunks_.size() + 1, threads_,
+                [&](std::size_t i, unsigned) { i > 0 ? readNames(chunks_[i - 1]) : readFolders(); });
+    }
+
+    void readFolders() {
+        table_.emplace(rows_, 0);
+        if (table_->size() > 0) contents_.emplace(*table_, rows_.folders(), 0);
+        const std::string& names = table_->rows().names;
+        NameBytes bytes{.bytes = std::make_shared_for_overwrite<char[]>(names.size()), .size = names.size()};
+        std::memcpy(bytes.bytes.get(), names.data(), names.size());
+        folderNames_ = adopt(bytes);
     }
 
     [[nodiscard]] std::uint64_t adopt(const NameBytes& names) {
@@ -479,6 +491,56 @@ private:
         return chosen;
     }
 
+    /// Positions of the largest files. The chunks that none of them stands in are forgotten.
+    [[nodiscard]] std::vector<std::uint32_t> findLargest(RecordSelection& selection) {
+        LargestFiles found = LargestFiles::of(rows_.files(), chunks_, *table_, folderOf_, maker_, selection, threads_);
+        selection.leaveOut(found.otherFiles, found.otherBytes);
+        std::erase_if(chunks_, [&](const StreamView::ChunkUse& use) {
+            return std::ranges::none_of(use.spans, [&](const StreamView::Span& span) {
+                const auto at = std::ranges::lower_bound(found.positions, span.position);
+                return at != found.positions.end() && *at - span.position < span.count;
+            });
+        });
+        return std::move(found.positions);
+    }
+
+    /// Those of the files at `positions` that stand in a chunk. Of the chunk's names only theirs are kept.
+    [[nodiscard]] std::vector<ChosenRecord> theseFiles(const StreamView::ChunkUse& use,
+                                                       const std::vector<std::uint32_t>& positions,
+                                                       const RecordSelection& selection, ChunkColumns& columns) {
+        const NameBytes names = rows_.files().names(use.layer, use.chunk);
+        columns.open(use.layer, use.chunk);
+        std::vector<std::uint32_t> ends;
+        if (!findNameEnds(names.view(), columns.rows(), ends)) throwDamaged(rows_.files().generationOf(use.layer));
+        const auto nameOf = [&](std::uint32_t row) {
+            const std::uint32_t begin = row == 0 ? 0 : ends[row - 1] + 1;
+            return names.view().substr(begin, ends[row] - begin);
+        };
+        const auto eachFile = [&](const auto& visit) {
+            for (const StreamView::Span& span : use.spans) {
+                for (auto at = std::ranges::lower_bound(positions, span.position);
+                     at != positions.end() && *at - span.position < span.count; ++at)
+                    visit(*at, span.row + (*at - span.position), span.place + (*at - span.position));
+            }
+        };
+        std::string kept;
+        eachFile([&](std::uint32_t, std::uint32_t row, std::uint32_t) { kept += nameOf(row); });
+        NameBytes own{.bytes = std::make_shared_for_overwrite<char[]>(kept.size()), .size = kept.size()};
+        std::memcpy(own.bytes.get(), kept.data(), kept.size());
+        std::uint64_t offset = adopt(own);
+        std::vector<ChosenRecord> chosen;
+        eachFile([&](std::uint32_t position, std::uint32_t row, std::uint32_t placeInStream) {
+            const PlacedName name = placed(offset, nameOf(row), isASCII(nameOf(row)));
+            offset += name.length;
+            const ChunkColumns::Rows rows = columns.at(row);
+            choose(chosen, selection,
+                   RecordStorage::regularRow(folderOf_[table_->folderOf(position)], name.offset, name.length,
+                                             name.isASCII, name.isNormalized),
+                   *rows.columns, rows.first, 0, HistoryStream::files, position, placeInStream);
+        });
+        return chosen;
+    }
+
     /// A record that is wanted: an irregular one, or else one that was chosen.
     struct Wanted {
         const ChosenRecord* chosen;
@@ -504,7 +566,7 @@ private:
             return wanted;
         }
         const std::size_t firstFile = table_->size();
-        const std::size_t firstIrregular = firstFile + nameOfFile_.size();
+        const std::size_t firstIrregular = firstFile + rows_.files().size();
         if (context_.positions.size() != firstIrregular + irregular_.size()) throwContradiction();
         for (const ChosenRecord& folder : folders) wanted.push_back({&folder, 0});
         for (const ChosenRecord& file : files) wanted.push_back({&file, 0});

@@ -113,11 +113,73 @@ TEST_F(GenerationSearchTest, ordersWhatIsEqualAsTheSnapshotDoes) {
     for (const std::int64_t limit : {1, 7, 299, 1000}) expectEqualAnswers(reader, snapshot, "same", limit);
 }
 
+TEST_F(GenerationSearchTest, findsTheLargestByTheirValuesAlone) {
+    for (std::uint64_t seed = 1; seed <= 2; ++seed) {
+        std::mt19937_64 random{seed};
+        ScanSnapshot snapshot = sampleSnapshot(400, seed);
+        for (std::uint64_t step = 0; step < 3; ++step) {
+            if (step > 0) snapshot = asScanned(step == 1 ? snapshot : changed(snapshot, seed * 10 + step));
+            const GenerationReader reader = history_.open(history_.add(snapshot).number);
+            for (int i = 0; i < 25; ++i) {
+                SearchSettings settings{.cancellation = {}, .now = now};
+                SearchFilter& filter = settings.filter;
+                const auto isOn = [&] { return random() % 3 == 0; };
+                const FileRecord some = snapshot.records()[random() % snapshot.records().size()];
+                if (isOn()) filter.inFolders.push_back(some.parentPath().value_or(some.path()));
+                if (isOn()) filter.kinds = {FileKind::file};
+                if (isOn()) filter.kinds.insert(FileKind::symbolicLink);
+                if (isOn()) filter.categories = {ItemCategory::photos, ItemCategory::applications};
+                if (isOn()) filter.extensions = {"pdf", "gr\u00f6\u00dfe", ""};
+                if (isOn()) filter.minimumBytes = some.allocatedBytes();
+                if (isOn()) filter.maximumBytes = some.displayBytes();
+                if (isOn()) filter.modifiedAfter = some.modifiedAt();
+                if (isOn()) filter.modifiedBefore = some.modifiedAt();
+                if (isOn()) filter.notInFolders.push_back(some.path());
+                settings.order = isOn() ? SearchOrder::score : SearchOrder::size;
+                settings.measuresMatches = isOn();
+                const SearchQuery query{isOn() ? "hidden" : isOn() ? "old" : ""};
+                for (const std::int64_t limit : {1, 5, 60, 1000}) {
+                    const auto found = reader.search(query, limit, settings);
+                    const auto expected = snapshot.search(query, limit, settings);
+                    ASSERT_TRUE(found && expected);
+                    EXPECT_EQ(found->results, expected->results) << seed << ", " << step << ", " << i;
+                    EXPECT_EQ(found->matches, expected->matches) << seed << ", " << step << ", " << i;
+                    EXPECT_EQ(found->matchedBytes, expected->matchedBytes) << seed << ", " << step << ", " << i;
+                }
+            }
+        }
+    }
+}
+
+TEST_F(GenerationSearchTest, findsTheLargestOfManyThatAreEqual) {
+    std::vector<FileRecord> records{aRecord({.path = "/r", .isTop = true, .kind = FileKind::directory})};
+    for (int i = 0; i < 50'000; ++i) {
+        // Large ones stand far apart, most others are alike.
+        const std::int64_t bytes = i % 5000 == 7 ? 4096 * (i + 2) : 4096;
+        records.push_back(aRecord({.path = "/r/" + std::to_string(i * 7919 % 50'000), .allocated = bytes}));
+    }
+    const ScanSnapshot snapshot = asScanned(aSnapshot("/r", records));
+    const GenerationReader reader = history_.open(history_.add(snapshot).number);
+    const SearchSettings settings{.cancellation = {},
+                                  .now = now,
+                                  .filter = {.kinds = {FileKind::file}, .inFolders = {"/r"}},
+                                  .order = SearchOrder::size,
+                                  .measuresMatches = true};
+    for (const std::int64_t limit : {1, 10, 12}) {
+        const auto found = reader.search(SearchQuery{}, limit, settings).value();
+        const auto expected = snapshot.search(SearchQuery{}, limit, settings).value();
+        EXPECT_EQ(found.results, expected.results);
+        EXPECT_EQ(found.matches, 50'000);
+        EXPECT_EQ(found.matchedBytes, expected.matchedBytes);
+    }
+}
+
 TEST_F(GenerationSearchTest, isGivenUpWhenItIsCancelled) {
     const GenerationReader reader = history_.open(history_.add(sampleSnapshot(100, 1)).number);
     const CancellationToken token;
     token.cancel();
     EXPECT_FALSE(reader.search(SearchQuery{"a"}, 10, {.cancellation = token, .now = now, .threads = 0}));
+    EXPECT_FALSE(reader.search(SearchQuery{}, 10, {.cancellation = token, .now = now, .order = SearchOrder::size}));
 }
 
 TEST_F(GenerationSearchTest, withoutRoomForAnAnswerReadsNone) {
