@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <optional>
 #include <string_view>
+#include <tuple>
 #include <utility>
 
 // Screens are compared cell by cell, and what differs is written in runs, each at a place that is named: nothing
@@ -30,14 +31,27 @@ bool isBlank(const ScreenCell& cell) { return cell.text == " " && cell.look == C
 
 }  // namespace
 
-std::string ScreenWriter::lookCommand(const CellLook& look) const {
-    std::string out = commands_.plain;
-    if (look.isBold) out += commands_.bold;
-    if (look.isDim) out += commands_.dim;
-    if (look.isReversed) out += commands_.reversed;
-    if (look.isUnderlined) out += commands_.underlined;
-    if (!look.foreground.isNone()) out += commands_.foreground(look.foreground);
-    if (!look.background.isNone()) out += commands_.background(look.background);
+std::string ScreenWriter::lookCommand(const CellLook& before, const CellLook& look) const {
+    // There is no command that takes one attribute away on every terminal, only one for all.
+    const auto attributes = [](const CellLook& of) {
+        return std::tie(of.isBold, of.isDim, of.isReversed, of.isUnderlined);
+    };
+    const bool losesColor = (look.foreground.isNone() && !before.foreground.isNone()) ||
+                            (look.background.isNone() && !before.background.isNone());
+    const bool beginsAnew = losesColor || attributes(before) != attributes(look);
+    std::string out;
+    if (beginsAnew) {
+        out += commands_.plain;
+        if (look.isBold) out += commands_.bold;
+        if (look.isDim) out += commands_.dim;
+        if (look.isReversed) out += commands_.reversed;
+        if (look.isUnderlined) out += commands_.underlined;
+    }
+    const auto differs = [beginsAnew](ScreenColor own, ScreenColor earlier) {
+        return !own.isNone() && (beginsAnew || own != earlier);
+    };
+    if (differs(look.foreground, before.foreground)) out += commands_.foreground(look.foreground);
+    if (differs(look.background, before.background)) out += commands_.background(look.background);
     return out;
 }
 
@@ -71,7 +85,7 @@ void ScreenWriter::writeRow(std::string& out, const ScreenCells& shown, const Sc
         } else {
             out += commands_.moveTo(row, column);
         }
-        if (look != cell.look) out += lookCommand(cell.look);
+        if (look != cell.look) out += lookCommand(look, cell.look);
         look = cell.look;
         out += cell.text;
         cursor = hasCertainWidth(cell.text) ? std::optional{column + 1} : std::nullopt;

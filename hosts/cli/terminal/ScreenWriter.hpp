@@ -45,7 +45,7 @@ private:
                                          const CellLook& look);
     void writeRow(std::string& out, const ScreenCells& shown, const ScreenCells& wanted, std::size_t row,
                   CellLook& look) const;
-    [[nodiscard]] std::string lookCommand(const CellLook& look) const;
+    [[nodiscard]] std::string lookCommand(const CellLook& before, const CellLook& look) const;
 
     ScreenCommands commands_;
 };

@@ -8,6 +8,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace KestrelCLI {
@@ -98,9 +99,15 @@ private:
         } else if (command == "e") {
             for (std::size_t column = column_; column < columns_; ++column) blank(column);
         } else if (command == "p") {
-            look_.clear();
+            attributes_.clear();
+            foreground_.clear();
+            background_.clear();
+        } else if (command.front() == 'f') {
+            foreground_ = command;
+        } else if (command.front() == 'b') {
+            background_ = command;
         } else {
-            look_ += command;
+            attributes_ += command;
         }
     }
     Cell& cell(std::size_t column) { return cells_[row_ * columns_ + column]; }
@@ -121,7 +128,8 @@ private:
         }
         for (std::size_t part = 0; part < width; ++part) blank(column_ + part);
         for (std::size_t part = 0; part < width; ++part)
-            cell(column_ + part) = {part == 0 ? std::string{character} : std::string{}, look_};
+            cell(column_ + part) = {part == 0 ? std::string{character} : std::string{},
+                                    attributes_ + foreground_ + background_};
         column_ += width;
     }
 
@@ -130,7 +138,9 @@ private:
     std::vector<Cell> cells_;
     std::size_t row_ = 0;
     std::size_t column_ = 0;
-    std::string look_;
+    std::string attributes_;
+    std::string foreground_;
+    std::string background_;
 };
 
 TEST(ScreenCells, cutsWhatDoesNotFit) {
@@ -173,6 +183,23 @@ TEST(ScreenWriter, writesAFewCellsAgainRatherThanNamingAPlace) {
     EXPECT_EQ(writer.change(before, cells({plain("Abcdefghijkl")})), "[m0,0]A");
     EXPECT_EQ(writer.change(before, cells({plain("AbcdeFghijkl")})), "[m0,0]AbcdeF");
     EXPECT_EQ(writer.change(before, cells({plain("AbcdefghijkL")})), "[m0,0]A[m0,11]L");
+}
+
+TEST(ScreenWriter, changesOnlyTheColorsThatDiffer) {
+    const auto span = [](std::string text, ScreenColor foreground, ScreenColor background, bool isBold) {
+        return ScreenSpan{.text = std::move(text),
+                          .style = Style::plain,
+                          .foreground = foreground,
+                          .background = background,
+                          .isBold = isBold,
+                          .isReversed = false,
+                          .isUnderlined = false};
+    };
+    const ScreenColor one = ScreenColor::indexed(1);
+    const ScreenColor two = ScreenColor::indexed(2);
+    const ScreenLine line{span("a", one, two, false), span("b", two, two, false), span("c", two, two, true),
+                          span("d", {}, {}, true)};
+    EXPECT_EQ(ScreenWriter{commands()}.all(cells({line})), "[p][c][m0,0][f1][b2]a[f2]b[p][B][f2][b2]c[p][B]d[p]");
 }
 
 TEST(ScreenWriter, namesThePlaceBehindCharactersOfUncertainWidth) {
