@@ -1,6 +1,7 @@
 #include "KestrelCore/Storage/SnapshotHistory.hpp"
 
 #include "KestrelCore/Model/KestrelError.hpp"
+#include "Storage/History/HistoryDatabase.hpp"
 #include "support/Records.hpp"
 #include "support/SampleSnapshots.hpp"
 #include "support/ScannedSnapshots.hpp"
@@ -9,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <limits>
 #include <optional>
 #include <random>
@@ -314,6 +316,47 @@ TEST_F(GenerationRemovalTest, takesNothingBackWhereNothingWasTakenOut) {
     (void)history.add(snapshot);
     EXPECT_EQ(history.restoring(number, {path}), std::nullopt);
     EXPECT_EQ(history.generations().size(), 3U);
+}
+
+TEST_F(GenerationRemovalTest, isNotTakenBackFromWhatItWasNotMadeFrom) {
+    const ScanSnapshot snapshot = asScanned(sampleSnapshot(100, 1));
+    const Text first = snapshot.records()[10].path();
+    const Text second = snapshot.records()[60].path();
+    SnapshotHistory history{url()};
+    (void)history.add(snapshot);
+    (void)history.removing(1, {first});
+    history.setPinned(2, true);
+    const std::int64_t made = history.removing(2, {second}).value().number;
+    // The second removal is one from the scan. Stored once more as one from the first, whose places are fewer:
+    HistoryDatabase database{url().path().string(), std::chrono::milliseconds{1000}};
+    StoredGeneration crafted;
+    {
+        HistoryDatabase::Writing writing{database};
+        const HistoryDatabase::Reading reading{database};
+        crafted = reading.generations().back();
+        ASSERT_EQ(crafted.number, made);
+        ASSERT_EQ(crafted.base, 1);
+        crafted.base = 2;
+        crafted.number = crafted.layout.generation = writing.nextNumber();
+        for (const HistoryStream stream : everyHistoryStream) {
+            for (int field = 0; field < 256; ++field) {
+                ColumnKey key{.generation = made, .stream = stream, .field = static_cast<std::uint8_t>(field)};
+                std::string packed;
+                if (!reading.read(key, packed)) continue;
+                key.generation = crafted.number;
+                writing.addColumn(key, packed);
+            }
+        }
+        writing.add(crafted);
+        writing.commit(false);
+    }
+    try {
+        (void)history.restoring(crafted.number, {second});
+        ADD_FAILURE() << "taken for a removal from the generation before";
+    } catch (const KestrelError& error) {
+        EXPECT_STREQ(error.what(), "Generation 2 of the history is damaged and can't be read.");
+    }
+    EXPECT_EQ(contents(history.load(1)), contents(snapshot));
 }
 
 }  // namespace KestrelCore

@@ -7,12 +7,16 @@
 
 #include <gtest/gtest.h>
 
+#include <linux/sched.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
+#include <cstdint>
+#include <functional>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -321,6 +325,63 @@ TEST(QuitCommand, asksAnotherQuestionBeforeItForces) {
     EXPECT_NE(messages.str().find("End it by force?"), std::string::npos) << messages.str();
     EXPECT_NE(out.str().find("was asked to quit"), std::string::npos) << out.str();
     EXPECT_EQ(kill(deaf.identifier, 0), 0);
+}
+
+/// Takes what is written, and acts once as soon as a question is among it.
+class QuestionWatch final : public std::stringbuf {
+public:
+    explicit QuestionWatch(std::function<void()> act) : act_{std::move(act)} {}
+
+protected:
+    int sync() override {
+        if (act_ && str().find('?') != std::string::npos) std::exchange(act_, nullptr)();
+        return std::stringbuf::sync();
+    }
+
+private:
+    std::function<void()> act_;
+};
+
+/// A process with that identifier, which nobody else has; -1 where the system gives none.
+pid_t forkAs(pid_t identifier) {
+    clone_args arguments{};
+    arguments.exit_signal = SIGCHLD;
+    arguments.set_tid = reinterpret_cast<std::uint64_t>(&identifier);
+    arguments.set_tid_size = 1;
+    const long child = syscall(SYS_clone3, &arguments, sizeof arguments);
+    if (child != 0) return static_cast<pid_t>(child);
+    // Nothing but plain system calls: the library does not know of this process.
+    syscall(SYS_prctl, PR_SET_PDEATHSIG, SIGKILL);
+    for (;;) syscall(SYS_ppoll, nullptr, 0, nullptr, nullptr, 0);
+}
+
+TEST(QuitCommand, asksNobodyWhoGotTheIdentifierDuringTheQuestion) {
+    const auto before = signal(SIGTERM, SIG_DFL);  // which the newcomer inherits
+    Sleeper asked;
+    const pid_t identifier = asked.identifier;
+    pid_t newcomer = -1;
+    QuestionWatch watch{[&] {
+        kill(identifier, SIGKILL);
+        asked.wait();
+        newcomer = forkAs(identifier);
+    }};
+    std::ostringstream out;
+    std::ostream messages{&watch};
+    const KestrelCore::StandardInput input{"y\n"};
+    Session session{.out = out, .messages = messages, .terminal = {}, .options = {}};
+    session.terminal.isInput = true;
+    const ExitCode code = runCommandLine({"quit", std::to_string(identifier)}, session, {addQuitCommand});
+    signal(SIGTERM, before);
+    EXPECT_EQ(asked.identifier, -1) << "no question was asked";
+    if (newcomer < 0) GTEST_SKIP() << "identifiers can't be chosen here";
+    EXPECT_EQ(newcomer, identifier);
+    EXPECT_EQ(code, ExitCode::failed);
+    EXPECT_NE(out.str().find("No such process"), std::string::npos) << out.str();
+    // It is the same program, so that nothing but the hold on the first one tells them apart.
+    kill(newcomer, SIGKILL);
+    int status = 0;
+    waitpid(newcomer, &status, 0);
+    EXPECT_EQ(WTERMSIG(status), SIGKILL);
 }
 
 TEST(QuitCommand, listsSeveralAndAsksOnce) {

@@ -1,4 +1,5 @@
 #include "commands/Commands.hpp"
+#include "commands/TrashEmptying.hpp"
 
 #include "KestrelCore/Deletion/TrashReceipts.hpp"
 #include "support/HistoryCommandTest.hpp"
@@ -8,7 +9,10 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <map>
 #include <sstream>
+#include <utility>
 
 namespace KestrelCLI {
 
@@ -53,6 +57,24 @@ protected:
 
 private:
     std::vector<CommandAdder> commands_{addTrashCommand, addRestoreCommand, addScanCommand, addListCommand};
+};
+
+/// Takes what is written, and acts once at each of some texts.
+class WatchedOutput final : public std::stringbuf {
+public:
+    explicit WatchedOutput(std::map<std::string, std::function<void()>> acts) : acts_{std::move(acts)} {}
+
+protected:
+    std::streamsize xsputn(const char* text, std::streamsize length) override {
+        const std::string written(text, static_cast<std::size_t>(length));
+        for (auto& [part, act] : acts_) {
+            if (act && written.find(part) != std::string::npos) std::exchange(act, nullptr)();
+        }
+        return std::stringbuf::xsputn(text, length);
+    }
+
+private:
+    std::map<std::string, std::function<void()>> acts_;
 };
 
 }  // namespace
@@ -102,6 +124,28 @@ TEST_F(TrashEmptying, dropsTheReceiptsOfWhatIsGone) {
     EXPECT_EQ(receipts(), 1U);
     EXPECT_THAT(plainRun({"restore", "--gone"}).out, Not(HasSubstr(folder_ / "old")));
     EXPECT_THAT(run({"--confirm", "DELETE"}).out, HasSubstr("Nothing in the Trash is that old."));
+}
+
+TEST_F(TrashEmptying, keepsTheReceiptOfWhatCameToAFreedName) {
+    trashOld("old");
+    trashOld("other");
+    const std::string another = folder_.makeFile("another");
+    const std::string newcomer = folder_.makeFile("sub/old", "precious");
+    WatchedOutput output{{{data_ / "Trash",  // the plan
+                           [&] { fs::rename(another, data_ / "Trash/files/other"); }},
+                          {"changed since the scan",  // by then the first one is gone
+                           [&] {
+                               EXPECT_EQ(plainRun({"trash", "--yes", newcomer}).code, ExitCode::done);
+                           }}}};
+    std::ostream out{&output};
+    std::ostringstream messages;
+    Session session{.out = out, .messages = messages, .terminal = {}, .options = {}};
+    EXPECT_EQ(emptyTrash(session, {.olderThan = "1980-01-01", .confirmation = "DELETE"}), ExitCode::failed);
+    EXPECT_FALSE(fs::exists(newcomer)) << output.str();
+    EXPECT_TRUE(isInTrash("old"));
+    EXPECT_THAT(plainRun({"restore", "--gone"}).out, Not(HasSubstr(folder_ / "old")));
+    EXPECT_EQ(plainRun({"restore", newcomer}).code, ExitCode::done);
+    EXPECT_TRUE(fs::exists(newcomer));
 }
 
 TEST_F(TrashEmptying, takesAgesAsASearchDoes) {
