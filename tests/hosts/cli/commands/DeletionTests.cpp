@@ -167,7 +167,7 @@ TEST_F(Deletion, tellsWhatThePolicyRefusedFromWhatIsGoneOrChanged) {
     const std::string path = folder.makeFile("a", "content");
     save({diskRecord(folder.path()), diskRecord(path)});
     EXPECT_EQ(remove({folder / "gone"}).code, ExitCode::failed);
-    EXPECT_EQ(remove({""}).code, ExitCode::failed);
+    EXPECT_EQ(remove({""}).code, ExitCode::wrongUsage);
     fs::rename(folder.makeFile("new"), path);
     EXPECT_EQ(remove({path}).code, ExitCode::failed);
     EXPECT_EQ(remove({folder.makeFile(".hidden")}).code, ExitCode::refused);
