@@ -163,6 +163,19 @@ void run(std::size_t records, const std::string& file) {
         timed("listFolderAtOnce", records, [&] { found += fresh.listing(least->record.path())->entries.size(); });
         fmt::print(R"(, "itemsOfFolder": {})", least->below.items);
     }
+    // What its files are, each from a generation that was just opened, and the largest of them.
+    for (const SummaryGrouping grouping : allSummaryGroupings) {
+        const GenerationReader fresh = history.open(2);
+        const std::string name = "summaryBy" + std::string{rawValue(grouping)};
+        timed(name.c_str(), records, [&] { found += fresh.summary("/made", grouping)->rows.size(); });
+    }
+    timed("largestFiles", records, [&] {
+        const SearchSettings settings{.cancellation = {},
+                                      .now = {},
+                                      .filter = {.kinds = {FileKind::file}, .inFolders = {"/made"}},
+                                      .order = SearchOrder::size};
+        found += history.open(2).search(SearchQuery{}, 100, settings)->results.size();
+    });
     timed("growth", records, [&] { found += history.growth(1, 2)->changes.size(); });
     fmt::print(R"(, "found": {}, "bytes": {}}})"
                "\n",
