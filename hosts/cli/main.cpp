@@ -51,6 +51,7 @@ int main(int argc, char** argv) {
     const ExitCode code = runCommandLine({argv + 1, argv + argc}, session,
                                          {
                                              addScanCommand,
+                                             addBrowseCommand,
                                              addListCommand,
                                              addSearchCommand,
                                              addSummaryCommand,

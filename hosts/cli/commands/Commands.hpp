@@ -7,6 +7,7 @@ namespace KestrelCLI {
 // One function a command, each defined in the file named after it (ScanCommand.cpp). main.cpp lists them in the order
 // in which the help shows them.
 void addScanCommand(CLI::App& app, Session& session);
+void addBrowseCommand(CLI::App& app, Session& session);
 void addListCommand(CLI::App& app, Session& session);
 void addSearchCommand(CLI::App& app, Session& session);
 void addSummaryCommand(CLI::App& app, Session& session);

@@ -119,6 +119,10 @@ std::vector<FileRecord> SavedScan::children(const Text& folder) const {
     return snapshot_ ? snapshot_->children(folder) : generation_->children(folder);
 }
 
+std::optional<FolderListing> SavedScan::listing(const Text& folder) const {
+    return snapshot_ ? snapshot_->listing(folder) : generation_->listing(folder);
+}
+
 std::optional<Summary> SavedScan::summarize(const Text& folder, SummaryGrouping grouping,
                                             const SummarySettings& settings) const {
     return snapshot_ ? Summary::of(*snapshot_, folder, grouping, settings)

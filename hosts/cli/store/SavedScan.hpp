@@ -5,6 +5,7 @@
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
 #include "KestrelCore/Model/SearchQuery.hpp"
+#include "KestrelCore/Snapshot/FolderListing.hpp"
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 #include "KestrelCore/Snapshot/Summary.hpp"
 #include "KestrelCore/Storage/Generation.hpp"
@@ -42,6 +43,8 @@ public:
     [[nodiscard]] std::optional<KestrelCore::FileRecord> record(const KestrelCore::Text& path) const;
     /// What lies in the folder, largest first.
     [[nodiscard]] std::vector<KestrelCore::FileRecord> children(const KestrelCore::Text& folder) const;
+    /// The folder with what lies below each of its items; empty for what is no folder of the scan.
+    [[nodiscard]] std::optional<KestrelCore::FolderListing> listing(const KestrelCore::Text& folder) const;
     /// As `Summary::of`.
     [[nodiscard]] std::optional<KestrelCore::Summary> summarize(const KestrelCore::Text& folder,
                                                                 KestrelCore::SummaryGrouping grouping,

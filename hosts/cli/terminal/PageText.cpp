@@ -47,6 +47,18 @@ std::string clipped(std::string_view text, std::size_t columns, Characters chara
     return drawable(std::string{text.substr(0, length)}, characters);
 }
 
+ScreenLine clipped(const ScreenLine& line, std::size_t columns, Characters characters) {
+    ScreenLine result;
+    std::size_t left = columns;
+    for (const ScreenSpan& span : line) {
+        ScreenSpan& kept = result.emplace_back(span);
+        kept.text = clipped(span.text, left, characters);
+        left -= TerminalText::width(kept.text);
+        if (kept.text.size() < span.text.size()) break;
+    }
+    return result;
+}
+
 std::string pageBar(double fraction, std::size_t columns, Characters characters) {
     if (characters == Characters::unicode) return bar(fraction, columns);
     const double within = std::isnan(fraction) ? 0 : std::clamp(fraction, 0.0, 1.0);

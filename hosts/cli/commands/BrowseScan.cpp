@@ -1,0 +1,63 @@
+#include "commands/BrowseScan.hpp"
+
+#include "terminal/Interruption.hpp"
+
+#include "KestrelCore/Model/KestrelError.hpp"
+#include "KestrelCore/Scanning/DiskScanner.hpp"
+#include "KestrelCore/Scanning/ScanOptions.hpp"
+
+#include <chrono>
+#include <utility>
+#include <variant>
+
+using namespace KestrelCore;
+
+namespace KestrelCLI {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+EventStream<ScanEvent> begin(const ScanScope& scope, const CancellationToken& keeping) {
+    ScanOptions options = ScanOptions::everything();
+    options.keepingFound = keeping;
+    return DiskScanner{}.scan(scope, options);
+}
+
+}  // namespace
+
+BrowseScan::BrowseScan(const ScanScope& scope) : events_{begin(scope, keeping_)} {}
+
+bool BrowseScan::look() {
+    for (;;) {
+        auto next = events_.next(0ns);
+        if (std::holds_alternative<EventStream<ScanEvent>::TimedOut>(next)) return false;
+        if (std::holds_alternative<EventStream<ScanEvent>::Ended>(next)) {
+            if (!completed_) throw KestrelError::unavailable("The scan ended without a result.");
+            return true;
+        }
+        auto& event = std::get<ScanEvent>(next);
+        if (auto* progressed = std::get_if<ScanProgressed>(&event)) progress_ = std::move(progressed->progress);
+        if (auto* completed = std::get_if<ScanCompleted>(&event)) completed_ = std::move(*completed);
+    }
+}
+
+BrowseFolders::Listing BrowseScan::listing() const {
+    return [](const Text&) { return std::nullopt; };
+}
+
+std::optional<ScanCompleted> BrowseScan::stop() {
+    keeping_.cancel();
+    // A second wish to stop, or a first one when the page was closed otherwise, is not kept waiting.
+    const bool wasRequested = Interruption::isRequested();
+    for (;;) {
+        auto next = events_.next(50ms);
+        if (std::holds_alternative<EventStream<ScanEvent>::Ended>(next)) return std::move(completed_);
+        if (auto* event = std::get_if<ScanEvent>(&next)) {
+            if (auto* completed = std::get_if<ScanCompleted>(event)) completed_ = std::move(*completed);
+        }
+        if (!wasRequested && Interruption::isRequested()) return std::nullopt;
+    }
+}
+
+}  // namespace KestrelCLI

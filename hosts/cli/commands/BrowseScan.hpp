@@ -1,0 +1,40 @@
+#pragma once
+
+#include "commands/BrowseFolders.hpp"
+
+#include "KestrelCore/Base/CancellationToken.hpp"
+#include "KestrelCore/Base/EventStream.hpp"
+#include "KestrelCore/Model/ScanProgress.hpp"
+#include "KestrelCore/Model/ScanScope.hpp"
+#include "KestrelCore/Snapshot/ScanEvent.hpp"
+#include "KestrelCore/Snapshot/ScanSnapshot.hpp"
+
+#include <optional>
+
+namespace KestrelCLI {
+
+/// A scan that runs behind a page, and what it has found so far. Dropping it gives it up.
+class BrowseScan {
+public:
+    /// Begins at once.
+    explicit BrowseScan(const KestrelCore::ScanScope& scope);
+
+    /// Takes what has come. True when the scan has ended; throws what it failed with.
+    [[nodiscard]] bool look();
+    /// After `look` was true.
+    [[nodiscard]] const KestrelCore::ScanSnapshot& result() const { return completed_->snapshot; }
+    [[nodiscard]] const KestrelCore::ScanProgress& progress() const { return progress_; }
+    /// Folders once they are found: none before its end.
+    [[nodiscard]] BrowseFolders::Listing listing() const;
+
+    /// Ends it with what was found, and waits for that until the user asks to stop. Empty where there is nothing.
+    [[nodiscard]] std::optional<KestrelCore::ScanCompleted> stop();
+
+private:
+    KestrelCore::CancellationToken keeping_;
+    KestrelCore::EventStream<KestrelCore::ScanEvent> events_;
+    KestrelCore::ScanProgress progress_;
+    std::optional<KestrelCore::ScanCompleted> completed_;
+};
+
+}  // namespace KestrelCLI

@@ -1,0 +1,602 @@
+#include "terminal/browse/BrowsePage.hpp"
+
+#include "output/ByteFormat.hpp"
+#include "output/GrowthTree.hpp"
+#include "output/ModelJSON.hpp"
+#include "output/TerminalText.hpp"
+#include "output/Times.hpp"
+#include "terminal/PageText.hpp"
+#include "terminal/browse/BrowseKeys.hpp"
+
+#include "KestrelCore/Base/Date.hpp"
+#include "KestrelCore/Deletion/SafetyPolicy.hpp"
+#include "KestrelCore/Model/FileKind.hpp"
+#include "KestrelCore/Model/ItemCategory.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+// What is on top takes the keys: a text over a plan over what was found over the list. Keys that come while a folder is
+// being read are kept for it, since they were meant for what is not seen yet; none of them may act on another item.
+
+using namespace KestrelCore;
+
+namespace KestrelCLI {
+
+namespace {
+
+/// More keys than anybody types ahead.
+constexpr std::size_t mostHeld = 64;
+
+Text parentOf(const Text& path) {
+    const std::size_t slash = path.view().rfind('/');
+    return slash == std::string_view::npos || slash == 0 ? Text{"/"} : Text{path.view().substr(0, slash)};
+}
+
+Text nameOf(const Text& path) {
+    const std::size_t slash = path.view().rfind('/');
+    return slash == std::string_view::npos ? path : Text{path.view().substr(slash + 1)};
+}
+
+std::string itemCount(std::int64_t count) {
+    return count == 1 ? "1 item" : fmt::format("{} items", ByteFormat::count(count));
+}
+
+std::string_view kindName(const FileRecord& record) {
+    switch (record.kind()) {
+    case FileKind::directory: return "folder";
+    case FileKind::package: return "package";
+    case FileKind::symbolicLink: return "symbolic link";
+    case FileKind::file: return "file";
+    case FileKind::other: break;
+    }
+    return "other (no file, folder or link)";
+}
+
+/// Something that comes after each other request.
+BrowsePage::Outcome requesting(BrowseRequest request) {
+    BrowsePage::Outcome outcome;
+    outcome.requests.push_back(std::move(request));
+    return outcome;
+}
+
+void append(BrowsePage::Outcome& outcome, BrowsePage::Outcome further) {
+    outcome.isOver = outcome.isOver || further.isOver;
+    for (BrowseRequest& request : further.requests) outcome.requests.push_back(std::move(request));
+}
+
+}  // namespace
+
+BrowsePage::BrowsePage(const Session& session, Characters characters, Text folder, Options options)
+    : session_{session}, characters_{characters}, options_{std::move(options)}, path_{std::move(folder)},
+      list_{session, characters} {}
+
+// ---- Answers -------------------------------------------------------------------------------------------------------
+
+BrowsePage::Outcome BrowsePage::take(std::shared_ptr<const BrowseFolder> folder) {
+    if (folder == nullptr || folder->path != path_) return {};
+    const bool isNew = folder_ == nullptr;
+    folder_ = std::move(folder);
+    list_.setFolder(folder_);
+    if (isNew && toChoose_) list_.choose(*toChoose_);
+    toChoose_.reset();
+    return replay();
+}
+
+/// What was typed ahead, as far as it finds a folder to act on.
+BrowsePage::Outcome BrowsePage::replay() {
+    Outcome outcome;
+    std::vector<ScreenKey> held = std::exchange(held_, {});
+    for (std::size_t index = 0; index < held.size(); ++index) {
+        if (folder_ == nullptr || outcome.isOver) {
+            held_.assign(held.begin() + static_cast<std::ptrdiff_t>(index), held.end());
+            break;
+        }
+        append(outcome, pressNow(held[index]));
+    }
+    return outcome;
+}
+
+void BrowsePage::take(std::shared_ptr<const BrowseFound> found) {
+    if (found_ && found != nullptr && found->number == found_->query().number) found_->take(std::move(found));
+}
+
+void BrowsePage::take(std::uint64_t number, std::shared_ptr<const Summary> summary, std::string failure) {
+    if (summary_) summary_->take(number, std::move(summary), std::move(failure));
+}
+
+void BrowsePage::takeFreedBytes(std::int64_t bytes, std::uint64_t version) {
+    if (version == marks_.version()) marks_.setFreedBytes(bytes);
+}
+
+void BrowsePage::takePlan(BrowsePlan plan) {
+    if (plan_) plan_->takePlan(std::move(plan));
+}
+
+void BrowsePage::takeProgress(std::size_t done, std::string path) {
+    if (plan_) plan_->takeProgress(done, std::move(path));
+}
+
+void BrowsePage::takeFailure(std::string sentence) {
+    if (plan_) return plan_->takeFailure(std::move(sentence));
+    setMessage(std::move(sentence), Style::bad);
+}
+
+BrowsePage::Outcome BrowsePage::takeResults(BrowseResults results) {
+    marks_.remove(results.gone);
+    if (plan_) {
+        plan_->takeResults(std::move(results));
+    } else {
+        setMessage(results.summary, Style::heading);
+    }
+    // What is shown is read again, and keeps its place.
+    Outcome outcome = requesting(ReadFolder{path_});
+    if (found_) append(outcome, ask());
+    if (summary_) append(outcome, askSummary());
+    return outcome;
+}
+
+// ---- Keys ----------------------------------------------------------------------------------------------------------
+
+BrowsePage::Outcome BrowsePage::press(const ScreenKey& key, std::size_t columns, std::size_t rows) {
+    resize(columns, rows);
+    if (key.kind == Key::none || key.kind == Key::resized || key.kind == Key::woken) return {};
+    if (key.kind == Key::closed) return {.isOver = true};
+    const bool isQuit = key.kind == Key::character && key.character == U'q';
+    if (folder_ == nullptr && !text_ && !plan_ && !found_ && !summary_ && !isQuit) {
+        if (held_.size() < mostHeld) held_.push_back(key);
+        return {};
+    }
+    return pressNow(key);
+}
+
+BrowsePage::Outcome BrowsePage::pressNow(const ScreenKey& key) {
+    message_.reset();
+    if (text_) {
+        if (!text_->press(key) && key.kind != Key::click && key.kind != Key::doubleClick) text_.reset();
+        return {};
+    }
+    if (plan_) return pressInPlan(key);
+    if (found_) return pressInFound(key);
+    if (summary_) return pressInSummary(key);
+    return pressInList(key);
+}
+
+BrowsePage::Outcome BrowsePage::pause() {
+    if (!std::exchange(isAfterG_, false)) return {};
+    if (folder_ != nullptr && !folder_->knowsChanges) {
+        setMessage("There is no scan before this one to compare with.", Style::plain);
+    } else {
+        list_.sortBy(BrowseOrder::change);
+    }
+    return {};
+}
+
+BrowsePage::Outcome BrowsePage::pressInPlan(const ScreenKey& key) {
+    switch (plan_->press(key).kind) {
+    case PlanPane::Answer::Kind::none: break;
+    case PlanPane::Answer::Kind::close: plan_.reset(); break;
+    case PlanPane::Answer::Kind::carryOut: return requesting(CarryOutPlan{plan_->typed()});
+    case PlanPane::Answer::Kind::stop: return requesting(StopAction{});
+    case PlanPane::Answer::Kind::planHighRisk:
+        return requesting(PlanDeletion{planned_, plan_->plan().mode, !plan_->plan().includesHighRisk});
+    }
+    return {};
+}
+
+BrowsePage::Outcome BrowsePage::pressInFound(const ScreenKey& key) {
+    if (!found_->isTyping()) {
+        if (auto outcome = pressOnItem(key)) return std::move(*outcome);
+    }
+    ScreenKey below = key;
+    if (key.kind == Key::click || key.kind == Key::doubleClick) below.row = key.row - std::min<std::size_t>(key.row, 1);
+    const FoundPane::Answer answer = found_->press(below);
+    if (answer.isToFind) return ask();
+    if (answer.isToOpen) {
+        const FileRecord record = *found_->chosen();
+        found_.reset();
+        summary_.reset();
+        return go(parentOf(record.path()), nameOf(record.path()));
+    }
+    if (answer.isToClose) found_.reset();
+    if (!answer.isUsed && key.kind == Key::character) {
+        if (key.character == U'q') return {.isOver = true};
+        if (key.character == U'?') showHelp();
+    }
+    return {};
+}
+
+BrowsePage::Outcome BrowsePage::pressInSummary(const ScreenKey& key) {
+    ScreenKey below = key;
+    if (key.kind == Key::click || key.kind == Key::doubleClick) below.row = key.row - std::min<std::size_t>(key.row, 1);
+    const SummaryPane::Answer answer = summary_->press(below);
+    if (answer.isToAsk) return askSummary();
+    if (answer.isToOpen) {
+        FindBelow query{.folder = {}, .words = {}, .filter = *summary_->chosenFilter(), .order = SearchOrder::size};
+        return find(summary_->chosenName(), std::move(query), false);
+    }
+    if (answer.isToClose) summary_.reset();
+    if (!answer.isUsed && key.kind == Key::character) {
+        if (key.character == U'q') return {.isOver = true};
+        if (key.character == U'?') showHelp();
+    }
+    return {};
+}
+
+BrowsePage::Outcome BrowsePage::pressInList(const ScreenKey& key) {
+    if (std::exchange(isAfterG_, false)) {
+        if (key.kind == Key::character && key.character == U'g') {
+            list_.choosePlace(0);
+            return {};
+        }
+        // A first g that no second followed sorts.
+        if (folder_->knowsChanges) list_.sortBy(BrowseOrder::change);
+    }
+    if (auto outcome = pressOnItem(key)) return std::move(*outcome);
+    switch (key.kind) {
+    case Key::enter:
+    case Key::right: return open();
+    case Key::left:
+    case Key::backspace: return up();
+    case Key::click:
+    case Key::doubleClick: {
+        const std::size_t above = rows_ >= 6 ? 3 : rows_ >= 3 ? 2 : rows_ > 1 ? 1 : 0;
+        if (key.row < above) return {};
+        ScreenKey moved = key;
+        moved.kind = Key::click;
+        moved.row = key.row - above;
+        if (!list_.press(moved)) return {};
+        return key.kind == Key::doubleClick ? open() : Outcome{};
+    }
+    case Key::character: break;
+    default: (void)list_.press(key); return {};
+    }
+    if (auto outcome = pressForView(key.character)) return std::move(*outcome);
+    pressOrder(key.character);
+    (void)list_.press(key);
+    return {};
+}
+
+std::optional<BrowsePage::Outcome> BrowsePage::pressOnItem(const ScreenKey& key) {
+    if (key.kind == Key::remove) return plan(DeletionMode::trash);
+    if (key.kind != Key::character) return std::nullopt;
+    switch (key.character) {
+    case U' ': {
+        const FileRecord* const record = chosenRecord();
+        if (record == nullptr) return Outcome{};
+        if (!marks_.toggle(*record)) setMessage("It goes with a folder above it that is marked already.", Style::plain);
+        const ScreenKey down{.kind = Key::down};
+        if (found_) {
+            (void)found_->press(down);
+        } else {
+            (void)list_.press(down);
+        }
+        return measureMarks();
+    }
+    case U'u': marks_.clear(); return Outcome{};
+    case U't': return plan(DeletionMode::trash);
+    case U'D': return plan(DeletionMode::permanent);
+    case U'd':
+        setMessage("t moves it to the Trash, from where z puts it back; D removes it for good.", Style::plain);
+        return Outcome{};
+    case U'z':
+        if (!options_.whyReadOnly.empty()) {
+            setMessage(options_.whyReadOnly, Style::plain);
+            return Outcome{};
+        }
+        if (!scan_.scan || scan_.isScanning) {
+            setMessage("A scan runs: what is to come back comes when it has ended.", Style::plain);
+            return Outcome{};
+        }
+        return requesting(PutBack{});
+    case U'i': showInfo(); return Outcome{};
+    case U'y':
+        if (const FileRecord* const record = chosenRecord()) return requesting(CopyPath{record->path()});
+        return requesting(CopyPath{path_});
+    default: return std::nullopt;
+    }
+}
+
+std::optional<BrowsePage::Outcome> BrowsePage::pressForView(char32_t character) {
+    switch (character) {
+    case U'q': return Outcome{.isOver = true};
+    case U'?': showHelp(); return Outcome{};
+    case U'l': return open();
+    case U'h': return up();
+    case U'g': isAfterG_ = true; return Outcome{};
+    case U'/': return find("Found", {}, true);
+    case U'f': {
+        FindBelow largest{.folder = {}, .words = {}, .filter = {}, .order = SearchOrder::size};
+        largest.filter.kinds = {FileKind::file};
+        return find("Largest files", std::move(largest), false);
+    }
+    case U'e': return summarise(SummaryGrouping::type);
+    case U'o': return summarise(SummaryGrouping::age);
+    case U'*':
+        for (std::size_t place = 0; place < list_.count(); ++place) marks_.mark(list_.item(place).record());
+        return measureMarks();
+    case U'r': return requesting(ScanAgain{});
+    case U'!': return requesting(OpenShell{path_});
+    default: return std::nullopt;
+    }
+}
+
+void BrowsePage::pressOrder(char32_t character) {
+    switch (character) {
+    case U's': list_.sortBy(BrowseOrder::size); break;
+    case U'n': list_.sortBy(BrowseOrder::name); break;
+    case U'c': list_.sortBy(BrowseOrder::items); break;
+    case U'm': list_.sortBy(BrowseOrder::modified); break;
+    case U'a': list_.setSizeKind(list_.sizeKind() == SizeKind::disk ? SizeKind::apparent : SizeKind::disk); break;
+    case U'.': list_.showHidden(!list_.showsHidden()); break;
+    default: break;
+    }
+}
+
+const FileRecord* BrowsePage::chosenRecord() const {
+    if (found_) return found_->chosen();
+    const BrowseItem* const item = list_.chosen();
+    return item == nullptr ? nullptr : &item->record();
+}
+
+BrowsePage::Outcome BrowsePage::go(Text folder, std::optional<Text> name) {
+    if (const BrowseItem* const item = folder_ != nullptr ? list_.chosen() : nullptr)
+        chosenIn_.insert_or_assign(path_.string(), item->record().name());
+    if (folder == path_ && folder_ != nullptr) {
+        if (name) list_.choose(*name);
+        return {};
+    }
+    path_ = std::move(folder);
+    folder_.reset();
+    list_.setFolder(nullptr);
+    const auto before = chosenIn_.find(path_.string());
+    toChoose_ = name ? std::move(name) : before != chosenIn_.end() ? std::optional{before->second} : std::nullopt;
+    return requesting(ReadFolder{path_});
+}
+
+BrowsePage::Outcome BrowsePage::open() {
+    const BrowseItem* const item = list_.chosen();
+    if (item == nullptr) return {};
+    if (!item->record().isContainer()) {
+        showInfo();
+        return {};
+    }
+    return go(item->record().path(), std::nullopt);
+}
+
+BrowsePage::Outcome BrowsePage::up() {
+    if (!folder_->hasParent) {
+        setMessage("This is the top of the scan.", Style::plain);
+        return {};
+    }
+    const Text from = path_;
+    return go(parentOf(from), nameOf(from));
+}
+
+BrowsePage::Outcome BrowsePage::find(std::string title, FindBelow query, bool isTyping) {
+    if (!scan_.scan) {
+        setMessage("The scan still runs: what lies below is found when it has ended.", Style::plain);
+        return {};
+    }
+    query.folder = path_;
+    query.filter.inFolders = {path_};
+    found_.emplace(session_, characters_, std::move(title), std::move(query), isTyping);
+    resize(columns_, rows_);
+    return isTyping ? Outcome{} : ask();
+}
+
+BrowsePage::Outcome BrowsePage::summarise(SummaryGrouping grouping) {
+    if (!scan_.scan) {
+        setMessage("The scan still runs: what lies below is added up when it has ended.", Style::plain);
+        return {};
+    }
+    summary_.emplace(session_, characters_, path_, grouping);
+    resize(columns_, rows_);
+    return askSummary();
+}
+
+BrowsePage::Outcome BrowsePage::askSummary() {
+    summary_->setNumber(++questions_);
+    return requesting(summary_->question());
+}
+
+BrowsePage::Outcome BrowsePage::ask() {
+    found_->setNumber(++questions_);
+    return requesting(found_->query());
+}
+
+BrowsePage::Outcome BrowsePage::measureMarks() {
+    if (marks_.isEmpty()) return {};
+    return requesting(MeasureMarks{marks_.paths(), marks_.version()});
+}
+
+BrowsePage::Outcome BrowsePage::plan(DeletionMode mode) {
+    if (!options_.whyReadOnly.empty()) {
+        setMessage(options_.whyReadOnly, Style::plain);
+        return {};
+    }
+    // What a scan that runs has found may be gone by its end, and would stand in it.
+    if (!scan_.scan || scan_.isScanning) {
+        setMessage("A scan runs: what is to go is taken away when it has ended.", Style::plain);
+        return {};
+    }
+    planned_ = marks_.records();
+    if (planned_.empty()) {
+        const FileRecord* const record = chosenRecord();
+        if (record == nullptr) return {};
+        planned_.push_back(*record);
+    }
+    plan_.emplace(session_, characters_, mode);
+    plan_->resize(columns_, rows_);
+    return requesting(PlanDeletion{.items = planned_, .mode = mode});
+}
+
+// ---- Texts ---------------------------------------------------------------------------------------------------------
+
+void BrowsePage::showInfo() {
+    const FileRecord* const record = chosenRecord();
+    if (record == nullptr) return;
+    std::vector<ScreenLine> lines;
+    const auto add = [&](const std::string& name, const std::string& value) { addFact(lines, name, value, columns_); };
+    add("path", TerminalText::escaped(record->path().view()));
+    add("kind", std::string{kindName(*record)});
+    if (const auto category = record->kind() == FileKind::file ? ItemCategories::of(*record) : std::nullopt)
+        add("type", std::string{ItemCategories::nameOf(*category)});
+    const auto bytes = [&](std::int64_t size) {
+        return session_.options.exactBytes ? session_.size(size)
+                                           : fmt::format("{}  ({})", session_.size(size), ByteFormat::exact(size));
+    };
+    add("on disk", bytes(record->displayBytes()));
+    const BrowseItem* const item = found_ ? nullptr : list_.chosen();
+    if (item != nullptr && record->isContainer()) {
+        add("length", bytes(item->entry.below.apparentBytes));
+        add("holds", itemCount(item->entry.below.items));
+    } else if (!record->isContainer()) {
+        add("length", bytes(record->logicalBytes()));
+    }
+    if (item != nullptr && item->change) add("change", signedSize(session_, *item->change));
+    if (const auto date = record->modifiedAt())
+        add("modified", fmt::format("{}  ({})", localTime(*date), age(*date, Date::now())));
+    if (record->isHidden()) add("hidden", "yes");
+    if (record->isHardLinkDuplicate()) add("hard link", "a further name of a file that is counted elsewhere");
+    if (record->isCloudPlaceholder()) add("cloud", "its content is not on this disk");
+    if (const auto identity = record->identity())
+        add("identity", fmt::format("device {}, inode {}", identity->device, identity->inode));
+    add("risk", std::string{KestrelCLI::nameOf(record->risk())});
+    if (const auto reason = SafetyPolicy::blockedReason(record->url()))
+        add("stays", TerminalText::escaped(reason->view()));
+    lines.emplace_back();
+    lines.push_back({{"As it was scanned. Any key goes back.", Style::quiet}});
+    text_.emplace(TerminalText::escaped(record->name().view()), std::move(lines), characters_);
+    text_->resize(columns_, rows_);
+}
+
+void BrowsePage::showHelp() {
+    text_.emplace("kestrel browse: keys", browseKeys(columns_, options_.whyReadOnly), characters_);
+    text_->resize(columns_, rows_);
+}
+
+// ---- Lines ---------------------------------------------------------------------------------------------------------
+
+/// Line by line: title, summary, what is in the middle, marks or a message, keys; of few rows the middle has most.
+void BrowsePage::resize(std::size_t columns, std::size_t rows) {
+    columns_ = columns;
+    rows_ = rows;
+    const bool hasNotes = message_ || !marks_.isEmpty();
+    const std::size_t around = rows >= 6 ? 3 + (hasNotes ? 1 : 0) : rows >= 3 ? 2 : 0;
+    list_.resize(columns, rows - around);
+    const std::size_t below = rows >= 3 ? rows - 2 - (hasNotes && rows >= 6 ? 1 : 0) : rows;
+    if (found_) found_->resize(columns, below);
+    if (summary_) summary_->resize(columns, below);
+    if (plan_) plan_->resize(columns, rows);
+    if (text_) text_->resize(columns, rows);
+}
+
+std::string BrowsePage::scanText() const {
+    if (scan_.isScanning) {
+        const std::string seen = fmt::format("{}, {}", itemCount(scan_.itemsSeen), session_.size(scan_.bytesSeen));
+        return (scan_.scan ? "scanning again: " : "scanning: ") + seen;
+    }
+    if (!scan_.scan) return "";
+    return fmt::format("{}scanned {}", scan_.scan->isComplete ? "" : "incomplete, ",
+                       age(scan_.scan->completedAt, Date::now()));
+}
+
+ScreenLine BrowsePage::title() const {
+    const std::string right = scanText();
+    const std::string path = session_.shownPath(path_.view());
+    const std::size_t rightColumns = TerminalText::width(right) + 2;
+    // The path matters more than how old the scan is.
+    const bool hasBoth = columns_ >= rightColumns + std::min<std::size_t>(TerminalText::width(path), 24);
+    const std::size_t room = hasBoth ? columns_ - rightColumns : columns_;
+    ScreenLine line{{TerminalText::padded(fitted(path, room, characters_), room), Style::heading}};
+    if (hasBoth) line.push_back({"  " + clipped(right, rightColumns - 2, characters_), Style::quiet});
+    return line;
+}
+
+ScreenLine BrowsePage::summary() const {
+    if (folder_ == nullptr) return {};
+    if (!folder_->failure.empty())
+        return {{clipped(TerminalText::escaped(folder_->failure), columns_, characters_), Style::warning}};
+    const bool isDisk = list_.sizeKind() == SizeKind::disk;
+    std::string text =
+        fmt::format("{} {} in {}", session_.size(isDisk ? folder_->displayBytes : folder_->below.apparentBytes),
+                    isDisk ? "on disk" : "of contents", itemCount(folder_->below.items));
+    if (!folder_->isComplete) text += " so far";
+    if (folder_->change && *folder_->change != 0 && scan_.earlier)
+        text += fmt::format(", {} since {}", signedSize(session_, *folder_->change),
+                            age(scan_.earlier->completedAt, Date::now()));
+    if (folder_->goneItems > 0)
+        text +=
+            fmt::format(", gone: {} ({})", ByteFormat::count(folder_->goneItems), session_.size(folder_->goneBytes));
+    if (list_.hiddenCount() > 0)
+        text += fmt::format(", {} hidden", ByteFormat::count(static_cast<std::int64_t>(list_.hiddenCount())));
+    return {{clipped(text, columns_, characters_), Style::quiet}};
+}
+
+ScreenLine BrowsePage::marksLine() const {
+    if (message_) return {{clipped(TerminalText::escaped(message_->text), columns_, characters_), message_->style}};
+    const std::string freed = marks_.freedBytes()
+                                  ? fmt::format("{} would come free", session_.size(*marks_.freedBytes()))
+                                  : session_.size(marks_.shownBytes()) + " …";
+    return {{clipped(fmt::format("{} marked, {}  (t Trash, D for good, u none)",
+                                 ByteFormat::count(static_cast<std::int64_t>(marks_.count())), freed),
+                     columns_, characters_),
+             Style::match}};
+}
+
+ScreenLine BrowsePage::foot() const {
+    const char* keys =
+        "? keys  q quit  Enter open  Backspace up  / find  Space mark  t Trash  f largest  s n c m g sort  "
+        "i about  r scan again";
+    if (found_) {
+        keys = found_->isTyping()
+                   ? "Enter to the list  Esc closes"
+                   : "Enter shows it in its folder  / other words  Space mark  t Trash  Esc closes  ? keys";
+    }
+    if (summary_ && !found_) keys = "Enter lists them  Tab by type, extension, age, depth, size  Esc closes  ? keys";
+    return {{clipped(keys, columns_, characters_), Style::quiet}};
+}
+
+std::vector<ScreenLine> BrowsePage::body() const {
+    if (found_) return found_->lines(marks_);
+    if (summary_) return summary_->lines();
+    if (folder_ == nullptr) return {{{clipped("Reading …", columns_, characters_), Style::quiet}}};
+    std::vector<ScreenLine> lines = list_.lines(marks_);
+    if (folder_->items.empty() && folder_->failure.empty()) {
+        const char* const text =
+            folder_->isComplete ? "Nothing lies in this folder." : "Nothing was found here so far.";
+        lines = {{{clipped(text, columns_, characters_), Style::quiet}}};
+    } else if (list_.count() == 0 && folder_->failure.empty()) {
+        lines = {{{clipped("All items are hidden ones; . shows them.", columns_, characters_), Style::quiet}}};
+    }
+    return lines;
+}
+
+std::vector<ScreenLine> BrowsePage::lines(std::size_t columns, std::size_t rows) {
+    resize(columns, rows);
+    if (rows == 0) return {};
+    std::vector<ScreenLine> lines = text_ ? text_->lines() : plan_ ? plan_->lines() : wholePage(rows);
+    for (ScreenLine& line : lines) line = clipped(line, columns, characters_);
+    return lines;
+}
+
+std::vector<ScreenLine> BrowsePage::wholePage(std::size_t rows) const {
+    std::vector<ScreenLine> lines;
+    if (rows >= 3) lines.push_back(title());
+    if (rows >= 6 && !found_ && !summary_) lines.push_back(summary());
+    for (ScreenLine& line : body()) lines.push_back(std::move(line));
+    const bool hasNotes = message_ || !marks_.isEmpty();
+    const std::size_t below = rows >= 6 ? (hasNotes ? 2 : 1) : rows >= 3 ? 1 : 0;
+    // The foot stays at the bottom.
+    lines.resize(rows - below);
+    if (rows >= 6 && hasNotes) lines.push_back(marksLine());
+    // Of few rows the one for keys is for what there is to be said.
+    if (rows >= 3) lines.push_back(rows < 6 && hasNotes ? marksLine() : foot());
+    return lines;
+}
+
+}  // namespace KestrelCLI

@@ -1,0 +1,67 @@
+#pragma once
+
+#include "KestrelCore/Base/Text.hpp"
+#include "KestrelCore/Deletion/DeletionCoordinator.hpp"
+#include "KestrelCore/Model/FileRecord.hpp"
+#include "KestrelCore/Model/SearchExplanation.hpp"
+#include "KestrelCore/Model/SearchFilter.hpp"
+#include "KestrelCore/Snapshot/Summary.hpp"
+
+#include <cstdint>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace KestrelCLI {
+
+// What the page wants done that it can't do itself: a page is a value and touches no disk.
+
+/// Read a folder of the scan.
+struct ReadFolder {
+    KestrelCore::Text path;
+};
+/// Find what lies below a folder. A later one overtakes it.
+struct FindBelow {
+    KestrelCore::Text folder;
+    std::string words;  ///< in the language of searches
+    KestrelCore::SearchFilter filter;
+    KestrelCore::SearchOrder order = KestrelCore::SearchOrder::score;
+    std::uint64_t number = 0;  ///< tells its answer from those of others
+};
+/// Add up what lies below a folder, group by group. A later one overtakes it.
+struct Summarise {
+    KestrelCore::Text folder;
+    KestrelCore::SummaryGrouping grouping = KestrelCore::SummaryGrouping::type;
+    std::uint64_t number = 0;  ///< tells its answer from those of others
+};
+/// Measure what would come free if all marked items went.
+struct MeasureMarks {
+    std::vector<KestrelCore::Text> paths;
+    std::uint64_t version = 0;  ///< of the marks
+};
+/// Judge what would happen to items, without touching any.
+struct PlanDeletion {
+    std::vector<KestrelCore::FileRecord> items;  ///< as they were shown
+    KestrelCore::DeletionMode mode = KestrelCore::DeletionMode::trash;
+    bool includesHighRisk = false;
+};
+/// Do what was planned last, which the person has seen and agreed to.
+struct CarryOutPlan {
+    std::string typed;  ///< the word that a removal for good asks for
+};
+/// Stop what is being done, between two items or within one.
+struct StopAction {};
+/// Put back what was moved to the Trash last.
+struct PutBack {};
+struct ScanAgain {};
+struct CopyPath {
+    KestrelCore::Text path;
+};
+struct OpenShell {
+    KestrelCore::Text folder;
+};
+
+using BrowseRequest = std::variant<ReadFolder, FindBelow, Summarise, MeasureMarks, PlanDeletion, CarryOutPlan,
+                                   StopAction, PutBack, ScanAgain, CopyPath, OpenShell>;
+
+}  // namespace KestrelCLI
