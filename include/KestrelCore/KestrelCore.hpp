@@ -53,6 +53,7 @@
 #include "KestrelCore/Scanning/DiskAccount.hpp"
 #include "KestrelCore/Scanning/DiskScanner.hpp"
 #include "KestrelCore/Scanning/FullDiskAccess.hpp"
+#include "KestrelCore/Scanning/GrowingTree.hpp"
 #include "KestrelCore/Scanning/ScanOptions.hpp"
 #include "KestrelCore/Snapshot/FolderListing.hpp"
 #include "KestrelCore/Snapshot/RecordList.hpp"

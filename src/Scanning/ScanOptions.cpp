@@ -8,7 +8,8 @@ namespace KestrelCore {
 ScanOptions ScanOptions::everything() {
     return {.systemFolders = systemLocations().isOneTree ? SystemFolders::takenIn : SystemFolders::leftOut,
             .smallFiles = SmallFiles::listed,
-            .keepingFound = std::nullopt};
+            .keepingFound = std::nullopt,
+            .growing = std::nullopt};
 }
 
 std::vector<Text> ScanOptions::leftOut(const ScanScope& scope) const {

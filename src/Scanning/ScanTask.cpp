@@ -6,6 +6,7 @@
 #include "KestrelCore/Scanning/DiskScanner.hpp"
 #include "Platform/FileStatus.hpp"
 #include "Platform/Vocabulary.hpp"
+#include "Scanning/GrowingTreeState.hpp"
 #include "Scanning/ScanWalk.hpp"
 #include "Snapshot/SnapshotAccess.hpp"
 
@@ -59,16 +60,19 @@ void runScan(const ScanScope& scope, const ScanEnvironment& environment,
 
     ScanWalk walk{rootPath, *environment.rules,
                   [&](ScanProgress progress) { events.yield(ScanProgressed{std::move(progress)}); }, options};
+    WatchedWalk growing{options.growing ? GrowingTreeAccess::state(*options.growing) : nullptr, walk.growing()};
     bool isStopped = false;
     const TraversalEntry* entry = nullptr;
     while (!isStopped && (entry = traversal->next()) != nullptr) {
         isStopped = walking.isCancelled();
+        const auto lock = growing.working();
         if (!isStopped && !walk.accept(*entry)) traversal->skipDescendants();
     }
     const bool isComplete = !isStopped && traversal->errorNumber() == 0;
     if (events.cancellation().isCancelled()) return;
     if (!isComplete && !walking.isCancelled())
         throw KestrelError::unavailable(systemErrorText(traversal->errorNumber()));
+    growing.leave();
     // What the walk holds goes before the sort, which needs memory of its own.
     traversal.reset();
     if (!isComplete && walk.tree().storage().size() == 0) return;
@@ -76,8 +80,9 @@ void runScan(const ScanScope& scope, const ScanEnvironment& environment,
     const std::vector<ScanIssue>& issues = walk.issues();
     for (std::size_t i = 0; i < std::min(issues.size(), mostIssueEvents); ++i) events.yield(ScanIssueFound{issues[i]});
     const std::shared_ptr<const RecordStorage> records = walk.tree().finish();
-    events.yield(ScanCompleted{SnapshotAccess::make(UUID::random(), scope, startedAt, Date::now(), records, issues),
-                               isComplete});
+    const ScanSnapshot snapshot = SnapshotAccess::make(UUID::random(), scope, startedAt, Date::now(), records, issues);
+    growing.end(snapshot);
+    events.yield(ScanCompleted{snapshot, isComplete});
 }
 
 EventStream<ScanEvent> DiskScanner::scan(const ScanScope& scope) const { return scan(scope, ScanOptions{}); }

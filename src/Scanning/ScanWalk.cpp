@@ -44,11 +44,16 @@ ScanWalk::ScanWalk(const Text& rootPath, const SafetyRules& rules, std::function
     : rootPath_{rootPath}, isWholeDisk_{rootPath == Text{"/"}},
       leavesSystemOut_{isWholeDisk_ && options.systemFolders == ScanOptions::SystemFolders::leftOut},
       foldsSmallFiles_{isWholeDisk_ && options.smallFiles == ScanOptions::SmallFiles::folded}, rules_{rules},
-      report_{std::move(report)} {}
+      report_{std::move(report)} {
+    if (options.growing) growing_.emplace();
+}
 
 bool ScanWalk::accept(const TraversalEntry& entry) {
     using Kind = TraversalEntry::Kind;
-    if (entry.kind == Kind::directoryEnd) return true;
+    if (entry.kind == Kind::directoryEnd) {
+        if (growing_) growing_->leaveTo(entry.level);
+        return true;
+    }
     if (entry.level == 0) {
         acceptRoot(entry);
         return true;
@@ -56,6 +61,7 @@ bool ScanWalk::accept(const TraversalEntry& entry) {
     if (levels_.empty()) return true;  // the root could not be looked at
     // An entry of level n lies in the directory of level n - 1; what is deeper has been left by now.
     levels_.erase(levels_.begin() + std::min<std::ptrdiff_t>(entry.level, std::ssize(levels_)), levels_.end());
+    if (growing_) growing_->leaveTo(entry.level);
     path_.resize(levels_.back().pathLength);
     const std::string_view name = wellFormed(entry.name);
     if (entry.status == nullptr || entry.kind == Kind::unreadableDirectory || name.size() > NameArena::longestName) {
@@ -79,6 +85,7 @@ bool ScanWalk::accept(const TraversalEntry& entry) {
                                 .row = row,
                                 .folder = ScannedTree::none,
                                 .rating = rules_.child(levels_.back().rating, name)});
+        if (growing_) growing_->enter(row);
     }
     return true;
 }
@@ -90,6 +97,7 @@ void ScanWalk::acceptRoot(const TraversalEntry& entry) {
         return;
     }
     levels_.clear();
+    if (growing_) growing_->leaveTo(0);
     if (issues_.size() < mostIssues) {
         issues_.push_back(ScanIssue{rootPath_, entry.errorNumber == 0 ? Text{"The item could not be inspected."}
                                                                       : systemErrorText(entry.errorNumber)});
@@ -108,6 +116,7 @@ void ScanWalk::addRoot(const FileStatus& status) {
     storage.fill(row, fields(status, name.view(), extension, isFurtherLink(status),
                              rules_.risk(rootPath_, name, storage.extensions()[extension.position])));
     tree_.setRoot(0, *folder);
+    if (growing_) growing_->setRoot(rootPath_, tree_.sharedStorage(), 0, *folder);
     path_ = isWholeDisk_ ? std::string{} : rootPath_.string();
     levels_.assign(1, Level{.pathLength = path_.size(), .row = 0, .folder = *folder, .rating = rules_.root(rootPath_)});
 }
@@ -123,11 +132,13 @@ std::uint32_t ScanWalk::addItem(const TraversalEntry& entry, std::string_view na
     if (foldsSmallFiles_ && status.type == FileType::regular && status.allocatedBytes < smallFileBytes &&
         !extension.isLibraryItem) {
         if (!isDuplicate) tree_.addFoldedBytes(parentFolder, status.allocatedBytes);
+        if (!isDuplicate && growing_) growing_->addFoldedBytes(parentFolder, status.allocatedBytes);
     } else {
         position = static_cast<std::uint32_t>(storage.size());
         RecordStorage::Row& row = storage.appendRegular(parentFolder, name);
         storage.fill(row, fields(status, name, extension, isDuplicate,
                                  rules_.risk(parent.rating, name, extension.isApplication)));
+        if (growing_) growing_->add(parentFolder, position);
     }
     count(status, isDuplicate, name);
     return position;
@@ -156,7 +167,9 @@ bool ScanWalk::isFurtherLink(const FileStatus& status) {
 ScannedTree::FolderIndex ScanWalk::folder(Level& level) {
     if (level.folder == ScannedTree::none) {
         // The directory's own record lies in the folder of the level above, which it has made already.
-        level.folder = tree_.addFolder(tree_.storage().row(level.row).folder, level.row);
+        const ScannedTree::FolderIndex above = tree_.storage().row(level.row).folder;
+        level.folder = tree_.addFolder(above, level.row);
+        if (growing_) growing_->addFolder(above, level.folder);
     }
     return level.folder;
 }

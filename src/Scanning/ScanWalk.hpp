@@ -10,6 +10,7 @@
 #include "KestrelCore/Scanning/ScanOptions.hpp"
 #include "Platform/Traversal.hpp"
 #include "Scanning/ExtensionTable.hpp"
+#include "Scanning/GrowingFolders.hpp"
 #include "Scanning/ScannedTree.hpp"
 
 #include <boost/unordered/unordered_flat_set.hpp>
@@ -18,6 +19,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -40,6 +42,8 @@ public:
 
     [[nodiscard]] const std::vector<ScanIssue>& issues() const { return issues_; }
     [[nodiscard]] ScannedTree& tree() { return tree_; }
+    /// The folders for who looks at them meanwhile; null where the options let nobody look.
+    [[nodiscard]] const GrowingFolders* growing() const { return growing_ ? &*growing_ : nullptr; }
 
 private:
     /// A directory on the way to the current entry.
@@ -84,6 +88,7 @@ private:
     std::function<void(ScanProgress)> report_;
 
     ScannedTree tree_;
+    std::optional<GrowingFolders> growing_;
     ExtensionTable extensions_;
     boost::unordered_flat_set<FileIdentity, IdentityHash> seenLinks_;
     ByteBudget budget_;  ///< of all sizes that the snapshot will hold

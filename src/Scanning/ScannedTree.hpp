@@ -24,6 +24,8 @@ public:
     ScannedTree() : storage_{std::make_shared<RecordStorage>()} {}
 
     [[nodiscard]] RecordStorage& storage() { return *storage_; }
+    /// For who keeps texts of it.
+    [[nodiscard]] std::shared_ptr<const RecordStorage> sharedStorage() const { return storage_; }
 
     /// The walk's root: the row just appended, and the folder that stands for its content.
     void setRoot(std::uint32_t row, FolderIndex folder);

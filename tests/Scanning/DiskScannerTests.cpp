@@ -429,7 +429,8 @@ TEST(DiskScanner, takesInWhatItsOptionsSayOfTheDisk) {
     disk.directory("usr").file("small.dat", {.allocatedBytes = 4096}).end().file("top.dat", {.allocatedBytes = 9});
     ScanOptions options{.systemFolders = ScanOptions::SystemFolders::takenIn,
                         .smallFiles = ScanOptions::SmallFiles::folded,
-                        .keepingFound = std::nullopt};
+                        .keepingFound = std::nullopt,
+                        .growing = std::nullopt};
     EXPECT_THAT(pathsOf(scan("/", disk, options).result().records()), ElementsAre("/", "/usr"));
     EXPECT_EQ(scan("/", disk, options).result().totalAllocatedBytes(), 4105);
     options.smallFiles = ScanOptions::SmallFiles::listed;

@@ -4,6 +4,7 @@
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Export.hpp"
 #include "KestrelCore/Model/ScanScope.hpp"
+#include "KestrelCore/Scanning/GrowingTree.hpp"
 
 #include <cstdint>
 #include <optional>
@@ -27,6 +28,8 @@ struct KESTRELCORE_EXPORT ScanOptions {
     /// that is not complete, or none where not even the root was found. Absent: only the stream can be cancelled, and
     /// ends without a result.
     std::optional<CancellationToken> keepingFound;
+    /// Where the host can look at the folders that have been found so far. Absent: nowhere, which costs nothing.
+    std::optional<GrowingTree> growing;
 
     /// All that a scan of this system can take in: small files are listed, and where "/" shows each file once (Linux)
     /// no folder is left out.
