@@ -49,6 +49,19 @@ std::map<std::int64_t, std::vector<Text>> byGeneration(const SnapshotHistory& hi
     return result;
 }
 
+/// The paths of each scan that is the newest of its root: all that show an item are to be without it.
+std::map<std::int64_t, std::vector<Text>> byRoot(const SnapshotHistory& history, const std::vector<Text>& paths) {
+    std::map<std::int64_t, std::vector<Text>> result;
+    std::unordered_set<Text> roots;
+    for (const Generation& generation : history.generations()) {
+        if (!roots.insert(generation.scope.root.path()).second) continue;
+        for (const Text& path : paths) {
+            if (covers(generation, path)) result[generation.number].push_back(path);
+        }
+    }
+    return result;
+}
+
 }  // namespace
 
 DeletionRecords::DeletionRecords(const Session& session, const std::vector<Text>& paths)
@@ -71,7 +84,7 @@ void DeletionRecords::lookUpInHistory(const Session& session, const std::vector<
         for (const auto& record : generation.records(covered)) {
             if (record) records_.emplace(record->path().string(), *record);
         }
-        lookedUpIn_.insert(number);
+        for (const Text& path : covered) lookedUpIn_[number].insert(path.string());
     }
 }
 
@@ -105,9 +118,13 @@ void DeletionRecords::takeOut(const std::vector<Text>& gone) const {
 void DeletionRecords::takeOutOfHistory(const std::vector<Text>& gone) const {
     if (history_ == nullptr) return;  // it was said why
     // By bytes, as below. Looked for anew: a scan that was saved meanwhile is the one that is asked from now on.
-    for (const auto& [number, covered] : byGeneration(*history_, uppermost(gone))) {
+    for (const auto& [number, covered] : byRoot(*history_, uppermost(gone))) {
+        const auto asked = lookedUpIn_.find(number);
+        const bool isLookedUp = asked != lookedUpIn_.end() && std::ranges::all_of(covered, [&](const Text& path) {
+                                    return asked->second.contains(path.string());
+                                });
         std::vector<Text> known;
-        if (lookedUpIn_.contains(number)) {
+        if (isLookedUp) {
             std::ranges::copy_if(covered, std::back_inserter(known),
                                  [&](const Text& path) { return record(path).has_value(); });
         } else {

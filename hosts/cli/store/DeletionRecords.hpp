@@ -10,11 +10,12 @@
 #include "KestrelCore/Storage/SnapshotHistory.hpp"
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace KestrelCLI {
@@ -37,7 +38,7 @@ public:
     /// saved, or was not asked for at the beginning.
     [[nodiscard]] std::optional<KestrelCore::FileRecord> record(const KestrelCore::Text& path) const;
 
-    /// Takes what is gone out of the saved scans.
+    /// Takes what is gone out of the saved scans: of each root out of the newest one.
     void takeOut(const std::vector<KestrelCore::Text>& gone) const;
 
 private:
@@ -49,8 +50,8 @@ private:
     Remark remark_;
     std::optional<std::string> store_;
     std::shared_ptr<KestrelCore::SnapshotHistory> history_;
-    std::unordered_map<std::string, KestrelCore::FileRecord> records_;  ///< by the path's bytes
-    std::set<std::int64_t> lookedUpIn_;                                 ///< generations
+    std::unordered_map<std::string, KestrelCore::FileRecord> records_;    ///< by the path's bytes
+    std::map<std::int64_t, std::unordered_set<std::string>> lookedUpIn_;  ///< generation → paths asked for
 };
 
 }  // namespace KestrelCLI

@@ -60,12 +60,6 @@ ProposedItem proposed(const DeletionTarget& target, const DeletionRecords& saved
     return item;
 }
 
-std::vector<Text> pathsOf(const std::vector<FileRecord>& records) {
-    std::vector<Text> paths;
-    for (const FileRecord& record : records) paths.push_back(record.path());
-    return paths;
-}
-
 }  // namespace
 
 std::vector<FileRecord> DeletionProposal::records() const {
@@ -78,31 +72,33 @@ std::vector<FileRecord> DeletionProposal::records() const {
 
 DeletionRun::DeletionRun(const Session& session, Remark remark)
     : session_{session}, remark_{std::move(remark)}, ownPlaces_{ownPlaces(session)},
-      measurement_{std::make_unique<DeletionMeasurement>()} {}
+      measurement_{std::make_shared<DeletionMeasurement>()} {}
 
 std::optional<DeletionProposal> DeletionRun::propose(const std::vector<DeletionTarget>& targets, HighRisk highRisk,
                                                      const CancellationToken& cancellation) {
+    if (cancellation.isCancelled()) return std::nullopt;
     std::vector<Text> paths;
     for (const DeletionTarget& target : targets) {
         if (!target.refusal) paths.push_back(target.path);
     }
     // The scan's sizes and ratings are those that the user has seen; that the item still is the same is looked up anew.
-    saved_.emplace(session_, paths, remark_);
-    measurement_ = std::make_unique<DeletionMeasurement>();
+    const auto saved = std::make_shared<const DeletionRecords>(session_, paths, remark_);
+    const auto measurement = std::make_shared<DeletionMeasurement>();
     const DeletionPlan judge{ownPlaces_};
-    DeletionProposal proposal;
+    DeletionProposal proposal{.items = {}, .saved = saved, .measured = measurement};
     std::vector<Text> going;
     for (const DeletionTarget& target : targets) {
         if (cancellation.isCancelled()) return std::nullopt;
-        proposal.items.push_back(proposed(target, *saved_, highRisk, judge, *measurement_, cancellation));
+        proposal.items.push_back(proposed(target, *saved, highRisk, judge, *measurement, cancellation));
         const ProposedItem& item = proposal.items.back();
         if (item.refusal) continue;
         going.push_back(item.record->path());
         // Looked at once, however often it is asked: the sums of what comes free need the same look.
-        proposal.unread += measurement_->measure(going.back(), cancellation).unread;
+        proposal.unread += measurement->measure(going.back(), cancellation).unread;
     }
     if (cancellation.isCancelled()) return std::nullopt;
-    proposal.freedBytes = measurement_->freedBytes(going);
+    proposal.freedBytes = measurement->freedBytes(going);
+    measurement_ = measurement;
     return proposal;
 }
 
@@ -124,12 +120,10 @@ DeletionOutcome DeletionRun::execute(const DeletionProposal& proposal, DeletionM
     for (std::size_t i = 0; i < outcome.results.size(); ++i) {
         if (outcome.results[i].succeeded) outcome.gone.push_back(records[i].path());
     }
-    outcome.freedBytes = measurement_->freedBytes(outcome.gone);
+    if (proposal.measured) outcome.freedBytes = proposal.measured->freedBytes(outcome.gone);
     // Also after an interruption: what is gone must not be shown by what comes next.
-    if (!saved_) saved_.emplace(session_, pathsOf(records), remark_);
-    saved_->takeOut(outcome.gone);
-    saved_.reset();
-    measurement_ = std::make_unique<DeletionMeasurement>();
+    if (proposal.saved) proposal.saved->takeOut(outcome.gone);
+    measurement_ = std::make_shared<DeletionMeasurement>();
     return outcome;
 }
 

@@ -48,6 +48,10 @@ struct DeletionProposal {
     std::int64_t freedBytes = 0;      ///< what really comes free when all goes that would
     std::uint64_t unread = 0;         ///< items in what would go that could not be looked at; the bytes leave them out
 
+    // What was looked at for it. Null where nothing was.
+    std::shared_ptr<const DeletionRecords> saved{};
+    std::shared_ptr<const KestrelCore::DeletionMeasurement> measured{};
+
     /// Of what would go.
     [[nodiscard]] std::vector<KestrelCore::FileRecord> records() const;
 };
@@ -76,11 +80,11 @@ public:
     /// `remark` is told, on the calling thread, what speaks against using or changing the saved scans.
     DeletionRun(const Session& session, Remark remark);
 
-    /// Looks at everything afresh. Empty when it was cancelled.
+    /// Looks at everything afresh. Empty when it was cancelled, and then as if it had not been asked.
     [[nodiscard]] std::optional<DeletionProposal> propose(const std::vector<DeletionTarget>& targets, HighRisk highRisk,
                                                           const KestrelCore::CancellationToken& cancellation);
 
-    /// Lets what would go of the last proposal go, with receipts where it goes to the Trash, and takes what is gone out
+    /// Lets go what would of a proposal, with receipts where it goes to the Trash, and takes what is gone out
     /// of the saved scans. For good it needs "DELETE" as what the user typed; else every item fails. `onResult` is told
     /// of each result on the calling thread, and keeps what is left by returning false. A cancellation also stops
     /// within an item: what was moved of it goes back.
@@ -99,8 +103,7 @@ private:
     const Session& session_;
     Remark remark_;
     std::vector<KestrelCore::ProtectedPlace> ownPlaces_;
-    std::unique_ptr<KestrelCore::DeletionMeasurement> measurement_;
-    std::optional<DeletionRecords> saved_;  ///< of the last proposal's targets
+    std::shared_ptr<KestrelCore::DeletionMeasurement> measurement_;
 };
 
 /// What the program itself needs: the databases, the files that SQLite keeps beside them, and the receipts.

@@ -2,6 +2,8 @@
 
 #include "commands/Commands.hpp"
 #include "store/Restoration.hpp"
+
+#include "KestrelCore/Storage/SnapshotHistory.hpp"
 #include "support/DiskRecord.hpp"
 #include "support/HistoryCommandTest.hpp"
 
@@ -143,6 +145,51 @@ TEST_F(ADeletionRun, judgesEachItemAnewWhenItIsItsTurn) {
     EXPECT_EQ(outcome.freedBytes, 8192);
     EXPECT_TRUE(fs::exists(folder_ / "kept/a"));
     EXPECT_TRUE(fs::is_symlink(folder_ / "replaced"));
+}
+
+TEST_F(ADeletionRun, isOvertakenWithoutATrace) {
+    const std::string path = file("a");
+    const std::string other = file("b");
+    ASSERT_EQ(command({"scan", folder_.path()}).code, ExitCode::done);
+    const DeletionProposal shown = proposal({{.path = path}});
+    const CancellationToken token;
+    token.cancel();
+    EXPECT_FALSE(run_.propose({{.path = other}}, HighRisk::stays, token));
+    (void)proposal({{.path = other}});
+    // What was shown goes, with all that was known of it, whatever was asked since.
+    EXPECT_THAT(execute(shown).gone, ElementsAre(Text{path}));
+    EXPECT_THAT(listed(), Not(HasSubstr(" a\n")));
+    EXPECT_THAT(listed(), HasSubstr(" b\n"));
+    EXPECT_THAT(remarks_, IsEmpty());
+}
+
+TEST_F(ADeletionRun, takesWhatIsGoneOutOfTheScansOfAllRoots) {
+    const std::string path = file("sub/a");
+    file("sub/b");
+    const std::string beside = file("c");
+    ASSERT_EQ(command({"scan", folder_.path()}).code, ExitCode::done);
+    ASSERT_EQ(command({"scan", folder_ / "sub"}).code, ExitCode::done);
+    EXPECT_EQ(execute(proposal({{.path = path}, {.path = beside}})).gone.size(), 2U);
+    const SnapshotHistory history{URL::fromPath(data_ / "kestrel/history.sqlite")};
+    for (const char* root : {"", "/sub"}) {
+        const Generation newest = history.generations(folder_.path() + root).at(0);
+        EXPECT_FALSE(history.record(newest.number, path)) << root;
+        EXPECT_FALSE(history.record(newest.number, beside)) << root;
+        EXPECT_TRUE(history.record(newest.number, folder_ / "sub/b")) << root;
+    }
+    EXPECT_THAT(remarks_, IsEmpty());
+    const Restoration restoration{session_, [this](std::string_view sentence) { remarks_.emplace_back(sentence); }};
+    const std::vector<KnownReceipt> receipts = restoration.receipts();
+    EXPECT_EQ(restoration
+                  .execute(
+                      lastRequest(receipts), {}, [](const RestoreResult&) {}, [] { return false; })
+                  .restored,
+              2U);
+    for (const char* root : {"", "/sub"}) {
+        const Generation newest = history.generations(folder_.path() + root).at(0);
+        EXPECT_TRUE(history.record(newest.number, path)) << root;
+    }
+    EXPECT_THAT(remarks_, IsEmpty());
 }
 
 TEST_F(ADeletionRun, stopsBetweenTwoItems) {
