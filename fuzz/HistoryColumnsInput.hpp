@@ -4,6 +4,8 @@
 #include "KestrelCore/Model/KestrelError.hpp"
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 #include "Snapshot/SnapshotAccess.hpp"
+#include "Storage/History/FolderTable.hpp"
+#include "Storage/History/GenerationSummary.hpp"
 #include "Storage/History/GenerationWriting.hpp"
 #include "Storage/History/SnapshotLoading.hpp"
 
@@ -143,6 +145,17 @@ inline void exerciseHistoryColumns(std::string_view bytes) {
     }
     const GenerationContext context{
         .dictionary = {.extensions = {"", "txt", "jpg"}, .devices = {7, 8}}, .identifierSeed = {}, .positions = {}};
+    try {
+        const GenerationRows rows{input, input.layers()};
+        const FolderTable table{rows, 0};
+        for (const SummaryGrouping grouping : allSummaryGroupings) {
+            const auto summary = summaryOfGeneration(rows, context, table, "/", grouping, {});
+            expect(!summary || summary->all.items <= rows.files().size() + std::int64_t{rows.irregular().size()},
+                   "A summary counts what is there");
+        }
+    } catch (const KestrelError& error) {
+        expect(error.errorDescription().view().find("is damaged") != std::string_view::npos, "The generation is named");
+    }
     std::shared_ptr<const RecordStorage> records;
     try {
         records = loadRecords(GenerationRows{input, input.layers()}, context);

@@ -51,7 +51,8 @@ std::optional<FolderTotals> GenerationReader::totals(const Text& path) const { r
 
 std::optional<Summary> GenerationReader::summary(const Text& path, SummaryGrouping grouping,
                                                  const SummarySettings& settings) const {
-    return summaryOfGeneration(state_->open, path, grouping, settings);
+    return summaryOfGeneration(state_->open.rows(), state_->open.context(), state_->open.tree(), path, grouping,
+                               settings);
 }
 
 }  // namespace KestrelCore

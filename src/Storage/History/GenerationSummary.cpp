@@ -54,9 +54,9 @@ FileKind kindOf(std::uint64_t kind) { return static_cast<FileKind>(kind & 7); }
 
 class GenerationSummary {
 public:
-    GenerationSummary(const OpenGeneration& generation, const Text& path, const SummaryGroups& groups,
-                      const SummarySettings& settings)
-        : rows_{generation.rows()}, table_{generation.tree()}, path_{path}, groups_{groups}, settings_{settings} {
+    GenerationSummary(const GenerationRows& rows, const FolderTable& table, const Text& path,
+                      const SummaryGroups& groups, const SummarySettings& settings)
+        : rows_{rows}, table_{table}, path_{path}, groups_{groups}, settings_{settings} {
         findFolders();
     }
 
@@ -248,15 +248,16 @@ private:
 
 }  // namespace
 
-std::optional<Summary> summaryOfGeneration(const OpenGeneration& generation, const Text& path, SummaryGrouping grouping,
+std::optional<Summary> summaryOfGeneration(const GenerationRows& rows, const GenerationContext& context,
+                                           const FolderTable& table, const Text& path, SummaryGrouping grouping,
                                            const SummarySettings& settings) {
     std::vector<Text> extensions;
-    for (const std::string& extension : generation.context().dictionary.extensions) {
-        if (!isWellFormedUTF8(extension)) throwDamaged(generation.rows().generation());
+    for (const std::string& extension : context.dictionary.extensions) {
+        if (!isWellFormedUTF8(extension)) throwDamaged(rows.generation());
         extensions.emplace_back(extension);
     }
     const SummaryGroups groups{grouping, extensions, settings.now.value_or(Date::now())};
-    const auto tally = GenerationSummary{generation, path, groups, settings}.tally();
+    const auto tally = GenerationSummary{rows, table, path, groups, settings}.tally();
     return tally ? std::optional{groups.summary(path, *tally)} : std::nullopt;
 }
 
