@@ -94,11 +94,12 @@ ScreenInput::~ScreenInput() {
     delwin(pad_);
 }
 
-/// What came together is told of together, the last first.
+/// What came together is told of together; ncurses gives the last first.
 void ScreenInput::takeMouse(Clock::time_point now) {
     std::vector<MEVENT> events;
     for (MEVENT event{}; getmouse(&event) == OK;) events.push_back(event);
-    for (auto event = events.rbegin(); event != events.rend(); ++event) waiting_.push_back(mouseKey(*event, now));
+    std::ranges::reverse(events);
+    for (const MEVENT& event : events) waiting_.push_back(mouseKey(event, now));
 }
 
 ScreenKey ScreenInput::mouseKey(const MEVENT& event, Clock::time_point now) {

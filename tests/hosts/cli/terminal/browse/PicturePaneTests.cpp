@@ -16,7 +16,6 @@ namespace {
 
 using Kind = ScreenKey::Kind;
 using testing::HasSubstr;
-using testing::Not;
 
 PictureItem item(std::string name, std::int64_t bytes, std::optional<std::int64_t> change = {}) {
     return {
