@@ -41,8 +41,8 @@ class Place:
         done = self.run("scan", str(self.tree))
         check(done.returncode == 0, f"The tree is scanned: {done.stderr}")
 
-    def browse(self, *arguments, columns=100, rows=24):
-        terminal = Terminal(["browse", *arguments], columns, rows)
+    def browse(self, *arguments, columns=100, rows=24, ignored=()):
+        terminal = Terminal(["browse", *arguments], columns, rows, ignored=ignored)
         terminal.shows("q quit")
         return terminal
 
@@ -318,5 +318,56 @@ def dumb(folder):
     check("\x1b[" not in done.stdout, "No page is begun")
 
 
+def hostile(folder):
+    """A terminal that misbehaves ends the page or is outlived by it, and nothing spins."""
+    place = Place(folder)
+    place.scan()
+    # Sizes that change faster than the page is drawn, with keys in between.
+    terminal = place.browse()
+    for step in range(200):
+        terminal.resize(1 + step * 37 % 150, 1 + step * 11 % 50)
+        terminal.type((DOWN, "\x1b[<0;5;5M", "s", "a", "\x0c")[step % 5])
+        terminal.read(0)
+    terminal.resize(100, 24)
+    terminal.shows("q quit")
+    finish(terminal)
+    # The terminal is gone, and the signal that says so ignored.
+    terminal = place.browse(ignored=[signal.SIGHUP])
+    terminal.hang_up()
+    _, status = os.waitpid(terminal.process, 0)
+    check(os.WIFEXITED(status), f"It ends with its terminal: {status}")
+    # Where no page can be shown it says so.
+    for what, command in {"an unknown kind": "TERM=no-such-terminal {} browse", "no kind": "env -u TERM {} browse",
+                          "no input": "{} browse <&-", "an empty input": "{} browse < /dev/null"}.items():
+        done = subprocess.run(["script", "-qec", command.format(KESTREL) + "; echo code $?", "/dev/null"],
+                              capture_output=True, text=True, check=False)
+        check("code 2" in done.stdout and "terminal" in done.stdout, f"With {what} a sentence and 2: {done.stdout}")
+        check("\x1b[?1049" not in done.stdout, f"With {what} no page is begun")
+
+
+def stopped(folder):
+    """Ctrl-Z gives the terminal to the shell that started it, and fg takes it again."""
+    place = Place(folder)
+    place.scan()
+    shell = Terminal(["-i"], 100, 24, program="/bin/sh")
+    shell.type(f"PS1='prompt> '; {KESTREL} browse\r")
+    shell.shows("q quit")
+    shell.type(DOWN)
+    chooses(shell, "docs/")
+    shell.type("\x1a")
+    shell.shows("Stopped")
+    shell.type("stty -a | grep -o -- '-*icanon'; echo out''side\r")
+    shell.shows("outside")
+    check("-icanon" not in shell.text() and "icanon" in shell.text(), f"Lines are edited again:\n{shell.text()}")
+    shell.resize(80, 20)
+    shell.type("fg\r")
+    shell.shows("q quit")
+    chooses(shell, "docs/")
+    shell.type("q")
+    shell.wait_for(lambda _: shell.raw.count(b"\x1b[?1049l") == 2, "The page has gone")
+    shell.type("exit\r")
+    check(shell.end() == 0, "The shell ends as usual")
+
+
 run_case({"walk": walk, "find": find, "trash": trash, "judged": judged, "sizes": sizes, "names": names,
-          "signals": signals, "scanning": scanning, "dumb": dumb}, mounting=set())
+          "signals": signals, "scanning": scanning, "dumb": dumb, "hostile": hostile, "stopped": stopped}, mounting=set())

@@ -6,6 +6,7 @@ import fcntl
 import os
 import pty
 import select
+import signal
 import struct
 import sys
 import termios
@@ -49,7 +50,7 @@ class Stream(pyte.ByteStream):
 class Terminal:
     """A terminal with the program in it."""
 
-    def __init__(self, arguments, columns, rows):
+    def __init__(self, arguments, columns, rows, program=KESTREL, ignored=()):
         self.screen = Screen(columns, rows)
         self.stream = Stream(self.screen)
         self.raw = b""
@@ -64,7 +65,9 @@ class Terminal:
                 os.dup2(self.slave, descriptor)
             # A kind that repeats no characters as xterm does, which the emulator does not know.
             os.environ.update(TERM="tmux-256color", LC_ALL="C.UTF-8")
-            os.execv(KESTREL, [KESTREL, *arguments])
+            for number in ignored:
+                signal.signal(number, signal.SIG_IGN)
+            os.execv(program, [program, *arguments])
 
     def set_size(self, columns, rows):
         fcntl.ioctl(self.slave, termios.TIOCSWINSZ, struct.pack("HHHH", rows, columns, 0, 0))
@@ -72,6 +75,11 @@ class Terminal:
     def resize(self, columns, rows):
         self.screen.resize(rows, columns)
         self.set_size(columns, rows)
+
+    def hang_up(self):
+        """The terminal goes, as when its window is closed."""
+        os.close(self.master)
+        os.close(self.slave)
 
     def type(self, keys):
         os.write(self.master, keys.encode())
