@@ -115,7 +115,7 @@ def find(folder):
     terminal.shows("docs/report 2019.pdf")
     terminal.type(BACKSPACE * 6 + "type:foldr")
     terminal.shows("foldr")
-    terminal.shows("is no kind")
+    terminal.shows("names no kind")
     terminal.type(BACKSPACE * 10 + "2019" + ENTER + ENTER)
     terminal.shows("tree/docs")
     chooses(terminal, "report 2019.pdf")
@@ -137,6 +137,33 @@ def find(folder):
     terminal.type(ESCAPE)
     terminal.shows("q quit")
     finish(terminal)
+
+
+def picture(folder):
+    """The folder as rectangles, with the item that is chosen in both views; without colour, too."""
+    place = Place(folder)
+    place.scan()
+    for variable in ("", "NO_COLOR"):
+        if variable:
+            os.environ[variable] = "1"
+        terminal = place.browse()
+        chooses(terminal, "media/")
+        terminal.type("p")
+        terminal.shows("p list")
+        terminal.shows("film.mp4")
+        terminal.shows("in 2 items")
+        terminal.type("\x1bOC")
+        terminal.shows("docs  ")
+        terminal.type("\x1bOD" + ENTER)
+        terminal.shows("tree/media")
+        terminal.shows("song.mp3")
+        terminal.resize(30, 8)
+        terminal.shows("film.mp4")
+        terminal.resize(100, 24)
+        terminal.type(BACKSPACE + "p")
+        terminal.shows("size▼")
+        chooses(terminal, "media/")
+        finish(terminal)
 
 
 def trash(folder):
@@ -369,5 +396,5 @@ def stopped(folder):
     check(shell.end() == 0, "The shell ends as usual")
 
 
-run_case({"walk": walk, "find": find, "trash": trash, "judged": judged, "sizes": sizes, "names": names,
+run_case({"walk": walk, "find": find, "picture": picture, "trash": trash, "judged": judged, "sizes": sizes, "names": names,
           "signals": signals, "scanning": scanning, "dumb": dumb, "hostile": hostile, "stopped": stopped}, mounting=set())

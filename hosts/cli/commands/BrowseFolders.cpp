@@ -4,6 +4,7 @@
 
 #include "KestrelCore/Base/Date.hpp"
 #include "KestrelCore/Base/NaturalOrder.hpp"
+#include "KestrelCore/Model/ItemCategory.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
 #include "KestrelCore/Model/SearchExplanation.hpp"
 #include "KestrelCore/Model/SearchQuery.hpp"
@@ -24,6 +25,19 @@ namespace {
 
 /// More than anybody goes through; further ones want another word.
 constexpr std::int64_t mostFound = 1000;
+
+/// A folder is drawn with its content from one part in so many of the picture.
+constexpr std::int64_t smallestShare = 60;
+/// More than have room in a tile.
+constexpr std::size_t mostChildren = 200;
+
+PictureItem pictureItem(const FileRecord& record, std::optional<std::int64_t> change) {
+    PictureItem item{.name = record.name().string(), .bytes = record.displayBytes(), .isFolder = record.isContainer()};
+    if (record.isHardLinkDuplicate()) item.bytes = 0;
+    if (!item.isFolder) item.category = ItemCategories::of(record);
+    item.change = change;
+    return item;
+}
 
 void rankNames(std::vector<BrowseItem>& items) {
     std::vector<std::uint32_t> order(items.size());
@@ -90,6 +104,53 @@ std::shared_ptr<const BrowseFolder> BrowseFolders::folder(const Text& path) cons
         folder->failure = error.what();
     }
     return folder;
+}
+
+std::shared_ptr<const BrowsePicture> BrowseFolders::picture(const Text& path,
+                                                            const CancellationToken& cancellation) const {
+    auto picture = std::make_shared<BrowsePicture>();
+    picture->path = path;
+    const std::shared_ptr<const BrowseFolder> folder = this->folder(path);
+    if (!folder->failure.empty()) return nullptr;
+    std::int64_t all = 0;
+    for (const BrowseItem& item : folder->items) {
+        picture->items.push_back(pictureItem(item.record(), item.change));
+        all += std::max<std::int64_t>(0, item.record().displayBytes());
+    }
+    for (std::size_t index = 0; index < folder->items.size(); ++index) {
+        const FileRecord& record = folder->items[index].record();
+        if (record.isContainer()) fill(picture->items[index], record.path(), all / smallestShare, 2, cancellation);
+        if (cancellation.isCancelled()) return nullptr;
+    }
+    return picture;
+}
+
+/// Puts what is in a folder into its item where it takes at least `least` bytes, which is about where a tile has room
+/// for any of it.
+void BrowseFolders::fill(PictureItem& item, const Text& path, std::int64_t least, int levels,
+                         const CancellationToken& cancellation) const {
+    if (levels == 0 || item.bytes < std::max<std::int64_t>(least, 1) || cancellation.isCancelled()) return;
+    try {
+        const auto listing = listing_(path);
+        if (!listing) return;
+        std::unordered_map<Text, std::int64_t> before;
+        if (earlier_ != nullptr) {
+            for (const FileRecord& child : earlier_->children(path)) before.emplace(child.name(), child.displayBytes());
+        }
+        for (const FolderEntry& entry : listing->entries) {
+            // The rest is one tile.
+            if (item.children.size() >= mostChildren) break;
+            const auto size = before.find(entry.record.name());
+            const std::int64_t then = size == before.end() ? 0 : size->second;
+            item.children.push_back(pictureItem(entry.record, earlier_ != nullptr && entry.isComplete
+                                                                  ? std::optional{entry.record.displayBytes() - then}
+                                                                  : std::nullopt));
+            if (entry.record.isContainer())
+                fill(item.children.back(), entry.record.path(), least, levels - 1, cancellation);
+        }
+    } catch (const KestrelError&) {
+        // Without its content it is a tile all the same.
+    }
 }
 
 std::shared_ptr<const BrowseFound> BrowseFolders::find(const FindBelow& query,

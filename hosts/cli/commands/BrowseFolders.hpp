@@ -9,6 +9,7 @@
 #include "KestrelCore/Snapshot/FolderListing.hpp"
 #include "KestrelCore/Storage/SnapshotHistory.hpp"
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -28,6 +29,9 @@ public:
     BrowseFolders(KestrelCore::Text root, Listing listing, std::shared_ptr<const SavedScan> earlier);
 
     [[nodiscard]] std::shared_ptr<const BrowseFolder> folder(const KestrelCore::Text& path) const;
+    /// What the folder's picture shows; null where it was cancelled or there is no such folder.
+    [[nodiscard]] std::shared_ptr<const BrowsePicture>
+    picture(const KestrelCore::Text& path, const KestrelCore::CancellationToken& cancellation) const;
     /// Null where it was cancelled.
     [[nodiscard]] std::shared_ptr<const BrowseFound> find(const FindBelow& query,
                                                           const KestrelCore::CancellationToken& cancellation) const;
@@ -47,6 +51,9 @@ public:
     [[nodiscard]] const std::shared_ptr<const SavedScan>& sharedEarlier() const { return earlier_; }
 
 private:
+    void fill(PictureItem& item, const KestrelCore::Text& path, std::int64_t least, int levels,
+              const KestrelCore::CancellationToken& cancellation) const;
+
     KestrelCore::Text root_;
     Listing listing_;
     std::shared_ptr<const SavedScan> scan_;

@@ -38,8 +38,8 @@ using namespace KestrelCore;
 using namespace std::chrono_literals;
 
 /// Sorts of work that go on beside each other.
-enum class Work : std::size_t { folder, find, summary, marks, action, saving };
-constexpr std::size_t workCount = 6;
+enum class Work : std::size_t { folder, picture, find, summary, marks, action, saving };
+constexpr std::size_t workCount = 7;
 
 using Answer = std::function<BrowsePage::Outcome(BrowsePage&)>;
 using Answers = EventStream<Answer>;
@@ -142,7 +142,10 @@ public:
     BrowseRun(const Session& session, BrowseStart start)
         : session_{session}, start_{std::move(start)}, shared_{std::make_shared<Shared>(session)},
           screen_{session.hasColor()}, wakeUp_{std::make_shared<WakeUp>(screen_)},
-          page_{session, screen_.characters(), start_.folder, {.whyReadOnly = start_.whyReadOnly}} {}
+          page_{session,
+                screen_.characters(),
+                start_.folder,
+                {.colors = screen_.colors(), .whyReadOnly = start_.whyReadOnly}} {}
     ~BrowseRun() { wakeUp_->end(); }
     BrowseRun(const BrowseRun&) = delete;
     BrowseRun& operator=(const BrowseRun&) = delete;
@@ -233,6 +236,17 @@ private:
     void carryOut(const ReadFolder& request) {
         start(Work::folder, [folders = folders_, path = request.path](const Out& out) {
             out.yield([folder = folders->folder(path)](BrowsePage& page) { return page.take(folder); });
+        });
+    }
+
+    void carryOut(const ReadPicture& request) {
+        start(Work::picture, [folders = folders_, path = request.path](const Out& out) {
+            auto picture = folders->picture(path, out.cancellation());
+            if (picture == nullptr) return;
+            out.yield([picture](BrowsePage& page) {
+                page.take(picture);
+                return BrowsePage::Outcome{};
+            });
         });
     }
 

@@ -25,6 +25,7 @@ constexpr std::array looking{
     KeyHelp{".", "with or without hidden items"},
     KeyHelp{"/", "find below this folder, in the language of kestrel search"},
     KeyHelp{"f", "the largest files below this folder"},
+    KeyHelp{"p", "the folder as a picture, and back; there Tab chooses what colours tell"},
     KeyHelp{"e  o", "files below this folder by type, by age; Tab also by extension, depth, size"},
     KeyHelp{"i", "everything about the item"},
     KeyHelp{"y", "copy its path"},

@@ -101,6 +101,15 @@ void BrowseList::showHidden(bool isShown) {
 
 const BrowseItem* BrowseList::chosen() const { return shown_.empty() ? nullptr : &item(cursor_.chosen()); }
 
+std::optional<std::size_t> BrowseList::chosenIndex() const {
+    return shown_.empty() ? std::nullopt : std::optional<std::size_t>{shown_[cursor_.chosen()]};
+}
+
+void BrowseList::chooseIndex(std::size_t index) {
+    const auto place = std::ranges::find(shown_, index);
+    if (place != shown_.end()) cursor_.choose(static_cast<std::size_t>(place - shown_.begin()));
+}
+
 std::size_t BrowseList::hiddenCount() const { return folder_ == nullptr ? 0 : folder_->items.size() - shown_.size(); }
 
 /// What stands higher has more of this; names tell apart what is equal, so that an order never depends on the one
@@ -233,7 +242,8 @@ ScreenLine BrowseList::lineOf(const BrowseItem& item, const Layout& layout, bool
         const std::string date = record.modifiedAt() ? localTime(*record.modifiedAt()).substr(0, dateColumns) : "";
         line.push_back({TerminalText::padded(date, layout.modified) + "  ", Style::quiet});
     }
-    const std::string_view mark = kindMark(record.kind());
+    // Its bytes are counted with another name of the same file.
+    const std::string_view mark = record.isHardLinkDuplicate() ? " (hard link)" : kindMark(record.kind());
     const std::size_t room = layout.name > mark.size() ? layout.name - mark.size() : 0;
     std::string name = fitted(TerminalText::escaped(record.name().view()), room, characters_);
     name += mark;

@@ -48,6 +48,10 @@ public:
     [[nodiscard]] bool showsHidden() const { return showsHidden_; }
 
     [[nodiscard]] const BrowseItem* chosen() const;
+    /// Its index among the folder's items; empty where none is.
+    [[nodiscard]] std::optional<std::size_t> chosenIndex() const;
+    /// Chooses the item with that index, if it is shown.
+    void chooseIndex(std::size_t index);
     /// The items shown, in their order.
     [[nodiscard]] std::size_t count() const { return shown_.size(); }
     [[nodiscard]] const BrowseItem& item(std::size_t place) const { return folder_->items[shown_[place]]; }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "terminal/browse/PictureItem.hpp"
+
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
 #include "KestrelCore/Snapshot/FolderListing.hpp"
@@ -45,6 +47,12 @@ struct BrowseFolder {
     std::int64_t goneBytes = 0;
     std::vector<BrowseItem> items;
     std::string failure;  ///< a sentence, where the folder could not be read; else empty
+};
+
+/// What the picture of a folder shows: its items by their indexes, the largest with what is in them.
+struct BrowsePicture {
+    KestrelCore::Text path;
+    std::vector<PictureItem> items;
 };
 
 /// What was found below a folder, as a flat list.

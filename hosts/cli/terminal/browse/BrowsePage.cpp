@@ -83,7 +83,23 @@ BrowsePage::Outcome BrowsePage::take(std::shared_ptr<const BrowseFolder> folder)
     list_.setFolder(folder_);
     if (isNew && toChoose_) list_.choose(*toChoose_);
     toChoose_.reset();
-    return replay();
+    Outcome outcome;
+    // The earlier picture stays while the same folder is read again, since it hardly differs.
+    if (isNew) picture_.reset();
+    if (showsPicture_) outcome = requesting(ReadPicture{path_});
+    append(outcome, replay());
+    return outcome;
+}
+
+void BrowsePage::take(std::shared_ptr<const BrowsePicture> picture) {
+    // Its items are named by their places in the folder, so it fits that very reading of it only.
+    if (!showsPicture_ || picture == nullptr || folder_ == nullptr || picture->path != path_ ||
+        picture->items.size() != folder_->items.size())
+        return;
+    picture_.emplace(picture->items, PicturePane::Options{.characters = characters_,
+                                                          .colors = options_.colors,
+                                                          .coloring = coloring_,
+                                                          .units = session_.options.units});
 }
 
 /// What was typed ahead, as far as it finds a folder to act on.
@@ -236,6 +252,9 @@ BrowsePage::Outcome BrowsePage::pressInList(const ScreenKey& key) {
         if (folder_->knowsChanges) list_.sortBy(BrowseOrder::change);
     }
     if (auto outcome = pressOnItem(key)) return std::move(*outcome);
+    if (showsPicture_) {
+        if (auto outcome = pressInPicture(key)) return std::move(*outcome);
+    }
     switch (key.kind) {
     case Key::enter:
     case Key::right: return open();
@@ -258,6 +277,49 @@ BrowsePage::Outcome BrowsePage::pressInList(const ScreenKey& key) {
     pressOrder(key.character);
     (void)list_.press(key);
     return {};
+}
+
+std::optional<BrowsePage::Outcome> BrowsePage::pressInPicture(const ScreenKey& key) {
+    ScreenKey::Kind direction = key.kind;
+    if (key.kind == Key::character) {
+        switch (key.character) {
+        case U'h': direction = Key::left; break;
+        case U'j': direction = Key::down; break;
+        case U'k': direction = Key::up; break;
+        case U'l': direction = Key::right; break;
+        default: return std::nullopt;
+        }
+    }
+    switch (direction) {
+    case Key::left:
+    case Key::right:
+    case Key::up:
+    case Key::down: {
+        const auto chosen = list_.chosenIndex();
+        const auto next = picture_ && chosen ? picture_->neighbour(*chosen, direction) : std::nullopt;
+        if (next) list_.chooseIndex(*next);
+        return Outcome{};
+    }
+    case Key::click:
+    case Key::doubleClick: {
+        const std::size_t above = rows_ >= 6 ? 2 : rows_ >= 3 ? 1 : 0;
+        if (!picture_ || key.row < above) return Outcome{};
+        const auto item = picture_->itemAt(key.row - above, key.column);
+        if (!item) return Outcome{};
+        list_.chooseIndex(*item);
+        return key.kind == Key::doubleClick ? open() : Outcome{};
+    }
+    case Key::tab: {
+        const bool knowsChanges = folder_->knowsChanges;
+        coloring_ = coloring_ == PictureColoring::places ? PictureColoring::kinds
+                    : coloring_ == PictureColoring::kinds
+                        ? knowsChanges ? PictureColoring::changes : PictureColoring::places
+                        : PictureColoring::places;
+        if (picture_) picture_->setColoring(coloring_);
+        return Outcome{};
+    }
+    default: return std::nullopt;
+    }
 }
 
 std::optional<BrowsePage::Outcome> BrowsePage::pressOnItem(const ScreenKey& key) {
@@ -313,6 +375,7 @@ std::optional<BrowsePage::Outcome> BrowsePage::pressForView(char32_t character) 
         largest.filter.kinds = {FileKind::file};
         return find("Largest files", std::move(largest), false);
     }
+    case U'p': return showPicture();
     case U'e': return summarise(SummaryGrouping::type);
     case U'o': return summarise(SummaryGrouping::age);
     case U'*':
@@ -386,6 +449,12 @@ BrowsePage::Outcome BrowsePage::find(std::string title, FindBelow query, bool is
     found_.emplace(session_, characters_, std::move(title), std::move(query), isTyping);
     resize(columns_, rows_);
     return isTyping ? Outcome{} : ask();
+}
+
+BrowsePage::Outcome BrowsePage::showPicture() {
+    showsPicture_ = !showsPicture_;
+    picture_.reset();
+    return showsPicture_ ? requesting(ReadPicture{path_}) : Outcome{};
 }
 
 BrowsePage::Outcome BrowsePage::summarise(SummaryGrouping grouping) {
@@ -491,6 +560,8 @@ void BrowsePage::resize(std::size_t columns, std::size_t rows) {
     const std::size_t below = rows >= 3 ? rows - 2 - (hasNotes && rows >= 6 ? 1 : 0) : rows;
     if (found_) found_->resize(columns, below);
     if (summary_) summary_->resize(columns, below);
+    // The chosen item has a line below the picture.
+    if (picture_) picture_->resize(columns, rows - around - (rows >= 6 ? 1 : 0));
     if (plan_) plan_->resize(columns, rows);
     if (text_) text_->resize(columns, rows);
 }
@@ -537,6 +608,32 @@ ScreenLine BrowsePage::summary() const {
     return {{clipped(text, columns_, characters_), Style::quiet}};
 }
 
+/// The item that is chosen in the picture, where many have no room for a name.
+ScreenLine BrowsePage::chosenLine() const {
+    const BrowseItem* const item = list_.chosen();
+    if (item == nullptr) return {};
+    const FileRecord& record = item->record();
+    ScreenLine line{
+        {marks_.covers(record.path()) ? (characters_ == Characters::unicode ? "● " : "* ") : "", Style::match}};
+    std::string text = session_.size(record.displayBytes());
+    if (record.isContainer()) text += fmt::format(" in {}", itemCount(item->entry.below.items));
+    if (item->change.value_or(0) != 0) text += fmt::format(", {}", signedSize(session_, *item->change));
+    const std::size_t room = columns_ > text.size() + 4 ? columns_ - text.size() - 4 : 0;
+    line.push_back({fitted(TerminalText::escaped(record.name().view()), room, characters_), Style::selected});
+    line.push_back({"  " + text, Style::plain});
+    if (const ScreenLine legend = picture_->legend(columns_); !legend.empty()) {
+        std::size_t used = 4;
+        for (const ScreenSpan& span : line) used += TerminalText::width(span.text);
+        std::size_t wanted = 0;
+        for (const ScreenSpan& span : legend) wanted += TerminalText::width(span.text);
+        if (used + wanted <= columns_) {
+            line.push_back({std::string(columns_ - used - wanted + 4, ' '), Style::plain});
+            line.insert(line.end(), legend.begin(), legend.end());
+        }
+    }
+    return line;
+}
+
 ScreenLine BrowsePage::marksLine() const {
     if (message_) return {{clipped(TerminalText::escaped(message_->text), columns_, characters_), message_->style}};
     const std::string freed = marks_.freedBytes()
@@ -557,6 +654,8 @@ ScreenLine BrowsePage::foot() const {
                    ? "Enter to the list  Esc closes"
                    : "Enter shows it in its folder  / other words  Space mark  t Trash  Esc closes  ? keys";
     }
+    if (showsPicture_ && !found_)
+        keys = "? keys  q quit  p list  arrows  Enter open  Backspace up  Tab colours  Space mark  t Trash";
     if (summary_ && !found_) keys = "Enter lists them  Tab by type, extension, age, depth, size  Esc closes  ? keys";
     return {{clipped(keys, columns_, characters_), Style::quiet}};
 }
@@ -565,7 +664,13 @@ std::vector<ScreenLine> BrowsePage::body() const {
     if (found_) return found_->lines(marks_);
     if (summary_) return summary_->lines();
     if (folder_ == nullptr) return {{{clipped("Reading …", columns_, characters_), Style::quiet}}};
-    std::vector<ScreenLine> lines = list_.lines(marks_);
+    std::vector<ScreenLine> lines;
+    if (!showsPicture_) {
+        lines = list_.lines(marks_);
+    } else if (picture_) {
+        lines = picture_->lines(list_.chosenIndex());
+        if (rows_ >= 6) lines.push_back(chosenLine());
+    }
     if (folder_->items.empty() && folder_->failure.empty()) {
         const char* const text =
             folder_->isComplete ? "Nothing lies in this folder." : "Nothing was found here so far.";

@@ -7,6 +7,7 @@
 #include "terminal/browse/BrowseModel.hpp"
 #include "terminal/browse/BrowseRequest.hpp"
 #include "terminal/browse/FoundPane.hpp"
+#include "terminal/browse/PicturePane.hpp"
 #include "terminal/browse/PlanPane.hpp"
 #include "terminal/browse/SummaryPane.hpp"
 #include "terminal/browse/TextPane.hpp"
@@ -39,6 +40,7 @@ struct BrowseScanState {
 class BrowsePage {
 public:
     struct Options {
+        ColorDepth colors = ColorDepth::none;
         std::string whyReadOnly{};  ///< why nothing can be taken away here, as a sentence; empty where it can
     };
     /// Begins in the folder, which the caller then has to hand in.
@@ -57,6 +59,7 @@ public:
 
     // Answers. One that is not waited for any more changes nothing.
     [[nodiscard]] Outcome take(std::shared_ptr<const BrowseFolder> folder);
+    void take(std::shared_ptr<const BrowsePicture> picture);
     void take(std::shared_ptr<const BrowseFound> found);
     void take(std::uint64_t number, std::shared_ptr<const KestrelCore::Summary> summary, std::string failure);
     void takeFreedBytes(std::int64_t bytes, std::uint64_t version);
@@ -89,6 +92,7 @@ private:
     [[nodiscard]] Outcome pressInFound(const ScreenKey& key);
     [[nodiscard]] Outcome pressInSummary(const ScreenKey& key);
     [[nodiscard]] Outcome pressInList(const ScreenKey& key);
+    [[nodiscard]] std::optional<Outcome> pressInPicture(const ScreenKey& key);
     /// Keys that mean the same wherever an item is chosen.
     [[nodiscard]] std::optional<Outcome> pressOnItem(const ScreenKey& key);
     [[nodiscard]] std::optional<Outcome> pressForView(char32_t character);
@@ -100,6 +104,7 @@ private:
     [[nodiscard]] Outcome ask();
     [[nodiscard]] Outcome summarise(KestrelCore::SummaryGrouping grouping);
     [[nodiscard]] Outcome askSummary();
+    [[nodiscard]] Outcome showPicture();
     [[nodiscard]] Outcome measureMarks();
     [[nodiscard]] Outcome plan(KestrelCore::DeletionMode mode);
     [[nodiscard]] Outcome replay();
@@ -110,6 +115,7 @@ private:
     [[nodiscard]] ScreenLine title() const;
     [[nodiscard]] ScreenLine summary() const;
     [[nodiscard]] std::string scanText() const;
+    [[nodiscard]] ScreenLine chosenLine() const;
     [[nodiscard]] ScreenLine marksLine() const;
     [[nodiscard]] ScreenLine foot() const;
     [[nodiscard]] std::vector<ScreenLine> body() const;
@@ -126,6 +132,9 @@ private:
     std::map<std::string, KestrelCore::Text> chosenIn_;  ///< folder → what was chosen when it was left
     BrowseList list_;
     BrowseMarks marks_;
+    bool showsPicture_ = false;
+    PictureColoring coloring_ = PictureColoring::places;
+    std::optional<PicturePane> picture_;  ///< empty while it is being read
     std::optional<FoundPane> found_;
     std::optional<SummaryPane> summary_;
     std::uint64_t questions_ = 0;  ///< how many were asked

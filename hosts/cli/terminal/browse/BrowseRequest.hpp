@@ -20,6 +20,10 @@ namespace KestrelCLI {
 struct ReadFolder {
     KestrelCore::Text path;
 };
+/// Read what a folder's picture shows: its items, and what is in the largest of them. A later one overtakes it.
+struct ReadPicture {
+    KestrelCore::Text path;
+};
 /// Find what lies below a folder. A later one overtakes it.
 struct FindBelow {
     KestrelCore::Text folder;
@@ -61,7 +65,7 @@ struct OpenShell {
     KestrelCore::Text folder;
 };
 
-using BrowseRequest = std::variant<ReadFolder, FindBelow, Summarise, MeasureMarks, PlanDeletion, CarryOutPlan,
-                                   StopAction, PutBack, ScanAgain, CopyPath, OpenShell>;
+using BrowseRequest = std::variant<ReadFolder, ReadPicture, FindBelow, Summarise, MeasureMarks, PlanDeletion,
+                                   CarryOutPlan, StopAction, PutBack, ScanAgain, CopyPath, OpenShell>;
 
 }  // namespace KestrelCLI

@@ -338,6 +338,57 @@ TEST_F(BrowsePageTest, showsWhatWasFoundInItsFolder) {
     EXPECT_THAT(chosen(), HasSubstr("large.bin"));
 }
 
+std::shared_ptr<BrowsePicture> pictureOf(const BrowseFolder& folder) {
+    auto picture = std::make_shared<BrowsePicture>();
+    picture->path = folder.path;
+    for (const BrowseItem& item : folder.items)
+        picture->items.push_back({.name = item.record().name().string(), .bytes = item.record().displayBytes()});
+    return picture;
+}
+
+TEST_F(BrowsePageTest, showsThePictureWithTheItemThatIsChosen) {
+    const auto folder = usual();
+    show(folder);
+    press(Kind::down);
+    press(U"p");
+    EXPECT_EQ(asked<ReadPicture>().path, "/top");
+    page.take(pictureOf(*folder));
+    EXPECT_THAT(chosen(), HasSubstr("b.iso"));
+    // To the largest, which is at the left, by an arrow or by a letter; and back in the list it is chosen still.
+    press(Kind::left);
+    EXPECT_THAT(chosen(), HasSubstr("archive"));
+    press(U"l");
+    EXPECT_THAT(chosen(), Not(HasSubstr("archive")));
+    press(U"h");
+    EXPECT_THAT(chosen(), HasSubstr("archive"));
+    press(U"p");
+    EXPECT_THAT(text(), HasSubstr("size▼"));
+    EXPECT_THAT(chosen(), HasSubstr("archive/"));
+}
+
+TEST_F(BrowsePageTest, choosesAndOpensInThePictureByTheMouse) {
+    const auto folder = usual();
+    show(folder);
+    press(Kind::down);
+    press(U"p");
+    page.take(pictureOf(*folder));
+    (void)text();
+    press({.kind = Kind::click, .character = 0, .row = 4, .column = 3});
+    EXPECT_THAT(chosen(), HasSubstr("archive"));
+    press({.kind = Kind::doubleClick, .character = 0, .row = 4, .column = 3});
+    EXPECT_EQ(asked<ReadFolder>().path, "/top/archive");
+    // The picture goes along.
+    show(sampleFolder("/top/archive", {{"one", 9}}));
+    EXPECT_EQ(asked<ReadPicture>().path, "/top/archive");
+}
+
+TEST_F(BrowsePageTest, aPictureOfAnotherReadingIsNotShown) {
+    show(usual());
+    press(U"p");
+    page.take(pictureOf(*sampleFolder("/top", {{"other", 5}})));
+    EXPECT_THAT(text(), Not(HasSubstr("other")));
+}
+
 TEST_F(BrowsePageTest, tellsEverythingAboutAnItem) {
     show(usual());
     press(Kind::down);
