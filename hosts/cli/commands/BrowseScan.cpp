@@ -18,15 +18,16 @@ namespace {
 
 using namespace std::chrono_literals;
 
-EventStream<ScanEvent> begin(const ScanScope& scope, const CancellationToken& keeping) {
+EventStream<ScanEvent> begin(const ScanScope& scope, const CancellationToken& keeping, const GrowingTree& growing) {
     ScanOptions options = ScanOptions::everything();
     options.keepingFound = keeping;
+    options.growing = growing;
     return DiskScanner{}.scan(scope, options);
 }
 
 }  // namespace
 
-BrowseScan::BrowseScan(const ScanScope& scope) : events_{begin(scope, keeping_)} {}
+BrowseScan::BrowseScan(const ScanScope& scope) : events_{begin(scope, keeping_, growing_)} {}
 
 bool BrowseScan::look() {
     for (;;) {
@@ -43,7 +44,7 @@ bool BrowseScan::look() {
 }
 
 BrowseFolders::Listing BrowseScan::listing() const {
-    return [](const Text&) { return std::nullopt; };
+    return [growing = growing_](const Text& path) { return growing.listing(path); };
 }
 
 std::optional<ScanCompleted> BrowseScan::stop() {

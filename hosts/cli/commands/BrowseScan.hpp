@@ -6,6 +6,7 @@
 #include "KestrelCore/Base/EventStream.hpp"
 #include "KestrelCore/Model/ScanProgress.hpp"
 #include "KestrelCore/Model/ScanScope.hpp"
+#include "KestrelCore/Scanning/GrowingTree.hpp"
 #include "KestrelCore/Snapshot/ScanEvent.hpp"
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 
@@ -24,7 +25,7 @@ public:
     /// After `look` was true.
     [[nodiscard]] const KestrelCore::ScanSnapshot& result() const { return completed_->snapshot; }
     [[nodiscard]] const KestrelCore::ScanProgress& progress() const { return progress_; }
-    /// Folders once they are found: none before its end.
+    /// Folders as far as they were found; stays good after this has gone.
     [[nodiscard]] BrowseFolders::Listing listing() const;
 
     /// Ends it with what was found, and waits for that until the user asks to stop. Empty where there is nothing.
@@ -32,6 +33,7 @@ public:
 
 private:
     KestrelCore::CancellationToken keeping_;
+    KestrelCore::GrowingTree growing_;
     KestrelCore::EventStream<KestrelCore::ScanEvent> events_;
     KestrelCore::ScanProgress progress_;
     std::optional<KestrelCore::ScanCompleted> completed_;

@@ -79,6 +79,8 @@ BrowsePage::BrowsePage(const Session& session, Characters characters, Text folde
 BrowsePage::Outcome BrowsePage::take(std::shared_ptr<const BrowseFolder> folder) {
     if (folder == nullptr || folder->path != path_) return {};
     const bool isNew = folder_ == nullptr;
+    // While a scan puts in order what it has found nothing can be said of it; what is shown is as good as before.
+    if (!isNew && !scan_.scan && !folder->failure.empty()) return {};
     folder_ = std::move(folder);
     list_.setFolder(folder_);
     if (isNew && toChoose_) list_.choose(*toChoose_);
