@@ -1,5 +1,5 @@
-#include "BrowsePages.hpp"
 #include "output/TerminalText.hpp"
+#include "support/BrowsePages.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
