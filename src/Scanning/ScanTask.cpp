@@ -38,6 +38,10 @@ ScanEnvironment ScanEnvironment::ofThisSystem() {
 void runScan(const ScanScope& scope, const ScanEnvironment& environment,
              const EventStream<ScanEvent>::Continuation& events, const ScanOptions& options) {
     const Date startedAt = Date::now();
+    const std::shared_ptr<GrowingTreeState> watched =
+        options.growing ? GrowingTreeAccess::state(*options.growing) : nullptr;
+    // Also of a scan that finds no root to begin with nobody shall see what the one before has left.
+    WatchedWalk{watched, nullptr}.leave();
     events.yield(ScanStarted{scope});
     if (!environment.fileManager->isReadable(scope.root.path())) {
         const int reason = fileStatus(scope.root.path().string()).errorNumber;
@@ -60,7 +64,7 @@ void runScan(const ScanScope& scope, const ScanEnvironment& environment,
 
     ScanWalk walk{rootPath, *environment.rules,
                   [&](ScanProgress progress) { events.yield(ScanProgressed{std::move(progress)}); }, options};
-    WatchedWalk growing{options.growing ? GrowingTreeAccess::state(*options.growing) : nullptr, walk.growing()};
+    WatchedWalk growing{watched, walk.growing()};
     bool isStopped = false;
     const TraversalEntry* entry = nullptr;
     while (!isStopped && (entry = traversal->next()) != nullptr) {

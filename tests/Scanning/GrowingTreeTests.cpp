@@ -268,6 +268,9 @@ TEST(GrowingTree, isEmptyBeforeAScanAndAfterOneThatGaveNothing) {
     EXPECT_FALSE(growing.listing("/tmp").has_value());
     const ScanEvents done = scanWatching(growing, FakeTree{"/tmp"}.file("a"));
     EXPECT_EQ(growing.listing("/tmp")->entries.size(), 1U);
+    const ScanEvents refused = scanWatching(growing, FakeTree{"/tmp"}, "/tmp/nothing is here");
+    EXPECT_NE(refused.error, nullptr);
+    EXPECT_FALSE(growing.listing("/tmp").has_value());
     // What another scan finds takes the place of what was there.
     const ScanEvents missing = scanWatching(growing, FakeTree::missing("/tmp", ENOENT));
     EXPECT_EQ(linesOf(growing.listing("/tmp")), linesOf(missing.result().listing("/tmp")));
