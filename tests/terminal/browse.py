@@ -200,7 +200,7 @@ def trash(folder):
     terminal.type("u" + DOWN + "D")
     terminal.shows("Type DELETE")
     terminal.type("delete" + ENTER)
-    terminal.shows("Removed 0 items")
+    terminal.shows("Nothing was removed")
     check((place.tree / "media/song.mp3").exists(), "Another word removes nothing")
     terminal.type(ESCAPE)
     terminal.shows("q quit")

@@ -112,11 +112,13 @@ BrowseResults resultsOf(const Session& session, const DeletionOutcome& outcome, 
                         const std::vector<std::string>& remarks) {
     BrowseResults results{.summary = {}, .items = {}, .gone = outcome.gone};
     for (const DeletionItemResult& result : outcome.results)
-        results.items.push_back({result.path, result.succeeded, result.message.string()});
+        results.items.push_back({result.path, result.succeeded, withoutSpaceSentence(result)});
     for (const std::string& remark : remarks) results.items.push_back({Text{}, false, remark});
     const bool isTrash = mode == DeletionMode::trash;
-    results.summary = fmt::format("{} {}{} ({}).", isTrash ? "Moved" : "Removed", itemCount(outcome.gone.size()),
-                                  isTrash ? " to the Trash" : "", session.size(outcome.freedBytes));
+    results.summary = outcome.gone.empty()
+                          ? fmt::format("Nothing was {}.", isTrash ? "moved to the Trash" : "removed")
+                          : fmt::format("{} {}{} ({}).", isTrash ? "Moved" : "Removed", itemCount(outcome.gone.size()),
+                                        isTrash ? " to the Trash" : "", session.size(outcome.freedBytes));
     if (outcome.isInterrupted)
         results.summary += fmt::format(" Stopped: {} left as they were.", itemCount(asked - outcome.results.size()));
     if (isTrash && !outcome.gone.empty())
@@ -295,15 +297,18 @@ private:
         drop(Work::marks);  // it would be waited for
         start(Work::action, [shared = shared_, request](const Out& out) {
             const std::lock_guard guard{shared->removal.mutex};
+            // Threads get the lock in any order: one that was overtaken must not take away a newer plan.
+            if (out.cancellation().isCancelled()) return;
             try {
                 std::vector<DeletionTarget> targets;
                 for (const FileRecord& item : request.items) targets.push_back({.path = item.path(), .seen = item});
                 Removal& removal = shared->removal;
-                removal.proposal = removal.run.propose(
-                    targets, request.includesHighRisk ? HighRisk::goes : HighRisk::stays, out.cancellation());
-                removal.mode = request.mode;
                 removal.remarks.clear();
-                if (!removal.proposal) return;
+                auto proposal = removal.run.propose(
+                    targets, request.includesHighRisk ? HighRisk::goes : HighRisk::stays, out.cancellation());
+                if (!proposal) return;
+                removal.proposal = std::move(proposal);
+                removal.mode = request.mode;
                 out.yield([plan = planOf(*removal.proposal, request)](BrowsePage& page) {
                     page.takePlan(plan);
                     return BrowsePage::Outcome{};
@@ -322,7 +327,10 @@ private:
             const std::lock_guard guard{shared->removal.mutex};
             try {
                 Removal& removal = shared->removal;
-                if (!removal.proposal) return;
+                if (!removal.proposal) {
+                    out.yield(failure("Nothing is planned any more; nothing was touched."));
+                    return;
+                }
                 const DeletionProposal proposal = *std::exchange(removal.proposal, std::nullopt);
                 std::size_t done = 0;
                 const auto onResult = [&](const DeletionItemResult& result) {

@@ -89,15 +89,6 @@ std::string itemCount(std::uint64_t count) { return count == 1 ? "1 item" : fmt:
 /// Said once behind the sum, and not with each item.
 constexpr const char* stillUsedSentence = " It still counts as used until the Trash is emptied: kestrel trash --empty.";
 
-/// The message of one item, without the sentence about the space that all trashed items have in common.
-std::string withoutSpaceSentence(const DeletionItemResult& result) {
-    constexpr std::string_view sentence = " Space is reclaimed after Trash is emptied.";
-    std::string message = result.message.string();
-    const std::size_t at = result.succeeded && result.resultingPath ? message.find(sentence) : std::string::npos;
-    if (at != std::string::npos) message.erase(at, sentence.size());
-    return message;
-}
-
 void showResult(const Session& session, const DeletionItemResult& result) {
     session.out << session.painted(result.succeeded ? Style::good : Style::bad,
                                    fmt::format("{}: {}", session.shownPath(result.path.view()),

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <utility>
 
 using namespace KestrelCore;
@@ -145,6 +146,14 @@ std::vector<ProtectedPlace> ownPlaces(const Session& session) {
     for (const std::string& path : ownPaths(session))
         places.push_back({path, "Kestrel’s own snapshot database is there; “kestrel clear” empties it."});
     return places;
+}
+
+std::string withoutSpaceSentence(const DeletionItemResult& result) {
+    constexpr std::string_view sentence = " Space is reclaimed after Trash is emptied.";
+    std::string message = result.message.string();
+    const std::size_t at = result.succeeded && result.resultingPath ? message.find(sentence) : std::string::npos;
+    if (at != std::string::npos) message.erase(at, sentence.size());
+    return message;
 }
 
 ExitCode exitCode(const DeletionItemResult& result) {

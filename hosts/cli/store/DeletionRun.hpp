@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace KestrelCLI {
@@ -108,6 +109,10 @@ private:
 
 /// What the program itself needs: the databases, the files that SQLite keeps beside them, and the receipts.
 [[nodiscard]] std::vector<KestrelCore::ProtectedPlace> ownPlaces(const Session& session);
+
+/// The message of one result, without the sentence about the space that all trashed items have in common: that is said
+/// once.
+[[nodiscard]] std::string withoutSpaceSentence(const KestrelCore::DeletionItemResult& result);
 
 /// What the program's end tells of one result.
 [[nodiscard]] ExitCode exitCode(const KestrelCore::DeletionItemResult& result);

@@ -29,7 +29,6 @@ constexpr std::array looking{
     KeyHelp{"e  o", "files below this folder by type, by age; Tab also by extension, depth, size"},
     KeyHelp{"i", "everything about the item"},
     KeyHelp{"y", "copy its path"},
-    KeyHelp{"!", "a shell in this folder"},
     KeyHelp{"r", "scan again"},
 };
 constexpr std::array acting{
@@ -37,6 +36,7 @@ constexpr std::array acting{
     KeyHelp{"t  Del", "move what is marked, or else the item, to the Trash: shows first what would happen"},
     KeyHelp{"D", "the same for good; asks for a word"},
     KeyHelp{"z", "put back what was moved to the Trash last"},
+    KeyHelp{"!", "a shell in this folder"},
 };
 constexpr std::array ending{
     KeyHelp{"?", "this page"},
@@ -56,7 +56,7 @@ std::vector<ScreenLine> browseKeys(std::size_t columns, const std::string& whyRe
     if (whyReadOnly.empty()) {
         add(acting);
     } else {
-        addFact(lines, "t  D  z", whyReadOnly, columns);
+        addFact(lines, "t  D  z  !", whyReadOnly, columns);
         lines.emplace_back();
     }
     add(ending);

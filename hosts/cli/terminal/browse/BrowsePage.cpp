@@ -154,6 +154,8 @@ BrowsePage::Outcome BrowsePage::takeResults(BrowseResults results) {
     Outcome outcome = requesting(ReadFolder{path_});
     if (found_) append(outcome, ask());
     if (summary_) append(outcome, askSummary());
+    // What stays marked frees something else now.
+    append(outcome, measureMarks());
     return outcome;
 }
 
@@ -384,7 +386,13 @@ std::optional<BrowsePage::Outcome> BrowsePage::pressForView(char32_t character) 
         for (std::size_t place = 0; place < list_.count(); ++place) marks_.mark(list_.item(place).record());
         return measureMarks();
     case U'r': return requesting(ScanAgain{});
-    case U'!': return requesting(OpenShell{path_});
+    case U'!':
+        // A shell can take away all that the page does not.
+        if (!options_.whyReadOnly.empty()) {
+            setMessage(options_.whyReadOnly, Style::plain);
+            return Outcome{};
+        }
+        return requesting(OpenShell{path_});
     default: return std::nullopt;
     }
 }
