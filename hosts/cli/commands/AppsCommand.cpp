@@ -4,6 +4,7 @@
 #include "output/ApplicationList.hpp"
 #include "output/JSONOutput.hpp"
 #include "output/NearNames.hpp"
+#include "output/Paragraph.hpp"
 #include "terminal/Interruption.hpp"
 
 #include "KestrelCore/Applications/ApplicationInspector.hpp"
@@ -106,9 +107,9 @@ ExitCode listOrphans(const Session& session, const Operands& operands, Applicati
         writeOrphans(json, orphans);
         json.finish();
     } else if (orphans.empty()) {
-        session.out << (operands.empty() ? "Nothing was left behind by applications that are not installed.\n"
-                                         : "Nothing of that name was left behind by an application that is not "
-                                           "installed.\n");
+        writeParagraph(session, operands.empty()
+                                    ? "Nothing was left behind by applications that are not installed."
+                                    : "Nothing of that name was left behind by an application that is not installed.");
     } else {
         showOrphans(session, orphans);
     }

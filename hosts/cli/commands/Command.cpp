@@ -5,6 +5,7 @@
 #include "commands/ParseErrorText.hpp"
 #include "commands/Suggestion.hpp"
 #include "output/ErrorOutput.hpp"
+#include "output/WordWrap.hpp"
 #include "store/ScanSaving.hpp"
 #include "store/When.hpp"
 #include "terminal/Interruption.hpp"
@@ -94,13 +95,12 @@ private:
                            command.operands);
     }
 
-    /// As they are typed: a line that is to be copied is not parted.
-    static std::string examples(const CommandApp* command) {
+    [[nodiscard]] std::string examples(const CommandApp* command) const {
         const std::vector<std::string> general{"kestrel scan ~/Downloads", "kestrel search huge videos",
                                                "kestrel scan --json /srv | python3 -m json.tool"};
         const std::vector<std::string>& lines = command == nullptr ? general : command->command().examples;
         std::string text = lines.empty() ? "" : "\nExamples:\n";
-        for (const std::string& example : lines) text += "  " + example + '\n';
+        for (const std::string& example : lines) text += exampleLine(example, columns_);
         return text;
     }
 

@@ -1,6 +1,7 @@
 #include "commands/HelpText.hpp"
 
 #include "output/TerminalText.hpp"
+#include "output/WordWrap.hpp"
 
 #include <algorithm>
 #include <vector>
@@ -42,29 +43,33 @@ std::string line(std::string_view left, std::string_view right, std::size_t left
 
 }  // namespace
 
-std::string wrappedWords(std::string_view text, std::size_t columns, std::size_t indent) {
+std::string exampleLine(std::string_view example, std::size_t columns) {
+    constexpr std::string_view first = "  ";
+    constexpr std::string_view further = "      ";
     std::string result;
-    std::size_t used = 0;
-    for (std::size_t begin = 0; begin < text.size();) {
-        const std::size_t end = std::min(text.find_first_of(" \n", begin), text.size());
-        const std::string_view word = text.substr(begin, end - begin);
-        const std::size_t width = TerminalText::width(word);
-        if (used > 0 && used + 1 + width > columns) {
-            result += '\n' + std::string(indent, ' ');
-            used = indent;
-        } else if (used > 0 && begin > 0 && text[begin - 1] == ' ') {
-            result += ' ';
-            ++used;
+    std::string_view indent = first;
+    while (indent.size() + TerminalText::width(example) > columns) {
+        // Within quotes a blank is part of a word, and so would be the end of a line.
+        std::size_t at = std::string_view::npos;
+        std::size_t beforeOption = std::string_view::npos;  // which stays together with its value
+        char quote = 0;
+        for (std::size_t i = 0; i < example.size() && indent.size() + i + 2 <= columns; ++i) {
+            if (quote != 0) {
+                if (example[i] == quote) quote = 0;
+            } else if (example[i] == '\'' || example[i] == '"') {
+                quote = example[i];
+            } else if (example[i] == ' ') {
+                at = i;
+                if (example.substr(i + 1, 1) == "-") beforeOption = i;
+            }
         }
-        result += word;
-        used += width;
-        if (end < text.size() && text[end] == '\n') {
-            result += '\n';
-            used = 0;
-        }
-        begin = end + 1;
+        if (beforeOption != std::string_view::npos) at = beforeOption;
+        if (at == std::string_view::npos) break;
+        result.append(indent).append(example.substr(0, at)).append(" \\\n");
+        example.remove_prefix(at + 1);
+        indent = further;
     }
-    return result;
+    return result.append(indent).append(example).append("\n");
 }
 
 std::string optionLines(const CLI::App& app, std::size_t columns) {

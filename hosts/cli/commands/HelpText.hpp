@@ -8,9 +8,9 @@
 
 namespace KestrelCLI {
 
-/// `text` in lines of at most `columns`, parted at blanks; lines after the first begin with `indent` blanks. A word
-/// that is longer than a line stays whole. New lines in `text` stay. Without a newline at the end.
-[[nodiscard]] std::string wrappedWords(std::string_view text, std::size_t columns, std::size_t indent);
+/// An example as it is typed, indented and with a new line at its end. Where it is longer than a line it is parted
+/// between words as a shell reads it on, with "\\" at the end of the line; a word that is longer stays whole.
+[[nodiscard]] std::string exampleLine(std::string_view example, std::size_t columns);
 
 /// The lines of the options of `app` that are not hidden, wrapped to `columns`; empty where there are none.
 [[nodiscard]] std::string optionLines(const CLI::App& app, std::size_t columns);

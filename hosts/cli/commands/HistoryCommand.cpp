@@ -57,33 +57,47 @@ std::string remarks(const Generation& generation) {
     return fmt::format("{}", fmt::join(words, ", "));
 }
 
-/// One line a scan; where the terminal is narrow, without what can be done without.
-void showScans(const Session& session, const std::vector<const Generation*>& scans) {
-    const auto hasRoomOf = [&](std::size_t columns) { return session.columns() == 0 || session.columns() >= columns; };
-    const bool showsTime = hasRoomOf(60);
-    const bool showsAge = hasRoomOf(76) || !showsTime;
-    const bool showsStored = hasRoomOf(50);
+/// What stands beside the figures that are always there.
+struct ShownColumns {
+    bool time = true;
+    bool age = true;
+    bool stored = true;
+};
+
+Table scanTable(const Session& session, const std::vector<const Generation*>& scans, const ShownColumns& shows) {
     std::vector<Table::Column> columns{{.title = "No.", .align = Table::Align::right}};
-    if (showsTime) columns.push_back({.title = "Scanned"});
-    if (showsAge) columns.push_back({.title = "Age"});
+    if (shows.time) columns.push_back({.title = "Scanned"});
+    if (shows.age) columns.push_back({.title = "Age"});
     columns.push_back({.title = "Items", .align = Table::Align::right});
     columns.push_back({.title = "Size", .align = Table::Align::right});
-    if (showsStored) columns.push_back({.title = "Kept in", .align = Table::Align::right});
+    if (shows.stored) columns.push_back({.title = "Kept in", .align = Table::Align::right});
     columns.push_back({.title = "", .shrinks = true});
     Table table{columns};
     const Date now = Date::now();
     for (const Generation* scan : scans) {
         std::vector<Table::Cell> cells{{.text = std::to_string(scan->number)}};
-        if (showsTime) cells.push_back({.text = localTime(scan->completedAt)});
-        if (showsAge) cells.push_back({.text = age(scan->completedAt, now), .style = Style::quiet});
+        if (shows.time) cells.push_back({.text = localTime(scan->completedAt)});
+        if (shows.age) cells.push_back({.text = age(scan->completedAt, now), .style = Style::quiet});
         // The root is a record, but not an item in it.
         cells.push_back({.text = ByteFormat::count(std::max<std::int64_t>(0, scan->records - 1))});
         cells.push_back({.text = session.size(scan->totalAllocatedBytes)});
-        if (showsStored) cells.push_back({.text = session.size(scan->storedBytes), .style = Style::quiet});
+        if (shows.stored) cells.push_back({.text = session.size(scan->storedBytes), .style = Style::quiet});
         cells.push_back({.text = remarks(*scan), .style = Style::quiet});
         table.addRow(std::move(cells));
     }
-    table.write(session);
+    return table;
+}
+
+/// One line a scan; where the terminal is narrow, without what can be done without.
+void showScans(const Session& session, const std::vector<const Generation*>& scans) {
+    for (const ShownColumns& shows :
+         {ShownColumns{}, ShownColumns{.age = false}, ShownColumns{.age = false, .stored = false},
+          ShownColumns{.time = false, .stored = false}}) {
+        const Table table = scanTable(session, scans, shows);
+        const bool isLast = !shows.time;
+        if (!isLast && session.columns() > 0 && table.leastWidth() > session.columns()) continue;
+        return table.write(session);
+    }
 }
 
 /// A table for each root; the root that was scanned last comes first.

@@ -24,6 +24,7 @@ namespace KestrelCLI {
 
 namespace {
 
+using KestrelCore::MemoryDetails;
 using KestrelCore::SystemMetricsSampler;
 using KestrelCore::SystemSample;
 using namespace std::chrono_literals;
@@ -36,13 +37,14 @@ struct MonitorOptions {
     std::optional<std::uint64_t> count;
 };
 
-void printSample(const Session& session, const SystemSample& sample) {
+void printSample(const Session& session, const SystemSample& sample, const MemoryDetails& memory) {
     if (session.options.json) {
         JSONOutput json{session.out};
         json.memberJSON("sample", sample.encodedJSON());
+        json.member("cacheBytes", memory.cacheBytes);
         json.finish();
     } else {
-        session.out << session.shown(monitorLine(session, sample)) << '\n';
+        session.out << session.shown(monitorLine(session, sample, memory)) << '\n';
     }
 }
 
@@ -54,7 +56,7 @@ ExitCode printLines(const Session& session, Seconds every, std::uint64_t count) 
         Interruption::check();
         auto next = samples.next(pollInterval);
         if (!std::holds_alternative<SystemSample>(next)) continue;
-        printSample(session, std::get<SystemSample>(next));
+        printSample(session, std::get<SystemSample>(next), sampler.memoryDetails());
         ++printed;
         // Whoever reads along gets each line at once, and a reader that went away ends the command.
         if (!session.flush()) return ExitCode::failed;

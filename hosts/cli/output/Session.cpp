@@ -1,5 +1,7 @@
 #include "output/Session.hpp"
 
+#include "output/WordWrap.hpp"
+
 #include <cstdlib>
 
 namespace KestrelCLI {
@@ -49,7 +51,10 @@ std::string Session::painted(Style style, std::string_view text) const {
 void Session::say(std::string_view message) const {
     // Results come first where both go to one terminal.
     out.flush();
-    messages << "kestrel: " << TerminalText::escaped(message) << '\n';
+    const std::string line = "kestrel: " + TerminalText::escaped(message);
+    // Only where a person reads it: whoever looks for a sentence in a file finds it on one line.
+    constexpr std::size_t indent = 2;
+    messages << (terminal.isMessages ? wrappedWords(line, terminal.columns, indent) : line) << '\n';
     messages.flush();
 }
 

@@ -80,7 +80,8 @@ struct Session {
     /// The width to stay within when results are shown; 0, no limit, when standard output is not a terminal.
     [[nodiscard]] std::size_t columns() const { return terminal.isOutput ? terminal.columns : 0; }
 
-    /// One line on standard error, "kestrel: " before it; escaped, so any text may stand in it.
+    /// A sentence on standard error, "kestrel: " before it; escaped, so any text may stand in it. One line, but on a
+    /// terminal, where it is parted between words.
     void say(std::string_view message) const;
 
     /// Hands on what was written; false when standard output no longer takes it (closed pipe, full disk). A command

@@ -98,6 +98,13 @@ std::vector<std::size_t> Table::widths(std::size_t columns) const {
     return result;
 }
 
+std::size_t Table::leastWidth() const {
+    const std::vector<std::size_t> least = widths(1);
+    std::size_t sum = columns_.empty() ? 0 : (columns_.size() - 1) * gap;
+    for (const std::size_t width : least) sum += width;
+    return sum;
+}
+
 void Table::write(std::ostream& out, std::size_t columns, bool hasColor, Characters characters) const {
     const std::vector<std::size_t> width = widths(columns);
     const auto writeRow = [&](const auto& cellAt) {

@@ -34,6 +34,8 @@ public:
 
     /// One cell for each column.
     void addRow(std::vector<Cell> cells) { rows_.push_back(std::move(cells)); }
+    /// How narrow the widest row can be made.
+    [[nodiscard]] std::size_t leastWidth() const;
     [[nodiscard]] bool isEmpty() const { return rows_.empty(); }
 
     /// Writes all rows, two blanks between columns. `columns` is the width to stay within; 0 means no limit, which is

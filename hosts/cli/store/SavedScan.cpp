@@ -1,6 +1,7 @@
 #include "store/SavedScan.hpp"
 
 #include "output/Times.hpp"
+#include "output/WordWrap.hpp"
 #include "store/HistoryAccess.hpp"
 #include "store/Places.hpp"
 #include "terminal/Interruption.hpp"
@@ -176,11 +177,11 @@ NamedRecord NamedRecord::folder(const Session& session, const std::vector<std::s
 
 void writeAge(const Session& session, const Generation& scan) {
     if (session.options.json) return;
+    const std::string text = fmt::format("{}, scanned {} ({}){}", session.shownPath(scan.scope.root.path().view()),
+                                         age(scan.completedAt, Date::now()), localTime(scan.completedAt),
+                                         scan.isComplete ? "" : ", incomplete");
     session.out << session.painted(Style::quiet,
-                                   fmt::format("{}, scanned {} ({}){}",
-                                               session.shownPath(scan.scope.root.path().view()),
-                                               age(scan.completedAt, Date::now()), localTime(scan.completedAt),
-                                               scan.isComplete ? "" : ", incomplete"))
+                                   session.columns() > 0 ? wrappedWords(text, session.columns(), 0) : text)
                 << "\n\n";
 }
 

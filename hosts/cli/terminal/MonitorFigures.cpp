@@ -67,12 +67,13 @@ std::string percentText(double fraction) { return fmt::format("{:.1f} %", fracti
 std::string MonitorFigures::rate(std::int64_t bytesPerSecond) const { return session_.size(bytesPerSecond) + "/s"; }
 
 // Everything with its label, since a line may be looked at by itself, far from the first.
-std::string monitorLine(const Session& session, const SystemSample& sample) {
-    std::string line = fmt::format(
-        "{}  cpu {}  memory {} of {} ({})  swap {}  down {}/s  up {}/s", sample.timestamp.rfc3339(),
-        percentText(sample.cpuUsedFraction), session.size(sample.memoryUsedBytes),
-        session.size(sample.memoryTotalBytes), sample.memoryPressure.view(), session.size(sample.swapUsedBytes),
-        session.size(sample.networkDownBytesPerSecond), session.size(sample.networkUpBytesPerSecond));
+std::string monitorLine(const Session& session, const SystemSample& sample, const MemoryDetails& memory) {
+    std::string line = fmt::format("{}  cpu {}  memory {} of {} ({})", sample.timestamp.rfc3339(),
+                                   percentText(sample.cpuUsedFraction), session.size(sample.memoryUsedBytes),
+                                   session.size(sample.memoryTotalBytes), sample.memoryPressure.view());
+    if (memory.cacheBytes) line += fmt::format("  cache {}", session.size(*memory.cacheBytes));
+    line += fmt::format("  swap {}  down {}/s  up {}/s", session.size(sample.swapUsedBytes),
+                        session.size(sample.networkDownBytesPerSecond), session.size(sample.networkUpBytesPerSecond));
     if (sample.batteryPercent || sample.isCharging) line += "  battery " + powerText(sample);
     line += fmt::format("  thermal {}", rawValue(sample.thermalLevel));
     return line;

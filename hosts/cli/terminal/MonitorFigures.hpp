@@ -58,7 +58,8 @@ private:
 };
 
 /// One sample as a line of text, for output that is not a live page.
-[[nodiscard]] std::string monitorLine(const Session& session, const KestrelCore::SystemSample& sample);
+[[nodiscard]] std::string monitorLine(const Session& session, const KestrelCore::SystemSample& sample,
+                                      const KestrelCore::MemoryDetails& memory);
 
 /// "12.3 %" of a fraction of 1.
 [[nodiscard]] std::string percentText(double fraction);

@@ -343,9 +343,15 @@ ScreenLine ProcessPane::foot() const {
         return line(fmt::format("Filter: {}_  (Enter keeps it, Esc clears it)", TerminalText::escaped(typed_)),
                     Style::heading);
     if (message_) return line(TerminalText::escaped(message_->text), message_->style);
-    std::string keys = "c m n d sort  t tree  / filter  Del quit  Space freeze  ? help";
-    if (!typed_.empty()) keys = fmt::format("Only “{}” (Esc shows all)  ", TerminalText::escaped(typed_)) + keys;
-    return line(keys, Style::quiet);
+    // Whole keys only, and the one that tells all of them last.
+    constexpr std::string_view help = "? help";
+    std::string keys;
+    if (!typed_.empty()) keys = fmt::format("Only “{}” (Esc shows all)  ", TerminalText::escaped(typed_));
+    for (const std::string_view key : {"c m n d sort", "t tree", "/ filter", "Del quit", "Space freeze"}) {
+        if (TerminalText::width(keys) + key.size() + 2 + help.size() > columns_) break;
+        keys += fmt::format("{}  ", key);
+    }
+    return line(keys.append(help), Style::quiet);
 }
 
 std::vector<ScreenLine> ProcessPane::lines() const {

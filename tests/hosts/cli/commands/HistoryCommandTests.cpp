@@ -184,6 +184,24 @@ TEST_F(HistoryCommands, showScansByRootNewestFirst) {
     EXPECT_THAT(json, HasSubstr("\"isPinned\": false, \"origin\": \"scan\"}, {\"number\": 2, "));
 }
 
+TEST_F(HistoryCommands, showNoRowThatIsWiderThanTheTerminal) {
+    scan(folder_.path());
+    ASSERT_EQ(run({"history", "--pin", "1"}).code, ExitCode::done);
+    for (std::size_t columns = 40; columns < 120; ++columns) {
+        Terminal terminal;
+        terminal.isOutput = true;
+        terminal.columns = columns;
+        const CommandRun shown = runCommands({"history", "--color=never"}, {addHistoryCommand}, terminal);
+        std::istringstream lines{shown.out};
+        std::string line;
+        std::getline(lines, line);  // the folder
+        while (std::getline(lines, line)) EXPECT_LE(TerminalText::width(line), columns) << line;
+        if (columns < 60) continue;
+        EXPECT_THAT(shown.out, HasSubstr("Kept in")) << columns;
+        EXPECT_THAT(shown.out, HasSubstr("Scanned")) << columns;
+    }
+}
+
 TEST_F(HistoryCommands, forgetPinAndUnpinWhatIsNamed) {
     for (int i = 0; i < 4; ++i) scan(folder_.path());
     EXPECT_EQ(run({"history", "--forget", "1", "--forget", "3", "--pin", "2"}).out, "Scans 1, 3 are forgotten.\n");

@@ -30,4 +30,17 @@ TEST(Paragraph, breaksBetweenWordsOnATerminalOnly) {
     EXPECT_EQ(written(text, narrow), "None is chosen by itself.\n");
 }
 
+TEST(Message, breaksBetweenWordsOnATerminalOnly) {
+    std::ostringstream out;
+    std::ostringstream messages;
+    Session session{.out = out, .messages = messages, .terminal = {}, .options = {}};
+    session.terminal.columns = 20;
+    session.say("What can't be read is named.");
+    EXPECT_EQ(messages.str(), "kestrel: What can't be read is named.\n");
+    messages.str("");
+    session.terminal.isMessages = true;
+    session.say("What can't be read is named.");
+    EXPECT_EQ(messages.str(), "kestrel: What can't\n  be read is named.\n");
+}
+
 }  // namespace KestrelCLI

@@ -334,10 +334,22 @@ TEST_F(MonitorPageTest, showsASCIIAloneWhereNothingElseCanBeShown) {
 }
 
 TEST_F(MonitorPageTest, isALineOfTextForAPipe) {
-    EXPECT_EQ(
-        monitorLine(session, sample),
-        "2001-01-01T00:00:00Z  cpu 25.0 %  memory 9.00 GB of 10.0 GB (High)  swap 5.00 MB  down 1.50 MB/s  up 0 B/s"
-        "  battery 50.0 %, on battery  thermal serious");
+    EXPECT_EQ(monitorLine(session, sample, {.cacheBytes = 3'000'000'000}),
+              "2001-01-01T00:00:00Z  cpu 25.0 %  memory 9.00 GB of 10.0 GB (High)  cache 3.00 GB  swap 5.00 MB"
+              "  down 1.50 MB/s  up 0 B/s  battery 50.0 %, on battery  thermal serious");
+    EXPECT_EQ(monitorLine(session, sample, {}).find("cache"), std::string::npos);
+}
+
+TEST_F(MonitorPageTest, tellsWholeKeysAndTheOneThatTellsAllOfThem) {
+    page.processes().setRows({row(12, "one", 1)});
+    for (const std::size_t columns : {40U, 60U, 61U, 80U}) {
+        const std::string text = textOf(page.lines(columns, 24));
+        const std::string last = text.substr(text.rfind('\n', text.size() - 2) + 1);
+        EXPECT_LE(TerminalText::width(last), columns + 1) << last;
+        EXPECT_TRUE(last.starts_with("c m n d sort  t tree  / filter  ")) << last;
+        EXPECT_TRUE(last.ends_with("  ? help\n")) << last;
+        EXPECT_EQ(last.find("freeze") != std::string::npos, columns > 61) << last;
+    }
 }
 
 }  // namespace
