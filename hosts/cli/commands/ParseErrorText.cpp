@@ -48,8 +48,8 @@ std::string missingValue(std::string_view name, const CLI::Option* option) {
         what = option->get_option_text().empty() ? option->get_type_name() : option->get_option_text();
     const std::string_view example = option == nullptr ? std::string_view{} : exampleOf(*option);
     if (what.empty() || example.empty()) return fmt::format("{} needs a value.", name);
-    const std::string_view article = what == "N" ? "number N" : what;
-    return fmt::format("{} needs a value, {}, as in {} {}.", name, article, name, example);
+    const std::string wanted = what == "N" ? "number N" : what;
+    return fmt::format("{} needs a value, {}, as in {} {}.", name, wanted, name, example);
 }
 
 std::string parseErrorText(const CLI::ParseError& error, const CLI::App& app) {
