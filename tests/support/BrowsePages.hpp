@@ -55,7 +55,6 @@ inline std::shared_ptr<BrowseFolder> sampleFolder(const std::string& path, const
     auto folder = std::make_shared<BrowseFolder>();
     folder->path = path;
     folder->hasParent = true;
-    std::uint32_t rank = 0;
     for (const SampleItem& item : items) {
         const bool isFolder = item.name.ends_with('/');
         const std::string name = isFolder ? item.name.substr(0, item.name.size() - 1) : item.name;
@@ -73,8 +72,7 @@ inline std::shared_ptr<BrowseFolder> sampleFolder(const std::string& path, const
                                .fileExtension = name.substr(std::min(name.size(), name.rfind('.') + 1)),
                                .isHidden = name.starts_with('.')}},
                       .below = {.items = item.items, .allocatedBytes = item.bytes, .apparentBytes = item.length}},
-            .change = item.change,
-            .nameRank = rank++};
+            .change = item.change};
         folder->displayBytes += item.bytes;
         folder->below.items += 1 + item.items;
         folder->below.apparentBytes += item.length;

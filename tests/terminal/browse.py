@@ -193,6 +193,8 @@ def trash(folder):
     terminal.shows("Nothing lies in this folder")
     check("song.mp3" not in place.run("search", "song", "--json").stdout, "The saved scan follows")
     terminal.type("z")
+    terminal.shows("and 1 more, trashed just now? [y/N]")
+    terminal.type("y")
     terminal.shows("Put back 2 items")
     chooses(terminal, "film.mp4")
     check((place.tree / "media/song.mp3").exists(), "It is back")

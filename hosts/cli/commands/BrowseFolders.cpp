@@ -1,6 +1,7 @@
 #include "commands/BrowseFolders.hpp"
 
 #include "commands/SearchHints.hpp"
+#include "output/ByteFormat.hpp"
 
 #include "KestrelCore/Base/Date.hpp"
 #include "KestrelCore/Base/NaturalOrder.hpp"
@@ -8,6 +9,8 @@
 #include "KestrelCore/Model/KestrelError.hpp"
 #include "KestrelCore/Model/SearchExplanation.hpp"
 #include "KestrelCore/Model/SearchQuery.hpp"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -28,7 +31,8 @@ constexpr std::int64_t mostFound = 1000;
 
 /// A folder is drawn with its content from one part in so many of the picture.
 constexpr std::int64_t smallestShare = 60;
-/// More than have room in a tile.
+/// More than have room in a picture, and in a tile.
+constexpr std::size_t mostItems = 1000;
 constexpr std::size_t mostChildren = 200;
 
 PictureItem pictureItem(const FileRecord& record, std::optional<std::int64_t> change) {
@@ -39,15 +43,8 @@ PictureItem pictureItem(const FileRecord& record, std::optional<std::int64_t> ch
     return item;
 }
 
-void rankNames(std::vector<BrowseItem>& items) {
-    std::vector<std::uint32_t> order(items.size());
-    std::iota(order.begin(), order.end(), 0U);
-    std::ranges::sort(order, [&](std::uint32_t a, std::uint32_t b) {
-        const auto natural = NaturalOrder::compareInList(items[a].record().name(), items[b].record().name());
-        return natural == 0 ? a < b : natural < 0;
-    });
-    for (std::uint32_t rank = 0; rank < order.size(); ++rank) items[order[rank]].nameRank = rank;
-}
+/// Ends a sort that nobody waits for any more.
+struct Overtaken {};
 
 /// What each item took at the scan before, and what is gone since.
 void compare(BrowseFolder& folder, const SavedScan& earlier) {
@@ -95,7 +92,6 @@ std::shared_ptr<const BrowseFolder> BrowseFolders::folder(const Text& path) cons
         folder->isComplete = listing->isComplete;
         folder->items.reserve(listing->entries.size());
         for (FolderEntry& entry : listing->entries) folder->items.push_back({.entry = std::move(entry)});
-        rankNames(folder->items);
         if (scan_ != nullptr) {
             if (const auto record = scan_->record(path)) folder->displayBytes = record->displayBytes();
         }
@@ -106,21 +102,30 @@ std::shared_ptr<const BrowseFolder> BrowseFolders::folder(const Text& path) cons
     return folder;
 }
 
-std::shared_ptr<const BrowsePicture> BrowseFolders::picture(const Text& path,
+std::shared_ptr<const BrowsePicture> BrowseFolders::picture(const std::shared_ptr<const BrowseFolder>& folder,
                                                             const CancellationToken& cancellation) const {
     auto picture = std::make_shared<BrowsePicture>();
-    picture->path = path;
-    const std::shared_ptr<const BrowseFolder> folder = this->folder(path);
-    if (!folder->failure.empty()) return nullptr;
+    picture->folder = folder;
     std::int64_t all = 0;
+    PictureItem rest;
     for (const BrowseItem& item : folder->items) {
-        picture->items.push_back(pictureItem(item.record(), item.change));
-        all += std::max<std::int64_t>(0, item.record().displayBytes());
+        PictureItem shown = pictureItem(item.record(), item.change);
+        all += shown.bytes;
+        if (picture->items.size() < mostItems) {
+            picture->items.push_back(std::move(shown));
+        } else {
+            rest.bytes += shown.bytes;
+        }
     }
-    for (std::size_t index = 0; index < folder->items.size(); ++index) {
+    const std::size_t itemCount = picture->items.size();
+    for (std::size_t index = 0; index < itemCount; ++index) {
         const FileRecord& record = folder->items[index].record();
         if (record.isContainer()) fill(picture->items[index], record.path(), all / smallestShare, 2, cancellation);
         if (cancellation.isCancelled()) return nullptr;
+    }
+    if (const std::size_t others = folder->items.size() - itemCount; others > 0) {
+        rest.name = fmt::format("{} smaller items", ByteFormat::count(static_cast<std::int64_t>(others)));
+        picture->items.push_back(std::move(rest));
     }
     return picture;
 }
@@ -197,6 +202,25 @@ std::shared_ptr<const BrowseFolders> BrowseFolders::newest(const SnapshotHistory
         // It was readable a moment ago, and what was read then still is.
     }
     return std::make_shared<const BrowseFolders>(*this);
+}
+
+std::optional<BrowseNameOrder> nameOrder(const std::shared_ptr<const BrowseFolder>& folder,
+                                         const CancellationToken& cancellation) {
+    std::vector<std::uint32_t> order(folder->items.size());
+    std::iota(order.begin(), order.end(), 0U);
+    const auto name = [&](std::uint32_t index) -> const Text& { return folder->items[index].record().name(); };
+    try {
+        std::ranges::sort(order, [&](std::uint32_t a, std::uint32_t b) {
+            if (cancellation.isCancelled()) throw Overtaken{};
+            const auto natural = NaturalOrder::compareInList(name(a), name(b));
+            return natural == 0 ? a < b : natural < 0;
+        });
+    } catch (const Overtaken&) {
+        return std::nullopt;
+    }
+    BrowseNameOrder result{.folder = folder, .ranks = std::vector<std::uint32_t>(order.size())};
+    for (std::uint32_t rank = 0; rank < order.size(); ++rank) result.ranks[order[rank]] = rank;
+    return result;
 }
 
 std::shared_ptr<const SavedScan> scanBefore(const SnapshotHistory& history, const Text& root,

@@ -29,9 +29,10 @@ public:
     BrowseFolders(KestrelCore::Text root, Listing listing, std::shared_ptr<const SavedScan> earlier);
 
     [[nodiscard]] std::shared_ptr<const BrowseFolder> folder(const KestrelCore::Text& path) const;
-    /// What the folder's picture shows; null where it was cancelled or there is no such folder.
+    /// What the folder's picture shows; null where it was cancelled.
     [[nodiscard]] std::shared_ptr<const BrowsePicture>
-    picture(const KestrelCore::Text& path, const KestrelCore::CancellationToken& cancellation) const;
+    picture(const std::shared_ptr<const BrowseFolder>& folder,
+            const KestrelCore::CancellationToken& cancellation) const;
     /// Null where it was cancelled.
     [[nodiscard]] std::shared_ptr<const BrowseFound> find(const FindBelow& query,
                                                           const KestrelCore::CancellationToken& cancellation) const;
@@ -59,6 +60,10 @@ private:
     std::shared_ptr<const SavedScan> scan_;
     std::shared_ptr<const SavedScan> earlier_;
 };
+
+/// The natural order of the folder's names; empty where it was cancelled.
+[[nodiscard]] std::optional<BrowseNameOrder> nameOrder(const std::shared_ptr<const BrowseFolder>& folder,
+                                                       const KestrelCore::CancellationToken& cancellation);
 
 /// The newest whole scan of `root` that is older than `scan` (absent: than now); null where there is none, or none that
 /// can be read.

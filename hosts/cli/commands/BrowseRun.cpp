@@ -1,6 +1,7 @@
 #include "commands/BrowseRun.hpp"
 
 #include "commands/BrowseScan.hpp"
+#include "output/Times.hpp"
 #include "store/DeletionRun.hpp"
 #include "store/Restoration.hpp"
 #include "store/ScanSaving.hpp"
@@ -15,12 +16,14 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstddef>
 #include <exception>
 #include <functional>
 #include <mutex>
+#include <thread>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -49,6 +52,7 @@ using Out = Answers::Continuation;
 constexpr std::chrono::milliseconds scanInterval = 100ms;
 constexpr std::chrono::milliseconds secondKeyInterval = 300ms;
 constexpr std::chrono::milliseconds idleInterval = 20s;  // "2 minutes ago" gets older
+constexpr std::chrono::milliseconds closedInterval = 20ms;
 /// A folder of a scan that runs is read again after as many looks at the scan.
 constexpr int looksPerRefresh = 3;
 
@@ -190,6 +194,8 @@ private:
             // What is being taken away is stopped, and its end waited for: nothing may be left half-way.
             if (!isOver_ && page_.isActing()) stop_.cancel();
             isOver_ = true;
+            // A terminal that has gone ends every wait at once.
+            if (key.kind == ScreenKey::Kind::closed && page_.isActing()) std::this_thread::sleep_for(closedInterval);
             return true;
         }
         if (key.kind == ScreenKey::Kind::woken) return false;
@@ -236,14 +242,23 @@ private:
     // ---- Requests --------------------------------------------------------------------------------------------------
 
     void carryOut(const ReadFolder& request) {
-        start(Work::folder, [folders = folders_, path = request.path](const Out& out) {
-            out.yield([folder = folders->folder(path)](BrowsePage& page) { return page.take(folder); });
+        start(Work::folder, [folders = folders_, path = request.path, wakeUp = wakeUp_](const Out& out) {
+            const auto folder = folders->folder(path);
+            out.yield([folder](BrowsePage& page) { return page.take(folder); });
+            // Of many names the order takes longer than the rest, so it comes after what is seen first.
+            wakeUp->wake();
+            auto order = nameOrder(folder, out.cancellation());
+            if (!order) return;
+            out.yield([order = std::move(*order)](BrowsePage& page) {
+                page.take(order);
+                return BrowsePage::Outcome{};
+            });
         });
     }
 
     void carryOut(const ReadPicture& request) {
-        start(Work::picture, [folders = folders_, path = request.path](const Out& out) {
-            auto picture = folders->picture(path, out.cancellation());
+        start(Work::picture, [folders = folders_, folder = request.folder](const Out& out) {
+            auto picture = folders->picture(folder, out.cancellation());
             if (picture == nullptr) return;
             out.yield([picture](BrowsePage& page) {
                 page.take(picture);
@@ -309,7 +324,9 @@ private:
                 if (!proposal) return;
                 removal.proposal = std::move(proposal);
                 removal.mode = request.mode;
-                out.yield([plan = planOf(*removal.proposal, request)](BrowsePage& page) {
+                BrowsePlan plan = planOf(*removal.proposal, request);
+                plan.remarks = removal.remarks;
+                out.yield([plan = std::move(plan)](BrowsePage& page) {
                     page.takePlan(plan);
                     return BrowsePage::Outcome{};
                 });
@@ -358,16 +375,52 @@ private:
 
     void carryOut(const StopAction&) { stop_.cancel(); }
 
-    void carryOut(const PutBack&) {
-        start(Work::action, [this, folders = folders_, history = start_.history, shared = shared_](const Out& out) {
+    void carryOut(const LookForTrashed&) {
+        start(Work::action, [shared = shared_](const Out& out) {
+            const std::lock_guard guard{shared->removal.mutex};
+            try {
+                const Restoration restoration{shared->session, [](std::string_view) {}};
+                const std::vector<KnownReceipt> receipts = restoration.receipts();
+                std::vector<const KnownReceipt*> back = lastRequest(receipts);
+                std::erase_if(back, [](const KnownReceipt* each) { return !each->place; });
+                const Text request = back.empty() ? Text{} : back.front()->receipt.id.uuidString();
+                std::string question;
+                if (!back.empty()) {
+                    question = fmt::format("Put back {}{}, trashed {}? [y/N]",
+                                           shared->session.shownPath(back.front()->receipt.path.view()),
+                                           back.size() > 1 ? fmt::format(" and {} more", back.size() - 1) : "",
+                                           age(back.front()->receipt.trashedAt, Date::now()));
+                }
+                out.yield([request, question](BrowsePage& page) {
+                    page.takeTrashed(request, question);
+                    return BrowsePage::Outcome{};
+                });
+            } catch (const std::exception& error) {
+                out.yield(failure(error.what()));
+            }
+        });
+    }
+
+    void carryOut(const PutBack& request) {
+        stop_ = CancellationToken{};
+        start(Work::action, [this, folders = folders_, history = start_.history, shared = shared_, request,
+                             stop = stop_](const Out& out) {
             const std::lock_guard guard{shared->removal.mutex};
             try {
                 std::vector<std::string> remarks;
                 const Restoration restoration{shared->session,
                                               [&](std::string_view sentence) { remarks.emplace_back(sentence); }};
                 const std::vector<KnownReceipt> receipts = restoration.receipts();
+                const std::vector<const KnownReceipt*> back = lastRequest(receipts);
+                // What was agreed to is still what went last.
+                if (std::ranges::none_of(back, [&](const KnownReceipt* each) {
+                        return Text{each->receipt.id.uuidString()} == request.request;
+                    })) {
+                    out.yield(failure("Something else was moved to the Trash meanwhile; nothing was put back."));
+                    return;
+                }
                 const RestoreOutcome outcome = restoration.execute(
-                    lastRequest(receipts), {}, [](const RestoreResult&) {}, [] { return false; });
+                    back, {}, [](const RestoreResult&) {}, [&] { return stop.isCancelled(); });
                 out.yield(
                     [this, newer = folders->newest(*history), results = resultsOf(outcome, remarks)](BrowsePage& page) {
                         show(newer);
@@ -377,7 +430,6 @@ private:
                 out.yield(failure(error.what()));
             }
         });
-        page_.setMessage("Putting back …", Style::quiet);
     }
 
     void carryOut(const ScanAgain&) {

@@ -56,9 +56,18 @@ void BrowseList::setFolder(std::shared_ptr<const BrowseFolder> folder) {
     const std::optional<Text> name = before != nullptr ? std::optional{before->record().name()} : std::nullopt;
     const std::size_t place = cursor_.chosen();
     folder_ = std::move(folder);
+    ranks_.clear();
     arrange();
     // What was chosen may be gone; then its place is the next best, as in any list that gets shorter.
     if (!name || !choose(*name)) cursor_.choose(isSame ? place : 0);
+}
+
+void BrowseList::setNameOrder(std::vector<std::uint32_t> ranks) {
+    if (folder_ == nullptr || ranks.size() != folder_->items.size()) return;
+    const std::optional<std::size_t> before = chosenIndex();
+    ranks_ = std::move(ranks);
+    arrange();
+    if (before) chooseIndex(*before);
 }
 
 bool BrowseList::choose(const Text& name) {
@@ -144,7 +153,7 @@ void BrowseList::arrange() {
     for (std::uint32_t index = 0; index < folder_->items.size(); ++index) {
         const BrowseItem& item = folder_->items[index];
         if (!showsHidden_ && item.record().isHidden()) continue;
-        places.push_back({sortKey(item), item.nameRank, index});
+        places.push_back({sortKey(item), ranks_.empty() ? index : ranks_[index], index});
         largest_ = std::max(largest_, item.bytes(sizeKind_));
     }
     std::ranges::sort(places,

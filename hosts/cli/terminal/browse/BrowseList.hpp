@@ -32,6 +32,8 @@ public:
 
     /// Shows the folder. What was chosen stays chosen when it is the same folder as before; else the first is.
     void setFolder(std::shared_ptr<const BrowseFolder> folder);
+    /// By which names are in order from now on, as long as this reading of the folder is shown.
+    void setNameOrder(std::vector<std::uint32_t> ranks);
     /// Chooses the item of that name; false where none in view has it.
     bool choose(const KestrelCore::Text& name);
     void choosePlace(std::size_t place) { cursor_.choose(place); }
@@ -81,6 +83,7 @@ private:
     const Session& session_;
     Characters characters_;
     std::shared_ptr<const BrowseFolder> folder_;
+    std::vector<std::uint32_t> ranks_;  ///< item → its place by name; empty: the items' own order
     std::vector<std::uint32_t> shown_;
     ListCursor cursor_;
     std::size_t columns_ = 80;

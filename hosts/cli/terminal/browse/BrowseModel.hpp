@@ -24,7 +24,6 @@ enum class SizeKind : std::uint8_t {
 struct BrowseItem {
     KestrelCore::FolderEntry entry;
     std::optional<std::int64_t> change{};  ///< bytes on disk since the scan before; absent where that is not known
-    std::uint32_t nameRank = 0;            ///< its place in the natural order of the folder's names
 
     [[nodiscard]] const KestrelCore::FileRecord& record() const { return entry.record; }
     [[nodiscard]] std::int64_t bytes(SizeKind kind) const {
@@ -45,13 +44,21 @@ struct BrowseFolder {
     std::optional<std::int64_t> change{};  ///< of the whole folder
     std::int64_t goneItems = 0;            ///< of the folder itself, that the scan before had
     std::int64_t goneBytes = 0;
-    std::vector<BrowseItem> items;
-    std::string failure;  ///< a sentence, where the folder could not be read; else empty
+    std::vector<BrowseItem> items;  ///< largest on the disk first, equal ones by the bytes of their names
+    std::string failure;            ///< a sentence, where the folder could not be read; else empty
+};
+
+/// The natural order of the names of one reading of a folder: of many names it takes a while to find, and a folder is
+/// shown before.
+struct BrowseNameOrder {
+    std::shared_ptr<const BrowseFolder> folder;
+    std::vector<std::uint32_t> ranks;  ///< item → its place
 };
 
 /// What the picture of a folder shows: its items by their indexes, the largest with what is in them.
 struct BrowsePicture {
-    KestrelCore::Text path;
+    std::shared_ptr<const BrowseFolder> folder;
+    /// The largest items; where there are more, one more item at the end stands for all of these.
     std::vector<PictureItem> items;
 };
 

@@ -88,16 +88,15 @@ BrowsePage::Outcome BrowsePage::take(std::shared_ptr<const BrowseFolder> folder)
     Outcome outcome;
     // The earlier picture stays while the same folder is read again, since it hardly differs.
     if (isNew) picture_.reset();
-    if (showsPicture_) outcome = requesting(ReadPicture{path_});
+    if (showsPicture_) outcome = requesting(ReadPicture{folder_});
     append(outcome, replay());
     return outcome;
 }
 
 void BrowsePage::take(std::shared_ptr<const BrowsePicture> picture) {
     // Its items are named by their places in the folder, so it fits that very reading of it only.
-    if (!showsPicture_ || picture == nullptr || folder_ == nullptr || picture->path != path_ ||
-        picture->items.size() != folder_->items.size())
-        return;
+    if (!showsPicture_ || picture == nullptr || folder_ == nullptr || picture->folder != folder_) return;
+    pictureItems_ = picture->items.size();
     picture_.emplace(picture->items, PicturePane::Options{.characters = characters_,
                                                           .colors = options_.colors,
                                                           .coloring = coloring_,
@@ -116,6 +115,15 @@ BrowsePage::Outcome BrowsePage::replay() {
         append(outcome, pressNow(held[index]));
     }
     return outcome;
+}
+
+void BrowsePage::take(BrowseNameOrder order) {
+    if (folder_ != nullptr && order.folder == folder_) list_.setNameOrder(std::move(order.ranks));
+}
+
+void BrowsePage::takeTrashed(Text request, std::string question) {
+    if (request.isEmpty()) return setMessage("Nothing that was moved to the Trash from here is there.", Style::plain);
+    question_ = Question{std::move(request), std::move(question)};
 }
 
 void BrowsePage::take(std::shared_ptr<const BrowseFound> found) {
@@ -139,11 +147,13 @@ void BrowsePage::takeProgress(std::size_t done, std::string path) {
 }
 
 void BrowsePage::takeFailure(std::string sentence) {
+    isPuttingBack_ = false;
     if (plan_) return plan_->takeFailure(std::move(sentence));
     setMessage(std::move(sentence), Style::bad);
 }
 
 BrowsePage::Outcome BrowsePage::takeResults(BrowseResults results) {
+    isPuttingBack_ = false;
     marks_.remove(results.gone);
     if (plan_) {
         plan_->takeResults(std::move(results));
@@ -165,6 +175,16 @@ BrowsePage::Outcome BrowsePage::press(const ScreenKey& key, std::size_t columns,
     resize(columns, rows);
     if (key.kind == Key::none || key.kind == Key::resized || key.kind == Key::woken) return {};
     if (key.kind == Key::closed) return {.isOver = true};
+    // What is begun is waited for.
+    if (isPuttingBack_) return {};
+    if (question_) {
+        const Question asked = *std::exchange(question_, std::nullopt);
+        const bool isYes = key.kind == Key::character && (key.character == U'y' || key.character == U'Y');
+        if (!isYes) return {};
+        isPuttingBack_ = true;
+        setMessage("Putting back …", Style::quiet);
+        return requesting(PutBack{asked.request});
+    }
     const bool isQuit = key.kind == Key::character && key.character == U'q';
     if (folder_ == nullptr && !text_ && !plan_ && !found_ && !summary_ && !isQuit) {
         if (held_.size() < mostHeld) held_.push_back(key);
@@ -283,6 +303,11 @@ BrowsePage::Outcome BrowsePage::pressInList(const ScreenKey& key) {
     return {};
 }
 
+/// The tile of an item: all that are too many have one.
+std::optional<std::size_t> BrowsePage::pictured(std::optional<std::size_t> item) const {
+    return item && pictureItems_ > 0 ? std::optional{std::min(*item, pictureItems_ - 1)} : std::nullopt;
+}
+
 std::optional<BrowsePage::Outcome> BrowsePage::pressInPicture(const ScreenKey& key) {
     ScreenKey::Kind direction = key.kind;
     if (key.kind == Key::character) {
@@ -299,7 +324,7 @@ std::optional<BrowsePage::Outcome> BrowsePage::pressInPicture(const ScreenKey& k
     case Key::right:
     case Key::up:
     case Key::down: {
-        const auto chosen = list_.chosenIndex();
+        const auto chosen = pictured(list_.chosenIndex());
         const auto next = picture_ && chosen ? picture_->neighbour(*chosen, direction) : std::nullopt;
         if (next) list_.chooseIndex(*next);
         return Outcome{};
@@ -357,7 +382,7 @@ std::optional<BrowsePage::Outcome> BrowsePage::pressOnItem(const ScreenKey& key)
             setMessage("A scan runs: what is to come back comes when it has ended.", Style::plain);
             return Outcome{};
         }
-        return requesting(PutBack{});
+        return requesting(LookForTrashed{});
     case U'i': showInfo(); return Outcome{};
     case U'y':
         if (const FileRecord* const record = chosenRecord()) return requesting(CopyPath{record->path()});
@@ -464,7 +489,7 @@ BrowsePage::Outcome BrowsePage::find(std::string title, FindBelow query, bool is
 BrowsePage::Outcome BrowsePage::showPicture() {
     showsPicture_ = !showsPicture_;
     picture_.reset();
-    return showsPicture_ ? requesting(ReadPicture{path_}) : Outcome{};
+    return showsPicture_ ? requesting(ReadPicture{folder_}) : Outcome{};
 }
 
 BrowsePage::Outcome BrowsePage::summarise(SummaryGrouping grouping) {
@@ -564,7 +589,7 @@ void BrowsePage::showHelp() {
 void BrowsePage::resize(std::size_t columns, std::size_t rows) {
     columns_ = columns;
     rows_ = rows;
-    const bool hasNotes = message_ || !marks_.isEmpty();
+    const bool hasNotes = message_ || question_ || !marks_.isEmpty();
     const std::size_t around = rows >= 6 ? 3 + (hasNotes ? 1 : 0) : rows >= 3 ? 2 : 0;
     list_.resize(columns, rows - around);
     const std::size_t below = rows >= 3 ? rows - 2 - (hasNotes && rows >= 6 ? 1 : 0) : rows;
@@ -645,6 +670,7 @@ ScreenLine BrowsePage::chosenLine() const {
 }
 
 ScreenLine BrowsePage::marksLine() const {
+    if (question_) return {{fitted(TerminalText::escaped(question_->text), columns_, characters_), Style::warning}};
     if (message_) return {{clipped(TerminalText::escaped(message_->text), columns_, characters_), message_->style}};
     const std::string freed = marks_.freedBytes()
                                   ? fmt::format("{} would come free", session_.size(*marks_.freedBytes()))
@@ -667,7 +693,14 @@ ScreenLine BrowsePage::foot() const {
     if (showsPicture_ && !found_)
         keys = "? keys  q quit  p list  arrows  Enter open  Backspace up  Tab colours  Space mark  t Trash";
     if (summary_ && !found_) keys = "Enter lists them  Tab by type, extension, age, depth, size  Esc closes  ? keys";
-    return {{clipped(keys, columns_, characters_), Style::quiet}};
+    // Those that have no room are left out whole.
+    std::string_view shown = keys;
+    while (TerminalText::width(shown) > columns_) {
+        const std::size_t last = shown.rfind("  ");
+        if (last == std::string_view::npos) break;
+        shown = shown.substr(0, last);
+    }
+    return {{clipped(shown, columns_, characters_), Style::quiet}};
 }
 
 std::vector<ScreenLine> BrowsePage::body() const {
@@ -678,7 +711,7 @@ std::vector<ScreenLine> BrowsePage::body() const {
     if (!showsPicture_) {
         lines = list_.lines(marks_);
     } else if (picture_) {
-        lines = picture_->lines(list_.chosenIndex());
+        lines = picture_->lines(pictured(list_.chosenIndex()));
         if (rows_ >= 6) lines.push_back(chosenLine());
     }
     if (folder_->items.empty() && folder_->failure.empty()) {
@@ -704,7 +737,7 @@ std::vector<ScreenLine> BrowsePage::wholePage(std::size_t rows) const {
     if (rows >= 3) lines.push_back(title());
     if (rows >= 6 && !found_ && !summary_) lines.push_back(summary());
     for (ScreenLine& line : body()) lines.push_back(std::move(line));
-    const bool hasNotes = message_ || !marks_.isEmpty();
+    const bool hasNotes = message_ || question_ || !marks_.isEmpty();
     const std::size_t below = rows >= 6 ? (hasNotes ? 2 : 1) : rows >= 3 ? 1 : 0;
     // The foot stays at the bottom.
     lines.resize(rows - below);

@@ -60,6 +60,7 @@ public:
     // Answers. One that is not waited for any more changes nothing.
     [[nodiscard]] Outcome take(std::shared_ptr<const BrowseFolder> folder);
     void take(std::shared_ptr<const BrowsePicture> picture);
+    void take(BrowseNameOrder order);
     void take(std::shared_ptr<const BrowseFound> found);
     void take(std::uint64_t number, std::shared_ptr<const KestrelCore::Summary> summary, std::string failure);
     void takeFreedBytes(std::int64_t bytes, std::uint64_t version);
@@ -68,13 +69,15 @@ public:
     [[nodiscard]] Outcome takeResults(BrowseResults results);
     /// What a plan, or what was agreed to, failed with altogether.
     void takeFailure(std::string sentence);
+    /// What `z` would put back: asked about before it is done. An empty request: there is nothing.
+    void takeTrashed(KestrelCore::Text request, std::string question);
     void setScan(BrowseScanState state) { scan_ = std::move(state); }
     /// Shown at the foot until the next key.
     void setMessage(std::string message, Style style) { message_ = {std::move(message), style}; }
 
     [[nodiscard]] const KestrelCore::Text& folder() const { return path_; }
-    /// Nothing is being taken away, so that the page may be closed.
-    [[nodiscard]] bool isActing() const { return plan_ && plan_->isActing(); }
+    /// Something is being taken away or put back, whose end must be waited for.
+    [[nodiscard]] bool isActing() const { return isPuttingBack_ || (plan_ && plan_->isActing()); }
 
     /// At most `rows` lines of at most `columns` columns.
     [[nodiscard]] std::vector<ScreenLine> lines(std::size_t columns, std::size_t rows);
@@ -105,6 +108,7 @@ private:
     [[nodiscard]] Outcome summarise(KestrelCore::SummaryGrouping grouping);
     [[nodiscard]] Outcome askSummary();
     [[nodiscard]] Outcome showPicture();
+    [[nodiscard]] std::optional<std::size_t> pictured(std::optional<std::size_t> item) const;
     [[nodiscard]] Outcome measureMarks();
     [[nodiscard]] Outcome plan(KestrelCore::DeletionMode mode);
     [[nodiscard]] Outcome replay();
@@ -135,12 +139,19 @@ private:
     bool showsPicture_ = false;
     PictureColoring coloring_ = PictureColoring::places;
     std::optional<PicturePane> picture_;  ///< empty while it is being read
+    std::size_t pictureItems_ = 0;
     std::optional<FoundPane> found_;
     std::optional<SummaryPane> summary_;
     std::uint64_t questions_ = 0;  ///< how many were asked
     std::optional<PlanPane> plan_;
     std::vector<KestrelCore::FileRecord> planned_;  ///< what the plan is about
     std::optional<TextPane> text_;
+    struct Question {
+        KestrelCore::Text request;
+        std::string text;
+    };
+    std::optional<Question> question_;  ///< whether to put back what was moved to the Trash last
+    bool isPuttingBack_ = false;
     std::optional<Message> message_;
     bool isAfterG_ = false;
     std::size_t columns_ = 80;

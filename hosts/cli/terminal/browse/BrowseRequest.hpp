@@ -1,5 +1,7 @@
 #pragma once
 
+#include "terminal/browse/BrowseModel.hpp"
+
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Deletion/DeletionCoordinator.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
@@ -8,6 +10,7 @@
 #include "KestrelCore/Snapshot/Summary.hpp"
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <variant>
 #include <vector>
@@ -22,7 +25,7 @@ struct ReadFolder {
 };
 /// Read what a folder's picture shows: its items, and what is in the largest of them. A later one overtakes it.
 struct ReadPicture {
-    KestrelCore::Text path;
+    std::shared_ptr<const BrowseFolder> folder;
 };
 /// Find what lies below a folder. A later one overtakes it.
 struct FindBelow {
@@ -55,8 +58,12 @@ struct CarryOutPlan {
 };
 /// Stop what is being done, between two items or within one.
 struct StopAction {};
-/// Put back what was moved to the Trash last.
-struct PutBack {};
+/// See what was moved to the Trash last and is still there.
+struct LookForTrashed {};
+/// Put that back, which the person was asked about.
+struct PutBack {
+    KestrelCore::Text request;  ///< tells it from what is moved there meanwhile
+};
 struct ScanAgain {};
 struct CopyPath {
     KestrelCore::Text path;
@@ -66,6 +73,6 @@ struct OpenShell {
 };
 
 using BrowseRequest = std::variant<ReadFolder, ReadPicture, FindBelow, Summarise, MeasureMarks, PlanDeletion,
-                                   CarryOutPlan, StopAction, PutBack, ScanAgain, CopyPath, OpenShell>;
+                                   CarryOutPlan, StopAction, LookForTrashed, PutBack, ScanAgain, CopyPath, OpenShell>;
 
 }  // namespace KestrelCLI

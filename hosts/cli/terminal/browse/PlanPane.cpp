@@ -196,6 +196,7 @@ std::vector<ScreenLine> PlanPane::foot() const {
     switch (state_) {
     case State::planning: add("Looking at what would go …  (Esc leaves everything as it is)", Style::quiet); break;
     case State::asking: {
+        for (const std::string& remark : plan_.remarks) add(TerminalText::escaped(remark), Style::warning);
         if (plan_.unread > 0)
             add(fmt::format("{} could not be looked at; the sizes leave out what is there.",
                             itemCount(static_cast<std::size_t>(plan_.unread))),
@@ -233,6 +234,7 @@ std::vector<ScreenLine> PlanPane::lines() const {
     std::vector<ScreenLine> foot = this->foot();
     std::vector<ScreenLine> lines;
     const auto title = [this] {
+        if (state_ == State::done && results_.gone.empty()) return "What became of it";
         if (state_ == State::done) return isForGood() ? "Removed for good" : "Moved to the Trash";
         return isForGood() ? "Remove for good" : "Move to the Trash";
     };

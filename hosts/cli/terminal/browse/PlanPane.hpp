@@ -26,9 +26,10 @@ struct BrowsePlan {
     };
     KestrelCore::DeletionMode mode = KestrelCore::DeletionMode::trash;
     std::vector<Item> items;
-    std::size_t going = 0;        ///< how many would go
-    std::int64_t freedBytes = 0;  ///< what really comes free then
-    std::uint64_t unread = 0;     ///< how many could not be looked at
+    std::size_t going = 0;               ///< how many would go
+    std::int64_t freedBytes = 0;         ///< what really comes free then
+    std::uint64_t unread = 0;            ///< how many could not be looked at
+    std::vector<std::string> remarks{};  ///< sentences on what could not be looked up
     bool includesHighRisk = false;
     bool hasHighRisk = false;  ///< some are refused for their risk alone
 };

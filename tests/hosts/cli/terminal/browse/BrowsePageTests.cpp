@@ -341,10 +341,10 @@ TEST_F(BrowsePageTest, showsWhatWasFoundInItsFolder) {
     EXPECT_THAT(chosen(), HasSubstr("large.bin"));
 }
 
-std::shared_ptr<BrowsePicture> pictureOf(const BrowseFolder& folder) {
+std::shared_ptr<BrowsePicture> pictureOf(const std::shared_ptr<BrowseFolder>& folder) {
     auto picture = std::make_shared<BrowsePicture>();
-    picture->path = folder.path;
-    for (const BrowseItem& item : folder.items)
+    picture->folder = folder;
+    for (const BrowseItem& item : folder->items)
         picture->items.push_back({.name = item.record().name().string(), .bytes = item.record().displayBytes()});
     return picture;
 }
@@ -354,8 +354,8 @@ TEST_F(BrowsePageTest, showsThePictureWithTheItemThatIsChosen) {
     show(folder);
     press(Kind::down);
     press(U"p");
-    EXPECT_EQ(asked<ReadPicture>().path, "/top");
-    page.take(pictureOf(*folder));
+    EXPECT_EQ(asked<ReadPicture>().folder, folder);
+    page.take(pictureOf(folder));
     EXPECT_THAT(chosen(), HasSubstr("b.iso"));
     // To the largest, which is at the left, by an arrow or by a letter; and back in the list it is chosen still.
     press(Kind::left);
@@ -374,7 +374,7 @@ TEST_F(BrowsePageTest, choosesAndOpensInThePictureByTheMouse) {
     show(folder);
     press(Kind::down);
     press(U"p");
-    page.take(pictureOf(*folder));
+    page.take(pictureOf(folder));
     (void)text();
     press({.kind = Kind::click, .character = 0, .row = 4, .column = 3});
     EXPECT_THAT(chosen(), HasSubstr("archive"));
@@ -382,14 +382,67 @@ TEST_F(BrowsePageTest, choosesAndOpensInThePictureByTheMouse) {
     EXPECT_EQ(asked<ReadFolder>().path, "/top/archive");
     // The picture goes along.
     show(sampleFolder("/top/archive", {{"one", 9}}));
-    EXPECT_EQ(asked<ReadPicture>().path, "/top/archive");
+    EXPECT_EQ(asked<ReadPicture>().folder->path, "/top/archive");
 }
 
 TEST_F(BrowsePageTest, aPictureOfAnotherReadingIsNotShown) {
     show(usual());
     press(U"p");
-    page.take(pictureOf(*sampleFolder("/top", {{"other", 5}})));
+    page.take(pictureOf(sampleFolder("/top", {{"other", 5}})));
     EXPECT_THAT(text(), Not(HasSubstr("other")));
+}
+
+TEST_F(BrowsePageTest, aPictureOfManyHasOneTileForAllThatAreTooMany) {
+    const auto folder = usual();
+    show(folder);
+    press(Kind::end);
+    press(U"p");
+    auto picture = pictureOf(folder);
+    picture->items.pop_back();
+    picture->items.back().name = "2 smaller items";
+    page.take(picture);
+    EXPECT_THAT(text(), HasSubstr("notes.txt"));
+    press({.kind = Kind::click, .character = 0, .row = 16, .column = 98});
+    EXPECT_THAT(text(), HasSubstr(".cache"));
+}
+
+TEST_F(BrowsePageTest, namesAreInNaturalOrderOnceThatIsKnown) {
+    const auto folder = sampleFolder("/top", {{"b10", 5}, {"b9", 4}, {"a", 3}});
+    show(folder);
+    press(U"n");
+    EXPECT_THAT(chosen(), HasSubstr("b10"));
+    page.take(BrowseNameOrder{.folder = folder, .ranks = {2, 1, 0}});
+    EXPECT_THAT(chosen(), HasSubstr("b10"));
+    press(Kind::home);
+    EXPECT_THAT(chosen(), HasSubstr("a"));
+    // That of another reading says nothing about this one.
+    page.take(BrowseNameOrder{.folder = sampleFolder("/top", {{"x", 1}, {"y", 1}, {"z", 1}}), .ranks = {0, 1, 2}});
+    press(Kind::home);
+    EXPECT_THAT(chosen(), Not(HasSubstr("b10")));
+}
+
+TEST_F(BrowsePageTest, asksBeforeItPutsBackAndIsBusyUntilThatIsDone) {
+    show(usual());
+    press(U"z");
+    (void)asked<LookForTrashed>();
+    page.takeTrashed("one", "Put back ~/a, trashed 3 days ago? [y/N]");
+    EXPECT_THAT(text(), HasSubstr("trashed 3 days ago? [y/N]"));
+    press(U"n");
+    EXPECT_TRUE(requests.empty());
+    EXPECT_THAT(text(), Not(HasSubstr("[y/N]")));
+    press(U"z");
+    page.takeTrashed("two", "Put back ~/b? [y/N]");
+    press(U"y");
+    EXPECT_EQ(asked<PutBack>().request, "two");
+    EXPECT_TRUE(page.isActing());
+    press(U"zq");
+    EXPECT_TRUE(requests.empty());
+    EXPECT_FALSE(isOver);
+    note(page.takeResults({.summary = "Put back 1 item.", .items = {}, .gone = {}}));
+    EXPECT_FALSE(page.isActing());
+    EXPECT_THAT(text(), HasSubstr("Put back 1 item."));
+    page.takeTrashed({}, {});
+    EXPECT_THAT(text(), HasSubstr("Nothing that was moved to the Trash"));
 }
 
 TEST_F(BrowsePageTest, tellsEverythingAboutAnItem) {
