@@ -59,7 +59,12 @@ void BrowseList::setFolder(std::shared_ptr<const BrowseFolder> folder) {
     ranks_.clear();
     arrange();
     // What was chosen may be gone; then its place is the next best, as in any list that gets shorter.
-    if (!name || !choose(*name)) cursor_.choose(isSame ? place : 0);
+    if (!isSame) isChosen_ = false;
+    if (!isChosen_) {
+        cursor_.choose(0);
+    } else if (!name || !choose(*name)) {
+        cursor_.choose(place);
+    }
 }
 
 void BrowseList::setNameOrder(std::vector<std::uint32_t> ranks) {
@@ -67,13 +72,14 @@ void BrowseList::setNameOrder(std::vector<std::uint32_t> ranks) {
     const std::optional<std::size_t> before = chosenIndex();
     ranks_ = std::move(ranks);
     arrange();
+    if (!isChosen_) return cursor_.choose(0);
     if (before) chooseIndex(*before);
 }
 
 bool BrowseList::choose(const Text& name) {
     for (std::size_t place = 0; place < shown_.size(); ++place) {
         if (item(place).record().name() == name) {
-            cursor_.choose(place);
+            choosePlace(place);
             return true;
         }
     }
@@ -116,7 +122,7 @@ std::optional<std::size_t> BrowseList::chosenIndex() const {
 
 void BrowseList::chooseIndex(std::size_t index) {
     const auto place = std::ranges::find(shown_, index);
-    if (place != shown_.end()) cursor_.choose(static_cast<std::size_t>(place - shown_.begin()));
+    if (place != shown_.end()) choosePlace(static_cast<std::size_t>(place - shown_.begin()));
 }
 
 std::size_t BrowseList::hiddenCount() const { return folder_ == nullptr ? 0 : folder_->items.size() - shown_.size(); }

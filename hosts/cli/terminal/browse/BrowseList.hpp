@@ -30,16 +30,22 @@ class BrowseList {
 public:
     BrowseList(const Session& session, Characters characters) : session_{session}, characters_{characters} {}
 
-    /// Shows the folder. What was chosen stays chosen when it is the same folder as before; else the first is.
+    /// Shows the folder. What somebody chose stays chosen when it is the same folder as before; else the first is.
     void setFolder(std::shared_ptr<const BrowseFolder> folder);
     /// By which names are in order from now on, as long as this reading of the folder is shown.
     void setNameOrder(std::vector<std::uint32_t> ranks);
     /// Chooses the item of that name; false where none in view has it.
     bool choose(const KestrelCore::Text& name);
-    void choosePlace(std::size_t place) { cursor_.choose(place); }
+    void choosePlace(std::size_t place) {
+        isChosen_ = true;
+        cursor_.choose(place);
+    }
     void resize(std::size_t columns, std::size_t rows);
     /// Moves; false for a key that does not.
-    bool press(const ScreenKey& key) { return cursor_.press(key); }
+    bool press(const ScreenKey& key) {
+        isChosen_ = true;
+        return cursor_.press(key);
+    }
 
     /// The same order again turns it around.
     void sortBy(BrowseOrder order);
@@ -86,6 +92,7 @@ private:
     std::vector<std::uint32_t> ranks_;  ///< item → its place by name; empty: the items' own order
     std::vector<std::uint32_t> shown_;
     ListCursor cursor_;
+    bool isChosen_ = false;  ///< somebody has moved in this folder, and not just come to it
     std::size_t columns_ = 80;
     std::size_t rows_ = 0;
     BrowseOrder order_ = BrowseOrder::size;

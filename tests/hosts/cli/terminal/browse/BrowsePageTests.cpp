@@ -151,6 +151,19 @@ TEST_F(BrowsePageTest, keepsTheChosenItemWhenTheFolderIsReadAgain) {
     EXPECT_THAT(chosen(), HasSubstr("c.iso"));
 }
 
+TEST_F(BrowsePageTest, staysAtTheLargestWhileAScanFindsMoreUntilSomebodyMoves) {
+    show(sampleFolder("/top", {{"first", 5}}));
+    EXPECT_THAT(chosen(), HasSubstr("first"));
+    const auto second = sampleFolder("/top", {{"large", 6}, {"first", 5}});
+    show(second);
+    page.take(BrowseNameOrder{.folder = second, .ranks = {1, 0}});
+    show(sampleFolder("/top", {{"larger", 9}, {"first", 5}}));
+    EXPECT_THAT(chosen(), HasSubstr("larger"));
+    press(Kind::up);
+    show(sampleFolder("/top", {{"largest", 12}, {"larger", 9}, {"first", 5}}));
+    EXPECT_THAT(chosen(), HasSubstr("larger"));
+}
+
 TEST_F(BrowsePageTest, marksCountWhatComesFreeOnceItIsMeasured) {
     show(usual());
     press(U" ");
@@ -411,6 +424,7 @@ TEST_F(BrowsePageTest, namesAreInNaturalOrderOnceThatIsKnown) {
     show(folder);
     press(U"n");
     EXPECT_THAT(chosen(), HasSubstr("b10"));
+    press(Kind::up);
     page.take(BrowseNameOrder{.folder = folder, .ranks = {2, 1, 0}});
     EXPECT_THAT(chosen(), HasSubstr("b10"));
     press(Kind::home);
