@@ -64,7 +64,9 @@ def main():
             times.append(frame(master)[0] * 1000)
         print(f"{name:24} {statistics.median(times):7.1f} {max(times):7.1f}   {memory(process):7.1f} MB")
     os.write(master, b"q")
-    os.waitpid(process, 0)
+    # Until its end something must read what it writes.
+    while os.waitpid(process, os.WNOHANG)[0] == 0:
+        frame(master, 0.1)
 
 
 main()

@@ -164,7 +164,12 @@ std::shared_ptr<const BrowseFound> BrowseFolders::find(const FindBelow& query,
     found->number = query.number;
     found->folder = query.folder;
     try {
-        for (const SearchHint& hint : searchHints(query.words)) found->hints.push_back(hint.told());
+        for (const SearchHint& hint : searchHints(query.words)) {
+            // What is an option of the command can't be typed here.
+            const bool isOption = hint.meant.find("--") != std::string::npos;
+            found->hints.push_back(isOption ? hint.problem + hint.outcome + "; here ages are old, recent, and the key o"
+                                            : hint.told());
+        }
         if (scan_ == nullptr) return found;
         auto answer = scan_->search(SearchQuery{Text{query.words}}, mostFound,
                                     {.cancellation = cancellation,

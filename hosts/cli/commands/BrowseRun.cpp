@@ -106,10 +106,17 @@ BrowsePlan planOf(const DeletionProposal& proposal, const PlanDeletion& request)
         if (item.record) shown.bytes = item.record->displayBytes();
         shown.risk = item.risk;
         if (item.refusal) shown.refusal = item.refusal->string();
+        // The key of this page, in place of the option of a command.
+        if (item.isHighRiskAlone) shown.refusal = "The item is of high risk; h lets it go.";
         if (!item.refusal) ++plan.going;
         plan.hasHighRisk = plan.hasHighRisk || item.isHighRiskAlone;
     }
     return plan;
+}
+
+bool hasGoneInPart(const DeletionItemResult& result) {
+    return !result.succeeded &&
+           result.message.view().find("Some of its contents were removed") != std::string_view::npos;
 }
 
 BrowseResults resultsOf(const Session& session, const DeletionOutcome& outcome, std::size_t asked, DeletionMode mode,
@@ -123,10 +130,15 @@ BrowseResults resultsOf(const Session& session, const DeletionOutcome& outcome, 
                           ? fmt::format("Nothing was {}.", isTrash ? "moved to the Trash" : "removed")
                           : fmt::format("{} {}{} ({}).", isTrash ? "Moved" : "Removed", itemCount(outcome.gone.size()),
                                         isTrash ? " to the Trash" : "", session.size(outcome.freedBytes));
+    // Nothing but a scan can tell what is left of an item that went in part.
+    if (std::ranges::any_of(outcome.results, hasGoneInPart))
+        results.summary +=
+            " Of what is told of above a part is gone, which the saved scan shows still: scan again (r).";
     if (outcome.isInterrupted)
         results.summary += fmt::format(" Stopped: {} left as they were.", itemCount(asked - outcome.results.size()));
     if (isTrash && !outcome.gone.empty())
-        results.summary += " z puts them back; until the Trash is emptied they still count as used.";
+        results.summary +=
+            " z puts them back; until the Trash is emptied they still count as used (kestrel trash --empty).";
     return results;
 }
 
@@ -180,6 +192,8 @@ public:
 
     /// After `show`: a first scan that was not waited for; null where there is none.
     std::unique_ptr<BrowseScan> unfinishedScan() { return folders_->scan() == nullptr ? std::move(scan_) : nullptr; }
+    /// After `show`: what became of a removal that was stopped together with the page.
+    [[nodiscard]] const std::optional<BrowseResults>& lastWords() const { return lastWords_; }
     /// After `show`: the end of what is being saved still, if anything is.
     std::optional<Answers> unfinishedSaving() {
         return std::exchange(work_[static_cast<std::size_t>(Work::saving)], std::nullopt);
@@ -350,9 +364,9 @@ private:
                 }
                 const DeletionProposal proposal = *std::exchange(removal.proposal, std::nullopt);
                 std::size_t done = 0;
-                const auto onResult = [&](const DeletionItemResult& result) {
-                    out.yield([count = ++done, path = result.path.string()](BrowsePage& page) {
-                        page.takeProgress(count, path);
+                const auto onResult = [&](const DeletionItemResult&) {
+                    out.yield([count = ++done](BrowsePage& page) {
+                        page.takeProgress(count);
                         return BrowsePage::Outcome{};
                     });
                     wakeUp->wake();
@@ -364,6 +378,8 @@ private:
                 auto results = resultsOf(shared->session, outcome, proposal.records().size(), removal.mode,
                                          std::exchange(removal.remarks, {}));
                 out.yield([this, newer = folders->newest(*history), results](BrowsePage& page) {
+                    // Whoever ended the page meanwhile does not see it there.
+                    if (isOver_) lastWords_ = results;
                     show(newer);
                     return page.takeResults(results);
                 });
@@ -559,6 +575,7 @@ private:
     std::array<std::optional<Answers>, workCount> work_;
     CancellationToken stop_;  ///< of what is being done
     bool isOver_ = false;
+    std::optional<BrowseResults> lastWords_;
     int looks_ = 0;
 };
 
@@ -581,11 +598,19 @@ void keepFound(const Session& session, BrowseScan& scan) {
 ExitCode runBrowse(const Session& session, BrowseStart start) {
     std::unique_ptr<BrowseScan> scan;
     std::optional<Answers> saving;
+    std::optional<BrowseResults> lastWords;
     {
         BrowseRun run{session, std::move(start)};
         run.show();
         scan = run.unfinishedScan();
         saving = run.unfinishedSaving();
+        lastWords = run.lastWords();
+    }
+    if (lastWords) {
+        for (const BrowseResults::Item& item : lastWords->items) {
+            if (!item.hasSucceeded) session.say(fmt::format("{}: {}", item.path.view(), item.message));
+        }
+        session.say(lastWords->summary);
     }
     if (scan != nullptr) keepFound(session, *scan);
     if (saving) {

@@ -40,7 +40,8 @@ constexpr std::array acting{
 };
 constexpr std::array ending{
     KeyHelp{"?", "this page"},
-    KeyHelp{"q", "quit"},
+    KeyHelp{"q", "quit; from a list of what was found, and from texts, back"},
+    KeyHelp{"Ctrl-C", "end, and stop what is being done; Ctrl-Z puts the page aside until fg"},
 };
 
 }  // namespace
@@ -60,9 +61,8 @@ std::vector<ScreenLine> browseKeys(std::size_t columns, const std::string& whyRe
         lines.emplace_back();
     }
     add(ending);
-    lines.push_back(
-        {{"A + behind a size: the scan may still find more there. A name ends in / for a folder, @ for a link.",
-          Style::quiet}});
+    addFact(lines, "+", "behind a size: the scan may still find more there", columns);
+    addFact(lines, "/  @", "behind a name: a folder or package, a symbolic link", columns);
     return lines;
 }
 

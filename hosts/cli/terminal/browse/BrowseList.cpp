@@ -217,12 +217,17 @@ ScreenLine BrowseList::heading(const Layout& layout) const {
         line.push_back({std::string(layout.bar + gap, ' '), Style::plain});
         used += layout.bar + gap;
     }
+    const auto addGap = [&](std::size_t column) {
+        if (column == 0) return;
+        line.push_back({std::string(gap, ' '), Style::plain});
+        used += gap;
+    };
     add("items", layout.items, true, BrowseOrder::items);
-    if (layout.items > 0) add("", gap, false, BrowseOrder::items);
+    addGap(layout.items);
     add("change", layout.change, true, BrowseOrder::change);
-    if (layout.change > 0) add("", gap, false, BrowseOrder::change);
+    addGap(layout.change);
     add("modified", layout.modified, false, BrowseOrder::modified);
-    if (layout.modified > 0) add("", gap, false, BrowseOrder::modified);
+    addGap(layout.modified);
     add("name", layout.name, false, BrowseOrder::name);
     return line;
 }
@@ -260,7 +265,7 @@ ScreenLine BrowseList::lineOf(const BrowseItem& item, const Layout& layout, bool
     // Its bytes are counted with another name of the same file.
     const std::string_view mark = record.isHardLinkDuplicate() ? " (hard link)" : kindMark(record.kind());
     const std::size_t room = layout.name > mark.size() ? layout.name - mark.size() : 0;
-    std::string name = fitted(TerminalText::escaped(record.name().view()), room, characters_);
+    std::string name = fitted(TerminalText::escaped(record.name().view(), characters_), room, characters_);
     name += mark;
     line.push_back({std::move(name), styleOf(record)});
     if (!isChosen) return line;

@@ -56,6 +56,17 @@ std::string_view kindName(const FileRecord& record) {
     return "other (no file, folder or link)";
 }
 
+/// The parts as far as they have room, the first in any case: none is cut.
+std::string joined(const std::vector<std::string>& parts, std::string_view between, std::size_t columns) {
+    std::string text;
+    for (const std::string& part : parts) {
+        const std::string longer = text.empty() ? part : fmt::format("{}{}{}", text, between, part);
+        if (!text.empty() && TerminalText::width(longer) > columns) break;
+        text = longer;
+    }
+    return text;
+}
+
 /// Something that comes after each other request.
 BrowsePage::Outcome requesting(BrowseRequest request) {
     BrowsePage::Outcome outcome;
@@ -142,8 +153,8 @@ void BrowsePage::takePlan(BrowsePlan plan) {
     if (plan_) plan_->takePlan(std::move(plan));
 }
 
-void BrowsePage::takeProgress(std::size_t done, std::string path) {
-    if (plan_) plan_->takeProgress(done, std::move(path));
+void BrowsePage::takeProgress(std::size_t done) {
+    if (plan_) plan_->takeProgress(done);
 }
 
 void BrowsePage::takeFailure(std::string sentence) {
@@ -243,7 +254,8 @@ BrowsePage::Outcome BrowsePage::pressInFound(const ScreenKey& key) {
     }
     if (answer.isToClose) found_.reset();
     if (!answer.isUsed && key.kind == Key::character) {
-        if (key.character == U'q') return {.isOver = true};
+        // As everywhere but in the folder itself it leads back.
+        if (key.character == U'q') found_.reset();
         if (key.character == U'?') showHelp();
     }
     return {};
@@ -260,7 +272,7 @@ BrowsePage::Outcome BrowsePage::pressInSummary(const ScreenKey& key) {
     }
     if (answer.isToClose) summary_.reset();
     if (!answer.isUsed && key.kind == Key::character) {
-        if (key.character == U'q') return {.isOver = true};
+        if (key.character == U'q') summary_.reset();
         if (key.character == U'?') showHelp();
     }
     return {};
@@ -316,6 +328,15 @@ std::optional<BrowsePage::Outcome> BrowsePage::pressInPicture(const ScreenKey& k
         case U'j': direction = Key::down; break;
         case U'k': direction = Key::up; break;
         case U'l': direction = Key::right; break;
+        case U's':
+        case U'n':
+        case U'c':
+        case U'm':
+        case U'g':
+        case U'a':
+            setMessage("The picture shows what items take on the disk; p goes to the list, which can be sorted.",
+                       Style::plain);
+            return Outcome{};
         default: return std::nullopt;
         }
     }
@@ -545,7 +566,7 @@ void BrowsePage::showInfo() {
     if (record == nullptr) return;
     std::vector<ScreenLine> lines;
     const auto add = [&](const std::string& name, const std::string& value) { addFact(lines, name, value, columns_); };
-    add("path", TerminalText::escaped(record->path().view()));
+    add("path", TerminalText::escaped(record->path().view(), characters_));
     add("kind", std::string{kindName(*record)});
     if (const auto category = record->kind() == FileKind::file ? ItemCategories::of(*record) : std::nullopt)
         add("type", std::string{ItemCategories::nameOf(*category)});
@@ -571,10 +592,10 @@ void BrowsePage::showInfo() {
         add("identity", fmt::format("device {}, inode {}", identity->device, identity->inode));
     add("risk", std::string{KestrelCLI::nameOf(record->risk())});
     if (const auto reason = SafetyPolicy::blockedReason(record->url()))
-        add("stays", TerminalText::escaped(reason->view()));
+        add("stays", TerminalText::escaped(reason->view(), characters_));
     lines.emplace_back();
     lines.push_back({{"As it was scanned. Any key goes back.", Style::quiet}});
-    text_.emplace(TerminalText::escaped(record->name().view()), std::move(lines), characters_);
+    text_.emplace(TerminalText::escaped(record->name().view(), characters_), std::move(lines), characters_);
     text_->resize(columns_, rows_);
 }
 
@@ -626,21 +647,23 @@ ScreenLine BrowsePage::title() const {
 ScreenLine BrowsePage::summary() const {
     if (folder_ == nullptr) return {};
     if (!folder_->failure.empty())
-        return {{clipped(TerminalText::escaped(folder_->failure), columns_, characters_), Style::warning}};
-    const bool isDisk = list_.sizeKind() == SizeKind::disk;
+        return {{clipped(TerminalText::escaped(folder_->failure, characters_), columns_, characters_), Style::warning}};
+    const bool isDisk = showsPicture_ || list_.sizeKind() == SizeKind::disk;
+    std::vector<std::string> parts;
     std::string text =
         fmt::format("{} {} in {}", session_.size(isDisk ? folder_->displayBytes : folder_->below.apparentBytes),
                     isDisk ? "on disk" : "of contents", itemCount(folder_->below.items));
     if (!folder_->isComplete) text += " so far";
-    if (folder_->change && *folder_->change != 0 && scan_.earlier)
-        text += fmt::format(", {} since {}", signedSize(session_, *folder_->change),
-                            age(scan_.earlier->completedAt, Date::now()));
-    if (folder_->goneItems > 0)
-        text +=
-            fmt::format(", gone: {} ({})", ByteFormat::count(folder_->goneItems), session_.size(folder_->goneBytes));
+    parts.push_back(std::move(text));
+    if (isDisk && folder_->change && *folder_->change != 0 && scan_.earlier)
+        parts.push_back(fmt::format("{} since {}", signedSize(session_, *folder_->change),
+                                    age(scan_.earlier->completedAt, Date::now())));
     if (list_.hiddenCount() > 0)
-        text += fmt::format(", {} hidden", ByteFormat::count(static_cast<std::int64_t>(list_.hiddenCount())));
-    return {{clipped(text, columns_, characters_), Style::quiet}};
+        parts.push_back(fmt::format("{} hidden", ByteFormat::count(static_cast<std::int64_t>(list_.hiddenCount()))));
+    if (folder_->goneItems > 0)
+        parts.push_back(
+            fmt::format("gone: {} ({})", ByteFormat::count(folder_->goneItems), session_.size(folder_->goneBytes)));
+    return {{clipped(joined(parts, ", ", columns_), columns_, characters_), Style::quiet}};
 }
 
 /// The item that is chosen in the picture, where many have no room for a name.
@@ -654,7 +677,8 @@ ScreenLine BrowsePage::chosenLine() const {
     if (record.isContainer()) text += fmt::format(" in {}", itemCount(item->entry.below.items));
     if (item->change.value_or(0) != 0) text += fmt::format(", {}", signedSize(session_, *item->change));
     const std::size_t room = columns_ > text.size() + 4 ? columns_ - text.size() - 4 : 0;
-    line.push_back({fitted(TerminalText::escaped(record.name().view()), room, characters_), Style::selected});
+    line.push_back(
+        {fitted(TerminalText::escaped(record.name().view(), characters_), room, characters_), Style::selected});
     line.push_back({"  " + text, Style::plain});
     if (const ScreenLine legend = picture_->legend(columns_); !legend.empty()) {
         std::size_t used = 4;
@@ -670,15 +694,18 @@ ScreenLine BrowsePage::chosenLine() const {
 }
 
 ScreenLine BrowsePage::marksLine() const {
-    if (question_) return {{fitted(TerminalText::escaped(question_->text), columns_, characters_), Style::warning}};
-    if (message_) return {{clipped(TerminalText::escaped(message_->text), columns_, characters_), message_->style}};
+    if (question_)
+        return {{fitted(TerminalText::escaped(question_->text, characters_), columns_, characters_), Style::warning}};
+    if (message_)
+        return {{clipped(TerminalText::escaped(message_->text, characters_), columns_, characters_), message_->style}};
     const std::string freed = marks_.freedBytes()
                                   ? fmt::format("{} would come free", session_.size(*marks_.freedBytes()))
                                   : session_.size(marks_.shownBytes()) + " …";
-    return {{clipped(fmt::format("{} marked, {}  (t Trash, D for good, u none)",
-                                 ByteFormat::count(static_cast<std::int64_t>(marks_.count())), freed),
-                     columns_, characters_),
-             Style::match}};
+    const std::string count = ByteFormat::count(static_cast<std::int64_t>(marks_.count()));
+    return {
+        {clipped(joined({fmt::format("{} marked, {}", count, freed), "(t Trash, D for good, u none)"}, "  ", columns_),
+                 columns_, characters_),
+         Style::match}};
 }
 
 ScreenLine BrowsePage::foot() const {
@@ -693,14 +720,13 @@ ScreenLine BrowsePage::foot() const {
     if (showsPicture_ && !found_)
         keys = "? keys  q quit  p list  arrows  Enter open  Backspace up  Tab colours  Space mark  t Trash";
     if (summary_ && !found_) keys = "Enter lists them  Tab by type, extension, age, depth, size  Esc closes  ? keys";
-    // Those that have no room are left out whole.
-    std::string_view shown = keys;
-    while (TerminalText::width(shown) > columns_) {
-        const std::size_t last = shown.rfind("  ");
-        if (last == std::string_view::npos) break;
-        shown = shown.substr(0, last);
+    std::vector<std::string> parts;
+    for (std::string_view rest = keys; !rest.empty();) {
+        const std::size_t end = std::min(rest.find("  "), rest.size());
+        parts.emplace_back(rest.substr(0, end));
+        rest.remove_prefix(std::min(rest.size(), end + 2));
     }
-    return {{clipped(shown, columns_, characters_), Style::quiet}};
+    return {{clipped(joined(parts, "  ", columns_), columns_, characters_), Style::quiet}};
 }
 
 std::vector<ScreenLine> BrowsePage::body() const {

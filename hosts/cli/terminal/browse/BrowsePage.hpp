@@ -65,7 +65,7 @@ public:
     void take(std::uint64_t number, std::shared_ptr<const KestrelCore::Summary> summary, std::string failure);
     void takeFreedBytes(std::int64_t bytes, std::uint64_t version);
     void takePlan(BrowsePlan plan);
-    void takeProgress(std::size_t done, std::string path);
+    void takeProgress(std::size_t done);
     [[nodiscard]] Outcome takeResults(BrowseResults results);
     /// What a plan, or what was agreed to, failed with altogether.
     void takeFailure(std::string sentence);

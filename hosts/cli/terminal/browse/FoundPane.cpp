@@ -114,7 +114,7 @@ std::vector<ScreenLine> FoundPane::head() const {
     const auto add = [&](std::string_view text, Style style) {
         lines.push_back({{clipped(text, columns_, characters_), style}});
     };
-    const std::string words = TerminalText::escaped(query_.words);
+    const std::string words = TerminalText::escaped(query_.words, characters_);
     if (isTyping_) {
         add(fmt::format("Find: {}_", words), Style::heading);
     } else {
@@ -129,7 +129,7 @@ std::vector<ScreenLine> FoundPane::head() const {
         return lines;
     }
     if (!found_->failure.empty()) {
-        add(TerminalText::escaped(found_->failure), Style::warning);
+        add(TerminalText::escaped(found_->failure, characters_), Style::warning);
         return lines;
     }
     const auto shown = static_cast<std::int64_t>(found_->records.size());
@@ -143,7 +143,7 @@ std::vector<ScreenLine> FoundPane::head() const {
     add(sum, Style::quiet);
     if (rows_ >= 8) {
         for (const std::string& hint : found_->hints) {
-            const std::string shownHint = TerminalText::escaped(hint);
+            const std::string shownHint = TerminalText::escaped(hint, characters_);
             for (const std::string_view piece : TerminalText::wrapped(shownHint, columns_)) {
                 if (lines.size() < 5) add(piece, Style::warning);
             }
@@ -163,9 +163,10 @@ ScreenLine FoundPane::lineOf(const FileRecord& record, bool isMarked, bool isCho
     }
     std::size_t used = TerminalText::width(before) + 2;
     line.push_back({std::move(before), Style::plain});
-    const std::string path = TerminalText::escaped(relative(record.path(), found_->folder)) +
+    const std::string path = TerminalText::escaped(relative(record.path(), found_->folder), characters_) +
                              (record.isContainer()                      ? "/"
                               : record.kind() == FileKind::symbolicLink ? "@"
+                              : record.isHardLinkDuplicate()            ? " (hard link)"
                                                                         : "");
     const std::string shownPath = fitted(path, columns_ > used ? columns_ - used : 0, characters_);
     // The folders on the way matter less than the name.

@@ -19,6 +19,7 @@ namespace KestrelCLI {
 namespace {
 
 constexpr std::size_t riskColumns = 9;
+constexpr std::string_view confirmationWord = "DELETE";
 
 Style styleOf(RiskLevel level) {
     switch (level) {
@@ -56,10 +57,7 @@ void PlanPane::takePlan(BrowsePlan plan) {
     layOut();
 }
 
-void PlanPane::takeProgress(std::size_t done, std::string path) {
-    done_ = done;
-    current_ = std::move(path);
-}
+void PlanPane::takeProgress(std::size_t done) { done_ = done; }
 
 void PlanPane::takeResults(BrowseResults results) {
     results_ = std::move(results);
@@ -105,20 +103,21 @@ void PlanPane::layOut() {
     text_.clear();
     if (state_ == State::done) {
         if (!failure_.empty()) {
-            const std::string failure = TerminalText::escaped(failure_);
+            const std::string failure = TerminalText::escaped(failure_, characters_);
             for (const std::string_view piece : TerminalText::wrapped(failure, columns_))
                 text_.push_back({{std::string{piece}, Style::bad}});
         }
         for (const BrowseResults::Item& item : results_.items) {
-            addItem("", "", Style::plain, session_.shownPath(item.path.view()), TerminalText::escaped(item.message),
-                    item.hasSucceeded ? Style::quiet : Style::bad);
+            addItem("", "", Style::plain, session_.shownPath(item.path.view()),
+                    TerminalText::escaped(item.message, characters_), item.hasSucceeded ? Style::quiet : Style::bad);
         }
         return;
     }
     for (const BrowsePlan::Item& item : plan_.items) {
         addItem(item.bytes ? session_.size(*item.bytes) : "-", std::string{nameOf(item.risk)}, styleOf(item.risk),
                 session_.shownPath(item.path.view()),
-                item.refusal.empty() ? "" : "Stays: " + TerminalText::escaped(item.refusal), Style::warning);
+                item.refusal.empty() ? "" : "Stays: " + TerminalText::escaped(item.refusal, characters_),
+                Style::warning);
     }
 }
 
@@ -172,8 +171,13 @@ PlanPane::Answer PlanPane::press(const ScreenKey& key) {
             while (!typed_.empty() && (typed_.back() & 0xC0) == 0x80) typed_.pop_back();
             typed_.pop_back();
             return {};
-        // The library compares the word itself; here only an empty line is no answer.
-        case Kind::enter: return typed_.empty() ? Answer{Answer::Kind::close} : begin();
+        case Kind::enter:
+            if (typed_.empty()) return {Answer::Kind::close};
+            // The library compares the word itself, and would tell so of each item.
+            if (typed_ == confirmationWord) return begin();
+            isOtherWord_ = true;
+            typed_.clear();
+            return {};
         default: return {};
         }
     }
@@ -186,6 +190,15 @@ PlanPane::Answer PlanPane::press(const ScreenKey& key) {
     return key.character == U'y' || key.character == U'Y' ? begin() : Answer{Answer::Kind::close};
 }
 
+/// What is being taken away now: results come in the order of the plan.
+const BrowsePlan::Item* PlanPane::current() const {
+    std::size_t before = done_;
+    for (const BrowsePlan::Item& item : plan_.items) {
+        if (item.refusal.empty() && before-- == 0) return &item;
+    }
+    return nullptr;
+}
+
 /// The question, or how far it is.
 std::vector<ScreenLine> PlanPane::foot() const {
     std::vector<ScreenLine> lines;
@@ -196,7 +209,7 @@ std::vector<ScreenLine> PlanPane::foot() const {
     switch (state_) {
     case State::planning: add("Looking at what would go …  (Esc leaves everything as it is)", Style::quiet); break;
     case State::asking: {
-        for (const std::string& remark : plan_.remarks) add(TerminalText::escaped(remark), Style::warning);
+        for (const std::string& remark : plan_.remarks) add(TerminalText::escaped(remark, characters_), Style::warning);
         if (plan_.unread > 0)
             add(fmt::format("{} could not be looked at; the sizes leave out what is there.",
                             itemCount(static_cast<std::size_t>(plan_.unread))),
@@ -209,6 +222,7 @@ std::vector<ScreenLine> PlanPane::foot() const {
         const std::string amount =
             fmt::format("{} ({} come free)", itemCount(plan_.going), session_.size(plan_.freedBytes));
         if (isForGood()) {
+            if (isOtherWord_) add("The word is DELETE, in capital letters; nothing was removed.", Style::warning);
             add(fmt::format("Type DELETE to remove {} for good, Esc to leave everything: {}_", amount, typed_),
                 Style::bad);
         } else {
@@ -217,9 +231,10 @@ std::vector<ScreenLine> PlanPane::foot() const {
         break;
     }
     case State::acting: {
-        add(fmt::format("{} of {}  (Esc stops)", done_, plan_.going), Style::heading);
-        if (!current_.empty())
-            lines.push_back({{fitted(session_.shownPath(current_), columns_, characters_), Style::quiet}});
+        add(fmt::format("{} of {} done  (Esc stops)", done_, plan_.going), Style::heading);
+        if (const BrowsePlan::Item* const item = current())
+            lines.push_back(
+                {{fitted("Now: " + session_.shownPath(item->path.view()), columns_, characters_), Style::quiet}});
         break;
     }
     case State::done:

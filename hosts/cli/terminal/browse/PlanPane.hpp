@@ -64,7 +64,7 @@ public:
     };
     [[nodiscard]] Answer press(const ScreenKey& key);
     void takePlan(BrowsePlan plan);
-    void takeProgress(std::size_t done, std::string path);
+    void takeProgress(std::size_t done);  ///< how many have their result
     void takeResults(BrowseResults results);
     void takeFailure(std::string sentence);
     void resize(std::size_t columns, std::size_t rows);
@@ -77,6 +77,7 @@ public:
 private:
     enum class State { planning, asking, acting, done };
 
+    [[nodiscard]] const BrowsePlan::Item* current() const;
     void layOut();
     void addItem(const std::string& size, const std::string& risk, Style riskStyle, const std::string& path,
                  const std::string& note, Style noteStyle);
@@ -90,8 +91,8 @@ private:
     BrowseResults results_;
     std::string failure_;
     std::string typed_;
+    bool isOtherWord_ = false;  ///< something else was typed than the word that is asked for
     std::size_t done_ = 0;
-    std::string current_;
     std::vector<ScreenLine> text_;  ///< what is shown between title and foot, whole
     std::size_t first_ = 0;
     std::size_t columns_ = 80;

@@ -119,7 +119,7 @@ std::vector<ScreenLine> SummaryPane::lines() const {
     lines.push_back({{clipped(titleOf(question_.grouping), columns_, characters_), Style::heading}});
     if (rows_ < headRows) return lines;
     if (!failure_.empty() || summary_ == nullptr) {
-        const std::string text = failure_.empty() ? "Adding up …" : TerminalText::escaped(failure_);
+        const std::string text = failure_.empty() ? "Adding up …" : TerminalText::escaped(failure_, characters_);
         lines.push_back({{clipped(text, columns_, characters_), failure_.empty() ? Style::quiet : Style::warning}});
         return lines;
     }
@@ -143,7 +143,8 @@ std::vector<ScreenLine> SummaryPane::lines() const {
         if (columns_ >= widthForShares)
             line.push_back({TerminalText::padded(ByteFormat::share(row.bytes, summary_->all.bytes), 7, true) + "  ",
                             Style::quiet});
-        const std::string name = row.name.isEmpty() ? "without extension" : TerminalText::escaped(row.name.view());
+        const std::string name =
+            row.name.isEmpty() ? "without extension" : TerminalText::escaped(row.name.view(), characters_);
         line.push_back({TerminalText::padded(name, 18) + "  ", Style::folder});
         line.push_back({fileCount(row.items), Style::quiet});
         if (place == cursor_.chosen()) {

@@ -2,6 +2,8 @@
 
 #include "terminal/PageText.hpp"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <string_view>
 #include <utility>
@@ -43,7 +45,11 @@ std::vector<ScreenLine> TextPane::lines() const {
     std::vector<ScreenLine> lines;
     if (rows_ == 0) return lines;
     if (rows_ > 2) {
-        lines.push_back({{clipped(title_, columns_, characters_), Style::heading}});
+        const std::size_t room = rows_ - 2;
+        const std::size_t below = text_.size() > first_ + room ? text_.size() - first_ - room : 0;
+        std::string title = title_;
+        if (below > 0) title += fmt::format("  (arrows: {} more line{} below)", below, below == 1 ? "" : "s");
+        lines.push_back({{clipped(title, columns_, characters_), Style::heading}});
         lines.emplace_back();
     }
     for (std::size_t index = first_; index < text_.size() && lines.size() < rows_; ++index) {

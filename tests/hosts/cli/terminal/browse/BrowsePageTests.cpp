@@ -232,8 +232,10 @@ TEST_F(BrowsePageTest, showsThePlanAndOnlyAYesCarriesItOut) {
     press(U"y");
     (void)asked<CarryOutPlan>();
     EXPECT_TRUE(page.isActing());
-    page.takeProgress(0, "/top/b.iso");
-    EXPECT_THAT(text(), HasSubstr("0 of 1"));
+    EXPECT_THAT(text(), HasSubstr("0 of 1 done"));
+    EXPECT_THAT(text(), HasSubstr("Now: /top/b.iso"));
+    page.takeProgress(1);
+    EXPECT_THAT(text(), HasSubstr("1 of 1 done"));
     press(U"q");
     EXPECT_FALSE(isOver) << "nothing is left half-way";
     press(Kind::escape);
@@ -253,6 +255,10 @@ TEST_F(BrowsePageTest, removingForGoodNeedsAWordThatIsTyped) {
     press(U"y");
     EXPECT_FALSE(page.isActing());
     press(Kind::backspace);
+    press(U"delete");
+    press(Kind::enter);
+    EXPECT_TRUE(requests.empty());
+    EXPECT_THAT(text(), HasSubstr("The word is DELETE"));
     press(U"DELETE");
     EXPECT_THAT(text(), HasSubstr("DELETE_"));
     EXPECT_TRUE(requests.empty());
@@ -535,6 +541,29 @@ TEST_F(BrowsePageTest, saysWhatFailed) {
     EXPECT_THAT(text(), HasSubstr("not in the scan any more"));
     press(U"h");
     EXPECT_EQ(asked<ReadFolder>().path, "/");
+}
+
+TEST_F(BrowsePageTest, marksTheOrderOnce) {
+    show(usual());
+    for (const char32_t key : {U's', U'n', U'c', U'm'}) {
+        press(typed(key));
+        const std::string shown = text();
+        std::size_t found = 0;
+        for (const std::string_view mark : {"▲", "▼"}) {
+            for (std::size_t at = shown.find(mark); at != std::string::npos; at = shown.find(mark, at + 1)) ++found;
+        }
+        EXPECT_EQ(found, 1U) << shown;
+    }
+}
+
+TEST_F(BrowsePageTest, leavesAListOfWhatWasFoundByQ) {
+    show(usual());
+    press(U"f");
+    press(U"q");
+    EXPECT_FALSE(isOver);
+    EXPECT_THAT(text(), HasSubstr("size"));
+    press(U"q");
+    EXPECT_TRUE(isOver);
 }
 
 TEST_F(BrowsePageTest, quitsAlsoWhileAFolderIsRead) {
