@@ -17,7 +17,7 @@ struct TimeSpan {
 /// What a person means by a time of changes: an age that counts back from `now` ("90min", "12h", "7d", "2w", "6mo",
 /// "1y", "2 years"), a local year, month, day or minute ("2023", "2023-05", "2023-05-31", "today", "yesterday",
 /// "2023-05-31 09:30"). Empty for anything else: a number that is no year names nothing.
-[[nodiscard]] std::optional<TimeSpan> parseTimeSpan(std::string_view text, KestrelCore::Date now);
+[[nodiscard]] std::optional<TimeSpan> parseTimeSpan(std::string_view written, KestrelCore::Date now);
 
 /// The same of an option's value; throws `UsageError`. What is older than it was changed before its begin, what is
 /// newer at or after its end.
