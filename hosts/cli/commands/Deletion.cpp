@@ -2,6 +2,7 @@
 
 #include "output/ModelJSON.hpp"
 #include "output/Table.hpp"
+#include "output/TerminalText.hpp"
 #include "store/DeletionRun.hpp"
 #include "store/NamedItem.hpp"
 #include "store/Places.hpp"
@@ -9,10 +10,12 @@
 #include "terminal/InterruptionWatch.hpp"
 #include "terminal/Question.hpp"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <fmt/format.h>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -46,13 +49,28 @@ Style styleOf(RiskLevel level) {
 /// The plan for a person: each item, and on the next line why it is refused. Nothing is cut, whatever the width of the
 /// terminal: what is agreed to must be seen whole. On a terminal "~" is the home directory, which is whole, too.
 void showPlan(const Session& session, std::ostream& out, const DeletionProposal& proposal) {
+    constexpr std::size_t riskColumns = 7;
+    constexpr std::string_view indent = "  ";
+    constexpr std::size_t fewest = 20;  ///< columns for a reason
+    std::size_t before = riskColumns + 2 * indent.size();
+    std::size_t sizeColumns = 4;
+    for (const ProposedItem& item : proposal.items) {
+        if (item.record) sizeColumns = std::max(sizeColumns, session.size(item.record->displayBytes()).size());
+    }
+    before += sizeColumns + indent.size();
     Table table{{{.title = "Size", .align = Table::Align::right}, {.title = "Risk"}, {.title = "Item"}}};
     for (const ProposedItem& item : proposal.items) {
         table.addRow({{item.record ? session.size(item.record->displayBytes()) : "–"},
                       {std::string{nameOf(item.risk)}, styleOf(item.risk)},
                       {session.shownPath(item.path.view()), item.refusal ? Style::quiet : Style::plain}});
-        if (item.refusal)
-            table.addRow({{""}, {""}, {"  Refused: " + session.shown(item.refusal->view()), Style::warning}});
+        if (!item.refusal) continue;
+        const std::string reason = "Refused: " + session.shown(item.refusal->view());
+        // Parted between words rather than by the terminal.
+        const std::size_t room = session.columns() == 0
+                                     ? reason.size()
+                                     : std::max(fewest, session.columns() - std::min(before, session.columns()));
+        for (const std::string_view piece : TerminalText::wrapped(reason, room))
+            table.addRow({{""}, {""}, {fmt::format("{}{}", indent, piece), Style::warning}});
     }
     // A width of 0: no column gives way.
     table.write(out, 0, &out == &session.out && session.hasColor());

@@ -1,5 +1,6 @@
 #include "commands/Commands.hpp"
 #include "commands/Deletion.hpp"
+#include "output/TerminalText.hpp"
 #include "store/DeletionRun.hpp"
 #include "terminal/Interruption.hpp"
 #include "terminal/Question.hpp"
@@ -84,6 +85,7 @@ TEST_F(Deletion, takesTheNameThatWasTypedAndNotACanonicallyEqualOne) {
 }
 
 TEST_F(Deletion, showsEveryItemOfThePlanWholeOnANarrowTerminal) {
+    const EnvironmentSetting plain{"NO_COLOR", "1"};
     terminal.isOutput = true;
     terminal.columns = 40;
     const std::string kept = folder.makeFile("one of two long names that differ in the middle a and end alike");
@@ -91,7 +93,17 @@ TEST_F(Deletion, showsEveryItemOfThePlanWholeOnANarrowTerminal) {
     const CommandRun outcome = run({"trash", "--dry-run", kept, hidden});
     EXPECT_TRUE(contains(outcome.out, kept)) << outcome.out;
     EXPECT_TRUE(contains(outcome.out, hidden)) << outcome.out;
-    EXPECT_TRUE(contains(outcome.out, "The item is of high risk; --include-high-risk lets it go.")) << outcome.out;
+    // The reason is parted between words, within the terminal.
+    std::istringstream lines{outcome.out};
+    std::string reasons;
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.starts_with("      ")) continue;
+        EXPECT_LE(TerminalText::width(line), terminal.columns) << line;
+        std::istringstream words{line};
+        for (std::string word; words >> word;) reasons += word + ' ';
+    }
+    EXPECT_TRUE(contains(reasons, "Refused: The item is of high risk; --include-high-risk lets it go. "))
+        << outcome.out;
 }
 
 TEST_F(Deletion, showsTheHomeDirectoryAsATildeOnATerminalOnly) {
