@@ -153,6 +153,7 @@ public:
         if (areLargest) largest = findLargest(selection);
         std::vector<std::optional<ChunkColumns>> columns(threads_);
         std::vector<std::vector<ChosenRecord>> found(chunks_.size() + 1);
+        std::vector<NameBytes> names(found.size());  ///< of the largest files in a chunk
         forEach(found.size(), threads_, [&](std::size_t i, unsigned thread) {
             if (selection.isGivenUp()) return;
             if (i == 0) {
@@ -160,9 +161,10 @@ public:
                 return;
             }
             if (!columns[thread]) columns[thread].emplace(rows_.files(), maker_.fields());
-            found[i] = areLargest ? theseFiles(chunks_[i - 1], largest, selection, *columns[thread])
+            found[i] = areLargest ? theseFiles(chunks_[i - 1], largest, selection, *columns[thread], names[i])
                                   : chosenFiles(chunks_[i - 1], selection, *columns[thread]);
         });
+        for (std::size_t i = 1; areLargest && i < found.size(); ++i) adoptNames(found[i], names[i]);
         const std::vector<ChosenRecord> folders = std::move(found.front());
         std::vector<ChosenRecord> files;
         for (auto& some : found | std::views::drop(1)) files.insert(files.end(), some.begin(), some.end());
@@ -504,10 +506,12 @@ private:
         return std::move(found.positions);
     }
 
-    /// Those of the files at `positions` that stand in a chunk. Of the chunk's names only theirs are kept.
+    /// Those of the files at `positions` that stand in a chunk. Of the chunk's names only theirs are kept, in `own`:
+    /// rows say where in it, until `adoptNames`.
     [[nodiscard]] std::vector<ChosenRecord> theseFiles(const StreamView::ChunkUse& use,
                                                        const std::vector<std::uint32_t>& positions,
-                                                       const RecordSelection& selection, ChunkColumns& columns) {
+                                                       const RecordSelection& selection, ChunkColumns& columns,
+                                                       NameBytes& own) const {
         const NameBytes names = rows_.files().names(use.layer, use.chunk);
         columns.open(use.layer, use.chunk);
         std::vector<std::uint32_t> ends;
@@ -525,9 +529,9 @@ private:
         };
         std::string kept;
         eachFile([&](std::uint32_t, std::uint32_t row, std::uint32_t) { kept += nameOf(row); });
-        NameBytes own{.bytes = std::make_shared_for_overwrite<char[]>(kept.size()), .size = kept.size()};
+        own = {.bytes = std::make_shared_for_overwrite<char[]>(kept.size()), .size = kept.size()};
         std::memcpy(own.bytes.get(), kept.data(), kept.size());
-        std::uint64_t offset = adopt(own);
+        std::uint64_t offset = 0;
         std::vector<ChosenRecord> chosen;
         eachFile([&](std::uint32_t position, std::uint32_t row, std::uint32_t placeInStream) {
             const PlacedName name = placed(offset, nameOf(row), isASCII(nameOf(row)));
@@ -539,6 +543,14 @@ private:
                    *rows.columns, rows.first, 0, HistoryStream::files, position, placeInStream);
         });
         return chosen;
+    }
+
+    /// Takes over the names of files that were chosen. Not before the folders are: their names are read meanwhile.
+    void adoptNames(std::vector<ChosenRecord>& files, const NameBytes& names) {
+        if (files.empty()) return;
+        const std::uint64_t offset = adopt(names);
+        for (ChosenRecord& file : files)
+            file.row.nameOffset = (file.row.nameOffset + offset) & RecordStorage::mostNameOffset;
     }
 
     /// A record that is wanted: an irregular one, or else one that was chosen.
