@@ -3,6 +3,7 @@
 #include "commands/BrowseScan.hpp"
 #include "output/Times.hpp"
 #include "store/DeletionRun.hpp"
+#include "store/Places.hpp"
 #include "store/Restoration.hpp"
 #include "store/ScanSaving.hpp"
 #include "terminal/Interruption.hpp"
@@ -198,6 +199,9 @@ public:
     std::optional<Answers> unfinishedSaving() {
         return std::exchange(work_[static_cast<std::size_t>(Work::saving)], std::nullopt);
     }
+
+    /// Why that failed, once it has ended; else empty.
+    [[nodiscard]] std::shared_ptr<const std::string> savingFailure() const { return savingFailure_; }
 
 private:
     /// One wait for a key. Whether the page may look different now.
@@ -517,7 +521,7 @@ private:
     /// Saves, and goes on with what was saved: of that only what is asked for is in memory.
     void save(const ScanSnapshot& snapshot) {
         page_.setMessage("Saving the scan …", Style::quiet);
-        start(Work::saving, [this, history = start_.history, snapshot](const Out& out) {
+        start(Work::saving, [this, history = start_.history, snapshot, failure = savingFailure_](const Out& out) {
             try {
                 const Generation saved = history->add(snapshot);
                 auto kept = std::make_shared<const BrowseFolders>(
@@ -534,6 +538,7 @@ private:
                     return BrowsePage::Outcome{};
                 });
             } catch (const std::exception& error) {
+                *failure = error.what();
                 out.yield([this, snapshot, reason = std::string{error.what()}](BrowsePage& page) {
                     show(std::make_shared<const BrowseFolders>(std::make_shared<const SavedScan>(snapshot),
                                                                folders_->sharedEarlier()));
@@ -576,6 +581,8 @@ private:
     CancellationToken stop_;  ///< of what is being done
     bool isOver_ = false;
     std::optional<BrowseResults> lastWords_;
+    /// Why a scan was not saved: written by the thread that saves, for who has seen its end.
+    std::shared_ptr<std::string> savingFailure_ = std::make_shared<std::string>();
     int looks_ = 0;
 };
 
@@ -599,11 +606,13 @@ ExitCode runBrowse(const Session& session, BrowseStart start) {
     std::unique_ptr<BrowseScan> scan;
     std::optional<Answers> saving;
     std::optional<BrowseResults> lastWords;
+    std::shared_ptr<const std::string> savingFailure;
     {
         BrowseRun run{session, std::move(start)};
         run.show();
         scan = run.unfinishedScan();
         saving = run.unfinishedSaving();
+        savingFailure = run.savingFailure();
         lastWords = run.lastWords();
     }
     if (lastWords) {
@@ -616,7 +625,12 @@ ExitCode runBrowse(const Session& session, BrowseStart start) {
     if (saving) {
         // What is half saved would be lost. The answer is for a page that is not there any more.
         session.say("Saving the scan; Ctrl-C loses it.");
-        while (!Interruption::isRequested() && !std::holds_alternative<Answers::Ended>(saving->next(50ms))) {
+        bool isEnded = false;
+        while (!isEnded && !Interruption::isRequested())
+            isEnded = std::holds_alternative<Answers::Ended>(saving->next(50ms));
+        if (isEnded && !savingFailure->empty()) {
+            session.say(whyNotSaved(historyPath(), *savingFailure));
+            return ExitCode::failed;
         }
     }
     return Interruption::isRequested() ? ExitCode::interrupted : ExitCode::done;

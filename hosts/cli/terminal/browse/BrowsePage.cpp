@@ -133,6 +133,8 @@ void BrowsePage::take(BrowseNameOrder order) {
 }
 
 void BrowsePage::takeTrashed(Text request, std::string question) {
+    // Where it would not be seen, or a letter is meant for something else, nothing is asked.
+    if (text_ || plan_ || rows_ < 3 || (found_ && found_->isTyping())) return;
     if (request.isEmpty()) return setMessage("Nothing that was moved to the Trash from here is there.", Style::plain);
     question_ = Question{std::move(request), std::move(question)};
 }

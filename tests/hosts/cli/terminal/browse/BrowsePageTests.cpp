@@ -465,6 +465,16 @@ TEST_F(BrowsePageTest, asksBeforeItPutsBackAndIsBusyUntilThatIsDone) {
     EXPECT_THAT(text(), HasSubstr("Nothing that was moved to the Trash"));
 }
 
+TEST_F(BrowsePageTest, asksNothingWhereALetterIsMeantForSomethingElse) {
+    show(usual());
+    press(U"z");
+    press(U"/");
+    page.takeTrashed("one", "Put back ~/a? [y/N]");
+    press(U"y");
+    EXPECT_EQ(asked<FindBelow>().words, "y");
+    EXPECT_FALSE(page.isActing());
+}
+
 TEST_F(BrowsePageTest, tellsEverythingAboutAnItem) {
     show(usual());
     press(Kind::down);
