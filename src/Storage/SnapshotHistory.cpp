@@ -12,6 +12,7 @@
 #include "Storage/History/HistoryDatabase.hpp"
 #include "Storage/History/HistoryThinning.hpp"
 #include "Storage/History/OpenGeneration.hpp"
+#include "Storage/History/ProvenanceText.hpp"
 
 #include <fmt/format.h>
 
@@ -60,7 +61,7 @@ public:
     [[nodiscard]] HistoryDatabase::Reading reading() const { return HistoryDatabase::Reading{database_}; }
     HistoryDatabase& database() { return database_; }
 
-    Generation add(const ScanSnapshot& snapshot, GenerationOrigin origin, bool isComplete) {
+    Generation add(const ScanSnapshot& snapshot, const GenerationProvenance& provenance) {
         HistoryDatabase::Writing writing{database_};
         const std::string root = snapshot.scope().root.path().string();
         StoredGeneration stored{
@@ -73,10 +74,11 @@ public:
             .records = static_cast<std::int64_t>(snapshot.records().size()),
             .issues = static_cast<std::int64_t>(snapshot.issues().size()),
             .totalBytes = snapshot.totalAllocatedBytes(),
-            .isComplete = isComplete,
-            .origin = static_cast<std::int64_t>(origin),
+            .isComplete = provenance.isComplete,
+            .origin = static_cast<std::int64_t>(provenance.origin),
             .identifierSeed = {},
             .layout = {},
+            .provenance = provenanceText(provenance),
         };
         {
             // While a reader stands, the log can't be emptied.
@@ -240,7 +242,11 @@ SnapshotHistory::SnapshotHistory(const URL& url) : implementation_{std::make_uni
 SnapshotHistory::~SnapshotHistory() = default;
 
 Generation SnapshotHistory::add(const ScanSnapshot& snapshot, GenerationOrigin origin, bool isComplete) {
-    return implementation_->add(snapshot, origin, isComplete);
+    return implementation_->add(snapshot, {.origin = origin, .isComplete = isComplete});
+}
+
+Generation SnapshotHistory::add(const ScanSnapshot& snapshot, const GenerationProvenance& provenance) {
+    return implementation_->add(snapshot, provenance);
 }
 
 std::optional<Generation> SnapshotHistory::removing(std::int64_t number, const std::vector<Text>& paths) {

@@ -359,7 +359,8 @@ TEST_F(SnapshotHistoryTest, refusesWhatIsNoHistoryOrANewerOne) {
     }
     bytes[63] = 9;  // the last byte of the number that SQLite keeps for the format
     std::ofstream{newer, std::ios::binary} << bytes;
-    EXPECT_EQ(what(newer), "The history " + newer + " has the format 9, and this version of Kestrel knows 1 only.");
+    EXPECT_EQ(what(newer),
+              "The history " + newer + " has the format 9, and this version of Kestrel knows formats up to 2 only.");
     const std::string foreign = folder_.path() + "/foreign.sqlite";
     bytes[71] = 1;  // and of the one for the application
     std::ofstream{foreign, std::ios::binary} << bytes;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KestrelCore/Base/Date.hpp"
+#include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Base/UUID.hpp"
 #include "KestrelCore/Export.hpp"
 #include "KestrelCore/Model/ScanScope.hpp"
@@ -9,6 +10,7 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 namespace KestrelCore {
 
@@ -17,6 +19,23 @@ enum class GenerationOrigin : std::uint8_t {
     scan = 0,
     import = 1,   ///< taken over from another store or program
     removal = 2,  ///< from the generation before, without items that are gone
+};
+
+/// Where a scan comes from that was not made here: both absent of one that was.
+struct GenerationSource {
+    std::optional<Text> name;  ///< of the file that it was read from
+    std::optional<Text> host;  ///< whose disk it shows, where the file says so
+
+    bool operator==(const GenerationSource&) const = default;
+};
+
+/// How a generation came to be, as far as its snapshot does not say.
+struct GenerationProvenance {
+    GenerationOrigin origin = GenerationOrigin::scan;
+    bool isComplete = true;       ///< false of a scan that ended early
+    std::vector<Text> leftOut{};  ///< see `Generation`
+    bool crossesMounts = false;   ///< see `Generation`
+    GenerationSource source{};
 };
 
 /// What a history says of one kept scan, without reading it.
@@ -34,6 +53,11 @@ struct KESTRELCORE_EXPORT Generation {
     GenerationOrigin origin = GenerationOrigin::scan;
     std::int64_t storedBytes = 0;  ///< what it takes in the history; of most only what differs from one before
     bool isDifference = false;     ///< kept as the difference to an earlier one
+    /// What the scan was told to leave out, each as a person reads it: a pattern as it was given, or words for a kind
+    /// of folder. Empty of a scan of everything. The order is that of the scan's options.
+    std::vector<Text> leftOut{};
+    bool crossesMounts = false;  ///< whether other file systems below the root were entered
+    GenerationSource source{};
 };
 
 /// What lies below a folder, the folder itself left out; further hard links count for no bytes.

@@ -26,7 +26,8 @@ namespace KestrelCore {
 /// made as a whole or not at all.
 ///
 /// The file is for this user only. One that is a link or another user's, or that lies in a folder that others can write
-/// to, is refused, and so is one of a newer format.
+/// to, is refused, and so is one of a newer format. One of an older format is read as it is, and becomes one of the
+/// present format with the first change.
 ///
 /// Unless said otherwise the calls block on the disk and throw `KestrelError::unavailable` with a finished sentence, or
 /// with the text that SQLite gives; a generation that is damaged is named, and others stay readable.
@@ -41,6 +42,8 @@ public:
     /// Adds a snapshot as the newest generation. Makes the file, and the folders above it, when missing.
     Generation add(const ScanSnapshot& snapshot, GenerationOrigin origin = GenerationOrigin::scan,
                    bool isComplete = true);
+    /// The same, and keeps with it how it was made.
+    Generation add(const ScanSnapshot& snapshot, const GenerationProvenance& provenance);
 
     /// Adds what is left of generation `number` without the records at `paths` and what lies beneath them: what
     /// `ScanSnapshot::removing` makes of it, but for paths that occur twice, whose records go together. Neither reads

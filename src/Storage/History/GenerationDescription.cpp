@@ -2,6 +2,7 @@
 
 #include "KestrelCore/JSON/CodingErrors.hpp"
 #include "KestrelCore/Snapshot/ValueJSON.hpp"
+#include "Storage/History/ProvenanceText.hpp"
 
 #include <fmt/format.h>
 
@@ -19,6 +20,12 @@ ScanScope scopeOf(const StoredGeneration& stored) {
 }
 
 Generation described(const StoredGeneration& stored, ScanScope scope) {
+    GenerationProvenance provenance;
+    try {
+        provenance = readProvenance(stored.provenance);
+    } catch (const DecodingError&) {
+        throwDamaged(stored.number);
+    }
     return {.number = stored.number,
             .snapshot = stored.snapshot,
             .scope = std::move(scope),
@@ -31,7 +38,10 @@ Generation described(const StoredGeneration& stored, ScanScope scope) {
             .isPinned = stored.isPinned,
             .origin = static_cast<GenerationOrigin>(stored.origin),
             .storedBytes = stored.storedBytes,
-            .isDifference = stored.base != 0};
+            .isDifference = stored.base != 0,
+            .leftOut = std::move(provenance.leftOut),
+            .crossesMounts = provenance.crossesMounts,
+            .source = std::move(provenance.source)};
 }
 
 Generation described(const StoredGeneration& stored) { return described(stored, scopeOf(stored)); }

@@ -42,7 +42,7 @@ CREATE TABLE generations (
     total_bytes INTEGER NOT NULL, is_complete INTEGER NOT NULL, origin INTEGER NOT NULL, base INTEGER NOT NULL,
     identifiers INTEGER NOT NULL, identifier_seed BLOB NOT NULL, ages_from INTEGER NOT NULL, layout BLOB NOT NULL,
     columns INTEGER NOT NULL, columns_hash INTEGER NOT NULL, stored_bytes INTEGER NOT NULL, hash INTEGER NOT NULL,
-    is_pinned INTEGER NOT NULL DEFAULT 0, is_forgotten INTEGER NOT NULL DEFAULT 0
+    is_pinned INTEGER NOT NULL DEFAULT 0, is_forgotten INTEGER NOT NULL DEFAULT 0, provenance TEXT NOT NULL DEFAULT ''
 );
 CREATE TABLE columns (
     generation INTEGER NOT NULL, stream INTEGER NOT NULL, field INTEGER NOT NULL, chunk INTEGER NOT NULL,
@@ -112,8 +112,8 @@ bool readLayout(std::string_view bytes, GenerationLayout& layout) {
 }
 
 std::uint64_t hashOf(const StoredGeneration& generation) {
-    return Digest{}
-        .number(generation.number)
+    Digest digest;
+    digest.number(generation.number)
         .id(generation.snapshot)
         .text(generation.scope)
         .text(generation.root)
@@ -131,8 +131,10 @@ std::uint64_t hashOf(const StoredGeneration& generation) {
         .text(bytesOf(generation.layout))
         .number(generation.columns)
         .number(generation.columnsHash)
-        .number(generation.storedBytes)
-        .hash();
+        .number(generation.storedBytes);
+    // Generations of format 1 keep the hash that they have.
+    if (!generation.provenance.empty()) digest.text(generation.provenance);
+    return digest.hash();
 }
 
 /// Binds and reads the values of one statement, one after the other.
@@ -258,25 +260,33 @@ bool isFresh(SQLiteConnection& connection) {
            single(connection, "SELECT count(*) FROM sqlite_master;") == 0;
 }
 
-/// Throws when the database is none of ours, or of a newer kind.
-void checkFormat(SQLiteConnection& connection, const std::string& path) {
+/// The format's number. Throws when the database is none of ours, or of a newer kind.
+std::int64_t checkedFormat(SQLiteConnection& connection, const std::string& path) {
     if (single(connection, "PRAGMA application_id;") != applicationID) {
         throw KestrelError::unavailable(fmt::format("{} is not a history of Kestrel.", path));
     }
     const std::int64_t format = single(connection, "PRAGMA user_version;");
-    if (format != HistoryDatabase::formatNumber) {
+    if (format < 1 || format > HistoryDatabase::formatNumber) {
         throw KestrelError::unavailable(
-            fmt::format("The history {} has the format {}, and this version of Kestrel knows {} only.", path, format,
-                        HistoryDatabase::formatNumber));
+            fmt::format("The history {} has the format {}, and this version of Kestrel knows formats up to {} only.",
+                        path, format, HistoryDatabase::formatNumber));
     }
+    return format;
+}
+
+/// Within the change that needs it: a program that was stopped, or a disk that is full, leaves the format as it was.
+void bringUpToDate(SQLiteConnection& connection) {
+    connection.run("ALTER TABLE generations ADD COLUMN provenance TEXT NOT NULL DEFAULT '';");
+    connection.run(fmt::format("PRAGMA user_version={};", HistoryDatabase::formatNumber).c_str());
 }
 
 }  // namespace
 
 HistoryDatabase::Reading::Reading(const HistoryDatabase& database) : connection_{database.open()} {
     if (isFresh(*connection_)) return;
-    checkFormat(*connection_, database.path());
+    // The format belongs to the state that is read: another process may be about to change it.
     connection_->run("BEGIN;");
+    format_ = checkedFormat(*connection_, database.path());
     select_ = connection_->prepare(
         "SELECT hash, data FROM columns WHERE generation = ? AND stream = ? AND field = ? AND chunk = ?;");
 }
@@ -289,10 +299,12 @@ HistoryDatabase::Reading::~Reading() {
 std::vector<StoredGeneration> HistoryDatabase::Reading::generations() const {
     const std::lock_guard guard{mutex_};
     if (select_ == nullptr) return {};
-    const auto select = connection_->prepare(
+    const std::string statement = fmt::format(
         "SELECT number, snapshot, scope, root, started_at, completed_at, records, issues, total_bytes, is_complete, "
         "origin, base, identifiers, identifier_seed, ages_from, layout, columns, columns_hash, stored_bytes, hash, "
-        "is_pinned, is_forgotten FROM generations ORDER BY number;");
+        "is_pinned, is_forgotten, {} FROM generations ORDER BY number;",
+        format_ == 1 ? "''" : "provenance");
+    const auto select = connection_->prepare(statement.c_str());
     Values values{*connection_, select.get()};
     std::vector<StoredGeneration> result;
     while (values.step()) {
@@ -319,6 +331,7 @@ std::vector<StoredGeneration> HistoryDatabase::Reading::generations() const {
         const auto hash = static_cast<std::uint64_t>(values.number());
         each.isPinned = values.number() != 0;
         each.isForgotten = values.number() != 0;
+        each.provenance = values.bytes();
         each.layout.generation = each.number;
         each.layout.identifiers = static_cast<IdentifierForm>(identifiers & 3);
         if (!hasLayout || (identifiers & ~std::int64_t{3}) != 0 || hash != hashOf(each)) throwDamaged(each.number);
@@ -371,15 +384,17 @@ HistoryDatabase::Writing::Writing(HistoryDatabase& database)
       }()} {
     if (!database_.exists()) DatabaseFile::createPrivate(database_.path_);
     connection_ = database_.open();
+    std::int64_t format = formatNumber;
     if (isFresh(*connection_)) {
         database_.create(*connection_);
     } else {
-        checkFormat(*connection_, database_.path_);
+        format = checkedFormat(*connection_, database_.path_);
     }
     // Only now is it known to be ours.
     for (const char* suffix : {"", "-wal", "-shm"}) DatabaseFile::makePrivate(database_.path_ + suffix);
     connection_->run("PRAGMA synchronous=NORMAL;");
     connection_->run("BEGIN IMMEDIATE;");
+    if (format != formatNumber) bringUpToDate(*connection_);
 }
 
 HistoryDatabase::Writing::~Writing() {
@@ -425,7 +440,9 @@ void HistoryDatabase::Writing::add(StoredGeneration& generation) {
     const auto insert = connection_->prepare(
         "INSERT INTO generations (number, snapshot, scope, root, started_at, completed_at, records, issues, "
         "total_bytes, is_complete, origin, base, identifiers, identifier_seed, ages_from, layout, columns, "
-        "columns_hash, stored_bytes, hash) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?);");
+        "columns_hash, stored_bytes, hash, provenance) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, "
+        "?, ?, "
+        "?);");
     const std::string layout = bytesOf(generation.layout);
     Values values{*connection_, insert.get()};
     values.bind(generation.number).bindID(generation.snapshot).bindText(generation.scope).bindText(generation.root);
@@ -436,7 +453,7 @@ void HistoryDatabase::Writing::add(StoredGeneration& generation) {
     values.bind(static_cast<int>(generation.layout.identifiers)).bindID(generation.identifierSeed);
     values.bind(generation.agesCountedFrom).bindBlob(layout).bind(generation.columns);
     values.bind(static_cast<std::int64_t>(generation.columnsHash)).bind(generation.storedBytes);
-    values.bind(static_cast<std::int64_t>(hashOf(generation))).run();
+    values.bind(static_cast<std::int64_t>(hashOf(generation))).bindText(generation.provenance).run();
 }
 
 void HistoryDatabase::Writing::setPinned(std::int64_t number, bool isPinned) {

@@ -38,6 +38,7 @@ struct StoredGeneration {
     std::int64_t columns = 0;       ///< how many stand in the database
     std::uint64_t columnsHash = 0;  ///< of all their hashes together
     std::int64_t storedBytes = 0;   ///< of the columns
+    std::string provenance;         ///< see ProvenanceText.hpp
 
     // What may change afterwards.
     bool isPinned = false;
@@ -52,8 +53,9 @@ struct StoredGeneration {
 /// lock of ours, never run a checkpoint, and see the state in which they began.
 class HistoryDatabase {
 public:
-    /// What this program writes. Others are refused.
-    static constexpr int formatNumber = 1;
+    /// What this program writes. Newer ones are refused. Format 1, whose generations have no provenance, is read as it
+    /// is, and turned into this one by the first change, together with it.
+    static constexpr int formatNumber = 2;
 
     /// Of the database at `path`, which is neither opened nor made yet.
     HistoryDatabase(std::string path, std::chrono::milliseconds patience);
@@ -78,6 +80,7 @@ public:
     private:
         mutable std::mutex mutex_;
         std::unique_ptr<SQLiteConnection> connection_;
+        std::int64_t format_ = formatNumber;
         SQLiteConnection::Statement select_;  ///< guarded by `mutex_`; null where the tables were never made
     };
 
