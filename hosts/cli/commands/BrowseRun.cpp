@@ -1,6 +1,8 @@
 #include "commands/BrowseRun.hpp"
 
+#include "commands/BrowseOutcomes.hpp"
 #include "commands/BrowseScan.hpp"
+#include "commands/BrowseWork.hpp"
 #include "output/Times.hpp"
 #include "store/DeletionRun.hpp"
 #include "store/Places.hpp"
@@ -12,13 +14,11 @@
 #include "terminal/browse/BrowsePage.hpp"
 
 #include "KestrelCore/Base/CancellationToken.hpp"
-#include "KestrelCore/Base/EventStream.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cstddef>
 #include <exception>
@@ -30,9 +30,7 @@
 #include <vector>
 
 // One loop on the main thread has the terminal: keys go into the page, and what the page asks for is done on threads of
-// their own, one for each sort of work. Their answers come back as functions that the loop calls. A new request of the
-// same sort overtakes the one before, which is told to stop and whose answer nobody reads; nobody waits for a thread
-// that hangs in a system call.
+// their own, whose answers the loop hands to the page.
 
 namespace KestrelCLI {
 
@@ -41,14 +39,6 @@ namespace {
 using namespace KestrelCore;
 using namespace std::chrono_literals;
 
-/// Sorts of work that go on beside each other.
-enum class Work : std::size_t { folder, picture, find, summary, marks, action, saving };
-constexpr std::size_t workCount = 7;
-
-using Answer = std::function<BrowsePage::Outcome(BrowsePage&)>;
-using Answers = EventStream<Answer>;
-using Out = Answers::Continuation;
-
 /// How long the loop waits for a key where other things are looked after, too.
 constexpr std::chrono::milliseconds scanInterval = 100ms;
 constexpr std::chrono::milliseconds secondKeyInterval = 300ms;
@@ -56,24 +46,6 @@ constexpr std::chrono::milliseconds idleInterval = 20s;  // "2 minutes ago" gets
 constexpr std::chrono::milliseconds closedInterval = 20ms;
 /// A folder of a scan that runs is read again after as many looks at the scan.
 constexpr int looksPerRefresh = 3;
-
-/// Wakes the screen from other threads for as long as there is one.
-class WakeUp {
-public:
-    explicit WakeUp(LiveScreen& screen) : screen_{&screen} {}
-    void wake() {
-        const std::lock_guard guard{mutex_};
-        if (screen_ != nullptr) screen_->wake();
-    }
-    void end() {
-        const std::lock_guard guard{mutex_};
-        screen_ = nullptr;
-    }
-
-private:
-    std::mutex mutex_;
-    LiveScreen* screen_;
-};
 
 /// The means to take things away, which one thread uses at a time.
 struct Removal {
@@ -94,78 +66,15 @@ struct Shared {
     Removal removal;
 };
 
-std::string itemCount(std::size_t count) { return count == 1 ? "1 item" : fmt::format("{} items", count); }
-
-BrowsePlan planOf(const DeletionProposal& proposal, const PlanDeletion& request) {
-    BrowsePlan plan{.mode = request.mode,
-                    .items = {},
-                    .freedBytes = proposal.freedBytes,
-                    .unread = proposal.unread,
-                    .includesHighRisk = request.includesHighRisk};
-    for (const ProposedItem& item : proposal.items) {
-        BrowsePlan::Item& shown = plan.items.emplace_back(BrowsePlan::Item{.path = item.path});
-        if (item.record) shown.bytes = item.record->displayBytes();
-        shown.risk = item.risk;
-        if (item.refusal) shown.refusal = item.refusal->string();
-        // The key of this page, in place of the option of a command.
-        if (item.isHighRiskAlone) shown.refusal = "The item is of high risk; h lets it go.";
-        if (!item.refusal) ++plan.going;
-        plan.hasHighRisk = plan.hasHighRisk || item.isHighRiskAlone;
-    }
-    return plan;
-}
-
-bool hasGoneInPart(const DeletionItemResult& result) {
-    return !result.succeeded &&
-           result.message.view().find("Some of its contents were removed") != std::string_view::npos;
-}
-
-BrowseResults resultsOf(const Session& session, const DeletionOutcome& outcome, std::size_t asked, DeletionMode mode,
-                        const std::vector<std::string>& remarks) {
-    BrowseResults results{.summary = {}, .items = {}, .gone = outcome.gone};
-    for (const DeletionItemResult& result : outcome.results)
-        results.items.push_back({result.path, result.succeeded, withoutSpaceSentence(result)});
-    for (const std::string& remark : remarks) results.items.push_back({Text{}, false, remark});
-    const bool isTrash = mode == DeletionMode::trash;
-    results.summary = outcome.gone.empty()
-                          ? fmt::format("Nothing was {}.", isTrash ? "moved to the Trash" : "removed")
-                          : fmt::format("{} {}{} ({}).", isTrash ? "Moved" : "Removed", itemCount(outcome.gone.size()),
-                                        isTrash ? " to the Trash" : "", session.size(outcome.freedBytes));
-    // Nothing but a scan can tell what is left of an item that went in part.
-    if (std::ranges::any_of(outcome.results, hasGoneInPart))
-        results.summary +=
-            " Of what is told of above a part is gone, which the saved scan shows still: scan again (r).";
-    if (outcome.isInterrupted)
-        results.summary += fmt::format(" Stopped: {} left as they were.", itemCount(asked - outcome.results.size()));
-    if (isTrash && !outcome.gone.empty())
-        results.summary +=
-            " z puts them back; until the Trash is emptied they still count as used (kestrel trash --empty).";
-    return results;
-}
-
-BrowseResults resultsOf(const RestoreOutcome& outcome, const std::vector<std::string>& remarks) {
-    BrowseResults results;
-    std::string reasons;
-    for (const RestoreResult& result : outcome.results) {
-        if (!result.item.succeeded)
-            reasons += fmt::format(" {}: {}", result.item.path.view(), result.item.message.view());
-    }
-    for (const std::string& remark : remarks) reasons += ' ' + remark;
-    results.summary = outcome.results.empty() ? "Nothing that was moved to the Trash from here is there."
-                                              : fmt::format("Put back {}.{}", itemCount(outcome.restored), reasons);
-    return results;
-}
-
 class BrowseRun {
 public:
     BrowseRun(const Session& session, BrowseStart start)
         : session_{session}, start_{std::move(start)}, shared_{std::make_shared<Shared>(session)},
-          screen_{session.hasColor()}, wakeUp_{std::make_shared<WakeUp>(screen_)},
+          screen_{session.hasColor()}, work_{screen_},
           page_{session,
                 screen_.characters(),
                 start_.folder,
                 {.colors = screen_.colors(), .whyReadOnly = start_.whyReadOnly}} {}
-    ~BrowseRun() { wakeUp_->end(); }
     BrowseRun(const BrowseRun&) = delete;
     BrowseRun& operator=(const BrowseRun&) = delete;
 
@@ -185,8 +94,8 @@ public:
         handle({.requests = {ReadFolder{page_.folder()}}});
         bool isChanged = true;
         while (!isOver_ || page_.isActing()) {
-            if (takeAnswers() || lookAtScan() || isChanged)
-                screen_.draw(page_.lines(screen_.columns(), screen_.rows()));
+            const bool isAnswered = work_.take([this](const BrowseWork::Answer& answer) { handle(answer(page_)); });
+            if (lookAtScan() || isAnswered || isChanged) screen_.draw(page_.lines(screen_.columns(), screen_.rows()));
             isChanged = step();
         }
     }
@@ -196,9 +105,7 @@ public:
     /// After `show`: what became of a removal that was stopped together with the page.
     [[nodiscard]] const std::optional<BrowseResults>& lastWords() const { return lastWords_; }
     /// After `show`: the end of what is being saved still, if anything is.
-    std::optional<Answers> unfinishedSaving() {
-        return std::exchange(work_[static_cast<std::size_t>(Work::saving)], std::nullopt);
-    }
+    std::optional<BrowseWork::Answers> unfinishedSaving() { return work_.release(BrowseTask::saving); }
 
     /// Why that failed, once it has ended; else empty.
     [[nodiscard]] std::shared_ptr<const std::string> savingFailure() const { return savingFailure_; }
@@ -225,33 +132,6 @@ private:
         return true;
     }
 
-    /// Answers that have come. Whether there were any.
-    bool takeAnswers() {
-        bool isNew = false;
-        for (auto& stream : work_) {
-            while (stream) {
-                auto next = stream->next(0ns);
-                if (auto* answer = std::get_if<Answer>(&next)) {
-                    handle((*answer)(page_));
-                    isNew = true;
-                    continue;
-                }
-                if (std::holds_alternative<Answers::Ended>(next)) stream.reset();
-                break;
-            }
-        }
-        return isNew;
-    }
-
-    /// Begins work on a thread of its own; what was begun of this sort before is overtaken.
-    void start(Work sort, std::function<void(const Out&)> work) {
-        auto& stream = work_[static_cast<std::size_t>(sort)];
-        stream = Answers::start([work = std::move(work), wakeUp = wakeUp_](const Out& out) {
-            work(out);
-            wakeUp->wake();
-        });
-    }
-
     void handle(BrowsePage::Outcome outcome) {
         isOver_ = isOver_ || outcome.isOver;
         for (BrowseRequest& request : outcome.requests) std::visit([this](auto& each) { carryOut(each); }, request);
@@ -260,22 +140,23 @@ private:
     // ---- Requests --------------------------------------------------------------------------------------------------
 
     void carryOut(const ReadFolder& request) {
-        start(Work::folder, [folders = folders_, path = request.path, wakeUp = wakeUp_](const Out& out) {
-            const auto folder = folders->folder(path);
-            out.yield([folder](BrowsePage& page) { return page.take(folder); });
-            // Of many names the order takes longer than the rest, so it comes after what is seen first.
-            wakeUp->wake();
-            auto order = nameOrder(folder, out.cancellation());
-            if (!order) return;
-            out.yield([order = std::move(*order)](BrowsePage& page) {
-                page.take(order);
-                return BrowsePage::Outcome{};
-            });
-        });
+        work_.start(BrowseTask::folder,
+                    [folders = folders_, path = request.path, wakeUp = work_.wakeUp()](const BrowseWork::Out& out) {
+                        const auto folder = folders->folder(path);
+                        out.yield([folder](BrowsePage& page) { return page.take(folder); });
+                        // Of many names the order takes longer than the rest, so it comes after what is seen first.
+                        wakeUp();
+                        auto order = nameOrder(folder, out.cancellation());
+                        if (!order) return;
+                        out.yield([order = std::move(*order)](BrowsePage& page) {
+                            page.take(order);
+                            return BrowsePage::Outcome{};
+                        });
+                    });
     }
 
     void carryOut(const ReadPicture& request) {
-        start(Work::picture, [folders = folders_, folder = request.folder](const Out& out) {
+        work_.start(BrowseTask::picture, [folders = folders_, folder = request.folder](const BrowseWork::Out& out) {
             auto picture = folders->picture(folder, out.cancellation());
             if (picture == nullptr) return;
             out.yield([picture](BrowsePage& page) {
@@ -286,7 +167,7 @@ private:
     }
 
     void carryOut(const FindBelow& request) {
-        start(Work::find, [folders = folders_, request](const Out& out) {
+        work_.start(BrowseTask::find, [folders = folders_, request](const BrowseWork::Out& out) {
             auto found = folders->find(request, out.cancellation());
             if (found == nullptr) return;
             out.yield([found](BrowsePage& page) {
@@ -297,7 +178,7 @@ private:
     }
 
     void carryOut(const Summarise& request) {
-        start(Work::summary, [folders = folders_, request](const Out& out) {
+        work_.start(BrowseTask::summary, [folders = folders_, request](const BrowseWork::Out& out) {
             std::shared_ptr<const Summary> summary;
             std::string failure;
             try {
@@ -314,7 +195,7 @@ private:
     }
 
     void carryOut(const MeasureMarks& request) {
-        start(Work::marks, [shared = shared_, request](const Out& out) {
+        work_.start(BrowseTask::marks, [shared = shared_, request](const BrowseWork::Out& out) {
             const std::lock_guard guard{shared->removal.mutex};
             if (out.cancellation().isCancelled()) return;
             const auto bytes = shared->removal.run.chosenBytes(request.paths, out.cancellation());
@@ -327,8 +208,8 @@ private:
     }
 
     void carryOut(const PlanDeletion& request) {
-        drop(Work::marks);  // it would be waited for
-        start(Work::action, [shared = shared_, request](const Out& out) {
+        work_.drop(BrowseTask::marks);  // it would be waited for
+        work_.start(BrowseTask::action, [shared = shared_, request](const BrowseWork::Out& out) {
             const std::lock_guard guard{shared->removal.mutex};
             // Threads get the lock in any order: one that was overtaken must not take away a newer plan.
             if (out.cancellation().isCancelled()) return;
@@ -355,10 +236,10 @@ private:
     }
 
     void carryOut(const CarryOutPlan& request) {
-        drop(Work::marks);
+        work_.drop(BrowseTask::marks);
         stop_ = CancellationToken{};
-        start(Work::action, [this, folders = folders_, history = start_.history, shared = shared_, request,
-                             stop = stop_, wakeUp = wakeUp_](const Out& out) {
+        work_.start(BrowseTask::action, [this, folders = folders_, history = start_.history, shared = shared_, request,
+                                         stop = stop_, wakeUp = work_.wakeUp()](const BrowseWork::Out& out) {
             const std::lock_guard guard{shared->removal.mutex};
             try {
                 Removal& removal = shared->removal;
@@ -373,7 +254,7 @@ private:
                         page.takeProgress(count);
                         return BrowsePage::Outcome{};
                     });
-                    wakeUp->wake();
+                    wakeUp();
                     return !stop.isCancelled();
                 };
                 const std::optional<Text> typed =
@@ -396,7 +277,7 @@ private:
     void carryOut(const StopAction&) { stop_.cancel(); }
 
     void carryOut(const LookForTrashed&) {
-        start(Work::action, [shared = shared_](const Out& out) {
+        work_.start(BrowseTask::action, [shared = shared_](const BrowseWork::Out& out) {
             const std::lock_guard guard{shared->removal.mutex};
             try {
                 const Restoration restoration{shared->session, [](std::string_view) {}};
@@ -423,8 +304,8 @@ private:
 
     void carryOut(const PutBack& request) {
         stop_ = CancellationToken{};
-        start(Work::action, [this, folders = folders_, history = start_.history, shared = shared_, request,
-                             stop = stop_](const Out& out) {
+        work_.start(BrowseTask::action, [this, folders = folders_, history = start_.history, shared = shared_, request,
+                                         stop = stop_](const BrowseWork::Out& out) {
             const std::lock_guard guard{shared->removal.mutex};
             try {
                 std::vector<std::string> remarks;
@@ -473,7 +354,7 @@ private:
     }
 
     /// An answer that says what went wrong.
-    static Answer failure(std::string sentence) {
+    static BrowseWork::Answer failure(std::string sentence) {
         return [sentence = std::move(sentence)](BrowsePage& page) {
             page.takeFailure(sentence);
             return BrowsePage::Outcome{};
@@ -521,32 +402,33 @@ private:
     /// Saves, and goes on with what was saved: of that only what is asked for is in memory.
     void save(const ScanSnapshot& snapshot) {
         page_.setMessage("Saving the scan …", Style::quiet);
-        start(Work::saving, [this, history = start_.history, snapshot, failure = savingFailure_](const Out& out) {
-            try {
-                const Generation saved = history->add(snapshot);
-                auto kept = std::make_shared<const BrowseFolders>(
-                    std::make_shared<const SavedScan>(history->open(saved.number)),
-                    scanBefore(*history, saved.scope.root.path(), saved));
-                // What this leaves in is the next scan's to take out.
-                try {
-                    (void)history->thin({}, Date::now());
-                } catch (const KestrelError&) {
-                }
-                out.yield([this, kept](BrowsePage& page) {
-                    show(kept);
-                    page.setMessage("The scan is finished and kept.", Style::plain);
-                    return BrowsePage::Outcome{};
-                });
-            } catch (const std::exception& error) {
-                *failure = error.what();
-                out.yield([this, snapshot, reason = std::string{error.what()}](BrowsePage& page) {
-                    show(std::make_shared<const BrowseFolders>(std::make_shared<const SavedScan>(snapshot),
-                                                               folders_->sharedEarlier()));
-                    page.setMessage("The scan could not be saved: " + reason, Style::bad);
-                    return BrowsePage::Outcome{};
-                });
-            }
-        });
+        work_.start(BrowseTask::saving,
+                    [this, history = start_.history, snapshot, failure = savingFailure_](const BrowseWork::Out& out) {
+                        try {
+                            const Generation saved = history->add(snapshot);
+                            auto kept = std::make_shared<const BrowseFolders>(
+                                std::make_shared<const SavedScan>(history->open(saved.number)),
+                                scanBefore(*history, saved.scope.root.path(), saved));
+                            // What this leaves in is the next scan's to take out.
+                            try {
+                                (void)history->thin({}, Date::now());
+                            } catch (const KestrelError&) {
+                            }
+                            out.yield([this, kept](BrowsePage& page) {
+                                show(kept);
+                                page.setMessage("The scan is finished and kept.", Style::plain);
+                                return BrowsePage::Outcome{};
+                            });
+                        } catch (const std::exception& error) {
+                            *failure = error.what();
+                            out.yield([this, snapshot, reason = std::string{error.what()}](BrowsePage& page) {
+                                show(std::make_shared<const BrowseFolders>(std::make_shared<const SavedScan>(snapshot),
+                                                                           folders_->sharedEarlier()));
+                                page.setMessage("The scan could not be saved: " + reason, Style::bad);
+                                return BrowsePage::Outcome{};
+                            });
+                        }
+                    });
     }
 
     void show(std::shared_ptr<const BrowseFolders> folders) {
@@ -567,18 +449,15 @@ private:
         page_.setScan(std::move(state));
     }
 
-    void drop(Work sort) { work_[static_cast<std::size_t>(sort)].reset(); }
-
     const Session& session_;
     BrowseStart start_;
     std::shared_ptr<Shared> shared_;
     LiveScreen screen_;
-    std::shared_ptr<WakeUp> wakeUp_;
+    BrowseWork work_;
     BrowsePage page_;
     std::shared_ptr<const BrowseFolders> folders_;
     std::unique_ptr<BrowseScan> scan_;  ///< while one runs
-    std::array<std::optional<Answers>, workCount> work_;
-    CancellationToken stop_;  ///< of what is being done
+    CancellationToken stop_;            ///< of what is being done
     bool isOver_ = false;
     std::optional<BrowseResults> lastWords_;
     /// Why a scan was not saved: written by the thread that saves, for who has seen its end.
@@ -604,7 +483,7 @@ void keepFound(const Session& session, BrowseScan& scan) {
 
 ExitCode runBrowse(const Session& session, BrowseStart start) {
     std::unique_ptr<BrowseScan> scan;
-    std::optional<Answers> saving;
+    std::optional<BrowseWork::Answers> saving;
     std::optional<BrowseResults> lastWords;
     std::shared_ptr<const std::string> savingFailure;
     {
@@ -627,7 +506,7 @@ ExitCode runBrowse(const Session& session, BrowseStart start) {
         session.say("Saving the scan; Ctrl-C loses it.");
         bool isEnded = false;
         while (!isEnded && !Interruption::isRequested())
-            isEnded = std::holds_alternative<Answers::Ended>(saving->next(50ms));
+            isEnded = std::holds_alternative<BrowseWork::Answers::Ended>(saving->next(50ms));
         if (isEnded && !savingFailure->empty()) {
             session.say(whyNotSaved(historyPath(), *savingFailure));
             return ExitCode::failed;

@@ -1,6 +1,8 @@
 #include "commands/Deletion.hpp"
 
+#include "output/ByteFormat.hpp"
 #include "output/ModelJSON.hpp"
+#include "output/RiskStyle.hpp"
 #include "output/Table.hpp"
 #include "output/TerminalText.hpp"
 #include "store/DeletionRun.hpp"
@@ -35,16 +37,6 @@ namespace KestrelCLI {
 namespace {
 
 using namespace KestrelCore;
-
-Style styleOf(RiskLevel level) {
-    switch (level) {
-    case RiskLevel::normal: break;
-    case RiskLevel::caution: return Style::warning;
-    case RiskLevel::high: return Style::bad;
-    case RiskLevel::blocked: return Style::match;
-    }
-    return Style::plain;
-}
 
 /// The plan for a person: each item, and on the next line why it is refused. Nothing is cut, whatever the width of the
 /// terminal: what is agreed to must be seen whole. On a terminal "~" is the home directory, which is whole, too.
@@ -102,8 +94,6 @@ void writeResults(JSONOutput& json, const std::vector<DeletionItemResult>& resul
     json.endArray();
 }
 
-std::string itemCount(std::uint64_t count) { return count == 1 ? "1 item" : fmt::format("{} items", count); }
-
 /// Said once behind the sum, and not with each item.
 constexpr const char* stillUsedSentence = " It still counts as used until the Trash is emptied: kestrel trash --empty.";
 
@@ -154,11 +144,11 @@ ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOpti
     const bool isSeen = !session.options.json && session.terminal.isOutput;
     if (!session.options.json) showPlan(session, session.out, *proposal);
     if (asks && !isSeen && session.terminal.isInput) showPlan(session, session.messages, *proposal);
-    const std::string amount = fmt::format("{} ({})", itemCount(going), session.size(proposal->freedBytes));
+    const std::string amount = fmt::format("{} ({})", ByteFormat::items(going), session.size(proposal->freedBytes));
 
     if (proposal->unread > 0)
-        session.say(
-            fmt::format("{} could not be looked at; the sizes leave out what is there.", itemCount(proposal->unread)));
+        session.say(fmt::format("{} could not be looked at; the sizes leave out what is there.",
+                                ByteFormat::items(proposal->unread)));
 
     if (going > 0 && !options.remark.empty() && !session.options.json) session.say(options.remark);
 
@@ -207,14 +197,14 @@ ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOpti
         session.out << (outcome.gone.empty()
                             ? fmt::format("Nothing was {}.\n", isTrash ? "moved to the Trash" : "removed")
                             : fmt::format("{} {}{} ({}).{}\n", isTrash ? "Moved" : "Removed",
-                                          itemCount(outcome.gone.size()), isTrash ? " to the Trash" : "",
+                                          ByteFormat::items(outcome.gone.size()), isTrash ? " to the Trash" : "",
                                           session.size(reclaimable), isTrash ? stillUsedSentence : ""));
         if (options.afterwards) options.afterwards(nullptr, outcome.gone);
         if (isTrash && !outcome.gone.empty()) session.out << fmt::format("Undo: {}--last\n", restoreCall(session));
     }
     if (outcome.isInterrupted) {
         const std::size_t left = going - outcome.results.size();
-        session.say(fmt::format("Interrupted: {} left as they were.", itemCount(left)));
+        session.say(fmt::format("Interrupted: {} left as they were.", ByteFormat::items(left)));
         return ExitCode::interrupted;
     }
     return code;

@@ -158,10 +158,6 @@ void writeJSON(const Session& session, const FinishedScan& scan, const ScanSnaps
     json.finish();
 }
 
-std::string itemCount(std::size_t count) {
-    return fmt::format("{} {}", ByteFormat::count(static_cast<std::int64_t>(count)), count == 1 ? "item" : "items");
-}
-
 void writeIssues(const Session& session, const ScanSnapshot& snapshot) {
     session.out << '\n' << session.painted(Style::heading, "Could not be read") << '\n';
     for (const ScanIssue& issue : snapshot.issues()) {
@@ -191,8 +187,8 @@ void writeSummary(const Session& session, const FinishedScan& scan, std::optiona
     const std::size_t items = scan.snapshot.records().size() - std::min<std::size_t>(scan.snapshot.records().size(), 1);
     const std::string size = session.size(length.value_or(total));
     const std::string what =
-        length ? fmt::format(" of contents in {}, which take {} on disk", itemCount(items), session.size(total))
-               : fmt::format(" on disk in {}{}", itemCount(items),
+        length ? fmt::format(" of contents in {}, which take {} on disk", ByteFormat::items(items), session.size(total))
+               : fmt::format(" on disk in {}{}", ByteFormat::items(items),
                              earlier ? ", " + change(session, total, *earlier, Date::now()) : "");
     const std::string seconds = fmt::format("({:.2f} s, {} items a second)", pace.seconds,
                                             ByteFormat::count(static_cast<std::int64_t>(pace.entriesPerSecond)));
@@ -275,7 +271,7 @@ ExitCode scan(const Session& session, const ScanCommandOptions& options, const O
     // A total that may be too small is no failure, but a script must be able to tell it from a whole one.
     if (issues == 0) return code;
     const bool mayBeMore = issues >= DiskScanner::mostIssues;
-    session.say(fmt::format("{}{} could not be read, so the total may be too small.{}", itemCount(issues),
+    session.say(fmt::format("{}{} could not be read, so the total may be too small.{}", ByteFormat::items(issues),
                             mayBeMore ? " or more" : "",
                             options.listsIssues || session.options.json ? "" : " --issues lists them."));
     return combined(code, ExitCode::incomplete);

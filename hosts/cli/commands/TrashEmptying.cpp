@@ -1,6 +1,7 @@
 #include "commands/TrashEmptying.hpp"
 
 #include "commands/Deletion.hpp"
+#include "output/ByteFormat.hpp"
 #include "output/JSONOutput.hpp"
 #include "output/ModelJSON.hpp"
 #include "output/Table.hpp"
@@ -39,8 +40,6 @@ struct PlannedItem {
     TrashedItem item;
     std::int64_t bytes = 0;
 };
-
-std::string itemCount(std::size_t count) { return count == 1 ? "1 item" : fmt::format("{} items", count); }
 
 std::string_view nameOf(TrashedItemState state) {
     switch (state) {
@@ -87,8 +86,8 @@ void showPlan(const Session& session, std::ostream& out, const TrashBin& bin, co
         std::int64_t rest = 0;
         for (std::size_t i = shown; i < items.size(); ++i) rest += items[i]->bytes;
         if (shown < items.size())
-            out << fmt::format("and {} smaller ({}); --dry-run in a pipe shows all\n", itemCount(items.size() - shown),
-                               session.size(rest));
+            out << fmt::format("and {} smaller ({}); --dry-run in a pipe shows all\n",
+                               ByteFormat::items(items.size() - shown), session.size(rest));
         out << '\n';
     }
 }
@@ -157,7 +156,7 @@ ExitCode emptyTrash(const Session& session, const TrashEmptyingOptions& options)
     }
     Interruption::check();
     const std::string amount =
-        fmt::format("{} ({})", itemCount(plan.size()), session.size(measurement.freedBytes(places)));
+        fmt::format("{} ({})", ByteFormat::items(plan.size()), session.size(measurement.freedBytes(places)));
 
     const bool asks = !options.isDryRun && !plan.empty() && !options.confirmation;
     if (!session.options.json) {
@@ -169,7 +168,8 @@ ExitCode emptyTrash(const Session& session, const TrashEmptyingOptions& options)
     if (asks && session.terminal.isInput && (session.options.json || !session.terminal.isOutput))
         showPlan(session, session.messages, bin, plan);
     if (unread > 0)
-        session.say(fmt::format("{} could not be looked at; the sizes leave out what is there.", itemCount(unread)));
+        session.say(
+            fmt::format("{} could not be looked at; the sizes leave out what is there.", ByteFormat::items(unread)));
 
     std::optional<Text> typed;
     if (asks) {
@@ -233,10 +233,11 @@ ExitCode emptyTrash(const Session& session, const TrashEmptyingOptions& options)
     } else if (isTried && !isConfirmed) {
         session.say("Nothing was removed: the word is DELETE.");
     } else if (isTried) {
-        session.out << fmt::format("Removed {} from the Trash ({}).\n", itemCount(gone.size()), session.size(freed));
+        session.out << fmt::format("Removed {} from the Trash ({}).\n", ByteFormat::items(gone.size()),
+                                   session.size(freed));
     }
     if (isTried && isConfirmed && (Interruption::isRequested() || results.size() < plan.size())) {
-        session.say(fmt::format("Interrupted: {} left in the Trash.", itemCount(plan.size() - gone.size())));
+        session.say(fmt::format("Interrupted: {} left in the Trash.", ByteFormat::items(plan.size() - gone.size())));
         return ExitCode::interrupted;
     }
     return code;

@@ -52,6 +52,10 @@ std::string ByteFormat::count(std::int64_t number) {
     return number < 0 ? "-" + digits : digits;
 }
 
+std::string ByteFormat::things(std::int64_t number, const char* name) {
+    return fmt::format("{} {}{}", count(number), name, number == 1 ? "" : "s");
+}
+
 std::string ByteFormat::share(std::int64_t part, std::int64_t whole) {
     if (part <= 0 || whole <= 0) return "0 %";
     // After items were taken out of a snapshot a file that has another name left can weigh more than its folder.

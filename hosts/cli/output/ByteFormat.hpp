@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <string>
 
@@ -20,8 +21,21 @@ public:
     [[nodiscard]] static std::string exact(std::int64_t bytes);
     /// With separators: "1,083,440".
     [[nodiscard]] static std::string count(std::int64_t number);
+    /// "1 item", "1,083,440 items".
+    template <std::integral Count>
+    [[nodiscard]] static std::string items(Count number) {
+        return things(static_cast<std::int64_t>(number), "item");
+    }
+    /// "1 file", "1,083,440 files".
+    template <std::integral Count>
+    [[nodiscard]] static std::string files(Count number) {
+        return things(static_cast<std::int64_t>(number), "file");
+    }
     /// "41.3 %" of a whole; "0 %" of none, "<0.1 %" for more than nothing, "–" for a part that is above the whole.
     [[nodiscard]] static std::string share(std::int64_t part, std::int64_t whole);
+
+private:
+    [[nodiscard]] static std::string things(std::int64_t number, const char* name);
 };
 
 }  // namespace KestrelCLI

@@ -46,12 +46,8 @@ bool isRest(const GrowthChange& change) {
     return isContainer(change) && (change.what == GrowthChangeKind::grew || change.what == GrowthChangeKind::shrank);
 }
 
-std::string items(std::int64_t count) {
-    return fmt::format("{} {}", ByteFormat::count(count), count == 1 ? "item" : "items");
-}
-
 std::string noteOf(const GrowthChange& change) {
-    const std::string content = isContainer(change) ? items(change.items) : "";
+    const std::string content = isContainer(change) ? ByteFormat::items(change.items) : "";
     switch (change.what) {
     case GrowthChangeKind::appeared: return isContainer(change) ? "new, " + content : "new";
     case GrowthChangeKind::gone: return isContainer(change) ? "gone, " + content : "gone";

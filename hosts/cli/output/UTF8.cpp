@@ -25,4 +25,10 @@ std::string utf8Of(char32_t scalar) {
     return {byte(18, 0xF0, 0x07), byte(12, 0x80, 0x3F), byte(6, 0x80, 0x3F), byte(0, 0x80, 0x3F)};
 }
 
+void eraseLastCharacter(std::string& text) {
+    // Bytes after the first of a character begin with the bits 10.
+    while (!text.empty() && (text.back() & 0xC0) == 0x80) text.pop_back();
+    if (!text.empty()) text.pop_back();
+}
+
 }  // namespace KestrelCLI

@@ -22,4 +22,7 @@ struct UTF8Step {
 /// One scalar value as UTF-8; U+FFFD for what is none.
 [[nodiscard]] std::string utf8Of(char32_t scalar);
 
+/// Takes the last scalar value of a well-formed text away; of an empty one nothing.
+void eraseLastCharacter(std::string& text);
+
 }  // namespace KestrelCLI

@@ -59,6 +59,12 @@ ScreenLine clipped(const ScreenLine& line, std::size_t columns, Characters chara
     return result;
 }
 
+ScreenLine chosenLine(const ScreenLine& line, std::size_t columns, Characters characters) {
+    std::string whole;
+    for (const ScreenSpan& span : line) whole += span.text;
+    return {{TerminalText::padded(clipped(whole, columns, characters), columns), Style::selected}};
+}
+
 std::string pageBar(double fraction, std::size_t columns, Characters characters) {
     if (characters == Characters::unicode) return bar(fraction, columns);
     const double within = std::isnan(fraction) ? 0 : std::clamp(fraction, 0.0, 1.0);

@@ -18,6 +18,9 @@ namespace KestrelCLI {
 /// The beginning of a line in at most `columns`.
 [[nodiscard]] ScreenLine clipped(const ScreenLine& line, std::size_t columns, Characters characters);
 
+/// A line that is chosen: one bar from edge to edge, whatever the colours were.
+[[nodiscard]] ScreenLine chosenLine(const ScreenLine& line, std::size_t columns, Characters characters);
+
 /// A bar of `columns` columns, filled to `fraction` of 1.
 [[nodiscard]] std::string pageBar(double fraction, std::size_t columns, Characters characters);
 

@@ -195,12 +195,7 @@ ProcessRequest ProcessPane::freezeOrResume() {
 void ProcessPane::typeInFilter(const ScreenKey& key) {
     switch (key.kind) {
     case ScreenKey::Kind::character: typed_ += utf8Of(key.character); break;
-    case ScreenKey::Kind::backspace: {
-        // A whole character, whose bytes after the first begin with the bits 10.
-        while (!typed_.empty() && (typed_.back() & 0xC0) == 0x80) typed_.pop_back();
-        if (!typed_.empty()) typed_.pop_back();
-        break;
-    }
+    case ScreenKey::Kind::backspace: eraseLastCharacter(typed_); break;
     case ScreenKey::Kind::escape: typed_.clear(); [[fallthrough]];
     case ScreenKey::Kind::enter: isTyping_ = false; break;
     default: return;

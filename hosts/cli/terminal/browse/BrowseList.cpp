@@ -268,11 +268,7 @@ ScreenLine BrowseList::lineOf(const BrowseItem& item, const Layout& layout, bool
     std::string name = fitted(TerminalText::escaped(record.name().view(), characters_), room, characters_);
     name += mark;
     line.push_back({std::move(name), styleOf(record)});
-    if (!isChosen) return line;
-    // One bar from edge to edge, whatever the colours.
-    std::string whole;
-    for (const ScreenSpan& span : line) whole += span.text;
-    return {{TerminalText::padded(clipped(whole, columns_, characters_), columns_), Style::selected}};
+    return isChosen ? chosenLine(line, columns_, characters_) : line;
 }
 
 std::vector<ScreenLine> BrowseList::lines(const BrowseMarks& marks) const {

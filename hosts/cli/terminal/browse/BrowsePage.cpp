@@ -41,10 +41,6 @@ Text nameOf(const Text& path) {
     return slash == std::string_view::npos ? path : Text{path.view().substr(slash + 1)};
 }
 
-std::string itemCount(std::int64_t count) {
-    return count == 1 ? "1 item" : fmt::format("{} items", ByteFormat::count(count));
-}
-
 std::string_view kindName(const FileRecord& record) {
     switch (record.kind()) {
     case FileKind::directory: return "folder";
@@ -580,7 +576,7 @@ void BrowsePage::showInfo() {
     const BrowseItem* const item = found_ ? nullptr : list_.chosen();
     if (item != nullptr && record->isContainer()) {
         add("length", bytes(item->entry.below.apparentBytes));
-        add("holds", itemCount(item->entry.below.items));
+        add("holds", ByteFormat::items(item->entry.below.items));
     } else if (!record->isContainer()) {
         add("length", bytes(record->logicalBytes()));
     }
@@ -626,7 +622,8 @@ void BrowsePage::resize(std::size_t columns, std::size_t rows) {
 
 std::string BrowsePage::scanText() const {
     if (scan_.isScanning) {
-        const std::string seen = fmt::format("{}, {}", itemCount(scan_.itemsSeen), session_.size(scan_.bytesSeen));
+        const std::string seen =
+            fmt::format("{}, {}", ByteFormat::items(scan_.itemsSeen), session_.size(scan_.bytesSeen));
         return (scan_.scan ? "scanning again: " : "scanning: ") + seen;
     }
     if (!scan_.scan) return "";
@@ -654,7 +651,7 @@ ScreenLine BrowsePage::summary() const {
     std::vector<std::string> parts;
     std::string text =
         fmt::format("{} {} in {}", session_.size(isDisk ? folder_->displayBytes : folder_->below.apparentBytes),
-                    isDisk ? "on disk" : "of contents", itemCount(folder_->below.items));
+                    isDisk ? "on disk" : "of contents", ByteFormat::items(folder_->below.items));
     if (!folder_->isComplete) text += " so far";
     parts.push_back(std::move(text));
     if (isDisk && folder_->change && *folder_->change != 0 && scan_.earlier)
@@ -676,7 +673,7 @@ ScreenLine BrowsePage::chosenLine() const {
     ScreenLine line{
         {marks_.covers(record.path()) ? (characters_ == Characters::unicode ? "● " : "* ") : "", Style::match}};
     std::string text = session_.size(record.displayBytes());
-    if (record.isContainer()) text += fmt::format(" in {}", itemCount(item->entry.below.items));
+    if (record.isContainer()) text += fmt::format(" in {}", ByteFormat::items(item->entry.below.items));
     if (item->change.value_or(0) != 0) text += fmt::format(", {}", signedSize(session_, *item->change));
     const std::size_t room = columns_ > text.size() + 4 ? columns_ - text.size() - 4 : 0;
     line.push_back(

@@ -29,13 +29,6 @@ std::string_view relative(const Text& path, const Text& folder) {
     return rest;
 }
 
-/// Takes the last character of a text that is typed away.
-void eraseLast(std::string& text) {
-    // A whole character, whose bytes after the first begin with the bits 10.
-    while (!text.empty() && (text.back() & 0xC0) == 0x80) text.pop_back();
-    if (!text.empty()) text.pop_back();
-}
-
 }  // namespace
 
 FoundPane::FoundPane(const Session& session, Characters characters, std::string title, FindBelow query, bool isTyping)
@@ -72,7 +65,7 @@ FoundPane::Answer FoundPane::press(const ScreenKey& key) {
         case Kind::character: query_.words += utf8Of(key.character); return changed();
         case Kind::backspace:
             if (query_.words.empty()) return {.isUsed = true, .isToClose = true};
-            eraseLast(query_.words);
+            eraseLastCharacter(query_.words);
             return changed();
         case Kind::escape: return {.isUsed = true, .isToClose = true};
         case Kind::enter: isTyping_ = false; return {.isUsed = true};
@@ -174,10 +167,7 @@ ScreenLine FoundPane::lineOf(const FileRecord& record, bool isMarked, bool isCho
     const std::size_t name = slash == std::string::npos ? 0 : slash + 1;
     line.push_back({shownPath.substr(0, name), Style::quiet});
     line.push_back({shownPath.substr(name), record.isContainer() ? Style::folder : Style::file});
-    if (!isChosen) return line;
-    std::string whole;
-    for (const ScreenSpan& span : line) whole += span.text;
-    return {{TerminalText::padded(clipped(whole, columns_, characters_), columns_), Style::selected}};
+    return isChosen ? chosenLine(line, columns_, characters_) : line;
 }
 
 std::vector<ScreenLine> FoundPane::lines(const BrowseMarks& marks) const {

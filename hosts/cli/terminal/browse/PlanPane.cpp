@@ -2,6 +2,7 @@
 
 #include "output/ByteFormat.hpp"
 #include "output/ModelJSON.hpp"
+#include "output/RiskStyle.hpp"
 #include "output/TerminalText.hpp"
 #include "output/UTF8.hpp"
 #include "terminal/PageText.hpp"
@@ -20,20 +21,6 @@ namespace {
 
 constexpr std::size_t riskColumns = 9;
 constexpr std::string_view confirmationWord = "DELETE";
-
-Style styleOf(RiskLevel level) {
-    switch (level) {
-    case RiskLevel::normal: break;
-    case RiskLevel::caution: return Style::warning;
-    case RiskLevel::high: return Style::bad;
-    case RiskLevel::blocked: return Style::match;
-    }
-    return Style::plain;
-}
-
-std::string itemCount(std::size_t count) {
-    return count == 1 ? "1 item" : fmt::format("{} items", ByteFormat::count(static_cast<std::int64_t>(count)));
-}
 
 }  // namespace
 
@@ -168,8 +155,7 @@ PlanPane::Answer PlanPane::press(const ScreenKey& key) {
             return {};
         case Kind::backspace:
             if (typed_.empty()) return {Answer::Kind::close};
-            while (!typed_.empty() && (typed_.back() & 0xC0) == 0x80) typed_.pop_back();
-            typed_.pop_back();
+            eraseLastCharacter(typed_);
             return {};
         case Kind::enter:
             if (typed_.empty()) return {Answer::Kind::close};
@@ -212,7 +198,7 @@ std::vector<ScreenLine> PlanPane::foot() const {
         for (const std::string& remark : plan_.remarks) add(TerminalText::escaped(remark, characters_), Style::warning);
         if (plan_.unread > 0)
             add(fmt::format("{} could not be looked at; the sizes leave out what is there.",
-                            itemCount(static_cast<std::size_t>(plan_.unread))),
+                            ByteFormat::items(plan_.unread)),
                 Style::warning);
         if (plan_.hasHighRisk && !plan_.includesHighRisk) add("h lets items of high risk go, too.", Style::quiet);
         if (plan_.going == 0) {
@@ -220,7 +206,7 @@ std::vector<ScreenLine> PlanPane::foot() const {
             break;
         }
         const std::string amount =
-            fmt::format("{} ({} come free)", itemCount(plan_.going), session_.size(plan_.freedBytes));
+            fmt::format("{} ({} come free)", ByteFormat::items(plan_.going), session_.size(plan_.freedBytes));
         if (isForGood()) {
             if (isOtherWord_) add("The word is DELETE, in capital letters; nothing was removed.", Style::warning);
             add(fmt::format("Type DELETE to remove {} for good, Esc to leave everything: {}_", amount, typed_),

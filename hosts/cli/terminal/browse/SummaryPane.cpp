@@ -33,10 +33,6 @@ std::string_view titleOf(SummaryGrouping grouping) {
     return "Files by size on disk";
 }
 
-std::string fileCount(std::int64_t count) {
-    return count == 1 ? "1 file" : fmt::format("{} files", ByteFormat::count(count));
-}
-
 }  // namespace
 
 SummaryPane::SummaryPane(const Session& session, Characters characters, Text folder, SummaryGrouping grouping)
@@ -124,8 +120,8 @@ std::vector<ScreenLine> SummaryPane::lines() const {
         return lines;
     }
     lines.push_back(
-        {{clipped(fmt::format("{} in {}", session_.size(summary_->all.bytes), fileCount(summary_->all.items)), columns_,
-                  characters_),
+        {{clipped(fmt::format("{} in {}", session_.size(summary_->all.bytes), ByteFormat::files(summary_->all.items)),
+                  columns_, characters_),
           Style::quiet}});
     std::int64_t largest = 1;
     for (const SummaryRow& row : summary_->rows) largest = std::max(largest, row.bytes);
@@ -146,12 +142,8 @@ std::vector<ScreenLine> SummaryPane::lines() const {
         const std::string name =
             row.name.isEmpty() ? "without extension" : TerminalText::escaped(row.name.view(), characters_);
         line.push_back({TerminalText::padded(name, 18) + "  ", Style::folder});
-        line.push_back({fileCount(row.items), Style::quiet});
-        if (place == cursor_.chosen()) {
-            std::string whole;
-            for (const ScreenSpan& span : line) whole += span.text;
-            line = {{TerminalText::padded(clipped(whole, columns_, characters_), columns_), Style::selected}};
-        }
+        line.push_back({ByteFormat::files(row.items), Style::quiet});
+        if (place == cursor_.chosen()) line = chosenLine(line, columns_, characters_);
         lines.push_back(std::move(line));
     }
     return lines;
