@@ -1,0 +1,130 @@
+#include "Reclaim/DuplicateGrouping.hpp"
+
+#include "KestrelCore/Base/Path.hpp"
+#include "KestrelCore/Base/URL.hpp"
+#include "KestrelCore/Deletion/SafetyPolicy.hpp"
+#include "Model/PackageExtensions.hpp"
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <utility>
+
+namespace KestrelCore {
+
+namespace {
+
+/// The stores of version control: each repository needs its own, however many others have the same.
+bool isRepositoryStore(std::string_view name) {
+    constexpr std::array<std::string_view, 5> names{".git", ".hg", ".svn", ".bzr", ".jj"};
+    return std::ranges::find(names, name) != names.end();
+}
+
+/// The innermost folder on the way to `path` that is worth nothing without all of its files; empty when there is none.
+std::string_view wholeThing(std::string_view path) {
+    for (std::size_t end = path.rfind('/'); end != std::string_view::npos && end > 0;) {
+        const std::size_t begin = path.rfind('/', end - 1);
+        if (begin == std::string_view::npos) break;
+        const std::string_view name = path.substr(begin + 1, end - begin - 1);
+        std::string extension;
+        for (const char c : name.substr(std::min(Path::extensionOffset(name), name.size())))
+            extension += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+        if (isRepositoryStore(name) || isPackageExtension(extension)) return name;
+        end = begin;
+    }
+    return {};
+}
+
+int orderOf(DuplicateStanding standing) {
+    return standing == DuplicateStanding::kept ? 0 : standing == DuplicateStanding::spare ? 1 : 2;
+}
+
+}  // namespace
+
+std::optional<Text> DuplicateGrouping::protection(const Text& path) {
+    if (auto reason = SafetyPolicy::blockedReason(URL::fromPath(path))) return reason;
+    const std::string_view whole = wholeThing(path.view());
+    if (whole.empty()) return std::nullopt;
+    return Text::concatenating({"It is part of “", whole, "”, which needs all of its files."});
+}
+
+bool DuplicateGrouping::isInKeptFolder(const DuplicateFile& file) const {
+    return options_.keptFolder && Path::isBeneath(file.path, *options_.keptFolder);
+}
+
+bool DuplicateGrouping::isKeptBefore(const DuplicateFile& a, const DuplicateFile& b) const {
+    const bool isInFolderA = isInKeptFolder(a);
+    const bool isInFolderB = isInKeptFolder(b);
+    if (isInFolderA != isInFolderB) return isInFolderA;
+    // What has no date is taken last.
+    if (a.modifiedAt != b.modifiedAt) {
+        if (!a.modifiedAt || !b.modifiedAt) return a.modifiedAt.has_value();
+        return options_.keeping == DuplicateKeeping::oldest ? *a.modifiedAt < *b.modifiedAt
+                                                            : *b.modifiedAt < *a.modifiedAt;
+    }
+    return std::tuple{a.path.view().size(), a.path.view()} < std::tuple{b.path.view().size(), b.path.view()};
+}
+
+DuplicateGroup DuplicateGrouping::group(std::span<const std::uint32_t> files) const {
+    DuplicateGroup group{.bytes = candidates_.files[files.front()].bytes, .files = {}};
+    for (const std::uint32_t number : files) {
+        for (const std::uint32_t name : candidates_.namesOf(candidates_.files[number])) {
+            const RecordStorage::Row& row = storage_.row(name);
+            group.files.push_back(
+                {.path = storage_.path(row),
+                 .identity = candidates_.files[number].identity,
+                 .modifiedAt = row.hasModified != 0 ? std::optional{Date{row.modifiedAt}} : std::nullopt,
+                 .allocatedBytes = readings_[number].allocatedBytes,
+                 .freedBytes = 0,
+                 .standing = DuplicateStanding::spare,
+                 .reason = {}});
+        }
+    }
+    const auto kept = std::ranges::min_element(
+        group.files, [this](const DuplicateFile& a, const DuplicateFile& b) { return isKeptBefore(a, b); });
+    kept->standing = DuplicateStanding::kept;
+    const FileIdentity keptIdentity = kept->identity;
+
+    std::size_t begin = 0;
+    for (const std::uint32_t number : files) {
+        const DuplicateReading& reading = readings_[number];
+        const std::span names = std::span{group.files}.subspan(begin, candidates_.files[number].nameCount);
+        begin += names.size();
+        const bool isKeptFile = candidates_.files[number].identity == keptIdentity;
+        bool goesWhole = reading.links == names.size();
+        for (DuplicateFile& file : names) {
+            if (file.standing == DuplicateStanding::kept) continue;
+            if (isKeptFile) {
+                file.standing = DuplicateStanding::sameFile;
+            } else if (isInKeptFolder(file)) {
+                file.standing = DuplicateStanding::inKeptFolder;
+            } else if ((file.reason = protection(file.path))) {
+                file.standing = DuplicateStanding::isProtected;
+            }
+            goesWhole = goesWhole && file.standing == DuplicateStanding::spare;
+        }
+        if (isKeptFile) continue;
+        if (reading.mayShareBlocks && candidates_.files[number].identity.device == keptIdentity.device)
+            group.shareableBytes += reading.ownBytes;
+        if (goesWhole && reading.ownBytes > 0) {
+            names.front().freedBytes = reading.ownBytes;
+            group.reclaimableBytes += reading.ownBytes;
+            continue;
+        }
+        // Nothing would come free, so nothing is offered to go.
+        const DuplicateStanding standing = !goesWhole                    ? DuplicateStanding::namedElsewhere
+                                           : reading.allocatedBytes == 0 ? DuplicateStanding::takesNoRoom
+                                                                         : DuplicateStanding::sharesBlocks;
+        for (DuplicateFile& file : names) {
+            if (file.standing == DuplicateStanding::spare) file.standing = standing;
+        }
+    }
+    std::ranges::sort(group.files, [](const DuplicateFile& a, const DuplicateFile& b) {
+        return std::tuple{orderOf(a.standing), a.path.view()} < std::tuple{orderOf(b.standing), b.path.view()};
+    });
+    return group;
+}
+
+}  // namespace KestrelCore

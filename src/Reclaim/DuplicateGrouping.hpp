@@ -1,0 +1,42 @@
+#pragma once
+
+#include "KestrelCore/Base/Text.hpp"
+#include "KestrelCore/Reclaim/DuplicateGroup.hpp"
+#include "KestrelCore/Reclaim/DuplicateOptions.hpp"
+#include "Reclaim/DuplicateCandidates.hpp"
+#include "Reclaim/DuplicateReading.hpp"
+#include "Snapshot/RecordStorage.hpp"
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace KestrelCore {
+
+/// Makes groups of files that were found equal: which one is kept, what may go, and what comes free. Refers to what it
+/// is made with.
+class DuplicateGrouping {
+public:
+    DuplicateGrouping(const RecordStorage& storage, const DuplicateOptions& options,
+                      const DuplicateCandidates& candidates, const std::vector<DuplicateReading>& readings)
+        : storage_{storage}, options_{options}, candidates_{candidates}, readings_{readings} {}
+
+    /// Of candidates by their numbers; at least two.
+    [[nodiscard]] DuplicateGroup group(std::span<const std::uint32_t> files) const;
+
+    /// Why the file at `path` must not be taken away although another one is equal: the safety policy says so, or it is
+    /// part of something that needs all of its files. Empty when nothing speaks against it.
+    [[nodiscard]] static std::optional<Text> protection(const Text& path);
+
+private:
+    [[nodiscard]] bool isInKeptFolder(const DuplicateFile& file) const;
+    [[nodiscard]] bool isKeptBefore(const DuplicateFile& a, const DuplicateFile& b) const;
+
+    const RecordStorage& storage_;
+    const DuplicateOptions& options_;
+    const DuplicateCandidates& candidates_;
+    const std::vector<DuplicateReading>& readings_;
+};
+
+}  // namespace KestrelCore
