@@ -12,6 +12,9 @@ foreach(set KestrelCoreTargets KestrelCoreStaticTargets)
     install(EXPORT ${set} NAMESPACE KestrelCore:: DESTINATION ${KESTREL_CMAKE_DIR})
 endforeach()
 
+# To be read: the library has its own copy of them.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/reclaim DESTINATION ${CMAKE_INSTALL_DATADIR}/kestrel OPTIONAL
+    FILES_MATCHING PATTERN "*.toml")
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/KestrelCoreConfig.cmake.in

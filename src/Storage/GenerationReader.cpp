@@ -1,5 +1,6 @@
 #include "KestrelCore/Storage/GenerationReader.hpp"
 
+#include "Storage/GenerationAccess.hpp"
 #include "Storage/History/GenerationDescription.hpp"
 #include "Storage/History/GenerationSearch.hpp"
 #include "Storage/History/GenerationSummary.hpp"
@@ -27,6 +28,8 @@ GenerationReader::GenerationReader(const HistoryDatabase& database, std::int64_t
 GenerationReader::GenerationReader(GenerationReader&& other) noexcept = default;
 GenerationReader& GenerationReader::operator=(GenerationReader&& other) noexcept = default;
 GenerationReader::~GenerationReader() = default;
+
+const OpenGeneration& GenerationAccess::open(const GenerationReader& reader) { return reader.state_->open; }
 
 const Generation& GenerationReader::generation() const { return state_->generation; }
 

@@ -56,6 +56,7 @@ public:
 
 private:
     friend class SnapshotHistory;
+    friend struct GenerationAccess;
     struct State;
     /// The database must have a file; throws where it has no such generation.
     GenerationReader(const HistoryDatabase& database, std::int64_t number);

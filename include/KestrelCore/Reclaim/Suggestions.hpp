@@ -1,0 +1,56 @@
+#pragma once
+
+#include "KestrelCore/Base/Date.hpp"
+#include "KestrelCore/Base/Text.hpp"
+#include "KestrelCore/Export.hpp"
+#include "KestrelCore/Model/FileRecord.hpp"
+#include "KestrelCore/Reclaim/ReclaimCatalogue.hpp"
+#include "KestrelCore/Reclaim/ReclaimRule.hpp"
+#include "KestrelCore/Reclaim/SuggestionSettings.hpp"
+#include "KestrelCore/Storage/GenerationReader.hpp"
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace KestrelCore {
+
+/// One item that may go, with all that is in it.
+struct SuggestedItem {
+    FileRecord record;
+    /// What really comes free when it goes alone: a file of which a name stays somewhere else in the scan gives
+    /// nothing.
+    std::int64_t freedBytes = 0;
+    std::int64_t itemsBelow = 0;         ///< in a folder, at any depth
+    std::optional<Date> newestChange{};  ///< of itself and all that is in it
+    std::vector<Text> witnesses{};       ///< paths of what tells that it is what the rule means; mostly none
+};
+
+/// What one rule found.
+struct SuggestionGroup {
+    ReclaimRule rule;
+    /// Largest first, equal sizes by path; no more than were asked for.
+    std::vector<SuggestedItem> items;
+    std::int64_t itemCount = 0;   ///< of all; 0 for a rule that asks the disk and found nothing yet
+    std::int64_t itemsBelow = 0;  ///< in all of them
+    std::int64_t freedBytes = 0;  ///< what comes free when all go
+};
+
+/// What can go, by rules, told from a generation of the history alone: the disk is not touched.
+///
+/// Every item counts once, for the rule that claims it first. What the safety policy refuses is no part of it, nor is a
+/// folder that holds something younger than its rule's smallest age, something under version control, or a mount.
+struct KESTRELCORE_EXPORT Suggestions {
+    /// The surest first, in each certainty the most bytes first. Only of rules that found something.
+    std::vector<SuggestionGroup> groups;
+    std::int64_t freedBytes = 0;  ///< when all of it goes
+
+    /// Of what the generation has; any thread. Empty when it was cancelled. Throws as the reader does.
+    [[nodiscard]] static std::optional<Suggestions>
+    of(const GenerationReader& generation, const ReclaimCatalogue& catalogue, const SuggestionSettings& settings);
+
+    /// What comes free of the groups of one certainty, or of all.
+    [[nodiscard]] std::int64_t bytesOf(ReclaimCertainty certainty) const;
+};
+
+}  // namespace KestrelCore
