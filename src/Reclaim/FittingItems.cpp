@@ -148,7 +148,7 @@ private:
                 if (match.takesFolders && (match.names.empty() || fitsAny(name, match.names))) add(at, folder);
             }
         }
-        if (!facts_.isOwn(parent)) return;
+        if (!facts_.isOwn(parent) || facts_.isOfProgram(parent)) return;
         fits.clear();
         folderNames_.each(name, [&](std::uint32_t number) { fits.push_back(number); });
         std::ranges::sort(fits);
@@ -166,7 +166,7 @@ private:
         for (std::uint32_t folder = 1; folder < table_.size(); ++folder) {
             const std::uint32_t parent = table_.parent(folder);
             if (!facts_.mayGo(folder) || !facts_.isLookedAt(folder) || !facts_.isOwn(parent) ||
-                facts_.isHidden(folder) || !isEmpty(folder))
+                facts_.isHidden(folder) || facts_.isOfProgram(folder) || !isEmpty(folder))
                 continue;
             // Those right in a home directory are the desktop's.
             if (!facts_.mayGo(parent) || isEmpty(parent)) continue;

@@ -56,6 +56,7 @@ void FolderFacts::readColumns(const GenerationRows& rows) {
             const std::uint64_t shape = some.value(HistoryField::shape, i);
             const std::uint64_t seconds = some.value(HistoryField::seconds, i);
             if (riskOf(kind) != static_cast<std::uint64_t>(RiskLevel::blocked)) flags_[position] |= going;
+            if (static_cast<FileKind>(kind & 7) == FileKind::package) flags_[position] |= ofProgram;
             if ((shape & RowShape::noDate) == 0) {
                 const bool isRaw = (shape & RowShape::rawDate) != 0;
                 newest_[position] =
@@ -94,8 +95,14 @@ void FolderFacts::findPlaces(const SuggestionSettings& settings) {
     for (std::uint32_t folder = 1; folder < table_.size(); ++folder) {
         const bool isTop = folder == home || (settings.folder && folder == asked);
         const std::uint32_t parent = table_.parent(folder);
-        if (!isTop && ((flags_[parent] & hidden) != 0 || table_.name(folder).starts_with('.')))
-            flags_[folder] |= hidden;
+        if (isTop) {
+            flags_[folder] &= static_cast<std::uint8_t>(~ofProgram);
+            continue;
+        }
+        flags_[folder] |= static_cast<std::uint8_t>(flags_[parent] & (hidden | ofProgram));
+        if (!table_.name(folder).starts_with('.')) continue;
+        flags_[folder] |= hidden;
+        if (parent == home || parent == 0 || (settings.folder && parent == asked)) flags_[folder] |= ofProgram;
     }
 }
 

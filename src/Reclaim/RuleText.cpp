@@ -44,8 +44,10 @@ std::int64_t lineOf(const toml::node& node) { return node.source().begin.line; }
 
 [[noreturn]] void refuse(const toml::node& node, const std::string& message) { throw RuleError{lineOf(node), message}; }
 
-/// Only wildcards: it would match everything.
-bool matchesEverything(std::string_view pattern) { return pattern.find_first_not_of("*?") == std::string_view::npos; }
+/// Only wildcards: it would match everything. Names of a certain length are not everything.
+bool matchesEverything(std::string_view pattern) {
+    return pattern.find_first_not_of("*?") == std::string_view::npos && pattern.find('*') != std::string_view::npos;
+}
 
 bool hasControls(std::string_view text) {
     return std::ranges::any_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
