@@ -100,6 +100,8 @@ void FolderFacts::findPlaces(const SuggestionSettings& settings) {
             continue;
         }
         flags_[folder] |= static_cast<std::uint8_t>(flags_[parent] & (hidden | ofProgram));
+        const bool isOfSystem = table_.name(folder) == "Library" || table_.name(folder) == "snap";
+        if (parent == home && isOfSystem) flags_[folder] |= ofProgram;
         if (!table_.name(folder).starts_with('.')) continue;
         flags_[folder] |= hidden;
         if (parent == home || parent == 0 || (settings.folder && parent == asked)) flags_[folder] |= ofProgram;

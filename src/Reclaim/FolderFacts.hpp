@@ -25,8 +25,9 @@ public:
     [[nodiscard]] bool isOwn(std::uint32_t folder) const { return (flags_[folder] & own) != 0; }
     /// Whether it, or a folder on the way to it from the person's own place, is hidden.
     [[nodiscard]] bool isHidden(std::uint32_t folder) const { return (flags_[folder] & hidden) != 0; }
-    /// Whether it is or lies in a package, or in a hidden folder that lies right in the person's own place: what is in
-    /// these is a program's, and part of it. Hidden folders of projects are the project's.
+    /// Whether it is or lies in a package, in a hidden folder that lies right in the person's own place, or in what the
+    /// system made in the home directory for programs: what is in these is a program's, and part of it. Hidden folders
+    /// of projects are the project's.
     [[nodiscard]] bool isOfProgram(std::uint32_t folder) const { return (flags_[folder] & ofProgram) != 0; }
     /// Whether it has a record, as a folder that is no place of its own.
     [[nodiscard]] bool mayGo(std::uint32_t folder) const { return (flags_[folder] & going) != 0; }
