@@ -221,6 +221,35 @@ def trash(folder):
     finish(terminal)
 
 
+def suggestions(folder):
+    """What can go by rules, marked as a whole, and after it went no longer among them."""
+    place = Place(folder)
+    place.tree = place.home / "work"
+    place.write("app/Cargo.toml", 10)
+    place.write("app/target/debug/program", 4_000_000)
+    for item in (place.tree / "app").rglob("*"):
+        os.utime(item, (10**9, 10**9))
+    place.scan()
+    terminal = place.browse()
+    terminal.type("w")
+    chooses(terminal, "Cargo")
+    terminal.shows("cargo clean")
+    terminal.type(ENTER)
+    chooses(terminal, "app/target/")
+    terminal.type("h ")
+    terminal.shows("1 marked, 4.0")
+    terminal.type("t")
+    terminal.shows("Move 1 item")
+    terminal.type("y")
+    terminal.shows("Moved 1 item to the Trash")
+    terminal.type(" ")
+    terminal.shows("Nothing that a rule knows of")
+    check(not (place.tree / "app/target").exists(), "What was agreed to is gone")
+    check((place.tree / "app/Cargo.toml").exists(), "What tells of it stays")
+    terminal.type("q")
+    finish(terminal)
+
+
 def judged(folder):
     """Nothing goes that changed since it was shown, and what protects itself elsewhere does so here."""
     place = Place(folder)
@@ -396,5 +425,6 @@ def stopped(folder):
     check(shell.end() == 0, "The shell ends as usual")
 
 
-run_case({"walk": walk, "find": find, "picture": picture, "trash": trash, "judged": judged, "sizes": sizes, "names": names,
+run_case({"walk": walk, "find": find, "picture": picture, "trash": trash,
+          "suggestions": suggestions, "judged": judged, "sizes": sizes, "names": names,
           "signals": signals, "scanning": scanning, "dumb": dumb, "hostile": hostile, "stopped": stopped}, mounting=set())

@@ -28,6 +28,8 @@ namespace {
 
 /// More than anybody goes through; further ones want another word.
 constexpr std::int64_t mostFound = 1000;
+/// Of each rule: as many as somebody may want to mark at once.
+constexpr std::size_t mostSuggested = 10'000;
 
 /// A folder is drawn with its content from one part in so many of the picture.
 constexpr std::int64_t smallestShare = 60;
@@ -171,6 +173,17 @@ std::shared_ptr<const BrowseFound> BrowseFolders::find(const FindBelow& query,
                                             : hint.told());
         }
         if (scan_ == nullptr) return found;
+        if (!query.rule.isEmpty()) {
+            const auto all = suggestions(query.folder, cancellation);
+            if (all == nullptr) return nullptr;
+            for (const SuggestionGroup& group : all->groups) {
+                if (group.rule.identifier != query.rule) continue;
+                for (const SuggestedItem& item : group.items) found->records.push_back(item.record);
+                found->matches = group.itemCount;
+                found->matchedBytes = group.freedBytes;
+            }
+            return found;
+        }
         auto answer = scan_->search(SearchQuery{Text{query.words}}, mostFound,
                                     {.cancellation = cancellation,
                                      .now = Date::now(),
@@ -193,6 +206,18 @@ std::shared_ptr<const Summary> BrowseFolders::summary(const Text& path, SummaryG
     if (scan_ == nullptr) return nullptr;
     auto summary = scan_->summarize(path, grouping, {.cancellation = cancellation});
     return summary ? std::make_shared<const Summary>(std::move(*summary)) : nullptr;
+}
+
+std::shared_ptr<const Suggestions> BrowseFolders::suggestions(const Text& path,
+                                                              const CancellationToken& cancellation) const {
+    if (scan_ == nullptr) return nullptr;
+    SuggestionSettings settings{
+        .places = ReclaimPlaces::ofThisProcess(), .mostItems = mostSuggested, .cancellation = cancellation};
+    // From above the home directory nobody means other people's places.
+    const bool holdsHome = path == Text{"/"} || settings.places.home.view().starts_with(path.string() + '/');
+    if (!holdsHome) settings.folder = path;
+    auto suggestions = scan_->suggestions(ReclaimCatalogue::standard(), settings);
+    return suggestions ? std::make_shared<const Suggestions>(std::move(*suggestions)) : nullptr;
 }
 
 std::shared_ptr<const BrowseFolders> BrowseFolders::newest(const SnapshotHistory& history) const {

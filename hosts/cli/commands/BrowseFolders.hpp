@@ -6,6 +6,7 @@
 
 #include "KestrelCore/Base/CancellationToken.hpp"
 #include "KestrelCore/Base/Text.hpp"
+#include "KestrelCore/Reclaim/Suggestions.hpp"
 #include "KestrelCore/Snapshot/FolderListing.hpp"
 #include "KestrelCore/Storage/SnapshotHistory.hpp"
 
@@ -41,6 +42,10 @@ public:
     [[nodiscard]] std::shared_ptr<const KestrelCore::Summary>
     summary(const KestrelCore::Text& path, KestrelCore::SummaryGrouping grouping,
             const KestrelCore::CancellationToken& cancellation) const;
+
+    /// What may go below the folder; null where it was cancelled. Throws as the saved scan does.
+    [[nodiscard]] std::shared_ptr<const KestrelCore::Suggestions>
+    suggestions(const KestrelCore::Text& path, const KestrelCore::CancellationToken& cancellation) const;
 
     /// The same of the newest scan of the same root, which another process, or this one, may have made or changed;
     /// what this one shows where nothing newer can be read.

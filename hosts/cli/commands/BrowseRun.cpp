@@ -194,6 +194,23 @@ private:
         });
     }
 
+    void carryOut(const Suggest& request) {
+        work_.start(BrowseTask::suggestions, [folders = folders_, request](const BrowseWork::Out& out) {
+            std::shared_ptr<const Suggestions> suggestions;
+            std::string failure;
+            try {
+                suggestions = folders->suggestions(request.folder, out.cancellation());
+                if (suggestions == nullptr) return;
+            } catch (const std::exception& error) {
+                failure = error.what();
+            }
+            out.yield([suggestions, failure, number = request.number](BrowsePage& page) {
+                page.take(number, suggestions, failure);
+                return BrowsePage::Outcome{};
+            });
+        });
+    }
+
     void carryOut(const MeasureMarks& request) {
         work_.start(BrowseTask::marks, [shared = shared_, request](const BrowseWork::Out& out) {
             const std::lock_guard guard{shared->removal.mutex};

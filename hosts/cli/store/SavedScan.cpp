@@ -130,6 +130,12 @@ std::optional<Summary> SavedScan::summarize(const Text& folder, SummaryGrouping 
                      : generation_->summary(folder, grouping, settings);
 }
 
+std::optional<Suggestions> SavedScan::suggestions(const ReclaimCatalogue& catalogue,
+                                                  const SuggestionSettings& settings) const {
+    if (generation_) return Suggestions::of(*generation_, catalogue, settings);
+    throw KestrelError::unavailable("What can go is told of scans in the history only.");
+}
+
 NamedRecord NamedRecord::find(const Session& session, const std::string& name) {
     if (const auto path = database(session)) return findIn(*path, name);
     const std::shared_ptr<const SnapshotHistory> history = openHistory(session);

@@ -5,6 +5,8 @@
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
 #include "KestrelCore/Model/SearchQuery.hpp"
+#include "KestrelCore/Reclaim/ReclaimCatalogue.hpp"
+#include "KestrelCore/Reclaim/Suggestions.hpp"
 #include "KestrelCore/Snapshot/FolderListing.hpp"
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 #include "KestrelCore/Snapshot/Summary.hpp"
@@ -45,6 +47,9 @@ public:
     [[nodiscard]] std::vector<KestrelCore::FileRecord> children(const KestrelCore::Text& folder) const;
     /// The folder with what lies below each of its items; empty for what is no folder of the scan.
     [[nodiscard]] std::optional<KestrelCore::FolderListing> listing(const KestrelCore::Text& folder) const;
+    /// As `Suggestions::of`. Of a snapshot database there are none: it throws.
+    [[nodiscard]] std::optional<KestrelCore::Suggestions>
+    suggestions(const KestrelCore::ReclaimCatalogue& catalogue, const KestrelCore::SuggestionSettings& settings) const;
     /// As `Summary::of`.
     [[nodiscard]] std::optional<KestrelCore::Summary> summarize(const KestrelCore::Text& folder,
                                                                 KestrelCore::SummaryGrouping grouping,

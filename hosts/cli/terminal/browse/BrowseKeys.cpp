@@ -27,6 +27,7 @@ constexpr std::array looking{
     KeyHelp{"f", "the largest files below this folder"},
     KeyHelp{"p", "the folder as a picture, and back; there Tab chooses what colours tell"},
     KeyHelp{"e  o", "files below this folder by type, by age; Tab also by extension, depth, size"},
+    KeyHelp{"w", "what can go below this folder, why, and how it comes back"},
     KeyHelp{"i", "everything about the item"},
     KeyHelp{"y", "copy its path"},
     KeyHelp{"r", "scan again"},

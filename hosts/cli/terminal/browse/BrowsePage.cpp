@@ -143,6 +143,10 @@ void BrowsePage::take(std::uint64_t number, std::shared_ptr<const Summary> summa
     if (summary_) summary_->take(number, std::move(summary), std::move(failure));
 }
 
+void BrowsePage::take(std::uint64_t number, std::shared_ptr<const Suggestions> suggestions, std::string failure) {
+    if (suggestions_) suggestions_->take(number, std::move(suggestions), std::move(failure));
+}
+
 void BrowsePage::takeFreedBytes(std::int64_t bytes, std::uint64_t version) {
     if (version == marks_.version()) marks_.setFreedBytes(bytes);
 }
@@ -173,6 +177,7 @@ BrowsePage::Outcome BrowsePage::takeResults(BrowseResults results) {
     Outcome outcome = requesting(ReadFolder{path_});
     if (found_) append(outcome, ask());
     if (summary_) append(outcome, askSummary());
+    if (suggestions_) append(outcome, askSuggestions());
     // What stays marked frees something else now.
     append(outcome, measureMarks());
     return outcome;
@@ -195,7 +200,7 @@ BrowsePage::Outcome BrowsePage::press(const ScreenKey& key, std::size_t columns,
         return requesting(PutBack{asked.request});
     }
     const bool isQuit = key.kind == Key::character && key.character == U'q';
-    if (folder_ == nullptr && !text_ && !plan_ && !found_ && !summary_ && !isQuit) {
+    if (folder_ == nullptr && !text_ && !plan_ && !found_ && !summary_ && !suggestions_ && !isQuit) {
         if (held_.size() < mostHeld) held_.push_back(key);
         return {};
     }
@@ -211,6 +216,7 @@ BrowsePage::Outcome BrowsePage::pressNow(const ScreenKey& key) {
     if (plan_) return pressInPlan(key);
     if (found_) return pressInFound(key);
     if (summary_) return pressInSummary(key);
+    if (suggestions_) return pressInSuggestions(key);
     return pressInList(key);
 }
 
@@ -248,6 +254,7 @@ BrowsePage::Outcome BrowsePage::pressInFound(const ScreenKey& key) {
         const FileRecord record = *found_->chosen();
         found_.reset();
         summary_.reset();
+        suggestions_.reset();
         return go(parentOf(record.path()), nameOf(record.path()));
     }
     if (answer.isToClose) found_.reset();
@@ -274,6 +281,32 @@ BrowsePage::Outcome BrowsePage::pressInSummary(const ScreenKey& key) {
         if (key.character == U'?') showHelp();
     }
     return {};
+}
+
+BrowsePage::Outcome BrowsePage::pressInSuggestions(const ScreenKey& key) {
+    ScreenKey below = key;
+    if (key.kind == Key::click || key.kind == Key::doubleClick) below.row = key.row - std::min<std::size_t>(key.row, 1);
+    const SuggestionPane::Answer answer = suggestions_->press(below);
+    if (answer.isToMark) return markSuggested();
+    if (answer.isToOpen) {
+        const ReclaimRule& rule = suggestions_->chosen()->rule;
+        FindBelow query{.folder = {}, .words = {}, .filter = {}, .rule = rule.identifier};
+        return find(rule.title.string(), std::move(query), false);
+    }
+    if (answer.isToClose) suggestions_.reset();
+    if (answer.isUsed) return {};
+    if (key.kind == Key::character && key.character == U'q') suggestions_.reset();
+    if (key.kind == Key::character && key.character == U'?') showHelp();
+    // What is marked may go from here; what else the keys act on is no item.
+    const bool isToGo =
+        key.kind == Key::remove || (key.kind == Key::character && (key.character == U't' || key.character == U'D'));
+    if (isToGo && marks_.isEmpty()) {
+        setMessage("Space marks what the chosen rule found; Enter lists it.", Style::plain);
+        return {};
+    }
+    const bool isForMarks = isToGo || (key.kind == Key::character && (key.character == U'u' || key.character == U'z'));
+    if (!isForMarks) return {};
+    return pressOnItem(key).value_or(Outcome{});
 }
 
 BrowsePage::Outcome BrowsePage::pressInList(const ScreenKey& key) {
@@ -426,6 +459,7 @@ std::optional<BrowsePage::Outcome> BrowsePage::pressForView(char32_t character) 
     case U'p': return showPicture();
     case U'e': return summarise(SummaryGrouping::type);
     case U'o': return summarise(SummaryGrouping::age);
+    case U'w': return suggest();
     case U'*':
         for (std::size_t place = 0; place < list_.count(); ++place) marks_.mark(list_.item(place).record());
         return measureMarks();
@@ -526,6 +560,41 @@ BrowsePage::Outcome BrowsePage::askSummary() {
     return requesting(summary_->question());
 }
 
+BrowsePage::Outcome BrowsePage::suggest() {
+    if (!scan_.scan) {
+        setMessage("The scan still runs: what can go is looked for when it has ended.", Style::plain);
+        return {};
+    }
+    suggestions_.emplace(session_, characters_, path_);
+    resize(columns_, rows_);
+    return askSuggestions();
+}
+
+BrowsePage::Outcome BrowsePage::askSuggestions() {
+    suggestions_->setNumber(++questions_);
+    return requesting(suggestions_->question());
+}
+
+/// Marks all that the chosen rule found, or where all is marked nothing of it any more.
+BrowsePage::Outcome BrowsePage::markSuggested() {
+    const SuggestionGroup& group = *suggestions_->chosen();
+    if (static_cast<std::int64_t>(group.items.size()) < group.itemCount) {
+        setMessage("These are too many to be marked at once; Enter lists the largest.", Style::plain);
+        return {};
+    }
+    const auto isMarked = [this](const SuggestedItem& item) { return marks_.covers(item.record.path()); };
+    const bool areAll = std::ranges::all_of(group.items, isMarked);
+    for (const SuggestedItem& item : group.items) {
+        if (areAll) {
+            (void)marks_.toggle(item.record);
+        } else {
+            marks_.mark(item.record);
+        }
+    }
+    (void)suggestions_->press({.kind = Key::down});
+    return measureMarks();
+}
+
 BrowsePage::Outcome BrowsePage::ask() {
     found_->setNumber(++questions_);
     return requesting(found_->query());
@@ -614,6 +683,7 @@ void BrowsePage::resize(std::size_t columns, std::size_t rows) {
     const std::size_t below = rows >= 3 ? rows - 2 - (hasNotes && rows >= 6 ? 1 : 0) : rows;
     if (found_) found_->resize(columns, below);
     if (summary_) summary_->resize(columns, below);
+    if (suggestions_) suggestions_->resize(columns, below);
     // The chosen item has a line below the picture.
     if (picture_) picture_->resize(columns, rows - around - (rows >= 6 ? 1 : 0));
     if (plan_) plan_->resize(columns, rows);
@@ -708,9 +778,9 @@ ScreenLine BrowsePage::marksLine() const {
 }
 
 ScreenLine BrowsePage::foot() const {
-    const char* keys =
-        "? keys  q quit  Enter open  Backspace up  / find  Space mark  t Trash  f largest  s n c m g sort  "
-        "i about  r scan again";
+    const char* keys = "? keys  q quit  Enter open  Backspace up  / find  Space mark  t Trash  w what can go  f "
+                       "largest  s n c m g sort  "
+                       "i about  r scan again";
     if (found_) {
         keys = found_->isTyping()
                    ? "Enter to the list  Esc closes"
@@ -718,6 +788,8 @@ ScreenLine BrowsePage::foot() const {
     }
     if (showsPicture_ && !found_)
         keys = "? keys  q quit  p list  arrows  Enter open  Backspace up  Tab colours  Space mark  t Trash";
+    if (suggestions_ && !found_ && !summary_)
+        keys = "Enter lists them  Space marks them  t Trash  D for good  Esc closes  ? keys";
     if (summary_ && !found_) keys = "Enter lists them  Tab by type, extension, age, depth, size  Esc closes  ? keys";
     std::vector<std::string> parts;
     for (std::string_view rest = keys; !rest.empty();) {
@@ -731,6 +803,7 @@ ScreenLine BrowsePage::foot() const {
 std::vector<ScreenLine> BrowsePage::body() const {
     if (found_) return found_->lines(marks_);
     if (summary_) return summary_->lines();
+    if (suggestions_) return suggestions_->lines(marks_);
     if (folder_ == nullptr) return {{{clipped("Reading …", columns_, characters_), Style::quiet}}};
     std::vector<ScreenLine> lines;
     if (!showsPicture_) {
@@ -760,7 +833,7 @@ std::vector<ScreenLine> BrowsePage::lines(std::size_t columns, std::size_t rows)
 std::vector<ScreenLine> BrowsePage::wholePage(std::size_t rows) const {
     std::vector<ScreenLine> lines;
     if (rows >= 3) lines.push_back(title());
-    if (rows >= 6 && !found_ && !summary_) lines.push_back(summary());
+    if (rows >= 6 && !found_ && !summary_ && !suggestions_) lines.push_back(summary());
     for (ScreenLine& line : body()) lines.push_back(std::move(line));
     const bool hasNotes = message_ || question_ || !marks_.isEmpty();
     const std::size_t below = rows >= 6 ? (hasNotes ? 2 : 1) : rows >= 3 ? 1 : 0;

@@ -9,6 +9,7 @@
 #include "terminal/browse/FoundPane.hpp"
 #include "terminal/browse/PicturePane.hpp"
 #include "terminal/browse/PlanPane.hpp"
+#include "terminal/browse/SuggestionPane.hpp"
 #include "terminal/browse/SummaryPane.hpp"
 #include "terminal/browse/TextPane.hpp"
 
@@ -63,6 +64,7 @@ public:
     void take(BrowseNameOrder order);
     void take(std::shared_ptr<const BrowseFound> found);
     void take(std::uint64_t number, std::shared_ptr<const KestrelCore::Summary> summary, std::string failure);
+    void take(std::uint64_t number, std::shared_ptr<const KestrelCore::Suggestions> suggestions, std::string failure);
     void takeFreedBytes(std::int64_t bytes, std::uint64_t version);
     void takePlan(BrowsePlan plan);
     void takeProgress(std::size_t done);
@@ -94,6 +96,7 @@ private:
     [[nodiscard]] Outcome pressInPlan(const ScreenKey& key);
     [[nodiscard]] Outcome pressInFound(const ScreenKey& key);
     [[nodiscard]] Outcome pressInSummary(const ScreenKey& key);
+    [[nodiscard]] Outcome pressInSuggestions(const ScreenKey& key);
     [[nodiscard]] Outcome pressInList(const ScreenKey& key);
     [[nodiscard]] std::optional<Outcome> pressInPicture(const ScreenKey& key);
     /// Keys that mean the same wherever an item is chosen.
@@ -107,6 +110,9 @@ private:
     [[nodiscard]] Outcome ask();
     [[nodiscard]] Outcome summarise(KestrelCore::SummaryGrouping grouping);
     [[nodiscard]] Outcome askSummary();
+    [[nodiscard]] Outcome suggest();
+    [[nodiscard]] Outcome askSuggestions();
+    [[nodiscard]] Outcome markSuggested();
     [[nodiscard]] Outcome showPicture();
     [[nodiscard]] std::optional<std::size_t> pictured(std::optional<std::size_t> item) const;
     [[nodiscard]] Outcome measureMarks();
@@ -142,6 +148,7 @@ private:
     std::size_t pictureItems_ = 0;
     std::optional<FoundPane> found_;
     std::optional<SummaryPane> summary_;
+    std::optional<SuggestionPane> suggestions_;
     std::uint64_t questions_ = 0;  ///< how many were asked
     std::optional<PlanPane> plan_;
     std::vector<KestrelCore::FileRecord> planned_;  ///< what the plan is about

@@ -33,12 +33,18 @@ struct FindBelow {
     std::string words;  ///< in the language of searches
     KestrelCore::SearchFilter filter;
     KestrelCore::SearchOrder order = KestrelCore::SearchOrder::score;
+    KestrelCore::Text rule{};  ///< of suggestions, whose items are listed in place of a search; empty: none
     std::uint64_t number = 0;  ///< tells its answer from those of others
 };
 /// Add up what lies below a folder, group by group. A later one overtakes it.
 struct Summarise {
     KestrelCore::Text folder;
     KestrelCore::SummaryGrouping grouping = KestrelCore::SummaryGrouping::type;
+    std::uint64_t number = 0;  ///< tells its answer from those of others
+};
+/// Tell what may go below a folder. A later one overtakes it.
+struct Suggest {
+    KestrelCore::Text folder;
     std::uint64_t number = 0;  ///< tells its answer from those of others
 };
 /// Measure what would come free if all marked items went.
@@ -72,7 +78,7 @@ struct OpenShell {
     KestrelCore::Text folder;
 };
 
-using BrowseRequest = std::variant<ReadFolder, ReadPicture, FindBelow, Summarise, MeasureMarks, PlanDeletion,
+using BrowseRequest = std::variant<ReadFolder, ReadPicture, FindBelow, Summarise, Suggest, MeasureMarks, PlanDeletion,
                                    CarryOutPlan, StopAction, LookForTrashed, PutBack, ScanAgain, CopyPath, OpenShell>;
 
 }  // namespace KestrelCLI

@@ -83,6 +83,9 @@ FoundPane::Answer FoundPane::press(const ScreenKey& key) {
             if (key.character == U'h') return {.isUsed = true, .isToClose = true};
             if (key.character == U'/') {
                 isTyping_ = true;
+                // Words find among everything, not among what a rule names.
+                if (!query_.rule.isEmpty()) title_ = "Found";
+                query_.rule = {};
                 return {.isUsed = true};
             }
             break;
