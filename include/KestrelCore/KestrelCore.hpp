@@ -68,6 +68,7 @@
 #include "KestrelCore/Snapshot/ScanEvent.hpp"
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 #include "KestrelCore/Snapshot/Summary.hpp"
+#include "KestrelCore/Snapshot/SummaryAge.hpp"
 #include "KestrelCore/Snapshot/ValueJSON.hpp"
 #include "KestrelCore/Storage/Generation.hpp"
 #include "KestrelCore/Storage/GenerationReader.hpp"

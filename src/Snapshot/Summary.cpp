@@ -1,5 +1,6 @@
 #include "KestrelCore/Snapshot/Summary.hpp"
 
+#include "KestrelCore/Snapshot/SummaryAge.hpp"
 #include "Snapshot/SummaryClasses.hpp"
 
 #include <algorithm>
@@ -25,6 +26,10 @@ std::optional<SummaryGrouping> fromRawValue<SummaryGrouping>(std::string_view ra
     return std::nullopt;
 }
 
+std::span<const SummaryAge> SummaryAges::all() { return ageClasses; }
+
+std::string_view SummaryAges::unknown() { return unknownAge; }
+
 std::optional<SearchFilter> Summary::filterFor(const SummaryRow& row) const {
     SearchFilter filter;
     filter.inFolders = {folder};
@@ -43,8 +48,8 @@ std::optional<SearchFilter> Summary::filterFor(const SummaryRow& row) const {
         const auto before = [&](std::int64_t seconds) {
             return Date{now.secondsSinceReferenceDate - static_cast<double>(seconds)};
         };
-        if (age + 1 != ageClasses.end()) filter.modifiedAfter = before(age->most);
-        if (age != ageClasses.begin()) filter.modifiedBefore = before((age - 1)->most);
+        if (age + 1 != ageClasses.end()) filter.modifiedAfter = before(age->mostSeconds);
+        if (age != ageClasses.begin()) filter.modifiedBefore = before((age - 1)->mostSeconds);
         break;
     }
     case SummaryGrouping::size: {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "KestrelCore/Snapshot/SummaryAge.hpp"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -11,18 +13,14 @@ namespace KestrelCore {
 
 // The classes of age and size by which files are put together: what they are called, and where they end.
 
-/// How long ago something was changed.
-struct AgeClass {
-    std::string_view name;
-    std::int64_t most;  ///< seconds
-};
 inline constexpr std::int64_t secondsInDay = 86'400;
+/// How long ago something was changed.
 inline constexpr std::array ageClasses{
-    AgeClass{"within 30 days", 30 * secondsInDay},
-    AgeClass{"30 to 90 days", 90 * secondsInDay},
-    AgeClass{"90 days to a year", 365 * secondsInDay},
-    AgeClass{"one to three years", 1095 * secondsInDay},
-    AgeClass{"over three years", std::numeric_limits<std::int64_t>::max()},
+    SummaryAge{"within 30 days", 30 * secondsInDay},
+    SummaryAge{"30 to 90 days", 90 * secondsInDay},
+    SummaryAge{"90 days to a year", 365 * secondsInDay},
+    SummaryAge{"one to three years", 1095 * secondsInDay},
+    SummaryAge{"over three years", std::numeric_limits<std::int64_t>::max()},
 };
 /// The class behind those, of what has no date.
 inline constexpr std::string_view unknownAge = "unknown";
@@ -55,7 +53,7 @@ inline constexpr std::array sizeClasses{
 [[nodiscard]] constexpr std::size_t ageClassOf(std::optional<std::int64_t> seconds, std::int64_t now) {
     if (!seconds) return ageClasses.size();
     std::size_t number = 0;
-    while (now - *seconds > ageClasses[number].most) ++number;
+    while (now - *seconds > ageClasses[number].mostSeconds) ++number;
     return number;
 }
 
