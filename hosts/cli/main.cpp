@@ -59,6 +59,7 @@ int main(int argc, char** argv) {
                                              addDocumentsCommand,
                                              addHistoryCommand,
                                              addGrowthCommand,
+                                             addReportCommand,
                                              addAppsCommand,
                                              addTrashCommand,
                                              addRemoveCommand,

@@ -1,0 +1,206 @@
+#include "commands/Commands.hpp"
+
+#include "commands/OptionValue.hpp"
+#include "output/ByteFormat.hpp"
+#include "output/JSONOutput.hpp"
+#include "output/ModelJSON.hpp"
+#include "output/Times.hpp"
+#include "output/WordWrap.hpp"
+#include "report/HostName.hpp"
+#include "report/ReportData.hpp"
+#include "report/ReportFile.hpp"
+#include "report/ReportPage.hpp"
+#include "report/ReportSelection.hpp"
+#include "report/ReportTree.hpp"
+#include "store/HistoryAccess.hpp"
+#include "store/SavedScan.hpp"
+#include "terminal/Interruption.hpp"
+
+#include "KestrelCore/Base/Date.hpp"
+#include "KestrelCore/Base/Path.hpp"
+#include "KestrelCore/KestrelCore.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <vector>
+
+// A folder of a saved scan as one file that any browser shows, without a network and without this program. What is in
+// the page is in hosts/report; here it is decided what goes into one, and where to.
+
+using namespace KestrelCore;
+
+namespace KestrelCLI {
+
+namespace {
+
+struct ReportOptions {
+    std::optional<std::string> output;
+    bool all = false;
+    std::optional<std::string> since;
+    bool force = false;
+};
+
+/// A page of so many opens at once on a telephone, and can be sent by mail.
+constexpr std::size_t usualMost = 50'000;
+/// As many lines of growth as somebody reads.
+constexpr std::size_t mostChanges = 100;
+
+std::vector<Generation> earlierThan(const Generation& scan, const std::vector<Generation>& all) {
+    std::vector<Generation> earlier;
+    std::ranges::copy_if(all, std::back_inserter(earlier),
+                         [&](const Generation& each) { return each.number < scan.number; });
+    return earlier;
+}
+
+/// How the folder differs from what the scan that --since means had.
+void addGrowth(ReportFacts& facts, const Session& session, const std::string& since, const Text& path) {
+    const std::shared_ptr<const SnapshotHistory> history = openHistory(session);
+    const Generation& scan = facts.scan;
+    const std::vector<Generation> earlier = earlierThan(scan, history->generations());
+    std::vector<Generation> alike;
+    std::ranges::copy_if(earlier, std::back_inserter(alike),
+                         [&](const Generation& each) { return each.scope.root.path() == scan.scope.root.path(); });
+    const When when = whenOption(since, Date::now());
+    // A point in time means a scan of the same folder where there is one.
+    const Generation* found = std::holds_alternative<Date>(when) ? chosen(alike, when) : nullptr;
+    if (found == nullptr) found = chosen(earlier, when);
+    if (found == nullptr) {
+        throw std::runtime_error{
+            fmt::format("--since {} means no scan before number {}, which the report is of; kestrel history lists all.",
+                        since, scan.number)};
+    }
+    warnOfIncomplete(session, *found);
+    facts.growth = history->growth(found->number, scan.number, path);
+    Interruption::check();
+    if (!facts.growth) {
+        throw PathError{fmt::format("Scan {}, of {}, knows nothing of {}.", found->number,
+                                    found->scope.root.path().view(), path.view()),
+                        path.string()};
+    }
+    facts.growthTable = history->growth(found->number, scan.number, path, {.most = mostChanges});
+    Interruption::check();
+}
+
+/// Whose disk the scan shows; of an imported one that does not say so, nobody's.
+std::string hostOf(const Generation& scan) {
+    if (scan.source.host) return scan.source.host->string();
+    return scan.source.name ? std::string{} : hostName();
+}
+
+/// A name for the file that says what is in it, which nothing in this folder has yet.
+std::string freeName(const Text& path, Date scanned) {
+    std::string name = Path::lastComponent(path).string();
+    // What shells and other systems take for something else.
+    std::ranges::replace_if(
+        name,
+        [](char each) {
+            return static_cast<unsigned char>(each) <= ' ' || each == '\x7F' ||
+                   std::string_view{"/\\:*?\"<>|"}.find(each) != std::string_view::npos;
+        },
+        '_');
+    constexpr std::size_t mostBytes = 100;
+    if (name.empty() || name == "_" || name.size() > mostBytes) name = path == Text{"/"} ? "root" : "folder";
+    const std::string stem = fmt::format("kestrel-report-{}-{}", name, localTime(scanned).substr(0, 10));
+    std::string free = stem + ".html";
+    for (int i = 2; std::filesystem::exists(std::filesystem::symlink_status(free)); ++i)
+        free = fmt::format("{}-{}.html", stem, i);
+    return free;
+}
+
+void tell(const Session& session, const std::string& file, const ReportTree& tree, std::size_t shown) {
+    const auto counted = [](std::size_t number) { return ByteFormat::count(static_cast<std::int64_t>(number)); };
+    const std::size_t items = tree.nodes().size();
+    std::string what = fmt::format("{} item{}", counted(items), items == 1 ? "" : "s");
+    if (shown < items)
+        what = fmt::format("the {} largest of {}, sums of the others (--all takes every one)", counted(shown), what);
+    std::error_code error;
+    if (const auto bytes = std::filesystem::file_size(file, error); !error)
+        what = fmt::format("{}: {}", session.size(static_cast<std::int64_t>(bytes)), what);
+    const std::string text = fmt::format("{}. Any browser opens it.", what);
+    session.out << "Written: " << session.shownPath(file) << '\n'
+                << session.painted(Style::quiet,
+                                   session.columns() > 0 ? wrappedWords(text, session.columns(), 0) : text)
+                << '\n';
+}
+
+ExitCode report(const Session& session, const ReportOptions& options, const Operands& operands) {
+    const bool toOutput = options.output == "-";
+    if (toOutput && session.options.json)
+        throw UsageError{"With -o - the page itself goes to standard output: it can't be JSON, too."};
+    if (options.output && options.output->empty())
+        throw UsageError{"-o needs the name of a file, or - for standard output."};
+    if (options.since) (void)whenOption(*options.since, Date::now());
+    const NamedRecord named = NamedRecord::folder(session, operands);
+    const Generation& scan = named.scan.summary();
+    // Whole minutes, as the dates of the page are: so its script finds each item in the class of age that it has here.
+    const auto madeAt = static_cast<std::int64_t>(std::ceil(Date::now().secondsSince1970() / 60)) * 60;
+    ReportFacts facts{.scan = scan,
+                      .host = hostOf(scan),
+                      .version = reinterpret_cast<const char*>(KestrelCoreVersionString),
+                      .madeAt = madeAt,
+                      .isBinary = session.options.units == SizeUnits::binary};
+    if (options.since) addGrowth(facts, session, *options.since, named.record.path());
+    const ReportTree tree{named.scan.snapshot(), named.record.path()};
+    const ReportSelection selection =
+        reportSelection(tree, options.all ? std::nullopt : std::optional{usualMost}, ReportAges{madeAt});
+    Interruption::check();
+    const std::string data = reportData(tree, selection, facts);
+    const auto write = [&](std::ostream& out) { writeReportPage(out, data, [] { Interruption::check(); }); };
+    if (toOutput) {
+        write(session.raw());
+        return ExitCode::done;
+    }
+    const std::string file = options.output ? *options.output : freeName(named.record.path(), scan.completedAt);
+    writeWholeFile(file, options.force ? ExistingFile::replace : ExistingFile::keep, write);
+    if (session.options.json) {
+        JSONOutput json{session.out};
+        writeSnapshot(json, "snapshot", scan);
+        json.member("path", named.record.path().view());
+        json.member("written", file);
+        json.member("nodes", selection.shown.size());
+        json.member("items", tree.nodes().size());
+        json.finish();
+    } else {
+        tell(session, file, tree, selection.shown.size());
+    }
+    return ExitCode::done;
+}
+
+}  // namespace
+
+void addReportCommand(CLI::App& app, Session& session) {
+    const auto options = std::make_shared<ReportOptions>();
+    CLI::App& command = addCommand(
+        app,
+        {.name = "report",
+         .operands = "[PATH]",
+         .description = "Writes a folder of the saved scan as a page for any browser: a picture, lists, a search.",
+         .examples = {"kestrel report", "kestrel report ~/Downloads -o downloads.html", "kestrel report --since 7d",
+                      "kestrel report --all /srv -o - | gzip > srv.html.gz"},
+         .mostOperands = 1,
+         .readsSavedScan = true},
+        [&session, options](const Operands& operands) { return report(session, *options, operands); });
+    command
+        .add_option("-o,--output", options->output,
+                    "Write to FILE, or with - to standard output (default: kestrel-report-NAME-DATE.html here)")
+        ->type_name("FILE");
+    command.add_flag("--force", options->force, "Replace FILE if it is there");
+    command.add_flag("-a,--all", options->all,
+                     fmt::format("Put every item into the page (default: the {} largest, and sums of the others)",
+                                 ByteFormat::count(static_cast<std::int64_t>(usualMost))));
+    command
+        .add_option("--since", options->since,
+                    "Show what changed since this earlier scan, too: a number from kestrel history, a date, or an age "
+                    "such as 7d")
+        ->type_name("WHEN");
+}
+
+}  // namespace KestrelCLI
