@@ -2,12 +2,24 @@
 
 #include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Deletion/SafetyPolicy.hpp"
+#include "Reclaim/RuleText.hpp"
 
 #include <algorithm>
 #include <iterator>
 #include <tuple>
 
 namespace KestrelCore {
+
+namespace {
+
+/// Whether it takes what has been thrown away: a working copy there is as little worth as all else.
+bool takesTrash(const ReclaimMatch& match) {
+    return !match.places.empty() && std::ranges::all_of(match.places, [](const Text& place) {
+        return placeText(place.view()).anchor == PlaceAnchor::trash;
+    });
+}
+
+}  // namespace
 
 ItemClaims::ItemClaims(FittingItems fitting, const std::vector<ReclaimRule>& rules, const FolderFacts& facts,
                        const SuggestionSettings& settings)
@@ -64,10 +76,11 @@ void ItemClaims::claimFile(FittingItem& item) {
 
 bool ItemClaims::mayGo(const FittingItem& item, const std::vector<std::uint32_t>& versioned) const {
     const std::uint32_t folder = item.position;
-    if (!facts_.isWhole(folder) || facts_.holdsVersions(folder)) return false;
+    if (!facts_.isWhole(folder) || facts_.newest(folder) > latest_[item.match.rule]) return false;
+    if (takesTrash(rules_[item.match.rule].matches[item.match.match])) return true;
     const auto inside = std::ranges::lower_bound(versioned, folder);
-    if (inside != versioned.end() && *inside < facts_.table().end(folder)) return false;
-    return facts_.newest(folder) <= latest_[item.match.rule];
+    const bool holdsFileOfVersions = inside != versioned.end() && *inside < facts_.table().end(folder);
+    return !facts_.holdsVersions(folder) && !holdsFileOfVersions;
 }
 
 bool ItemClaims::isRefused(const std::string& path) {
