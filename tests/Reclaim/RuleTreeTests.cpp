@@ -16,7 +16,8 @@
 #include <vector>
 
 // Each rule of the catalogue has a tree in tests/data/reclaim. A line is an item: "+" must be taken by the rule of that
-// name when no other is there, "-" must not; then its path, its size, its age, and of a link " -> target".
+// name when no other is there, "-" must not, "!" must not by any rule of the catalogue: it is somebody's secret or
+// work; then its path, its size, its age, and of a link " -> target".
 
 namespace KestrelCore {
 
@@ -30,6 +31,7 @@ const Date now{800'000'000};
 struct Line {
     int number = 0;
     bool mustGo = false;
+    bool isForNoRule = false;
     DescribedItem item{};
 };
 
@@ -52,7 +54,8 @@ std::vector<Line> linesOf(const std::filesystem::path& file) {
     std::string text;
     for (int at = 1; std::getline(in, text); ++at) {
         if (text.empty() || text.front() == '#') continue;
-        Line line{.number = at, .mustGo = text.front() == '+'};
+        const char mark = text.front();
+        Line line{.number = at, .mustGo = mark == '+', .isForNoRule = mark == '!'};
         std::string rest = text.substr(1);
         if (const std::size_t arrow = rest.find(" -> "); arrow != std::string::npos) {
             line.item.isLink = true;
@@ -77,7 +80,7 @@ std::vector<Line> linesOf(const std::filesystem::path& file) {
         std::string path;
         for (const std::string& word : words) path += (path.empty() ? "" : " ") + word;
         if (path.starts_with("~/")) path.replace(0, 1, "/home/anna");
-        EXPECT_TRUE((text.front() == '+' || text.front() == '-') && path.starts_with('/'))
+        EXPECT_TRUE((mark == '+' || mark == '-' || mark == '!') && path.starts_with('/'))
             << file << ":" << at << ": " << text;
         line.item.path = path;
         if (path.starts_with('/')) lines.push_back(line);
@@ -85,30 +88,30 @@ std::vector<Line> linesOf(const std::filesystem::path& file) {
     return lines;
 }
 
-/// What is suggested by this rule alone, as paths.
-std::set<std::string> taken(const ReclaimRule& rule, const std::string& text, const std::vector<Line>& lines) {
+/// What these rules suggest, as paths, each with the rule that takes it.
+std::map<std::string, std::string> taken(const ReclaimCatalogue& catalogue, const std::vector<Line>& lines) {
     std::vector<DescribedItem> items;
     for (const Line& line : lines) items.push_back(line.item);
     const TemporaryFolder folder{roomyTemporaryFolder()};
     SnapshotHistory history{URL::fromPath(Text{folder / "history.sqlite"})};
     const Generation generation = history.add(describedTree(items));
-    ReclaimCatalogue catalogue{ReclaimCatalogue::Systems::all};
-    catalogue.add(text, Text{rule.identifier.string() + ".toml"});
     const auto found = Suggestions::of(history.open(generation.number), catalogue,
                                        {.places = ReclaimPlaces::below("/home/anna"), .now = now});
-    std::set<std::string> paths;
+    std::map<std::string, std::string> paths;
     for (const SuggestionGroup& group : found->groups) {
-        for (const SuggestedItem& item : group.items) paths.insert(item.record.path().string());
+        for (const SuggestedItem& item : group.items)
+            paths[item.record.path().string()] = group.rule.identifier.string();
     }
     return paths;
 }
 
-bool isTaken(const std::set<std::string>& taken, std::string path) {
+/// The rule that takes it, or a folder above it; empty for none.
+std::string takerOf(const std::map<std::string, std::string>& taken, std::string path) {
     if (path.ends_with('/')) path.pop_back();
     for (; !path.empty(); path.resize(path.rfind('/'))) {
-        if (taken.contains(path)) return true;
+        if (const auto found = taken.find(path); found != taken.end()) return found->second;
     }
-    return false;
+    return {};
 }
 
 std::set<std::string> namesIn(const std::filesystem::path& folder, std::string_view extension) {
@@ -146,13 +149,30 @@ TEST(RuleTrees, everyRuleTakesWhatItsTreeSaysAndNothingElse) {
         EXPECT_FALSE(std::ranges::all_of(lines, &Line::mustGo)) << file << " has no “-”";
         std::ifstream rules{std::filesystem::path{KESTREL_TEST_DATA "/../../reclaim"} / (name + ".toml")};
         const std::string text{std::istreambuf_iterator<char>{rules}, {}};
-        const std::set<std::string> paths = taken(rule, text, lines);
+        ReclaimCatalogue alone{ReclaimCatalogue::Systems::all};
+        alone.add(text, Text{name + ".toml"});
+        const std::map<std::string, std::string> paths = taken(alone, lines);
         for (const Line& line : lines) {
-            EXPECT_EQ(isTaken(paths, line.item.path), line.mustGo)
+            EXPECT_EQ(!takerOf(paths, line.item.path).empty(), line.mustGo)
                 << file.string() << ":" << line.number << ": " << line.item.path;
         }
     }
     for (const std::string& name : withoutRule) ADD_FAILURE() << name << ".tree is of no rule";
+}
+
+// All trees in one home, so that each rule meets what the others leave alone.
+TEST(RuleTrees, noRuleTakesASecretOrWorkOfSomebody) {
+    const std::filesystem::path trees = KESTREL_TEST_DATA "/reclaim";
+    std::vector<Line> lines;
+    for (const std::string& name : namesIn(trees, ".tree")) {
+        for (Line& line : linesOf(trees / (name + ".tree"))) lines.push_back(std::move(line));
+    }
+    const ReclaimCatalogue catalogue = ReclaimCatalogue::shipped(ReclaimCatalogue::Systems::all);
+    const std::map<std::string, std::string> paths = taken(catalogue, lines);
+    EXPECT_GT(paths.size(), catalogue.rules().size());
+    for (const Line& line : lines) {
+        if (line.isForNoRule) EXPECT_EQ(takerOf(paths, line.item.path), "") << line.item.path;
+    }
 }
 
 }  // namespace KestrelCore
