@@ -18,6 +18,8 @@
 
 #include <algorithm>
 #include <ranges>
+#include <string>
+#include <string_view>
 #include <utility>
 
 namespace KestrelCore {
@@ -27,6 +29,18 @@ namespace {
 constexpr std::chrono::milliseconds patience{10'000};
 /// Differences that follow a full generation, at most: opening one reads them all.
 constexpr std::size_t mostDifferences = 30;
+
+constexpr std::string_view fromElsewhere = "import ";
+
+/// What generations are one series by: the path of their root, or, of what was taken over from elsewhere, a text that
+/// no path is, so that it neither stands for a folder of this disk nor is the difference to a scan of one.
+std::string seriesOf(const ScanSnapshot& snapshot, const GenerationProvenance& provenance) {
+    const Text root = snapshot.scope().root.path();
+    if (!provenance.source.name) return root.string();
+    return fmt::format("{}{}\t{}", fromElsewhere, provenance.source.name->view(), root.view());
+}
+
+bool isFromElsewhere(const StoredGeneration& generation) { return generation.root.starts_with(fromElsewhere); }
 
 /// The generation itself, or, of a removal, what that is a difference to: no other is the difference to a removal, so
 /// that one may take the place of another, and none makes a chain longer.
@@ -63,7 +77,7 @@ public:
 
     Generation add(const ScanSnapshot& snapshot, const GenerationProvenance& provenance) {
         HistoryDatabase::Writing writing{database_};
-        const std::string root = snapshot.scope().root.path().string();
+        const std::string root = seriesOf(snapshot, provenance);
         StoredGeneration stored{
             .number = writing.nextNumber(),
             .snapshot = snapshot.id(),
@@ -101,7 +115,7 @@ public:
             const HistoryDatabase::Reading reading{database_};
             all = reading.generations();
             const StoredGeneration* before = find(all, number);
-            if (before == nullptr || !isNewestOfItsRoot(all, *before)) return std::nullopt;
+            if (before == nullptr || isFromElsewhere(*before) || !isNewestOfItsRoot(all, *before)) return std::nullopt;
             const StoredGeneration* base = belowRemoval(all, *before);
             if (base == nullptr) throwDamaged(number);
             stored = asRemoval(*before, base->number, writing.nextNumber());

@@ -42,7 +42,9 @@ public:
     /// Adds a snapshot as the newest generation. Makes the file, and the folders above it, when missing.
     Generation add(const ScanSnapshot& snapshot, GenerationOrigin origin = GenerationOrigin::scan,
                    bool isComplete = true);
-    /// The same, and keeps with it how it was made.
+    /// The same, and keeps with it how it was made. One whose source has a name stands for no folder of this disk, even
+    /// if its root has the path of one: `newest` and `generations(root)` do not give it, and nothing is ever taken out
+    /// of it. It is one series with those before of the same name and root.
     Generation add(const ScanSnapshot& snapshot, const GenerationProvenance& provenance);
 
     /// Adds what is left of generation `number` without the records at `paths` and what lies beneath them: what

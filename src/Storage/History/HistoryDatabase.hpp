@@ -23,7 +23,7 @@ struct StoredGeneration {
     std::int64_t number = 0;
     UUID snapshot;
     std::string scope;     ///< its JSON text
-    std::string root;      ///< the scope's path
+    std::string root;      ///< the scope's path; of what comes from elsewhere a text that is no path
     double startedAt = 0;  ///< seconds since the reference date
     double completedAt = 0;
     std::int64_t records = 0;

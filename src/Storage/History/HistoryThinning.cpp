@@ -48,7 +48,9 @@ std::vector<std::int64_t> thinned(const std::vector<StoredGeneration>& all, cons
         const bool isNewestWhole = each.isComplete && wholeRoots.insert(each.root).second;
         const bool isNewest = roots.insert(each.root).second || isNewestWhole;
         if (isNewest) newest.insert(each.number);
-        const bool isKept = isNewest || each.isPinned || age <= seconds(policy.allWithin) ||
+        // What was taken over from elsewhere tells of times long ago, and somebody wanted it here.
+        const bool isFromElsewhere = !each.root.starts_with('/');
+        const bool isKept = isNewest || each.isPinned || isFromElsewhere || age <= seconds(policy.allWithin) ||
                             (isLastOfDay && age <= seconds(policy.dailyWithin)) ||
                             (isLastOfWeek && age <= seconds(policy.weeklyWithin));
         if (!isKept) forgotten.insert(each.number);
