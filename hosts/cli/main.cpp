@@ -48,28 +48,15 @@ int main(int argc, char** argv) {
                     .home = homePath(),
                     .rawOutput = terminal.isASCII ? &std::cout : nullptr};
     options = &session.options;
-    const ExitCode code = runCommandLine({argv + 1, argv + argc}, session,
-                                         {
-                                             addScanCommand,
-                                             addBrowseCommand,
-                                             addListCommand,
-                                             addSearchCommand,
-                                             addSummaryCommand,
-                                             addMediaCommand,
-                                             addDocumentsCommand,
-                                             addHistoryCommand,
-                                             addGrowthCommand,
-                                             addReportCommand,
-                                             addAppsCommand,
-                                             addTrashCommand,
-                                             addRemoveCommand,
-                                             addRestoreCommand,
-                                             addMonitorCommand,
-                                             addProcessesCommand,
-                                             addQuitCommand,
-                                             addAccessCommand,
-                                             addClearCommand,
-                                         });
+    const ExitCode code = runCommandLine(
+        {argv + 1, argv + argc}, session,
+        {
+            addScanCommand,      addBrowseCommand,    addListCommand,    addSearchCommand,  addSummaryCommand,
+            addMediaCommand,     addDocumentsCommand, addHistoryCommand, addGrowthCommand,  addReportCommand,
+            addAppsCommand,      addTrashCommand,     addRemoveCommand,  addRestoreCommand, addMonitorCommand,
+            addProcessesCommand, addQuitCommand,      addAccessCommand,  addExportCommand,  addImportCommand,
+            addClearCommand,
+        });
     // What was asked is done, and nobody reads what came of it.
     if (Interruption::isPipeClosed() && !session.flush()) Interruption::endByClosedPipe();
     // A scan that was given up may be stuck in a system call on a thread of its own: it must not meet destroyed

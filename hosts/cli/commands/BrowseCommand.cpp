@@ -30,6 +30,9 @@ struct BrowseOptions {
     bool isReadOnly = false;
 };
 
+constexpr std::string_view whyImportIsReadOnly =
+    "This is an imported scan, of a disk that is not here: nothing in it can be taken away.";
+
 /// A page on a folder that is scanned while it is looked at.
 BrowseStart scanning(std::shared_ptr<SnapshotHistory> history, const std::string& name) {
     const ScanRoot root = resolveScanRoot(name);
@@ -54,6 +57,7 @@ BrowseStart onSaved(const Session& session, const std::shared_ptr<SnapshotHistor
         if (!record->isContainer()) throw PathError{fmt::format("{} is not a folder.", path.view()), path.string()};
         if (asked.number != covering.front().number)
             start.whyReadOnly = "This is an older scan, for looking only; without --at the newest is shown.";
+        if (isImported(asked)) start.whyReadOnly = whyImportIsReadOnly;
         start.scan = std::move(scan);
         start.folder = path;
         return start;
@@ -80,7 +84,7 @@ BrowseStart begin(const Session& session, const Operands& operands) {
         return start;
     }
     const std::shared_ptr<SnapshotHistory> history = openHistory(session);
-    const std::vector<Generation> generations = history->generations();
+    const std::vector<Generation> generations = scansToAnswerFrom(session, *history);
     if (!operands.empty()) {
         BrowseStart start = onSaved(session, history, generations, operands.front());
         if (start.scan != nullptr) return start;
@@ -98,6 +102,7 @@ BrowseStart begin(const Session& session, const Operands& operands) {
     const auto newest = history->generations(start.folder);
     if (!newest.empty() && newest.front().number != asked.number)
         start.whyReadOnly = "This is an older scan, for looking only; without --at the newest is shown.";
+    if (isImported(asked)) start.whyReadOnly = whyImportIsReadOnly;
     return start;
 }
 

@@ -6,8 +6,8 @@
 #include "commands/Suggestion.hpp"
 #include "output/ErrorOutput.hpp"
 #include "output/WordWrap.hpp"
+#include "store/HistoryAccess.hpp"
 #include "store/ScanSaving.hpp"
-#include "store/When.hpp"
 #include "terminal/Interruption.hpp"
 
 #include "KestrelCore/KestrelCore.hpp"
@@ -154,8 +154,8 @@ ExitCode runCatching(const CommandApp& command, const Operands& operands, const 
                 fmt::format("--at chooses the one saved scan that is answered from, which kestrel {} does not do.",
                             command.command().name)};
         }
-        // A word that means no time is wrong whatever is saved.
-        if (session.options.at) (void)whenOption(*session.options.at, KestrelCore::Date::now());
+        // A word that names no scan is wrong whatever is asked.
+        checkAtOption(session);
         return command.run(operands);
     } catch (const UsageError& error) {
         tellError(session, {"wrongUsage", error.what()});

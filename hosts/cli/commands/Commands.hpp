@@ -16,6 +16,8 @@ void addDocumentsCommand(CLI::App& app, Session& session);
 void addHistoryCommand(CLI::App& app, Session& session);
 void addGrowthCommand(CLI::App& app, Session& session);
 void addReportCommand(CLI::App& app, Session& session);
+void addExportCommand(CLI::App& app, Session& session);
+void addImportCommand(CLI::App& app, Session& session);
 void addClearCommand(CLI::App& app, Session& session);
 void addAppsCommand(CLI::App& app, Session& session);
 void addMonitorCommand(CLI::App& app, Session& session);

@@ -145,13 +145,31 @@ void writeJSON(const Session& session, const Growth& growth) {
     json.finish();
 }
 
-ExitCode growth(const Session& session, const ChangeOptions& options, const Operands& operands) {
-    // A word that means no time is wrong whatever is saved.
-    for (const auto& when : {options.since, options.until}) {
-        if (when) (void)whenOption(*when, Date::now());
+/// The scans of this disk, or, where the options name one that was imported, what was imported under that name, and
+/// what else they name. A name in the options becomes the number of the newest of that name.
+std::vector<Generation> scansToCompare(const SnapshotHistory& history, ChangeOptions& options) {
+    const std::vector<Generation> all = history.generations();
+    std::vector<Text> series;
+    for (auto* when : {&options.since, &options.until}) {
+        if (!*when) continue;
+        const std::vector<Generation> named = importsNamed(**when, all);
+        // A word that means no time is wrong whatever is saved.
+        if (named.empty()) {
+            (void)whenOption(**when, Date::now());
+            continue;
+        }
+        series.push_back(*named.front().source.name);
+        *when = std::to_string(named.front().number);
     }
+    return only(all, [&](const Generation& each) {
+        if (isImported(each)) return std::ranges::find(series, *each.source.name) != series.end();
+        return series.empty() || options.since.has_value();
+    });
+}
+
+ExitCode growth(const Session& session, ChangeOptions options, const Operands& operands) {
     const std::shared_ptr<const SnapshotHistory> history = openHistory(session);
-    const std::vector<Generation> all = history->generations();
+    const std::vector<Generation> all = scansToCompare(*history, options);
     if (all.empty()) throw std::runtime_error{"There is no saved scan yet: kestrel scan makes one."};
     std::optional<Growth> found;
     std::optional<Compared> compared;

@@ -100,6 +100,13 @@ void showScans(const Session& session, const std::vector<const Generation*>& sca
     }
 }
 
+/// What stands above the scans of one folder of this disk, or of one import.
+std::string titleOf(const Session& session, const Generation& scan) {
+    const Text root = scan.scope.root.path();
+    if (!isImported(scan)) return session.shownPath(root.view());
+    return session.shown(fmt::format("{}: {}", importRemark(scan), root.view()));
+}
+
 /// A table for each root; the root that was scanned last comes first.
 void show(const Session& session, const std::vector<Generation>& generations) {
     if (generations.empty()) {
@@ -109,14 +116,14 @@ void show(const Session& session, const std::vector<Generation>& generations) {
     std::vector<std::pair<std::string, std::vector<const Generation*>>> roots;
     std::int64_t bytes = 0;
     for (const Generation& each : generations) {
-        const std::string root = each.scope.root.path().string();
+        const std::string root = titleOf(session, each);
         auto found = std::ranges::find(roots, root, [](const auto& entry) { return entry.first; });
         if (found == roots.end()) found = roots.insert(roots.end(), {root, {}});
         found->second.push_back(&each);
         bytes += each.storedBytes;
     }
     for (const auto& [root, scans] : roots) {
-        session.out << session.painted(Style::heading, session.shownPath(root)) << '\n';
+        session.out << session.painted(Style::heading, root) << '\n';
         showScans(session, scans);
         session.out << '\n';
     }
@@ -133,6 +140,8 @@ void writeGenerations(JSONOutput& json, const std::vector<Generation>& generatio
         json.member("storedBytes", each.storedBytes);
         json.member("isPinned", each.isPinned);
         json.member("origin", nameOf(each.origin));
+        if (each.source.name) json.member("sourceName", each.source.name->view());
+        if (each.source.host) json.member("sourceHost", each.source.host->view());
         json.endObject();
     }
     json.endArray();

@@ -55,8 +55,10 @@ constexpr std::size_t mostChanges = 100;
 
 std::vector<Generation> earlierThan(const Generation& scan, const std::vector<Generation>& all) {
     std::vector<Generation> earlier;
-    std::ranges::copy_if(all, std::back_inserter(earlier),
-                         [&](const Generation& each) { return each.number < scan.number; });
+    std::ranges::copy_if(all, std::back_inserter(earlier), [&](const Generation& each) {
+        // An import is of another disk, whatever paths it has.
+        return each.number < scan.number && each.source.name == scan.source.name;
+    });
     return earlier;
 }
 

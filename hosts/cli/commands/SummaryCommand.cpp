@@ -152,7 +152,7 @@ void writeTable(const Session& session, const Summary& summary, const ShownRows&
 /// The scan that a search must be told to look into; absent where it does so by itself.
 std::optional<std::int64_t> scanToName(const Session& session, const Generation& scan) {
     if (session.options.store) return std::nullopt;
-    const bool isNewest = !session.options.at && openHistory(session)->generations().front().number == scan.number;
+    const bool isNewest = !session.options.at && scansOfThisDisk(*openHistory(session)).front().number == scan.number;
     return isNewest ? std::nullopt : std::optional{scan.number};
 }
 

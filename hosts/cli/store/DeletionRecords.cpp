@@ -40,7 +40,7 @@ std::vector<Text> uppermost(const std::vector<Text>& paths) {
 /// The paths of each scan: the newest that covers them.
 std::map<std::int64_t, std::vector<Text>> byGeneration(const SnapshotHistory& history, const std::vector<Text>& paths) {
     std::map<std::int64_t, std::vector<Text>> result;
-    const std::vector<Generation> generations = history.generations();
+    const std::vector<Generation> generations = scansOfThisDisk(history);
     for (const Text& path : paths) {
         const auto found =
             std::ranges::find_if(generations, [&](const Generation& each) { return covers(each, path); });
@@ -53,7 +53,7 @@ std::map<std::int64_t, std::vector<Text>> byGeneration(const SnapshotHistory& hi
 std::map<std::int64_t, std::vector<Text>> byRoot(const SnapshotHistory& history, const std::vector<Text>& paths) {
     std::map<std::int64_t, std::vector<Text>> result;
     std::unordered_set<Text> roots;
-    for (const Generation& generation : history.generations()) {
+    for (const Generation& generation : scansOfThisDisk(history)) {
         if (!roots.insert(generation.scope.root.path()).second) continue;
         for (const Text& path : paths) {
             if (covers(generation, path)) result[generation.number].push_back(path);

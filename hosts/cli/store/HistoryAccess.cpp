@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <variant>
@@ -62,6 +63,49 @@ bool covers(const Generation& generation, const Text& path) {
     return root == path || root.view() == "/" || Path::isBeneath(path, root);
 }
 
+bool isImported(const Generation& generation) { return generation.source.name.has_value(); }
+
+std::vector<Generation> scansOfThisDisk(const SnapshotHistory& history) {
+    std::vector<Generation> scans = history.generations();
+    std::erase_if(scans, isImported);
+    return scans;
+}
+
+std::vector<Generation> importsNamed(std::string_view when, const std::vector<Generation>& all) {
+    std::vector<Generation> named;
+    const auto time = parseWhen(when, Date::now());
+    std::ranges::copy_if(all, std::back_inserter(named), [&](const Generation& each) {
+        if (!isImported(each)) return false;
+        if (time) return std::holds_alternative<std::int64_t>(*time) && std::get<std::int64_t>(*time) == each.number;
+        return each.source.name->view() == when;
+    });
+    return named;
+}
+
+std::vector<Generation> scansToAnswerFrom(const Session& session, const SnapshotHistory& history) {
+    std::vector<Generation> all = history.generations();
+    if (session.options.at) {
+        std::vector<Generation> named = importsNamed(*session.options.at, all);
+        if (!named.empty()) return named;
+    }
+    std::erase_if(all, isImported);
+    return all;
+}
+
+void checkAtOption(const Session& session) {
+    if (!session.options.at || parseWhen(*session.options.at, Date::now())) return;
+    if (!session.options.store && !importsNamed(*session.options.at, openHistory(session)->generations()).empty())
+        return;
+    (void)whenOption(*session.options.at, Date::now());  // throws, with the reason
+}
+
+std::string importRemark(const Generation& generation) {
+    if (!isImported(generation)) return {};
+    const std::string from = generation.source.name->string();
+    return generation.source.host ? fmt::format("import “{}”, disk of {}", from, generation.source.host->view())
+                                  : fmt::format("import “{}”", from);
+}
+
 std::optional<std::string> incompleteRemark(const Generation& generation, const std::vector<Generation>& others) {
     if (generation.isComplete) return std::nullopt;
     const Text root = generation.scope.root.path();
@@ -87,6 +131,9 @@ const Generation* chosen(const std::vector<Generation>& generations, const When&
 const Generation& chosenByOption(const Session& session, const std::vector<Generation>& generations) {
     if (!session.options.at) return generations.front();
     const Date now = Date::now();
+    if (const std::vector<Generation> named = importsNamed(*session.options.at, generations); !named.empty()) {
+        return *std::ranges::find(generations, named.front().number, &Generation::number);
+    }
     if (const Generation* found = chosen(generations, whenOption(*session.options.at, now))) return *found;
     const Generation& oldest = generations.back();
     throw std::runtime_error{fmt::format("--at {} means no saved scan that could answer this. The oldest that could is "

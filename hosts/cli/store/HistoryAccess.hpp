@@ -29,6 +29,24 @@ using Remark = std::function<void(std::string_view sentence)>;
 /// Whether the root of the scan is the path or a folder above it.
 [[nodiscard]] bool covers(const KestrelCore::Generation& generation, const KestrelCore::Text& path);
 
+/// Whether the scan was taken over from a file: it is of some disk, whatever paths it has, and nothing in it can be
+/// taken away.
+[[nodiscard]] bool isImported(const KestrelCore::Generation& generation);
+/// The scans of this disk, newest first: what may decide what is taken away, and what is kept in step with the disk.
+[[nodiscard]] std::vector<KestrelCore::Generation> scansOfThisDisk(const KestrelCore::SnapshotHistory& history);
+/// What a command may answer from, newest first: the scans of this disk; where --at names one that was imported, by its
+/// number or its name, those of that name, or that one.
+[[nodiscard]] std::vector<KestrelCore::Generation> scansToAnswerFrom(const Session& session,
+                                                                     const KestrelCore::SnapshotHistory& history);
+/// Those of `all` that were imported and that `when` names, by a number or a name.
+[[nodiscard]] std::vector<KestrelCore::Generation> importsNamed(std::string_view when,
+                                                                const std::vector<KestrelCore::Generation>& all);
+/// Throws `UsageError` where --at is neither a time nor a number nor the name of an import.
+void checkAtOption(const Session& session);
+/// Where and when it was scanned, in words for a person: "of web1, imported from scan.json.gz"; of a scan of this disk
+/// nothing.
+[[nodiscard]] std::string importRemark(const KestrelCore::Generation& generation);
+
 /// That items are missing where the scan, from which a command answers, was stopped before its end; and which of
 /// `others`, newest first, was not, for commands that take --at. Empty for a whole one.
 [[nodiscard]] std::optional<std::string> incompleteRemark(const KestrelCore::Generation& generation,

@@ -71,7 +71,7 @@ Unshown takeBack(SnapshotHistory& history, const std::vector<RestoredItem>& item
     std::unordered_set<Text> seen;
     std::unordered_set<Text> answered;  // by a newer scan, which is the one that is asked
     Unshown unshown;
-    for (const Generation& generation : history.generations()) {
+    for (const Generation& generation : scansOfThisDisk(history)) {
         if (!seen.insert(generation.scope.root.path()).second) continue;
         std::vector<Text> covered;
         for (const RestoredItem& item : items) {

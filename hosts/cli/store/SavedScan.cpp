@@ -32,6 +32,15 @@ namespace {
 
 std::runtime_error nothingSaved() { return std::runtime_error{"There is no saved scan yet: kestrel scan makes one."}; }
 
+/// The same of a history that may have imported ones.
+std::runtime_error nothingToAnswerFrom(const SnapshotHistory& history) {
+    const std::vector<Generation> all = history.generations();
+    if (all.empty()) return nothingSaved();
+    return std::runtime_error{fmt::format("There is no scan of this disk yet: kestrel scan makes one. --at {} answers "
+                                          "from the newest imported one.",
+                                          all.front().number)};
+}
+
 /// The scan in a snapshot database.
 ScanSnapshot loaded(const std::string& path) {
     // Opening a store makes the file, or a database of an empty one: whoever only asks leaves things as they are.
@@ -93,8 +102,8 @@ SavedScan::SavedScan(ScanSnapshot snapshot) : summary_{summaryOf(snapshot)}, sna
 SavedScan SavedScan::newest(const Session& session) {
     if (const auto path = database(session)) return SavedScan{loaded(*path)};
     const std::shared_ptr<const SnapshotHistory> history = openHistory(session);
-    const std::vector<Generation> generations = history->generations();
-    if (generations.empty()) throw nothingSaved();
+    const std::vector<Generation> generations = scansToAnswerFrom(session, *history);
+    if (generations.empty()) throw nothingToAnswerFrom(*history);
     const Generation& asked = chosenByOption(session, generations);
     warnOfIncomplete(session, asked, generations);
     return SavedScan{history->open(asked.number)};
@@ -136,11 +145,17 @@ std::optional<Suggestions> SavedScan::suggestions(const ReclaimCatalogue& catalo
     throw KestrelError::unavailable("What can go is told of scans in the history only.");
 }
 
+std::optional<ExportResult> SavedScan::exportFolder(const Text& folder, const ByteSink& sink,
+                                                    const ExportOptions& options) const {
+    return snapshot_ ? KestrelCore::exportFolder(*snapshot_, folder, sink, options)
+                     : KestrelCore::exportFolder(*generation_, folder, sink, options);
+}
+
 NamedRecord NamedRecord::find(const Session& session, const std::string& name) {
     if (const auto path = database(session)) return findIn(*path, name);
     const std::shared_ptr<const SnapshotHistory> history = openHistory(session);
-    const std::vector<Generation> generations = history->generations();
-    if (generations.empty()) throw nothingSaved();
+    const std::vector<Generation> generations = scansToAnswerFrom(session, *history);
+    if (generations.empty()) throw nothingToAnswerFrom(*history);
     const std::vector<Text> paths = meanings(name);
     std::optional<Generation> asked;
     for (const Text& path : paths) {
@@ -157,9 +172,16 @@ NamedRecord NamedRecord::find(const Session& session, const std::string& name) {
     }
     if (asked) warnOfIncomplete(session, *asked, generations);
     const std::string_view path = paths.front().view();
-    if (!asked)
-        throw PathError{fmt::format("No saved scan is of {} or a folder above it: kestrel scan makes one.", path),
+    if (!asked) {
+        const std::vector<Generation> all = history->generations();
+        const auto import = std::ranges::find_if(
+            all, [&](const Generation& each) { return isImported(each) && covers(each, paths.front()); });
+        throw PathError{fmt::format("No saved scan is of {} or a folder above it: kestrel scan makes one.{}", path,
+                                    import == all.end() || session.options.at
+                                        ? ""
+                                        : fmt::format(" --at {} answers from an imported one.", import->number)),
                         std::string{path}};
+    }
     throw PathError{fmt::format("{} is not in the scan of {} from {}.", path, asked->scope.root.path().view(),
                                 localTime(asked->completedAt)),
                     std::string{path}};
@@ -183,9 +205,12 @@ NamedRecord NamedRecord::folder(const Session& session, const std::vector<std::s
 
 void writeAge(const Session& session, const Generation& scan) {
     if (session.options.json) return;
-    const std::string text = fmt::format("{}, scanned {} ({}){}", session.shownPath(scan.scope.root.path().view()),
-                                         age(scan.completedAt, Date::now()), localTime(scan.completedAt),
-                                         scan.isComplete ? "" : ", incomplete");
+    const std::string root = isImported(scan) ? session.shown(scan.scope.root.path().view())
+                                              : session.shownPath(scan.scope.root.path().view());
+    const std::string import = session.shown(importRemark(scan));
+    const std::string text =
+        fmt::format("{}, scanned {} ({}){}{}", root, age(scan.completedAt, Date::now()), localTime(scan.completedAt),
+                    scan.isComplete ? "" : ", incomplete", import.empty() ? "" : ", " + import);
     session.out << session.painted(Style::quiet,
                                    session.columns() > 0 ? wrappedWords(text, session.columns(), 0) : text)
                 << "\n\n";

@@ -3,6 +3,7 @@
 #include "output/Session.hpp"
 
 #include "KestrelCore/Base/Text.hpp"
+#include "KestrelCore/Exchange/SnapshotExport.hpp"
 #include "KestrelCore/Model/FileRecord.hpp"
 #include "KestrelCore/Model/SearchQuery.hpp"
 #include "KestrelCore/Reclaim/ReclaimCatalogue.hpp"
@@ -54,6 +55,10 @@ public:
     [[nodiscard]] std::optional<KestrelCore::Summary> summarize(const KestrelCore::Text& folder,
                                                                 KestrelCore::SummaryGrouping grouping,
                                                                 const KestrelCore::SummarySettings& settings) const;
+    /// As `KestrelCore::exportFolder`.
+    [[nodiscard]] std::optional<KestrelCore::ExportResult>
+    exportFolder(const KestrelCore::Text& folder, const KestrelCore::ByteSink& sink,
+                 const KestrelCore::ExportOptions& options) const;
 
 private:
     KestrelCore::Generation summary_;

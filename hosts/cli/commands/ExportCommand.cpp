@@ -1,0 +1,201 @@
+#include "commands/Commands.hpp"
+
+#include "commands/OptionValue.hpp"
+#include "output/ByteFormat.hpp"
+#include "output/JSONOutput.hpp"
+#include "store/SavedScan.hpp"
+#include "terminal/Interruption.hpp"
+#include "terminal/InterruptionWatch.hpp"
+
+#include "KestrelCore/Exchange/SnapshotExport.hpp"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <system_error>
+
+// What is written goes to a file of its own first, which takes the name that was asked for when it is whole: neither a
+// full disk nor Ctrl-C leaves half an export, or takes away the one that was there.
+
+using namespace KestrelCore;
+
+namespace KestrelCLI {
+
+namespace {
+
+struct WriteOptions {
+    std::optional<ExchangeFormat> format;
+    std::optional<std::string> output;
+};
+
+/// Ends an export whose reader went away: what is to be said of it is said at the end of the program.
+class OutputClosed {};
+
+std::runtime_error cannotWrite(const std::string& path, int errorNumber) {
+    return std::runtime_error{
+        fmt::format("{} could not be written: {}.", path, std::generic_category().message(errorNumber))};
+}
+
+/// A new file beside the one that it becomes in the end; taken away if it never does.
+class NewFile {
+public:
+    explicit NewFile(const std::string& path) : path_{path} {
+        std::error_code error;
+        const auto status = std::filesystem::status(path, error);
+        isReplacing_ = status.type() == std::filesystem::file_type::not_found ||
+                       status.type() == std::filesystem::file_type::regular;
+        if (isReplacing_ && std::filesystem::is_symlink(path, error)) {
+            const auto target = std::filesystem::canonical(path, error);
+            if (!error) path_ = target.string();
+        }
+        // A device or a pipe is written to as it is.
+        if (!isReplacing_) {
+            file_ = std::fopen(path_.c_str(), "wb");
+        } else {
+            constexpr int mostTries = 100;
+            for (int i = 0; i < mostTries && file_ == nullptr; ++i) {
+                part_ = fmt::format("{}.part{}", path_, i == 0 ? "" : std::to_string(i));
+                file_ = std::fopen(part_.c_str(), "wbx");
+                if (file_ == nullptr && errno != EEXIST) break;
+            }
+        }
+        if (file_ == nullptr) throw cannotWrite(path, errno);
+    }
+    ~NewFile() {
+        if (file_ != nullptr) std::fclose(file_);
+        if (!isReplacing_ || isKept_) return;
+        std::error_code error;
+        std::filesystem::remove(part_, error);
+    }
+    NewFile(const NewFile&) = delete;
+    NewFile& operator=(const NewFile&) = delete;
+
+    void write(std::string_view bytes) {
+        if (std::fwrite(bytes.data(), 1, bytes.size(), file_) != bytes.size()) throw cannotWrite(path_, errno);
+        written_ += static_cast<std::int64_t>(bytes.size());
+    }
+    /// Bytes that were written.
+    std::int64_t keep() {
+        if (std::fclose(std::exchange(file_, nullptr)) != 0) throw cannotWrite(path_, errno);
+        if (!isReplacing_) return written_;
+        std::error_code error;
+        std::filesystem::rename(part_, path_, error);
+        if (error) throw cannotWrite(path_, error.value());
+        isKept_ = true;
+        return written_;
+    }
+
+private:
+    std::string path_;
+    std::string part_;
+    bool isReplacing_ = false;
+    bool isKept_ = false;
+    std::FILE* file_ = nullptr;
+    std::int64_t written_ = 0;
+};
+
+ExchangePacking packingOf(std::string_view& name) {
+    for (const auto& [ending, packing] : {std::pair{std::string_view{".gz"}, ExchangePacking::gzip},
+                                          {std::string_view{".zst"}, ExchangePacking::zstd}}) {
+        if (!name.ends_with(ending)) continue;
+        name.remove_suffix(ending.size());
+        return packing;
+    }
+    return ExchangePacking::none;
+}
+
+ExchangeFormat formatOf(std::string_view name) {
+    if (name.ends_with(".csv")) return ExchangeFormat::csv;
+    return name.ends_with(".jsonl") || name.ends_with(".ndjson") ? ExchangeFormat::lines : ExchangeFormat::ncdu;
+}
+
+ExitCode exportScan(const Session& session, const WriteOptions& options, const Operands& operands) {
+    const bool isToFile = options.output && *options.output != "-";
+    if (!isToFile && session.options.json)
+        throw UsageError{"--json tells what was written, so that the export itself needs a file: -o FILE."};
+    if (!isToFile && session.terminal.isOutput)
+        throw UsageError{"An export is for programs: -o FILE, or a pipe, takes it."};
+    const NamedRecord named = NamedRecord::folder(session, operands);
+    const InterruptionWatch watch;
+    std::string_view name = isToFile ? std::string_view{*options.output} : std::string_view{};
+    ExportOptions settings;
+    settings.packing = packingOf(name);
+    settings.format = options.format.value_or(formatOf(name));
+    settings.cancellation = watch.token();
+    const auto run = [&](const ByteSink& sink) {
+        auto result = named.scan.exportFolder(named.record.path(), sink, settings);
+        Interruption::check();
+        if (!result)
+            throw PathError{fmt::format("{} is not a folder.", named.record.path().view()),
+                            named.record.path().string()};
+        return *result;
+    };
+    if (!isToFile) {
+        std::ostream& out = session.raw();
+        try {
+            (void)run([&](std::string_view bytes) {
+                if (!out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()))) throw OutputClosed{};
+            });
+        } catch (const OutputClosed&) {
+            return ExitCode::failed;
+        }
+        return ExitCode::done;
+    }
+    NewFile file{*options.output};
+    const ExportResult result = run([&](std::string_view bytes) { file.write(bytes); });
+    const std::int64_t written = file.keep();
+    if (session.options.json) {
+        JSONOutput json{session.out};
+        json.member("written", std::string_view{*options.output});
+        json.member("writtenBytes", written);
+        json.member("records", result.records);
+        json.member("totalAllocatedBytes", result.totalAllocatedBytes);
+        json.finish();
+        return ExitCode::done;
+    }
+    session.out << fmt::format("{}: {} {} of {}, {} as a file of {}\n", session.shown(*options.output),
+                               ByteFormat::count(result.records), result.records == 1 ? "item" : "items",
+                               session.shownPath(named.record.path().view()), session.size(result.totalAllocatedBytes),
+                               session.size(written));
+    return ExitCode::done;
+}
+
+}  // namespace
+
+void addExportCommand(CLI::App& app, Session& session) {
+    const auto options = std::make_shared<WriteOptions>();
+    CLI::App& command = addCommand(
+        app,
+        {.name = "export",
+         .operands = "[PATH]",
+         .description = "Writes a folder as it was scanned, for other programs: as ncdu and gdu read it, as lines of "
+                        "JSON, or as a table.",
+         .examples = {"kestrel export -o home.json", "kestrel export ~/Music -o music.csv",
+                      "kestrel export --format json /srv | jq -r .path",
+                      "kestrel export -o home.json.gz && ncdu -f "
+                      "home.json.gz"},
+         .mostOperands = 1,
+         .readsSavedScan = true},
+        [&session, options](const Operands& operands) { return exportScan(session, *options, operands); });
+    const std::map<std::string, ExchangeFormat> formats{
+        {"ncdu", ExchangeFormat::ncdu}, {"json", ExchangeFormat::lines}, {"csv", ExchangeFormat::csv}};
+    command
+        .add_option("--format", options->format,
+                    "Write the form of ncdu (default), JSON lines, or a table for spreadsheets (defaults with a FILE "
+                    "in .jsonl and .csv)")
+        ->type_name("FORM")
+        ->option_text("ncdu|json|csv")
+        ->transform(oneOf(formats));
+    command
+        .add_option("-o,--output", options->output,
+                    "Write to FILE, compressed where it ends in .gz or .zst (default: standard output)")
+        ->type_name("FILE");
+}
+
+}  // namespace KestrelCLI
