@@ -58,7 +58,10 @@ class Browser:
     def open(self, page):
         self.driver.get("about:blank")
         self.driver.get(pathlib.Path(page).as_uri())
-        self.until("document.documentElement.dataset.state === 'ready'", f"{page} is shown")
+        self.is_shown(page)
+
+    def is_shown(self, what):
+        self.until("document.documentElement.dataset.state === 'ready'", f"{what} shows the page")
 
     def run(self, script, *arguments):
         return self.driver.execute_script(script, *arguments)
@@ -189,6 +192,9 @@ def small(browser, folder):
     check("#" in browser.driver.current_url, "has an address for the folder")
     check(browser.text("said").startswith("trip: "), "says where it is")
     check("trip" in browser.value("document.getElementById('picture').getAttribute('aria-label')"), "names the picture")
+    browser.driver.refresh()
+    browser.is_shown("loading again")
+    browser.is_in("trip")
     browser.wheel(200)
     browser.is_in("videos")
     browser.run("document.querySelector('#way button').click()")

@@ -102,6 +102,12 @@ Columns columnsOf(const ReportTree& tree, const ReportSelection& selection) {
     return columns;
 }
 
+void writeTexts(JSONOutput& json, std::string_view key, const std::vector<Text>& texts) {
+    json.beginArray(key);
+    for (const Text& each : texts) json.element(each.view());
+    json.endArray();
+}
+
 void writeFacts(JSONOutput& json, const ReportTree& tree, const ReportSelection& selection, const ReportFacts& facts) {
     const Generation& scan = facts.scan;
     json.member("program", "kestrel");
@@ -113,9 +119,8 @@ void writeFacts(JSONOutput& json, const ReportTree& tree, const ReportSelection&
     json.member("scannedAt", scan.completedAt.secondsSince1970());
     json.member("isComplete", scan.isComplete);
     json.member("issues", scan.issues);
-    json.beginArray("leftOut");
-    for (const Text& each : scan.leftOut) json.element(each.view());
-    json.endArray();
+    writeTexts(json, "leftOut", scan.leftOut);
+    json.member("crossesMounts", scan.crossesMounts);
     json.member("madeAt", facts.madeAt);
     json.member("isBinary", facts.isBinary);
     json.member("items", tree.nodes().size());
@@ -142,6 +147,8 @@ void writeGrowthMembers(JSONOutput& json, const Growth& growth) {
     json.member("number", growth.since.number);
     json.member("scannedAt", growth.since.completedAt.secondsSince1970());
     json.member("isComplete", growth.since.isComplete);
+    writeTexts(json, "leftOut", growth.since.leftOut);
+    json.member("crossesMounts", growth.since.crossesMounts);
     json.member("before", growth.before);
     json.member("after", growth.after);
     json.beginArray("largest");

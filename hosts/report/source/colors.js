@@ -1,5 +1,6 @@
 // What the colours of the picture tell. Hues by type are near those of the picture in the terminal; any two differ in
-// lightness or hue enough (12 and more in CIE Lab) also for who can't tell red, green or blue.
+// lightness or hue enough (12 and more in CIE Lab) also for who can't tell red, green or blue. A folder that is not
+// looked into has a shade of what is largest in it.
 
 import { FOLDER } from "./data.js";
 
@@ -14,7 +15,7 @@ const TYPES = [
   [146, 130, 102], // disk images
   [226, 190, 180], // databases
   [128, 140, 156], // other
-  [80, 98, 146], // folders that are not looked into
+  [80, 98, 146], // folders without files
   [100, 208, 206], // packages
   [128, 140, 156], // links
   [128, 140, 156], // what has no content
@@ -28,7 +29,7 @@ const AGES = [
   [226, 150, 86],
   [150, 152, 160],
 ];
-const AGELESS = [176, 180, 190]; // folders and links
+const AGELESS = [176, 180, 190]; // links, and folders without files
 const UNCHANGED = [140, 143, 150];
 const GREW = [
   [206, 166, 142],
@@ -62,6 +63,8 @@ export function changeColor(bytes, change) {
 
 export function colorOf(tree, coloring, node) {
   if (coloring === "change") return changeColor(tree.bytes[node], tree.change[node]);
+  if (tree.isContainer(node) && tree.largestFile(node) !== undefined)
+    return mixed(colorOf(tree, coloring, tree.largestFile(node)), typeColor(FOLDER), 0.25);
   if (coloring === "age") return tree.isFile(node) ? ageColor(tree.age(node)) : AGELESS;
   return typeColor(tree.type[node]);
 }
@@ -92,9 +95,8 @@ export function meanings(tree, coloring, types) {
   if (coloring === "age") {
     return [...tree.facts.ages.map((age) => age.name), tree.facts.ageUnknown].map((name, i) => [name, ageColor(i)]);
   }
-  const files = types
+  return types
     .map((row, i) => [tree.facts.types[i], typeColor(i), row.bytes])
     .filter((each) => each[2] > 0)
     .sort((a, b) => b[2] - a[2]);
-  return [...files, ["small folders", typeColor(FOLDER)]];
 }

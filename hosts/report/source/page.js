@@ -50,9 +50,12 @@ class Page {
     const notices = [];
     if (!facts.isComplete) notices.push("This scan was stopped before its end: items are missing, and folders look too small.");
     if (facts.issues > 0) notices.push(`${counted(facts.issues, "item")} could not be read when it was scanned.`);
-    if (facts.leftOut?.length > 0) notices.push(`Left out of the scan: ${facts.leftOut.map(shown).join(", ")}.`);
+    if (facts.leftOut.length > 0) notices.push(`Left out of the scan: ${facts.leftOut.map(shown).join(", ")}.`);
     if (facts.growth && !facts.growth.isComplete)
       notices.push("The earlier scan was stopped before its end: what it did not reach looks new.");
+    const before = facts.growth;
+    if (before && (before.leftOut.join("\0") !== facts.leftOut.join("\0") || before.crossesMounts !== facts.crossesMounts))
+      notices.push("The earlier scan was told to leave out other things: what only one of the two saw looks new, or gone.");
     byId("notice").textContent = notices.join("\n");
     byId("notice").hidden = notices.length === 0;
     const part = facts.shown < facts.items ? ` It shows the ${count(facts.shown)} largest of ${count(facts.items)} items, and sums of the others.` : "";

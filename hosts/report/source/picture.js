@@ -14,7 +14,7 @@ export class Picture {
     this.context = canvas.getContext("2d", { alpha: false });
     this.folder = 0;
     this.coloring = "type";
-    this.isFound = null; // a value for each item: 1 of those that are not dimmed; null: all
+    this.isFound = null; // a value for each item: 1 of those that are not dimmed, and what holds them; null: all
     this.tiles = [];
     this.width = 0;
     this.height = 0;
@@ -63,7 +63,7 @@ export class Picture {
     const w = Math.round(tile.x + tile.w) - x;
     const h = Math.round(tile.y + tile.h) - y;
     if (w < 1 || h < 1) return;
-    const isDimmed = this.isFound !== null && tile.kind !== FRAME && !this.isFound[tile.node];
+    const isDimmed = this.isFound !== null && tile.kind !== FRAME && !this.holdsFound(tile);
     context.globalAlpha = isDimmed ? 0.16 : 1;
     if (tile.kind === FRAME) {
       context.fillStyle = this.frames[tile.depth % 2];
@@ -90,6 +90,15 @@ export class Picture {
       context.font = `11px ${FONT}`;
       if (context.measureText(bytes).width <= w - 8) context.fillText(bytes, x + 4, y + 24.5);
     }
+  }
+
+  holdsFound(tile) {
+    if (tile.kind !== TAIL) return this.isFound[tile.node] === 1;
+    if (!this.isFound[tile.node]) return false;
+    for (const child of this.tree.childrenOf(tile.node)) {
+      if (this.isFound[child] && this.tree.weight(child) < tile.least) return true;
+    }
+    return false;
   }
 
   drawTitle(tile, x, y, w) {

@@ -36,8 +36,8 @@ export class Search {
   }
 
   /**
-   * The items below the top with all words in their names, largest first; which items they are, or lie in one of them;
-   * and their bytes together, none counted twice. Null without words.
+   * The items below the top with all words in their names, largest first; which items they are, lie in one of them, or
+   * hold one; and their bytes together, none counted twice. Null without words.
    */
   find(words) {
     this.prepare();
@@ -63,6 +63,7 @@ export class Search {
       if (isFound[i] && !isInFound) bytes += tree.weight(i);
       if (isInFound) isFound[i] = 1;
     }
+    for (let i = tree.count - 1; i > 0; i--) if (isFound[i]) isFound[tree.parent[i]] = 1;
     nodes.sort((a, b) => tree.bytes[b] - tree.bytes[a] || a - b);
     return { nodes, isFound, bytes };
   }

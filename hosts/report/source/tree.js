@@ -3,6 +3,8 @@
 
 import { FOLDER, PACKAGE } from "./data.js";
 
+const NONE = 0xffffffff;
+
 export class Tree {
   constructor(facts, items) {
     Object.assign(this, items);
@@ -18,8 +20,15 @@ export class Tree {
       this.bytes[folder] += rest.bytes;
       this.below[folder] += rest.items;
     }
+    this.largest = new Uint32Array(this.count).fill(NONE); // a large file below a folder, which stands for it in colours
+    const most = new Float64Array(this.count);
     for (let i = this.count - 1; i > 0; i--) {
       const parent = this.parent[i];
+      const file = this.isFile(i) ? i : this.largest[i];
+      if (file !== NONE && this.weight(i) > most[parent]) {
+        most[parent] = this.weight(i);
+        this.largest[parent] = file;
+      }
       this.bytes[parent] += this.weight(i);
       this.below[parent] += 1 + this.below[i];
     }
@@ -27,6 +36,11 @@ export class Tree {
 
   isContainer(node) {
     return this.type[node] === FOLDER || this.type[node] === PACKAGE;
+  }
+
+  /** A file of the folder, or below it, on the way of the largest items; undefined without any. */
+  largestFile(folder) {
+    return this.largest[folder] === NONE ? undefined : this.largest[folder];
   }
 
   isFile(node) {
