@@ -105,7 +105,7 @@ RowReader::Rows RowReader::inLayer(std::uint32_t layer, std::uint32_t index) {
               .columns = nullptr,
               .firstColumn = 0,
               .names = open->names.view(),
-              .nameEnds = open->nameEnds.data() + row,
+              .nameEnds = withNames_ ? open->nameEnds.data() + row : nullptr,
               .nameBegin = !withNames_ || row == 0 ? 0 : open->nameEnds[row - 1] + 1};
     if (fields_ != 0) {
         const ChunkColumns::Rows some = open->columns.at(row);

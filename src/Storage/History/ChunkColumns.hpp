@@ -73,7 +73,7 @@ public:
         const RowColumns* columns;
         std::uint32_t firstColumn;  ///< where in `columns` the first row is
         std::string_view names;
-        const std::uint32_t* nameEnds;  ///< of the first row and those behind it
+        const std::uint32_t* nameEnds;  ///< of the first row and those behind it; null without names
         std::uint32_t nameBegin;        ///< of the first row
 
         [[nodiscard]] std::uint64_t value(HistoryField field, std::size_t i) const {
