@@ -57,6 +57,8 @@ int main(int argc, char** argv) {
             addProcessesCommand, addQuitCommand,      addAccessCommand,  addExportCommand,  addImportCommand,
             addClearCommand,
         });
+    // The session goes before the buffers, which look once more when they go.
+    options = nullptr;
     // What was asked is done, and nobody reads what came of it.
     if (Interruption::isPipeClosed() && !session.flush()) Interruption::endByClosedPipe();
     // A scan that was given up may be stuck in a system call on a thread of its own: it must not meet destroyed
