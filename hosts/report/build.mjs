@@ -30,5 +30,8 @@ const script = await bundled("source/page.js", { format: "iife" });
 const style = await bundled("source/page.css", { target: ["chrome115", "firefox115", "safari16.5"] });
 const policy = `default-src 'none'; script-src ${hashOf(script)}; style-src ${hashOf(style)}; base-uri 'none'; form-action 'none'`;
 const parts = { POLICY: policy, STYLE: style, SCRIPT: script };
-const page = readFileSync(here("source/page.html"), "utf8").replace(/@(POLICY|STYLE|SCRIPT)@/g, (_, name) => parts[name]);
+const page = readFileSync(here("source/page.html"), "utf8").replace(
+  /@(POLICY|STYLE|SCRIPT)@/g,
+  (_, name) => parts[name],
+);
 writeFileSync(process.argv[2] ?? here("dist/report.html"), page);

@@ -61,7 +61,9 @@ class Browser:
         self.is_shown(page)
 
     def is_shown(self, what):
-        self.until("document.documentElement.dataset.state === 'ready'", f"{what} shows the page")
+        self.until("document.documentElement.dataset.state !== undefined", f"{what} comes to an end")
+        if self.value("document.documentElement.dataset.state") != "ready":
+            raise RuntimeError(f"{what}: {self.text('waiting')}")
 
     def run(self, script, *arguments):
         return self.driver.execute_script(script, *arguments)

@@ -53,28 +53,39 @@ constexpr std::size_t usualMost = 50'000;
 /// As many lines of growth as somebody reads.
 constexpr std::size_t mostChanges = 100;
 
-std::vector<Generation> earlierThan(const Generation& scan, const std::vector<Generation>& all) {
-    std::vector<Generation> earlier;
-    std::ranges::copy_if(all, std::back_inserter(earlier), [&](const Generation& each) {
-        // An import is of another disk, whatever paths it has.
-        return each.number < scan.number && each.source.name == scan.source.name;
+std::vector<Generation> only(const std::vector<Generation>& generations, const auto& matches) {
+    std::vector<Generation> result;
+    std::ranges::copy_if(generations, std::back_inserter(result), matches);
+    return result;
+}
+
+/// The scan before `scan` that `since` means; empty where there is none. Throws `UsageError` for what means no scan at
+/// all.
+std::optional<Generation> earlierScan(const Generation& scan, const std::string& since,
+                                      const std::vector<Generation>& all) {
+    const auto isEarlier = [&](const Generation& each) { return each.number < scan.number; };
+    const auto imported = only(importsNamed(since, all), isEarlier);
+    if (!imported.empty()) return imported.front();
+    if (!importsNamed(since, all).empty()) return std::nullopt;
+    const When when = whenOption(since, Date::now());
+    // Another disk has other things under the same paths.
+    const auto earlier = only(all, [&](const Generation& each) {
+        return isEarlier(each) && isImported(each) == isImported(scan) && each.source.name == scan.source.name;
     });
-    return earlier;
+    // A point in time means a scan of the same folder where there is one.
+    const auto alike =
+        only(earlier, [&](const Generation& each) { return each.scope.root.path() == scan.scope.root.path(); });
+    const Generation* found = std::holds_alternative<Date>(when) ? chosen(alike, when) : nullptr;
+    if (found == nullptr) found = chosen(earlier, when);
+    return found == nullptr ? std::nullopt : std::optional{*found};
 }
 
 /// How the folder differs from what the scan that --since means had.
 void addGrowth(ReportFacts& facts, const Session& session, const std::string& since, const Text& path) {
     const std::shared_ptr<const SnapshotHistory> history = openHistory(session);
     const Generation& scan = facts.scan;
-    const std::vector<Generation> earlier = earlierThan(scan, history->generations());
-    std::vector<Generation> alike;
-    std::ranges::copy_if(earlier, std::back_inserter(alike),
-                         [&](const Generation& each) { return each.scope.root.path() == scan.scope.root.path(); });
-    const When when = whenOption(since, Date::now());
-    // A point in time means a scan of the same folder where there is one.
-    const Generation* found = std::holds_alternative<Date>(when) ? chosen(alike, when) : nullptr;
-    if (found == nullptr) found = chosen(earlier, when);
-    if (found == nullptr) {
+    const auto found = earlierScan(scan, since, history->generations());
+    if (!found) {
         throw std::runtime_error{
             fmt::format("--since {} means no scan before number {}, which the report is of; kestrel history lists all.",
                         since, scan.number)};
@@ -139,7 +150,6 @@ ExitCode report(const Session& session, const ReportOptions& options, const Oper
         throw UsageError{"With -o - the page itself goes to standard output: it can't be JSON, too."};
     if (options.output && options.output->empty())
         throw UsageError{"-o needs the name of a file, or - for standard output."};
-    if (options.since) (void)whenOption(*options.since, Date::now());
     const NamedRecord named = NamedRecord::folder(session, operands);
     const Generation& scan = named.scan.summary();
     // Whole minutes, as the dates of the page are: so its script finds each item in the class of age that it has here.
@@ -165,6 +175,7 @@ ExitCode report(const Session& session, const ReportOptions& options, const Oper
     if (session.options.json) {
         JSONOutput json{session.out};
         writeSnapshot(json, "snapshot", scan);
+        if (facts.growth) writeSnapshot(json, "since", facts.growth->since);
         json.member("path", named.record.path().view());
         json.member("written", file);
         json.member("nodes", selection.shown.size());

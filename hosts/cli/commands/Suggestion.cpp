@@ -68,6 +68,7 @@ std::optional<std::string> sentenceForCommand(std::string_view word) {
         Habit{"undo untrash undelete recover", "kestrel restore puts back what kestrel trash moved to the Trash."},
         Habit{"uninstall applications programs", "kestrel apps lists the applications and what they left behind."},
         Habit{"diff compare changes", "kestrel growth shows what grew and shrank between two scans."},
+        Habit{"html page web treemap chart", "kestrel report writes a folder as a page for any browser."},
         Habit{"log scans snapshots", "kestrel history lists the saved scans."},
         Habit{"photos images videos pictures", "kestrel media shows the photos and videos."},
         Habit{"version", "kestrel --version tells the version."},

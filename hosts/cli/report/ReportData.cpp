@@ -113,6 +113,7 @@ void writeFacts(JSONOutput& json, const ReportTree& tree, const ReportSelection&
     json.member("program", "kestrel");
     json.member("version", facts.version);
     if (!facts.host.empty()) json.member("host", facts.host);
+    if (scan.source.name) json.member("importedFrom", scan.source.name->view());
     json.member("root", scan.scope.root.path().view());
     json.member("path", tree.nameOf(tree.nodes().front()));
     if (scan.number > 0) json.member("number", scan.number);

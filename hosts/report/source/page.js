@@ -1,16 +1,18 @@
 // The page: which folder is looked at, what is chosen in it, and what keys and clicks do.
 
-import { FOLDER, decoded, expanded, opened } from "./data.js";
-import { css, meanings, typeColor, colorOf } from "./colors.js";
-import { TAIL, FRAME } from "./layout.js";
+import { aboutLine, notices, origin } from "./about.js";
+import { colorOf, css, meanings, typeColor } from "./colors.js";
+import { decoded, expanded, opened } from "./data.js";
+import { keysOf } from "./help.js";
+import { FRAME, TAIL } from "./layout.js";
+import { element } from "./listing.js";
+import { Panels } from "./panels.js";
 import { Picture } from "./picture.js";
 import { Search } from "./search.js";
-import { Tree } from "./tree.js";
-import { Panels } from "./panels.js";
 import { Theme } from "./theme.js";
-import { element } from "./listing.js";
-import { keysOf } from "./help.js";
-import { count, counted, day, share, shown, size, time } from "./words.js";
+import { Tip } from "./tip.js";
+import { Tree } from "./tree.js";
+import { counted, day, shown, signedSize, size } from "./words.js";
 
 const byId = (id) => document.getElementById(id);
 const STEPS = { ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, -1], ArrowDown: [0, 1] };
@@ -24,6 +26,7 @@ class Page {
     this.chosen = undefined;
     this.picture = new Picture(byId("picture"), tree, this.step);
     this.picture.marks = () => this.placeMarks();
+    this.tip = new Tip(byId("tip"), tree, this.step);
     this.search = new Search(tree);
     this.panels = new Panels(this);
     this.theme = new Theme(byId("theme"), () => this.picture.draw());
@@ -35,34 +38,24 @@ class Page {
     return size(bytes, this.step);
   }
 
+  signed(bytes) {
+    return signedSize(bytes, this.step);
+  }
+
   /** What does not change: what was scanned, where and when. */
   describe() {
     const { facts, tree } = this;
     const path = shown(tree.name(0));
     document.title = `${path} – disk usage, ${day(facts.scannedAt)}`;
     byId("title").textContent = path;
-    byId("about").textContent = [
-      this.size(tree.bytes[0]),
-      counted(tree.below[0], "item"),
-      facts.host ? `on ${shown(facts.host)}` : "",
-      `scanned ${time(facts.scannedAt)}`,
-    ].filter(Boolean).join(" · ");
-    const notices = [];
-    if (!facts.isComplete) notices.push("This scan was stopped before its end: items are missing, and folders look too small.");
-    if (facts.issues > 0) notices.push(`${counted(facts.issues, "item")} could not be read when it was scanned.`);
-    if (facts.leftOut.length > 0) notices.push(`Left out of the scan: ${facts.leftOut.map(shown).join(", ")}.`);
-    if (facts.growth && !facts.growth.isComplete)
-      notices.push("The earlier scan was stopped before its end: what it did not reach looks new.");
-    const before = facts.growth;
-    if (before && (before.leftOut.join("\0") !== facts.leftOut.join("\0") || before.crossesMounts !== facts.crossesMounts))
-      notices.push("The earlier scan was told to leave out other things: what only one of the two saw looks new, or gone.");
-    byId("notice").textContent = notices.join("\n");
-    byId("notice").hidden = notices.length === 0;
-    const part = facts.shown < facts.items ? ` It shows the ${count(facts.shown)} largest of ${count(facts.items)} items, and sums of the others.` : "";
-    byId("made").textContent =
-      `Made by kestrel ${facts.version} on ${time(facts.madeAt)}${facts.number ? ` from scan ${facts.number}` : ""}.${part} ` +
-      `Sizes are what is taken on the disk; of several names of one file only the first counts.`;
-    const colorings = [["type", "Colour by type"], ["age", "Colour by age"]];
+    byId("about").textContent = aboutLine(tree, this.step);
+    byId("notice").textContent = notices(facts).join("\n");
+    byId("notice").hidden = byId("notice").textContent === "";
+    byId("made").textContent = origin(facts);
+    const colorings = [
+      ["type", "Colour by type"],
+      ["age", "Colour by age"],
+    ];
     if (tree.change) colorings.unshift(["change", "Colour by change"]);
     for (const [value, text] of colorings) byId("coloring").append(element("option", { value }, text));
     this.picture.coloring = colorings[0][0];
@@ -78,7 +71,7 @@ class Page {
     canvas.addEventListener("mouseleave", () => this.pointed(undefined));
     canvas.addEventListener("wheel", (event) => this.wheeled(event), { passive: false });
     canvas.addEventListener("keydown", (event) => this.pressedInPicture(event));
-    canvas.addEventListener("blur", () => this.hideTip());
+    canvas.addEventListener("blur", () => this.tip.hide());
     document.addEventListener("keydown", (event) => this.pressed(event));
     byId("coloring").addEventListener("change", () => this.colorBy(byId("coloring").value));
     byId("help").addEventListener("click", () => byId("keys").showModal());
@@ -89,7 +82,8 @@ class Page {
     });
     byId("search").addEventListener("keydown", (event) => this.pressedInSearch(event));
     new ResizeObserver(() => {
-      if (this.isPrinting || (canvas.clientWidth === this.picture.width && canvas.clientHeight === this.picture.height)) return;
+      if (this.isPrinting || (canvas.clientWidth === this.picture.width && canvas.clientHeight === this.picture.height))
+        return;
       this.pointed(undefined);
       this.picture.show(this.folder);
     }).observe(canvas);
@@ -103,7 +97,7 @@ class Page {
     const before = this.folder;
     this.folder = folder;
     this.chosen = chosen;
-    this.hideTip();
+    this.tip.hide();
     this.pointedTile = undefined;
     this.picture.show(folder);
     const stage = byId("picture").parentElement;
@@ -236,7 +230,8 @@ class Page {
 
   pressed(event) {
     this.pointed(undefined);
-    if (event.ctrlKey || event.metaKey || event.altKey || byId("keys").open || event.target.matches?.("input, select")) return;
+    if (event.ctrlKey || event.metaKey || event.altKey || byId("keys").open || event.target.matches?.("input, select"))
+      return;
     const actions = {
       "/": () => byId("search").focus(),
       "?": () => byId("keys").showModal(),
@@ -265,8 +260,14 @@ class Page {
   /** Into what is chosen, or else into the largest folder. */
   zoomIn() {
     const folders = [...this.tree.childrenOf(this.folder)].filter((node) => this.tree.isContainer(node));
-    const largest = folders.reduce((a, b) => (a === undefined || this.tree.bytes[b] > this.tree.bytes[a] ? b : a), undefined);
-    this.open(this.chosen !== undefined && this.tree.isContainer(this.chosen) ? this.chosen : largest, this.panels.hasFocus());
+    const largest = folders.reduce(
+      (a, b) => (a === undefined || this.tree.bytes[b] > this.tree.bytes[a] ? b : a),
+      undefined,
+    );
+    this.open(
+      this.chosen !== undefined && this.tree.isContainer(this.chosen) ? this.chosen : largest,
+      this.panels.hasFocus(),
+    );
   }
 
   pressedInPicture(event) {
@@ -300,7 +301,10 @@ class Page {
     const tile = this.picture.at(event.offsetX, event.offsetY);
     if (!tile) return;
     // The folder whose name was clicked at; of a file the one that it lies in, or the file where that is looked at.
-    const folder = tile.kind === FRAME || tile.kind === TAIL || this.tree.isContainer(tile.node) ? tile.node : this.tree.parent[tile.node];
+    const folder =
+      tile.kind === FRAME || tile.kind === TAIL || this.tree.isContainer(tile.node)
+        ? tile.node
+        : this.tree.parent[tile.node];
     if (folder !== this.folder) {
       this.enterWithLists(folder, folder === tile.node ? undefined : tile.node);
     } else if (tile.kind !== TAIL) {
@@ -334,8 +338,11 @@ class Page {
   pointed(tile, event) {
     this.pointedTile = tile;
     this.placeMarks();
-    if (!tile) this.hideTip();
-    else this.showTip(this.tipOf(tile.node, tile.kind === TAIL), event.clientX, event.clientY);
+    if (!tile) this.tip.hide();
+    else {
+      const place = { x: event.clientX, y: event.clientY };
+      this.tip.show(tile.node, { isTail: tile.kind === TAIL, folder: this.folder, ...place });
+    }
   }
 
   /** An item that is pointed at in a list. */
@@ -348,66 +355,20 @@ class Page {
     const place = (frame, tile) => {
       frame.hidden = tile === undefined;
       if (!tile) return;
-      for (const [key, value] of Object.entries({ left: tile.x, top: tile.y, width: tile.w, height: tile.h })) frame.style[key] = `${value}px`;
+      for (const [key, value] of Object.entries({ left: tile.x, top: tile.y, width: tile.w, height: tile.h }))
+        frame.style[key] = `${value}px`;
     };
     place(byId("pointed"), this.pointedTile);
     place(byId("chosen"), this.chosen === undefined ? undefined : this.picture.tileOf(this.chosen));
   }
 
-  // The tip.
-
-  tipOf(node, isTail) {
-    const { tree } = this;
-    const list = element("dl");
-    const line = (name, value) => value && list.append(element("dt", {}, name), element("dd", {}, value));
-    if (isTail) {
-      const rest = tree.rests.get(node);
-      line("Together", rest ? `${this.size(rest.bytes)}, ${counted(rest.items, "item")} that this report does not show one by one` : "Items that are too small to be drawn; the list has them");
-      return [element("strong", {}, "Smaller items"), element("span", { className: "path" }, element("bdi", {}, shown(tree.path(node)))), list];
-    }
-    const weight = tree.weight(node);
-    line("Size", `${this.size(tree.bytes[node])} (${count(tree.bytes[node])} bytes)`);
-    if (tree.isFurtherLink[node]) line("", "Counted at another of its names");
-    line("Share", `${share(weight, tree.bytes[this.folder])} of this folder${this.folder === 0 ? "" : `, ${share(weight, tree.bytes[0])} of all`}`);
-    if (tree.isContainer(node)) line("Items", count(tree.below[node]));
-    line("Modified", time(tree.minutes[node] * 60));
-    line("Kind", this.kindOf(node));
-    if (tree.change) line("Change", tree.change[node] === 0 ? "none" : this.signed(tree.change[node]));
-    return [
-      element("strong", {}, element("bdi", {}, shown(tree.name(node)))),
-      element("span", { className: "path" }, element("bdi", {}, shown(tree.path(tree.parent[node])))),
-      list,
-    ];
-  }
-
-  kindOf(node) {
-    const name = this.facts.types[this.tree.type[node]];
-    return this.tree.type[node] < FOLDER ? `file (${name})` : name;
-  }
-
-  signed(bytes) {
-    return `${bytes > 0 ? "+" : ""}${this.size(bytes)}`;
-  }
-
-  showTip(content, x, y) {
-    const tip = byId("tip");
-    tip.replaceChildren(...content);
-    tip.hidden = false;
-    const room = tip.getBoundingClientRect();
-    const left = x + 16 + room.width > innerWidth - 8 ? x - room.width - 12 : x + 16;
-    const top = y + 18 + room.height > innerHeight - 8 ? y - room.height - 12 : y + 18;
-    tip.style.left = `${Math.max(8, left)}px`;
-    tip.style.top = `${Math.max(8, top)}px`;
-  }
-
   showTipOf(node) {
     const tile = this.picture.tileOf(node);
+    if (!tile) return;
     const room = byId("picture").getBoundingClientRect();
-    if (tile) this.showTip(this.tipOf(node, false), room.left + tile.x + Math.min(tile.w / 2, 60), room.top + tile.y + Math.min(tile.h / 2, 40));
-  }
-
-  hideTip() {
-    byId("tip").hidden = true;
+    const x = room.left + tile.x + Math.min(tile.w / 2, 60);
+    const y = room.top + tile.y + Math.min(tile.h / 2, 40);
+    this.tip.show(node, { isTail: false, folder: this.folder, x, y });
   }
 
   // Paper: everything at once, light.
@@ -415,7 +376,7 @@ class Page {
   beginPrint() {
     this.isPrinting = true;
     document.documentElement.dataset.theme = "light";
-    this.hideTip();
+    this.tip.hide();
     this.panels.showAll();
     this.picture.show(this.folder, 1000, 560, 2);
   }

@@ -40,7 +40,13 @@ export class Panels {
       part: (item) => this.partOf(name, item),
       mark: (item) => this.markOf(name, item),
     });
-    const panel = element("div", { id: `panel-${name}`, className: "panel", role: "tabpanel" }, element("h2", {}, title), text, listing.element);
+    const panel = element(
+      "div",
+      { id: `panel-${name}`, className: "panel", role: "tabpanel" },
+      element("h2", {}, title),
+      text,
+      listing.element,
+    );
     panel.setAttribute("aria-labelledby", tab.id);
     this.tabs.append(tab);
     this.room.append(panel);
@@ -117,7 +123,12 @@ export class Panels {
         text: (node) => this.nameWithFolder(node),
         value: (node) => this.tree.name(node),
       },
-      { title: "Size", className: "number size", text: (node) => this.page.size(this.tree.bytes[node]), value: (node) => this.tree.bytes[node] },
+      {
+        title: "Size",
+        className: "number size",
+        text: (node) => this.page.size(this.tree.bytes[node]),
+        value: (node) => this.tree.bytes[node],
+      },
       this.dateColumn(),
     ];
   }
@@ -161,7 +172,12 @@ export class Panels {
         text: (change) => this.page.signed(change.after - change.before),
         value: (change) => change.after - change.before,
       },
-      { title: "Now", className: "number size", text: (change) => this.page.size(change.after), value: (change) => change.after },
+      {
+        title: "Now",
+        className: "number size",
+        text: (change) => this.page.size(change.after),
+        value: (change) => change.after,
+      },
     ];
   }
 
@@ -239,9 +255,11 @@ export class Panels {
     panel.isFilled = true;
     const folder = this.page.folder;
     if (name === "folder") panel.listing.fill(this.itemsOf(folder), "Nothing is in this folder.");
-    if (name === "largest") panel.listing.fill(this.largest, "No file lies in this folder, or below it, that the report shows.");
+    if (name === "largest")
+      panel.listing.fill(this.largest, "No file lies in this folder, or below it, that the report shows.");
     if (name === "types") this.fillGroups(panel, this.types, (i) => this.page.facts.types[i], true);
-    if (name === "ages") this.fillGroups(panel, this.ages, (i) => this.page.facts.ages[i]?.name ?? this.page.facts.ageUnknown, false);
+    if (name === "ages")
+      this.fillGroups(panel, this.ages, (i) => this.page.facts.ages[i]?.name ?? this.page.facts.ageUnknown, false);
     if (name === "growth") this.fillGrowth(panel);
   }
 
@@ -256,7 +274,9 @@ export class Panels {
 
   fillGroups(panel, groups, nameOf, isBySize) {
     const whole = groups.reduce((sum, row) => sum + row.bytes, 0);
-    const rows = groups.map((row, number) => ({ ...row, number, whole, name: nameOf(number) })).filter((row) => row.items > 0);
+    const rows = groups
+      .map((row, number) => ({ ...row, number, whole, name: nameOf(number) }))
+      .filter((row) => row.items > 0);
     if (isBySize) rows.sort((a, b) => b.bytes - a.bytes || b.items - a.items);
     const files = rows.reduce((sum, row) => sum + row.items, 0);
     panel.text.textContent = `${counted(files, "file")}, ${this.page.size(whole)}`;
@@ -280,7 +300,10 @@ export class Panels {
       if (this.selected === "found") this.select("folder");
       return;
     }
-    const partly = this.page.facts.shown < this.page.facts.items ? " Items that the report does not show one by one are not searched." : "";
+    const partly =
+      this.page.facts.shown < this.page.facts.items
+        ? " Items that the report does not show one by one are not searched."
+        : "";
     panel.text.textContent = `${counted(found.nodes.length, "item")}, ${this.page.size(found.bytes)}, with “${shown(words)}” in the name.${partly}`;
     panel.text.hidden = false;
     panel.listing.fill(found.nodes);
@@ -301,7 +324,10 @@ export class Panels {
   open(name, item) {
     if (name === "growth") {
       const node = this.tree.nearest(item.path);
-      this.page.enterWithLists(this.tree.isContainer(node) ? node : this.tree.parent[node], this.tree.isContainer(node) ? undefined : node);
+      this.page.enterWithLists(
+        this.tree.isContainer(node) ? node : this.tree.parent[node],
+        this.tree.isContainer(node) ? undefined : node,
+      );
     } else if ((name === "folder" || name === "largest" || name === "found") && item.rest === undefined) {
       this.page.open(item, true);
     } else if (name === "types") {

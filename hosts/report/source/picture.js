@@ -172,10 +172,13 @@ export class Picture {
       const [tx, ty] = middle(tile);
       const ahead = (tx - x) * dx + (ty - y) * dy;
       const isBeyond =
-        dx > 0 ? tile.x >= from.x + from.w - 1
-        : dx < 0 ? tile.x + tile.w <= from.x + 1
-        : dy > 0 ? tile.y >= from.y + from.h - 1
-        : tile.y + tile.h <= from.y + 1;
+        dx > 0
+          ? tile.x >= from.x + from.w - 1
+          : dx < 0
+            ? tile.x + tile.w <= from.x + 1
+            : dy > 0
+              ? tile.y >= from.y + from.h - 1
+              : tile.y + tile.h <= from.y + 1;
       if (tile === from || !isBeyond) continue;
       const aside = Math.abs(tx - x) * Math.abs(dy) + Math.abs(ty - y) * Math.abs(dx);
       const distance = ahead + 2 * aside;

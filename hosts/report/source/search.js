@@ -47,7 +47,7 @@ export class Search {
     const tree = this.tree;
     const isFound = new Uint8Array(tree.count);
     const nodes = [];
-    for (let at = this.text.indexOf(longest); at >= 0; ) {
+    for (let at = this.text.indexOf(longest); at >= 0;) {
       const node = this.nodeAt(at);
       const end = this.starts[node + 1] - 1;
       const name = this.text.slice(this.starts[node], end);

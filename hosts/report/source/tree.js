@@ -76,7 +76,7 @@ export class Tree {
   /** From the top down to the node. */
   way(node) {
     const nodes = [node];
-    for (let each = node; each > 0; ) nodes.push((each = this.parent[each]));
+    for (let each = node; each > 0;) nodes.push((each = this.parent[each]));
     return nodes.reverse();
   }
 

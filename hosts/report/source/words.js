@@ -12,7 +12,10 @@ export function shown(name) {
   });
 }
 
-const UNITS = { 1000: ["B", "kB", "MB", "GB", "TB", "PB", "EB"], 1024: ["B", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"] };
+const UNITS = {
+  1000: ["B", "kB", "MB", "GB", "TB", "PB", "EB"],
+  1024: ["B", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"],
+};
 
 /** Three digits: "4.82 GB". */
 export function size(bytes, step) {
@@ -26,6 +29,9 @@ export function size(bytes, step) {
   }
   return `${sign}${value.toFixed(digits())} ${UNITS[step][unit]}`;
 }
+
+/** A change, with its sign. */
+export const signedSize = (bytes, step) => `${bytes > 0 ? "+" : ""}${size(bytes, step)}`;
 
 const COUNT = new Intl.NumberFormat("en-US", { maximumFractionDigits: 0 });
 export const count = (number) => COUNT.format(number);

@@ -34,12 +34,12 @@ protected:
     ReportCommand() { fs::current_path(folder_.path()); }
     ~ReportCommand() override { fs::current_path(before_); }
 
-    std::int64_t keep(std::int64_t bytes = 100, bool isComplete = true) {
+    std::int64_t keep(std::int64_t bytes = 100, GenerationProvenance provenance = {}) {
         return SnapshotHistory{URL::fromPath(data_ / "kestrel/history.sqlite")}
             .add(aSnapshot("/r",
                            {aRecord({.path = "/r", .isTop = true, .kind = FileKind::directory, .aggregate = bytes}),
                             aRecord({.path = "/r/a", .allocated = bytes})}),
-                 {.isComplete = isComplete})
+                 provenance)
             .number;
     }
     static CommandRun run(std::vector<std::string> arguments) {
@@ -130,8 +130,21 @@ TEST_F(ReportCommand, comparesWithAnEarlierScanOnly) {
     EXPECT_THAT(files(), ElementsAre("x.html"));
 }
 
+TEST_F(ReportCommand, takesAnImportForAnEarlierScanOnlyByItsName) {
+    keep(100);
+    GenerationProvenance imported;
+    imported.origin = GenerationOrigin::import;
+    imported.source.name = "server";
+    keep(200, imported);
+    keep(300);
+    EXPECT_THAT(run({"--since", "1d", "--json", "-o", "x.html"}).out, HasSubstr(R"("since": {"number": 1,)"));
+    EXPECT_THAT(run({"--since", "server", "--json", "-o", "y.html"}).out, HasSubstr(R"("since": {"number": 2,)"));
+}
+
 TEST_F(ReportCommand, warnsOfAnIncompleteScan) {
-    keep(100, false);
+    GenerationProvenance stopped;
+    stopped.isComplete = false;
+    keep(100, stopped);
     const CommandRun made = run({"-o", "x.html"});
     EXPECT_EQ(made.code, ExitCode::done);
     EXPECT_THAT(made.messages, HasSubstr("was stopped before its end"));
