@@ -1,5 +1,7 @@
 #include "KestrelCore/Reclaim/Suggestions.hpp"
 
+#include "KestrelCore/Base/Path.hpp"
+#include "Platform/ItemOwner.hpp"
 #include "Reclaim/ItemClaims.hpp"
 #include "Reclaim/SharedInodes.hpp"
 #include "Storage/GenerationAccess.hpp"
@@ -217,6 +219,28 @@ std::optional<Suggestions> Suggestions::of(const GenerationReader& generation, c
     Suggestions result = Groups{open, rules, facts, claims, sameTime}.suggestions();
     if (isGivenUp()) return std::nullopt;
     return result;
+}
+
+std::optional<Text> Suggestions::objection(const SuggestedItem& item, const SuggestionSettings& settings) {
+    const Text& home = settings.places.home;
+    const auto homesOwner = ownerOf(home.string());
+    const auto isOurs = [&](std::uint32_t user) {
+        return user == currentUser() || (homesOwner && user == homesOwner->user);
+    };
+    const auto isOwnPlace = [&](const Text& path) {
+        return Path::isBeneath(path, home) || (settings.folder && Path::isBeneath(path, *settings.folder));
+    };
+    const auto judged = [&](const Text& path) -> std::optional<Text> {
+        const auto owner = ownerOf(path.string());
+        if (!owner) return Text{path.string() + " is gone, or can’t be looked at."};
+        if (owner->isLink) return Text{path.string() + " is a link."};
+        if (isOwnPlace(path) && !isOurs(owner->user)) return Text{path.string() + " belongs to another user."};
+        return std::nullopt;
+    };
+    for (const Text& witness : item.witnesses) {
+        if (auto reason = judged(witness)) return reason;
+    }
+    return judged(item.record.path());
 }
 
 std::int64_t Suggestions::bytesOf(ReclaimCertainty certainty) const {

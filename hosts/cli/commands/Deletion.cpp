@@ -122,12 +122,17 @@ std::string restoreCall(const Session& session) {
 
 ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOptions& options) {
     checkConfirmation(options.confirmation);
-    const bool isTrash = options.mode == DeletionMode::trash;
     std::vector<DeletionTarget> targets;
     for (const std::string& path : paths) {
         NamedItem named = namedItem(path);
         targets.push_back({.path = named.path, .refusal = std::move(named.refusal), .code = named.code});
     }
+    return runDeletion(session, targets, options);
+}
+
+ExitCode runDeletion(Session& session, const std::vector<DeletionTarget>& targets, const DeletionOptions& options) {
+    checkConfirmation(options.confirmation);
+    const bool isTrash = options.mode == DeletionMode::trash;
     // Whatever a folder holds, Ctrl-C ends the look at it.
     const InterruptionWatch watch;
     DeletionRun run{session, [&session](std::string_view sentence) { session.say(sentence); }};

@@ -3,6 +3,7 @@
 #include "commands/Command.hpp"
 #include "output/JSONOutput.hpp"
 #include "output/Session.hpp"
+#include "store/DeletionRun.hpp"
 
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Deletion/DeletionCoordinator.hpp"
@@ -31,6 +32,9 @@ struct DeletionOptions {
 /// Shows what would go and what would not, asks, lets the library do it, and shows each result. The paths are the
 /// saved scans' where they have them; what is gone is taken out of those.
 [[nodiscard]] ExitCode runDeletion(Session& session, const Operands& paths, const DeletionOptions& options);
+/// The same of what was chosen in another way.
+[[nodiscard]] ExitCode runDeletion(Session& session, const std::vector<DeletionTarget>& targets,
+                                   const DeletionOptions& options);
 
 /// Throws `UsageError` for a --confirm with another word than the one that a permanent removal needs, so that nothing
 /// is looked at for its sake.

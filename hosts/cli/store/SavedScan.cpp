@@ -109,6 +109,17 @@ SavedScan SavedScan::newest(const Session& session) {
     return SavedScan{history->open(asked.number)};
 }
 
+SavedScan SavedScan::newestOf(const Session& session, const Text& path) {
+    if (session.options.at || session.options.store) return newest(session);
+    const std::shared_ptr<const SnapshotHistory> history = openHistory(session);
+    const std::vector<Generation> generations = history->generations();
+    if (generations.empty()) throw nothingSaved();
+    const auto covering = std::ranges::find_if(generations, [&](const Generation& each) { return covers(each, path); });
+    const Generation& asked = covering != generations.end() ? *covering : generations.front();
+    warnOfIncomplete(session, asked, generations);
+    return SavedScan{history->open(asked.number)};
+}
+
 ScanSnapshot SavedScan::snapshot() const {
     if (snapshot_) return *snapshot_;
     ScanSnapshot snapshot = generation_->load();

@@ -30,6 +30,8 @@ class SavedScan {
 public:
     /// The newest one, or what --at names. Throws when there is none, or none that can be read.
     [[nodiscard]] static SavedScan newest(const Session& session);
+    /// The same of those that cover `path`, where there are any.
+    [[nodiscard]] static SavedScan newestOf(const Session& session, const KestrelCore::Text& path);
 
     explicit SavedScan(KestrelCore::GenerationReader generation)
         : summary_{generation.generation()}, generation_{std::move(generation)} {}

@@ -49,8 +49,13 @@ struct KESTRELCORE_EXPORT Suggestions {
     [[nodiscard]] static std::optional<Suggestions>
     of(const GenerationReader& generation, const ReclaimCatalogue& catalogue, const SuggestionSettings& settings);
 
-    /// What comes free of the groups of one certainty, or of all.
+    /// Of all groups of one certainty.
     [[nodiscard]] std::int64_t bytesOf(ReclaimCertainty certainty) const;
+
+    /// Asks the disk, right before an item goes, what no scan tells: that it and its witnesses are no links, and below
+    /// the person's own places neither is somebody else's. Why it has to stay, as a finished sentence; empty where
+    /// nothing speaks against it. That the item is still the scanned one is asked by whoever removes it.
+    [[nodiscard]] static std::optional<Text> objection(const SuggestedItem& item, const SuggestionSettings& settings);
 };
 
 }  // namespace KestrelCore
