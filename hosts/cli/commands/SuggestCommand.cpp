@@ -6,6 +6,7 @@
 #include "output/ModelJSON.hpp"
 #include "output/NearNames.hpp"
 #include "output/SuggestionList.hpp"
+#include "store/HistoryAccess.hpp"
 #include "store/SavedScan.hpp"
 #include "terminal/Interruption.hpp"
 #include "terminal/InterruptionWatch.hpp"
@@ -127,9 +128,11 @@ ExitCode listRules(const Session& session, const ReclaimCatalogue& catalogue, co
     return ExitCode::done;
 }
 
-/// Rules whose findings another command shows.
+/// What shows the findings of a rule that asks the disk.
 std::optional<std::string> otherCommand(const ReclaimRule& rule) {
     for (const ReclaimMatch& match : rule.matches) {
+        // No link is ever taken away here, so that a program that every system has does as well.
+        if (match.finder == ReclaimFinder::danglingLinks) return "find -L ~ -type l";
         if (match.finder == ReclaimFinder::duplicates) return "kestrel duplicates";
         if (match.finder == ReclaimFinder::applicationResidues) return "kestrel apps --orphans";
     }
@@ -141,8 +144,13 @@ void writeText(const Session& session, const ReclaimCatalogue& catalogue, const 
     const std::size_t most = options.limit.value_or(options.all      ? std::string::npos
                                                     : chosen.empty() ? usualGroups
                                                                      : usualItems);
+    const bool asksScan = chosen.empty() || std::ranges::any_of(chosen, [&](const Text& identifier) {
+                              return !catalogue.find(identifier.view())->asksDisk();
+                          });
     if (suggestions.groups.empty()) {
-        session.out << (chosen.empty() ? "Nothing was found that could go by a rule.\n" : "Nothing was found.\n");
+        session.out << (chosen.empty() ? "Nothing was found that could go by a rule.\n"
+                        : asksScan     ? "Nothing was found.\n"
+                                       : "No saved scan tells that; this does:\n");
     } else if (chosen.empty()) {
         writeOverview(session, suggestions, most);
     } else {
@@ -234,6 +242,8 @@ ExitCode suggest(Session& session, SuggestOptions& options, const Operands& oper
     } else {
         scan.emplace(SavedScan::newestOf(session, settings.places.home));
     }
+    if (isImported(scan->summary()))
+        throw UsageError{"An imported scan is of another disk; what can go is told of scans of this one."};
     // An overview shows no items; a script gets them all.
     if (chosen.empty() && !session.options.json) settings.mostItems = 0;
     const InterruptionWatch watch;

@@ -112,8 +112,8 @@ SavedScan SavedScan::newest(const Session& session) {
 SavedScan SavedScan::newestOf(const Session& session, const Text& path) {
     if (session.options.at || session.options.store) return newest(session);
     const std::shared_ptr<const SnapshotHistory> history = openHistory(session);
-    const std::vector<Generation> generations = history->generations();
-    if (generations.empty()) throw nothingSaved();
+    const std::vector<Generation> generations = scansOfThisDisk(*history);
+    if (generations.empty()) throw nothingToAnswerFrom(*history);
     const auto covering = std::ranges::find_if(generations, [&](const Generation& each) { return covers(each, path); });
     const Generation& asked = covering != generations.end() ? *covering : generations.front();
     warnOfIncomplete(session, asked, generations);
