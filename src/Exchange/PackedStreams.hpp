@@ -26,9 +26,9 @@ public:
 /// measure is refused, so that no short input takes long or much. One thread.
 class UnpackingSource {
 public:
-    /// Without limit up to here; then a byte of input may become `mostGrowth`, far more than any scan's text does.
+    /// Without limit up to here; then a byte of input may become `mostGrowth`, some ten times what exports have.
     static constexpr std::uint64_t freeBytes = std::uint64_t{64} << 20;
-    static constexpr std::uint64_t mostGrowth = 256;
+    static constexpr std::uint64_t mostGrowth = 64;
 
     virtual ~UnpackingSource() = default;
     /// At least one byte; 0 at the end. Throws `ImportError` at a byte of the input that can't be expanded.
