@@ -2,6 +2,7 @@
 
 #include "commands/SearchHints.hpp"
 #include "output/ByteFormat.hpp"
+#include "store/HistoryAccess.hpp"
 
 #include "KestrelCore/Base/Date.hpp"
 #include "KestrelCore/Base/NaturalOrder.hpp"
@@ -260,7 +261,12 @@ std::shared_ptr<const SavedScan> scanBefore(const SnapshotHistory& history, cons
         const auto isBefore = [&](const Generation& each) {
             return each.isComplete && (!scan || (each.number < scan->number && each.completedAt < scan->completedAt));
         };
-        const std::vector<Generation> all = history.generations(root);
+        // An import is compared with those of its name, and not with a scan of this disk.
+        const bool isOfImport = scan && isImported(*scan);
+        std::vector<Generation> all = isOfImport ? history.generations() : history.generations(root);
+        std::erase_if(all, [&](const Generation& each) {
+            return isOfImport && (each.source.name != scan->source.name || each.scope.root.path() != root);
+        });
         const auto before = std::ranges::find_if(all, isBefore);
         return before == all.end() ? nullptr : std::make_shared<const SavedScan>(history.open(before->number));
     } catch (const KestrelError&) {

@@ -176,10 +176,8 @@ void addExportCommand(CLI::App& app, Session& session) {
          .operands = "[PATH]",
          .description = "Writes a folder as it was scanned, for other programs: as ncdu and gdu read it, as lines of "
                         "JSON, or as a table.",
-         .examples = {"kestrel export -o home.json", "kestrel export ~/Music -o music.csv",
-                      "kestrel export --format json /srv | jq -r .path",
-                      "kestrel export -o home.json.gz && ncdu -f "
-                      "home.json.gz"},
+         .examples = {"kestrel export -o home.json && ncdu -f home.json", "kestrel export ~/Music -o music.csv",
+                      "kestrel export --format json /srv | jq -r .path", "kestrel export -o home.json.gz"},
          .mostOperands = 1,
          .readsSavedScan = true},
         [&session, options](const Operands& operands) { return exportScan(session, *options, operands); });
