@@ -57,6 +57,7 @@
 #include "KestrelCore/Reclaim/DuplicateFinder.hpp"
 #include "KestrelCore/Reclaim/DuplicateGroup.hpp"
 #include "KestrelCore/Reclaim/DuplicateOptions.hpp"
+#include "KestrelCore/Reclaim/DuplicateSharing.hpp"
 #include "KestrelCore/Reclaim/ReclaimCatalogue.hpp"
 #include "KestrelCore/Reclaim/ReclaimRule.hpp"
 #include "KestrelCore/Reclaim/SuggestionSettings.hpp"

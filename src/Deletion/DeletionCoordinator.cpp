@@ -60,6 +60,12 @@ public:
         DeletionItemResult result{.id = record.id(), .path = record.path(), .resultingPath = {}, .message = {}};
         std::string leftover;
         try {
+            if (request_.lastLook) {
+                if (auto objection = request_.lastLook(record)) {
+                    result.message = std::move(*objection);
+                    return result;
+                }
+            }
             const ExpectedItem expected = gate_.validated(record);
             // Only now: a refusal says what the policy says, and nothing is looked at for its sake.
             leftover = leftoverSentence(record);

@@ -67,6 +67,15 @@ bool DuplicateGrouping::isKeptBefore(const DuplicateFile& a, const DuplicateFile
     return std::tuple{a.path.view().size(), a.path.view()} < std::tuple{b.path.view().size(), b.path.view()};
 }
 
+DuplicateReason DuplicateGrouping::reasonFor(const DuplicateFile& kept, const std::vector<DuplicateFile>& files) const {
+    if (isInKeptFolder(kept)) return DuplicateReason::folder;
+    const bool isAlone = std::ranges::none_of(files, [&](const DuplicateFile& file) {
+        return file.identity != kept.identity && file.modifiedAt == kept.modifiedAt;
+    });
+    if (!isAlone) return DuplicateReason::path;
+    return options_.keeping == DuplicateKeeping::oldest ? DuplicateReason::oldest : DuplicateReason::newest;
+}
+
 DuplicateGroup DuplicateGrouping::group(std::span<const std::uint32_t> files) const {
     DuplicateGroup group{.bytes = candidates_.files[files.front()].bytes, .files = {}};
     for (const std::uint32_t number : files) {
@@ -86,6 +95,7 @@ DuplicateGroup DuplicateGrouping::group(std::span<const std::uint32_t> files) co
         group.files, [this](const DuplicateFile& a, const DuplicateFile& b) { return isKeptBefore(a, b); });
     kept->standing = DuplicateStanding::kept;
     const FileIdentity keptIdentity = kept->identity;
+    group.keptFor = reasonFor(*kept, group.files);
 
     std::size_t begin = 0;
     for (const std::uint32_t number : files) {

@@ -31,6 +31,7 @@ public:
 
 private:
     [[nodiscard]] bool isInKeptFolder(const DuplicateFile& file) const;
+    [[nodiscard]] DuplicateReason reasonFor(const DuplicateFile& kept, const std::vector<DuplicateFile>& files) const;
     [[nodiscard]] bool isKeptBefore(const DuplicateFile& a, const DuplicateFile& b) const;
 
     const RecordStorage& storage_;

@@ -12,6 +12,7 @@ void addListCommand(CLI::App& app, Session& session);
 void addSearchCommand(CLI::App& app, Session& session);
 void addSummaryCommand(CLI::App& app, Session& session);
 void addSuggestCommand(CLI::App& app, Session& session);
+void addDuplicatesCommand(CLI::App& app, Session& session);
 void addMediaCommand(CLI::App& app, Session& session);
 void addDocumentsCommand(CLI::App& app, Session& session);
 void addHistoryCommand(CLI::App& app, Session& session);

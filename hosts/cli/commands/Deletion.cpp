@@ -147,8 +147,11 @@ ExitCode runDeletion(Session& session, const std::vector<DeletionTarget>& target
     // A person who is asked needs to see the plan first, also where it goes elsewhere, or into the JSON object later.
     const bool asks = !options.isDryRun && going > 0 && (isTrash ? !options.isConfirmed : !options.confirmation);
     const bool isSeen = !session.options.json && session.terminal.isOutput;
-    if (!session.options.json) showPlan(session, session.out, *proposal);
-    if (asks && !isSeen && session.terminal.isInput) showPlan(session, session.messages, *proposal);
+    const auto show = [&](std::ostream& out) {
+        options.planOutput ? options.planOutput(out, *proposal) : showPlan(session, out, *proposal);
+    };
+    if (!session.options.json) show(session.out);
+    if (asks && !isSeen && session.terminal.isInput) show(session.messages);
     const std::string amount = fmt::format("{} ({})", ByteFormat::items(going), session.size(proposal->freedBytes));
 
     if (proposal->unread > 0)
@@ -183,7 +186,10 @@ ExitCode runDeletion(Session& session, const std::vector<DeletionTarget>& target
                 if (!session.options.json) showResult(session, result);
                 return !Interruption::isRequested();
             };
-            outcome = run.execute(*proposal, options.mode, typed, onResult, watch.token());
+            LastLook lastLook;
+            if (options.lastLook)
+                lastLook = [&](const FileRecord& record) { return options.lastLook(record, watch.token()); };
+            outcome = run.execute(*proposal, options.mode, typed, onResult, watch.token(), lastLook);
         }
     }
     for (const DeletionItemResult& result : outcome.results) code = combined(code, exitCode(result));

@@ -5,11 +5,14 @@
 #include "output/Session.hpp"
 #include "store/DeletionRun.hpp"
 
+#include "KestrelCore/Base/CancellationToken.hpp"
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Deletion/DeletionCoordinator.hpp"
+#include "KestrelCore/Model/FileRecord.hpp"
 
 #include <functional>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -24,6 +27,12 @@ struct DeletionOptions {
     std::optional<std::string> confirmation{};  ///< --confirm, for a permanent removal
     /// Said below the plan where something would go, and not with --json; may be empty.
     std::string remark{};
+    /// Shows the plan instead of a table with one row an item; may be empty.
+    std::function<void(std::ostream& out, const DeletionProposal& proposal)> planOutput{};
+    /// Has the last word about each item, and a token that Ctrl-C cancels; may be empty.
+    std::function<std::optional<KestrelCore::Text>(const KestrelCore::FileRecord& record,
+                                                   const KestrelCore::CancellationToken& cancellation)>
+        lastLook{};
     /// What else there is to say at the end: into the open JSON object, or, where that
     /// is null, as text. Gets the paths of what is gone. May be empty.
     std::function<void(JSONOutput* json, const std::vector<KestrelCore::Text>& gone)> afterwards{};

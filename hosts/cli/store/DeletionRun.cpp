@@ -106,7 +106,7 @@ std::optional<DeletionProposal> DeletionRun::propose(const std::vector<DeletionT
 DeletionOutcome DeletionRun::execute(const DeletionProposal& proposal, DeletionMode mode,
                                      const std::optional<Text>& typedConfirmation,
                                      const DeletionCoordinator::ResultObserver& onResult,
-                                     const CancellationToken& cancellation) {
+                                     const CancellationToken& cancellation, const LastLook& lastLook) {
     DeletionOutcome outcome;
     const std::vector<FileRecord> records = proposal.records();
     if (records.empty()) return outcome;
@@ -114,7 +114,8 @@ DeletionOutcome DeletionRun::execute(const DeletionProposal& proposal, DeletionM
     if (outcome.isInterrupted) return outcome;
     DeletionCoordinator coordinator{FileManager::standard(), ownPlaces_};
     const TrashReceipts receipts{receiptsPath(session_)};
-    outcome.results = receipts.execute(coordinator, {records, mode, typedConfirmation}, onResult, cancellation);
+    outcome.results =
+        receipts.execute(coordinator, {records, mode, typedConfirmation, lastLook}, onResult, cancellation);
     // Items that were not begun have no result; one that was given up on the way has one that did not succeed.
     outcome.isInterrupted =
         outcome.results.size() < records.size() || (cancellation.isCancelled() && !outcome.results.back().succeeded);

@@ -13,6 +13,7 @@
 #include "KestrelCore/Model/RiskLevel.hpp"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -65,6 +66,9 @@ struct DeletionOutcome {
     bool isInterrupted = false;                            ///< not all was tried, or one was given up on the way
 };
 
+/// Says of an item that is about to go why it stays after all; empty: it goes. As `DeletionRequest::lastLook`.
+using LastLook = std::function<std::optional<KestrelCore::Text>(const KestrelCore::FileRecord& record)>;
+
 /// What a choice of items takes, as far as it could be looked at.
 struct ChosenBytes {
     std::int64_t freed = 0;  ///< what really comes free when all of it goes
@@ -92,7 +96,8 @@ public:
     [[nodiscard]] DeletionOutcome execute(const DeletionProposal& proposal, KestrelCore::DeletionMode mode,
                                           const std::optional<KestrelCore::Text>& typedConfirmation,
                                           const KestrelCore::DeletionCoordinator::ResultObserver& onResult,
-                                          const KestrelCore::CancellationToken& cancellation);
+                                          const KestrelCore::CancellationToken& cancellation,
+                                          const LastLook& lastLook = {});
 
     /// What a choice takes that is still being made. What the policy never lets go counts for nothing. Items that were
     /// looked at once are not looked at again until the next proposal or execution. Empty when it was cancelled; what

@@ -13,11 +13,15 @@ constexpr auto shortestPause = std::chrono::milliseconds{100};
 }  // namespace
 
 void ProgressLine::show(const KestrelCore::ScanProgress& progress, Clock::time_point now) {
+    show([&](std::size_t columns) { return text(progress, columns, session_); }, now);
+}
+
+void ProgressLine::show(const std::function<std::string(std::size_t columns)>& line, Clock::time_point now) {
     // Only where somebody looks: in a file or a pipe the line would be rubbish.
     if (!session_.terminal.isMessages || session_.terminal.isDumb || (isDrawn_ && now - lastDrawing_ < shortestPause))
         return;
     // The last columns stay free: the "^C" that a terminal shows must not begin a new line, which would leave this one.
-    session_.messages << '\r' << text(progress, Terminal::currentColumns() - 3, session_) << "\x1b[K";
+    session_.messages << '\r' << line(Terminal::currentColumns() - 3) << "\x1b[K";
     session_.messages.flush();
     isDrawn_ = true;
     lastDrawing_ = now;

@@ -5,6 +5,8 @@
 #include "KestrelCore/Model/ScanProgress.hpp"
 
 #include <chrono>
+#include <cstddef>
+#include <functional>
 #include <string>
 
 namespace KestrelCLI {
@@ -22,6 +24,8 @@ public:
 
     /// Draws the progress as of `now`, unless the last drawing is too young.
     void show(const KestrelCore::ScanProgress& progress, Clock::time_point now);
+    /// The same with another line, which is given the columns that it may take.
+    void show(const std::function<std::string(std::size_t columns)>& line, Clock::time_point now);
     /// Removes the line, so that something else can be written.
     void clear();
 

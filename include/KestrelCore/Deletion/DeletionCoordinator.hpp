@@ -35,6 +35,9 @@ struct DeletionRequest {
     std::vector<FileRecord> records;  ///< in the order in which the user chose them
     DeletionMode mode = DeletionMode::trash;
     std::optional<Text> typedConfirmation;  ///< what the user typed to confirm a permanent removal
+    /// Asked about each item right before it is judged and taken, on the calling thread: a finished sentence says why
+    /// it stays. For hosts that know more than the policy; may be empty.
+    std::function<std::optional<Text>(const FileRecord& record)> lastLook{};
 };
 
 /// What became of one item.

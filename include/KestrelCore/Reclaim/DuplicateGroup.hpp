@@ -38,12 +38,21 @@ struct DuplicateFile {
     std::optional<Text> reason;  ///< a finished sentence, of what is protected
 };
 
+/// Why the kept file of a group is that one.
+enum class DuplicateReason : std::uint8_t {
+    folder,  ///< lies in the folder that was named
+    oldest,  ///< was modified before all others
+    newest,  ///< after all others
+    path,    ///< of those that are equally old the one with the shortest path
+};
+
 /// Files of which hashes say that they are equal. Two files that differ may have been made so that they look equal
 /// here: whoever does something about a group has them compared (`DuplicateComparison`), or lets the system do so.
 struct DuplicateGroup {
     std::int64_t bytes = 0;  ///< length of each
     /// The kept one first, then what may go, then what stays, each by path. At least two different files.
     std::vector<DuplicateFile> files;
+    DuplicateReason keptFor = DuplicateReason::oldest;
     std::int64_t reclaimableBytes = 0;  ///< comes free when all goes that may: never the length of holes
     /// Comes free when all of them get the blocks of the kept one; 0 where the file system can't.
     std::int64_t shareableBytes = 0;
