@@ -85,8 +85,7 @@ std::optional<ContentDigest> ContentDigester::ofEnds(const ContentFile& file) {
     const std::int64_t length = file.openedState().bytes;
     const auto bytes = static_cast<std::size_t>(bytesOfEnds(length));
     if (length <= longestOfOneRead) {
-        // One byte more, which tells at the same time that the file has not grown.
-        const auto read = file.read(0, std::span{buffer_}.first(bytes + 1));
+        const auto read = file.read(0, std::span{buffer_}.first(bytes));
         if (!read || *read != bytes) return std::nullopt;
     } else {
         file.expect(ReadingPattern::piecemeal);
@@ -104,7 +103,9 @@ std::optional<ContentDigest> ContentDigester::ofAll(const ContentFile& file, con
     constexpr std::int64_t aheadBytes = std::int64_t{1} << 22;
     RunningDigest running;
     std::int64_t ahead = 0;
-    file.expect(ReadingPattern::whole);
+    // A short one is read in one go, and there is nothing ahead.
+    const bool isLong = state.bytes > pieceBytes;
+    if (isLong) file.expect(ReadingPattern::whole);
     for (std::int64_t offset = 0; offset < state.bytes;) {
         if (cancellation.isCancelled()) return std::nullopt;
         if (hasHoles) {
@@ -114,7 +115,7 @@ std::optional<ContentDigest> ContentDigester::ofAll(const ContentFile& file, con
             if (hole > 0) onRead(hole * blockBytes);
             if (offset >= state.bytes) break;
         }
-        if (!hasHoles && offset >= ahead) {
+        if (isLong && !hasHoles && offset >= ahead) {
             // Two stretches on the way at any time keep the disk at work while this one is hashed.
             const std::int64_t begin = ahead == 0 ? 0 : ahead + aheadBytes;
             if (begin < state.bytes) file.readAhead(begin, ahead == 0 ? 2 * aheadBytes : aheadBytes);

@@ -80,6 +80,12 @@ DuplicateOptions searchOptions(const Session& session, const DuplicatesCommandOp
 
 std::string filesCount(std::int64_t count) { return ByteFormat::files(count); }
 
+std::string linkNamesText(std::int64_t count) {
+    if (count == 1) return "1 name is a further one (a hard link) of a file that was counted: nothing to gain.";
+    return fmt::format("{} names are further ones (hard links) of files that were counted: nothing to gain.",
+                       ByteFormat::count(count));
+}
+
 /// The same call with another end, for a person to copy; empty where the path can't be written.
 std::optional<std::string> callWith(const Session& session, const DuplicatesCommandOptions& options, const Text& folder,
                                     std::string_view more) {
@@ -132,17 +138,14 @@ void writeTotals(const Session& session, const DuplicatesCommandOptions& options
     }
     session.out << '\n';
     const std::size_t spare = spareCount(report);
-    writeParagraph(session,
-                   fmt::format("{} in {} may go, and one of each stays: {} would come free.",
-                               filesCount(static_cast<std::int64_t>(spare)),
-                               report.groups.size() == 1
+    const std::string groups = report.groups.size() == 1
                                    ? "1 group"
-                                   : ByteFormat::count(static_cast<std::int64_t>(report.groups.size())) + " groups",
-                               session.size(report.reclaimableBytes)));
-    if (report.linkNames > 0)
-        writeParagraph(session, fmt::format("{} more {} of files that were counted (hard links): nothing to gain.",
-                                            ByteFormat::count(report.linkNames),
-                                            report.linkNames == 1 ? "is another name" : "are other names"));
+                                   : ByteFormat::count(static_cast<std::int64_t>(report.groups.size())) + " groups";
+    writeParagraph(session, spare == 0 ? fmt::format("None of the files in {} may go.", groups)
+                                       : fmt::format("{} in {} may go, and one of each stays: {} would come free.",
+                                                     filesCount(static_cast<std::int64_t>(spare)), groups,
+                                                     session.size(report.reclaimableBytes)));
+    if (report.linkNames > 0) writeParagraph(session, linkNamesText(report.linkNames));
     const auto trash = callWith(session, options, folder, " --trash");
     const auto dedupe = callWith(session, options, folder, " --dedupe");
     if (!trash || !dedupe || (spare == 0 && report.shareableBytes == 0)) return;
@@ -188,10 +191,7 @@ ExitCode showGroups(const Session& session, const DuplicatesCommandOptions& opti
     if (report.groups.empty()) {
         writeParagraph(session, fmt::format("No equal files among {} of {} or more.", filesCount(report.files),
                                             session.size(search.smallestBytes)));
-        if (report.linkNames > 0)
-            writeParagraph(session, fmt::format("{} of them {} (hard links): nothing to gain.",
-                                                ByteFormat::count(report.linkNames),
-                                                report.linkNames == 1 ? "is another name" : "are other names"));
+        if (report.linkNames > 0) writeParagraph(session, linkNamesText(report.linkNames));
         return ExitCode::done;
     }
     writeGroups(

@@ -126,7 +126,8 @@ void writeGroups(const Session& session, std::ostream& out, const DuplicateRepor
     for (std::size_t i = 0; i < report.groups.size() && i < listing.groups; ++i) {
         const DuplicateGroup& group = report.groups[i];
         if (i > 0) out << '\n';
-        lines.write(fmt::format("{}  {} of {}", session.size(group.reclaimableBytes),
+        lines.write(fmt::format("{}  {} of {}",
+                                group.reclaimableBytes > 0 ? session.size(group.reclaimableBytes) : "no gain",
                                 ByteFormat::files(group.files.size()), session.size(group.bytes)),
                     Style::heading);
         const std::size_t shown = std::min(group.files.size(), listing.filesOfAGroup);

@@ -1,12 +1,17 @@
 #include "Platform/DiskKind.hpp"
 
+#include "Platform/Linux/Contents/DiskQueue.hpp"
+
 #include "Platform/Linux/MountTable.hpp"
 #include "Platform/Linux/SystemFile.hpp"
 
+#include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
+#include <system_error>
 
 namespace KestrelCore {
 
@@ -33,17 +38,25 @@ std::optional<std::uint64_t> diskBehind(std::uint64_t device) {
 
 }  // namespace
 
+DiskKind diskKindOf(std::string_view place, std::string_view rotational) {
+    if (rotational.starts_with('0')) return DiskKind::solid;
+    // What a virtual machine gives says that it rotates unless its host knew better, and mostly does not.
+    const bool isVirtual = place.find("/virtio") != std::string_view::npos ||
+                           place.find("/vmbus") != std::string_view::npos ||
+                           place.find("/vbd-") != std::string_view::npos;
+    return rotational.starts_with('1') && !isVirtual ? DiskKind::rotating : DiskKind::unknown;
+}
+
 DiskKind diskKind(std::uint64_t device) {
     const auto disk = diskBehind(device);
     if (!disk) return DiskKind::unknown;
-    const std::string folder = "/sys/dev/block/" + numberText(*disk);
+    const std::string link = "/sys/dev/block/" + numberText(*disk);
+    std::error_code error;
+    const std::string place = std::filesystem::read_symlink(link, error).string();
     // A partition has no queue; its disk is the folder above.
-    for (const char* place : {"/queue/rotational", "/../queue/rotational"}) {
-        const std::string answer = SystemFile::attribute(folder + place);
-        if (answer.starts_with('1')) return DiskKind::rotating;
-        if (answer.starts_with('0')) return DiskKind::solid;
-    }
-    return DiskKind::unknown;
+    std::string rotational = SystemFile::attribute(link + "/queue/rotational");
+    if (rotational.empty()) rotational = SystemFile::attribute(link + "/../queue/rotational");
+    return diskKindOf(place, rotational);
 }
 
 }  // namespace KestrelCore
