@@ -73,7 +73,7 @@ std::string_view whyItStays(DuplicateStanding standing) {
 class Lines {
 public:
     Lines(const Session& session, std::ostream& out)
-        : session_{session}, out_{out}, columns_{&out == &session.out ? session.columns() : 0},
+        : out_{out}, columns_{&out == &session.out ? session.columns() : 0},
           hasColor_{&out == &session.out && session.hasColor()} {}
 
     void write(std::string_view text, Style style) { out_ << painted(style, text, hasColor_) << '\n'; }
@@ -93,7 +93,6 @@ public:
     }
 
 private:
-    const Session& session_;
     std::ostream& out_;
     std::size_t columns_;
     bool hasColor_;

@@ -110,7 +110,7 @@ TEST_F(DuplicatesCommand, staysWithinTheTerminal) {
     file("b/.git/objects/pack/of/a/repository", "x", 2000);
     scan();
     for (const std::size_t columns : {40U, 60U, 80U}) {
-        std::istringstream lines{run({}, {.isOutput = true, .columns = columns}).out};
+        std::istringstream lines{run({"--color=never"}, {.isOutput = true, .columns = columns}).out};
         for (std::string line; std::getline(lines, line);) {
             // What is to be copied stays in one piece.
             if (line.starts_with("kestrel ")) continue;
