@@ -4,6 +4,7 @@
 #include "output/ByteFormat.hpp"
 #include "output/JSONOutput.hpp"
 #include "store/SavedScan.hpp"
+#include "store/WholeFile.hpp"
 #include "terminal/Interruption.hpp"
 #include "terminal/InterruptionWatch.hpp"
 
@@ -11,17 +12,15 @@
 
 #include <fmt/format.h>
 
-#include <cerrno>
-#include <cstdio>
-#include <filesystem>
+#include <cstdint>
+#include <ios>
 #include <map>
 #include <memory>
 #include <optional>
+#include <ostream>
 #include <string>
-#include <system_error>
-
-// What is written goes to a file of its own first, which takes the name that was asked for when it is whole: neither a
-// full disk nor Ctrl-C leaves half an export, or takes away the one that was there.
+#include <string_view>
+#include <utility>
 
 using namespace KestrelCore;
 
@@ -32,73 +31,11 @@ namespace {
 struct WriteOptions {
     std::optional<ExchangeFormat> format;
     std::optional<std::string> output;
+    bool force = false;
 };
 
 /// Ends an export whose reader went away: what is to be said of it is said at the end of the program.
 class OutputClosed {};
-
-std::runtime_error cannotWrite(const std::string& path, int errorNumber) {
-    return std::runtime_error{
-        fmt::format("{} could not be written: {}.", path, std::generic_category().message(errorNumber))};
-}
-
-/// A new file beside the one that it becomes in the end; taken away if it never does.
-class NewFile {
-public:
-    explicit NewFile(const std::string& path) : path_{path} {
-        std::error_code error;
-        const auto status = std::filesystem::status(path, error);
-        isReplacing_ = status.type() == std::filesystem::file_type::not_found ||
-                       status.type() == std::filesystem::file_type::regular;
-        if (isReplacing_ && std::filesystem::is_symlink(path, error)) {
-            const auto target = std::filesystem::canonical(path, error);
-            if (!error) path_ = target.string();
-        }
-        // A device or a pipe is written to as it is.
-        if (!isReplacing_) {
-            file_ = std::fopen(path_.c_str(), "wb");
-        } else {
-            constexpr int mostTries = 100;
-            for (int i = 0; i < mostTries && file_ == nullptr; ++i) {
-                part_ = fmt::format("{}.part{}", path_, i == 0 ? "" : std::to_string(i));
-                file_ = std::fopen(part_.c_str(), "wbx");
-                if (file_ == nullptr && errno != EEXIST) break;
-            }
-        }
-        if (file_ == nullptr) throw cannotWrite(path, errno);
-    }
-    ~NewFile() {
-        if (file_ != nullptr) std::fclose(file_);
-        if (!isReplacing_ || isKept_) return;
-        std::error_code error;
-        std::filesystem::remove(part_, error);
-    }
-    NewFile(const NewFile&) = delete;
-    NewFile& operator=(const NewFile&) = delete;
-
-    void write(std::string_view bytes) {
-        if (std::fwrite(bytes.data(), 1, bytes.size(), file_) != bytes.size()) throw cannotWrite(path_, errno);
-        written_ += static_cast<std::int64_t>(bytes.size());
-    }
-    /// Bytes that were written.
-    std::int64_t keep() {
-        if (std::fclose(std::exchange(file_, nullptr)) != 0) throw cannotWrite(path_, errno);
-        if (!isReplacing_) return written_;
-        std::error_code error;
-        std::filesystem::rename(part_, path_, error);
-        if (error) throw cannotWrite(path_, error.value());
-        isKept_ = true;
-        return written_;
-    }
-
-private:
-    std::string path_;
-    std::string part_;
-    bool isReplacing_ = false;
-    bool isKept_ = false;
-    std::FILE* file_ = nullptr;
-    std::int64_t written_ = 0;
-};
 
 ExchangePacking packingOf(std::string_view& name) {
     for (const auto& [ending, packing] : {std::pair{std::string_view{".gz"}, ExchangePacking::gzip},
@@ -147,9 +84,14 @@ ExitCode exportScan(const Session& session, const WriteOptions& options, const O
         }
         return ExitCode::done;
     }
-    NewFile file{*options.output};
-    const ExportResult result = run([&](std::string_view bytes) { file.write(bytes); });
-    const std::int64_t written = file.keep();
+    ExportResult result;
+    std::int64_t written = 0;
+    writeWholeFile(*options.output, options.force ? ExistingFile::replace : ExistingFile::keep, [&](std::ostream& out) {
+        result = run([&](std::string_view bytes) {
+            out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+            written += static_cast<std::int64_t>(bytes.size());
+        });
+    });
     if (session.options.json) {
         JSONOutput json{session.out};
         json.member("written", std::string_view{*options.output});
@@ -194,6 +136,7 @@ void addExportCommand(CLI::App& app, Session& session) {
         .add_option("-o,--output", options->output,
                     "Write to FILE, compressed where it ends in .gz or .zst (default: standard output)")
         ->type_name("FILE");
+    command.add_flag("--force", options->force, "Replace FILE if it is there");
 }
 
 }  // namespace KestrelCLI

@@ -8,12 +8,12 @@
 #include "output/WordWrap.hpp"
 #include "report/HostName.hpp"
 #include "report/ReportData.hpp"
-#include "report/ReportFile.hpp"
 #include "report/ReportPage.hpp"
 #include "report/ReportSelection.hpp"
 #include "report/ReportTree.hpp"
 #include "store/HistoryAccess.hpp"
 #include "store/SavedScan.hpp"
+#include "store/WholeFile.hpp"
 #include "terminal/Interruption.hpp"
 
 #include "KestrelCore/Base/Date.hpp"

@@ -111,8 +111,10 @@ TEST_F(ExchangeCommands, writeAWholeFileOrNone) {
     EXPECT_THAT(contentOf(file), testing::StartsWith("\x1f\x8b"));
     EXPECT_EQ(run({"import", file}).code, ExitCode::done);
     EXPECT_EQ(history().generations().front().source.name, Text{"out"});
+    EXPECT_THAT(run({"export", "-o", file}).messages, HasSubstr("is there already; --force replaces it."));
+    EXPECT_EQ(run({"export", "--force", "-o", file}).code, ExitCode::done);
     // The one that was there stays when nothing can be written.
-    EXPECT_EQ(run({"export", folder_.path() + "/gone", "-o", file}).code, ExitCode::failed);
+    EXPECT_EQ(run({"export", folder_.path() + "/gone", "--force", "-o", file}).code, ExitCode::failed);
     EXPECT_EQ(run({"export", "-o", home_ / "missing/out.json"}).code, ExitCode::failed);
     EXPECT_THAT(contentOf(file), testing::StartsWith("\x1f\x8b"));
     EXPECT_EQ(std::distance(fs::directory_iterator{home_.path()}, fs::directory_iterator{}), 1);

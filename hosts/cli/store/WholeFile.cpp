@@ -1,4 +1,4 @@
-#include "report/ReportFile.hpp"
+#include "store/WholeFile.hpp"
 
 #include "output/Session.hpp"
 
@@ -50,10 +50,15 @@ void writeInto(const fs::path& file, const std::string& path, const std::functio
     errno = 0;
     std::ofstream out{file, std::ios::binary};
     if (!out) throw failed(path, std::strerror(errno != 0 ? errno : EIO));
-    write(out);
-    errno = 0;
-    out.close();
-    if (!out) throw failed(path, std::strerror(errno != 0 ? errno : ENOSPC));
+    // What can't be written ends it at once.
+    out.exceptions(std::ios::badbit | std::ios::failbit);
+    try {
+        errno = 0;
+        write(out);
+        out.close();
+    } catch (const std::ios_base::failure&) {
+        throw failed(path, std::strerror(errno != 0 ? errno : EIO));
+    }
 }
 
 /// Gives the draft its place, where nothing is: also what came there meanwhile is kept.
@@ -82,7 +87,7 @@ void writeWholeFile(const std::string& path, ExistingFile existing, const std::f
     const fs::path place = fs::exists(there) ? fs::canonical(path, error) : fs::path{path};
     if (error && fs::exists(there)) throw failed(path, error.message());
     if (existing == ExistingFile::keep && fs::exists(fs::symlink_status(path, error))) throw isThere(path);
-    Draft draft{place.parent_path() / fmt::format(".kestrel-report-{}", KestrelCore::UUID::random().uuidString())};
+    Draft draft{place.parent_path() / fmt::format(".kestrel-writing-{}", KestrelCore::UUID::random().uuidString())};
     writeInto(draft.path(), path, write);
     if (existing == ExistingFile::keep) {
         putInPlace(draft, path);
