@@ -86,6 +86,8 @@ DiskAccountSources DiskAccountSources::ofThisSystem() {
 
 std::optional<DiskAccount> diskAccount(const ScanSnapshot& snapshot, const ScanOptions& options,
                                        const DiskAccountSources& sources) {
+    // One file system's figures can't account for what was found on several.
+    if (options.mounts == ScanOptions::Mounts::entered) return std::nullopt;
     const std::string root = snapshot.scope().root.standardized().path().string();
     const auto layout = sources.layout(root);
     const Space space = layout ? sources.space(root) : std::nullopt;

@@ -6,8 +6,10 @@
 #include "KestrelCore/Scanning/DiskScanner.hpp"
 #include "Platform/FileStatus.hpp"
 #include "Platform/Vocabulary.hpp"
+#include "Scanning/ExcludeRules.hpp"
 #include "Scanning/GrowingTreeState.hpp"
 #include "Scanning/ScanWalk.hpp"
+#include "Scanning/SystemFolders.hpp"
 #include "Snapshot/SnapshotAccess.hpp"
 
 #include <algorithm>
@@ -24,6 +26,33 @@ static_assert(DiskScanner::mostIssues == ScanWalk::mostIssues);
 namespace {
 
 constexpr std::size_t mostIssueEvents = 100;
+
+MountCrossing crossingOf(const ScanOptions& options) {
+    if (options.mounts == ScanOptions::Mounts::leftOut) return MountCrossing::none;
+    return options.kernelFileSystems == ScanOptions::KernelFileSystems::leftOut ? MountCrossing::exceptKernel
+                                                                                : MountCrossing::all;
+}
+
+/// Null where nothing is to be left out, which costs nothing then.
+std::shared_ptr<const ExcludeRules> rulesOf(const ScanOptions& options, const Text& rootPath) {
+    if (options.exclude.empty() && options.cacheFolders == ScanOptions::CacheFolders::takenIn) return nullptr;
+    return std::make_shared<const ExcludeRules>(options.exclude, rootPath.view(), options.cacheFolders);
+}
+
+/// `counts` are those of the rules, as far as they left anything out.
+std::vector<LeftOutItems> leftOutItems(const ScanOptions& options, const ExcludeRules* rules,
+                                       const std::vector<std::int64_t>& counts) {
+    std::vector<LeftOutItems> items;
+    if (rules == nullptr) return items;
+    const auto add = [&](Text what, bool concernsRoot) {
+        const std::int64_t count = items.size() < counts.size() ? counts[items.size()] : 0;
+        items.push_back({.what = std::move(what), .items = count, .concernsRoot = concernsRoot});
+    };
+    for (std::uint32_t rule = 0; rule < options.exclude.size(); ++rule)
+        add(options.exclude[rule].text(), rules->concernsRoot(rule));
+    if (rules->cacheRule()) add(Text{cacheFoldersInWords}, true);
+    return items;
+}
 
 }  // namespace
 
@@ -57,7 +86,11 @@ void runScan(const ScanScope& scope, const ScanEnvironment& environment,
                                    options.keepingFound ? options.keepingFound->onCancel([&] { walking.cancel(); })
                                                         : CancellationToken::Registration{}};
     TraversalOptions traversalOptions{.root = rootPath.string(), .notEntered = {}, .cancellation = walking};
-    for (const Text& folder : options.leftOut(scope)) traversalOptions.notEntered.push_back(folder.string());
+    for (const Text& folder : options.systemFoldersLeftOut(scope))
+        traversalOptions.notEntered.push_back(folder.string());
+    const std::shared_ptr<const ExcludeRules> rules = rulesOf(options, rootPath);
+    traversalOptions.filter = rules;
+    traversalOptions.crossing = crossingOf(options);
     const bool holdsNUL = traversalOptions.root.find('\0') != std::string::npos;
     std::unique_ptr<Traversal> traversal = holdsNUL ? nullptr : environment.openTraversal(traversalOptions);
     if (traversal == nullptr) throw KestrelError::unavailable("The selected location could not be scanned.");
@@ -77,6 +110,9 @@ void runScan(const ScanScope& scope, const ScanEnvironment& environment,
     if (!isComplete && !walking.isCancelled())
         throw KestrelError::unavailable(systemErrorText(traversal->errorNumber()));
     growing.leave();
+    std::vector<EnteredFileSystem> entered;
+    for (const TraversalMount& mount : traversal->entered())
+        entered.push_back({.path = Text{mount.path}, .kind = Text{mount.kind}, .isRemote = mount.isRemote});
     // What the walk holds goes before the sort, which needs memory of its own.
     traversal.reset();
     if (!isComplete && walk.tree().storage().size() == 0) return;
@@ -86,7 +122,8 @@ void runScan(const ScanScope& scope, const ScanEnvironment& environment,
     const std::shared_ptr<const RecordStorage> records = walk.tree().finish();
     const ScanSnapshot snapshot = SnapshotAccess::make(UUID::random(), scope, startedAt, Date::now(), records, issues);
     growing.end(snapshot);
-    events.yield(ScanCompleted{snapshot, isComplete});
+    events.yield(
+        ScanCompleted{snapshot, isComplete, std::move(entered), leftOutItems(options, rules.get(), walk.leftOut())});
 }
 
 EventStream<ScanEvent> DiskScanner::scan(const ScanScope& scope) const { return scan(scope, ScanOptions{}); }

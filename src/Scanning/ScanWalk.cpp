@@ -44,7 +44,7 @@ ScanWalk::ScanWalk(const Text& rootPath, const SafetyRules& rules, std::function
     : rootPath_{rootPath}, isWholeDisk_{rootPath == Text{"/"}},
       leavesSystemOut_{isWholeDisk_ && options.systemFolders == ScanOptions::SystemFolders::leftOut},
       foldsSmallFiles_{isWholeDisk_ && options.smallFiles == ScanOptions::SmallFiles::folded}, rules_{rules},
-      report_{std::move(report)} {
+      report_{std::move(report)}, linkedFiles_{options.linkedFiles} {
     if (options.growing) growing_.emplace();
 }
 
@@ -59,6 +59,11 @@ bool ScanWalk::accept(const TraversalEntry& entry) {
         return true;
     }
     if (levels_.empty()) return true;  // the root could not be looked at
+    if (entry.kind == Kind::leftOut) {
+        if (entry.rule >= leftOut_.size()) leftOut_.resize(std::size_t{entry.rule} + 1);
+        ++leftOut_[entry.rule];
+        return true;
+    }
     // An entry of level n lies in the directory of level n - 1; what is deeper has been left by now.
     levels_.erase(levels_.begin() + std::min<std::ptrdiff_t>(entry.level, std::ssize(levels_)), levels_.end());
     if (growing_) growing_->leaveTo(entry.level);
@@ -161,7 +166,10 @@ RecordStorage::Fields ScanWalk::fields(const FileStatus& status, std::string_vie
 
 bool ScanWalk::isFurtherLink(const FileStatus& status) {
     if (status.type != FileType::regular || status.links < 2) return false;
-    return !seenLinks_.insert(FileIdentity{.device = status.device, .inode = status.inode}).second;
+    const FileIdentity identity{.device = status.device, .inode = status.inode};
+    if (!seenLinks_.insert(identity).second) return true;
+    if (linkedFiles_) linkedFiles_->add(identity, status.allocatedBytes);
+    return false;
 }
 
 ScannedTree::FolderIndex ScanWalk::folder(Level& level) {

@@ -41,6 +41,8 @@ public:
     void reportEnd();
 
     [[nodiscard]] const std::vector<ScanIssue>& issues() const { return issues_; }
+    /// How many entries each rule of the walk's filter has left out; those without any may be missing at the end.
+    [[nodiscard]] const std::vector<std::int64_t>& leftOut() const { return leftOut_; }
     [[nodiscard]] ScannedTree& tree() { return tree_; }
     /// The folders for who looks at them meanwhile; null where the options let nobody look.
     [[nodiscard]] const GrowingFolders* growing() const { return growing_ ? &*growing_ : nullptr; }
@@ -91,8 +93,10 @@ private:
     std::optional<GrowingFolders> growing_;
     ExtensionTable extensions_;
     boost::unordered_flat_set<FileIdentity, IdentityHash> seenLinks_;
+    std::optional<LinkedFiles> linkedFiles_;
     ByteBudget budget_;  ///< of all sizes that the snapshot will hold
     std::vector<ScanIssue> issues_;
+    std::vector<std::int64_t> leftOut_;
     std::vector<Level> levels_;
     std::string path_;  ///< of the directory of the last level; empty for "/"
     std::string nameBuffer_;

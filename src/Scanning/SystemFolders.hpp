@@ -20,4 +20,7 @@ inline constexpr std::array<std::string_view, 13> excludedFromDisk{"/System",
                                                                    "/.fseventsd",
                                                                    "/.DocumentRevisions-V100"};
 
+/// How folders with a cache's tag are called where a person reads what was left out.
+inline constexpr const char* cacheFoldersInWords = "folders with a CACHEDIR.TAG";
+
 }  // namespace KestrelCore

@@ -16,6 +16,7 @@ const char* word(TraversalEntry::Kind kind) {
     case Kind::unreadableDirectory: return "unreadable";
     case Kind::noStatus: return "nostatus";
     case Kind::error: return "error";
+    case Kind::leftOut: return "leftout";
     }
     return "?";
 }

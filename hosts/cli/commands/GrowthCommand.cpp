@@ -7,6 +7,7 @@
 #include "output/Times.hpp"
 #include "store/HistoryAccess.hpp"
 #include "store/SavedScan.hpp"
+#include "store/ScanLikeness.hpp"
 #include "terminal/Interruption.hpp"
 
 #include "KestrelCore/Base/Date.hpp"
@@ -208,6 +209,7 @@ ExitCode growth(const Session& session, ChangeOptions options, const Operands& o
         writeJSON(session, *found);
         return ExitCode::done;
     }
+    warnOfUnlike(session, found->since, found->until);
     const Date now = Date::now();
     const auto describe = [&](const Generation& scan) {
         return fmt::format("scan {}, {} ({})", scan.number, localTime(scan.completedAt), age(scan.completedAt, now));

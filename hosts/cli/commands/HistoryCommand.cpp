@@ -7,6 +7,7 @@
 #include "output/Table.hpp"
 #include "output/Times.hpp"
 #include "store/HistoryAccess.hpp"
+#include "store/ScanLikeness.hpp"
 #include "terminal/Interruption.hpp"
 
 #include "KestrelCore/Base/Date.hpp"
@@ -48,12 +49,14 @@ std::string_view nameOf(GenerationOrigin origin) {
 }
 
 /// What there is to know of a scan beside its figures.
-std::string remarks(const Generation& generation) {
-    std::vector<std::string_view> words;
+std::string remarks(const Session& session, const Generation& generation) {
+    std::vector<std::string> words;
     if (generation.isPinned) words.emplace_back("pinned");
     if (!generation.isComplete) words.emplace_back("incomplete");
     if (generation.origin == GenerationOrigin::import) words.emplace_back("imported");
     if (generation.origin == GenerationOrigin::removal) words.emplace_back("without what was removed");
+    if (generation.crossesMounts) words.emplace_back("other file systems too");
+    if (!generation.leftOut.empty()) words.push_back("left out: " + leftOutInWords(session, generation.leftOut));
     return fmt::format("{}", fmt::join(words, ", "));
 }
 
@@ -82,7 +85,7 @@ Table scanTable(const Session& session, const std::vector<const Generation*>& sc
         cells.push_back({.text = ByteFormat::count(std::max<std::int64_t>(0, scan->records - 1))});
         cells.push_back({.text = session.size(scan->totalAllocatedBytes)});
         if (shows.stored) cells.push_back({.text = session.size(scan->storedBytes), .style = Style::quiet});
-        cells.push_back({.text = remarks(*scan), .style = Style::quiet});
+        cells.push_back({.text = remarks(session, *scan), .style = Style::quiet});
         table.addRow(std::move(cells));
     }
     return table;

@@ -60,6 +60,12 @@ void writeSummaryMembers(JSONOutput& json, const Generation& scan) {
     json.member("issues", scan.issues);
     json.member("totalAllocatedBytes", scan.totalAllocatedBytes);
     json.member("isComplete", scan.isComplete);
+    if (!scan.leftOut.empty()) {
+        json.beginArray("leftOut");
+        for (const Text& each : scan.leftOut) json.element(each.view());
+        json.endArray();
+    }
+    if (scan.crossesMounts) json.member("crossesMounts", true);
 }
 
 void writeSnapshot(JSONOutput& json, std::string_view key, const Generation& scan) {

@@ -22,7 +22,8 @@ void writeRecordMembers(JSONOutput& json, const KestrelCore::FileRecord& record)
 /// A record as an element of the array that is open.
 void writeRecord(JSONOutput& json, const KestrelCore::FileRecord& record);
 /// The members of a scan's summary, into the object that is open: identity, root, dates, how many records and issues,
-/// total size, whether it came to its end.
+/// total size, whether it came to its end; and where there is something to say, what it left out and whether it entered
+/// other file systems.
 void writeSummaryMembers(JSONOutput& json, const KestrelCore::Generation& scan);
 /// The member `key` with such an object, and first the number of a scan that the history has.
 void writeSnapshot(JSONOutput& json, std::string_view key, const KestrelCore::Generation& scan);

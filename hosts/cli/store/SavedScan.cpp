@@ -4,6 +4,7 @@
 #include "output/WordWrap.hpp"
 #include "store/HistoryAccess.hpp"
 #include "store/Places.hpp"
+#include "store/ScanLikeness.hpp"
 #include "terminal/Interruption.hpp"
 
 #include "KestrelCore/Base/Date.hpp"
@@ -219,9 +220,10 @@ void writeAge(const Session& session, const Generation& scan) {
     const std::string root = isImported(scan) ? session.shown(scan.scope.root.path().view())
                                               : session.shownPath(scan.scope.root.path().view());
     const std::string import = session.shown(importRemark(scan));
-    const std::string text =
+    std::string text =
         fmt::format("{}, scanned {} ({}){}{}", root, age(scan.completedAt, Date::now()), localTime(scan.completedAt),
                     scan.isComplete ? "" : ", incomplete", import.empty() ? "" : ", " + import);
+    if (!scan.leftOut.empty()) text += ", without " + leftOutInWords(session, scan.leftOut);
     session.out << session.painted(Style::quiet,
                                    session.columns() > 0 ? wrappedWords(text, session.columns(), 0) : text)
                 << "\n\n";

@@ -19,7 +19,8 @@ using namespace KestrelCore;
 
 namespace KestrelCLI {
 
-ScanSaving::ScanSaving(const Session& session) : session_{session}, store_{namedStorePath(session)} {
+ScanSaving::ScanSaving(const Session& session, GenerationProvenance provenance)
+    : session_{session}, provenance_{std::move(provenance)}, store_{namedStorePath(session)} {
     if (!store_) history_ = openHistory(session);
 }
 
@@ -34,8 +35,10 @@ ScanSaving::~ScanSaving() {
 
 std::optional<EarlierScan> ScanSaving::earlier(const URL& root) const {
     const auto of = [](const Generation& scan) {
-        return EarlierScan{
-            .totalBytes = scan.totalAllocatedBytes, .completedAt = scan.completedAt, .number = scan.number};
+        return EarlierScan{.totalBytes = scan.totalAllocatedBytes,
+                           .completedAt = scan.completedAt,
+                           .number = scan.number,
+                           .scan = scan};
     };
     try {
         if (history_ != nullptr) {
@@ -55,7 +58,9 @@ std::optional<EarlierScan> ScanSaving::earlier(const URL& root) const {
 
 void ScanSaving::begin(const ScanSnapshot& snapshot) {
     if (history_ == nullptr) return;
-    const auto add = [history = history_, snapshot] { return history->add(snapshot); };
+    const auto add = [history = history_, snapshot, provenance = provenance_] {
+        return history->add(snapshot, provenance);
+    };
     try {
         begun_ = std::async(std::launch::async, add);
     } catch (const std::system_error&) {
@@ -71,7 +76,7 @@ std::optional<Generation> ScanSaving::save(const ScanSnapshot& snapshot) {
             SQLiteSnapshotStore{URL::fromPath(path)}.replace(snapshot);
             return summaryOf(snapshot);
         }
-        Generation saved = begun_.valid() ? begun_.get() : history_->add(snapshot);
+        Generation saved = begun_.valid() ? begun_.get() : history_->add(snapshot, provenance_);
         // What this leaves out is the next scan's to take out.
         try {
             (void)history_->thin({}, Date::now());
@@ -89,7 +94,9 @@ std::optional<Generation> ScanSaving::save(const ScanSnapshot& snapshot) {
 std::optional<Generation> ScanSaving::keepFound(const ScanSnapshot& snapshot) {
     if (history_ == nullptr) return std::nullopt;
     try {
-        Generation kept = history_->add(snapshot, GenerationOrigin::scan, false);
+        GenerationProvenance provenance = provenance_;
+        provenance.isComplete = false;
+        Generation kept = history_->add(snapshot, provenance);
         session_.say(fmt::format("What was found until then ({} {}, {}) is kept as scan {}, marked incomplete.",
                                  ByteFormat::count(kept.records - 1), kept.records == 2 ? "item" : "items",
                                  session_.size(kept.totalAllocatedBytes), kept.number));

@@ -24,13 +24,14 @@ struct EarlierScan {
     std::int64_t totalBytes = 0;
     KestrelCore::Date completedAt;
     std::int64_t number = 0;  ///< in the history; 0 for the scan of a snapshot database
+    std::optional<KestrelCore::Generation> scan;
 };
 
 /// Where a finished scan is kept: in the history, or as the one scan of the database that --store names.
 class ScanSaving {
 public:
     /// Throws where no scan can ever be saved at that place, so that this is known before a scan and not after it.
-    explicit ScanSaving(const Session& session);
+    explicit ScanSaving(const Session& session, KestrelCore::GenerationProvenance provenance = {});
     /// Brings to its end what has begun and was not waited for, because the user asked to stop, and says so.
     ~ScanSaving();
     ScanSaving(const ScanSaving&) = delete;
@@ -57,6 +58,7 @@ public:
 
 private:
     const Session& session_;
+    KestrelCore::GenerationProvenance provenance_;  ///< of what is added to the history
     std::optional<std::string> store_;
     std::shared_ptr<KestrelCore::SnapshotHistory> history_;
     std::future<KestrelCore::Generation> begun_;

@@ -45,7 +45,7 @@ struct KESTRELCORE_EXPORT DiskAccount {
 
     std::int64_t shownBytes = 0;                ///< the total of the scan
     std::int64_t unreadItems = 0;               ///< issues of the scan, which keeps a bounded number
-    std::vector<Text> leftOut;                  ///< folders that the scan's options left out; part of the rest
+    std::vector<Text> leftOut;                  ///< see `ScanOptions::leftOut`; part of the rest
     std::vector<DeletedOpenFile> deletedOpen;   ///< as far as this user may see, largest first
     std::vector<OtherFileSystem> otherSystems;  ///< those that keep anything, largest first; no part of the sum
     /// Its figures count what can't be reached here (layers, subvolumes, snapshots), or less than its files add up to
@@ -58,7 +58,8 @@ struct KESTRELCORE_EXPORT DiskAccount {
     [[nodiscard]] std::int64_t restBytes() const;
 
     /// Asks the system now, so right after the scan; a file system below the root that does not answer is waited for
-    /// half a second. Absent where the root of the scan is not the top of a file system, or the system does not tell.
+    /// half a second. Absent where the root of the scan is not the top of a file system, the options enter
+    /// others, or the system does not tell.
     [[nodiscard]] static std::optional<DiskAccount> of(const ScanSnapshot& snapshot, const ScanOptions& options);
 };
 

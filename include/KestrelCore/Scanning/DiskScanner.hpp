@@ -30,8 +30,8 @@ public:
     /// 2^24 entries of a folder and 2^26 of a scan are read, and no path above 1 MiB is entered: each of these folders
     /// is an issue.
     [[nodiscard]] EventStream<ScanEvent> scan(const ScanScope& scope) const;
-    /// The same with options: what of a scan of "/" is left out or added up, and whether a scan that is ended early
-    /// gives what it has found.
+    /// The same with options: what is left out, what of a scan of "/" is added up, whether mounts are entered, and
+    /// whether a scan that is ended early gives what it has found.
     [[nodiscard]] EventStream<ScanEvent> scan(const ScanScope& scope, const ScanOptions& options) const;
 };
 

@@ -32,10 +32,13 @@ struct PieceEntry {
     FileStatus status;
     std::size_t nameOffset = 0;  ///< in the piece's `names`
     int errorNumber = 0;         ///< for an entry without status
+    std::uint32_t rule = 0;      ///< of the filter, for an entry that is left out
     std::uint32_t nameLength = 0;
-    TraversalEntry::Kind kind = TraversalEntry::Kind::item;  ///< `directory`, `item` or `noStatus`
-    bool hasFolder =
-        false;  ///< a directory that is to be entered; false for a mount point and all that is no directory
+    TraversalEntry::Kind kind = TraversalEntry::Kind::item;  ///< `directory`, `item`, `noStatus` or `leftOut`
+    /// A directory that is to be entered; false for all that is no directory, and for a mount point unless the walk
+    /// crosses mounts.
+    bool hasFolder = false;
+    bool isCrossing = false;  ///< another device or mount than the folder's: the walk decides whether to enter it
 };
 
 /// A run of a folder's entries in the order in which the file system lists them. Most folders are one piece.
@@ -59,12 +62,15 @@ struct Folder {
     };
 
     // Fixed after construction.
-    Folder* parent = nullptr;                ///< null once the folder is abandoned
-    const char* name = nullptr;              ///< ends with a NUL; the path for the root; belongs to the parent's piece
-    std::uint64_t inode = 0;                 ///< all folders are on the root's device
+    Folder* parent = nullptr;    ///< null once the folder is abandoned
+    const char* name = nullptr;  ///< ends with a NUL; the path for the root; belongs to the parent's piece
+    std::uint64_t inode = 0;
+    std::uint64_t device = 0;
+    std::uint64_t mount = 0;                 ///< 0 when it isn't known
     std::size_t pathLength = 0;              ///< bytes of the absolute path
     std::uint32_t level = 0;                 ///< 0 for the root
     const NotEntered* notEntered = nullptr;  ///< what is left out below; null when nothing is
+    TraversalFilter::PlacePointer place;     ///< what the filter has to know of it
     bool isReadAhead = true;                 ///< false: read only when the walk enters it
 
     // Guarded by the lock of the `ReadAhead`.

@@ -1,6 +1,7 @@
 #include "Platform/Linux/Walk/FolderReader.hpp"
 
 #include "Base/BoundedRetry.hpp"
+#include "Platform/Linux/Walk/CacheTag.hpp"
 #include "Platform/Linux/Walk/StatusAt.hpp"
 
 #include <cerrno>
@@ -30,6 +31,12 @@ ReadingResult FolderReader::read(const ReadingTask& task, const std::atomic<bool
         return result;
     }
     const int descriptor = result.descriptor->get();
+    const auto cacheRule = task.filter == nullptr ? std::nullopt : task.filter->cacheRule();
+    if (cacheRule && !task.steps.empty() && task.folder->level > 0 && isTaggedAsCache(descriptor)) {
+        add(task, descriptor, {.name = cacheTagName});
+        addLeftOut("", *cacheRule);
+        result.isFinished = true;
+    }
     while (!result.isFinished && (task.isWhole || piece_.entries.size() < enoughEntries)) {
         if (!listing_.readPiece(descriptor)) {
             // An error would come again and again: what was read counts, and the folder is left.
@@ -44,7 +51,7 @@ ReadingResult FolderReader::read(const ReadingTask& task, const std::atomic<bool
                 result.isFinished = true;
                 break;
             }
-            add(task, descriptor, entry->name);
+            add(task, descriptor, *entry);
         }
     }
     result.piece = takePiece();
@@ -72,8 +79,8 @@ int FolderReader::open(const ReadingTask& task, ReadingResult& result) {
         FileStatus status;
         std::uint64_t mount = 0;
         int error = statusAt(opened, "", status, mount);
-        if (error == 0 && (status.inode != step.inode || status.device != task.device ||
-                           (mount != 0 && task.mount != 0 && mount != task.mount))) {
+        if (error == 0 && (status.inode != step.inode || status.device != step.device ||
+                           (mount != 0 && step.mount != 0 && mount != step.mount))) {
             error = ENOENT;
         }
         if (error != 0) {
@@ -85,31 +92,62 @@ int FolderReader::open(const ReadingTask& task, ReadingResult& result) {
     return 0;
 }
 
-void FolderReader::add(const ReadingTask& task, int descriptor, std::string_view name) {
+void FolderReader::addLeftOut(std::string_view name, std::uint32_t rule) {
+    PieceEntry& entry = piece_.entries.emplace_back();
+    entry.nameOffset = piece_.names.size();
+    entry.nameLength = static_cast<std::uint32_t>(name.size());
+    entry.kind = TraversalEntry::Kind::leftOut;
+    entry.rule = rule;
+    piece_.names.insert(piece_.names.end(), name.begin(), name.end());
+    piece_.names.push_back('\0');
+}
+
+void FolderReader::add(const ReadingTask& task, int descriptor, const ListedEntry& listed) {
+    const std::string_view name = listed.name;
+    const auto ruleFor = [&](bool isFolder) {
+        using Type = TraversalFilter::EntryType;
+        return task.filter->ruleFor(task.folder->place.get(), name, isFolder ? Type::folder : Type::other);
+    };
+    // Left out before anybody looks at it: what hangs when it is looked at can be left out, too.
+    if (task.filter != nullptr && !listed.isOfUnknownType) {
+        if (const auto rule = ruleFor(listed.isFolder)) return addLeftOut(name, *rule);
+    }
     PieceEntry& entry = piece_.entries.emplace_back();
     entry.nameOffset = piece_.names.size();
     entry.nameLength = static_cast<std::uint32_t>(name.size());
     piece_.names.insert(piece_.names.end(), name.data(), name.data() + name.size() + 1);
     std::uint64_t mount = 0;
     entry.errorNumber = statusAt(descriptor, name.data(), entry.status, mount);
+    if (task.filter != nullptr && listed.isOfUnknownType) {
+        if (const auto rule = ruleFor(entry.errorNumber == 0 && entry.status.type == FileType::directory)) {
+            entry.kind = TraversalEntry::Kind::leftOut;
+            entry.rule = *rule;
+            return;
+        }
+    }
     if (entry.errorNumber != 0) {
         entry.kind = TraversalEntry::Kind::noStatus;
         return;
     }
     if (entry.status.type != FileType::directory) return;
     entry.kind = TraversalEntry::Kind::directory;
-    entry.hasFolder = entry.status.device == task.device && (mount == 0 || task.mount == 0 || mount == task.mount);
+    const Folder& parent = *task.folder;
+    entry.isCrossing =
+        entry.status.device != parent.device || (mount != 0 && parent.mount != 0 && mount != parent.mount);
+    entry.hasFolder = !entry.isCrossing || task.crossing != MountCrossing::none;
     if (!entry.hasFolder) return;
 
-    const Folder& parent = *task.folder;
     auto folder = std::make_unique<Folder>();
     folder->parent = task.folder;
     folder->inode = entry.status.inode;
+    folder->device = entry.status.device;
+    folder->mount = mount;
     folder->level = parent.level + 1;
     const bool isBelowSlash = parent.level == 0 && parent.pathLength == 1;
     folder->pathLength = parent.pathLength + (isBelowSlash ? 0 : 1) + name.size();
     if (parent.notEntered != nullptr) folder->notEntered = parent.notEntered->find(name);
-    folder->isReadAhead = folder->notEntered == nullptr || !folder->notEntered->isNotEntered;
+    if (task.filter != nullptr) folder->place = task.filter->below(parent.place, name);
+    folder->isReadAhead = !entry.isCrossing && (folder->notEntered == nullptr || !folder->notEntered->isNotEntered);
     if (folder->pathLength > longestTraversedPath) {
         folder->state = Folder::State::finished;
         folder->isOpened = true;

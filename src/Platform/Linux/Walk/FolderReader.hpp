@@ -15,21 +15,23 @@ namespace KestrelCore {
 
 /// One folder to pass through on the way down to the one that is read.
 struct OpeningStep {
-    std::string name;           ///< relative to the step before; a path where there is nothing open to start from
-    std::uint64_t inode = 0;    ///< what must be found there
+    std::string name;         ///< relative to the step before; a path where there is nothing open to start from
+    std::uint64_t inode = 0;  ///< what must be found there, with the two that follow
+    std::uint64_t device = 0;
+    std::uint64_t mount = 0;    ///< 0 when it isn't known
     Folder* keepFor = nullptr;  ///< not null: hand the descriptor over to this folder
 };
 
 /// What to read, complete in itself: the reader touches no state that other threads change.
 struct ReadingTask {
     Folder* folder = nullptr;
-    std::shared_ptr<FileDescriptor> start;  ///< null: the first step is a path. Without steps: `folder` itself
-    std::vector<OpeningStep> steps;         ///< ends with `folder`; empty when it is open already
-    std::uint64_t device = 0;               ///< of the root, and so of all folders that are entered
-    std::uint64_t mount = 0;                ///< of the root; 0 when it isn't known
-    std::size_t mostEntries = 0;            ///< what the folder may still list
-    bool isWhole = false;                   ///< read to the end, whatever that takes
-    bool isLongWay = false;                 ///< more than the folder's own parent is kept open on the way
+    std::shared_ptr<FileDescriptor> start;    ///< null: the first step is a path. Without steps: `folder` itself
+    std::vector<OpeningStep> steps;           ///< ends with `folder`; empty when it is open already
+    std::size_t mostEntries = 0;              ///< what the folder may still list
+    const TraversalFilter* filter = nullptr;  ///< null: nothing is left out
+    MountCrossing crossing = MountCrossing::none;
+    bool isWhole = false;    ///< read to the end, whatever that takes
+    bool isLongWay = false;  ///< more than the folder's own parent is kept open on the way
 };
 
 struct ReadingResult {
@@ -49,7 +51,8 @@ public:
 
 private:
     int open(const ReadingTask& task, ReadingResult& result);
-    void add(const ReadingTask& task, int descriptor, std::string_view name);
+    void add(const ReadingTask& task, int descriptor, const ListedEntry& listed);
+    void addLeftOut(std::string_view name, std::uint32_t rule);
     std::unique_ptr<FolderPiece> takePiece();
 
     DirectoryEntries listing_;

@@ -49,7 +49,7 @@ bool mayOpenMany() noexcept {
 
 ReadAhead::ReadAhead(const TraversalOptions& options)
     : top_{std::make_unique<Folder>()}, notEntered_{NotEntered::tree(options.root, options.notEntered)},
-      mostEntriesInFolder_{options.mostEntriesInFolder} {
+      filter_{options.filter}, crossing_{options.crossing}, mostEntriesInFolder_{options.mostEntriesInFolder} {
     if (mayOpenMany()) {
         // More threads than processors: on a cold disk they wait together, on a warm one they cost little.
         mostWorkers_ = std::clamp<std::size_t>(std::size_t{2} * std::thread::hardware_concurrency(), 2, mostWorkers);
@@ -66,20 +66,23 @@ ReadAhead::ReadAhead(const TraversalOptions& options)
     piece->names.assign(root.c_str(), root.c_str() + root.size() + 1);
     PieceEntry& entry = piece->entries.emplace_back();
     entry.nameLength = static_cast<std::uint32_t>(root.size());
-    entry.errorNumber = root.empty() ? ENOENT : statusAt(AT_FDCWD, root.c_str(), entry.status, mount_);
+    std::uint64_t mount = 0;
+    entry.errorNumber = root.empty() ? ENOENT : statusAt(AT_FDCWD, root.c_str(), entry.status, mount);
     top_->state = Folder::State::finished;
     if (entry.errorNumber != 0) {
         entry.kind = TraversalEntry::Kind::noStatus;
     } else if (entry.status.type == FileType::directory) {
         entry.kind = TraversalEntry::Kind::directory;
         entry.hasFolder = true;
-        device_ = entry.status.device;
         Folder& folder = *piece->folders.emplace_back(std::make_unique<Folder>());
         folder.parent = top_.get();
         folder.name = piece->names.data();
         folder.inode = entry.status.inode;
+        folder.device = entry.status.device;
+        folder.mount = mount;
         folder.pathLength = root.size();
         folder.notEntered = notEntered_.below.empty() ? nullptr : &notEntered_;
+        if (filter_ != nullptr) folder.place = filter_->root();
         top_->foldersToOpen = 1;
         first_ = &folder;
         waiting_ = 1;
@@ -237,8 +240,8 @@ ReadingTask ReadAhead::begin(Folder& folder) {
     ++reading_;
     ReadingTask task;
     task.folder = &folder;
-    task.device = device_;
-    task.mount = mount_;
+    task.crossing = crossing_;
+    task.filter = filter_.get();
     task.mostEntries = mostEntriesInFolder_ - folder.entriesRead;
     task.isWhole = !folder.isHeldOpen && heldOpen_ >= mostHeldOpen_;
     if (folder.isHeldOpen) {
@@ -253,7 +256,7 @@ ReadingTask ReadAhead::begin(Folder& folder) {
             break;
         }
         if (step != &folder && step->foldersToOpen > 0) stillNeeded.push_back(task.steps.size());
-        task.steps.push_back({step->name, step->inode, nullptr});
+        task.steps.push_back({.name = step->name, .inode = step->inode, .device = step->device, .mount = step->mount});
         task.steps.back().keepFor = step;
     }
     // `stillNeeded` begins with the parent, the deepest: it is kept, and then those at twice the distance each time.

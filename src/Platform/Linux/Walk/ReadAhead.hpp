@@ -63,8 +63,8 @@ private:
 
     std::unique_ptr<Folder> top_;
     NotEntered notEntered_;
-    std::uint64_t device_ = 0;
-    std::uint64_t mount_ = 0;
+    std::shared_ptr<const TraversalFilter> filter_;
+    const MountCrossing crossing_;
     const std::size_t mostEntriesInFolder_;
     FolderReader ownReader_;  ///< of the walk's thread
     std::atomic<bool> isStopped_ = false;

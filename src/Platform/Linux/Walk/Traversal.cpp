@@ -1,6 +1,7 @@
 #include "Platform/Traversal.hpp"
 
 #include "Base/ByteBudget.hpp"
+#include "Platform/Linux/Walk/MountPlan.hpp"
 #include "Platform/Linux/Walk/ReadAhead.hpp"
 
 #include <cerrno>
@@ -19,7 +20,7 @@ class LinuxTraversal final : public Traversal {
 public:
     explicit LinuxTraversal(const TraversalOptions& options)
         : readAhead_{std::make_shared<ReadAhead>(options)}, folder_{&readAhead_->top()},
-          mostEntries_{options.mostEntries},
+          mostEntries_{options.mostEntries}, root_{options.root}, crossing_{options.crossing},
           stopsOnCancel_{options.cancellation.onCancel([readAhead = readAhead_] { readAhead->stop(); })} {}
 
     ~LinuxTraversal() override { readAhead_->stop(); }
@@ -66,18 +67,47 @@ public:
 
     int errorNumber() const override { return errorNumber_; }
 
+    std::vector<TraversalMount> entered() const override { return entered_; }
+
 private:
     const TraversalEntry* step(Folder& folder) {
         ++entries_;
         const PieceEntry& entry = folder.piece->entries[folder.nextEntry++];
-        if (entry.kind == TraversalEntry::Kind::noStatus) return give(entry, entry.kind, entry.errorNumber);
+        if (entry.kind == TraversalEntry::Kind::noStatus || entry.kind == TraversalEntry::Kind::leftOut)
+            return give(entry, entry.kind, entry.errorNumber);
         // No sum of real allocations comes near the bound; see also `largestAllocation`.
         if (!totalBytes_.take(entry.status.allocatedBytes)) {
             if (entry.hasFolder) readAhead_->abandon(std::move(folder.piece->folders[folder.nextFolder++]));
             return give(entry, TraversalEntry::Kind::noStatus, EOVERFLOW);
         }
         isAtDirectory_ = entry.kind == TraversalEntry::Kind::directory;
+        if (crossing_ != MountCrossing::none && isAtDirectory_) {
+            if (&folder == &readAhead_->top()) planMounts(entry.status);
+            if (entry.isCrossing) decideOnMount(folder, entry);
+        }
         return give(entry, entry.kind, 0);
+    }
+
+    /// At a mount point, or at a subvolume: what is not entered is dropped, before anything of it was read.
+    void decideOnMount(Folder& folder, const PieceEntry& entry) {
+        std::unique_ptr<Folder>& child = folder.piece->folders[folder.nextFolder];
+        std::optional<TraversalMount> mount = plan_->enter(entry.status, child->mount, folder.mount);
+        if (!mount) {
+            readAhead_->abandon(std::move(child));
+            return;
+        }
+        mount->path = folder.piece->name(entry);
+        for (const Folder* above = &folder; above->name != nullptr; above = above->parent) {
+            const std::string_view name = above->name;
+            mount->path.insert(0, name.ends_with('/') ? std::string{name} : std::string{name} + '/');
+        }
+        entered_.push_back(std::move(*mount));
+    }
+
+    /// When the walk gives its root: nothing is known of it before.
+    void planMounts(const FileStatus& root) {
+        auto table = MountTable::current();
+        plan_.emplace(crossing_, table ? std::move(*table) : MountTable{}, root_, root);
     }
 
     /// Ends the folder that the walk is in.
@@ -114,6 +144,7 @@ private:
         given_.name = folder_->piece->name(entry);
         given_.status = kind == Kind::directory || kind == Kind::item ? &entry.status : nullptr;
         given_.errorNumber = error;
+        given_.rule = entry.rule;
         return &given_;
     }
 
@@ -130,6 +161,10 @@ private:
     int errorNumber_ = 0;
     std::size_t entries_ = 0;  ///< given so far
     const std::size_t mostEntries_;
+    const std::string root_;
+    const MountCrossing crossing_;
+    std::optional<MountPlan> plan_;  ///< absent until the root was given, and where no mount is crossed
+    std::vector<TraversalMount> entered_;
     ByteBudget totalBytes_;          ///< allocated, of all entries given
     std::size_t releasedBytes_ = 0;  ///< of pieces that were freed since `ReadAhead` was last told
     TraversalEntry given_;

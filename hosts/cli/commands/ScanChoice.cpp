@@ -1,0 +1,150 @@
+#include "commands/ScanChoice.hpp"
+
+#include "output/ByteFormat.hpp"
+#include "output/Paragraph.hpp"
+
+#include "KestrelCore/Model/KestrelError.hpp"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <cstddef>
+
+using namespace KestrelCore;
+
+namespace KestrelCLI {
+
+void ScanChoice::addOptions(CLI::App& command) {
+    // One value each time, so that the folder that follows is not taken for another.
+    const auto values = [&](const char* name, std::vector<std::string>& into, const char* type, const char* help) {
+        command.add_option(name, into, help)
+            ->type_name(type)
+            ->option_text(type)
+            ->expected(1)
+            ->take_all()
+            ->allow_extra_args(false);
+    };
+    values("--exclude", exclude, "PATTERN",
+           "Leave out what matches: a name in any folder (node_modules, '*.iso'), or a path (Downloads/old, /srv/tmp); "
+           "* ? [a-z] and ** stand for what they do in a shell, a / at the end for folders only");
+    values("--exclude-from", excludeFrom, "FILE", "Leave out what matches a line of FILE; # begins a comment");
+    command.add_flag("--exclude-caches", leavesCachesOut,
+                     "Leave out what lies in folders with a CACHEDIR.TAG, but the tag");
+    CLI::Option* cross = command.add_flag("--cross-mounts", crossesMounts,
+                                          "Enter other file systems below the folder, but none of the kernel's own");
+    // As typed to other tools; nothing is to be chosen.
+    command
+        .add_flag_callback(
+            "-x,--one-file-system", [] {}, "Stay on one file system, as every scan does without --cross-mounts")
+        ->excludes(cross);
+    CLI::Option* include = command.add_flag("--include-kernfs", takesKernelIn,
+                                            "With --cross-mounts enter /proc, /sys and their like, too");
+    include->needs(cross);
+    command
+        .add_flag_callback(
+            "--exclude-kernfs", [] {}, "Leave out /proc, /sys and their like, as every scan does that begins elsewhere")
+        ->excludes(include);
+}
+
+ScanOptions ScanChoice::options() const {
+    ScanOptions options = ScanOptions::everything();
+    for (const std::string& pattern : exclude) {
+        try {
+            options.exclude.push_back(ExcludePattern::parse(pattern));
+        } catch (const KestrelError& error) {
+            throw UsageError{fmt::format("--exclude: {}", error.what())};
+        }
+    }
+    for (const std::string& file : excludeFrom) {
+        const std::vector<ExcludePattern> patterns = ExcludePattern::readFile(file);
+        options.exclude.insert(options.exclude.end(), patterns.begin(), patterns.end());
+    }
+    if (leavesCachesOut) options.cacheFolders = ScanOptions::CacheFolders::leftOut;
+    if (crossesMounts) options.mounts = ScanOptions::Mounts::entered;
+    if (takesKernelIn) options.kernelFileSystems = ScanOptions::KernelFileSystems::takenIn;
+    return options;
+}
+
+void addLeftOut(std::vector<LeftOutItems>& all, const std::vector<LeftOutItems>& items) {
+    if (all.empty()) {
+        all = items;
+        return;
+    }
+    for (std::size_t i = 0; i < std::min(all.size(), items.size()); ++i) {
+        all[i].items += items[i].items;
+        all[i].concernsRoot = all[i].concernsRoot || items[i].concernsRoot;
+    }
+}
+
+void writeChoice(const Session& session, const std::vector<LeftOutItems>& leftOut,
+                 const std::vector<EnteredFileSystem>& entered) {
+    constexpr std::size_t most = 12;
+    std::vector<std::string> parts;
+    std::size_t unmatched = 0;
+    std::size_t further = 0;
+    for (const LeftOutItems& each : leftOut) {
+        if (each.items == 0) {
+            ++unmatched;
+        } else if (parts.size() == most) {
+            ++further;
+        } else {
+            parts.push_back(fmt::format("{} ({})", session.shown(each.what.view()), ByteFormat::count(each.items)));
+        }
+    }
+    if (further > 0) parts.push_back(fmt::format("{} more patterns", further));
+    if (!parts.empty()) writeParagraph(session, fmt::format("Left out, sizes unknown: {}.", fmt::join(parts, ", ")));
+    if (parts.empty() && unmatched > 0) {
+        session.out << "Nothing was left out: no item matches.\n";
+    } else if (unmatched > 0) {
+        std::vector<std::string> names;
+        for (const LeftOutItems& each : leftOut) {
+            if (each.items == 0 && names.size() < most) names.push_back(session.shown(each.what.view()));
+        }
+        if (unmatched > names.size()) names.push_back(fmt::format("{} more", unmatched - names.size()));
+        writeParagraph(session, fmt::format("Found nothing of: {}.", fmt::join(names, ", ")));
+    }
+    if (entered.empty()) return;
+    std::vector<std::string> names;
+    for (const EnteredFileSystem& each : entered) {
+        if (names.size() == most) break;
+        names.push_back(fmt::format("{} ({}{})", session.shownPath(each.path.view()), session.shown(each.kind.view()),
+                                    each.isRemote ? ", over the network" : ""));
+    }
+    if (entered.size() > names.size()) names.push_back(fmt::format("{} more", entered.size() - names.size()));
+    writeParagraph(session, fmt::format("Entered other file systems: {}.", fmt::join(names, ", ")));
+}
+
+void writeChoice(JSONOutput& json, const std::vector<LeftOutItems>& leftOut,
+                 const std::optional<std::vector<EnteredFileSystem>>& entered) {
+    if (!leftOut.empty()) {
+        json.beginArray("leftOut");
+        for (const LeftOutItems& each : leftOut) {
+            json.beginObject();
+            json.member("what", each.what.view());
+            json.member("items", each.items);
+            json.endObject();
+        }
+        json.endArray();
+    }
+    if (!entered) return;
+    json.beginArray("enteredFileSystems");
+    for (const EnteredFileSystem& each : *entered) {
+        json.beginObject();
+        json.member("path", each.path.view());
+        json.member("fileSystem", each.kind.view());
+        json.member("isRemote", each.isRemote);
+        json.endObject();
+    }
+    json.endArray();
+}
+
+void warnOfPatternsElsewhere(const Session& session, const std::vector<LeftOutItems>& leftOut) {
+    for (const LeftOutItems& each : leftOut) {
+        if (each.concernsRoot) continue;
+        session.say(fmt::format("The pattern {} begins with “/”, so it is a path from the top of the file system, and "
+                                "not of anything that was scanned. .{} means the one in the scanned folder.",
+                                each.what.view(), each.what.view()));
+    }
+}
+
+}  // namespace KestrelCLI
