@@ -7,7 +7,6 @@
 #include "output/Table.hpp"
 #include "output/Times.hpp"
 #include "store/HistoryAccess.hpp"
-#include "store/ScanLikeness.hpp"
 #include "terminal/Interruption.hpp"
 
 #include "KestrelCore/Base/Date.hpp"
@@ -56,7 +55,12 @@ std::string remarks(const Session& session, const Generation& generation) {
     if (generation.origin == GenerationOrigin::import) words.emplace_back("imported");
     if (generation.origin == GenerationOrigin::removal) words.emplace_back("without what was removed");
     if (generation.crossesMounts) words.emplace_back("other file systems too");
-    if (!generation.leftOut.empty()) words.push_back("left out: " + leftOutInWords(session, generation.leftOut));
+    if (!generation.leftOut.empty()) {
+        // All of it stands above what is shown of the scan, and in the JSON.
+        const std::size_t more = generation.leftOut.size() - 1;
+        words.push_back(fmt::format("left out: {}{}", session.shown(generation.leftOut.front().view()),
+                                    more == 0 ? "" : fmt::format(" and {} more", more)));
+    }
     return fmt::format("{}", fmt::join(words, ", "));
 }
 

@@ -43,7 +43,8 @@ std::optional<EarlierScan> ScanSaving::earlier(const URL& root) const {
     try {
         if (history_ != nullptr) {
             const std::vector<Generation> all = history_->generations(root.path());
-            const auto whole = std::ranges::find_if(all, &Generation::isComplete);
+            const auto whole =
+                std::ranges::find_if(all, [](const Generation& each) { return each.isComplete && !isImported(each); });
             return whole == all.end() ? std::nullopt : std::optional{of(*whole)};
         }
         if (!isStoreThere(*store_)) return std::nullopt;
