@@ -59,13 +59,19 @@ public:
 
     ReclaimRule rule(const toml::table& table) const {
         allow(table, {"id", "title", "systems", "certainty", "rank", "smallest-age", "why", "comes-back",
-                      "owners-command", "match"});
+                      "owners-command", "shown-only", "match"});
         ReclaimRule rule;
         rule.identifier = identifier(table);
         rule.title = sentence(table, "title");
         rule.why = sentence(table, "why");
         rule.comesBack = sentence(table, "comes-back");
         if (table.contains("owners-command")) rule.ownersCommand = sentence(table, "owners-command");
+        if (const toml::node* node = table.get("shown-only")) {
+            if (!node->is_boolean()) refuse(*node, "“shown-only” is true or false.");
+            rule.isShownOnly = node->as_boolean()->get();
+            if (rule.isShownOnly && !rule.ownersCommand)
+                refuse(*node, "What is only shown needs the owners-command that takes it away.");
+        }
         rule.certainty = certainty(table);
         rule.systems = systems(table);
         if (const toml::node* node = table.get("rank")) rule.rank = rank(*node);

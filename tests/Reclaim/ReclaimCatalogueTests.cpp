@@ -102,6 +102,8 @@ TEST(ReclaimCatalogue, refusesWordsThatItDoesNotKnow) {
                                                                    {"\"macos\"", "\"windows\""},
                                                                    {"regenerates", "surely"},
                                                                    {"rank = 7", "rank = 101"},
+                                                                   {"rank = 7", "shown-only = true"},
+                                                                   {"rank = 7", "shown-only = 1"},
                                                                    {"2w", "2 weeks"},
                                                                    {"2w", "-2w"},
                                                                    {"\"It is large.\"", "\"\""},

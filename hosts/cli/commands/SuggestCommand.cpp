@@ -46,11 +46,15 @@ struct SuggestOptions {
 constexpr std::size_t usualGroups = 6;  ///< of one certainty
 constexpr std::size_t usualItems = 100;
 
-/// Which rules the operands mean: identifiers, or all of one certainty. Throws `UsageError` for other words.
+/// Which rules the operands mean: identifiers, or all of one certainty. Throws `UsageError` for other words, and for
+/// what is to be taken away and may not be.
 std::vector<Text> chosenRules(const ReclaimCatalogue& catalogue, const Operands& operands, bool takesAway) {
     std::vector<Text> chosen;
     for (const std::string& word : operands) {
         if (const ReclaimRule* rule = catalogue.find(word)) {
+            if (takesAway && rule->isShownOnly)
+                throw UsageError{fmt::format("What {} finds goes by its owner's own command only: {}",
+                                             rule->identifier.view(), rule->ownersCommand->view())};
             chosen.push_back(rule->identifier);
             continue;
         }
@@ -67,7 +71,8 @@ std::vector<Text> chosenRules(const ReclaimCatalogue& catalogue, const Operands&
         if (takesAway && *certainty == ReclaimCertainty::yours)
             throw UsageError{"What is yours goes rule by rule: name the rules that you have looked at."};
         for (const ReclaimRule& rule : catalogue.rules()) {
-            if (rule.certainty == *certainty && !rule.asksDisk()) chosen.push_back(rule.identifier);
+            if (rule.certainty == *certainty && !rule.asksDisk() && !(takesAway && rule.isShownOnly))
+                chosen.push_back(rule.identifier);
         }
     }
     return chosen;
@@ -172,8 +177,11 @@ void writeText(const Session& session, const ReclaimCatalogue& catalogue, const 
             call += fmt::format(" {}", group.rule.identifier.view());
         constexpr std::size_t mostNamed = 3;
         if (suggestions.groups.size() > mostNamed) call = "kestrel suggest RULE…";
-        next.push_back({call + " --trash", "to the Trash"});
-        next.push_back({call + " --remove", "free at once"});
+        if (std::ranges::none_of(suggestions.groups,
+                                 [](const SuggestionGroup& group) { return group.rule.isShownOnly; })) {
+            next.push_back({call + " --trash", "to the Trash"});
+            next.push_back({call + " --remove", "free at once"});
+        }
     }
     for (const ReclaimRule& rule : catalogue.rules()) {
         const bool isAsked = chosen.empty() || std::ranges::find(chosen, rule.identifier) != chosen.end();

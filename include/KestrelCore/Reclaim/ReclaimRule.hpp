@@ -79,8 +79,10 @@ struct KESTRELCORE_EXPORT ReclaimRule {
     std::chrono::days smallestAge{};  ///< nothing in a match was changed within this time; 0: not asked
     Text why;                         ///< why it may go, as a sentence
     Text comesBack;                   ///< how it comes back, or that it does not, as a sentence
-    std::optional<Text>
-        ownersCommand{};  ///< of the program that it belongs to, where that is the better way; never run
+    /// Of the program that it belongs to, where that is the better way; never run.
+    std::optional<Text> ownersCommand{};
+    /// That is the only way: what the rule finds is told, and not for a host to take away. There is a command then.
+    bool isShownOnly = false;
     std::vector<ReclaimMatch> matches{};  ///< at least one
 
     /// Whether all that it finds needs a look at the disk: then no overview has it.

@@ -578,6 +578,11 @@ BrowsePage::Outcome BrowsePage::askSuggestions() {
 /// Marks all that the chosen rule found, or where all is marked nothing of it any more.
 BrowsePage::Outcome BrowsePage::markSuggested() {
     const SuggestionGroup& group = *suggestions_->chosen();
+    if (group.rule.isShownOnly) {
+        setMessage(fmt::format("This goes by its owner's own command only: {}", group.rule.ownersCommand->view()),
+                   Style::plain);
+        return {};
+    }
     if (static_cast<std::int64_t>(group.items.size()) < group.itemCount) {
         setMessage("These are too many to be marked at once; Enter lists the largest.", Style::plain);
         return {};

@@ -108,6 +108,7 @@ TEST_F(SuggestCommandTest, asksForRulesByNameBeforeAnythingGoes) {
         {{"suggest", "--trash"}, "Name the rules"},
         {{"suggest", "yours", "--remove", "--confirm", "DELETE"}, "rule by rule"},
         {{"suggest", "my-cahce"}, "Did you mean “my-cache”?"},
+        {{"suggest", "docker-data", "--trash"}, "owner's own command only: docker system prune"},
         {{"suggest", "my-cache", "--trash", "--at", "1"}, "--at is for looking"},
         {{"suggest", "my-cache", "--yes"}, "go with --trash"},
         {{"suggest", "my-cache", "--remove", "--yes"}, "--confirm DELETE"},

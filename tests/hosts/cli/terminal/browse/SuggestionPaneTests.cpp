@@ -130,6 +130,16 @@ TEST_F(SuggestionPaneTest, marksNoPartOfWhatIsTooMuch) {
     EXPECT_THAT(text(), HasSubstr("too many to be marked at once"));
 }
 
+TEST_F(SuggestionPaneTest, marksNothingThatOnlyItsOwnerTakesAway) {
+    auto shown = std::make_shared<Suggestions>(*sampleSuggestions());
+    shown->groups.front().rule.isShownOnly = true;
+    press(U"qw");
+    page.take(asked<Suggest>().number, shown, "");
+    press(U" ");
+    EXPECT_TRUE(requests.empty());
+    EXPECT_THAT(text(), HasSubstr("by its owner's own command only: cargo clean"));
+}
+
 TEST_F(SuggestionPaneTest, fitsEveryRoom) {
     for (std::size_t columns = 1; columns < 130; columns += 3) {
         for (std::size_t rows = 1; rows < 20; ++rows) {
