@@ -85,6 +85,7 @@ TEST_F(ExchangeCommands, neverLetAnImportDecideWhatGoes) {
     EXPECT_EQ(history().generation(2)->records, 3);
     EXPECT_FALSE(history().removing(2, {Text{folder_.path() + "/foreign"}}));
     EXPECT_EQ(run({"trash", "--at", "web1", path}).code, ExitCode::wrongUsage);
+    EXPECT_THAT(run({"suggest", "--at", "web1"}).messages, HasSubstr("An imported scan is of another disk"));
 }
 
 /// An attacker's export names files that are there.
