@@ -19,34 +19,41 @@ namespace {
 /// Where the data come; the page is built with exactly one of it.
 constexpr std::string_view place = "@KESTREL-DATA@";
 
-/// Base64 of bytes that come piece by piece.
-class Base64 {
+/// Bytes that come piece by piece, as text: each four are five digits to the base 85, which takes a sixteenth less than
+/// base64 would. No digit means anything in markup.
+class Base85 {
 public:
     /// What is complete by now; with `isLast` all of it.
     [[nodiscard]] std::string take(std::string_view bytes, bool isLast) {
         rest_ += bytes;
-        const std::size_t left = isLast ? 0 : rest_.size() % 3;
-        const std::string text = encoded(std::string_view{rest_}.substr(0, rest_.size() - left));
-        rest_.erase(0, rest_.size() - left);
+        std::string text;
+        text.reserve(rest_.size() / groupBytes * groupDigits + groupDigits);
+        std::size_t at = 0;
+        for (; at + groupBytes <= rest_.size(); at += groupBytes)
+            appendGroup(text, std::string_view{rest_}.substr(at, groupBytes));
+        rest_.erase(0, at);
+        if (isLast && !rest_.empty()) {
+            appendGroup(text, rest_);
+            rest_.clear();
+        }
         return text;
     }
 
 private:
-    static std::string encoded(std::string_view bytes) {
-        static constexpr std::string_view digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-        std::string text;
-        text.reserve((bytes.size() + 2) / 3 * 4);
-        for (std::size_t i = 0; i < bytes.size(); i += 3) {
-            const auto part = [&](std::size_t at) -> std::uint32_t {
-                return at < bytes.size() ? static_cast<unsigned char>(bytes[at]) : 0U;
-            };
-            const std::uint32_t three = part(i) << 16 | part(i + 1) << 8 | part(i + 2);
-            text += digits[three >> 18];
-            text += digits[three >> 12 & 63];
-            text += i + 1 < bytes.size() ? digits[three >> 6 & 63] : '=';
-            text += i + 2 < bytes.size() ? digits[three & 63] : '=';
-        }
-        return text;
+    static constexpr std::size_t groupBytes = 4;
+    static constexpr std::size_t groupDigits = 5;
+
+    /// Of less than four bytes one digit more than there are bytes; the others would say nothing.
+    static void appendGroup(std::string& text, std::string_view bytes) {
+        static constexpr std::string_view digits =
+            "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz!#$%[()*+-;]=,?@^_.{|}~";
+        static_assert(digits.size() == 85);
+        std::uint32_t number = 0;
+        for (std::size_t i = 0; i < groupBytes; ++i)
+            number = number << 8 | (i < bytes.size() ? static_cast<unsigned char>(bytes[i]) : 0U);
+        std::array<char, groupDigits> group{};
+        for (std::size_t i = groupDigits; i-- > 0; number /= 85) group[i] = digits[number % 85];
+        text.append(group.data(), bytes.size() + 1);
     }
 
     std::string rest_;
@@ -93,13 +100,13 @@ void writeReportPage(std::ostream& out, std::string_view data, const std::functi
     const ReportTemplate page = reportTemplate();
     out << page.before;
     Deflation deflation;
-    Base64 base64;
+    Base85 digits;
     for (std::size_t at = 0; at < data.size(); at += step) {
         proceed();
         deflation.add(data.substr(at, step), at + step >= data.size(),
-                      [&](std::string_view piece) { out << base64.take(piece, false); });
+                      [&](std::string_view piece) { out << digits.take(piece, false); });
     }
-    out << base64.take({}, true) << page.after;
+    out << digits.take({}, true) << page.after;
 }
 
 }  // namespace KestrelCLI

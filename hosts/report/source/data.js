@@ -40,11 +40,28 @@ class Numbers {
   }
 }
 
-/** The bytes of the block, without base64 and compression. */
-export async function expanded(base64) {
-  const text = atob(base64);
-  const bytes = new Uint8Array(text.length);
-  for (let i = 0; i < bytes.length; i++) bytes[i] = text.charCodeAt(i);
+const digits = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz!#$%[()*+-;]=,?@^_.{|}~";
+
+/** Bytes from digits to the base 85: five for each four, of the last ones one more than there are bytes. */
+function bytesOf(text) {
+  const values = new Uint8Array(128);
+  for (let i = 0; i < digits.length; i++) values[digits.charCodeAt(i)] = i;
+  const left = text.length % 5;
+  const bytes = new Uint8Array(Math.ceil(text.length / 5) * 4);
+  for (let from = 0, to = 0; from < text.length; from += 5, to += 4) {
+    let number = 0;
+    for (let i = from; i < from + 5; i++) number = number * 85 + (i < text.length ? values[text.charCodeAt(i)] : 84);
+    bytes[to] = number >>> 24;
+    bytes[to + 1] = number >>> 16;
+    bytes[to + 2] = number >>> 8;
+    bytes[to + 3] = number;
+  }
+  return left === 0 ? bytes : bytes.subarray(0, bytes.length - 5 + left);
+}
+
+/** The bytes of the block, without digits and compression. */
+export async function expanded(text) {
+  const bytes = bytesOf(text.trim());
   const stream = new Blob([bytes]).stream().pipeThrough(new DecompressionStream("deflate"));
   return new Uint8Array(await new Response(stream).arrayBuffer());
 }

@@ -31,7 +31,8 @@ protected:
     static CommandRun run(std::vector<std::string> arguments, const Terminal& terminal = {}) {
         return runCommands(std::move(arguments),
                            {addScanCommand, addListCommand, addSearchCommand, addSummaryCommand, addHistoryCommand,
-                            addGrowthCommand, addTrashCommand, addRemoveCommand, addExportCommand, addImportCommand},
+                            addGrowthCommand, addTrashCommand, addRemoveCommand, addExportCommand, addImportCommand,
+                            addSuggestCommand},
                            terminal);
     }
     /// Takes over an export of ncdu that claims to be of the folder that is there, with a file that is not.

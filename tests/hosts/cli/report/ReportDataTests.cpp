@@ -278,7 +278,7 @@ TEST(ReportData, tellsAChangeAtTheItemAndAllFoldersAbove) {
     EXPECT_THAT(block.head, HasSubstr(R"("path": "/r/b/gone", "kind": "file", "what": "grew")"));
 }
 
-TEST(ReportPage, holdsTheDataInBase64AndNothingElse) {
+TEST(ReportPage, holdsTheDataInDigitsAndNothingElse) {
     std::string data = "</script><script>alert(1)</script>";
     for (int i = 0; i < 300'000; ++i) data += static_cast<char>(i * i / 7);
     std::ostringstream out;
@@ -290,15 +290,18 @@ TEST(ReportPage, holdsTheDataInBase64AndNothingElse) {
     ASSERT_TRUE(page.starts_with(before));
     ASSERT_TRUE(page.ends_with(after));
     const std::string text = page.substr(before.size(), page.size() - before.size() - after.size());
-    static constexpr std::string_view digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    static constexpr std::string_view digits =
+        "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz!#$%[()*+-;]=,?@^_.{|}~";
+    EXPECT_EQ(text.find_first_not_of(digits), std::string::npos);
+    EXPECT_EQ(digits.find_first_of("<>&\"'`\\"), std::string::npos);
     std::string packed;
-    for (std::size_t i = 0; i < text.size(); i += 4) {
-        std::uint32_t three = 0;
-        for (std::size_t k = i; k < i + 4; ++k)
-            three = three << 6 | static_cast<std::uint32_t>(text[k] == '=' ? 0 : digits.find(text[k]) & 63);
-        for (int shift = 16; shift >= 0; shift -= 8) packed += static_cast<char>(three >> shift);
+    for (std::size_t i = 0; i < text.size(); i += 5) {
+        const std::size_t count = std::min<std::size_t>(5, text.size() - i);
+        std::uint32_t number = 0;
+        for (std::size_t k = 0; k < 5; ++k)
+            number = number * 85 + (k < count ? static_cast<std::uint32_t>(digits.find(text[i + k])) : 84);
+        for (std::size_t k = 0; k + 1 < count; ++k) packed += static_cast<char>(number >> (24 - 8 * k));
     }
-    EXPECT_EQ(text.find_first_not_of(digits), text.find('='));
     std::string unpacked(data.size() + 1, ' ');
     auto size = static_cast<uLongf>(unpacked.size());
     ASSERT_EQ(uncompress(reinterpret_cast<Bytef*>(unpacked.data()), &size,

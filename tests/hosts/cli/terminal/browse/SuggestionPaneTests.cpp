@@ -26,7 +26,8 @@ SuggestionGroup group(const std::string& identifier, ReclaimCertainty certainty,
     made.rule.certainty = certainty;
     made.rule.why = "Why " + identifier + " may go.";
     made.rule.comesBack = "How it comes back.";
-    for (const BrowseItem& item : sampleFolder("/top", items)->items) {
+    const auto folder = sampleFolder("/top", items);
+    for (const BrowseItem& item : folder->items) {
         made.items.push_back({.record = item.record(), .freedBytes = item.record().displayBytes()});
         made.freedBytes += item.record().displayBytes();
         ++made.itemCount;
