@@ -233,7 +233,7 @@ def suggestions(folder):
     terminal = place.browse()
     terminal.type("w")
     chooses(terminal, "Cargo")
-    terminal.shows("cargo clean")
+    terminal.shows("cargo build makes it again")
     terminal.type(ENTER)
     chooses(terminal, "app/target/")
     terminal.type("h ")
