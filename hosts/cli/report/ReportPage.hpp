@@ -13,8 +13,8 @@ struct ReportTemplate {
 };
 [[nodiscard]] ReportTemplate reportTemplate();
 
-/// Writes the page with `data` in it, compressed and in digits to the base 85: whatever names hold, none of it is markup. `proceed` is
-/// called between pieces, and may throw.
+/// Writes the page with `data` in it, compressed and in digits to the base 85: whatever names hold, none of it is
+/// markup. `proceed` is called between pieces, and may throw.
 void writeReportPage(std::ostream& out, std::string_view data, const std::function<void()>& proceed);
 
 }  // namespace KestrelCLI
