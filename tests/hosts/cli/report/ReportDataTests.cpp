@@ -280,7 +280,7 @@ TEST(ReportData, tellsAChangeAtTheItemAndAllFoldersAbove) {
 
 TEST(ReportPage, holdsTheDataInDigitsAndNothingElse) {
     std::string data = "</script><script>alert(1)</script>";
-    for (int i = 0; i < 300'000; ++i) data += static_cast<char>(i * i / 7);
+    for (std::uint32_t i = 0; i < 300'000; ++i) data += static_cast<char>(i * i / 7);
     std::ostringstream out;
     int pieces = 0;
     writeReportPage(out, data, [&] { ++pieces; });
