@@ -110,8 +110,9 @@ DuplicateGroup DuplicateGrouping::group(std::span<const std::uint32_t> files) co
                 file.standing = DuplicateStanding::sameFile;
             } else if (isInKeptFolder(file)) {
                 file.standing = DuplicateStanding::inKeptFolder;
-            } else if ((file.reason = protection(file.path))) {
-                file.standing = DuplicateStanding::isProtected;
+            } else {
+                file.reason = protection(file.path);
+                if (file.reason) file.standing = DuplicateStanding::isProtected;
             }
             goesWhole = goesWhole && file.standing == DuplicateStanding::spare;
         }

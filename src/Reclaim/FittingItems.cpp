@@ -93,7 +93,7 @@ private:
     }
 
     void walkFolders() {
-        pathNodes_.push_back({});
+        pathNodes_.emplace_back();
         pathNodes_.push_back(places_.top());
         placesOf_[0] = 1;
         std::vector<std::uint32_t> fits;

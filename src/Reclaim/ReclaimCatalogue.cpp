@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::string_view ending = ".toml";
 /// Many times what a rule with all that it may say takes.
-constexpr std::size_t mostBytes = 64 * 1024;
+constexpr std::size_t mostBytes = 65'536;
 
 bool goesFirst(const ReclaimRule& a, const ReclaimRule& b) {
     return std::tuple{a.rank, a.certainty, a.identifier.view()} < std::tuple{b.rank, b.certainty, b.identifier.view()};

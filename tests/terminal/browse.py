@@ -250,6 +250,24 @@ def suggestions(folder):
     finish(terminal)
 
 
+def written(folder):
+    """A folder as a page for browsers and as a file for ncdu, beside each other."""
+    place = Place(folder)
+    place.scan()
+    os.chdir(folder)
+    terminal = place.browse(str(place.tree / "docs"))
+    for key, name in (("r", "kestrel-report-docs-"), ("n", "kestrel-export-docs-")):
+        terminal.type("E")
+        terminal.shows("Write this folder as")
+        terminal.type(key)
+        terminal.shows("Written to the current directory: " + name)
+    finish(terminal)
+    check([path.name[:15] for path in sorted(folder.glob("kestrel-*"))] == ["kestrel-export-", "kestrel-report-"],
+          "Two files, and nothing else")
+    export = next(folder.glob("kestrel-export-*"))
+    check("/docs with 3 items" in place.run("import", str(export)).stdout, "It can be read again")
+
+
 def judged(folder):
     """Nothing goes that changed since it was shown, and what protects itself elsewhere does so here."""
     place = Place(folder)
@@ -426,5 +444,5 @@ def stopped(folder):
 
 
 run_case({"walk": walk, "find": find, "picture": picture, "trash": trash,
-          "suggestions": suggestions, "judged": judged, "sizes": sizes, "names": names,
+          "suggestions": suggestions, "written": written, "judged": judged, "sizes": sizes, "names": names,
           "signals": signals, "scanning": scanning, "dumb": dumb, "hostile": hostile, "stopped": stopped}, mounting=set())

@@ -3,6 +3,7 @@
 #include "commands/BrowseOutcomes.hpp"
 #include "commands/BrowseScan.hpp"
 #include "commands/BrowseWork.hpp"
+#include "commands/FolderFiles.hpp"
 #include "output/Times.hpp"
 #include "store/DeletionRun.hpp"
 #include "store/Places.hpp"
@@ -355,6 +356,29 @@ private:
         if (!start_.whyNoScan.empty()) return page_.setMessage(start_.whyNoScan, Style::plain);
         beginScan(folders_->scan()->summary().scope);
         tellScan();
+    }
+
+    void carryOut(const WriteFolder& request) {
+        work_.start(BrowseTask::writing, [folders = folders_, shared = shared_, request](const BrowseWork::Out& out) {
+            std::string message;
+            Style style = Style::plain;
+            try {
+                const SavedScan& scan = *folders->scan();
+                const bool isReport = request.form == WriteFolder::Form::report;
+                const std::string file =
+                    isReport ? writeReportFile(shared->session, scan, request.folder, out.cancellation())
+                             : writeExportFile(scan, request.folder, out.cancellation());
+                if (file.empty()) return;
+                message = fmt::format("Written to the current directory: {}", file);
+            } catch (const std::exception& error) {
+                message = error.what();
+                style = Style::bad;
+            }
+            out.yield([message, style](BrowsePage& page) {
+                page.setMessage(message, style);
+                return BrowsePage::Outcome{};
+            });
+        });
     }
 
     void carryOut(const CopyPath& request) {

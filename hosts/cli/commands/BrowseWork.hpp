@@ -15,7 +15,7 @@
 namespace KestrelCLI {
 
 /// Sorts of work that go on beside each other for the page of `kestrel browse`.
-enum class BrowseTask : std::size_t { folder, picture, find, summary, suggestions, marks, action, saving };
+enum class BrowseTask : std::size_t { folder, picture, find, summary, suggestions, marks, action, writing, saving };
 
 /// The threads that work for the page, one for each sort. Their answers are functions that the loop calls. A new piece
 /// of work overtakes the one before of its sort, which is told to stop and whose answers nobody reads; nobody waits for

@@ -1,12 +1,11 @@
 #include "commands/Commands.hpp"
 
+#include "commands/FolderFiles.hpp"
 #include "commands/OptionValue.hpp"
 #include "output/ByteFormat.hpp"
 #include "output/JSONOutput.hpp"
 #include "output/ModelJSON.hpp"
-#include "output/Times.hpp"
 #include "output/WordWrap.hpp"
-#include "report/HostName.hpp"
 #include "report/ReportData.hpp"
 #include "report/ReportPage.hpp"
 #include "report/ReportSelection.hpp"
@@ -17,13 +16,10 @@
 #include "terminal/Interruption.hpp"
 
 #include "KestrelCore/Base/Date.hpp"
-#include "KestrelCore/Base/Path.hpp"
-#include "KestrelCore/KestrelCore.hpp"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -48,8 +44,6 @@ struct ReportOptions {
     bool force = false;
 };
 
-/// A page of so many opens at once on a telephone, and can be sent by mail.
-constexpr std::size_t usualMost = 50'000;
 /// As many lines of growth as somebody reads.
 constexpr std::size_t mostChanges = 100;
 
@@ -102,32 +96,6 @@ void addGrowth(ReportFacts& facts, const Session& session, const std::string& si
     Interruption::check();
 }
 
-/// Whose disk the scan shows; of an imported one that does not say so, nobody's.
-std::string hostOf(const Generation& scan) {
-    if (scan.source.host) return scan.source.host->string();
-    return scan.source.name ? std::string{} : hostName();
-}
-
-/// A name for the file that says what is in it, which nothing in this folder has yet.
-std::string freeName(const Text& path, Date scanned) {
-    std::string name = Path::lastComponent(path).string();
-    // What shells and other systems take for something else.
-    std::ranges::replace_if(
-        name,
-        [](char each) {
-            return static_cast<unsigned char>(each) <= ' ' || each == '\x7F' ||
-                   std::string_view{"/\\:*?\"<>|"}.find(each) != std::string_view::npos;
-        },
-        '_');
-    constexpr std::size_t mostBytes = 100;
-    if (name.empty() || name == "_" || name.size() > mostBytes) name = path == Text{"/"} ? "root" : "folder";
-    const std::string stem = fmt::format("kestrel-report-{}-{}", name, localTime(scanned).substr(0, 10));
-    std::string free = stem + ".html";
-    for (int i = 2; std::filesystem::exists(std::filesystem::symlink_status(free)); ++i)
-        free = fmt::format("{}-{}.html", stem, i);
-    return free;
-}
-
 void tell(const Session& session, const std::string& file, const ReportTree& tree, std::size_t shown) {
     const auto counted = [](std::size_t number) { return ByteFormat::count(static_cast<std::int64_t>(number)); };
     const std::size_t items = tree.nodes().size();
@@ -152,17 +120,11 @@ ExitCode report(const Session& session, const ReportOptions& options, const Oper
         throw UsageError{"-o needs the name of a file, or - for standard output."};
     const NamedRecord named = NamedRecord::folder(session, operands);
     const Generation& scan = named.scan.summary();
-    // Whole minutes, as the dates of the page are: so its script finds each item in the class of age that it has here.
-    const auto madeAt = static_cast<std::int64_t>(std::ceil(Date::now().secondsSince1970() / 60)) * 60;
-    ReportFacts facts{.scan = scan,
-                      .host = hostOf(scan),
-                      .version = reinterpret_cast<const char*>(KestrelCoreVersionString),
-                      .madeAt = madeAt,
-                      .isBinary = session.options.units == SizeUnits::binary};
+    ReportFacts facts = reportFacts(session, scan);
     if (options.since) addGrowth(facts, session, *options.since, named.record.path());
     const ReportTree tree{named.scan.snapshot(), named.record.path()};
     const ReportSelection selection =
-        reportSelection(tree, options.all ? std::nullopt : std::optional{usualMost}, ReportAges{madeAt});
+        reportSelection(tree, options.all ? std::nullopt : std::optional{usualReportItems}, ReportAges{facts.madeAt});
     Interruption::check();
     const std::string data = reportData(tree, selection, facts);
     const auto write = [&](std::ostream& out) { writeReportPage(out, data, [] { Interruption::check(); }); };
@@ -170,7 +132,9 @@ ExitCode report(const Session& session, const ReportOptions& options, const Oper
         write(session.raw());
         return ExitCode::done;
     }
-    const std::string file = options.output ? *options.output : freeName(named.record.path(), scan.completedAt);
+    const std::string file = options.output
+                                 ? *options.output
+                                 : freeFileName("kestrel-report", named.record.path(), scan.completedAt, ".html");
     writeWholeFile(file, options.force ? ExistingFile::replace : ExistingFile::keep, write);
     if (session.options.json) {
         JSONOutput json{session.out};
@@ -208,7 +172,7 @@ void addReportCommand(CLI::App& app, Session& session) {
     command.add_flag("--force", options->force, "Replace FILE if it is there");
     command.add_flag("-a,--all", options->all,
                      fmt::format("Put every item into the page (default: the {} largest, and sums of the others)",
-                                 ByteFormat::count(static_cast<std::int64_t>(usualMost))));
+                                 ByteFormat::count(static_cast<std::int64_t>(usualReportItems))));
     command
         .add_option("--since", options->since,
                     "Show what changed since this earlier scan, too: a number from kestrel history, a date, or an age "

@@ -31,6 +31,7 @@ constexpr std::array looking{
     KeyHelp{"i", "everything about the item"},
     KeyHelp{"y", "copy its path"},
     KeyHelp{"r", "scan again"},
+    KeyHelp{"E", "write this folder as a page for browsers, or for ncdu, into the current directory"},
 };
 constexpr std::array acting{
     KeyHelp{"Space", "mark the item, or not; * all of the folder, u none"},

@@ -191,6 +191,7 @@ BrowsePage::Outcome BrowsePage::press(const ScreenKey& key, std::size_t columns,
     if (key.kind == Key::closed) return {.isOver = true};
     // What is begun is waited for.
     if (isPuttingBack_) return {};
+    if (std::exchange(isAskingForm_, false)) return write(key);
     if (question_) {
         const Question asked = *std::exchange(question_, std::nullopt);
         const bool isYes = key.kind == Key::character && (key.character == U'y' || key.character == U'Y');
@@ -464,6 +465,13 @@ std::optional<BrowsePage::Outcome> BrowsePage::pressForView(char32_t character) 
         for (std::size_t place = 0; place < list_.count(); ++place) marks_.mark(list_.item(place).record());
         return measureMarks();
     case U'r': return requesting(ScanAgain{});
+    case U'E':
+        if (!scan_.scan) {
+            setMessage("The scan still runs: it can be written when it has ended.", Style::plain);
+            return Outcome{};
+        }
+        isAskingForm_ = rows_ >= 3;  // where it is seen
+        return Outcome{};
     case U'!':
         // A shell can take away all that the page does not.
         if (!options_.whyReadOnly.empty()) {
@@ -558,6 +566,13 @@ BrowsePage::Outcome BrowsePage::summarise(SummaryGrouping grouping) {
 BrowsePage::Outcome BrowsePage::askSummary() {
     summary_->setNumber(++questions_);
     return requesting(summary_->question());
+}
+
+/// The answer to what the folder is to be written as; any other key writes nothing.
+BrowsePage::Outcome BrowsePage::write(const ScreenKey& key) {
+    if (key.kind != Key::character || (key.character != U'r' && key.character != U'n')) return {};
+    setMessage("Writing …", Style::quiet);
+    return requesting(WriteFolder{path_, key.character == U'r' ? WriteFolder::Form::report : WriteFolder::Form::ncdu});
 }
 
 BrowsePage::Outcome BrowsePage::suggest() {
@@ -682,10 +697,9 @@ void BrowsePage::showHelp() {
 void BrowsePage::resize(std::size_t columns, std::size_t rows) {
     columns_ = columns;
     rows_ = rows;
-    const bool hasNotes = message_ || question_ || !marks_.isEmpty();
-    const std::size_t around = rows >= 6 ? 3 + (hasNotes ? 1 : 0) : rows >= 3 ? 2 : 0;
+    const std::size_t around = rows >= 6 ? 3 + (hasNotes() ? 1 : 0) : rows >= 3 ? 2 : 0;
     list_.resize(columns, rows - around);
-    const std::size_t below = rows >= 3 ? rows - 2 - (hasNotes && rows >= 6 ? 1 : 0) : rows;
+    const std::size_t below = rows >= 3 ? rows - 2 - (hasNotes() && rows >= 6 ? 1 : 0) : rows;
     if (found_) found_->resize(columns, below);
     if (summary_) summary_->resize(columns, below);
     if (suggestions_) suggestions_->resize(columns, below);
@@ -767,7 +781,12 @@ ScreenLine BrowsePage::chosenLine() const {
     return line;
 }
 
+bool BrowsePage::hasNotes() const { return message_ || question_ || isAskingForm_ || !marks_.isEmpty(); }
+
 ScreenLine BrowsePage::marksLine() const {
+    if (isAskingForm_)
+        return {{clipped("Write this folder as: r a page for browsers, n a file for ncdu", columns_, characters_),
+                 Style::warning}};
     if (question_)
         return {{fitted(TerminalText::escaped(question_->text, characters_), columns_, characters_), Style::warning}};
     if (message_)
@@ -840,13 +859,12 @@ std::vector<ScreenLine> BrowsePage::wholePage(std::size_t rows) const {
     if (rows >= 3) lines.push_back(title());
     if (rows >= 6 && !found_ && !summary_ && !suggestions_) lines.push_back(summary());
     for (ScreenLine& line : body()) lines.push_back(std::move(line));
-    const bool hasNotes = message_ || question_ || !marks_.isEmpty();
-    const std::size_t below = rows >= 6 ? (hasNotes ? 2 : 1) : rows >= 3 ? 1 : 0;
+    const std::size_t below = rows >= 6 ? (hasNotes() ? 2 : 1) : rows >= 3 ? 1 : 0;
     // The foot stays at the bottom.
     lines.resize(rows - below);
-    if (rows >= 6 && hasNotes) lines.push_back(marksLine());
+    if (rows >= 6 && hasNotes()) lines.push_back(marksLine());
     // Of few rows the one for keys is for what there is to be said.
-    if (rows >= 3) lines.push_back(rows < 6 && hasNotes ? marksLine() : foot());
+    if (rows >= 3) lines.push_back(rows < 6 && hasNotes() ? marksLine() : foot());
     return lines;
 }
 

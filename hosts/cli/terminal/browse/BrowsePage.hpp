@@ -110,6 +110,7 @@ private:
     [[nodiscard]] Outcome ask();
     [[nodiscard]] Outcome summarise(KestrelCore::SummaryGrouping grouping);
     [[nodiscard]] Outcome askSummary();
+    [[nodiscard]] Outcome write(const ScreenKey& key);
     [[nodiscard]] Outcome suggest();
     [[nodiscard]] Outcome askSuggestions();
     [[nodiscard]] Outcome markSuggested();
@@ -126,6 +127,7 @@ private:
     [[nodiscard]] ScreenLine summary() const;
     [[nodiscard]] std::string scanText() const;
     [[nodiscard]] ScreenLine chosenLine() const;
+    [[nodiscard]] bool hasNotes() const;
     [[nodiscard]] ScreenLine marksLine() const;
     [[nodiscard]] ScreenLine foot() const;
     [[nodiscard]] std::vector<ScreenLine> body() const;
@@ -159,6 +161,7 @@ private:
     };
     std::optional<Question> question_;  ///< whether to put back what was moved to the Trash last
     bool isPuttingBack_ = false;
+    bool isAskingForm_ = false;  ///< what the folder is to be written as
     std::optional<Message> message_;
     bool isAfterG_ = false;
     std::size_t columns_ = 80;

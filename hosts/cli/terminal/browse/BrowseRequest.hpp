@@ -71,6 +71,15 @@ struct PutBack {
     KestrelCore::Text request;  ///< tells it from what is moved there meanwhile
 };
 struct ScanAgain {};
+/// Write a folder into a file of its own in the current directory.
+struct WriteFolder {
+    enum class Form {
+        report,  ///< a page for browsers
+        ncdu     ///< for ncdu, gdu, and `kestrel import`
+    };
+    KestrelCore::Text folder;
+    Form form = Form::report;
+};
 struct CopyPath {
     KestrelCore::Text path;
 };
@@ -78,7 +87,8 @@ struct OpenShell {
     KestrelCore::Text folder;
 };
 
-using BrowseRequest = std::variant<ReadFolder, ReadPicture, FindBelow, Summarise, Suggest, MeasureMarks, PlanDeletion,
-                                   CarryOutPlan, StopAction, LookForTrashed, PutBack, ScanAgain, CopyPath, OpenShell>;
+using BrowseRequest =
+    std::variant<ReadFolder, ReadPicture, FindBelow, Summarise, Suggest, MeasureMarks, PlanDeletion, CarryOutPlan,
+                 StopAction, LookForTrashed, PutBack, ScanAgain, WriteFolder, CopyPath, OpenShell>;
 
 }  // namespace KestrelCLI

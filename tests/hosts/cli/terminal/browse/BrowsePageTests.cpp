@@ -486,6 +486,22 @@ TEST_F(BrowsePageTest, tellsEverythingAboutAnItem) {
     EXPECT_THAT(chosen(), HasSubstr("b.iso"));
 }
 
+TEST_F(BrowsePageTest, writesTheFolderInTheFormThatIsChosen) {
+    show(sampleFolder("/top", {{"a", 1}}));
+    press(U"E");
+    EXPECT_THAT(text(), HasSubstr("r a page for browsers, n a file for ncdu"));
+    press(U"n");
+    EXPECT_EQ(asked<WriteFolder>().folder, "/top");
+    EXPECT_EQ(asked<WriteFolder>().form, WriteFolder::Form::ncdu);
+    press(U"Er");
+    EXPECT_EQ(asked<WriteFolder>().form, WriteFolder::Form::report);
+    // Any other key means no, and nothing else.
+    press(U"Eq");
+    EXPECT_TRUE(requests.empty());
+    EXPECT_FALSE(isOver);
+    EXPECT_THAT(text(), Not(HasSubstr("r a page")));
+}
+
 TEST_F(BrowsePageTest, helpNamesEveryKeyThatDoesSomething) {
     show(usual());
     press(U"?");
