@@ -332,7 +332,7 @@ def names(folder):
     for row in range(terminal.screen.lines):
         check(len(terminal.screen.display[row]) <= 100 + 20, "No line breaks")
     terminal.type("/bidi")
-    terminal.shows("bidi\\u{202e}gnp")
+    chooses(terminal, "bidi\\u{202e}gnp")
     terminal.type(ENTER + " ")
     terminal.shows("1 marked")
     terminal.type("t")
