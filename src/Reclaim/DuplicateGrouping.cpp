@@ -37,6 +37,11 @@ std::string_view wholeThing(std::string_view path) {
     return {};
 }
 
+/// Whether it was thrown away: in the Trash of a home directory or of a volume.
+bool isInTrash(std::string_view path) {
+    return path.find("/Trash/files/") != std::string_view::npos || path.find("/.Trash") != std::string_view::npos;
+}
+
 int orderOf(DuplicateStanding standing) {
     return standing == DuplicateStanding::kept ? 0 : standing == DuplicateStanding::spare ? 1 : 2;
 }
@@ -45,6 +50,7 @@ int orderOf(DuplicateStanding standing) {
 
 std::optional<Text> DuplicateGrouping::protection(const Text& path) {
     if (auto reason = SafetyPolicy::blockedReason(URL::fromPath(path))) return reason;
+    if (isInTrash(path.view())) return Text{"It lies in the Trash, and goes when that is emptied."};
     const std::string_view whole = wholeThing(path.view());
     if (whole.empty()) return std::nullopt;
     return Text::concatenating({"It is part of “", whole, "”, which needs all of its files."});
@@ -58,6 +64,9 @@ bool DuplicateGrouping::isKeptBefore(const DuplicateFile& a, const DuplicateFile
     const bool isInFolderA = isInKeptFolder(a);
     const bool isInFolderB = isInKeptFolder(b);
     if (isInFolderA != isInFolderB) return isInFolderA;
+    // What was thrown away is never kept for what was not.
+    const bool isInTrashA = isInTrash(a.path.view());
+    if (isInTrashA != isInTrash(b.path.view())) return !isInTrashA;
     // What has no date is taken last.
     if (a.modifiedAt != b.modifiedAt) {
         if (!a.modifiedAt || !b.modifiedAt) return a.modifiedAt.has_value();

@@ -245,6 +245,19 @@ TEST(DuplicateFinder, offersNoPartOfWhatNeedsAllItsFiles) {
     EXPECT_EQ(group.reclaimableBytes, fileAt(group, plain).allocatedBytes);
 }
 
+TEST(DuplicateFinder, keepsNothingInTheTrashForWhatIsNot) {
+    const EqualFiles files;
+    const std::string thrown = files.add("Trash/files/film", 1000);
+    const std::string ofVolume = files.add(".Trash-1000/files/film", 2000);
+    const std::string first = files.add("first", 3000);
+    const std::string second = files.add("second", 4000);
+    const DuplicateGroup group = files.group();
+    EXPECT_EQ(group.kept().path.view(), first);
+    EXPECT_EQ(fileAt(group, thrown).standing, DuplicateStanding::isProtected);
+    EXPECT_EQ(fileAt(group, ofVolume).standing, DuplicateStanding::isProtected);
+    EXPECT_EQ(group.reclaimableBytes, fileAt(group, second).allocatedBytes);
+}
+
 TEST(DuplicateFinder, putsTheGroupThatFreesMostFirst) {
     const TemporaryFolder folder;
     for (const char* name : {"s1", "s2", "s3"}) folder.makeFile(name, content(200'000, 1));
