@@ -39,7 +39,8 @@ struct SuggestionGroup {
 /// What can go, by rules, told from a generation of the history alone: the disk is not touched.
 ///
 /// Every item counts once, for the rule that claims it first. What the safety policy refuses is no part of it, nor is a
-/// folder that holds something younger than its rule's smallest age, something under version control, or a mount.
+/// folder that holds something younger than its rule's smallest age, a repository, or a mount. What a repository above
+/// it tracks is not recognised: its index is not read.
 struct KESTRELCORE_EXPORT Suggestions {
     /// The surest first, in each certainty the most bytes first. Only of rules that found something.
     std::vector<SuggestionGroup> groups;
