@@ -390,6 +390,11 @@ CLI::App& addCommand(CLI::App& app, const Command& command, std::function<ExitCo
     return *app.add_subcommand(std::move(added));
 }
 
+const Command* definitionOf(const CLI::App& app) {
+    const auto* command = dynamic_cast<const CommandApp*>(&app);
+    return command == nullptr ? nullptr : &command->command();
+}
+
 ExitCode runCommandLine(std::vector<std::string> arguments, Session& session,
                         const std::vector<CommandAdder>& commands) {
     const ExitCode code = parseAndRun(std::move(arguments), session, commands);

@@ -38,6 +38,9 @@ struct Command {
 /// is split at brackets or commas or taken for a command. `app` must be the one that `runCommandLine` hands in.
 CLI::App& addCommand(CLI::App& app, const Command& command, std::function<ExitCode(const Operands&)> run);
 
+/// What `addCommand` was told about it; null for the program itself. Valid as long as `app`.
+[[nodiscard]] const Command* definitionOf(const CLI::App& app);
+
 /// A function that adds one command: each command has a file of its own and exactly one of these.
 using CommandAdder = void (*)(CLI::App&, Session&);
 

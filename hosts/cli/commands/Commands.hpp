@@ -29,5 +29,6 @@ void addAccessCommand(CLI::App& app, Session& session);
 void addTrashCommand(CLI::App& app, Session& session);
 void addRemoveCommand(CLI::App& app, Session& session);
 void addRestoreCommand(CLI::App& app, Session& session);
+void addDefinitionsCommand(CLI::App& app, Session& session);
 
 }  // namespace KestrelCLI

@@ -21,9 +21,8 @@ std::string namesOf(const CLI::Option& option) {
     std::string names;
     for (const std::string& name : option.get_snames()) names += (names.empty() ? "-" : ", -") + name;
     for (const std::string& name : option.get_lnames()) names += (names.empty() ? "    --" : ", --") + name;
-    if (option.get_items_expected_max() == 0) return names;
-    const std::string& text = option.get_option_text();
-    return names + " " + (text.empty() ? option.get_type_name() : text);
+    const std::string value = valueText(option);
+    return value.empty() ? names : names + " " + value;
 }
 
 std::string line(std::string_view left, std::string_view right, std::size_t leftColumns, std::size_t columns) {
@@ -70,6 +69,12 @@ std::string exampleLine(std::string_view example, std::size_t columns) {
         indent = further;
     }
     return result.append(indent).append(example).append("\n");
+}
+
+std::string valueText(const CLI::Option& option) {
+    if (option.get_items_expected_max() == 0) return {};
+    const std::string& text = option.get_option_text();
+    return text.empty() ? option.get_type_name() : text;
 }
 
 std::string optionLines(const CLI::App& app, std::size_t columns) {
