@@ -6,7 +6,7 @@ set(KESTREL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/KestrelCore)
 install(TARGETS kestrel RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 # Two export sets: who links the shared library needs none of the packages that the static one brings along.
 set_target_properties(KestrelCoreStatic PROPERTIES EXPORT_NAME KestrelCoreStatic)
-install(TARGETS KestrelCore EXPORT KestrelCoreTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS KestrelCore KestrelC EXPORT KestrelCoreTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(TARGETS KestrelCoreStatic EXPORT KestrelCoreStaticTargets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 foreach(set KestrelCoreTargets KestrelCoreStaticTargets)
     install(EXPORT ${set} NAMESPACE KestrelCore:: DESTINATION ${KESTREL_CMAKE_DIR})
@@ -26,5 +26,7 @@ install(FILES ${PROJECT_BINARY_DIR}/KestrelCoreConfig.cmake ${PROJECT_BINARY_DIR
 
 # The file finds its prefix from its own place, so the tree may be moved.
 file(RELATIVE_PATH KESTREL_PREFIX_FROM_PC /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
-configure_file(${CMAKE_CURRENT_LIST_DIR}/kestrelcore.pc.in ${PROJECT_BINARY_DIR}/kestrelcore.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/kestrelcore.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+foreach(package kestrelcore kestrel)
+    configure_file(${CMAKE_CURRENT_LIST_DIR}/${package}.pc.in ${PROJECT_BINARY_DIR}/${package}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/${package}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()

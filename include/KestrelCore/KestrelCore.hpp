@@ -71,6 +71,7 @@
 #include "KestrelCore/Scanning/ScanOptions.hpp"
 #include "KestrelCore/Snapshot/FolderListing.hpp"
 #include "KestrelCore/Snapshot/RecordList.hpp"
+#include "KestrelCore/Snapshot/RecordView.hpp"
 #include "KestrelCore/Snapshot/ScanEvent.hpp"
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 #include "KestrelCore/Snapshot/Summary.hpp"

@@ -56,6 +56,11 @@ class CheckLayers(unittest.TestCase):
         self.expect("src/Helpers/Help.cpp: Platform/Disk.hpp does not stand below Helpers",
                     {"src/Helpers/Help.cpp": '#include "Platform/Disk.hpp"'})
 
+    def test_the_c_interface_includes_public_headers(self):
+        self.expect("src/CInterface/Calls.cpp: the C interface includes Platform/Disk.hpp, which is private",
+                    {"src/CInterface/Calls.hpp": '#include "KestrelCore/Model/Record.hpp"',
+                     "src/CInterface/Calls.cpp": '#include "CInterface/Calls.hpp"\n#include "Platform/Disk.hpp"'})
+
     def test_a_host_that_includes_a_private_header(self):
         self.expect("hosts/cli/output/Tree.cpp: Platform/Disk.hpp is not there for a host to include",
                     {"hosts/cli/output/Tree.cpp": '#include "Platform/Disk.hpp"'})

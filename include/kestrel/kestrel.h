@@ -1,0 +1,312 @@
+/// \file kestrel.h
+/// The C interface of KestrelCore: where disk space goes, and how to reclaim it safely. C11 and C++; link -lkestrel.
+///
+///     kestrel_scan *scan = NULL;
+///     kestrel_snapshot *snapshot = NULL;
+///     kestrel_error *error = NULL;
+///     if (kestrel_scan_new("/home/anna", &scan, &error) || kestrel_scan_run(scan, NULL, &snapshot, &error))
+///         fprintf(stderr, "%s\n", kestrel_error_message(error));
+///     else
+///         printf("%lld bytes\n", (long long)kestrel_snapshot_get_info(snapshot)->total_allocated_bytes);
+///     kestrel_error_free(error);
+///     kestrel_snapshot_free(snapshot);
+///     kestrel_scan_free(scan);
+///
+/// What holds for every function, unless it says otherwise:
+///
+/// - Results. What can fail returns a kestrel_code, 0 for success, and takes `error` last. `error` may be NULL; else
+///   `*error` is set: to NULL, or to an error that the caller frees. No state of a thread or of the process is
+///   involved.
+/// - Ownership. A handle that is given through `kestrel_NAME **` is the caller's, who frees it with kestrel_NAME_free;
+/// it
+///   is NULL after a failure. Handles keep alive what they need of each other: they are freed in any order, and at
+///   any time but while a call uses them. Freeing NULL does nothing.
+/// - Views. What is given as a `const` pointer or as a kestrel_text lies in the handle that it was asked of, and is
+/// valid
+///   until that one is freed. Nothing of it is ever changed or freed by the caller.
+/// - Threads. Handles may go from thread to thread. Calls with a `const` handle may overlap on any threads; with
+/// another
+///   one only where it says so. Calls that are said to block are best made on a thread that may wait.
+/// - Arguments. NULL for a handle, or for a pointer that is needed, gives KESTREL_INVALID_ARGUMENT; from functions that
+///   return no code it gives 0, NULL or an absent text, and so does an index that is too large.
+/// - Texts. What goes in is UTF-8 and ends in NUL; ill-formed UTF-8 is an invalid argument. Where bytes are taken that
+///   need not be UTF-8, they come with their length. What comes out is well-formed UTF-8 with its length, without a NUL
+///   at its end, and may hold any character, a newline too. On a disk a name may be any bytes: each ill-formed piece of
+///   one comes out as U+FFFD.
+/// - Times are seconds since 1970-01-01 00:00:00 UTC. Sizes are bytes; allocated bytes are what something takes on the
+///   disk, and of several hard links to one file, one counts.
+/// - Callbacks run on the thread of the call that they were handed to, before it returns. They may use every function,
+///   but must not free what that call was given, and must return: no longjmp, no exception.
+///
+/// What later versions of the same major number may do, so that programs need not be built anew: add functions,
+/// constants, and fields at the end of structs that the library hands out as `const` pointers. They do not change or
+/// take away functions, constants or fields, nor the size of a struct that callers make. So a program that was built
+/// with one version runs with every later one. It never makes, copies or adds up in arrays a struct that it got a
+/// pointer to, and takes constants that it does not know for what it can't say more about.
+#ifndef KESTREL_H
+#define KESTREL_H
+
+#include <stdbool.h>
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#define KESTREL_NOTHROW noexcept
+#else
+#define KESTREL_NOTHROW
+#endif
+#if defined(__GNUC__)
+#define KESTREL_API __attribute__((visibility("default")))
+#else
+#define KESTREL_API
+#endif
+
+// ---- Version, texts, errors ----------------------------------------------------------------------------------------
+
+#define KESTREL_VERSION_MAJOR 1
+#define KESTREL_VERSION_MINOR 0
+#define KESTREL_VERSION_PATCH 0
+
+/// The version of the library that runs, such as "1.0.0", which may be later than that of this header. Static.
+KESTREL_API const char* kestrel_version(void) KESTREL_NOTHROW;
+
+/// A view of UTF-8 text: no NUL at its end. An absent text has NULL for `data`; an empty one has not.
+typedef struct kestrel_text {
+    const char* data;
+    size_t length;  ///< in bytes
+} kestrel_text;
+
+typedef int32_t kestrel_code;
+enum {
+    KESTREL_OK = 0,
+    KESTREL_INVALID_ARGUMENT = 1,  ///< the caller's mistake; nothing was done
+    KESTREL_OUT_OF_MEMORY = 2,
+    KESTREL_CANCELLED = 3,         ///< by a kestrel_cancellation, or by what a callback returned
+    KESTREL_NOT_FOUND = 4,         ///< there is no such thing, or no more
+    KESTREL_UNAVAILABLE = 5,       ///< something that the operation needs could not do its work
+    KESTREL_ACCESS_DENIED = 6,     ///< the system refused access to an item
+    KESTREL_SAFETY_VIOLATION = 7,  ///< the safety policy forbids it
+    KESTREL_STALE_ITEM = 8,        ///< the item is no longer what was recorded
+    KESTREL_SYSTEM = 9,            ///< another failure of the system; see kestrel_error_system_code
+    KESTREL_DAMAGED = 10,          ///< stored data that can't be understood
+    KESTREL_INTERNAL = 11          ///< a fault of the library; please report it
+};
+
+/// What went wrong. Never changes; any thread.
+typedef struct kestrel_error kestrel_error;
+
+/// KESTREL_OK for NULL.
+KESTREL_API kestrel_code kestrel_error_code(const kestrel_error* error) KESTREL_NOTHROW;
+/// A finished English sentence, or the system's own text, in UTF-8 with a NUL at its end. May quote names, which may
+/// hold control characters: escape it before it goes to a terminal. "" for NULL.
+KESTREL_API const char* kestrel_error_message(const kestrel_error* error) KESTREL_NOTHROW;
+/// The errno value beneath; 0 where there is none.
+KESTREL_API int kestrel_error_system_code(const kestrel_error* error) KESTREL_NOTHROW;
+KESTREL_API void kestrel_error_free(kestrel_error* error) KESTREL_NOTHROW;
+
+/// The name of a code, such as "KESTREL_NOT_FOUND"; "KESTREL_UNKNOWN" for one that this library does not know. Static.
+KESTREL_API const char* kestrel_code_name(kestrel_code code) KESTREL_NOTHROW;
+
+// ---- Cancellation --------------------------------------------------------------------------------------------------
+
+/// A flag that one side sets and the other heeds. One may be handed to any number of calls, one after the other or at
+/// once; it is set for good. Where a call takes one, NULL stands for one that nobody sets.
+typedef struct kestrel_cancellation kestrel_cancellation;
+
+KESTREL_API kestrel_code kestrel_cancellation_new(kestrel_cancellation** cancellation,
+                                                  kestrel_error** error) KESTREL_NOTHROW;
+/// Any thread, also while calls use it, also from a callback; not from a signal handler. Calls that were given it end
+/// soon with KESTREL_CANCELLED. Waits for nobody. What is called with it afterwards ends at once.
+KESTREL_API void kestrel_cancellation_cancel(const kestrel_cancellation* cancellation) KESTREL_NOTHROW;
+KESTREL_API bool kestrel_cancellation_is_cancelled(const kestrel_cancellation* cancellation) KESTREL_NOTHROW;
+/// May be freed while calls use it: they keep the flag.
+KESTREL_API void kestrel_cancellation_free(kestrel_cancellation* cancellation) KESTREL_NOTHROW;
+
+// ---- Records -------------------------------------------------------------------------------------------------------
+
+/// What a scanned item is.
+typedef int32_t kestrel_kind;
+enum {
+    KESTREL_KIND_FILE = 0,
+    KESTREL_KIND_FOLDER = 1,
+    KESTREL_KIND_PACKAGE = 2,        ///< a folder that file browsers show as one file
+    KESTREL_KIND_SYMBOLIC_LINK = 3,  ///< the link itself, wherever it leads
+    KESTREL_KIND_OTHER = 4           ///< what holds no content of its own: sockets, FIFOs, devices
+};
+
+/// How dangerous it is to take an item away; each includes those before it.
+typedef int32_t kestrel_risk;
+enum {
+    KESTREL_RISK_NORMAL = 0,   ///< the user's own files
+    KESTREL_RISK_CAUTION = 1,  ///< what several users or programs share
+    KESTREL_RISK_HIGH = 2,     ///< what programs keep, hidden items, applications: to be chosen knowingly
+    KESTREL_RISK_BLOCKED = 3   ///< never removed
+};
+
+/// Bits of kestrel_record.flags.
+enum {
+    KESTREL_RECORD_HIDDEN = 1,
+    KESTREL_RECORD_CLOUD_PLACEHOLDER = 2,  ///< the content is in cloud storage and not on this disk
+    KESTREL_RECORD_FURTHER_LINK = 4,       ///< a further hard link to a file that the scan has counted already
+    KESTREL_RECORD_HAS_DATE = 8,           ///< `modified_at` is known
+    KESTREL_RECORD_HAS_IDENTITY = 16       ///< `device` and `inode` are known
+};
+
+/// One scanned item. Made by the caller, filled by kestrel_records_get; texts are views of that list.
+typedef struct kestrel_record {
+    kestrel_text name;        ///< the last component of the path
+    kestrel_text extension;   ///< in lower case, without the dot; empty where there is none
+    int64_t display_bytes;    ///< the size to show: of a folder or package with all that is in it
+    int64_t allocated_bytes;  ///< of the item itself
+    int64_t aggregate_bytes;  ///< allocated, of the item and all that is in it; meaningful for folders and packages
+    int64_t logical_bytes;    ///< the length of the content
+    double modified_at;       ///< of the content; 0 without KESTREL_RECORD_HAS_DATE
+    uint64_t device;          ///< 0 without KESTREL_RECORD_HAS_IDENTITY, as the inode
+    uint64_t inode;
+    int64_t items_below;  ///< how many items are in it, at any depth; -1 where the list does not tell
+    int64_t freed_bytes;  ///< what comes free when it goes alone; -1 where the list does not tell
+    kestrel_kind kind;
+    kestrel_risk risk;  ///< as it was rated when it was scanned
+    uint32_t flags;
+    uint32_t reserved_flags;  ///< 0
+    uint64_t reserved[4];     ///< 0: what later versions take for further fields
+} kestrel_record;
+
+/// A list of records that never changes. All of a snapshot's are read where they are kept; other lists have their own.
+typedef struct kestrel_records kestrel_records;
+
+KESTREL_API size_t kestrel_records_count(const kestrel_records* records) KESTREL_NOTHROW;
+/// Fills `record`, which is all zeros when it returns false: for an index that is too large. Copies no text and
+/// allocates nothing: right for going through all of them.
+KESTREL_API bool kestrel_records_get(const kestrel_records* records, size_t index,
+                                     kestrel_record* record) KESTREL_NOTHROW;
+/// Writes the absolute path of a record and a NUL to `buffer`, where both fit in `capacity` bytes; else, where there is
+/// any room, only a NUL: never a part of a path. Returns the length of the path without the NUL, so what is at least
+/// `capacity` did not fit; 0 for an index that is too large. Paths are mostly short, but may have a mebibyte.
+KESTREL_API size_t kestrel_records_path(const kestrel_records* records, size_t index, char* buffer,
+                                        size_t capacity) KESTREL_NOTHROW;
+KESTREL_API void kestrel_records_free(kestrel_records* records) KESTREL_NOTHROW;
+
+// ---- Scanning ------------------------------------------------------------------------------------------------------
+
+/// What is to be scanned, and how. May be run any number of times.
+typedef struct kestrel_scan kestrel_scan;
+/// What a scan has found. Never changes; any thread.
+typedef struct kestrel_snapshot kestrel_snapshot;
+
+/// A scan of everything in `folder`, on its file system alone. The name's bytes are taken as they are, and a relative
+/// one goes on from the working directory. Links in it are followed now; below it none ever is. A single file can be
+/// scanned, too. KESTREL_SYSTEM where there is no such item, KESTREL_INVALID_ARGUMENT where its name, without links, is
+/// not UTF-8: then scan the folder above it.
+KESTREL_API kestrel_code kestrel_scan_new(const char* folder, kestrel_scan** scan,
+                                          kestrel_error** error) KESTREL_NOTHROW;
+
+/// Leaves out what a pattern names: "node_modules" in any folder, "Downloads/old" from the folder of the scan,
+/// "/home/*/.cache" from the root; with "/" at its end only folders. "*", "?", "[a-z]" and "**" are as in a shell.
+/// Compared byte by byte with names as the disk has them, so it need not be UTF-8; `length` bytes, which may hold no
+/// NUL.
+KESTREL_API kestrel_code kestrel_scan_exclude(kestrel_scan* scan, const char* pattern, size_t length,
+                                              kestrel_error** error) KESTREL_NOTHROW;
+
+typedef int32_t kestrel_scan_option;
+enum {
+    KESTREL_SCAN_ENTERS_MOUNTS = 1,      ///< other file systems below the folder are scanned, too
+    KESTREL_SCAN_LEAVES_OUT_CACHES = 2,  ///< so is what lies in folders that a CACHEDIR.TAG marks
+    KESTREL_SCAN_KEEPS_FOUND = 3         ///< one that is cancelled gives what it has found: see kestrel_scan_run
+};
+/// Options are off unless they are switched on.
+KESTREL_API kestrel_code kestrel_scan_set(kestrel_scan* scan, kestrel_scan_option option, bool is_on,
+                                          kestrel_error** error) KESTREL_NOTHROW;
+
+typedef int32_t kestrel_scan_event_kind;
+enum {
+    KESTREL_SCAN_STARTED = 1,   ///< first; `path` is the folder
+    KESTREL_SCAN_PROGRESS = 2,  ///< some times a second; `path` is what is looked at
+    KESTREL_SCAN_ISSUE = 3,  ///< of the first hundred; `path` could not be read, or not to its end; `message` says why
+    KESTREL_SCAN_LEFT_OUT = 4,  ///< `message` is the pattern; `items` were left out by it, and all in them
+    KESTREL_SCAN_ENTERED = 5    ///< another file system at `path`; `message` is its kind, such as "ext4"
+};
+/// What a running scan tells. Valid until the callback returns.
+typedef struct kestrel_scan_event {
+    kestrel_scan_event_kind kind;
+    kestrel_text path;  ///< absent where it is not mentioned above, as `message`
+    kestrel_text message;
+    int64_t items;            ///< seen so far
+    int64_t allocated_bytes;  ///< of these
+} kestrel_scan_event;
+
+/// `context` is what was handed in with the callback. Another value than 0 cancels that run.
+typedef int (*kestrel_scan_callback)(void* context, const kestrel_scan_event* event);
+/// Whom later runs tell; NULL: nobody. `context` is never looked at.
+KESTREL_API kestrel_code kestrel_scan_set_callback(kestrel_scan* scan, kestrel_scan_callback callback, void* context,
+                                                   kestrel_error** error) KESTREL_NOTHROW;
+
+/// Scans, and blocks until that is done: some seconds for a million items. Runs may overlap, each on its thread.
+///
+/// Cancelling gives KESTREL_CANCELLED within moments, also while the file system does not answer. With
+/// KESTREL_SCAN_KEEPS_FOUND it succeeds with what was found, as soon as the file system has answered once more; the
+/// snapshot then says that it is not complete.
+///
+/// KESTREL_ACCESS_DENIED where the folder can't be read, KESTREL_UNAVAILABLE where the walk can't start or has to stop.
+/// What can't be read below the folder is an issue of the snapshot and no failure.
+KESTREL_API kestrel_code kestrel_scan_run(const kestrel_scan* scan, const kestrel_cancellation* cancellation,
+                                          kestrel_snapshot** snapshot, kestrel_error** error) KESTREL_NOTHROW;
+KESTREL_API void kestrel_scan_free(kestrel_scan* scan) KESTREL_NOTHROW;
+
+// ---- Snapshots -----------------------------------------------------------------------------------------------------
+
+typedef struct kestrel_snapshot_info {
+    kestrel_text root;  ///< absolute path of the folder that was scanned
+    double started_at;
+    double completed_at;
+    size_t record_count;
+    size_t issue_count;             ///< kept ones: at most 1000
+    int64_t total_allocated_bytes;  ///< of the root with all that is in it
+    bool is_complete;               ///< false where the scan was cancelled: items are missing, folders look too small
+} kestrel_snapshot_info;
+
+/// One problem of a scan, which went on.
+typedef struct kestrel_issue {
+    kestrel_text path;     ///< of what could not be read, or not to its end
+    kestrel_text message;  ///< for the user
+} kestrel_issue;
+
+KESTREL_API const kestrel_snapshot_info* kestrel_snapshot_get_info(const kestrel_snapshot* snapshot) KESTREL_NOTHROW;
+KESTREL_API const kestrel_issue* kestrel_snapshot_get_issue(const kestrel_snapshot* snapshot,
+                                                            size_t index) KESTREL_NOTHROW;
+
+/// All records, in no order that means anything. Takes no time.
+KESTREL_API kestrel_code kestrel_snapshot_records(const kestrel_snapshot* snapshot, kestrel_records** records,
+                                                  kestrel_error** error) KESTREL_NOTHROW;
+/// The record with that path alone; KESTREL_NOT_FOUND where there is none.
+KESTREL_API kestrel_code kestrel_snapshot_find(const kestrel_snapshot* snapshot, const char* path,
+                                               kestrel_records** records, kestrel_error** error) KESTREL_NOTHROW;
+/// What lies in the folder at `path`, the largest first, with `items_below`. KESTREL_NOT_FOUND for a path that is no
+/// folder of the snapshot. The first call for a snapshot takes some tenths of a second for a million records.
+KESTREL_API kestrel_code kestrel_snapshot_list(const kestrel_snapshot* snapshot, const char* path,
+                                               kestrel_records** records, kestrel_error** error) KESTREL_NOTHROW;
+
+/// Which results of a search come first, and so which ones its limit leaves over.
+typedef int32_t kestrel_search_order;
+enum {
+    KESTREL_SEARCH_BY_SCORE = 0,  ///< best first
+    KESTREL_SEARCH_BY_SIZE = 1,   ///< largest first
+    KESTREL_SEARCH_BY_DATE = 2,   ///< youngest first, without a date last
+    KESTREL_SEARCH_BY_NAME = 3    ///< as lists are ordered for people
+};
+
+/// The records that answer a query as a person types it, at most `limit` of them. Words are found in names and paths,
+/// also with a small slip; ">2gb", "type:folder", "ext:pdf", "in:downloads", "old" and the like filter. An empty query
+/// is answered by all. `matches` may be NULL; else it is set to how many records answer, beyond the limit too; 0 when
+/// the limit is. The first search of a snapshot makes what later ones share.
+KESTREL_API kestrel_code kestrel_snapshot_search(const kestrel_snapshot* snapshot, const char* query, size_t limit,
+                                                 kestrel_search_order order, const kestrel_cancellation* cancellation,
+                                                 kestrel_records** records, size_t* matches,
+                                                 kestrel_error** error) KESTREL_NOTHROW;
+KESTREL_API void kestrel_snapshot_free(kestrel_snapshot* snapshot) KESTREL_NOTHROW;
+
+#ifdef __cplusplus
+}
+#endif
+#endif
