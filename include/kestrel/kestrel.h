@@ -306,6 +306,124 @@ KESTREL_API kestrel_code kestrel_snapshot_search(const kestrel_snapshot* snapsho
                                                  kestrel_error** error) KESTREL_NOTHROW;
 KESTREL_API void kestrel_snapshot_free(kestrel_snapshot* snapshot) KESTREL_NOTHROW;
 
+// ---- History -------------------------------------------------------------------------------------------------------
+
+/// Scans that are kept in a file, in little room: each is a generation, with a number that is never used again. Any
+/// thread; all calls may overlap, and any number of processes may use one file. All of them block on the disk; one that
+/// changes the file waits at most ten seconds for others that do. KESTREL_UNAVAILABLE where the file, or a generation
+/// in it, can't be read or written.
+typedef struct kestrel_history kestrel_history;
+
+/// The history in `file`, an absolute path. NULL is where the kestrel program keeps the scans of this user:
+/// kestrel/history.sqlite in $XDG_DATA_HOME, or in ~/.local/share. The file, and folders above it, are made when
+/// something is added; before that there is nothing in it. It is this user's only.
+KESTREL_API kestrel_code kestrel_history_open(const char* file, kestrel_history** history,
+                                              kestrel_error** error) KESTREL_NOTHROW;
+KESTREL_API void kestrel_history_free(kestrel_history* history) KESTREL_NOTHROW;
+
+/// Keeps a snapshot as the newest generation. `number` may be NULL; else it is set to that of the generation, and to 0
+/// after a failure.
+KESTREL_API kestrel_code kestrel_history_add(kestrel_history* history, const kestrel_snapshot* snapshot,
+                                             int64_t* number, kestrel_error** error) KESTREL_NOTHROW;
+/// Takes generations out; numbers that the history does not have are passed over.
+KESTREL_API kestrel_code kestrel_history_forget(kestrel_history* history, const int64_t* numbers, size_t count,
+                                                kestrel_error** error) KESTREL_NOTHROW;
+/// Takes out what age makes needless: all generations of a week are kept, one a day for a month, one a week for a year,
+/// and the newest of each folder and what is pinned in any case. `count` may be NULL; else it is set to how many went.
+KESTREL_API kestrel_code kestrel_history_thin(kestrel_history* history, size_t* count,
+                                              kestrel_error** error) KESTREL_NOTHROW;
+KESTREL_API kestrel_code kestrel_history_set_pinned(kestrel_history* history, int64_t number, bool is_pinned,
+                                                    kestrel_error** error) KESTREL_NOTHROW;
+
+/// What a history says of a generation without reading it.
+typedef struct kestrel_generation {
+    int64_t number;
+    kestrel_text root;  ///< absolute path of the folder that was scanned
+    double started_at;
+    double completed_at;
+    int64_t record_count;
+    int64_t total_allocated_bytes;
+    int64_t stored_bytes;  ///< what it takes in the history: of most only what differs from one before
+    bool is_complete;      ///< false where the scan was cancelled
+    bool is_pinned;
+    bool is_imported;  ///< read from a file: of some disk, whatever paths it has
+} kestrel_generation;
+
+typedef struct kestrel_generations kestrel_generations;
+
+/// The newest first; those of scans of `root`, or with NULL all. None where there is no file yet.
+KESTREL_API kestrel_code kestrel_history_generations(const kestrel_history* history, const char* root,
+                                                     kestrel_generations** generations,
+                                                     kestrel_error** error) KESTREL_NOTHROW;
+KESTREL_API size_t kestrel_generations_count(const kestrel_generations* generations) KESTREL_NOTHROW;
+KESTREL_API const kestrel_generation* kestrel_generations_at(const kestrel_generations* generations,
+                                                             size_t index) KESTREL_NOTHROW;
+KESTREL_API void kestrel_generations_free(kestrel_generations* generations) KESTREL_NOTHROW;
+
+/// Sets `number` to that of the newest generation whose root is `path` or a folder above it; imported ones don't count.
+/// KESTREL_NOT_FOUND, and 0, where there is none.
+KESTREL_API kestrel_code kestrel_history_newest(const kestrel_history* history, const char* path, int64_t* number,
+                                                kestrel_error** error) KESTREL_NOTHROW;
+
+/// The snapshot as it was added: some tenths of a second for a million records. KESTREL_NOT_FOUND where there is no
+/// such generation; so do all that follow.
+KESTREL_API kestrel_code kestrel_history_load(const kestrel_history* history, int64_t number,
+                                              kestrel_snapshot** snapshot, kestrel_error** error) KESTREL_NOTHROW;
+/// As the functions of snapshots with these names, without loading the rest: mostly some hundredths of a second.
+KESTREL_API kestrel_code kestrel_history_find(const kestrel_history* history, int64_t number, const char* path,
+                                              kestrel_records** records, kestrel_error** error) KESTREL_NOTHROW;
+KESTREL_API kestrel_code kestrel_history_list(const kestrel_history* history, int64_t number, const char* path,
+                                              kestrel_records** records, kestrel_error** error) KESTREL_NOTHROW;
+KESTREL_API kestrel_code kestrel_history_search(const kestrel_history* history, int64_t number, const char* query,
+                                                size_t limit, kestrel_search_order order,
+                                                const kestrel_cancellation* cancellation, kestrel_records** records,
+                                                size_t* matches, kestrel_error** error) KESTREL_NOTHROW;
+
+// ---- Growth --------------------------------------------------------------------------------------------------------
+
+/// How two generations differ. Never changes; any thread.
+typedef struct kestrel_growth kestrel_growth;
+
+typedef struct kestrel_growth_info {
+    kestrel_text path;     ///< the folder that was compared, or the file
+    int64_t before_bytes;  ///< allocated, with all that is in it
+    int64_t after_bytes;
+    size_t change_count;
+} kestrel_growth_info;
+
+typedef int32_t kestrel_change_kind;
+enum {
+    KESTREL_CHANGE_GREW = 0,    ///< takes more, or as much as before, of what has changed in it
+    KESTREL_CHANGE_SHRANK = 1,  ///< takes less
+    KESTREL_CHANGE_APPEARED = 2,
+    KESTREL_CHANGE_GONE = 3,
+    KESTREL_CHANGE_MOVED = 4  ///< a folder that stands at another path now
+};
+
+/// One change: of a file, or of a folder without what other changes tell of. So nothing counts twice, and the changes
+/// add up to the difference of all.
+typedef struct kestrel_change {
+    kestrel_change_kind what;
+    kestrel_kind kind;
+    kestrel_text path;        ///< as the later generation has it; of what is gone, as the earlier one has it
+    kestrel_text moved_from;  ///< absent but of what has moved
+    int64_t before_bytes;
+    int64_t after_bytes;
+    int64_t items;  ///< of a folder, how many items the change tells of; of a file 1
+} kestrel_change;
+
+/// How generation `until` differs from generation `since` in `path`; with NULL, in all that both have. Told are at most
+/// `most` changes, none deeper than `depth` folders below the path; SIZE_MAX for either is no bound. What is not told
+/// by itself is told with the folder that it lies in. KESTREL_NOT_FOUND where there is no such generation, where
+/// neither has something there, or where they have nothing in common.
+KESTREL_API kestrel_code kestrel_history_growth(const kestrel_history* history, int64_t since, int64_t until,
+                                                const char* path, size_t depth, size_t most, kestrel_growth** growth,
+                                                kestrel_error** error) KESTREL_NOTHROW;
+KESTREL_API const kestrel_growth_info* kestrel_growth_get_info(const kestrel_growth* growth) KESTREL_NOTHROW;
+/// The largest change first, whichever way.
+KESTREL_API const kestrel_change* kestrel_growth_at(const kestrel_growth* growth, size_t index) KESTREL_NOTHROW;
+KESTREL_API void kestrel_growth_free(kestrel_growth* growth) KESTREL_NOTHROW;
+
 #ifdef __cplusplus
 }
 #endif

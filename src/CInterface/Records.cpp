@@ -69,17 +69,18 @@ std::size_t give(std::string_view path, char* buffer, std::size_t capacity) {
 
 }  // namespace
 
-std::unique_ptr<kestrel_records> listOf(std::vector<FileRecord> records) {
+std::unique_ptr<kestrel_records> onlyRecord(std::optional<FileRecord> record) {
+    if (!record) throw Failure{KESTREL_NOT_FOUND, "The scan has no item with that path."};
     auto list = std::make_unique<kestrel_records>();
-    list->listed.reserve(records.size());
-    for (FileRecord& record : records) list->listed.push_back({.record = std::move(record)});
+    list->listed.push_back({.record = std::move(*record)});
     return list;
 }
 
-std::unique_ptr<kestrel_records> listOf(const FolderListing& listing) {
+std::unique_ptr<kestrel_records> listOf(const std::optional<FolderListing>& listing) {
+    if (!listing) throw Failure{KESTREL_NOT_FOUND, "The scan has no folder with that path."};
     auto list = std::make_unique<kestrel_records>();
-    list->listed.reserve(listing.entries.size());
-    for (const FolderEntry& entry : listing.entries)
+    list->listed.reserve(listing->entries.size());
+    for (const FolderEntry& entry : listing->entries)
         list->listed.push_back({.record = entry.record, .itemsBelow = entry.below.items});
     return list;
 }

@@ -45,9 +45,10 @@ struct kestrel_records {
 
 namespace KestrelC {
 
-[[nodiscard]] std::unique_ptr<kestrel_records> listOf(std::vector<KestrelCore::FileRecord> records);
-/// With what lies below each.
-[[nodiscard]] std::unique_ptr<kestrel_records> listOf(const KestrelCore::FolderListing& listing);
+/// A list of one. Throws that it was not found where there is none.
+[[nodiscard]] std::unique_ptr<kestrel_records> onlyRecord(std::optional<KestrelCore::FileRecord> record);
+/// What lies in a folder, with what lies below each. Throws that it was not found where there is no such folder.
+[[nodiscard]] std::unique_ptr<kestrel_records> listOf(const std::optional<KestrelCore::FolderListing>& listing);
 
 /// What is typed, with what else a search is told. Throws an invalid argument for an order that is none.
 struct TypedSearch {

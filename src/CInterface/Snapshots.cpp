@@ -43,22 +43,14 @@ kestrel_code kestrel_snapshot_records(const kestrel_snapshot* snapshot, kestrel_
 
 kestrel_code kestrel_snapshot_find(const kestrel_snapshot* snapshot, const char* path, kestrel_records** records,
                                    kestrel_error** error) noexcept {
-    return making(records, error, [&] {
-        auto record = needed(snapshot, "snapshot").contents.record(pathOf(path, "path"));
-        if (!record) throw Failure{KESTREL_NOT_FOUND, "The scan has no item with that path."};
-        std::vector<FileRecord> one;
-        one.push_back(std::move(*record));
-        return listOf(std::move(one));
-    });
+    return making(records, error,
+                  [&] { return onlyRecord(needed(snapshot, "snapshot").contents.record(pathOf(path, "path"))); });
 }
 
 kestrel_code kestrel_snapshot_list(const kestrel_snapshot* snapshot, const char* path, kestrel_records** records,
                                    kestrel_error** error) noexcept {
-    return making(records, error, [&] {
-        const auto listing = needed(snapshot, "snapshot").contents.listing(pathOf(path, "path"));
-        if (!listing) throw Failure{KESTREL_NOT_FOUND, "The scan has no folder with that path."};
-        return listOf(*listing);
-    });
+    return making(records, error,
+                  [&] { return listOf(needed(snapshot, "snapshot").contents.listing(pathOf(path, "path"))); });
 }
 
 kestrel_code kestrel_snapshot_search(const kestrel_snapshot* snapshot, const char* query, size_t limit,

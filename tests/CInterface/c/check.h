@@ -46,5 +46,6 @@ void test_access(void);
 void test_errors(void);
 void test_scans(void);
 void test_snapshots(void);
+void test_history(void);
 
 #endif

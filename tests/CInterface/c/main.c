@@ -109,6 +109,7 @@ int main(void) {
     test_errors();
     test_scans();
     test_snapshots();
+    test_history();
     clean_up();
     printf("%d failed\n", failures);
     return failures == 0 ? 0 : 1;
