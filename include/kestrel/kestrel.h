@@ -424,6 +424,146 @@ KESTREL_API const kestrel_growth_info* kestrel_growth_get_info(const kestrel_gro
 KESTREL_API const kestrel_change* kestrel_growth_at(const kestrel_growth* growth, size_t index) KESTREL_NOTHROW;
 KESTREL_API void kestrel_growth_free(kestrel_growth* growth) KESTREL_NOTHROW;
 
+// ---- Suggestions ---------------------------------------------------------------------------------------------------
+
+/// What can go, by rules, told from a generation alone: the disk is not touched. Never changes; any thread.
+typedef struct kestrel_suggestions kestrel_suggestions;
+
+/// How sure it is that what a rule finds is not missed, the surest first.
+typedef int32_t kestrel_certainty;
+enum {
+    KESTREL_CERTAINTY_REGENERATES = 0,      ///< made again from what is on this disk
+    KESTREL_CERTAINTY_DOWNLOADS_AGAIN = 1,  ///< comes back over the network when it is needed
+    KESTREL_CERTAINTY_YOURS = 2             ///< comes back from nowhere: only the person can say that it may go
+};
+
+/// What one rule found.
+typedef struct kestrel_suggestion_group {
+    kestrel_text rule;            ///< such as "cargo-target"
+    kestrel_text title;           ///< as a person reads it
+    kestrel_text why;             ///< why it may go, as a sentence
+    kestrel_text comes_back;      ///< how it comes back, or that it does not, as a sentence
+    kestrel_text owners_command;  ///< of the program that it belongs to, where that is the better way; mostly absent
+    kestrel_certainty certainty;
+    bool is_shown_only;  ///< that command is the only way: a plan refuses the items
+    int64_t item_count;
+    int64_t items_below;  ///< in all of them
+    int64_t freed_bytes;  ///< what comes free when all of them go
+} kestrel_suggestion_group;
+
+/// Of all that the generation has; with `folder`, of what lies below that folder. The rules are those that come with
+/// the library and this user's own, in kestrel/reclaim of the folder for configuration. KESTREL_INVALID_ARGUMENT for a
+/// generation that was imported: it shows some other disk.
+KESTREL_API kestrel_code kestrel_history_suggestions(const kestrel_history* history, int64_t number, const char* folder,
+                                                     const kestrel_cancellation* cancellation,
+                                                     kestrel_suggestions** suggestions,
+                                                     kestrel_error** error) KESTREL_NOTHROW;
+KESTREL_API size_t kestrel_suggestions_count(const kestrel_suggestions* suggestions) KESTREL_NOTHROW;
+/// The surest first, in each certainty the most bytes first. Only of rules that found something.
+KESTREL_API const kestrel_suggestion_group* kestrel_suggestions_at(const kestrel_suggestions* suggestions,
+                                                                   size_t index) KESTREL_NOTHROW;
+/// The items of a group, the largest first, with `items_below` and `freed_bytes`. KESTREL_NOT_FOUND for an index that
+/// is too large.
+KESTREL_API kestrel_code kestrel_suggestions_records(const kestrel_suggestions* suggestions, size_t index,
+                                                     kestrel_records** records, kestrel_error** error) KESTREL_NOTHROW;
+KESTREL_API void kestrel_suggestions_free(kestrel_suggestions* suggestions) KESTREL_NOTHROW;
+
+// ---- Taking away ---------------------------------------------------------------------------------------------------
+
+/// What is to go, item by item, each with the reason why it would stay. Nothing on the disk changes before a plan is
+/// executed, and then each item is judged once more by the same rules: no caller can lift them. One thread at a time.
+///
+///     kestrel_plan_new(history, &plan, &error)             the history is kept in step, and is never taken away itself
+///     kestrel_plan_add(plan, records, index, NULL, &error)
+///     show what would go (kestrel_plan_at), what comes free (kestrel_plan_freed_bytes), and ask the person
+///     kestrel_plan_execute(plan, KESTREL_DELETION_TRASH, NULL, NULL, NULL, NULL, &results, &error)
+typedef struct kestrel_plan kestrel_plan;
+
+/// `history` may be NULL. Else its files are protected, and what is gone is taken out of its newest generations.
+KESTREL_API kestrel_code kestrel_plan_new(const kestrel_history* history, kestrel_plan** plan,
+                                          kestrel_error** error) KESTREL_NOTHROW;
+KESTREL_API void kestrel_plan_free(kestrel_plan* plan) KESTREL_NOTHROW;
+
+/// Protects a place of the caller's own, such as its database, on top of those that are always protected: an item that
+/// is it, holds it or lies in it is refused with `reason`, a finished sentence. An absolute path of `length` bytes,
+/// which need not be UTF-8 or exist. Only before something is added.
+KESTREL_API kestrel_code kestrel_plan_protect(kestrel_plan* plan, const char* path, size_t length, const char* reason,
+                                              kestrel_error** error) KESTREL_NOTHROW;
+/// Lets items of KESTREL_RISK_HIGH go, which stay otherwise: for a person who has said so. Only before something is
+/// added.
+KESTREL_API kestrel_code kestrel_plan_allow_high_risk(kestrel_plan* plan, kestrel_error** error) KESTREL_NOTHROW;
+
+/// Adds an item as it was found: it goes only while it still is the very item of that record. Looks at the disk, and
+/// blocks while it does. That the item would be refused is no failure: see kestrel_plan_item.
+KESTREL_API kestrel_code kestrel_plan_add(kestrel_plan* plan, const kestrel_records* records, size_t index,
+                                          const kestrel_cancellation* cancellation,
+                                          kestrel_error** error) KESTREL_NOTHROW;
+/// Adds the item that is at an absolute path now, for one that no scan has seen. KESTREL_NOT_FOUND, and nothing is
+/// added, where there is none.
+KESTREL_API kestrel_code kestrel_plan_add_path(kestrel_plan* plan, const char* path,
+                                               const kestrel_cancellation* cancellation,
+                                               kestrel_error** error) KESTREL_NOTHROW;
+
+typedef struct kestrel_plan_item {
+    kestrel_text path;
+    kestrel_kind kind;        ///< KESTREL_KIND_OTHER of a path that was refused without a look
+    kestrel_risk risk;        ///< the stricter one of the scan's and of today's
+    kestrel_code refusal;     ///< KESTREL_OK: it would go
+    kestrel_text reason;      ///< why it would stay, as a finished sentence; absent of what would go
+    int64_t allocated_bytes;  ///< as measured now, with all that is in it; 0 of what would stay
+    int64_t unread;           ///< items in it that could not be looked at: the bytes leave them out
+} kestrel_plan_item;
+
+/// In the order in which they were added. Valid until the plan is freed, also when more is added.
+KESTREL_API size_t kestrel_plan_count(const kestrel_plan* plan) KESTREL_NOTHROW;
+KESTREL_API const kestrel_plan_item* kestrel_plan_at(const kestrel_plan* plan, size_t index) KESTREL_NOTHROW;
+/// What really comes free when all goes that would: a file that has another name elsewhere gives nothing, and nothing
+/// counts twice.
+KESTREL_API int64_t kestrel_plan_freed_bytes(const kestrel_plan* plan) KESTREL_NOTHROW;
+
+typedef int32_t kestrel_deletion_mode;
+enum {
+    KESTREL_DELETION_TRASH = 0,     ///< into this user's Trash, with a receipt, so that `kestrel restore` puts it back
+    KESTREL_DELETION_PERMANENT = 1  ///< for good
+};
+
+/// What became of one item.
+typedef struct kestrel_result {
+    kestrel_text path;
+    kestrel_text resulting_path;  ///< its place in the Trash; absent where it is not there
+    kestrel_text message;         ///< the outcome in finished sentences, for the user
+    kestrel_code code;            ///< KESTREL_OK: it is gone from its path
+} kestrel_result;
+
+typedef struct kestrel_results_info {
+    size_t count;         ///< of results
+    size_t gone_count;    ///< of those with KESTREL_OK
+    int64_t freed_bytes;  ///< what came free with these, or comes free when the Trash is emptied
+    bool is_interrupted;  ///< cancelled: items were not tried, which have no result, or one was given up on the way
+    kestrel_text remark;  ///< why the plan's history may still show what is gone; absent where it does not
+} kestrel_results_info;
+
+typedef struct kestrel_results kestrel_results;
+
+/// `context` is what was handed in with the callback; the result is valid until it returns. Another value than 0 keeps
+/// the items that are left.
+typedef int (*kestrel_result_callback)(void* context, const kestrel_result* result);
+
+/// Lets go what would, in order. One item's failure stops no other. A plan is executed once.
+///
+/// What goes for good needs "DELETE" as `confirmation`, as the person has typed it; for the Trash it is NULL.
+/// `callback` may be NULL. A cancellation also stops within an item: what is left of it has its old place. What was
+/// done until then is no failure of the call: `results` tells of it. The call itself fails before anything is touched,
+/// or not at all.
+KESTREL_API kestrel_code kestrel_plan_execute(kestrel_plan* plan, kestrel_deletion_mode mode, const char* confirmation,
+                                              kestrel_result_callback callback, void* context,
+                                              const kestrel_cancellation* cancellation, kestrel_results** results,
+                                              kestrel_error** error) KESTREL_NOTHROW;
+KESTREL_API const kestrel_results_info* kestrel_results_get_info(const kestrel_results* results) KESTREL_NOTHROW;
+/// In the order of the plan's items that would go.
+KESTREL_API const kestrel_result* kestrel_results_at(const kestrel_results* results, size_t index) KESTREL_NOTHROW;
+KESTREL_API void kestrel_results_free(kestrel_results* results) KESTREL_NOTHROW;
+
 #ifdef __cplusplus
 }
 #endif

@@ -26,6 +26,7 @@ struct ListedRecord {
 struct SuggestedList {
     KestrelCore::SuggestionGroup group;
     KestrelCore::SuggestionSettings settings;
+    bool isOfNewest = true;  ///< whether the generation was the newest of its root when it was asked
 };
 
 }  // namespace KestrelC

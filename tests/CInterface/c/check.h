@@ -47,5 +47,7 @@ void test_errors(void);
 void test_scans(void);
 void test_snapshots(void);
 void test_history(void);
+void test_deletion(void);
+void test_suggestions(void);
 
 #endif

@@ -110,6 +110,8 @@ int main(void) {
     test_scans();
     test_snapshots();
     test_history();
+    test_deletion();
+    test_suggestions();
     clean_up();
     printf("%d failed\n", failures);
     return failures == 0 ? 0 : 1;
