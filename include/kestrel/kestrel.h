@@ -564,6 +564,107 @@ KESTREL_API const kestrel_results_info* kestrel_results_get_info(const kestrel_r
 KESTREL_API const kestrel_result* kestrel_results_at(const kestrel_results* results, size_t index) KESTREL_NOTHROW;
 KESTREL_API void kestrel_results_free(kestrel_results* results) KESTREL_NOTHROW;
 
+// ---- The system ----------------------------------------------------------------------------------------------------
+
+/// Reads the system's counters. Rates are since the sampler's previous reading, whoever asked for that one; the first
+/// reading has zeros for them. Any thread; readings wait for each other.
+typedef struct kestrel_system_sampler kestrel_system_sampler;
+/// One reading. Never changes; any thread.
+typedef struct kestrel_system_sample kestrel_system_sample;
+
+typedef int32_t kestrel_thermal_level;
+enum {
+    KESTREL_THERMAL_NOMINAL = 0,
+    KESTREL_THERMAL_FAIR = 1,      ///< fans may run
+    KESTREL_THERMAL_SERIOUS = 2,   ///< the system slows itself down
+    KESTREL_THERMAL_CRITICAL = 3,  ///< the system is about to protect itself
+    KESTREL_THERMAL_UNKNOWN = 4    ///< the machine does not tell
+};
+
+typedef int32_t kestrel_power_source;
+enum {
+    KESTREL_POWER_UNKNOWN = 0,  ///< the machine does not tell, or has none to tell of
+    KESTREL_POWER_BATTERY = 1,
+    KESTREL_POWER_MAINS = 2  ///< also with a battery that is full
+};
+
+/// What is -1 in this the system does not tell.
+typedef struct kestrel_system_info {
+    double taken_at;
+    double cpu_used;           ///< 0 to 1 over all processors
+    size_t processor_count;    ///< of the next; 0 where the system does not tell
+    const double* processors;  ///< 0 to 1 for each processor that runs, in the system's order
+    int64_t memory_used_bytes;
+    int64_t memory_total_bytes;
+    int64_t memory_cache_bytes;  ///< content of files, given up on demand; or -1
+    int64_t swap_used_bytes;
+    int64_t swap_total_bytes;      ///< or -1
+    kestrel_text memory_pressure;  ///< "Normal", "Elevated", "High" or "Unknown"
+    double processor_waiting;      ///< the part of the last ten seconds in which something had to wait for it; or -1
+    double memory_waiting;
+    double disk_waiting;
+    double battery;  ///< charge, 0 to 1; or -1
+    kestrel_power_source power;
+    kestrel_thermal_level thermal;
+    int64_t network_down_bytes_per_second;  ///< loopback left out
+    int64_t network_up_bytes_per_second;
+} kestrel_system_info;
+
+KESTREL_API kestrel_code kestrel_system_sampler_new(kestrel_system_sampler** sampler,
+                                                    kestrel_error** error) KESTREL_NOTHROW;
+KESTREL_API kestrel_code kestrel_system_sampler_read(kestrel_system_sampler* sampler, kestrel_system_sample** sample,
+                                                     kestrel_error** error) KESTREL_NOTHROW;
+KESTREL_API void kestrel_system_sampler_free(kestrel_system_sampler* sampler) KESTREL_NOTHROW;
+KESTREL_API const kestrel_system_info*
+kestrel_system_sample_get_info(const kestrel_system_sample* sample) KESTREL_NOTHROW;
+KESTREL_API void kestrel_system_sample_free(kestrel_system_sample* sample) KESTREL_NOTHROW;
+
+// ---- Processes -----------------------------------------------------------------------------------------------------
+
+/// Reads the process table. Any thread; readings wait for each other.
+typedef struct kestrel_process_sampler kestrel_process_sampler;
+/// The processes of one reading, in the system's order. Never changes; any thread.
+typedef struct kestrel_processes kestrel_processes;
+
+typedef struct kestrel_process {
+    int32_t id;
+    bool may_be_told;              ///< whether kestrel_processes_tell would try
+    kestrel_text name;             ///< for showing only: a process may call itself what it likes
+    kestrel_text executable_path;  ///< absent for the kernel's own threads and where the system does not tell
+    double cpu_percent;            ///< of one processor since the previous reading; 0 at the first sight
+    int64_t resident_bytes;        ///< physical memory held
+    int64_t virtual_bytes;         ///< address space taken
+    int64_t thread_count;
+    int64_t running_thread_count;
+    int64_t priority;  ///< in the system's own scale
+} kestrel_process;
+
+KESTREL_API kestrel_code kestrel_process_sampler_new(kestrel_process_sampler** sampler,
+                                                     kestrel_error** error) KESTREL_NOTHROW;
+/// Every process that may be inspected, but for zombies. None where they can't be listed.
+KESTREL_API kestrel_code kestrel_process_sampler_read(kestrel_process_sampler* sampler, kestrel_processes** processes,
+                                                      kestrel_error** error) KESTREL_NOTHROW;
+KESTREL_API void kestrel_process_sampler_free(kestrel_process_sampler* sampler) KESTREL_NOTHROW;
+KESTREL_API size_t kestrel_processes_count(const kestrel_processes* processes) KESTREL_NOTHROW;
+KESTREL_API const kestrel_process* kestrel_processes_at(const kestrel_processes* processes,
+                                                        size_t index) KESTREL_NOTHROW;
+KESTREL_API void kestrel_processes_free(kestrel_processes* processes) KESTREL_NOTHROW;
+
+typedef int32_t kestrel_process_request;
+enum {
+    KESTREL_PROCESS_QUIT = 1,        ///< asks it to quit (SIGTERM)
+    KESTREL_PROCESS_FORCE_QUIT = 2,  ///< has the system end it (SIGKILL): it can save nothing then
+    KESTREL_PROCESS_FREEZE = 3,      ///< lets it stand still (SIGSTOP); it keeps what it holds
+    KESTREL_PROCESS_RESUME = 4       ///< lets it go on (SIGCONT)
+};
+
+/// Tells a sampled process something, once, and does not wait for it to be heard. The process is compared with the
+/// sample first: an identifier that another executable runs by now is never told anything. KESTREL_SAFETY_VIOLATION for
+/// this process itself and those that the system can't do without, KESTREL_STALE_ITEM where it has exited,
+/// KESTREL_UNAVAILABLE where the system refuses.
+KESTREL_API kestrel_code kestrel_processes_tell(const kestrel_processes* processes, size_t index,
+                                                kestrel_process_request request, kestrel_error** error) KESTREL_NOTHROW;
+
 #ifdef __cplusplus
 }
 #endif

@@ -49,5 +49,6 @@ void test_snapshots(void);
 void test_history(void);
 void test_deletion(void);
 void test_suggestions(void);
+void test_metrics(void);
 
 #endif

@@ -112,6 +112,7 @@ int main(void) {
     test_history();
     test_deletion();
     test_suggestions();
+    test_metrics();
     clean_up();
     printf("%d failed\n", failures);
     return failures == 0 ? 0 : 1;
