@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <limits>
 #include <string>
 #include <utility>
@@ -62,7 +61,7 @@ kestrel_record recordOf(const RecordView& view) {
 std::size_t give(std::string_view path, char* buffer, std::size_t capacity) {
     if (buffer == nullptr || capacity == 0) return path.size();
     const std::size_t length = path.size() < capacity ? path.size() : 0;
-    std::memcpy(buffer, path.data(), length);
+    path.copy(buffer, length);
     buffer[length] = '\0';
     return path.size();
 }
