@@ -105,6 +105,8 @@ void FolderFacts::findPlaces(const SuggestionSettings& settings) {
         if (!table_.name(folder).starts_with('.')) continue;
         flags_[folder] |= hidden;
         if (parent == home || parent == 0 || (settings.folder && parent == asked)) flags_[folder] |= ofProgram;
+        // What a version control has in its store is no cache, whatever it is called.
+        if (isOfVersionControl(table_.name(folder))) forbid(folder);
     }
 }
 

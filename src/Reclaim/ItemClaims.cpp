@@ -1,5 +1,6 @@
 #include "Reclaim/ItemClaims.hpp"
 
+#include "KestrelCore/Base/Path.hpp"
 #include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Deletion/SafetyPolicy.hpp"
 #include "Reclaim/RuleText.hpp"
@@ -10,20 +11,11 @@
 
 namespace KestrelCore {
 
-namespace {
-
-/// Whether it takes what has been thrown away: a working copy there is as little worth as all else.
-bool takesTrash(const ReclaimMatch& match) {
-    return !match.places.empty() && std::ranges::all_of(match.places, [](const Text& place) {
-        return placeText(place.view()).anchor == PlaceAnchor::trash;
-    });
-}
-
-}  // namespace
-
-ItemClaims::ItemClaims(FittingItems fitting, const std::vector<ReclaimRule>& rules, const FolderFacts& facts,
-                       const SuggestionSettings& settings)
-    : rules_{rules}, facts_{facts}, claimOf_(facts.table().size(), none), holdsClaims_(facts.table().size()) {
+ItemClaims::ItemClaims(FittingItems fitting, const OpenGeneration& generation, const std::vector<ReclaimRule>& rules,
+                       const FolderFacts& facts, const SuggestionSettings& settings)
+    : rules_{rules}, facts_{facts}, names_{generation.rows().files(), 0, true}, claimOf_(facts.table().size(), none),
+      holdsClaims_(facts.table().size()) {
+    if (settings.readsRepositories) tracked_.emplace();
     const Date now = settings.now.value_or(Date::now());
     for (const ReclaimRule& rule : rules) latest_.push_back(latestChange(rule, now));
     // Rules stand in their order; of one rank folders come before what lies in them, and before files.
@@ -53,7 +45,7 @@ void ItemClaims::claimFolder(FittingItem& item, const std::vector<std::uint32_t>
     const bool isByWitness = !rules_[item.match.rule].matches[item.match.match].folders.empty();
     // A part of what has to stay as a whole, such as a module of an installed one.
     if (isByWitness && folder < shadow) return;
-    if (!mayGo(item, versioned)) {
+    if (!mayGo(item, versioned) || isTracked(item)) {
         if (isByWitness) shadow = std::max(shadow, table.end(folder));
         return;
     }
@@ -68,7 +60,8 @@ void ItemClaims::claimFile(FittingItem& item) {
     const FolderTable& table = facts_.table();
     const std::uint32_t folder = table.folderOf(item.position);
     // The same file comes up once for each rule, the first one first; of a lesser rank it has been noted before.
-    if (claimOf_[folder] != none || !claimedFiles_.insert(item.position).second) return;
+    if (claimOf_[folder] != none || claimedFiles_.contains(item.position) || isTracked(item)) return;
+    claimedFiles_.insert(item.position);
     markAbove(folder);
     files_.emplace_back(item.position, static_cast<std::uint32_t>(items_.size()));
     items_.push_back(std::move(item));
@@ -77,10 +70,28 @@ void ItemClaims::claimFile(FittingItem& item) {
 bool ItemClaims::mayGo(const FittingItem& item, const std::vector<std::uint32_t>& versioned) const {
     const std::uint32_t folder = item.position;
     if (!facts_.isWhole(folder) || facts_.newest(folder) > latest_[item.match.rule]) return false;
-    if (takesTrash(rules_[item.match.rule].matches[item.match.match])) return true;
+    if (takesTrash(item)) return true;
     const auto inside = std::ranges::lower_bound(versioned, folder);
     const bool holdsFileOfVersions = inside != versioned.end() && *inside < facts_.table().end(folder);
     return !facts_.holdsVersions(folder) && !holdsFileOfVersions;
+}
+
+bool ItemClaims::isTracked(const FittingItem& item) {
+    if (!tracked_ || takesTrash(item)) return false;
+    const FolderTable& table = facts_.table();
+    const Text above{table.path(item.isFile ? table.folderOf(item.position) : table.parent(item.position))};
+    if (!tracked_->isInWorkingCopy(above)) return false;
+    const std::string_view name =
+        item.isFile ? names_.at(item.position).name(0) : std::string_view{table.name(item.position)};
+    return tracked_->reasonToKeep(Path::appending(above, Text{name})).has_value();
+}
+
+/// Whether its rule takes what has been thrown away: a working copy there is as little worth as all else.
+bool ItemClaims::takesTrash(const FittingItem& item) const {
+    const std::vector<Text>& places = rules_[item.match.rule].matches[item.match.match].places;
+    return !places.empty() && std::ranges::all_of(places, [](const Text& place) {
+        return placeText(place.view()).anchor == PlaceAnchor::trash;
+    });
 }
 
 bool ItemClaims::isRefused(const std::string& path) {

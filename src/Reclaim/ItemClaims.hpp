@@ -1,10 +1,13 @@
 #pragma once
 
 #include "Reclaim/FittingItems.hpp"
+#include "Reclaim/TrackedFiles.hpp"
+#include "Storage/History/ChunkColumns.hpp"
 
 #include <boost/unordered/unordered_flat_set.hpp>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,10 +23,10 @@ class ItemClaims {
 public:
     static constexpr std::uint32_t none = 0xFFFFFFFF;
 
-    /// What may not go after all is left out: what the policy refuses, and folders that hold what is too young, under
-    /// version control, a mount or something unknown.
-    ItemClaims(FittingItems fitting, const std::vector<ReclaimRule>& rules, const FolderFacts& facts,
-               const SuggestionSettings& settings);
+    /// What may not go after all is left out: what the policy refuses, what version control keeps, and folders that
+    /// hold what is too young, a repository, a mount or something unknown.
+    ItemClaims(FittingItems fitting, const OpenGeneration& generation, const std::vector<ReclaimRule>& rules,
+               const FolderFacts& facts, const SuggestionSettings& settings);
 
     [[nodiscard]] const std::vector<FittingItem>& items() const { return items_; }
     /// Which of `items` the folder is or lies in; `none`.
@@ -36,12 +39,17 @@ private:
     void claimFolder(FittingItem& item, const std::vector<std::uint32_t>& versioned, std::uint32_t& shadow);
     void claimFile(FittingItem& item);
     [[nodiscard]] bool mayGo(const FittingItem& item, const std::vector<std::uint32_t>& versioned) const;
+    /// Whether version control keeps it, or something in it. Asks the disk, so last.
+    [[nodiscard]] bool isTracked(const FittingItem& item);
+    [[nodiscard]] bool takesTrash(const FittingItem& item) const;
     [[nodiscard]] static bool isRefused(const std::string& path);
     void markAbove(std::uint32_t folder);
 
     const std::vector<ReclaimRule>& rules_;
     const FolderFacts& facts_;
     std::vector<std::uint64_t> latest_;
+    RowReader names_;                      ///< of files
+    std::optional<TrackedFiles> tracked_;  ///< absent where nobody asks for it
     std::vector<FittingItem> items_;
     std::vector<std::uint32_t> claimOf_;  ///< of each folder
     std::vector<bool> holdsClaims_;       ///< of each folder

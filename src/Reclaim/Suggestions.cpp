@@ -4,11 +4,13 @@
 #include "Platform/ItemOwner.hpp"
 #include "Reclaim/ItemClaims.hpp"
 #include "Reclaim/SharedInodes.hpp"
+#include "Reclaim/TrackedFiles.hpp"
 #include "Storage/GenerationAccess.hpp"
 #include "Storage/History/RecordBuilder.hpp"
 #include "Storage/History/RowValues.hpp"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 #include <numeric>
 #include <tuple>
@@ -215,13 +217,14 @@ std::optional<Suggestions> Suggestions::of(const GenerationReader& generation, c
     FittingItems fitting = fittingItems(open, rules, sameTime, facts);
     const auto isGivenUp = [&] { return settings.cancellation && settings.cancellation->isCancelled(); };
     if (isGivenUp()) return std::nullopt;
-    const ItemClaims claims{std::move(fitting), rules, facts, sameTime};
+    const ItemClaims claims{std::move(fitting), open, rules, facts, sameTime};
     Suggestions result = Groups{open, rules, facts, claims, sameTime}.suggestions();
     if (isGivenUp()) return std::nullopt;
     return result;
 }
 
-std::optional<Text> Suggestions::objection(const SuggestedItem& item, const SuggestionSettings& settings) {
+std::vector<std::optional<Text>> Suggestions::objections(std::span<const SuggestedItem> items,
+                                                         const SuggestionSettings& settings) {
     const Text& home = settings.places.home;
     const auto homesOwner = ownerOf(home.string());
     const auto isOurs = [&](std::uint32_t user) {
@@ -237,10 +240,23 @@ std::optional<Text> Suggestions::objection(const SuggestedItem& item, const Sugg
         if (isOwnPlace(path) && !isOurs(owner->user)) return Text{path.string() + " belongs to another user."};
         return std::nullopt;
     };
-    for (const Text& witness : item.witnesses) {
-        if (auto reason = judged(witness)) return reason;
-    }
-    return judged(item.record.path());
+    TrackedFiles tracked;
+    const auto objection = [&](const SuggestedItem& item) -> std::optional<Text> {
+        for (const Text& witness : item.witnesses) {
+            if (auto reason = judged(witness)) return reason;
+        }
+        if (auto reason = judged(item.record.path())) return reason;
+        const bool isThrownAway = Path::isBeneath(item.record.path(), settings.places.trash);
+        return isThrownAway ? std::nullopt : tracked.reasonToKeep(item.record.path());
+    };
+    std::vector<std::optional<Text>> objections;
+    objections.reserve(items.size());
+    std::ranges::transform(items, std::back_inserter(objections), objection);
+    return objections;
+}
+
+std::optional<Text> Suggestions::objection(const SuggestedItem& item, const SuggestionSettings& settings) {
+    return std::move(objections({&item, 1}, settings).front());
 }
 
 std::int64_t Suggestions::bytesOf(ReclaimCertainty certainty) const {

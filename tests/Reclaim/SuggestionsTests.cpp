@@ -2,6 +2,7 @@
 
 #include "KestrelCore/Storage/SnapshotHistory.hpp"
 #include "support/DescribedTree.hpp"
+#include "support/GitRepository.hpp"
 #include "support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
@@ -153,6 +154,34 @@ TEST_F(SuggestionsTest, neverTakesWhatIsUnderVersionControlAMountOrUnknown) {
                      {.path = place + "fine/.gitignore", .bytes = 10}},
                     {{.path = Text{place + "locked/deep"}, .message = "No."}}),
               (Lines{"a: /home/anna/.cache/a/fine 10"}));
+}
+
+TEST_F(SuggestionsTest, neverTakesWhatARepositoryAboveTracks) {
+    add("o", "folders = [\"build\", \"inner\"]\nholds = [\"w\"]\n");
+    add("l", "files = [\"*.log\"]\n", 60);
+    const TemporaryFolder home;
+    settings_.places = ReclaimPlaces::below(Text{home.path()});
+    std::vector<DescribedItem> items;
+    for (const char* name : {"p/build/w", "p/build/inner/w", "p/a/build/w", "p/a.log", "p/b.log", "q/build/w"}) {
+        home.makeFile(name, "content");
+        items.push_back({.path = home / name, .bytes = 10});
+    }
+    testing::git(home.path(), "init p");
+    testing::git(home / "p", "add build/w a.log");
+    items.push_back({.path = home / "p/.git/index", .bytes = 10});
+    // The folder in the tracked one is a part of it.
+    EXPECT_EQ(found(items), (Lines{"o: " + home / "p/a/build" + " 10", "o: " + home / "q/build" + " 10",
+                                   "l: " + home / "p/b.log" + " 10"}));
+    const Suggestions before = of(items);
+    settings_.readsRepositories = false;
+    EXPECT_EQ(of(items).groups.at(0).itemCount, 3);
+    // What is added after the question is kept by the look before it goes.
+    testing::git(home / "p", "add a/build");
+    const auto objections = Suggestions::objections(before.groups.at(0).items, settings_);
+    ASSERT_EQ(objections.size(), 2U);
+    EXPECT_EQ(objections[0],
+              Text{home / "p/a/build" + " is tracked by the repository " + home / "p" + ", or holds what is."});
+    EXPECT_EQ(objections[1], std::nullopt);
 }
 
 TEST_F(SuggestionsTest, neverLooksIntoOtherPeoplesHomes) {

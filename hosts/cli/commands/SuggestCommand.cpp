@@ -195,11 +195,13 @@ ExitCode takeAway(Session& session, const Suggestions& suggestions, const Sugges
                   SuggestOptions& options) {
     std::vector<DeletionTarget> targets;
     for (const SuggestionGroup& group : suggestions.groups) {
-        for (const SuggestedItem& item : group.items) {
-            DeletionTarget target{.path = item.record.path(), .seen = item.record};
-            // A scan does not say whose an item is.
-            if (auto objection = Suggestions::objection(item, settings)) {
-                target.refusal = std::move(objection);
+        // A scan does not say whose an item is, nor what a repository has come to track since.
+        std::vector<std::optional<Text>> objections = Suggestions::objections(group.items, settings);
+        for (std::size_t i = 0; i < group.items.size(); ++i) {
+            const FileRecord& record = group.items[i].record;
+            DeletionTarget target{.path = record.path(), .seen = record};
+            if (objections[i]) {
+                target.refusal = std::move(objections[i]);
                 target.code = ExitCode::refused;
             }
             targets.push_back(std::move(target));

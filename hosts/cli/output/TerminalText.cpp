@@ -152,6 +152,8 @@ std::string TerminalText::shortened(std::string_view text, std::size_t columns, 
 
 std::vector<std::string_view> TerminalText::wrapped(std::string_view text, std::size_t columns) {
     std::vector<std::string_view> pieces;
+    // In a sentence a slash is no better place than any other.
+    const bool isPath = text.starts_with('/') || text.starts_with('~');
     std::size_t begin = 0;
     while (pieces.empty() || begin < text.size()) {
         std::size_t end = begin;
@@ -169,7 +171,7 @@ std::vector<std::string_view> TerminalText::wrapped(std::string_view text, std::
             if (text[end - 1] == ' ') afterBlank = end;
         }
         if (end < text.size()) {
-            if (afterSlash > begin) {
+            if (afterSlash > begin && (isPath || afterBlank == begin)) {
                 end = afterSlash;
             } else if (afterBlank > begin) {
                 end = afterBlank;

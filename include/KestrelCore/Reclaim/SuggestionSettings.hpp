@@ -38,6 +38,9 @@ struct SuggestionSettings {
     std::vector<Text> onlyRules{};
     /// How many items of a group become records; absent: all. Counts and bytes are of all.
     std::optional<std::size_t> mostItems{};
+    /// Whether the repositories that items lie in are asked what they track, so that it is left out: the one thing that
+    /// is read from the disk, a file for each repository. Without it the disk is not touched.
+    bool readsRepositories = true;
     std::optional<CancellationToken> cancellation{};  ///< absent: it can't be abandoned
 };
 

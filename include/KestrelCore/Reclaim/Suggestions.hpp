@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <vector>
 
 namespace KestrelCore {
@@ -36,11 +37,12 @@ struct SuggestionGroup {
     std::int64_t freedBytes = 0;  ///< what comes free when all go
 };
 
-/// What can go, by rules, told from a generation of the history alone: the disk is not touched.
+/// What can go, by rules, told from a generation of the history alone. Only what version control keeps no scan tells:
+/// the index of each repository around an item is read for it, where the settings don't forbid it.
 ///
-/// Every item counts once, for the rule that claims it first. What the safety policy refuses is no part of it, nor is a
-/// folder that holds something younger than its rule's smallest age, a repository, or a mount. What a repository above
-/// it tracks is not recognised: its index is not read.
+/// Every item counts once, for the rule that claims it first. What the safety policy refuses is no part of it, nor is
+/// what version control keeps, or a folder that holds such a thing, something younger than its rule's smallest age, a
+/// repository, or a mount.
 struct KESTRELCORE_EXPORT Suggestions {
     /// The surest first, in each certainty the most bytes first. Only of rules that found something.
     std::vector<SuggestionGroup> groups;
@@ -53,9 +55,13 @@ struct KESTRELCORE_EXPORT Suggestions {
     /// Of all groups of one certainty.
     [[nodiscard]] std::int64_t bytesOf(ReclaimCertainty certainty) const;
 
-    /// Asks the disk, right before an item goes, what no scan tells: that it and its witnesses are no links, and below
-    /// the person's own places neither is somebody else's. Why it has to stay, as a finished sentence; empty where
-    /// nothing speaks against it. That the item is still the scanned one is asked by whoever removes it.
+    /// Asks the disk, right before items go, what no scan tells: that they and their witnesses are no links, that below
+    /// the person's own places none is somebody else's, and that no repository tracks them by now. Of each item why it
+    /// has to stay, as a finished sentence; empty where nothing speaks against it. That an item is still the scanned
+    /// one is asked by whoever removes it.
+    [[nodiscard]] static std::vector<std::optional<Text>> objections(std::span<const SuggestedItem> items,
+                                                                     const SuggestionSettings& settings);
+    /// Of one item. Many are better asked together: each call reads the repositories around them once.
     [[nodiscard]] static std::optional<Text> objection(const SuggestedItem& item, const SuggestionSettings& settings);
 };
 

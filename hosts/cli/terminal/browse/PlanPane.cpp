@@ -205,14 +205,16 @@ std::vector<ScreenLine> PlanPane::foot() const {
             add("Nothing of this can go. Any key goes back.", Style::heading);
             break;
         }
-        const std::string amount =
-            fmt::format("{} ({} come free)", ByteFormat::items(plan_.going), session_.size(plan_.freedBytes));
+        const std::string amount = ByteFormat::items(plan_.going);
+        const std::string size = session_.size(plan_.freedBytes);
         if (isForGood()) {
             if (isOtherWord_) add("The word is DELETE, in capital letters; nothing was removed.", Style::warning);
-            add(fmt::format("Type DELETE to remove {} for good, Esc to leave everything: {}_", amount, typed_),
+            add(fmt::format("Type DELETE to remove {} for good ({} come free), Esc to leave everything: {}_", amount,
+                            size, typed_),
                 Style::bad);
         } else {
-            add(fmt::format("Move {} to the Trash? [y/N]", amount), Style::warning);
+            add("It counts as used until the Trash is emptied; D on the list frees it at once.", Style::quiet);
+            add(fmt::format("Move {} ({}) to the Trash? [y/N]", amount, size), Style::warning);
         }
         break;
     }

@@ -28,7 +28,7 @@ constexpr std::size_t headRows = 2;
 constexpr std::size_t reasonRows = 6;
 constexpr std::size_t fewestListRows = 5;
 constexpr std::size_t certaintyColumns = 15;
-constexpr std::size_t widthForCertainty = 64;
+constexpr std::size_t widthForCertainty = 48;
 constexpr std::size_t widthForCounts = 84;
 
 Style styleOf(ReclaimCertainty certainty) {
@@ -146,6 +146,13 @@ std::vector<ScreenLine> SuggestionPane::reasons() const {
     return lines;
 }
 
+/// What comes back by itself apart from what does not.
+std::string SuggestionPane::total() const {
+    const std::int64_t yours = suggestions_->bytesOf(ReclaimCertainty::yours);
+    const std::string others = session_.size(suggestions_->freedBytes - yours);
+    return yours == 0 ? others : fmt::format("{}, and {} more if you say so", others, session_.size(yours));
+}
+
 std::vector<ScreenLine> SuggestionPane::lines(const BrowseMarks& marks) const {
     std::vector<ScreenLine> lines;
     if (rows_ == 0) return lines;
@@ -153,8 +160,7 @@ std::vector<ScreenLine> SuggestionPane::lines(const BrowseMarks& marks) const {
         lines.push_back({{clipped(text, columns_, characters_), style}});
     };
     const bool isThere = suggestions_ != nullptr;
-    add(isThere ? fmt::format("What can go: {}", session_.size(suggestions_->freedBytes)) : "What can go",
-        Style::heading);
+    add(isThere ? "What can go: " + total() : "What can go", Style::heading);
     if (rows_ < headRows) return lines;
     if (!failure_.empty() || !isThere) {
         add(failure_.empty() ? "Looking through the scan …" : TerminalText::escaped(failure_, characters_),

@@ -41,6 +41,7 @@ public:
     [[nodiscard]] std::vector<ScreenLine> lines(const BrowseMarks& marks) const;
 
 private:
+    [[nodiscard]] std::string total() const;
     [[nodiscard]] ScreenLine lineOf(const KestrelCore::SuggestionGroup& group, const BrowseMarks& marks) const;
     [[nodiscard]] std::vector<ScreenLine> reasons() const;
     void layOut();

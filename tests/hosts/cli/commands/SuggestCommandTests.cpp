@@ -1,4 +1,5 @@
 #include "commands/Commands.hpp"
+#include "support/GitRepository.hpp"
 #include "support/HistoryCommandTest.hpp"
 
 #include <gmock/gmock.h>
@@ -77,6 +78,16 @@ TEST_F(SuggestCommandTest, removesWhatTheNamedRuleFoundAndNothingElse) {
     EXPECT_TRUE(exists("project/output/2"));
     // It is out of the saved scan as well.
     EXPECT_THAT(run({"suggest"}).out, Not(HasSubstr("my-cache")));
+}
+
+TEST_F(SuggestCommandTest, whatGitTracksIsNeverOffered) {
+    KestrelCore::testing::git(home_ / "project", "init .");
+    scan();
+    EXPECT_THAT(run({"suggest"}).out, HasSubstr("my-output"));
+    KestrelCore::testing::git(home_ / "project", "add output/2");
+    EXPECT_THAT(run({"suggest"}).out, Not(HasSubstr("my-output")));
+    EXPECT_THAT(run({"suggest", "my-output", "--remove", "--confirm", "DELETE"}).out, HasSubstr("Nothing was found."));
+    EXPECT_TRUE(exists("project/output/2"));
 }
 
 TEST_F(SuggestCommandTest, aWitnessThatIsALinkProvesNothing) {

@@ -222,7 +222,7 @@ TEST_F(BrowsePageTest, showsThePlanAndOnlyAYesCarriesItOut) {
     page.takePlan(samplePlan(DeletionMode::trash));
     EXPECT_THAT(text(), HasSubstr("/top/b.iso"));
     EXPECT_THAT(text(), HasSubstr("Stays: It is the system's."));
-    EXPECT_THAT(text(), HasSubstr("Move 1 item (2.00 GB come free) to the Trash? [y/N]"));
+    EXPECT_THAT(text(), HasSubstr("Move 1 item (2.00 GB) to the Trash? [y/N]"));
     press(U"n");
     EXPECT_TRUE(requests.empty());
     EXPECT_THAT(text(), Not(HasSubstr("[y/N]")));
