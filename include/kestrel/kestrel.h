@@ -1,9 +1,9 @@
 /// \file kestrel.h
 /// The C interface of KestrelCore: where disk space goes, and how to reclaim it safely. C11 and C++; link -lkestrel.
 ///
-///     kestrel_scan *scan = NULL;
-///     kestrel_snapshot *snapshot = NULL;
-///     kestrel_error *error = NULL;
+///     kestrel_scan* scan = NULL;
+///     kestrel_snapshot* snapshot = NULL;
+///     kestrel_error* error = NULL;
 ///     if (kestrel_scan_new("/home/anna", &scan, &error) || kestrel_scan_run(scan, NULL, &snapshot, &error))
 ///         fprintf(stderr, "%s\n", kestrel_error_message(error));
 ///     else
@@ -15,33 +15,35 @@
 /// What holds for every function, unless it says otherwise:
 ///
 /// - Results. What can fail returns a kestrel_code, 0 for success, and takes `error` last. `error` may be NULL; else
-///   `*error` is set: to NULL, or to an error that the caller frees. No state of a thread or of the process is
-///   involved.
-/// - Ownership. A handle that is given through `kestrel_NAME **` is the caller's, who frees it with kestrel_NAME_free;
+///   `*error` is set: to NULL, or to an error that the caller frees. What was in it is not looked at. No state of a
+///   thread or of the process is involved.
+/// - Ownership. A handle that is given through `kestrel_NAME**` is the caller's, who frees it with kestrel_NAME_free;
 /// it
-///   is NULL after a failure. Handles keep alive what they need of each other: they are freed in any order, and at
-///   any time but while a call uses them. Freeing NULL does nothing.
+///   is NULL after a failure. Handles keep alive what they need of each other: they are freed in any order, and at any
+///   time but while a call uses them. Freeing NULL does nothing.
 /// - Views. What is given as a `const` pointer or as a kestrel_text lies in the handle that it was asked of, and is
-/// valid
-///   until that one is freed. Nothing of it is ever changed or freed by the caller.
+///   valid until that one is freed. The caller neither changes nor frees it.
 /// - Threads. Handles may go from thread to thread. Calls with a `const` handle may overlap on any threads; with
 /// another
-///   one only where it says so. Calls that are said to block are best made on a thread that may wait.
-/// - Arguments. NULL for a handle, or for a pointer that is needed, gives KESTREL_INVALID_ARGUMENT; from functions that
-///   return no code it gives 0, NULL or an absent text, and so does an index that is too large.
+///   one only where its type says so. Calls that look at the disk block on it.
+/// - Arguments. NULL for a handle, or for a pointer that is needed, and an index that is too large give
+///   KESTREL_INVALID_ARGUMENT; from functions that return no code they give 0, false or NULL.
 /// - Texts. What goes in is UTF-8 and ends in NUL; ill-formed UTF-8 is an invalid argument. Where bytes are taken that
 ///   need not be UTF-8, they come with their length. What comes out is well-formed UTF-8 with its length, without a NUL
 ///   at its end, and may hold any character, a newline too. On a disk a name may be any bytes: each ill-formed piece of
 ///   one comes out as U+FFFD.
+/// - Paths are absolute, and compared as texts: "é" is the same path in one code point and in two.
 /// - Times are seconds since 1970-01-01 00:00:00 UTC. Sizes are bytes; allocated bytes are what something takes on the
 ///   disk, and of several hard links to one file, one counts.
 /// - Callbacks run on the thread of the call that they were handed to, before it returns. They may use every function,
 ///   but must not free what that call was given, and must return: no longjmp, no exception.
+/// - The environment (HOME, XDG_DATA_HOME and their like) says where things of this user lie. No thread may change it
+///   while a call runs.
 ///
 /// What later versions of the same major number may do, so that programs need not be built anew: add functions,
 /// constants, and fields at the end of structs that the library hands out as `const` pointers. They do not change or
 /// take away functions, constants or fields, nor the size of a struct that callers make. So a program that was built
-/// with one version runs with every later one. It never makes, copies or adds up in arrays a struct that it got a
+/// with one version runs with every later one. It never makes, copies or puts into arrays a struct that it got a
 /// pointer to, and takes constants that it does not know for what it can't say more about.
 #ifndef KESTREL_H
 #define KESTREL_H
@@ -183,7 +185,8 @@ KESTREL_API bool kestrel_records_get(const kestrel_records* records, size_t inde
                                      kestrel_record* record) KESTREL_NOTHROW;
 /// Writes the absolute path of a record and a NUL to `buffer`, where both fit in `capacity` bytes; else, where there is
 /// any room, only a NUL: never a part of a path. Returns the length of the path without the NUL, so what is at least
-/// `capacity` did not fit; 0 for an index that is too large. Paths are mostly short, but may have a mebibyte.
+/// `capacity` did not fit; 0 for an index that is too large, and where memory is wanting. Paths are mostly short, but
+/// may have a mebibyte.
 KESTREL_API size_t kestrel_records_path(const kestrel_records* records, size_t index, char* buffer,
                                         size_t capacity) KESTREL_NOTHROW;
 KESTREL_API void kestrel_records_free(kestrel_records* records) KESTREL_NOTHROW;
@@ -195,10 +198,10 @@ typedef struct kestrel_scan kestrel_scan;
 /// What a scan has found. Never changes; any thread.
 typedef struct kestrel_snapshot kestrel_snapshot;
 
-/// A scan of everything in `folder`, on its file system alone. The name's bytes are taken as they are, and a relative
-/// one goes on from the working directory. Links in it are followed now; below it none ever is. A single file can be
-/// scanned, too. KESTREL_SYSTEM where there is no such item, KESTREL_INVALID_ARGUMENT where its name, without links, is
-/// not UTF-8: then scan the folder above it.
+/// A scan of everything in `folder`, on its file system alone. Its path may be relative, to the working directory, and
+/// any bytes; links in it are followed now, and below it none ever is. A single file can be scanned, too.
+/// KESTREL_SYSTEM where there is no such item, KESTREL_INVALID_ARGUMENT where its path, without links, is not UTF-8:
+/// then scan the folder above it.
 KESTREL_API kestrel_code kestrel_scan_new(const char* folder, kestrel_scan** scan,
                                           kestrel_error** error) KESTREL_NOTHROW;
 
@@ -246,7 +249,7 @@ KESTREL_API kestrel_code kestrel_scan_set_callback(kestrel_scan* scan, kestrel_s
 ///
 /// Cancelling gives KESTREL_CANCELLED within moments, also while the file system does not answer. With
 /// KESTREL_SCAN_KEEPS_FOUND it succeeds with what was found, as soon as the file system has answered once more; the
-/// snapshot then says that it is not complete.
+/// snapshot then says that it is not complete. Where nothing was found yet it is KESTREL_CANCELLED, too.
 ///
 /// KESTREL_ACCESS_DENIED where the folder can't be read, KESTREL_UNAVAILABLE where the walk can't start or has to stop.
 /// What can't be read below the folder is an issue of the snapshot and no failure.
@@ -273,8 +276,8 @@ typedef struct kestrel_issue {
 } kestrel_issue;
 
 KESTREL_API const kestrel_snapshot_info* kestrel_snapshot_get_info(const kestrel_snapshot* snapshot) KESTREL_NOTHROW;
-KESTREL_API const kestrel_issue* kestrel_snapshot_get_issue(const kestrel_snapshot* snapshot,
-                                                            size_t index) KESTREL_NOTHROW;
+KESTREL_API const kestrel_issue* kestrel_snapshot_issue_at(const kestrel_snapshot* snapshot,
+                                                           size_t index) KESTREL_NOTHROW;
 
 /// All records, in no order that means anything. Takes no time.
 KESTREL_API kestrel_code kestrel_snapshot_records(const kestrel_snapshot* snapshot, kestrel_records** records,
@@ -426,7 +429,8 @@ KESTREL_API void kestrel_growth_free(kestrel_growth* growth) KESTREL_NOTHROW;
 
 // ---- Suggestions ---------------------------------------------------------------------------------------------------
 
-/// What can go, by rules, told from a generation alone: the disk is not touched. Never changes; any thread.
+/// What can go, by rules, told from a generation alone; of the disk only what the repositories around items track is
+/// read, since that stays. Never changes; any thread.
 typedef struct kestrel_suggestions kestrel_suggestions;
 
 /// How sure it is that what a rule finds is not missed, the surest first.
@@ -462,8 +466,7 @@ KESTREL_API size_t kestrel_suggestions_count(const kestrel_suggestions* suggesti
 /// The surest first, in each certainty the most bytes first. Only of rules that found something.
 KESTREL_API const kestrel_suggestion_group* kestrel_suggestions_at(const kestrel_suggestions* suggestions,
                                                                    size_t index) KESTREL_NOTHROW;
-/// The items of a group, the largest first, with `items_below` and `freed_bytes`. KESTREL_NOT_FOUND for an index that
-/// is too large.
+/// The items of a group, the largest first, with `items_below` and `freed_bytes`.
 KESTREL_API kestrel_code kestrel_suggestions_records(const kestrel_suggestions* suggestions, size_t index,
                                                      kestrel_records** records, kestrel_error** error) KESTREL_NOTHROW;
 KESTREL_API void kestrel_suggestions_free(kestrel_suggestions* suggestions) KESTREL_NOTHROW;
@@ -628,7 +631,7 @@ typedef struct kestrel_processes kestrel_processes;
 
 typedef struct kestrel_process {
     int32_t id;
-    bool may_be_told;              ///< whether kestrel_processes_tell would try
+    bool may_be_signalled;         ///< whether kestrel_processes_signal would try
     kestrel_text name;             ///< for showing only: a process may call itself what it likes
     kestrel_text executable_path;  ///< absent for the kernel's own threads and where the system does not tell
     double cpu_percent;            ///< of one processor since the previous reading; 0 at the first sight
@@ -650,20 +653,20 @@ KESTREL_API const kestrel_process* kestrel_processes_at(const kestrel_processes*
                                                         size_t index) KESTREL_NOTHROW;
 KESTREL_API void kestrel_processes_free(kestrel_processes* processes) KESTREL_NOTHROW;
 
-typedef int32_t kestrel_process_request;
+typedef int32_t kestrel_signal;
 enum {
-    KESTREL_PROCESS_QUIT = 1,        ///< asks it to quit (SIGTERM)
-    KESTREL_PROCESS_FORCE_QUIT = 2,  ///< has the system end it (SIGKILL): it can save nothing then
-    KESTREL_PROCESS_FREEZE = 3,      ///< lets it stand still (SIGSTOP); it keeps what it holds
-    KESTREL_PROCESS_RESUME = 4       ///< lets it go on (SIGCONT)
+    KESTREL_SIGNAL_QUIT = 1,        ///< asks it to quit (SIGTERM)
+    KESTREL_SIGNAL_FORCE_QUIT = 2,  ///< has the system end it (SIGKILL): it can save nothing then
+    KESTREL_SIGNAL_FREEZE = 3,      ///< lets it stand still (SIGSTOP); it keeps what it holds
+    KESTREL_SIGNAL_RESUME = 4       ///< lets it go on (SIGCONT)
 };
 
-/// Tells a sampled process something, once, and does not wait for it to be heard. The process is compared with the
-/// sample first: an identifier that another executable runs by now is never told anything. KESTREL_SAFETY_VIOLATION for
+/// Signals a sampled process once, and does not wait for it to be heard. The process is compared with the sample first:
+/// an identifier that another executable runs by now is never signalled. KESTREL_SAFETY_VIOLATION for
 /// this process itself and those that the system can't do without, KESTREL_STALE_ITEM where it has exited,
 /// KESTREL_UNAVAILABLE where the system refuses.
-KESTREL_API kestrel_code kestrel_processes_tell(const kestrel_processes* processes, size_t index,
-                                                kestrel_process_request request, kestrel_error** error) KESTREL_NOTHROW;
+KESTREL_API kestrel_code kestrel_processes_signal(const kestrel_processes* processes, size_t index,
+                                                  kestrel_signal signal, kestrel_error** error) KESTREL_NOTHROW;
 
 #ifdef __cplusplus
 }

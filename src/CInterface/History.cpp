@@ -50,6 +50,17 @@ kestrel_generation shown(const Generation& generation) {
             .is_imported = isImported(generation)};
 }
 
+/// For a history that the loaded snapshot is added to.
+GenerationProvenance provenanceOf(const Generation& generation) {
+    // What was made of another generation stands for itself there.
+    const bool isRemoval = generation.origin == GenerationOrigin::removal;
+    return {.origin = isRemoval ? GenerationOrigin::scan : generation.origin,
+            .isComplete = generation.isComplete,
+            .leftOut = generation.leftOut,
+            .crossesMounts = generation.crossesMounts,
+            .source = generation.source};
+}
+
 }  // namespace
 
 kestrel_code kestrel_history_open(const char* file, kestrel_history** history, kestrel_error** error) noexcept {
@@ -133,13 +144,7 @@ kestrel_code kestrel_history_load(const kestrel_history* history, int64_t number
                                   kestrel_error** error) noexcept {
     return making(snapshot, error, [&] {
         const GenerationReader reader = opened(history, number);
-        const Generation& generation = reader.generation();
-        return std::make_unique<kestrel_snapshot>(reader.load(),
-                                                  GenerationProvenance{.origin = generation.origin,
-                                                                       .isComplete = generation.isComplete,
-                                                                       .leftOut = generation.leftOut,
-                                                                       .crossesMounts = generation.crossesMounts,
-                                                                       .source = generation.source});
+        return std::make_unique<kestrel_snapshot>(reader.load(), provenanceOf(reader.generation()));
     });
 }
 

@@ -23,7 +23,7 @@ namespace {
 
 kestrel_process shown(const ProcessSample& sample) {
     return {.id = sample.id,
-            .may_be_told = ProcessControl::canTerminate(sample),
+            .may_be_signalled = ProcessControl::canTerminate(sample),
             .name = viewOf(sample.name),
             .executable_path = sample.executablePath ? viewOf(*sample.executablePath) : kestrel_text{},
             .cpu_percent = sample.cpuPercent,
@@ -34,13 +34,13 @@ kestrel_process shown(const ProcessSample& sample) {
             .priority = sample.priority};
 }
 
-void tell(const ProcessSample& sample, kestrel_process_request request) {
-    switch (request) {
-    case KESTREL_PROCESS_QUIT: return ProcessControl::terminate(sample);
-    case KESTREL_PROCESS_FORCE_QUIT: return ProcessControl::forceQuit(sample);
-    case KESTREL_PROCESS_FREEZE: return ProcessControl::freeze(sample);
-    case KESTREL_PROCESS_RESUME: return ProcessControl::resume(sample);
-    default: throw Failure{KESTREL_INVALID_ARGUMENT, "There is nothing of that kind to tell a process."};
+void send(const ProcessSample& sample, kestrel_signal signal) {
+    switch (signal) {
+    case KESTREL_SIGNAL_QUIT: return ProcessControl::terminate(sample);
+    case KESTREL_SIGNAL_FORCE_QUIT: return ProcessControl::forceQuit(sample);
+    case KESTREL_SIGNAL_FREEZE: return ProcessControl::freeze(sample);
+    case KESTREL_SIGNAL_RESUME: return ProcessControl::resume(sample);
+    default: throw Failure{KESTREL_INVALID_ARGUMENT, "There is no such signal."};
     }
 }
 
@@ -72,11 +72,11 @@ const kestrel_process* kestrel_processes_at(const kestrel_processes* processes, 
 
 void kestrel_processes_free(kestrel_processes* processes) noexcept { delete processes; }
 
-kestrel_code kestrel_processes_tell(const kestrel_processes* processes, size_t index, kestrel_process_request request,
-                                    kestrel_error** error) noexcept {
+kestrel_code kestrel_processes_signal(const kestrel_processes* processes, size_t index, kestrel_signal signal,
+                                      kestrel_error** error) noexcept {
     return guarded(error, [&] {
         if (index >= needed(processes, "processes").samples.size())
             throw Failure{KESTREL_INVALID_ARGUMENT, "The list has no process at that index."};
-        tell(processes->samples[index], request);
+        send(processes->samples[index], signal);
     });
 }

@@ -28,7 +28,7 @@ const kestrel_snapshot_info* kestrel_snapshot_get_info(const kestrel_snapshot* s
     return snapshot == nullptr ? nullptr : &snapshot->info;
 }
 
-const kestrel_issue* kestrel_snapshot_get_issue(const kestrel_snapshot* snapshot, size_t index) noexcept {
+const kestrel_issue* kestrel_snapshot_issue_at(const kestrel_snapshot* snapshot, size_t index) noexcept {
     return snapshot == nullptr || index >= snapshot->issues.size() ? nullptr : &snapshot->issues[index];
 }
 

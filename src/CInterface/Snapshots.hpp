@@ -10,7 +10,7 @@
 
 /// A snapshot with what a history wants to know of how it was made.
 struct kestrel_snapshot {
-    kestrel_snapshot(KestrelCore::ScanSnapshot contents, KestrelCore::GenerationProvenance provenance);
+    kestrel_snapshot(KestrelCore::ScanSnapshot scanned, KestrelCore::GenerationProvenance how);
     kestrel_snapshot(const kestrel_snapshot&) = delete;
     kestrel_snapshot& operator=(const kestrel_snapshot&) = delete;
 

@@ -86,7 +86,7 @@ kestrel_code kestrel_suggestions_records(const kestrel_suggestions* suggestions,
                                          kestrel_records** records, kestrel_error** error) noexcept {
     return making(records, error, [&] {
         const auto& lists = needed(suggestions, "suggestions").lists;
-        if (index >= lists.size()) throw Failure{KESTREL_NOT_FOUND, "There is no such group of suggestions."};
+        if (index >= lists.size()) throw Failure{KESTREL_INVALID_ARGUMENT, "There is no such group of suggestions."};
         auto list = std::make_unique<kestrel_records>();
         list->suggested = lists[index];
         for (const SuggestedItem& item : list->suggested->group.items) {

@@ -150,6 +150,7 @@ static void only_the_very_item_goes(void) {
     CHECK_OK(kestrel_plan_execute(plan, KESTREL_DELETION_PERMANENT, "DELETE", NULL, NULL, NULL, &results, &error));
     CHECK(kestrel_results_at(results, 0)->code == KESTREL_STALE_ITEM && is_there("going/first"));
     CHECK(kestrel_results_get_info(results)->gone_count == 0 && !kestrel_results_get_info(results)->is_interrupted);
+    kestrel_results_free(results);
     CHECK_CODE(KESTREL_INVALID_ARGUMENT,
                kestrel_plan_execute(plan, KESTREL_DELETION_PERMANENT, "DELETE", NULL, NULL, NULL, &results, &error));
     CHECK_CODE(KESTREL_INVALID_ARGUMENT, kestrel_plan_add_path(plan, in_top("going/first"), NULL, &error));

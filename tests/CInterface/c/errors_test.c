@@ -60,7 +60,7 @@ static void nothing_takes_null(void) {
     CHECK_CODE(KESTREL_INVALID_ARGUMENT,
                kestrel_snapshot_search(NULL, "", 1, KESTREL_SEARCH_BY_SCORE, NULL, &records, NULL, &error));
     CHECK(kestrel_snapshot_get_info(NULL) == NULL);
-    CHECK(kestrel_snapshot_get_issue(NULL, 0) == NULL);
+    CHECK(kestrel_snapshot_issue_at(NULL, 0) == NULL);
     CHECK(kestrel_records_count(NULL) == 0);
     CHECK(!kestrel_records_get(NULL, 0, &record) && record.name.data == NULL);
     CHECK(!kestrel_records_get(NULL, 0, NULL));

@@ -58,7 +58,9 @@ static void scans_are_kept(kestrel_history* history, int64_t first, int64_t seco
     CHECK_OK(kestrel_history_load(history, second, &loaded, &error));
     CHECK((int64_t)kestrel_snapshot_get_info(loaded)->record_count == latest->record_count);
     CHECK(kestrel_snapshot_get_info(loaded)->total_allocated_bytes == latest->total_allocated_bytes);
+    kestrel_snapshot_free(loaded);
     CHECK_CODE(KESTREL_NOT_FOUND, kestrel_history_load(history, 99, &loaded, &error));
+    CHECK(loaded == NULL);
     kestrel_generations_free(generations);
     CHECK_OK(kestrel_history_generations(history, in_top("elsewhere"), &generations, &error));
     CHECK(kestrel_generations_count(generations) == 0);

@@ -11,7 +11,7 @@ static void nothing_takes_null(void) {
     CHECK_CODE(KESTREL_INVALID_ARGUMENT, kestrel_system_sampler_read(NULL, &sample, &error));
     CHECK_CODE(KESTREL_INVALID_ARGUMENT, kestrel_process_sampler_new(NULL, &error));
     CHECK_CODE(KESTREL_INVALID_ARGUMENT, kestrel_process_sampler_read(NULL, &processes, &error));
-    CHECK_CODE(KESTREL_INVALID_ARGUMENT, kestrel_processes_tell(NULL, 0, KESTREL_PROCESS_QUIT, &error));
+    CHECK_CODE(KESTREL_INVALID_ARGUMENT, kestrel_processes_signal(NULL, 0, KESTREL_SIGNAL_QUIT, &error));
     CHECK(kestrel_system_sample_get_info(NULL) == NULL);
     CHECK(kestrel_processes_count(NULL) == 0 && kestrel_processes_at(NULL, 0) == NULL);
     kestrel_system_sampler_free(NULL);
@@ -48,7 +48,7 @@ static size_t index_of_process(const kestrel_processes* processes, pid_t id) {
     abort();
 }
 
-static void processes_are_told(void) {
+static void processes_are_signalled(void) {
     kestrel_process_sampler* sampler = NULL;
     kestrel_processes* processes = NULL;
     const pid_t child = fork();
@@ -60,28 +60,29 @@ static void processes_are_told(void) {
     kestrel_process_sampler_free(sampler);
     const size_t own = index_of_process(processes, getpid());
     const size_t other = index_of_process(processes, child);
-    CHECK(!kestrel_processes_at(processes, own)->may_be_told && kestrel_processes_at(processes, other)->may_be_told);
+    CHECK(!kestrel_processes_at(processes, own)->may_be_signalled &&
+          kestrel_processes_at(processes, other)->may_be_signalled);
     CHECK(kestrel_processes_at(processes, own)->name.length > 0);
     CHECK(kestrel_processes_at(processes, own)->executable_path.length > 0);
     CHECK(kestrel_processes_at(processes, own)->resident_bytes > 0);
     CHECK(kestrel_processes_at(processes, kestrel_processes_count(processes)) == NULL);
-    CHECK_CODE(KESTREL_SAFETY_VIOLATION, kestrel_processes_tell(processes, own, KESTREL_PROCESS_QUIT, &error));
-    CHECK_CODE(KESTREL_INVALID_ARGUMENT, kestrel_processes_tell(processes, other, 9, &error));
+    CHECK_CODE(KESTREL_SAFETY_VIOLATION, kestrel_processes_signal(processes, own, KESTREL_SIGNAL_QUIT, &error));
+    CHECK_CODE(KESTREL_INVALID_ARGUMENT, kestrel_processes_signal(processes, other, 9, &error));
     CHECK_CODE(KESTREL_INVALID_ARGUMENT,
-               kestrel_processes_tell(processes, kestrel_processes_count(processes), KESTREL_PROCESS_QUIT, &error));
+               kestrel_processes_signal(processes, kestrel_processes_count(processes), KESTREL_SIGNAL_QUIT, &error));
     int status = 0;
-    CHECK_OK(kestrel_processes_tell(processes, other, KESTREL_PROCESS_FREEZE, &error));
+    CHECK_OK(kestrel_processes_signal(processes, other, KESTREL_SIGNAL_FREEZE, &error));
     CHECK(waitpid(child, &status, WUNTRACED) == child && WIFSTOPPED(status));
-    CHECK_OK(kestrel_processes_tell(processes, other, KESTREL_PROCESS_RESUME, &error));
+    CHECK_OK(kestrel_processes_signal(processes, other, KESTREL_SIGNAL_RESUME, &error));
     CHECK(waitpid(child, &status, WCONTINUED) == child && WIFCONTINUED(status));
-    CHECK_OK(kestrel_processes_tell(processes, other, KESTREL_PROCESS_QUIT, &error));
+    CHECK_OK(kestrel_processes_signal(processes, other, KESTREL_SIGNAL_QUIT, &error));
     CHECK(waitpid(child, &status, 0) == child && WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
-    CHECK_CODE(KESTREL_STALE_ITEM, kestrel_processes_tell(processes, other, KESTREL_PROCESS_FORCE_QUIT, &error));
+    CHECK_CODE(KESTREL_STALE_ITEM, kestrel_processes_signal(processes, other, KESTREL_SIGNAL_FORCE_QUIT, &error));
     kestrel_processes_free(processes);
 }
 
 void test_metrics(void) {
     nothing_takes_null();
     the_system_is_read();
-    processes_are_told();
+    processes_are_signalled();
 }

@@ -10,7 +10,7 @@ static void records_are_views(void) {
     kestrel_record record;
     CHECK(is_text(info->root, in_top("tree")) && info->is_complete && info->issue_count == 0);
     CHECK(info->completed_at >= info->started_at && info->started_at > 1.7e9);
-    CHECK(kestrel_snapshot_get_issue(snapshot, 0) == NULL);
+    CHECK(kestrel_snapshot_issue_at(snapshot, 0) == NULL);
     CHECK_OK(kestrel_snapshot_records(snapshot, &records, &error));
     CHECK(kestrel_records_count(records) == info->record_count && info->record_count == 7);
     int64_t allocated = 0;

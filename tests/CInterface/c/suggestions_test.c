@@ -67,7 +67,7 @@ static void suggested_items_go(kestrel_history* history) {
     CHECK(is_text(group->rule, "cargo-target") && group->certainty == KESTREL_CERTAINTY_REGENERATES);
     CHECK(group->item_count == 2 && group->freed_bytes >= 400000 && !group->is_shown_only);
     CHECK(group->owners_command.data == NULL);
-    CHECK_CODE(KESTREL_NOT_FOUND, kestrel_suggestions_records(suggestions, 99, &found, &error));
+    CHECK_CODE(KESTREL_INVALID_ARGUMENT, kestrel_suggestions_records(suggestions, 99, &found, &error));
     kestrel_suggestions_free(suggestions);
 
     kestrel_records* records = items_of(history, number, "cargo-target");
@@ -98,6 +98,17 @@ static void suggested_items_go(kestrel_history* history) {
                kestrel_history_find(history, newest, in_top("projects/first/target"), &found, &error));
     CHECK_OK(kestrel_history_find(history, newest, in_top("projects/second/target"), &found, &error));
     kestrel_records_free(found);
+    // What was made of a scan is loaded, and kept elsewhere, as a scan is.
+    kestrel_history* elsewhere = NULL;
+    kestrel_snapshot* loaded = NULL;
+    int64_t copy = 0;
+    CHECK_OK(kestrel_history_load(history, newest, &loaded, &error));
+    CHECK_OK(kestrel_history_open(in_top("elsewhere.sqlite"), &elsewhere, &error));
+    CHECK_OK(kestrel_history_add(elsewhere, loaded, &copy, &error));
+    kestrel_snapshot_free(loaded);
+    CHECK_OK(kestrel_history_find(elsewhere, copy, in_top("projects/second/target"), &found, &error));
+    kestrel_records_free(found);
+    kestrel_history_free(elsewhere);
 }
 
 static void check_rule_refuses(kestrel_records* records, kestrel_code code) {
