@@ -1,6 +1,7 @@
 #include "commands/Commands.hpp"
 #include "output/ASCIIOutput.hpp"
 #include "output/Session.hpp"
+#include "output/SourceCommit.hpp"
 #include "output/Terminal.hpp"
 #include "terminal/Interruption.hpp"
 
@@ -46,7 +47,8 @@ int main(int argc, char** argv) {
                     .terminal = terminal,
                     .options = {},
                     .home = homePath(),
-                    .rawOutput = terminal.isASCII ? &std::cout : nullptr};
+                    .rawOutput = terminal.isASCII ? &std::cout : nullptr,
+                    .source = sourceCommit()};
     options = &session.options;
     const ExitCode code = runCommandLine(
         {argv + 1, argv + argc}, session,

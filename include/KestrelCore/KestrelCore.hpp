@@ -82,6 +82,7 @@
 #include "KestrelCore/Storage/Growth.hpp"
 #include "KestrelCore/Storage/SQLiteSnapshotStore.hpp"
 #include "KestrelCore/Storage/SnapshotHistory.hpp"
+#include "KestrelCore/UsedLibraries.hpp"
 
 extern "C" {
 extern KESTRELCORE_EXPORT const double KestrelCoreVersionNumber;           ///< 1.0

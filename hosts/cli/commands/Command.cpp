@@ -5,6 +5,7 @@
 #include "commands/ParseErrorText.hpp"
 #include "commands/Suggestion.hpp"
 #include "output/ErrorOutput.hpp"
+#include "output/VersionOutput.hpp"
 #include "output/WordWrap.hpp"
 #include "store/HistoryAccess.hpp"
 #include "store/ScanSaving.hpp"
@@ -322,9 +323,7 @@ ExitCode parseAndRun(std::vector<std::string> arguments, Session& session, const
     constexpr std::size_t usualColumns = 80;
     app.formatter(std::make_shared<HelpFormatter>(session.terminal.isOutput ? session.terminal.columns : usualColumns));
     app.get_help_ptr()->description("Show this help");
-    app.set_version_flag("-V,--version",
-                         fmt::format("kestrel {}", reinterpret_cast<const char*>(KestrelCoreVersionString)),
-                         "Tell the version");
+    app.set_version_flag("-V,--version", "", "Tell version, commit and libraries");
     app.require_subcommand(0, 1);
     app.allow_extras();
     app.footer("Options may stand before or after the command. kestrel COMMAND --help (or kestrel help COMMAND) tells "
@@ -352,8 +351,8 @@ ExitCode parseAndRun(std::vector<std::string> arguments, Session& session, const
         const CLI::App* shown = chosen() == nullptr ? &app : chosen();
         session.out << app.get_formatter()->make_help(shown, "", CLI::AppFormatMode::Normal);
         return ExitCode::done;
-    } catch (const CLI::CallForVersion& version) {
-        session.out << version.what() << '\n';
+    } catch (const CLI::CallForVersion&) {
+        writeVersion(session);
         return ExitCode::done;
     } catch (const CLI::ParseError& error) {
         return wrongUsage(session, parseErrorText(error, app), chosenName());
@@ -366,7 +365,7 @@ ExitCode parseAndRun(std::vector<std::string> arguments, Session& session, const
     if (const auto unknown = std::ranges::find_if(operands, isOption); unknown != operands.end()) {
         // As it is with many programs, where nothing else is asked for.
         if (*unknown == "-v" && operands.size() == 1 && chosen() == nullptr) {
-            session.out << app.version() << '\n';
+            writeVersion(session);
             return ExitCode::done;
         }
         return wrongUsage(session, unknownOption(*unknown, app, chosen()), chosenName());

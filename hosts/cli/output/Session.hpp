@@ -1,6 +1,7 @@
 #pragma once
 
 #include "output/ByteFormat.hpp"
+#include "output/SourceCommit.hpp"
 #include "output/Terminal.hpp"
 #include "output/TerminalText.hpp"
 
@@ -55,6 +56,7 @@ struct Session {
     GlobalOptions options;
     std::string home = {};              ///< the home directory's path; empty where it is not known
     std::ostream* rawOutput = nullptr;  ///< what `out` leads to where that changes what is written; else null
+    SourceCommit source = {};           ///< what the program was built from
 
     /// What can be shown.
     [[nodiscard]] Characters characters() const { return terminal.isASCII ? Characters::ascii : Characters::unicode; }

@@ -339,7 +339,7 @@ TEST(CommandLine, showsHelpWithExamplesForEachCommand) {
     EXPECT_NE(one.out.find("Usage: kestrel probe [OPTIONS] [PATH…]"), std::string::npos) << one.out;
     EXPECT_NE(one.out.find("Examples:\n  kestrel probe a b"), std::string::npos) << one.out;
     EXPECT_FALSE(seen.ran);
-    EXPECT_EQ(run({"--version"}).out, "kestrel 1.0.0\n");
+    EXPECT_TRUE(run({"--version"}).out.starts_with("kestrel 1.0.0\n"));
 }
 
 TEST(CommandLine, turnsWhatACommandThrowsIntoOneSafeLineAndACode) {
