@@ -16,12 +16,13 @@ static int larger_first(const void* a, const void* b) {
 }
 
 // Names come from a disk: what a terminal would obey is not shown as it is.
-static void show(const char* text) {
-    for (; *text != '\0'; ++text) putchar((unsigned char)*text < ' ' || *text == 127 ? '?' : *text);
+static void show(const char* name) {
+    for (const unsigned char* byte = (const unsigned char*)name; *byte != '\0'; ++byte)
+        putchar(*byte < ' ' || *byte == 127 || (byte[0] == 0xC2 && byte[1] < 0xA0) ? '?' : *byte);
     putchar('\n');
 }
 
-static int show_issue(void* context, const kestrel_scan_event* event) {
+static int count_issue(void* context, const kestrel_scan_event* event) {
     if (event->kind == KESTREL_SCAN_ISSUE) ++*(int*)context;
     return 0;  // go on
 }
@@ -33,16 +34,15 @@ int main(int argc, char** argv) {
     kestrel_error* error = NULL;
     int issues = 0;
     if (kestrel_scan_new(argc > 1 ? argv[1] : ".", &scan, &error) ||
-        kestrel_scan_set_callback(scan, show_issue, &issues, &error) ||
+        kestrel_scan_set_callback(scan, count_issue, &issues, &error) ||
         kestrel_scan_run(scan, NULL, &snapshot, &error) || kestrel_snapshot_records(snapshot, &records, &error)) {
         fprintf(stderr, "biggest: %s\n", kestrel_error_message(error));
         return 1;
     }
     size_t count = 0, most = argc > 2 ? strtoul(argv[2], NULL, 10) : 20;
     struct folder* folders = malloc(sizeof *folders * (kestrel_records_count(records) + 1));
-    if (folders == NULL) return 1;
     kestrel_record record;
-    for (size_t i = 0; kestrel_records_get(records, i, &record); ++i)
+    for (size_t i = 0; folders != NULL && kestrel_records_get(records, i, &record); ++i)
         if (record.kind == KESTREL_KIND_FOLDER) folders[count++] = (struct folder){record.aggregate_bytes, i};
     qsort(folders, count, sizeof *folders, larger_first);
     for (size_t i = 0; i < count && i < most; ++i) {

@@ -2,7 +2,6 @@
 //     c++ -std=c++20 reclaim.cpp $(pkg-config --cflags --libs kestrelcore) -o reclaim
 #include <KestrelCore/KestrelCore.hpp>
 
-#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
@@ -16,9 +15,12 @@ namespace {
 
 // Names come from a disk: what a terminal would obey is not shown as it is.
 std::string shown(const Text& text) {
-    std::string line = text.string();
-    std::ranges::replace_if(
-        line, [](unsigned char byte) { return byte < ' ' || byte == 127; }, '?');
+    std::string line;
+    for (const char byte : text.view()) {
+        const auto value = static_cast<unsigned char>(byte);
+        const bool isC1 = line.ends_with('\xC2') && value < 0xA0;
+        line += value < ' ' || value == 127 || isC1 ? '?' : byte;
+    }
     return line;
 }
 
