@@ -565,6 +565,11 @@ KESTREL_API kestrel_code kestrel_plan_execute(kestrel_plan* plan, kestrel_deleti
 KESTREL_API const kestrel_results_info* kestrel_results_get_info(const kestrel_results* results) KESTREL_NOTHROW;
 /// In the order of the plan's items that would go.
 KESTREL_API const kestrel_result* kestrel_results_at(const kestrel_results* results, size_t index) KESTREL_NOTHROW;
+/// Puts the item of a result back from the Trash to where it was: never over another item, and only into a folder that
+/// is there. KESTREL_INVALID_ARGUMENT where it did not go to the Trash, KESTREL_NOT_FOUND where it was put back
+/// already. A history shows it again after the next scan. Blocks on the disk.
+KESTREL_API kestrel_code kestrel_results_restore(const kestrel_results* results, size_t index,
+                                                 kestrel_error** error) KESTREL_NOTHROW;
 KESTREL_API void kestrel_results_free(kestrel_results* results) KESTREL_NOTHROW;
 
 // ---- The system ----------------------------------------------------------------------------------------------------

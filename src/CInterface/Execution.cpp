@@ -3,6 +3,7 @@
 
 #include "KestrelCore/Base/Path.hpp"
 #include "KestrelCore/Deletion/DeletionCoordinator.hpp"
+#include "KestrelCore/Deletion/TrashReceipt.hpp"
 #include "KestrelCore/Deletion/TrashReceipts.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
@@ -54,6 +55,9 @@ DeletionMode modeOf(kestrel_deletion_mode mode, const char* confirmation) {
     return DeletionMode::permanent;
 }
 
+/// Those of the kestrel program, so that it restores what went from here.
+TrashReceipts ownReceipts() { return TrashReceipts{Path::appending(dataFolder(), "receipts")}; }
+
 /// What no scan tells of suggested items is asked again, right before each goes. `items` must stay where they are.
 std::function<std::optional<Text>(const FileRecord&)> lastLookAt(const std::deque<PlannedItem>& items) {
     std::unordered_multimap<std::string_view, const PlannedItem*> suggested;
@@ -78,7 +82,7 @@ std::vector<DeletionItemResult> execute(kestrel_plan& plan, DeletionRequest requ
     if (request.records.empty() || cancellation.isCancelled()) return {};
     request.lastLook = lastLookAt(plan.items);
     DeletionCoordinator coordinator{FileManager::standard(), plan.places};
-    const TrashReceipts receipts{Path::appending(dataFolder(), "receipts")};
+    const TrashReceipts receipts = ownReceipts();
     plan.isExecuted = true;
     return receipts.execute(coordinator, request, onResult, cancellation);
 }
@@ -102,6 +106,19 @@ std::unique_ptr<kestrel_results> resultsOf(const kestrel_plan& plan, std::vector
                                     (isCancelled && !made->results.empty() && !made->results.back().succeeded),
                   .remark = made->remark.isEmpty() ? kestrel_text{} : viewOf(made->remark)};
     return made;
+}
+
+void restore(const DeletionItemResult& gone) {
+    if (!gone.succeeded || !gone.resultingPath)
+        throw Failure{KESTREL_INVALID_ARGUMENT, "The item did not go to the Trash."};
+    const TrashReceipts receipts = ownReceipts();
+    const std::vector<TrashReceipt> known = receipts.receipts();
+    const auto receipt = std::ranges::find_if(known, [&](const TrashReceipt& each) {
+        return each.resultingPath == gone.resultingPath && each.path == gone.path;
+    });
+    if (receipt == known.end()) throw Failure{KESTREL_NOT_FOUND, "The item is not in the Trash any more."};
+    const DeletionItemResult result = receipts.restore(*receipt);
+    if (!result.succeeded) throw Failure{codeOf(result), result.message.string()};
 }
 
 }  // namespace
@@ -130,6 +147,14 @@ const kestrel_results_info* kestrel_results_get_info(const kestrel_results* resu
 
 const kestrel_result* kestrel_results_at(const kestrel_results* results, size_t index) noexcept {
     return results == nullptr || index >= results->shown.size() ? nullptr : &results->shown[index];
+}
+
+kestrel_code kestrel_results_restore(const kestrel_results* results, size_t index, kestrel_error** error) noexcept {
+    return guarded(error, [&] {
+        if (index >= needed(results, "results").results.size())
+            throw Failure{KESTREL_INVALID_ARGUMENT, "There is no result at that index."};
+        restore(results->results[index]);
+    });
 }
 
 void kestrel_results_free(kestrel_results* results) noexcept { delete results; }

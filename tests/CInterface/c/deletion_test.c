@@ -237,6 +237,31 @@ static void the_trash_takes_and_callers_stop(void) {
     kestrel_cancellation_free(cancellation);
 }
 
+static void what_is_in_the_trash_comes_back(void) {
+    kestrel_results* results = NULL;
+    make_file("going/again", 10);
+    kestrel_plan* plan = plan_for(NULL);
+    add_scanned(plan, "going", "again");
+    CHECK_OK(kestrel_plan_execute(plan, KESTREL_DELETION_TRASH, NULL, NULL, NULL, NULL, &results, &error));
+    kestrel_plan_free(plan);
+    CHECK(!is_there("going/again"));
+    // Not over what is there by now.
+    make_folder("going/again");
+    CHECK_CODE(KESTREL_SYSTEM, kestrel_results_restore(results, 0, &error));
+    rmdir(in_top("going/again"));
+    CHECK_OK(kestrel_results_restore(results, 0, &error));
+    CHECK(is_there("going/again"));
+    CHECK_CODE(KESTREL_NOT_FOUND, kestrel_results_restore(results, 0, &error));
+    CHECK_CODE(KESTREL_INVALID_ARGUMENT, kestrel_results_restore(results, 1, &error));
+    CHECK_CODE(KESTREL_INVALID_ARGUMENT, kestrel_results_restore(NULL, 0, &error));
+    kestrel_results_free(results);
+    plan = plan_of_path(in_top("going/again"));
+    CHECK_OK(kestrel_plan_execute(plan, KESTREL_DELETION_PERMANENT, "DELETE", NULL, NULL, NULL, &results, &error));
+    kestrel_plan_free(plan);
+    CHECK_CODE(KESTREL_INVALID_ARGUMENT, kestrel_results_restore(results, 0, &error));
+    kestrel_results_free(results);
+}
+
 void test_deletion(void) {
     make_folder("going");
     nothing_takes_null();
@@ -246,4 +271,5 @@ void test_deletion(void) {
     only_the_very_item_goes();
     what_goes_for_good_needs_a_word();
     the_trash_takes_and_callers_stop();
+    what_is_in_the_trash_comes_back();
 }
