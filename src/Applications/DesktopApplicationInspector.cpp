@@ -9,6 +9,7 @@
 #include "KestrelCore/Platform/FileManager.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <unordered_map>
 
 // First all applications are listed, each identifier once. Then each one's residues are searched; and since only the
@@ -30,19 +31,14 @@ void markSharedResidues(std::vector<ApplicationRecord>& records) {
     }
 }
 
-}  // namespace
+enum class Residues : std::uint8_t { searched, none };
 
-DesktopApplicationInspector::DesktopApplicationInspector() : fileManager_{FileManager::standard()} {}
-
-DesktopApplicationInspector::DesktopApplicationInspector(const DesktopLocations& locations,
-                                                         std::shared_ptr<const FileManager> fileManager)
-    : locations_{std::make_shared<const DesktopLocations>(locations)}, fileManager_{std::move(fileManager)} {}
-
-std::vector<ApplicationRecord> DesktopApplicationInspector::installedApplications() const {
-    const DesktopLocations locations = locations_ ? *locations_ : DesktopLocations::current();
+std::vector<ApplicationRecord> recordsAt(const DesktopLocations& locations, const FileManager& fileManager,
+                                         Residues wanted) {
     std::vector<ApplicationRecord> records;
-    for (FoundApplication& application : DesktopListing::of(locations, *fileManager_).applications) {
-        std::vector<ResidueCandidate> residues = desktopResidues(application.names, locations, *fileManager_);
+    for (FoundApplication& application : DesktopListing::of(locations, fileManager).applications) {
+        std::vector<ResidueCandidate> residues;
+        if (wanted == Residues::searched) residues = desktopResidues(application.names, locations, fileManager);
         records.push_back({.id = UUID::random(),
                            .url = std::move(application.url),
                            .displayName = std::move(application.displayName),
@@ -55,6 +51,22 @@ std::vector<ApplicationRecord> DesktopApplicationInspector::installedApplication
         return NaturalOrder::compareInList(a.displayName, b.displayName) < 0;
     });
     return records;
+}
+
+}  // namespace
+
+DesktopApplicationInspector::DesktopApplicationInspector() : fileManager_{FileManager::standard()} {}
+
+DesktopApplicationInspector::DesktopApplicationInspector(const DesktopLocations& locations,
+                                                         std::shared_ptr<const FileManager> fileManager)
+    : locations_{std::make_shared<const DesktopLocations>(locations)}, fileManager_{std::move(fileManager)} {}
+
+std::vector<ApplicationRecord> DesktopApplicationInspector::installedApplications() const {
+    return recordsAt(locations_ ? *locations_ : DesktopLocations::current(), *fileManager_, Residues::searched);
+}
+
+std::vector<ApplicationRecord> DesktopApplicationInspector::listedApplications() const {
+    return recordsAt(locations_ ? *locations_ : DesktopLocations::current(), *fileManager_, Residues::none);
 }
 
 std::vector<ApplicationOrphan> DesktopApplicationInspector::orphans() const {

@@ -40,7 +40,7 @@ protected:
         fs::create_directory_symlink("0123abcd", path(home + "/x86_64/stable/active"));
     }
 
-    std::vector<ApplicationRecord> applications(const Text& locale = "") const {
+    DesktopApplicationInspector inspector(const Text& locale = "") const {
         const DesktopLocations locations{
             .homeFolder = path("home"),
             .dataFolder = path("home/.local/share"),
@@ -50,7 +50,11 @@ protected:
             .stateFolder = path("home/.local/state"),
             .flatpakInstallations = {path("home/.local/share/flatpak"), path("var/lib/flatpak")},
             .locale = locale};
-        return DesktopApplicationInspector{locations, FileManager::standard()}.installedApplications();
+        return DesktopApplicationInspector{locations, FileManager::standard()};
+    }
+
+    std::vector<ApplicationRecord> applications(const Text& locale = "") const {
+        return inspector(locale).installedApplications();
     }
 
     /// Name and place of each application, the place relative to the temporary folder.
@@ -104,6 +108,18 @@ TEST_F(DesktopApplicationInspectorTest, listsEntriesSortedByTheirLocalizedNames)
     const ApplicationRecord record = applications().front();
     EXPECT_EQ(record.bundleIdentifier, Text{"org.x.Two"});
     EXPECT_EQ(record.version, std::nullopt);
+}
+
+TEST_F(DesktopApplicationInspectorTest, listsTheSameWithoutASearchForResidues) {
+    addEntry("usr/share/applications/org.x.Two.desktop", "Name=Two");
+    addEntry("usr/share/applications/org.x.One.desktop", "Name=One");
+    write("home/.cache/org.x.One/file");
+    ASSERT_EQ(applications().front().residues.size(), 1U);
+    const std::vector<ApplicationRecord> listed = inspector().listedApplications();
+    ASSERT_EQ(listed.size(), 2U);
+    EXPECT_EQ(listed.front().displayName, "One");
+    EXPECT_EQ(listed.front().bundleIdentifier, Text{"org.x.One"});
+    EXPECT_TRUE(listed.front().residues.empty());
 }
 
 TEST_F(DesktopApplicationInspectorTest, takesEachIdentifierFromTheFirstFolderThatHasIt) {

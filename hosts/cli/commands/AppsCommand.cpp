@@ -232,7 +232,8 @@ void addAppsCommand(CLI::App& app, Session& session) {
                     .description = "Shows installed applications and what they left behind.",
                     .examples = {"kestrel apps --sort name", "kestrel apps Firefox",
                                  "kestrel apps Firefox --trash-residues", "kestrel apps --orphans"},
-                    .mostOperands = 1},
+                    .mostOperands = 1,
+                    .operandKind = ValueKind::application},
                    [&session, options](const Operands& operands) {
                        if (!options->trashesResidues) {
                            if (options->isConfirmed || options->isDryRun || !options->residues.empty())
@@ -265,7 +266,8 @@ void addAppsCommand(CLI::App& app, Session& session) {
         .add_option("--residue", options->residues,
                     "With --trash-residues: choose this one too; may be given several times")
         ->allow_extra_args(false)
-        ->option_text("PATH");
+        ->option_text("PATH")
+        ->check(takes(ValueKind::file));
     command.add_flag("-y,--yes", options->isConfirmed, "Do not ask");
     command.add_flag("--dry-run", options->isDryRun, "Only show what would go");
 }

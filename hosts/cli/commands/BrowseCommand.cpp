@@ -131,6 +131,7 @@ void addBrowseCommand(CLI::App& app, Session& session) {
          .examples = {"kestrel browse", "kestrel browse ~/Downloads", "kestrel browse --read-only /",
                       "kestrel browse --at 7d"},
          .mostOperands = 1,
+         .operandKind = ValueKind::folder,
          .readsSavedScan = true},
         [&session, options](const Operands& operands) { return browse(session, *options, operands); });
     command.add_flag("--read-only", options->isReadOnly, "Nothing can be taken away");

@@ -116,10 +116,12 @@ kestrel --help          everything else
 void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
     app.add_option("--store", options.store,
                    "Work on a snapshot database, which holds one scan, instead of the history")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(takes(ValueKind::file));
     app.add_option("--at", options.at,
                    "Answer from an older scan: a number from kestrel history, a date, or an age such as 7d")
-        ->type_name("WHEN");
+        ->type_name("WHEN")
+        ->check(takes(ValueKind::scan));
     app.add_flag("--json", options.json, "Print one JSON object instead of text");
     app.add_flag("--bytes", options.exactBytes, "Show sizes to the byte");
     CLI::Option* binary = app.add_flag_callback(
@@ -296,7 +298,8 @@ void addHelpCommand(CLI::App& app, Session& session) {
                 .operands = "[COMMAND]",
                 .description = "Shows this help, or that of one command.",
                 .examples = {"kestrel help scan"},
-                .mostOperands = 1},
+                .mostOperands = 1,
+                .operandKind = ValueKind::command},
                [&app, &session](const Operands& operands) {
                    const CLI::App* shown = &app;
                    if (!operands.empty()) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "commands/OptionValue.hpp"
 #include "output/Session.hpp"
 
 #include <CLI/CLI.hpp>
@@ -28,6 +29,8 @@ struct Command {
     /// They are words to look for, of which an empty one asks for nothing; of any other kind an empty one is wrong
     /// usage.
     bool takesWords = false;
+    ValueKind operandKind = ValueKind::text;  ///< what each operand is
+    std::vector<std::string> operandWords{};  ///< where there are only these
     bool readsSavedScan = false;  ///< answers from a saved scan alone, and so from an older one with --at, too
 };
 

@@ -29,6 +29,7 @@ void addAccessCommand(CLI::App& app, Session& session);
 void addTrashCommand(CLI::App& app, Session& session);
 void addRemoveCommand(CLI::App& app, Session& session);
 void addRestoreCommand(CLI::App& app, Session& session);
+void addCompletionCommand(CLI::App& app, Session& session);
 void addDefinitionsCommand(CLI::App& app, Session& session);
 
 }  // namespace KestrelCLI

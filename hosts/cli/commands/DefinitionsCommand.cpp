@@ -29,7 +29,7 @@ void writeOptions(JSONOutput& json, const CLI::App& app) {
 }
 
 void writeDefinitions(const Session& session, const CLI::App& app) {
-    JSONOutput json{session.out};
+    JSONOutput json{session.raw()};  // the same in every locale
     json.member("description", app.get_description());
     writeOptions(json, app);
     json.beginArray("commands");

@@ -303,7 +303,8 @@ void addDuplicatesCommand(CLI::App& app, Session& session) {
          .examples = {"kestrel duplicates", "kestrel duplicates ~/Pictures --min 100kB",
                       "kestrel duplicates ~ --keep in:~/Pictures --trash --dry-run",
                       "kestrel duplicates ~/Pictures --trash", "kestrel duplicates /srv --dedupe"},
-         .mostOperands = 1},
+         .mostOperands = 1,
+         .operandKind = ValueKind::folder},
         [&session, options](const Operands& operands) { return run(session, *options, operands); });
     command.add_option("--min", options->smallest, "Leave out files that are smaller (default: 1MB)")
         ->type_name("SIZE")
@@ -312,7 +313,8 @@ void addDuplicatesCommand(CLI::App& app, Session& session) {
         .add_option("--keep", options->keep,
                     "Which of equal files stays: oldest (default), newest, or in:FOLDER, where all of them stay")
         ->type_name("WHICH")
-        ->option_text("WHICH");
+        ->option_text("WHICH")
+        ->check(takesSuchAs({"oldest", "newest", "in:"}));
     CLI::Option* all = command.add_flag("-a,--all", options->all, "Show every group and every file of it");
     command
         .add_option("--limit", options->limit,

@@ -121,6 +121,7 @@ void addExportCommand(CLI::App& app, Session& session) {
          .examples = {"kestrel export -o home.json && ncdu -f home.json", "kestrel export ~/Music -o music.csv",
                       "kestrel export --format json /srv | jq -r .path", "kestrel export -o home.json.gz"},
          .mostOperands = 1,
+         .operandKind = ValueKind::folder,
          .readsSavedScan = true},
         [&session, options](const Operands& operands) { return exportScan(session, *options, operands); });
     const std::map<std::string, ExchangeFormat> formats{
@@ -135,7 +136,8 @@ void addExportCommand(CLI::App& app, Session& session) {
     command
         .add_option("-o,--output", options->output,
                     "Write to FILE, compressed where it ends in .gz or .zst (default: standard output)")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(takes(ValueKind::file));
     command.add_flag("--force", options->force, "Replace FILE if it is there");
 }
 

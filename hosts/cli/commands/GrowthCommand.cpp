@@ -233,15 +233,18 @@ void addGrowthCommand(CLI::App& app, Session& session) {
                     .description = "Shows what grew, shrank, is new and is gone between two saved scans.",
                     .examples = {"kestrel growth", "kestrel growth --since 7d ~/Downloads",
                                  "kestrel growth --since 12 --until 15 --depth 2", "kestrel growth --json --top 5"},
-                    .mostOperands = 1},
+                    .mostOperands = 1,
+                    .operandKind = ValueKind::folder},
                    [&session, options](const Operands& operands) { return growth(session, *options, operands); });
     command
         .add_option("--since", options->since,
                     "Compare with this scan: a number from kestrel history, a date, or an age such as 7d (default: the "
                     "one before)")
-        ->type_name("WHEN");
+        ->type_name("WHEN")
+        ->check(takes(ValueKind::scan));
     command.add_option("--until", options->until, "Take this one as the later of the two (default: the newest)")
-        ->type_name("WHEN");
+        ->type_name("WHEN")
+        ->check(takes(ValueKind::scan));
     command.add_option("-d,--depth", options->depth, "Sum up what lies deeper than N levels of folders")
         ->type_name("N")
         ->transform(wholeNumber());

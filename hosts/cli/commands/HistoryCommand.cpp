@@ -222,7 +222,8 @@ void addHistoryCommand(CLI::App& app, Session& session) {
             ->expected(1)
             ->take_all()
             ->allow_extra_args(false)
-            ->transform(wholeNumber());
+            ->transform(wholeNumber())
+            ->check(takes(ValueKind::scanNumber));
     };
     numbers("--forget", options->forget, "Take scan N out; may be given several times");
     numbers("--pin", options->pin, "Keep scan N whatever its age");

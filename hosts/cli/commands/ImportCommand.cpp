@@ -149,7 +149,8 @@ void addImportCommand(CLI::App& app, Session& session) {
          .examples = {"kestrel import server.json.gz", "ssh server ncdu -0 -o- / | kestrel import - --name server",
                       "kestrel list --at server /srv"},
          .fewestOperands = 1,
-         .mostOperands = 1},
+         .mostOperands = 1,
+         .operandKind = ValueKind::file},
         [&session, options](const Operands& operands) { return importFile(session, *options, operands); });
     command.add_option("--name", options->name, "What --at is to call it (default: the name of the file)")
         ->type_name("NAME");

@@ -100,6 +100,7 @@ void addListCommand(CLI::App& app, Session& session) {
          .examples = {"kestrel list", "kestrel list ~/Downloads --limit 10", "kestrel list --sort date ~/Downloads",
                       "kestrel list --all --json /srv", "kestrel list --at 7d ~/Downloads"},
          .mostOperands = 1,
+         .operandKind = ValueKind::folder,
          .readsSavedScan = true},
         [&session, options](const Operands& operands) { return list(session, *options, operands); });
     CLI::Option* all = command.add_flag("-a,--all", options->all, "Show every item");

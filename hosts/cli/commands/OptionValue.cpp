@@ -8,7 +8,10 @@
 
 #include <algorithm>
 #include <charconv>
+#include <sstream>
+#include <string_view>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 // Numbers are read by `from_chars` and never by the standard streams or CLI11: the locale has no say, blanks and signs
@@ -25,7 +28,54 @@ std::string noneOf(std::string_view text, const std::vector<std::string>& names)
     return meant.empty() ? problem : problem + ' ' + meant;
 }
 
+// CLI11 keeps nothing of ours with an option but validators, and of these a name that it shows nowhere: there stands
+// what the value is, behind one of two marks.
+constexpr std::string_view kindMark = "kind ";
+constexpr std::string_view wordsMark = "words ";
+constexpr char wordsSeparator = '|';
+
+std::string wordsName(const std::vector<std::string>& names) {
+    return fmt::format("{}{}", wordsMark, fmt::join(names, std::string_view{&wordsSeparator, 1}));
+}
+
+CLI::Validator marked(std::string name) {
+    return CLI::Validator{[](std::string&) { return std::string{}; }, "", std::move(name)};
+}
+
+/// The rest of the name of the first validator that begins with the mark.
+std::optional<std::string> behindMark(CLI::Option& option, std::string_view mark) {
+    // CLI11 has no count of them, and throws behind the last.
+    try {
+        for (int index = 0;; ++index) {
+            const std::string& name = option.get_validator(index)->get_name();
+            if (name.starts_with(mark)) return name.substr(mark.size());
+        }
+    } catch (const CLI::OptionNotFound&) {
+        return std::nullopt;
+    }
+}
+
 }  // namespace
+
+CLI::Validator takes(ValueKind kind) { return marked(fmt::format("{}{}", kindMark, static_cast<int>(kind))); }
+
+CLI::Validator takesSuchAs(const std::vector<std::string>& words) { return marked(wordsName(words)); }
+
+std::vector<std::string> usualAges() { return {"7d", "30d", "6mo", "1y", "today", "yesterday"}; }
+
+std::vector<std::string> usualSizes() { return {"1MB", "10MB", "100MB", "1GB", "10GB"}; }
+
+ValueKind kindOf(CLI::Option& option) {
+    const auto number = behindMark(option, kindMark);
+    return number ? static_cast<ValueKind>(std::stoi(*number)) : ValueKind::text;
+}
+
+std::vector<std::string> usualWords(CLI::Option& option) {
+    std::vector<std::string> words;
+    std::istringstream rest{behindMark(option, wordsMark).value_or("")};
+    for (std::string word; std::getline(rest, word, wordsSeparator);) words.push_back(word);
+    return words;
+}
 
 CLI::Validator wholeNumber(std::int64_t most) {
     const auto problem = [most](std::string& text) -> std::string {
@@ -55,7 +105,9 @@ CLI::Validator oneOf(const std::map<std::string, std::int64_t>& numbers) {
         }
         return noneOf(text, names);
     };
-    return CLI::Validator{problem, "", "one of a few names"};
+    std::vector<std::string> names;
+    for (const auto& [name, number] : numbers) names.push_back(name);
+    return CLI::Validator{problem, "", wordsName(names)};
 }
 
 CLI::Validator oneOf(const std::vector<std::string>& names) { return oneOf(names, {}); }
@@ -74,7 +126,7 @@ CLI::Validator oneOf(const std::vector<std::string>& names, const std::map<std::
         }
         return noneOf(text, names);
     };
-    return CLI::Validator{problem, "", "one of a few names"};
+    return CLI::Validator{problem, "", wordsName(names)};
 }
 
 std::optional<Seconds> parseInterval(std::string_view text) {

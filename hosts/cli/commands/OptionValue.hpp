@@ -39,6 +39,36 @@ template <typename Value>
     return oneOf(numbers);
 }
 
+/// What the value of an option, or an operand, is: what a shell can complete it to.
+enum class ValueKind : std::uint8_t {
+    text,  ///< nothing that anybody could know beforehand
+    file,
+    folder,
+    scan,        ///< of the history: a number, or the name of an import
+    scanNumber,  ///< of the history
+    process,     ///< an identifier or a name
+    user,        ///< of a process
+    application,
+    rule,     ///< for suggestions
+    receipt,  ///< of what was moved to the Trash
+    query,    ///< a word of a search
+    command,
+};
+
+/// For an option's `check`: refuses nothing, and lets `kindOf` know.
+[[nodiscard]] CLI::Validator takes(ValueKind kind);
+/// The same for one that takes other words than these, too; these are what `usualWords` gives.
+[[nodiscard]] CLI::Validator takesSuchAs(const std::vector<std::string>& words);
+
+/// Of such as an age or a size may be, to begin with.
+[[nodiscard]] std::vector<std::string> usualAges();
+[[nodiscard]] std::vector<std::string> usualSizes();
+
+/// Of an option with `takes`; `text` of any other.
+[[nodiscard]] ValueKind kindOf(CLI::Option& option);
+/// The words of an option with `oneOf` or `takesSuchAs`, in their order; none of any other.
+[[nodiscard]] std::vector<std::string> usualWords(CLI::Option& option);
+
 using Seconds = std::chrono::duration<double>;
 
 /// A time between two samples as a person writes it: "1s", "500ms", "2m", "1h", or seconds without a unit ("0.5").

@@ -176,7 +176,8 @@ void addProcessesCommand(CLI::App& app, Session& session) {
                       "kestrel processes --tree --user www-data", "kestrel processes --every 2s",
                       "kestrel processes --json --every 2s --count 5"},
          .mostOperands = Command::unlimited,
-         .takesWords = true},
+         .takesWords = true,
+         .operandKind = ValueKind::process},
         [&session, options](const Operands& words) { return runProcesses(session, words, *options); });
     const std::map<std::string, ProcessOrder> orders{{"cpu", ProcessOrder::cpu},
                                                      {"memory", ProcessOrder::memory},
@@ -187,7 +188,9 @@ void addProcessesCommand(CLI::App& app, Session& session) {
         ->transform(oneOf(orders))
         ->option_text("KEY");
     command.add_flag("--tree", options->isTree, "Each process below the one that started it");
-    command.add_option("--user", options->user, "Only processes of that user")->type_name("USER");
+    command.add_option("--user", options->user, "Only processes of that user")
+        ->type_name("USER")
+        ->check(takes(ValueKind::user));
     command
         .add_option("--every", options->every,
                     "List again and again, with that time between two samples (without it, one list over 500ms); on a "

@@ -317,7 +317,8 @@ void addQuitCommand(CLI::App& app, Session& session) {
                         "refuse; nothing is forced without --force.",
          .examples = {"kestrel quit firefox", "kestrel quit 4711 4712 --yes", "kestrel quit --force stuck-program"},
          .fewestOperands = 1,
-         .mostOperands = Command::unlimited},
+         .mostOperands = Command::unlimited,
+         .operandKind = ValueKind::process},
         [&session, options](const Operands& operands) { return runQuit(session, operands, *options); });
     command.add_flag("-y,--yes", options->isAgreed, "Do not ask first");
     command.add_flag("--force", options->isForced,

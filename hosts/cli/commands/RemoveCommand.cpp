@@ -16,7 +16,8 @@ void addRemoveCommand(CLI::App& app, Session& session) {
                     .description = "Removes items for good.",
                     .examples = {"kestrel remove --dry-run ~/build", "kestrel remove --confirm DELETE ~/build"},
                     .fewestOperands = 1,
-                    .mostOperands = Command::unlimited},
+                    .mostOperands = Command::unlimited,
+                    .operandKind = ValueKind::file},
                    [&session, options](const Operands& paths) {
                        options->mode = KestrelCore::DeletionMode::permanent;
                        return runDeletion(session, paths, *options);

@@ -163,12 +163,14 @@ void addReportCommand(CLI::App& app, Session& session) {
          .examples = {"kestrel report", "kestrel report ~/Downloads -o downloads.html", "kestrel report --since 7d",
                       "kestrel report --all /srv -o - | gzip > srv.html.gz"},
          .mostOperands = 1,
+         .operandKind = ValueKind::folder,
          .readsSavedScan = true},
         [&session, options](const Operands& operands) { return report(session, *options, operands); });
     command
         .add_option("-o,--output", options->output,
                     "Write to FILE, or with - to standard output (default: kestrel-report-NAME-DATE.html here)")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(takes(ValueKind::file));
     command.add_flag("--force", options->force, "Replace FILE if it is there");
     command.add_flag("-a,--all", options->all,
                      fmt::format("Put every item into the page (default: the {} largest, and sums of the others)",
@@ -177,7 +179,8 @@ void addReportCommand(CLI::App& app, Session& session) {
         .add_option("--since", options->since,
                     "Show what changed since this earlier scan, too: a number from kestrel history, a date, or an age "
                     "such as 7d")
-        ->type_name("WHEN");
+        ->type_name("WHEN")
+        ->check(takes(ValueKind::scan));
 }
 
 }  // namespace KestrelCLI

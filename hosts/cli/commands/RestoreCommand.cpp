@@ -246,7 +246,8 @@ void addRestoreCommand(CLI::App& app, Session& session) {
          .description = "Lists what “kestrel trash” moved away, or puts it back; never overwrites.",
          .examples = {"kestrel restore", "kestrel restore --last", "kestrel restore old.iso",
                       "kestrel restore ~/Documents/letter.txt --as older.txt", "kestrel restore 1B4E28BA --replace"},
-         .mostOperands = Command::unlimited},
+         .mostOperands = Command::unlimited,
+         .operandKind = ValueKind::receipt},
         [&session, options](const Operands& names) {
             options->terms.highRisk = options->includesHighRisk ? HighRisk::goes : HighRisk::stays;
             return run(session, names, *options);

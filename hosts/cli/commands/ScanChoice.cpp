@@ -1,5 +1,6 @@
 #include "commands/ScanChoice.hpp"
 
+#include "commands/OptionValue.hpp"
 #include "output/ByteFormat.hpp"
 #include "output/Paragraph.hpp"
 
@@ -16,18 +17,21 @@ namespace KestrelCLI {
 
 void ScanChoice::addOptions(CLI::App& command) {
     // One value each time, so that the folder that follows is not taken for another.
-    const auto values = [&](const char* name, std::vector<std::string>& into, const char* type, const char* help) {
+    const auto values = [&](const char* name, std::vector<std::string>& into, const char* type, ValueKind kind,
+                            const char* help) {
         command.add_option(name, into, help)
             ->type_name(type)
             ->option_text(type)
             ->expected(1)
             ->take_all()
-            ->allow_extra_args(false);
+            ->allow_extra_args(false)
+            ->check(takes(kind));
     };
-    values("--exclude", exclude, "PATTERN",
+    values("--exclude", exclude, "PATTERN", ValueKind::folder,
            "Leave out what matches: a name in any folder (node_modules, '*.iso'), or a path (Downloads/old, /srv/tmp); "
            "* ? [a-z] and ** stand for what they do in a shell, a / at the end for folders only");
-    values("--exclude-from", excludeFrom, "FILE", "Leave out what matches a line of FILE; # begins a comment");
+    values("--exclude-from", excludeFrom, "FILE", ValueKind::file,
+           "Leave out what matches a line of FILE; # begins a comment");
     command.add_flag("--exclude-caches", leavesCachesOut,
                      "Leave out what lies in folders with a CACHEDIR.TAG, but the tag");
     CLI::Option* cross = command.add_flag("--cross-mounts", crossesMounts,

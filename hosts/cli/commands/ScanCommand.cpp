@@ -78,7 +78,8 @@ void addScanCommand(CLI::App& app, Session& session) {
          .examples = {"kestrel scan", "kestrel scan --depth 3 --top 5 /var", "kestrel scan --issues /",
                       "kestrel scan ~ /srv", "kestrel scan --exclude node_modules --exclude '*.iso' ~",
                       "kestrel scan --cross-mounts /", "kestrel scan --json ~/Downloads | python3 -m json.tool"},
-         .mostOperands = Command::unlimited},
+         .mostOperands = Command::unlimited,
+         .operandKind = ValueKind::folder},
         [&session, options](const Operands& operands) { return scan(session, *options, operands); });
     command.add_option("-d,--depth", options->limits.depth, "Show N levels of folders (default: 2)")
         ->option_text("N")

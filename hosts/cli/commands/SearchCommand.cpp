@@ -336,6 +336,7 @@ void addSearchCommand(CLI::App& app, Session& session) {
                                  "kestrel search --print0 installers old | xargs -0 ls -l"},
                     .mostOperands = Command::unlimited,
                     .takesWords = true,
+                    .operandKind = ValueKind::query,
                     .readsSavedScan = true},
                    [&session, options](const Operands& words) { return search(session, *options, words); });
     options->filter.addTo(command);

@@ -1,5 +1,6 @@
 #include "commands/SearchFilterOptions.hpp"
 
+#include "commands/OptionValue.hpp"
 #include "commands/SizeValue.hpp"
 #include "commands/TypeWords.hpp"
 #include "output/Session.hpp"
@@ -69,13 +70,19 @@ void SearchFilterOptions::addTo(CLI::App& command) {
     command
         .add_option("--older-than", olderThan,
                     "Only what was last changed before: 30d, 6mo, 1y, 2023-05-31; 2023 is before that year began")
-        ->type_name("AGE");
+        ->type_name("AGE")
+        ->check(takesSuchAs(usualAges()));
     command
         .add_option("--newer-than", newerThan,
                     "Only what was changed after: 7d is within the last week, 2022 is in 2023 or later")
-        ->type_name("AGE");
-    command.add_option("--min", minimum, "Only what has at least this size: 500MB, 1.5GB, 2GiB")->type_name("SIZE");
-    command.add_option("--max", maximum, "Only what has at most this size")->type_name("SIZE");
+        ->type_name("AGE")
+        ->check(takesSuchAs(usualAges()));
+    command.add_option("--min", minimum, "Only what has at least this size: 500MB, 1.5GB, 2GiB")
+        ->type_name("SIZE")
+        ->check(takesSuchAs(usualSizes()));
+    command.add_option("--max", maximum, "Only what has at most this size")
+        ->type_name("SIZE")
+        ->check(takesSuchAs(usualSizes()));
     // One value each time, or several with commas: the next argument is a word to look for.
     const auto several = [&](const char* name, std::vector<std::string>& into, const char* value, const char* help) {
         return command.add_option(name, into, help)
@@ -89,11 +96,14 @@ void SearchFilterOptions::addTo(CLI::App& command) {
         "--type", types, "TYPE",
         "Only photos, videos, music, documents, archives, code, applications, disk-images, databases, other, files, "
         "folders or links; several with commas")
-        ->delimiter(',');
+        ->delimiter(',')
+        ->check(takesSuchAs(typeNames()));
     several("--ext", extensions, "EXT", "Only files with this extension; several with commas")->delimiter(',');
     several("--in", places, "WHERE",
-            "Only what lies in this folder (a path), or has this word in its path; several widen each other");
-    several("--not", unwanted, "WHERE", "Nothing in this folder (a path), or with this word in its path");
+            "Only what lies in this folder (a path), or has this word in its path; several widen each other")
+        ->check(takes(ValueKind::folder));
+    several("--not", unwanted, "WHERE", "Nothing in this folder (a path), or with this word in its path")
+        ->check(takes(ValueKind::folder));
 }
 
 std::vector<Part> SearchFilterOptions::parts(Date now) const {

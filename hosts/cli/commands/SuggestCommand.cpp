@@ -283,9 +283,12 @@ void addSuggestCommand(CLI::App& app, Session& session) {
                     .examples = {"kestrel suggest", "kestrel suggest cargo-target",
                                  "kestrel suggest regenerates --trash", "kestrel suggest --path ~/projects --json"},
                     .mostOperands = Command::unlimited,
+                    .operandKind = ValueKind::rule,
                     .readsSavedScan = true},
                    [&session, options](const Operands& operands) { return suggest(session, *options, operands); });
-    command.add_option("--path", options->path, "Only what lies in this folder")->type_name("PATH");
+    command.add_option("--path", options->path, "Only what lies in this folder")
+        ->type_name("PATH")
+        ->check(takes(ValueKind::folder));
     CLI::Option* trash = command.add_flag("--trash", options->trashes, "Move what the named rules found to the Trash");
     command.add_flag("--remove", options->removes, "Remove it for good")->excludes(trash);
     command.add_flag("--list", options->lists, "Show all rules and what they look for");

@@ -195,6 +195,7 @@ void addSummaryCommand(CLI::App& app, Session& session) {
          .examples = {"kestrel summary", "kestrel summary ~/Downloads --by age",
                       "kestrel summary --by extension --limit 10 /srv", "kestrel summary --by size --json"},
          .mostOperands = 1,
+         .operandKind = ValueKind::folder,
          .readsSavedScan = true},
         [&session, options](const Operands& operands) { return summarize(session, *options, operands); });
     std::map<std::string, SummaryGrouping> groupings;

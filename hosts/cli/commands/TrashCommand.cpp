@@ -1,6 +1,7 @@
 #include "commands/Commands.hpp"
 
 #include "commands/Deletion.hpp"
+#include "commands/OptionValue.hpp"
 #include "commands/TrashEmptying.hpp"
 
 #include <memory>
@@ -42,14 +43,16 @@ void addTrashCommand(CLI::App& app, Session& session) {
          .description = "Moves items to the Trash, from where “kestrel restore” brings them back, or empties it.",
          .examples = {"kestrel trash --dry-run ~/Downloads/old.iso", "kestrel trash --yes -- -odd-name",
                       "kestrel trash --empty", "kestrel trash --empty --older-than 30d"},
-         .mostOperands = Command::unlimited},
+         .mostOperands = Command::unlimited,
+         .operandKind = ValueKind::file},
         [&session, options](const Operands& paths) { return run(session, paths, *options); });
     command.add_flag("-y,--yes", options->moving.isConfirmed, "Do not ask");
     command.add_flag("--dry-run", options->moving.isDryRun, "Only show what would go");
     command.add_flag("--include-high-risk", options->moving.includesHighRisk, "Let items of high risk go too");
     command.add_flag("--empty", options->empties, "Remove for good what lies in the Trash, on every volume");
     command.add_option("--older-than", options->emptying.olderThan, "With --empty: only what went before, such as 30d")
-        ->type_name("AGE");
+        ->type_name("AGE")
+        ->check(takesSuchAs(usualAges()));
     command.add_option("--confirm", options->emptying.confirmation, "With --empty: DELETE, instead of typing it")
         ->type_name("WORD");
 }

@@ -21,6 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* historyName = "/history.sqlite";
+constexpr const char* receiptsName = "/receipts";
 constexpr const char* earlierStoreName = "/snapshots.sqlite";
 
 bool isUTF8(const std::string& bytes) { return KestrelCore::Text{bytes}.view() == bytes; }
@@ -77,6 +78,16 @@ std::string dataFolder() {
 
 std::string historyPath() { return dataFolder() + historyName; }
 
+std::optional<std::string> usualHistoryPath() {
+    const auto folder = usualDataFolder();
+    return folder ? std::optional{*folder + historyName} : std::nullopt;
+}
+
+std::optional<std::string> usualReceiptsPath() {
+    const auto folder = usualDataFolder();
+    return folder ? std::optional{*folder + receiptsName} : std::nullopt;
+}
+
 std::string earlierStorePath() { return dataFolder() + earlierStoreName; }
 
 std::optional<std::string> namedStorePath(const Session& session) {
@@ -94,7 +105,7 @@ std::string receiptsPath(const Session& session) {
     if (const auto store = namedStorePath(session)) return *store + "-receipts";
     const std::string folder = dataFolder();
     const std::string earlier = folder + earlierStoreName + "-receipts";
-    const std::string receipts = folder + "/receipts";
+    const std::string receipts = folder + receiptsName;
     std::error_code error;
     if (!fs::is_directory(fs::symlink_status(earlier, error))) return receipts;
     // A folder that is there is not replaced, unless it is empty.

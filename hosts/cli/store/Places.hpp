@@ -32,6 +32,10 @@ namespace KestrelCLI {
 
 /// The database that keeps every scan. Throws as `dataFolder`.
 [[nodiscard]] std::string historyPath();
+/// The same by its name alone: nothing is looked at or mended. Empty as `usualDataFolder`.
+[[nodiscard]] std::optional<std::string> usualHistoryPath();
+/// Where the receipts are kept without --store; likewise.
+[[nodiscard]] std::optional<std::string> usualReceiptsPath();
 /// Where earlier versions kept their one scan. Throws as `dataFolder`.
 [[nodiscard]] std::string earlierStorePath();
 
