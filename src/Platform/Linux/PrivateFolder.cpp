@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <tuple>
 #include <unistd.h>
 
 // A file is written under another name, put on the disk and then renamed, so that a crash leaves it as it was, or new,
@@ -51,7 +52,7 @@ void PrivateFolder::write(const std::vector<File>& files) const {
     if (isNew && syncFolder(parent) != 0) failWith(path_, errno);
     struct stat found {};
     if (::fstat(folder.get(), &found) == 0 && (found.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
-        (void)::fchmod(folder.get(), found.st_mode & S_IRWXU);
+        std::ignore = ::fchmod(folder.get(), found.st_mode & S_IRWXU);
     }
     const auto fail = [&](const File& file, int error) {
         for (const File& written : files) ::unlinkat(folder.get(), temporaryName(written).c_str(), 0);

@@ -10,6 +10,7 @@
 #include <memory>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace KestrelCore {
@@ -72,7 +73,7 @@ void DatabaseFile::makePrivate(const std::string& path) {
     // What a link leads to, or what belongs to another user, is not ours to change.
     if (lstat(path.c_str(), &found) != 0 || !S_ISREG(found.st_mode) || found.st_uid != geteuid()) return;
     if ((found.st_mode & (S_IRWXG | S_IRWXO)) == 0) return;
-    (void)fchmodat(AT_FDCWD, path.c_str(), found.st_mode & S_IRWXU, AT_SYMLINK_NOFOLLOW);
+    std::ignore = fchmodat(AT_FDCWD, path.c_str(), found.st_mode & S_IRWXU, AT_SYMLINK_NOFOLLOW);
 }
 
 std::optional<std::string_view> DatabaseFile::whyNotTrusted(const std::string& path) {
@@ -105,7 +106,7 @@ void DatabaseFile::makeWritableLike(const std::string& model, const std::string&
         return;
     constexpr mode_t permissions = S_IRWXU | S_IRWXG | S_IRWXO;
     // Where that fails, so will the engine, which says more.
-    (void)fchmodat(AT_FDCWD, path.c_str(), wanted.st_mode & permissions, AT_SYMLINK_NOFOLLOW);
+    std::ignore = fchmodat(AT_FDCWD, path.c_str(), wanted.st_mode & permissions, AT_SYMLINK_NOFOLLOW);
 }
 
 }  // namespace KestrelCore

@@ -13,6 +13,7 @@
 #include <sys/stat.h>
 #include <system_error>
 #include <thread>
+#include <tuple>
 
 // `flock` locks the open file, not the process as `fcntl` does: two holders in one process exclude each other, and
 // closing another descriptor of the same file releases nothing.
@@ -33,7 +34,7 @@ FileDescriptor openLockFile(const std::string& path) {
     if (!S_ISREG(status.st_mode)) throw PlatformError::posix(EINVAL);
     // Whoever can open the file for reading can hold the lock, and keep us out for good.
     if (status.st_uid == geteuid() && (status.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
-        (void)fchmod(file.get(), status.st_mode & S_IRWXU);
+        std::ignore = fchmod(file.get(), status.st_mode & S_IRWXU);
     }
     return file;
 }
