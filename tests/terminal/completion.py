@@ -17,7 +17,6 @@ from driver import run_case
 
 TAB, KILL_LINE = "\t", "\x15"
 TRAP = """it's "a" $(touch x) `touch x` file"""
-PROCESS = "idler `touch x`"  # as long as the name of a process may be
 APPLICATION = "Fancy 'App' $(touch x)"
 
 
@@ -65,7 +64,7 @@ class Shell:
     def runs(self, typed, shown):
         """What is completed is then run, with that very argument."""
         self.terminal.type(typed + TAB)
-        self.terminal.shows(r"touch\ x")
+        self.terminal.shows(r"\$\(")
         self.terminal.type("\r")
         self.terminal.shows(shown)
         self.settle()
@@ -74,6 +73,15 @@ class Shell:
         self.terminal.type("exit\r")
         self.terminal.end()
         check(sorted(os.listdir(self.folder)) == self.before, f"{self.name} ran nothing and made nothing: {os.listdir(self.folder)}")
+
+
+def own_name():
+    """Of a process, with something to run in it: no other test's, and as long as one may be."""
+    number, digits = os.getpid(), ""
+    while number:
+        number, digit = divmod(number, 36)
+        digits += "0123456789abcdefghijklmnopqrstuvwxyz"[digit]
+    return f"i{digits} $(id>x)"
 
 
 def script(name):
@@ -95,11 +103,12 @@ def completes_everything(shell):
     shell.runs("kestrel trash --dry-run it", TRAP)
     shell.runs("kestrel apps Fan", APPLICATION)
 
-    idler = shell.home / PROCESS
+    name = own_name()
+    idler = shell.home / name
     shutil.copy(shutil.which("sleep"), idler)
     with subprocess.Popen([idler, "600"]) as process:
         try:
-            shell.runs("kestrel quit --yes idl", f"{PROCESS} ({process.pid}) was asked to quit.")
+            shell.runs("kestrel quit --yes " + name.split()[0], f"{name} ({process.pid}) was asked to quit.")
             check(process.wait() == -15, "The process was asked to quit")
         finally:
             process.kill()
