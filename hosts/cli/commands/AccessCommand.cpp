@@ -11,7 +11,7 @@
 namespace KestrelCLI {
 
 void addAccessCommand(CLI::App& app, Session& session) {
-    CLI::App& command = addCommand(
+    const CommandOptions command = addCommand(
         app,
         {.name = "access",
          .operands = "",
@@ -33,7 +33,7 @@ void addAccessCommand(CLI::App& app, Session& session) {
             }
             return ExitCode::done;
         });
-    if (!KestrelCore::FullDiskAccess::existsHere()) command.group("");
+    if (!KestrelCore::FullDiskAccess::existsHere()) command.hide();
 }
 
 }  // namespace KestrelCLI

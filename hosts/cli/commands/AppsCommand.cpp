@@ -225,7 +225,7 @@ void addAppsCommand(CLI::App& app, Session& session) {
         bool isDryRun = false;
     };
     auto options = std::make_shared<Options>();
-    CLI::App& command =
+    const CommandOptions command =
         addCommand(app,
                    {.name = "apps",
                     .operands = "[NAME]",
@@ -255,21 +255,19 @@ void addAppsCommand(CLI::App& app, Session& session) {
                    });
     const std::map<std::string, ApplicationOrder> orders{{"size", ApplicationOrder::size},
                                                          {"name", ApplicationOrder::name}};
-    command.add_option("--sort", options->order, "Order: size (of what was left behind, the default) or name")
-        ->transform(oneOf(orders))
-        ->option_text("ORDER");
-    command.add_flag("--orphans", options->showsOrphans,
-                     "Show what applications left behind that are not installed any more");
-    command.add_flag("--trash-residues", options->trashesResidues,
-                     "Move what NAME left behind to the Trash: the residues chosen by default");
+    command.choice("--sort", options->order, orders, "Order: size (of what was left behind, the default) or name")
+        .valueName("ORDER");
+    command.flag("--orphans", options->showsOrphans,
+                 "Show what applications left behind that are not installed any more");
+    command.flag("--trash-residues", options->trashesResidues,
+                 "Move what NAME left behind to the Trash: the residues chosen by default");
     command
-        .add_option("--residue", options->residues,
-                    "With --trash-residues: choose this one too; may be given several times")
-        ->allow_extra_args(false)
-        ->option_text("PATH")
-        ->check(takes(ValueKind::file));
-    command.add_flag("-y,--yes", options->isConfirmed, "Do not ask");
-    command.add_flag("--dry-run", options->isDryRun, "Only show what would go");
+        .value("--residue", options->residues, "With --trash-residues: choose this one too; may be given several times")
+        .oneEachTime()
+        .valueName("PATH")
+        .check(takes(ValueKind::file));
+    command.flag("-y,--yes", options->isConfirmed, "Do not ask");
+    command.flag("--dry-run", options->isDryRun, "Only show what would go");
 }
 
 }  // namespace KestrelCLI

@@ -122,7 +122,7 @@ ExitCode browse(const Session& session, const BrowseOptions& options, const Oper
 
 void addBrowseCommand(CLI::App& app, Session& session) {
     const auto options = std::make_shared<BrowseOptions>();
-    CLI::App& command = addCommand(
+    const CommandOptions command = addCommand(
         app,
         {.name = "browse",
          .operands = "[PATH]",
@@ -134,7 +134,7 @@ void addBrowseCommand(CLI::App& app, Session& session) {
          .operandKind = ValueKind::folder,
          .readsSavedScan = true},
         [&session, options](const Operands& operands) { return browse(session, *options, operands); });
-    command.add_flag("--read-only", options->isReadOnly, "Nothing can be taken away");
+    command.flag("--read-only", options->isReadOnly, "Nothing can be taken away");
 }
 
 }  // namespace KestrelCLI

@@ -13,12 +13,14 @@
 
 #include "KestrelCore/KestrelCore.hpp"
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
 #include <algorithm>
 #include <exception>
 #include <iterator>
+#include <map>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -113,29 +115,28 @@ kestrel scan FOLDER     the same for another folder
 kestrel --help          everything else
 )";
 
-void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
-    app.add_option("--store", options.store,
-                   "Work on a snapshot database, which holds one scan, instead of the history")
-        ->type_name("FILE")
-        ->check(takes(ValueKind::file));
-    app.add_option("--at", options.at,
-                   "Answer from an older scan: a number from kestrel history, a date, or an age such as 7d")
-        ->type_name("WHEN")
-        ->check(takes(ValueKind::scan));
-    app.add_flag("--json", options.json, "Print one JSON object instead of text");
-    app.add_flag("--bytes", options.exactBytes, "Show sizes to the byte");
-    CLI::Option* binary = app.add_flag_callback(
+void addGlobalOptions(const CommandOptions& program, GlobalOptions& options) {
+    program.value("--store", options.store, "Work on a snapshot database, which holds one scan, instead of the history")
+        .valueName("FILE")
+        .check(takes(ValueKind::file));
+    program
+        .value("--at", options.at,
+               "Answer from an older scan: a number from kestrel history, a date, or an age such as 7d")
+        .valueName("WHEN")
+        .check(takes(ValueKind::scan));
+    program.flag("--json", options.json, "Print one JSON object instead of text");
+    program.flag("--bytes", options.exactBytes, "Show sizes to the byte");
+    const CommandOption binary = program.flag(
         "--iec", [&options] { options.units = SizeUnits::binary; }, "Show sizes in binary units (1 KiB = 1024 bytes)");
-    app.add_flag_callback(
-           "--si", [&options] { options.units = SizeUnits::decimal; },
-           "Show sizes in decimal units (1 kB = 1000 bytes), as is usual")
-        ->excludes(binary);
+    program
+        .flag(
+            "--si", [&options] { options.units = SizeUnits::decimal; },
+            "Show sizes in decimal units (1 kB = 1000 bytes), as is usual")
+        .excludes(binary);
     const std::map<std::string, ColorChoice> choices{
         {"auto", ColorChoice::automatic}, {"always", ColorChoice::always}, {"never", ColorChoice::never}};
-    app.add_option("--color", options.color, "Colour: auto (on a terminal), always or never")
-        ->type_name("WHEN")
-        ->transform(oneOf(choices))
-        ->option_text("WHEN");
+    program.choice("--color", options.color, choices, "Colour: auto (on a terminal), always or never")
+        .valueName("WHEN");
 }
 
 /// What programs get to know of the cases.
@@ -331,7 +332,7 @@ ExitCode parseAndRun(std::vector<std::string> arguments, Session& session, const
     app.allow_extras();
     app.footer("Options may stand before or after the command. kestrel COMMAND --help (or kestrel help COMMAND) tells "
                "more about one. Everything after -- is taken as it is, so that a name may begin with a dash.");
-    addGlobalOptions(app, session.options);
+    addGlobalOptions(CommandOptions{app}, session.options);
     for (const CommandAdder add : commands) add(app, session);
     addHelpCommand(app, session);
 
@@ -386,10 +387,10 @@ ExitCode parseAndRun(std::vector<std::string> arguments, Session& session, const
 
 }  // namespace
 
-CLI::App& addCommand(CLI::App& app, const Command& command, std::function<ExitCode(const Operands&)> run) {
+CommandOptions addCommand(CLI::App& app, const Command& command, std::function<ExitCode(const Operands&)> run) {
     auto added = std::make_shared<CommandApp>(command, std::move(run));
     added->formatter(app.get_formatter());
-    return *app.add_subcommand(std::move(added));
+    return CommandOptions{*app.add_subcommand(std::move(added))};
 }
 
 const Command* definitionOf(const CLI::App& app) {

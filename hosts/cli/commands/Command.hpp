@@ -1,9 +1,8 @@
 #pragma once
 
+#include "commands/CommandOptions.hpp"
 #include "commands/OptionValue.hpp"
 #include "output/Session.hpp"
-
-#include <CLI/CLI.hpp>
 
 #include <cstddef>
 #include <functional>
@@ -39,7 +38,7 @@ struct Command {
 ///
 /// Operands never go through CLI11 (options only do): everything after "--" is one, whatever it looks like, and no name
 /// is split at brackets or commas or taken for a command. `app` must be the one that `runCommandLine` hands in.
-CLI::App& addCommand(CLI::App& app, const Command& command, std::function<ExitCode(const Operands&)> run);
+CommandOptions addCommand(CLI::App& app, const Command& command, std::function<ExitCode(const Operands&)> run);
 
 /// What `addCommand` was told about it; null for the program itself. Valid as long as `app`.
 [[nodiscard]] const Command* definitionOf(const CLI::App& app);

@@ -5,6 +5,7 @@
 #include "commands/CompletionValues.hpp"
 #include "output/TerminalText.hpp"
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -152,7 +153,7 @@ void addCompletionCommand(CLI::App& app, Session& session) {
                 .mostOperands = Command::unlimited,
                 .takesWords = true},
                [&app, &session](const Operands& operands) { return completeWords(session, app, operands); })
-        .group("");
+        .hide();
 }
 
 }  // namespace KestrelCLI

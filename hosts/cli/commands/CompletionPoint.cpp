@@ -1,5 +1,7 @@
 #include "commands/CompletionPoint.hpp"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <cstddef>
 

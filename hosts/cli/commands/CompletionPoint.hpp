@@ -2,8 +2,6 @@
 
 #include "commands/Command.hpp"
 
-#include <CLI/CLI.hpp>
-
 #include <cstdint>
 #include <set>
 #include <string>

@@ -3,6 +3,8 @@
 #include "commands/HelpText.hpp"
 #include "output/JSONOutput.hpp"
 
+#include <CLI/CLI.hpp>
+
 #include <string>
 
 // What the program takes, as a program reads it: the manual pages are made from it and from docs/kestrel.md, and so
@@ -55,16 +57,16 @@ void writeDefinitions(const Session& session, const CLI::App& app) {
 }  // namespace
 
 void addDefinitionsCommand(CLI::App& app, Session& session) {
-    CLI::App& command = addCommand(app,
-                                   {.name = "definitions",
-                                    .operands = "",
-                                    .description = "Tells all commands and options as JSON.",
-                                    .examples = {}},
-                                   [&app, &session](const Operands&) {
-                                       writeDefinitions(session, app);
-                                       return ExitCode::done;
-                                   });
-    command.group("");
+    const CommandOptions command = addCommand(app,
+                                              {.name = "definitions",
+                                               .operands = "",
+                                               .description = "Tells all commands and options as JSON.",
+                                               .examples = {}},
+                                              [&app, &session](const Operands&) {
+                                                  writeDefinitions(session, app);
+                                                  return ExitCode::done;
+                                              });
+    command.hide();
 }
 
 }  // namespace KestrelCLI

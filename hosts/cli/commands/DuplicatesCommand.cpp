@@ -294,7 +294,7 @@ ExitCode run(Session& session, DuplicatesCommandOptions& options, const Operands
 
 void addDuplicatesCommand(CLI::App& app, Session& session) {
     const auto options = std::make_shared<DuplicatesCommandOptions>();
-    CLI::App& command = addCommand(
+    const CommandOptions command = addCommand(
         app,
         {.name = "duplicates",
          .operands = "[PATH]",
@@ -306,29 +306,24 @@ void addDuplicatesCommand(CLI::App& app, Session& session) {
          .mostOperands = 1,
          .operandKind = ValueKind::folder},
         [&session, options](const Operands& operands) { return run(session, *options, operands); });
-    command.add_option("--min", options->smallest, "Leave out files that are smaller (default: 1MB)")
-        ->type_name("SIZE")
-        ->option_text("SIZE");
+    command.value("--min", options->smallest, "Leave out files that are smaller (default: 1MB)").valueName("SIZE");
     command
-        .add_option("--keep", options->keep,
-                    "Which of equal files stays: oldest (default), newest, or in:FOLDER, where all of them stay")
-        ->type_name("WHICH")
-        ->option_text("WHICH")
-        ->check(takesSuchAs({"oldest", "newest", "in:"}));
-    CLI::Option* all = command.add_flag("-a,--all", options->all, "Show every group and every file of it");
-    command
-        .add_option("--limit", options->limit,
-                    fmt::format("Show N groups (default: {}; with --json: all)", usualGroups))
-        ->type_name("N")
-        ->transform(wholeNumber())
-        ->excludes(all);
-    command.add_flag("--trash", options->toTrash, "Move all but the kept ones to the Trash, after a question");
-    command.add_flag("-y,--yes", options->moving.isConfirmed, "With --trash: do not ask");
-    command.add_flag("--include-high-risk", options->moving.includesHighRisk,
-                     "With --trash: let items of high risk go too");
-    command.add_flag("--dedupe", options->sharesBlocks,
-                     "Let equal files share their blocks (btrfs, XFS); nothing is deleted");
-    command.add_flag("--dry-run", options->moving.isDryRun, "With --trash or --dedupe: only show what would happen");
+        .value("--keep", options->keep,
+               "Which of equal files stays: oldest (default), newest, or in:FOLDER, where all of them stay")
+        .valueName("WHICH")
+        .check(takesSuchAs({"oldest", "newest", "in:"}));
+    const CommandOption all = command.flag("-a,--all", options->all, "Show every group and every file of it");
+    command.value("--limit", options->limit, fmt::format("Show N groups (default: {}; with --json: all)", usualGroups))
+        .valueName("N")
+        .check(wholeNumber())
+        .excludes(all);
+    command.flag("--trash", options->toTrash, "Move all but the kept ones to the Trash, after a question");
+    command.flag("-y,--yes", options->moving.isConfirmed, "With --trash: do not ask");
+    command.flag("--include-high-risk", options->moving.includesHighRisk,
+                 "With --trash: let items of high risk go too");
+    command.flag("--dedupe", options->sharesBlocks,
+                 "Let equal files share their blocks (btrfs, XFS); nothing is deleted");
+    command.flag("--dry-run", options->moving.isDryRun, "With --trash or --dedupe: only show what would happen");
 }
 
 }  // namespace KestrelCLI

@@ -112,7 +112,7 @@ ExitCode exportScan(const Session& session, const WriteOptions& options, const O
 
 void addExportCommand(CLI::App& app, Session& session) {
     const auto options = std::make_shared<WriteOptions>();
-    CLI::App& command = addCommand(
+    const CommandOptions command = addCommand(
         app,
         {.name = "export",
          .operands = "[PATH]",
@@ -127,18 +127,16 @@ void addExportCommand(CLI::App& app, Session& session) {
     const std::map<std::string, ExchangeFormat> formats{
         {"ncdu", ExchangeFormat::ncdu}, {"json", ExchangeFormat::lines}, {"csv", ExchangeFormat::csv}};
     command
-        .add_option("--format", options->format,
-                    "Write the form of ncdu (default), JSON lines, or a table for spreadsheets (defaults with a FILE "
-                    "in .jsonl and .csv)")
-        ->type_name("FORM")
-        ->option_text("ncdu|json|csv")
-        ->transform(oneOf(formats));
+        .choice("--format", options->format, formats,
+                "Write the form of ncdu (default), JSON lines, or a table for spreadsheets (defaults with a FILE "
+                "in .jsonl and .csv)")
+        .valueName("ncdu|json|csv");
     command
-        .add_option("-o,--output", options->output,
-                    "Write to FILE, compressed where it ends in .gz or .zst (default: standard output)")
-        ->type_name("FILE")
-        ->check(takes(ValueKind::file));
-    command.add_flag("--force", options->force, "Replace FILE if it is there");
+        .value("-o,--output", options->output,
+               "Write to FILE, compressed where it ends in .gz or .zst (default: standard output)")
+        .valueName("FILE")
+        .check(takes(ValueKind::file));
+    command.flag("--force", options->force, "Replace FILE if it is there");
 }
 
 }  // namespace KestrelCLI

@@ -226,7 +226,7 @@ ExitCode growth(const Session& session, ChangeOptions options, const Operands& o
 
 void addGrowthCommand(CLI::App& app, Session& session) {
     const auto options = std::make_shared<ChangeOptions>();
-    CLI::App& command =
+    const CommandOptions command =
         addCommand(app,
                    {.name = "growth",
                     .operands = "[PATH]",
@@ -237,20 +237,20 @@ void addGrowthCommand(CLI::App& app, Session& session) {
                     .operandKind = ValueKind::folder},
                    [&session, options](const Operands& operands) { return growth(session, *options, operands); });
     command
-        .add_option("--since", options->since,
-                    "Compare with this scan: a number from kestrel history, a date, or an age such as 7d (default: the "
-                    "one before)")
-        ->type_name("WHEN")
-        ->check(takes(ValueKind::scan));
-    command.add_option("--until", options->until, "Take this one as the later of the two (default: the newest)")
-        ->type_name("WHEN")
-        ->check(takes(ValueKind::scan));
-    command.add_option("-d,--depth", options->depth, "Sum up what lies deeper than N levels of folders")
-        ->type_name("N")
-        ->transform(wholeNumber());
-    command.add_option("--top", options->top, fmt::format("Show at most N changes (default: {})", usualTop))
-        ->type_name("N")
-        ->transform(wholeNumber());
+        .value("--since", options->since,
+               "Compare with this scan: a number from kestrel history, a date, or an age such as 7d (default: the "
+               "one before)")
+        .valueName("WHEN")
+        .check(takes(ValueKind::scan));
+    command.value("--until", options->until, "Take this one as the later of the two (default: the newest)")
+        .valueName("WHEN")
+        .check(takes(ValueKind::scan));
+    command.value("-d,--depth", options->depth, "Sum up what lies deeper than N levels of folders")
+        .valueName("N")
+        .check(wholeNumber());
+    command.value("--top", options->top, fmt::format("Show at most N changes (default: {})", usualTop))
+        .valueName("N")
+        .check(wholeNumber());
 }
 
 }  // namespace KestrelCLI

@@ -3,6 +3,8 @@
 #include "output/TerminalText.hpp"
 #include "output/WordWrap.hpp"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <vector>
 

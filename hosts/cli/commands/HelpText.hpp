@@ -1,10 +1,13 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
-
 #include <cstddef>
 #include <string>
 #include <string_view>
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
 
 namespace KestrelCLI {
 

@@ -207,31 +207,29 @@ ExitCode history(const Session& session, const HistoryOptions& options) {
 
 void addHistoryCommand(CLI::App& app, Session& session) {
     const auto options = std::make_shared<HistoryOptions>();
-    CLI::App& command = addCommand(app,
-                                   {.name = "history",
-                                    .operands = "",
-                                    .description = "Lists the saved scans, or takes some of them out.",
-                                    .examples = {"kestrel history", "kestrel history --forget 3",
-                                                 "kestrel history --pin 5", "kestrel list --at 3 ~/Downloads"}},
-                                   [&session, options](const Operands&) { return history(session, *options); });
+    const CommandOptions command =
+        addCommand(app,
+                   {.name = "history",
+                    .operands = "",
+                    .description = "Lists the saved scans, or takes some of them out.",
+                    .examples = {"kestrel history", "kestrel history --forget 3", "kestrel history --pin 5",
+                                 "kestrel list --at 3 ~/Downloads"}},
+                   [&session, options](const Operands&) { return history(session, *options); });
     const auto numbers = [&](const char* name, std::vector<std::int64_t>& into, const char* help) {
         // One number each time, so that the next argument is not taken for another.
-        command.add_option(name, into, help)
-            ->type_name("N")
-            ->option_text("N")
-            ->expected(1)
-            ->take_all()
-            ->allow_extra_args(false)
-            ->transform(wholeNumber())
-            ->check(takes(ValueKind::scanNumber));
+        command.value(name, into, help)
+            .valueName("N")
+            .oneEachTime()
+            .check(wholeNumber())
+            .check(takes(ValueKind::scanNumber));
     };
     numbers("--forget", options->forget, "Take scan N out; may be given several times");
     numbers("--pin", options->pin, "Keep scan N whatever its age");
     numbers("--unpin", options->unpin, "Let scan N go when its time comes");
-    command.add_flag("--check", options->checks, "Read everything and tell what is damaged");
-    command.add_flag("--thin", options->thins,
-                     "Take out what need not be kept: all of a week are, then one a day for a month, one a week for a "
-                     "year, at most 2 GB");
+    command.flag("--check", options->checks, "Read everything and tell what is damaged");
+    command.flag("--thin", options->thins,
+                 "Take out what need not be kept: all of a week are, then one a day for a month, one a week for a "
+                 "year, at most 2 GB");
 }
 
 }  // namespace KestrelCLI

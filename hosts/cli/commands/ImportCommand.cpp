@@ -140,7 +140,7 @@ ExitCode importFile(const Session& session, const ReadOptions& options, const Op
 
 void addImportCommand(CLI::App& app, Session& session) {
     const auto options = std::make_shared<ReadOptions>();
-    CLI::App& command = addCommand(
+    const CommandOptions command = addCommand(
         app,
         {.name = "import",
          .operands = "FILE",
@@ -152,8 +152,7 @@ void addImportCommand(CLI::App& app, Session& session) {
          .mostOperands = 1,
          .operandKind = ValueKind::file},
         [&session, options](const Operands& operands) { return importFile(session, *options, operands); });
-    command.add_option("--name", options->name, "What --at is to call it (default: the name of the file)")
-        ->type_name("NAME");
+    command.value("--name", options->name, "What --at is to call it (default: the name of the file)").valueName("NAME");
 }
 
 }  // namespace KestrelCLI

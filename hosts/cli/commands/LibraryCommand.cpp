@@ -29,7 +29,7 @@ std::size_t LibraryOptions::textLimit() const { return limit.value_or(usualLimit
 void addLibraryCommand(CLI::App& app, Session& session, const LibraryDescription& description,
                        std::function<ExitCode(const Session&, const LibraryOptions&)> run) {
     const auto options = std::make_shared<LibraryOptions>();
-    CLI::App& command =
+    const CommandOptions command =
         addCommand(app,
                    {.name = description.name,
                     .operands = "",
@@ -37,16 +37,15 @@ void addLibraryCommand(CLI::App& app, Session& session, const LibraryDescription
                     .examples = description.examples,
                     .readsSavedScan = true},
                    [&session, options, run = std::move(run)](const Operands&) { return run(session, *options); });
-    command.add_option("--kind", options->kind, description.kindHelp)
-        ->type_name("KIND")
-        ->option_text("KIND")
-        ->transform(oneOf(description.kinds, description.synonyms));
+    command.value("--kind", options->kind, description.kindHelp)
+        .valueName("KIND")
+        .check(oneOf(description.kinds, description.synonyms));
     command
-        .add_option("--limit", options->limit,
-                    fmt::format("{} (default: {}; with --json: all)", description.limitHelp, usualLimit))
-        ->type_name("N")
-        ->transform(wholeNumber());
-    command.add_flag("-0,--print0", options->print0, "Print only the paths, all of them, each ended by a NUL");
+        .value("--limit", options->limit,
+               fmt::format("{} (default: {}; with --json: all)", description.limitHelp, usualLimit))
+        .valueName("N")
+        .check(wholeNumber());
+    command.flag("-0,--print0", options->print0, "Print only the paths, all of them, each ended by a NUL");
 }
 
 void writePaths(const Session& session, const std::vector<LibraryLine>& lines, std::size_t limit) {

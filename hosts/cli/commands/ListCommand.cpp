@@ -92,7 +92,7 @@ ExitCode list(const Session& session, const ListOptions& options, const Operands
 
 void addListCommand(CLI::App& app, Session& session) {
     const auto options = std::make_shared<ListOptions>();
-    CLI::App& command = addCommand(
+    const CommandOptions command = addCommand(
         app,
         {.name = "list",
          .operands = "[PATH]",
@@ -103,18 +103,16 @@ void addListCommand(CLI::App& app, Session& session) {
          .operandKind = ValueKind::folder,
          .readsSavedScan = true},
         [&session, options](const Operands& operands) { return list(session, *options, operands); });
-    CLI::Option* all = command.add_flag("-a,--all", options->all, "Show every item");
-    command.add_option("--limit", options->limit, fmt::format("Show at most N items (default: {})", usualLimit))
-        ->type_name("N")
-        ->transform(wholeNumber())
-        ->excludes(all);
+    const CommandOption all = command.flag("-a,--all", options->all, "Show every item");
+    command.value("--limit", options->limit, fmt::format("Show at most N items (default: {})", usualLimit))
+        .valueName("N")
+        .check(wholeNumber())
+        .excludes(all);
     const std::map<std::string, ListOrder> orders{
         {"size", ListOrder::size}, {"date", ListOrder::date}, {"name", ListOrder::name}};
-    command.add_option("--sort", options->order, "Order by size (default), date (newest first) or name")
-        ->type_name("ORDER")
-        ->option_text("ORDER")
-        ->transform(oneOf(orders));
-    command.add_flag("-0,--print0", options->print0, "Print only the paths, all of them, each ended by a NUL");
+    command.choice("--sort", options->order, orders, "Order by size (default), date (newest first) or name")
+        .valueName("ORDER");
+    command.flag("-0,--print0", options->print0, "Print only the paths, all of them, each ended by a NUL");
 }
 
 }  // namespace KestrelCLI

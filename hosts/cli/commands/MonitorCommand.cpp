@@ -68,7 +68,7 @@ ExitCode printLines(const Session& session, Seconds every, std::uint64_t count) 
 
 void addMonitorCommand(CLI::App& app, Session& session) {
     const auto options = std::make_shared<MonitorOptions>();
-    CLI::App& command = addCommand(
+    const CommandOptions command = addCommand(
         app,
         {.name = "monitor",
          .operands = "",
@@ -84,12 +84,10 @@ void addMonitorCommand(CLI::App& app, Session& session) {
             return canShowLivePage(session) ? showLivePage(session, every, count, MonitorPage::Options{})
                                             : printLines(session, every, count);
         });
-    command.add_option("--every", options->every, "Time between two samples: 1s, 500ms, 2m (default: 1s)")
-        ->type_name("TIME");
-    command.add_option("--count", options->count, "How many samples (default: until stopped)")
-        ->type_name("N")
-        ->transform(wholeNumber())
-        ->option_text("N");
+    command.value("--every", options->every, "Time between two samples: 1s, 500ms, 2m (default: 1s)").valueName("TIME");
+    command.value("--count", options->count, "How many samples (default: until stopped)")
+        .valueName("N")
+        .check(wholeNumber());
 }
 
 }  // namespace KestrelCLI

@@ -3,6 +3,7 @@
 #include "commands/Suggestion.hpp"
 #include "output/Session.hpp"
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
@@ -38,8 +39,8 @@ std::string wordsName(const std::vector<std::string>& names) {
     return fmt::format("{}{}", wordsMark, fmt::join(names, std::string_view{&wordsSeparator, 1}));
 }
 
-CLI::Validator marked(std::string name) {
-    return CLI::Validator{[](std::string&) { return std::string{}; }, "", std::move(name)};
+ValueCheck marked(std::string name) {
+    return {[](std::string&) { return std::string{}; }, std::move(name)};
 }
 
 /// The rest of the name of the first validator that begins with the mark.
@@ -57,9 +58,9 @@ std::optional<std::string> behindMark(CLI::Option& option, std::string_view mark
 
 }  // namespace
 
-CLI::Validator takes(ValueKind kind) { return marked(fmt::format("{}{}", kindMark, static_cast<int>(kind))); }
+ValueCheck takes(ValueKind kind) { return marked(fmt::format("{}{}", kindMark, static_cast<int>(kind))); }
 
-CLI::Validator takesSuchAs(const std::vector<std::string>& words) { return marked(wordsName(words)); }
+ValueCheck takesSuchAs(const std::vector<std::string>& words) { return marked(wordsName(words)); }
 
 std::vector<std::string> usualAges() { return {"7d", "30d", "6mo", "1y", "today", "yesterday"}; }
 
@@ -77,7 +78,7 @@ std::vector<std::string> usualWords(CLI::Option& option) {
     return words;
 }
 
-CLI::Validator wholeNumber(std::int64_t most) {
+ValueCheck wholeNumber(std::int64_t most) {
     const auto problem = [most](std::string& text) -> std::string {
         const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
         if (text.empty() || !std::ranges::all_of(text, isDigit)) {
@@ -90,10 +91,10 @@ CLI::Validator wholeNumber(std::int64_t most) {
         text = std::to_string(number);
         return {};
     };
-    return CLI::Validator{problem, "", "whole number"};
+    return {problem, "whole number"};
 }
 
-CLI::Validator oneOf(const std::map<std::string, std::int64_t>& numbers) {
+ValueCheck oneOf(const std::map<std::string, std::int64_t>& numbers) {
     const auto problem = [numbers](std::string& text) -> std::string {
         std::vector<std::string> names;
         for (const auto& [name, number] : numbers) {
@@ -107,12 +108,12 @@ CLI::Validator oneOf(const std::map<std::string, std::int64_t>& numbers) {
     };
     std::vector<std::string> names;
     for (const auto& [name, number] : numbers) names.push_back(name);
-    return CLI::Validator{problem, "", wordsName(names)};
+    return {problem, wordsName(names)};
 }
 
-CLI::Validator oneOf(const std::vector<std::string>& names) { return oneOf(names, {}); }
+ValueCheck oneOf(const std::vector<std::string>& names) { return oneOf(names, {}); }
 
-CLI::Validator oneOf(const std::vector<std::string>& names, const std::map<std::string, std::string>& synonyms) {
+ValueCheck oneOf(const std::vector<std::string>& names, const std::map<std::string, std::string>& synonyms) {
     const auto problem = [names, synonyms](std::string& text) -> std::string {
         if (const auto synonym = synonyms.find(lowercasedASCII(text)); synonym != synonyms.end()) {
             text = synonym->second;
@@ -126,7 +127,7 @@ CLI::Validator oneOf(const std::vector<std::string>& names, const std::map<std::
         }
         return noneOf(text, names);
     };
-    return CLI::Validator{problem, "", wordsName(names)};
+    return {problem, wordsName(names)};
 }
 
 std::optional<Seconds> parseInterval(std::string_view text) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include "commands/CommandOptions.hpp"
 
 #include <chrono>
 #include <cstdint>
@@ -9,35 +9,24 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <type_traits>
 #include <vector>
 
 namespace KestrelCLI {
 
-/// The check of an option that counts, for its `transform`: digits only, from 0 to `most`. It looks at the text,
+/// The check of an option that counts, for its `check`: digits only, from 0 to `most`. It looks at the text,
 /// because CLI11 would read a negative number into an unsigned variable as a very large one, and a leading 0 as octal.
-[[nodiscard]] CLI::Validator wholeNumber(std::int64_t most = std::numeric_limits<std::int64_t>::max());
+[[nodiscard]] ValueCheck wholeNumber(std::int64_t most = std::numeric_limits<std::int64_t>::max());
 
-/// The check of an option that takes one of a few names, for its `transform`, in any case of ASCII letters: `numbers`
+/// The check of an option that takes one of a few names, for its `check`, in any case of ASCII letters: `numbers`
 /// has what each stands for. Another word gets all of them to read, and the one that was probably meant.
-[[nodiscard]] CLI::Validator oneOf(const std::map<std::string, std::int64_t>& numbers);
+[[nodiscard]] ValueCheck oneOf(const std::map<std::string, std::int64_t>& numbers);
 
 /// The same for an option that keeps the name, as it stands in `names`.
-[[nodiscard]] CLI::Validator oneOf(const std::vector<std::string>& names);
+[[nodiscard]] ValueCheck oneOf(const std::vector<std::string>& names);
 
 /// The same, and `synonyms` (in lower case) stand for a name each; they are not among what another word gets to read.
-[[nodiscard]] CLI::Validator oneOf(const std::vector<std::string>& names,
-                                   const std::map<std::string, std::string>& synonyms);
-
-/// The same with the values of an enumeration. CLI11's own transformers also take the values' numbers, even those that
-/// stand for nothing.
-template <typename Value>
-    requires std::is_enum_v<Value>
-[[nodiscard]] CLI::Validator oneOf(const std::map<std::string, Value>& values) {
-    std::map<std::string, std::int64_t> numbers;
-    for (const auto& [name, value] : values) numbers.emplace(name, static_cast<std::int64_t>(value));
-    return oneOf(numbers);
-}
+[[nodiscard]] ValueCheck oneOf(const std::vector<std::string>& names,
+                               const std::map<std::string, std::string>& synonyms);
 
 /// What the value of an option, or an operand, is: what a shell can complete it to.
 enum class ValueKind : std::uint8_t {
@@ -56,9 +45,9 @@ enum class ValueKind : std::uint8_t {
 };
 
 /// For an option's `check`: refuses nothing, and lets `kindOf` know.
-[[nodiscard]] CLI::Validator takes(ValueKind kind);
+[[nodiscard]] ValueCheck takes(ValueKind kind);
 /// The same for one that takes other words than these, too; these are what `usualWords` gives.
-[[nodiscard]] CLI::Validator takesSuchAs(const std::vector<std::string>& words);
+[[nodiscard]] ValueCheck takesSuchAs(const std::vector<std::string>& words);
 
 /// Of such as an age or a size may be, to begin with.
 [[nodiscard]] std::vector<std::string> usualAges();

@@ -1,5 +1,6 @@
 #include "commands/ParseErrorText.hpp"
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <array>

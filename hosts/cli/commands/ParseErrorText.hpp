@@ -1,9 +1,13 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
-
 #include <string>
 #include <string_view>
+
+namespace CLI {
+class App;
+class Option;
+class ParseError;
+}  // namespace CLI
 
 namespace KestrelCLI {
 

@@ -166,7 +166,7 @@ ExitCode runProcesses(const Session& session, const Operands& words, const Proce
 
 void addProcessesCommand(CLI::App& app, Session& session) {
     const auto options = std::make_shared<ProcessesOptions>();
-    CLI::App& command = addCommand(
+    const CommandOptions command = addCommand(
         app,
         {.name = "processes",
          .operands = "[WORDS…]",
@@ -183,27 +183,20 @@ void addProcessesCommand(CLI::App& app, Session& session) {
                                                      {"memory", ProcessOrder::memory},
                                                      {"name", ProcessOrder::name},
                                                      {"disk", ProcessOrder::disk}};
-    command.add_option("--sort", options->order, "Order: cpu (the default), memory, name or disk")
-        ->type_name("KEY")
-        ->transform(oneOf(orders))
-        ->option_text("KEY");
-    command.add_flag("--tree", options->isTree, "Each process below the one that started it");
-    command.add_option("--user", options->user, "Only processes of that user")
-        ->type_name("USER")
-        ->check(takes(ValueKind::user));
+    command.choice("--sort", options->order, orders, "Order: cpu (the default), memory, name or disk").valueName("KEY");
+    command.flag("--tree", options->isTree, "Each process below the one that started it");
+    command.value("--user", options->user, "Only processes of that user")
+        .valueName("USER")
+        .check(takes(ValueKind::user));
     command
-        .add_option("--every", options->every,
-                    "List again and again, with that time between two samples (without it, one list over 500ms); on a "
-                    "terminal as a page")
-        ->type_name("TIME");
-    command.add_option("--count", options->count, "With --every: how many lists (default: until stopped)")
-        ->type_name("N")
-        ->transform(wholeNumber())
-        ->option_text("N");
-    command.add_option("--limit", options->limit, "At most that many processes")
-        ->type_name("N")
-        ->transform(wholeNumber())
-        ->option_text("N");
+        .value("--every", options->every,
+               "List again and again, with that time between two samples (without it, one list over 500ms); on a "
+               "terminal as a page")
+        .valueName("TIME");
+    command.value("--count", options->count, "With --every: how many lists (default: until stopped)")
+        .valueName("N")
+        .check(wholeNumber());
+    command.value("--limit", options->limit, "At most that many processes").valueName("N").check(wholeNumber());
 }
 
 }  // namespace KestrelCLI

@@ -309,7 +309,7 @@ ExitCode runQuit(const Session& session, const Operands& operands, const QuitOpt
 
 void addQuitCommand(CLI::App& app, Session& session) {
     const auto options = std::make_shared<QuitOptions>();
-    CLI::App& command = addCommand(
+    const CommandOptions command = addCommand(
         app,
         {.name = "quit",
          .operands = "PID|NAME…",
@@ -320,11 +320,11 @@ void addQuitCommand(CLI::App& app, Session& session) {
          .mostOperands = Command::unlimited,
          .operandKind = ValueKind::process},
         [&session, options](const Operands& operands) { return runQuit(session, operands, *options); });
-    command.add_flag("-y,--yes", options->isAgreed, "Do not ask first");
-    command.add_flag("--force", options->isForced,
-                     "End what has not quit after a while, after a question of its own; it can't save anything then");
-    command.add_option("--grace", options->grace, "With --force: how long processes have to quit (default: 5s)")
-        ->type_name("TIME");
+    command.flag("-y,--yes", options->isAgreed, "Do not ask first");
+    command.flag("--force", options->isForced,
+                 "End what has not quit after a while, after a question of its own; it can't save anything then");
+    command.value("--grace", options->grace, "With --force: how long processes have to quit (default: 5s)")
+        .valueName("TIME");
 }
 
 }  // namespace KestrelCLI

@@ -9,7 +9,7 @@ namespace KestrelCLI {
 // As trash, but for good: so a "--yes" would be too little, and a word has to be typed or given.
 void addRemoveCommand(CLI::App& app, Session& session) {
     const auto options = std::make_shared<DeletionOptions>();
-    CLI::App& command =
+    const CommandOptions command =
         addCommand(app,
                    {.name = "remove",
                     .operands = "PATH…",
@@ -22,9 +22,9 @@ void addRemoveCommand(CLI::App& app, Session& session) {
                        options->mode = KestrelCore::DeletionMode::permanent;
                        return runDeletion(session, paths, *options);
                    });
-    command.add_option("--confirm", options->confirmation, "DELETE, instead of typing it")->type_name("WORD");
-    command.add_flag("--dry-run", options->isDryRun, "Only show what would go");
-    command.add_flag("--include-high-risk", options->includesHighRisk, "Let items of high risk go too");
+    command.value("--confirm", options->confirmation, "DELETE, instead of typing it").valueName("WORD");
+    command.flag("--dry-run", options->isDryRun, "Only show what would go");
+    command.flag("--include-high-risk", options->includesHighRisk, "Let items of high risk go too");
 }
 
 }  // namespace KestrelCLI

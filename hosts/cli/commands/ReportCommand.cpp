@@ -155,7 +155,7 @@ ExitCode report(const Session& session, const ReportOptions& options, const Oper
 
 void addReportCommand(CLI::App& app, Session& session) {
     const auto options = std::make_shared<ReportOptions>();
-    CLI::App& command = addCommand(
+    const CommandOptions command = addCommand(
         app,
         {.name = "report",
          .operands = "[PATH]",
@@ -167,20 +167,20 @@ void addReportCommand(CLI::App& app, Session& session) {
          .readsSavedScan = true},
         [&session, options](const Operands& operands) { return report(session, *options, operands); });
     command
-        .add_option("-o,--output", options->output,
-                    "Write to FILE, or with - to standard output (default: kestrel-report-NAME-DATE.html here)")
-        ->type_name("FILE")
-        ->check(takes(ValueKind::file));
-    command.add_flag("--force", options->force, "Replace FILE if it is there");
-    command.add_flag("-a,--all", options->all,
-                     fmt::format("Put every item into the page (default: the {} largest, and sums of the others)",
-                                 ByteFormat::count(static_cast<std::int64_t>(usualReportItems))));
+        .value("-o,--output", options->output,
+               "Write to FILE, or with - to standard output (default: kestrel-report-NAME-DATE.html here)")
+        .valueName("FILE")
+        .check(takes(ValueKind::file));
+    command.flag("--force", options->force, "Replace FILE if it is there");
+    command.flag("-a,--all", options->all,
+                 fmt::format("Put every item into the page (default: the {} largest, and sums of the others)",
+                             ByteFormat::count(static_cast<std::int64_t>(usualReportItems))));
     command
-        .add_option("--since", options->since,
-                    "Show what changed since this earlier scan, too: a number from kestrel history, a date, or an age "
-                    "such as 7d")
-        ->type_name("WHEN")
-        ->check(takes(ValueKind::scan));
+        .value("--since", options->since,
+               "Show what changed since this earlier scan, too: a number from kestrel history, a date, or an age "
+               "such as 7d")
+        .valueName("WHEN")
+        .check(takes(ValueKind::scan));
 }
 
 }  // namespace KestrelCLI

@@ -239,7 +239,7 @@ ExitCode run(Session& session, const Operands& operands, const RestoreOptions& o
 
 void addRestoreCommand(CLI::App& app, Session& session) {
     const auto options = std::make_shared<RestoreOptions>();
-    CLI::App& command = addCommand(
+    const CommandOptions command = addCommand(
         app,
         {.name = "restore",
          .operands = "[NAME…]",
@@ -252,15 +252,14 @@ void addRestoreCommand(CLI::App& app, Session& session) {
             options->terms.highRisk = options->includesHighRisk ? HighRisk::goes : HighRisk::stays;
             return run(session, names, *options);
         });
-    command.add_flag("--last", options->last, "Everything that the last “kestrel trash” moved");
-    command.add_flag("--all", options->all, "Everything that is listed");
-    command.add_option("--as", options->terms.name, "Give the item this name, in the folder it came from")
-        ->type_name("NAME");
-    command.add_flag("--replace", options->terms.replaces, "Move what is in the way to the Trash first");
-    command.add_flag("--include-high-risk", options->includesHighRisk,
-                     "With --replace: let items of high risk be moved away too");
-    command.add_flag("--gone", options->listsGone, "List also what is no longer in the Trash");
-    command.add_flag("--dry-run", options->isDryRun, "Only show what would be restored");
+    command.flag("--last", options->last, "Everything that the last “kestrel trash” moved");
+    command.flag("--all", options->all, "Everything that is listed");
+    command.value("--as", options->terms.name, "Give the item this name, in the folder it came from").valueName("NAME");
+    command.flag("--replace", options->terms.replaces, "Move what is in the way to the Trash first");
+    command.flag("--include-high-risk", options->includesHighRisk,
+                 "With --replace: let items of high risk be moved away too");
+    command.flag("--gone", options->listsGone, "List also what is no longer in the Trash");
+    command.flag("--dry-run", options->isDryRun, "Only show what would be restored");
 }
 
 }  // namespace KestrelCLI

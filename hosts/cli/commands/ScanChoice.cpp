@@ -15,39 +15,33 @@ using namespace KestrelCore;
 
 namespace KestrelCLI {
 
-void ScanChoice::addOptions(CLI::App& command) {
+void ScanChoice::addOptions(const CommandOptions& command) {
     // One value each time, so that the folder that follows is not taken for another.
     const auto values = [&](const char* name, std::vector<std::string>& into, const char* type, ValueKind kind,
                             const char* help) {
-        command.add_option(name, into, help)
-            ->type_name(type)
-            ->option_text(type)
-            ->expected(1)
-            ->take_all()
-            ->allow_extra_args(false)
-            ->check(takes(kind));
+        command.value(name, into, help).valueName(type).oneEachTime().check(takes(kind));
     };
     values("--exclude", exclude, "PATTERN", ValueKind::folder,
            "Leave out what matches: a name in any folder (node_modules, '*.iso'), or a path (Downloads/old, /srv/tmp); "
            "* ? [a-z] and ** stand for what they do in a shell, a / at the end for folders only");
     values("--exclude-from", excludeFrom, "FILE", ValueKind::file,
            "Leave out what matches a line of FILE; # begins a comment");
-    command.add_flag("--exclude-caches", leavesCachesOut,
-                     "Leave out what lies in folders with a CACHEDIR.TAG, but the tag");
-    CLI::Option* cross = command.add_flag("--cross-mounts", crossesMounts,
-                                          "Enter other file systems below the folder, but none of the kernel's own");
+    command.flag("--exclude-caches", leavesCachesOut,
+                 "Leave out what lies in folders with a CACHEDIR.TAG, but the tag");
+    const CommandOption cross = command.flag("--cross-mounts", crossesMounts,
+                                             "Enter other file systems below the folder, but none of the kernel's own");
     // As typed to other tools; nothing is to be chosen.
     command
-        .add_flag_callback(
+        .flag(
             "-x,--one-file-system", [] {}, "Stay on one file system, as every scan does without --cross-mounts")
-        ->excludes(cross);
-    CLI::Option* include = command.add_flag("--include-kernfs", takesKernelIn,
-                                            "With --cross-mounts enter /proc, /sys and their like, too");
-    include->needs(cross);
+        .excludes(cross);
+    const CommandOption include =
+        command.flag("--include-kernfs", takesKernelIn, "With --cross-mounts enter /proc, /sys and their like, too");
+    include.needs(cross);
     command
-        .add_flag_callback(
+        .flag(
             "--exclude-kernfs", [] {}, "Leave out /proc, /sys and their like, as every scan does that begins elsewhere")
-        ->excludes(include);
+        .excludes(include);
 }
 
 ScanOptions ScanChoice::options() const {

@@ -1,12 +1,12 @@
 #pragma once
 
+#include "commands/CommandOptions.hpp"
+
 #include "output/JSONOutput.hpp"
 #include "output/Session.hpp"
 
 #include "KestrelCore/Scanning/ScanOptions.hpp"
 #include "KestrelCore/Snapshot/ScanEvent.hpp"
-
-#include <CLI/CLI.hpp>
 
 #include <optional>
 #include <string>
@@ -22,7 +22,7 @@ struct ScanChoice {
     bool crossesMounts = false;
     bool takesKernelIn = false;
 
-    void addOptions(CLI::App& command);
+    void addOptions(const CommandOptions& command);
 
     /// Throws `UsageError` for a pattern that means nothing, and `KestrelCore::KestrelError` for a file of patterns
     /// that can't be read.

@@ -69,7 +69,7 @@ ExitCode scan(const Session& session, const ScanCommandOptions& options, const O
 
 void addScanCommand(CLI::App& app, Session& session) {
     auto options = std::make_shared<ScanCommandOptions>();
-    CLI::App& command = addCommand(
+    const CommandOptions command = addCommand(
         app,
         {.name = "scan",
          .operands = "[PATH...]",
@@ -81,17 +81,17 @@ void addScanCommand(CLI::App& app, Session& session) {
          .mostOperands = Command::unlimited,
          .operandKind = ValueKind::folder},
         [&session, options](const Operands& operands) { return scan(session, *options, operands); });
-    command.add_option("-d,--depth", options->limits.depth, "Show N levels of folders (default: 2)")
-        ->option_text("N")
-        ->transform(wholeNumber(100));
-    command.add_option("--top", options->limits.top, "Show at most N items of each folder, and N files (default: 10)")
-        ->option_text("N")
-        ->transform(wholeNumber(100'000));
-    command.add_flag("--issues", options->listsIssues, "List the items that could not be read");
+    command.value("-d,--depth", options->limits.depth, "Show N levels of folders (default: 2)")
+        .valueName("N")
+        .check(wholeNumber(100));
+    command.value("--top", options->limits.top, "Show at most N items of each folder, and N files (default: 10)")
+        .valueName("N")
+        .check(wholeNumber(100'000));
+    command.flag("--issues", options->listsIssues, "List the items that could not be read");
     options->choice.addOptions(command);
-    command.add_flag("--apparent-size", options->showsLengths,
-                     "Show how long contents are, not what they take on the disk");
-    command.add_flag("--no-save", options->noSave, "Do not keep the result");
+    command.flag("--apparent-size", options->showsLengths,
+                 "Show how long contents are, not what they take on the disk");
+    command.flag("--no-save", options->noSave, "Do not keep the result");
 }
 
 }  // namespace KestrelCLI

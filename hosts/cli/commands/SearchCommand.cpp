@@ -324,7 +324,7 @@ ExitCode search(const Session& session, const SearchOptions& options, const Oper
 
 void addSearchCommand(CLI::App& app, Session& session) {
     const auto options = std::make_shared<SearchOptions>();
-    CLI::App& command =
+    const CommandOptions command =
         addCommand(app,
                    {.name = "search",
                     .operands = "[WORDS…]",
@@ -344,20 +344,15 @@ void addSearchCommand(CLI::App& app, Session& session) {
                                                     {"size", SearchOrder::size},
                                                     {"date", SearchOrder::date},
                                                     {"name", SearchOrder::name}};
-    command.add_option("--sort", options->order, "Order by score (default), size, date (newest first) or name")
-        ->type_name("ORDER")
-        ->option_text("ORDER")
-        ->transform(oneOf(orders));
-    command.add_option("--limit", options->limit, "Show at most N items (default: 100)")
-        ->type_name("N")
-        ->transform(wholeNumber());
-    CLI::Option* explain =
-        command.add_flag("--explain", options->explain, "Say how the words were understood, and each item's score");
-    CLI::Option* print0 = command.add_flag("-0,--print0", options->print0, "Print only the paths, each ended by a NUL");
-    command.add_flag("--count", options->counts, "Print only how many items there are")
-        ->excludes(explain)
-        ->excludes(print0);
-    command.add_flag("--literal", options->isLiteral, "Look for words as they stand that look like mistyped filters");
+    command.choice("--sort", options->order, orders, "Order by score (default), size, date (newest first) or name")
+        .valueName("ORDER");
+    command.value("--limit", options->limit, "Show at most N items (default: 100)").valueName("N").check(wholeNumber());
+    const CommandOption explain =
+        command.flag("--explain", options->explain, "Say how the words were understood, and each item's score");
+    const CommandOption print0 =
+        command.flag("-0,--print0", options->print0, "Print only the paths, each ended by a NUL");
+    command.flag("--count", options->counts, "Print only how many items there are").excludes(explain).excludes(print0);
+    command.flag("--literal", options->isLiteral, "Look for words as they stand that look like mistyped filters");
 }
 
 }  // namespace KestrelCLI

@@ -66,44 +66,39 @@ void addPlaces(const std::vector<std::string>& written, std::vector<Text>& paths
 
 }  // namespace
 
-void SearchFilterOptions::addTo(CLI::App& command) {
+void SearchFilterOptions::addTo(const CommandOptions& command) {
     command
-        .add_option("--older-than", olderThan,
-                    "Only what was last changed before: 30d, 6mo, 1y, 2023-05-31; 2023 is before that year began")
-        ->type_name("AGE")
-        ->check(takesSuchAs(usualAges()));
+        .value("--older-than", olderThan,
+               "Only what was last changed before: 30d, 6mo, 1y, 2023-05-31; 2023 is before that year began")
+        .valueName("AGE")
+        .check(takesSuchAs(usualAges()));
     command
-        .add_option("--newer-than", newerThan,
-                    "Only what was changed after: 7d is within the last week, 2022 is in 2023 or later")
-        ->type_name("AGE")
-        ->check(takesSuchAs(usualAges()));
-    command.add_option("--min", minimum, "Only what has at least this size: 500MB, 1.5GB, 2GiB")
-        ->type_name("SIZE")
-        ->check(takesSuchAs(usualSizes()));
-    command.add_option("--max", maximum, "Only what has at most this size")
-        ->type_name("SIZE")
-        ->check(takesSuchAs(usualSizes()));
+        .value("--newer-than", newerThan,
+               "Only what was changed after: 7d is within the last week, 2022 is in 2023 or later")
+        .valueName("AGE")
+        .check(takesSuchAs(usualAges()));
+    command.value("--min", minimum, "Only what has at least this size: 500MB, 1.5GB, 2GiB")
+        .valueName("SIZE")
+        .check(takesSuchAs(usualSizes()));
+    command.value("--max", maximum, "Only what has at most this size")
+        .valueName("SIZE")
+        .check(takesSuchAs(usualSizes()));
     // One value each time, or several with commas: the next argument is a word to look for.
     const auto several = [&](const char* name, std::vector<std::string>& into, const char* value, const char* help) {
-        return command.add_option(name, into, help)
-            ->type_name(value)
-            ->option_text(value)
-            ->expected(1)
-            ->take_all()
-            ->allow_extra_args(false);
+        return command.value(name, into, help).valueName(value).oneEachTime();
     };
     several(
         "--type", types, "TYPE",
         "Only photos, videos, music, documents, archives, code, applications, disk-images, databases, other, files, "
         "folders or links; several with commas")
-        ->delimiter(',')
-        ->check(takesSuchAs(typeNames()));
-    several("--ext", extensions, "EXT", "Only files with this extension; several with commas")->delimiter(',');
+        .separatedBy(',')
+        .check(takesSuchAs(typeNames()));
+    several("--ext", extensions, "EXT", "Only files with this extension; several with commas").separatedBy(',');
     several("--in", places, "WHERE",
             "Only what lies in this folder (a path), or has this word in its path; several widen each other")
-        ->check(takes(ValueKind::folder));
+        .check(takes(ValueKind::folder));
     several("--not", unwanted, "WHERE", "Nothing in this folder (a path), or with this word in its path")
-        ->check(takes(ValueKind::folder));
+        .check(takes(ValueKind::folder));
 }
 
 std::vector<Part> SearchFilterOptions::parts(Date now) const {

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "commands/CommandOptions.hpp"
+
 #include "KestrelCore/Base/Date.hpp"
 #include "KestrelCore/Model/SearchExplanation.hpp"
 #include "KestrelCore/Model/SearchFilter.hpp"
-
-#include <CLI/CLI.hpp>
 
 #include <optional>
 #include <string>
@@ -23,7 +23,7 @@ struct SearchFilterOptions {
     std::vector<std::string> places;
     std::vector<std::string> unwanted;
 
-    void addTo(CLI::App& command);
+    void addTo(const CommandOptions& command);
 
     /// One option with its value, and the filter that it alone makes.
     struct Part {

@@ -275,7 +275,7 @@ ExitCode suggest(Session& session, SuggestOptions& options, const Operands& oper
 
 void addSuggestCommand(CLI::App& app, Session& session) {
     const auto options = std::make_shared<SuggestOptions>();
-    CLI::App& command =
+    const CommandOptions command =
         addCommand(app,
                    {.name = "suggest",
                     .operands = "[RULE…]",
@@ -286,26 +286,27 @@ void addSuggestCommand(CLI::App& app, Session& session) {
                     .operandKind = ValueKind::rule,
                     .readsSavedScan = true},
                    [&session, options](const Operands& operands) { return suggest(session, *options, operands); });
-    command.add_option("--path", options->path, "Only what lies in this folder")
-        ->type_name("PATH")
-        ->check(takes(ValueKind::folder));
-    CLI::Option* trash = command.add_flag("--trash", options->trashes, "Move what the named rules found to the Trash");
-    command.add_flag("--remove", options->removes, "Remove it for good")->excludes(trash);
-    command.add_flag("--list", options->lists, "Show all rules and what they look for");
-    CLI::Option* all =
-        command.add_flag("-a,--all", options->all, "Show every rule that found something, every item of a named one");
+    command.value("--path", options->path, "Only what lies in this folder")
+        .valueName("PATH")
+        .check(takes(ValueKind::folder));
+    const CommandOption trash =
+        command.flag("--trash", options->trashes, "Move what the named rules found to the Trash");
+    command.flag("--remove", options->removes, "Remove it for good").excludes(trash);
+    command.flag("--list", options->lists, "Show all rules and what they look for");
+    const CommandOption all =
+        command.flag("-a,--all", options->all, "Show every rule that found something, every item of a named one");
     command
-        .add_option("--limit", options->limit,
-                    fmt::format("Show N rules of each certainty (default: {}), or N items of a named one ({})",
-                                usualGroups, usualItems))
-        ->type_name("N")
-        ->transform(wholeNumber())
-        ->excludes(all);
-    command.add_flag("-y,--yes", options->deletion.isConfirmed, "With --trash: do not ask");
-    command.add_option("--confirm", options->deletion.confirmation, "With --remove: DELETE, instead of typing it")
-        ->type_name("WORD");
-    command.add_flag("--dry-run", options->deletion.isDryRun, "Only show what would go");
-    command.add_flag("--include-high-risk", options->deletion.includesHighRisk, "Let items of high risk go too");
+        .value("--limit", options->limit,
+               fmt::format("Show N rules of each certainty (default: {}), or N items of a named one ({})", usualGroups,
+                           usualItems))
+        .valueName("N")
+        .check(wholeNumber())
+        .excludes(all);
+    command.flag("-y,--yes", options->deletion.isConfirmed, "With --trash: do not ask");
+    command.value("--confirm", options->deletion.confirmation, "With --remove: DELETE, instead of typing it")
+        .valueName("WORD");
+    command.flag("--dry-run", options->deletion.isDryRun, "Only show what would go");
+    command.flag("--include-high-risk", options->deletion.includesHighRisk, "Let items of high risk go too");
 }
 
 }  // namespace KestrelCLI

@@ -187,7 +187,7 @@ ExitCode summarize(const Session& session, const SummaryOptions& options, const 
 
 void addSummaryCommand(CLI::App& app, Session& session) {
     const auto options = std::make_shared<SummaryOptions>();
-    CLI::App& command = addCommand(
+    const CommandOptions command = addCommand(
         app,
         {.name = "summary",
          .operands = "[PATH]",
@@ -201,18 +201,16 @@ void addSummaryCommand(CLI::App& app, Session& session) {
     std::map<std::string, SummaryGrouping> groupings;
     for (const SummaryGrouping each : allSummaryGroupings) groupings.emplace(rawValue(each), each);
     command
-        .add_option("--by", options->grouping,
-                    "Put files together by type (default), extension, age, depth below the folder, or size")
-        ->type_name("WHAT")
-        ->option_text("WHAT")
-        ->transform(oneOf(groupings));
-    CLI::Option* all = command.add_flag("-a,--all", options->all, "Show every extension");
+        .choice("--by", options->grouping, groupings,
+                "Put files together by type (default), extension, age, depth below the folder, or size")
+        .valueName("WHAT");
+    const CommandOption all = command.flag("-a,--all", options->all, "Show every extension");
     command
-        .add_option("--limit", options->limit,
-                    fmt::format("Show N and add up the rest (default: {}; with --json: all)", usualLimit))
-        ->type_name("N")
-        ->transform(wholeNumber())
-        ->excludes(all);
+        .value("--limit", options->limit,
+               fmt::format("Show N and add up the rest (default: {}; with --json: all)", usualLimit))
+        .valueName("N")
+        .check(wholeNumber())
+        .excludes(all);
 }
 
 }  // namespace KestrelCLI

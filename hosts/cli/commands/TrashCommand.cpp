@@ -36,7 +36,7 @@ ExitCode run(Session& session, const Operands& paths, TrashOptions& options) {
 // What trash and remove have in common is in Deletion.cpp; here is only how moving to the Trash is asked for.
 void addTrashCommand(CLI::App& app, Session& session) {
     const auto options = std::make_shared<TrashOptions>();
-    CLI::App& command = addCommand(
+    const CommandOptions command = addCommand(
         app,
         {.name = "trash",
          .operands = "PATH… | --empty",
@@ -46,15 +46,15 @@ void addTrashCommand(CLI::App& app, Session& session) {
          .mostOperands = Command::unlimited,
          .operandKind = ValueKind::file},
         [&session, options](const Operands& paths) { return run(session, paths, *options); });
-    command.add_flag("-y,--yes", options->moving.isConfirmed, "Do not ask");
-    command.add_flag("--dry-run", options->moving.isDryRun, "Only show what would go");
-    command.add_flag("--include-high-risk", options->moving.includesHighRisk, "Let items of high risk go too");
-    command.add_flag("--empty", options->empties, "Remove for good what lies in the Trash, on every volume");
-    command.add_option("--older-than", options->emptying.olderThan, "With --empty: only what went before, such as 30d")
-        ->type_name("AGE")
-        ->check(takesSuchAs(usualAges()));
-    command.add_option("--confirm", options->emptying.confirmation, "With --empty: DELETE, instead of typing it")
-        ->type_name("WORD");
+    command.flag("-y,--yes", options->moving.isConfirmed, "Do not ask");
+    command.flag("--dry-run", options->moving.isDryRun, "Only show what would go");
+    command.flag("--include-high-risk", options->moving.includesHighRisk, "Let items of high risk go too");
+    command.flag("--empty", options->empties, "Remove for good what lies in the Trash, on every volume");
+    command.value("--older-than", options->emptying.olderThan, "With --empty: only what went before, such as 30d")
+        .valueName("AGE")
+        .check(takesSuchAs(usualAges()));
+    command.value("--confirm", options->emptying.confirmation, "With --empty: DELETE, instead of typing it")
+        .valueName("WORD");
 }
 
 }  // namespace KestrelCLI

@@ -32,31 +32,29 @@ Seen seen;
 
 void addProbeCommand(CLI::App& app, Session& session) {
     auto flag = std::make_shared<bool>(false);
-    CLI::App& command = addCommand(app,
-                                   {.name = "probe",
-                                    .operands = "[PATH…]",
-                                    .description = "Looks at what it was given.",
-                                    .examples = {"kestrel probe a b"},
-                                    .mostOperands = Command::unlimited},
-                                   [&session, flag](const Operands& operands) {
-                                       seen = {operands, *flag, session.options, true};
-                                       if (operands == Operands{"fail"}) throw std::runtime_error{"It \x1b failed."};
-                                       // A signal that comes when there is nothing left to stop.
-                                       if (operands == Operands{"late"} || operands == Operands{"fail late"})
-                                           Interruption::set(true);
-                                       if (operands == Operands{"fail late"}) throw std::runtime_error{"No."};
-                                       if (operands == Operands{"interrupt"}) throw Interrupted{};
-                                       if (operands == Operands{"path"}) throw PathError{"/x is gone.", "/x"};
-                                       if (operands == Operands{"refuse"})
-                                           throw KestrelCore::KestrelError::safetyViolation("Not this.");
-                                       if (operands == Operands{"ask"}) (void)ask(session, "Sure?", "Use --yes.");
-                                       return operands == Operands{"partly"} ? ExitCode::incomplete : ExitCode::done;
-                                   });
-    command.add_flag("--flag", *flag, "A flag");
-    command
-        .add_option_function<std::string>(
-            "-n,--number", [](const std::string&) {}, "A number")
-        ->option_text("N");
+    auto number = std::make_shared<std::string>();
+    const CommandOptions command =
+        addCommand(app,
+                   {.name = "probe",
+                    .operands = "[PATH…]",
+                    .description = "Looks at what it was given.",
+                    .examples = {"kestrel probe a b"},
+                    .mostOperands = Command::unlimited},
+                   [&session, flag, number](const Operands& operands) {
+                       seen = {operands, *flag, session.options, true};
+                       if (operands == Operands{"fail"}) throw std::runtime_error{"It \x1b failed."};
+                       // A signal that comes when there is nothing left to stop.
+                       if (operands == Operands{"late"} || operands == Operands{"fail late"}) Interruption::set(true);
+                       if (operands == Operands{"fail late"}) throw std::runtime_error{"No."};
+                       if (operands == Operands{"interrupt"}) throw Interrupted{};
+                       if (operands == Operands{"path"}) throw PathError{"/x is gone.", "/x"};
+                       if (operands == Operands{"refuse"})
+                           throw KestrelCore::KestrelError::safetyViolation("Not this.");
+                       if (operands == Operands{"ask"}) (void)ask(session, "Sure?", "Use --yes.");
+                       return operands == Operands{"partly"} ? ExitCode::incomplete : ExitCode::done;
+                   });
+    command.flag("--flag", *flag, "A flag");
+    command.value("-n,--number", *number, "A number").valueName("N");
 }
 
 void addSecondCommand(CLI::App& app, Session&) {
