@@ -17,15 +17,13 @@
 /// - Results. What can fail returns a kestrel_code, 0 for success, and takes `error` last. `error` may be NULL; else
 ///   `*error` is set: to NULL, or to an error that the caller frees. What was in it is not looked at. No state of a
 ///   thread or of the process is involved.
-/// - Ownership. A handle that is given through `kestrel_NAME**` is the caller's, who frees it with kestrel_NAME_free;
-/// it
+/// - Ownership. A handle that is given through `kestrel_NAME**` is the caller's, who frees it by kestrel_NAME_free. It
 ///   is NULL after a failure. Handles keep alive what they need of each other: they are freed in any order, and at any
 ///   time but while a call uses them. Freeing NULL does nothing.
 /// - Views. What is given as a `const` pointer or as a kestrel_text lies in the handle that it was asked of, and is
 ///   valid until that one is freed. The caller neither changes nor frees it.
-/// - Threads. Handles may go from thread to thread. Calls with a `const` handle may overlap on any threads; with
-/// another
-///   one only where its type says so. Calls that look at the disk block on it.
+/// - Threads. Handles may go from thread to thread. Calls with a `const` handle may overlap on any threads, others only
+///   where the handle's type says so. Calls that look at the disk block on it.
 /// - Arguments. NULL for a handle, or for a pointer that is needed, and an index that is too large give
 ///   KESTREL_INVALID_ARGUMENT; from functions that return no code they give 0, false or NULL.
 /// - Texts. What goes in is UTF-8 and ends in NUL; ill-formed UTF-8 is an invalid argument. Where bytes are taken that
@@ -596,7 +594,7 @@ enum {
     KESTREL_POWER_MAINS = 2  ///< also with a battery that is full
 };
 
-/// What is -1 in this the system does not tell.
+/// Of a figure that is -1 the system does not tell.
 typedef struct kestrel_system_info {
     double taken_at;
     double cpu_used;           ///< 0 to 1 over all processors
@@ -667,9 +665,9 @@ enum {
 };
 
 /// Signals a sampled process once, and does not wait for it to be heard. The process is compared with the sample first:
-/// an identifier that another executable runs by now is never signalled. KESTREL_SAFETY_VIOLATION for
-/// this process itself and those that the system can't do without, KESTREL_STALE_ITEM where it has exited,
-/// KESTREL_UNAVAILABLE where the system refuses.
+/// an identifier that another executable runs by now is never signalled. KESTREL_SAFETY_VIOLATION for this process and
+/// those that the system can't do without, KESTREL_STALE_ITEM where it has exited, KESTREL_UNAVAILABLE where the system
+/// refuses.
 KESTREL_API kestrel_code kestrel_processes_signal(const kestrel_processes* processes, size_t index,
                                                   kestrel_signal signal, kestrel_error** error) KESTREL_NOTHROW;
 
