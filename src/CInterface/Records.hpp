@@ -7,6 +7,7 @@
 #include "KestrelCore/Reclaim/Suggestions.hpp"
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -33,11 +34,16 @@ struct SuggestedList {
 
 /// Either all records of a snapshot, or some of its own.
 struct kestrel_records {
+    kestrel_records() = default;
+    explicit kestrel_records(const KestrelCore::ScanSnapshot& all)
+        : snapshot{all}, snapshotCount{all.records().size()} {}
+
     std::optional<KestrelCore::ScanSnapshot> snapshot{};
+    std::size_t snapshotCount = 0;  ///< kept here, since every look at a record asks for it
     std::vector<KestrelC::ListedRecord> listed{};
     std::shared_ptr<const KestrelC::SuggestedList> suggested{};  ///< of `listed`, one for one; null of other lists
 
-    [[nodiscard]] std::size_t count() const { return snapshot ? snapshot->records().size() : listed.size(); }
+    [[nodiscard]] std::size_t count() const { return snapshot ? snapshotCount : listed.size(); }
     /// `index` must be below `count`.
     [[nodiscard]] KestrelCore::FileRecord record(std::size_t index) const {
         return snapshot ? snapshot->records()[index] : listed[index].record;

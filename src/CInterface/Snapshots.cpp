@@ -34,11 +34,8 @@ const kestrel_issue* kestrel_snapshot_issue_at(const kestrel_snapshot* snapshot,
 
 kestrel_code kestrel_snapshot_records(const kestrel_snapshot* snapshot, kestrel_records** records,
                                       kestrel_error** error) noexcept {
-    return making(records, error, [&] {
-        auto list = std::make_unique<kestrel_records>();
-        list->snapshot = needed(snapshot, "snapshot").contents;
-        return list;
-    });
+    return making(records, error,
+                  [&] { return std::make_unique<kestrel_records>(needed(snapshot, "snapshot").contents); });
 }
 
 kestrel_code kestrel_snapshot_find(const kestrel_snapshot* snapshot, const char* path, kestrel_records** records,
