@@ -30,7 +30,8 @@
 ///   need not be UTF-8, they come with their length. What comes out is well-formed UTF-8 with its length, without a NUL
 ///   at its end, and may hold any character, a newline too. On a disk a name may be any bytes: each ill-formed piece of
 ///   one comes out as U+FFFD.
-/// - Paths are absolute, and compared as texts: "é" is the same path in one code point and in two.
+/// - Paths are absolute, and compared as texts: "é" is the same path in one code point and in two, and so is one with
+///   a slash at its end.
 /// - Times are seconds since 1970-01-01 00:00:00 UTC. Sizes are bytes; allocated bytes are what something takes on the
 ///   disk, and of several hard links to one file, one counts.
 /// - Callbacks run on the thread of the call that they were handed to, before it returns. They may use every function,
@@ -499,8 +500,8 @@ KESTREL_API kestrel_code kestrel_plan_allow_high_risk(kestrel_plan* plan, kestre
 KESTREL_API kestrel_code kestrel_plan_add(kestrel_plan* plan, const kestrel_records* records, size_t index,
                                           const kestrel_cancellation* cancellation,
                                           kestrel_error** error) KESTREL_NOTHROW;
-/// Adds the item that is at an absolute path now, for one that no scan has seen. KESTREL_NOT_FOUND, and nothing is
-/// added, where there is none.
+/// Adds the item that is at a path now, for one that no scan has seen. The path may not hold ".", ".." or a slash too
+/// many, also not at its end. KESTREL_NOT_FOUND, and nothing is added, where there is no item.
 KESTREL_API kestrel_code kestrel_plan_add_path(kestrel_plan* plan, const char* path,
                                                const kestrel_cancellation* cancellation,
                                                kestrel_error** error) KESTREL_NOTHROW;

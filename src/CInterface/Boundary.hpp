@@ -69,7 +69,9 @@ template <typename Value>
 
 /// Throws an invalid argument for NULL and for what is not UTF-8: a repaired text would be another one.
 [[nodiscard]] Text textOf(const char* text, const char* name);
-/// The same for a path, which must be absolute.
+/// The same for a path, which must be absolute: as it stands.
+[[nodiscard]] Text exactPathOf(const char* path, const char* name);
+/// The same in the form that records have: for looking something up, since no disk is asked what ".." stands for.
 [[nodiscard]] Text pathOf(const char* path, const char* name);
 /// Throws an invalid argument for NULL, for no bytes, and for bytes with a NUL among them.
 [[nodiscard]] std::string_view bytesOf(const char* bytes, std::size_t length, const char* name);

@@ -1,5 +1,6 @@
 #include "CInterface/Boundary.hpp"
 
+#include "KestrelCore/Base/Path.hpp"
 #include "KestrelCore/Base/PlatformError.hpp"
 #include "KestrelCore/Exchange/ExchangeFormat.hpp"
 #include "KestrelCore/JSON/CodingErrors.hpp"
@@ -97,12 +98,14 @@ Text textOf(const char* text, const char* name) {
     return result;
 }
 
-Text pathOf(const char* path, const char* name) {
+Text exactPathOf(const char* path, const char* name) {
     Text result = textOf(path, name);
     if (!result.view().starts_with('/'))
         throw Failure{KESTREL_INVALID_ARGUMENT, std::string{"“"} + name + "” is no absolute path."};
     return result;
 }
+
+Text pathOf(const char* path, const char* name) { return Path::standardized(exactPathOf(path, name)); }
 
 std::string_view bytesOf(const char* bytes, std::size_t length, const char* name) {
     const std::string_view result{&needed(bytes, name), length};

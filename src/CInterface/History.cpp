@@ -65,7 +65,7 @@ GenerationProvenance provenanceOf(const Generation& generation) {
 
 kestrel_code kestrel_history_open(const char* file, kestrel_history** history, kestrel_error** error) noexcept {
     return making(history, error, [&] {
-        const Text path = file == nullptr ? Path::appending(dataFolder(), "history.sqlite") : pathOf(file, "file");
+        const Text path = file == nullptr ? Path::appending(dataFolder(), "history.sqlite") : exactPathOf(file, "file");
         return std::make_unique<kestrel_history>(path, std::make_shared<SnapshotHistory>(URL::fromPath(path)));
     });
 }

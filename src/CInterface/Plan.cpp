@@ -2,6 +2,7 @@
 
 #include "CInterface/History.hpp"
 
+#include "KestrelCore/Base/Path.hpp"
 #include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Deletion/SafetyPolicy.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
@@ -150,7 +151,10 @@ kestrel_code kestrel_plan_add(kestrel_plan* plan, const kestrel_records* records
 kestrel_code kestrel_plan_add_path(kestrel_plan* plan, const char* path, const kestrel_cancellation* cancellation,
                                    kestrel_error** error) noexcept {
     return guarded(error, [&] {
-        const Text item = pathOf(path, "path");
+        const Text item = exactPathOf(path, "path");
+        // What stands in a link's place is the system's to say, so nothing is made of such a path.
+        if (Path::standardized(item).view() != item.view())
+            throw Failure{KESTREL_INVALID_ARGUMENT, "“path” holds “.”, “..” or a slash too many."};
         beginAdding(needed(plan, "plan"));
         add(*plan, {.path = item}, cancellation);
     });

@@ -75,6 +75,9 @@ static void the_policy_holds(void) {
     CHECK_REFUSED(plan_of_path(in_top("going/link/file")), KESTREL_SAFETY_VIOLATION);
     plan = plan_for(NULL);
     CHECK_CODE(KESTREL_NOT_FOUND, kestrel_plan_add_path(plan, in_top("going/none"), NULL, &error));
+    CHECK_CODE(KESTREL_INVALID_ARGUMENT, kestrel_plan_add_path(plan, in_top("going/linked/"), NULL, &error));
+    CHECK_CODE(KESTREL_INVALID_ARGUMENT, kestrel_plan_add_path(plan, in_top("going/link/../linked"), NULL, &error));
+    CHECK_CODE(KESTREL_INVALID_ARGUMENT, kestrel_plan_add_path(plan, in_top("going/./linked"), NULL, &error));
     CHECK(kestrel_plan_count(plan) == 0);
     kestrel_plan_free(plan);
     // A name that is not UTF-8 reads as that of another item, which is not there.

@@ -74,7 +74,7 @@ static void folders_are_listed(void) {
     CHECK_CODE(KESTREL_INVALID_ARGUMENT, kestrel_snapshot_list(snapshot, "/\xFF", &records, &error));
     CHECK_CODE(KESTREL_INVALID_ARGUMENT, kestrel_snapshot_list(snapshot, NULL, &records, &error));
     CHECK_CODE(KESTREL_INVALID_ARGUMENT, kestrel_snapshot_list(snapshot, "/", NULL, &error));
-    CHECK_OK(kestrel_snapshot_find(snapshot, in_top("tree/folder"), &records, &error));
+    CHECK_OK(kestrel_snapshot_find(snapshot, in_top("tree/folder/"), &records, &error));
     CHECK(kestrel_records_count(records) == 1 && index_of(records, "folder") == 0);
     kestrel_records_free(records);
     CHECK_CODE(KESTREL_NOT_FOUND, kestrel_snapshot_find(snapshot, in_top("tree/none"), &records, &error));
