@@ -2,7 +2,7 @@
 JOBS ?= $(shell getconf _NPROCESSORS_ONLN)
 PREFIX ?= /usr/local
 
-.PHONY: build run test bench lint format asan tsan install fuzz clean
+.PHONY: build run test bench lint format asan tsan install dist package fuzz clean
 
 build:
 	scripts/setup run
@@ -44,6 +44,12 @@ fuzz:
 
 install: build
 	cmake --install build/release --prefix "$(PREFIX)"
+
+# The source archive in build/dist, and Debian packages from it in build/packages.
+dist:
+	scripts/make-dist
+package:
+	scripts/package
 
 clean:
 	rm -rf build

@@ -30,3 +30,15 @@ foreach(package kestrelcore kestrel)
     configure_file(${CMAKE_CURRENT_LIST_DIR}/${package}.pc.in ${PROJECT_BINARY_DIR}/${package}.pc @ONLY)
     install(FILES ${PROJECT_BINARY_DIR}/${package}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endforeach()
+
+# For a user's own systemd: whoever wants a scan a day enables the timer. Looked for there below /usr, /usr/local and
+# ~/.local alike.
+set(KESTREL_SYSTEMD_USER_DIR ${CMAKE_INSTALL_DATADIR}/systemd/user CACHE STRING "Folder of systemd's units for users")
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    # The service names the program by its whole path, and `cmake --install --prefix` may say at the last moment where.
+    install(CODE "set(program \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/kestrel\")
+        configure_file(\"${PROJECT_SOURCE_DIR}/packaging/systemd/kestrel-scan.service.in\"
+            \"${PROJECT_BINARY_DIR}/kestrel-scan.service\" @ONLY)")
+    install(FILES ${PROJECT_BINARY_DIR}/kestrel-scan.service ${PROJECT_SOURCE_DIR}/packaging/systemd/kestrel-scan.timer
+        DESTINATION ${KESTREL_SYSTEMD_USER_DIR})
+endif()
