@@ -3,6 +3,7 @@
 #include "output/Session.hpp"
 #include "output/SourceCommit.hpp"
 #include "output/Terminal.hpp"
+#include "store/ConfigurationFile.hpp"
 #include "terminal/Interruption.hpp"
 
 #include "KestrelCore/Base/PlatformError.hpp"
@@ -11,6 +12,7 @@
 #include <clocale>
 #include <cstdlib>
 #include <iostream>
+#include <optional>
 #include <string>
 
 using namespace KestrelCLI;
@@ -48,16 +50,22 @@ int main(int argc, char** argv) {
                     .options = {},
                     .home = homePath(),
                     .rawOutput = terminal.isASCII ? &std::cout : nullptr,
+                    .configurationPath = {},
+                    .settings = {},
                     .source = sourceCommit()};
+    const char* const configurationHome = std::getenv("XDG_CONFIG_HOME");
+    session.configurationPath = configurationPath(
+        session.home, configurationHome == nullptr ? std::nullopt : std::optional<std::string>{configurationHome});
     options = &session.options;
     const ExitCode code = runCommandLine(
         {argv + 1, argv + argc}, session,
         {
-            addScanCommand,    addBrowseCommand,     addListCommand,      addSearchCommand,     addSummaryCommand,
-            addSuggestCommand, addDuplicatesCommand, addMediaCommand,     addDocumentsCommand,  addHistoryCommand,
-            addGrowthCommand,  addReportCommand,     addAppsCommand,      addTrashCommand,      addRemoveCommand,
-            addRestoreCommand, addMonitorCommand,    addProcessesCommand, addQuitCommand,       addAccessCommand,
-            addExportCommand,  addImportCommand,     addClearCommand,     addCompletionCommand, addDefinitionsCommand,
+            addScanCommand,        addBrowseCommand,     addListCommand,      addSearchCommand,    addSummaryCommand,
+            addSuggestCommand,     addDuplicatesCommand, addMediaCommand,     addDocumentsCommand, addHistoryCommand,
+            addGrowthCommand,      addReportCommand,     addAppsCommand,      addTrashCommand,     addRemoveCommand,
+            addRestoreCommand,     addMonitorCommand,    addProcessesCommand, addQuitCommand,      addAccessCommand,
+            addExportCommand,      addImportCommand,     addClearCommand,     addConfigCommand,    addCompletionCommand,
+            addDefinitionsCommand,
         });
     // The session goes before the buffers, which look once more when they go.
     options = nullptr;

@@ -2,11 +2,10 @@
 #include "commands/Commands.hpp"
 #include "commands/LivePage.hpp"
 #include "commands/ScanRoot.hpp"
+#include "commands/ScanRun.hpp"
 #include "store/HistoryAccess.hpp"
 #include "store/Places.hpp"
 #include "store/SavedScan.hpp"
-
-#include "KestrelCore/Platform/FileManager.hpp"
 
 #include <fmt/format.h>
 
@@ -93,7 +92,7 @@ BrowseStart begin(const Session& session, const Operands& operands) {
     }
     if (generations.empty()) {
         if (session.options.at) (void)SavedScan::newest(session);  // throws, with the reason
-        return scanning(history, FileManager::standard()->homeDirectory().string());
+        return scanning(history, usualScanRoot(session));
     }
     BrowseStart start{.history = history};
     const Generation& asked = chosenByOption(session, generations);

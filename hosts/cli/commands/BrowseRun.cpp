@@ -71,7 +71,7 @@ class BrowseRun {
 public:
     BrowseRun(const Session& session, BrowseStart start)
         : session_{session}, start_{std::move(start)}, shared_{std::make_shared<Shared>(session)},
-          screen_{session.hasColor()}, work_{screen_},
+          screen_{session.hasColorOnPages()}, work_{screen_},
           page_{session,
                 screen_.characters(),
                 start_.folder,
@@ -405,7 +405,7 @@ private:
     // ---- Scans -----------------------------------------------------------------------------------------------------
 
     void beginScan(const ScanScope& scope) {
-        scan_ = std::make_unique<BrowseScan>(scope);
+        scan_ = std::make_unique<BrowseScan>(scope, session_.settings);
         if (folders_ != nullptr) return;
         std::shared_ptr<const SavedScan> earlier;
         if (start_.history != nullptr) earlier = scanBefore(*start_.history, scope.root.path(), std::nullopt);
@@ -431,28 +431,30 @@ private:
             return true;
         }
         const ScanSnapshot snapshot = scan_->result();
+        const GenerationProvenance provenance = scan_->provenance();
         scan_.reset();
         if (folders_->scan() == nullptr) {
             show(std::make_shared<const BrowseFolders>(std::make_shared<const SavedScan>(snapshot),
                                                        folders_->sharedEarlier()));
         }
-        save(snapshot);
+        save(snapshot, provenance);
         return true;
     }
 
     /// Saves, and goes on with what was saved: of that only what is asked for is in memory.
-    void save(const ScanSnapshot& snapshot) {
+    void save(const ScanSnapshot& snapshot, const GenerationProvenance& provenance) {
         page_.setMessage("Saving the scan …", Style::quiet);
         work_.start(BrowseTask::saving,
-                    [this, history = start_.history, snapshot, failure = savingFailure_](const BrowseWork::Out& out) {
+                    [this, history = start_.history, snapshot, provenance, policy = session_.settings.thinning(),
+                     failure = savingFailure_](const BrowseWork::Out& out) {
                         try {
-                            const Generation saved = history->add(snapshot);
+                            const Generation saved = history->add(snapshot, provenance);
                             auto kept = std::make_shared<const BrowseFolders>(
                                 std::make_shared<const SavedScan>(history->open(saved.number)),
                                 scanBefore(*history, saved.scope.root.path(), saved));
                             // What this leaves in is the next scan's to take out.
                             try {
-                                (void)history->thin({}, Date::now());
+                                (void)history->thin(policy, Date::now());
                             } catch (const KestrelError&) {
                             }
                             out.yield([this, kept](BrowsePage& page) {
@@ -511,7 +513,7 @@ void keepFound(const Session& session, BrowseScan& scan) {
     const std::optional<ScanCompleted> found = scan.stop();
     // Of the root alone nothing is to be learned.
     if (!found || found->snapshot.records().size() <= 1) return;
-    ScanSaving saving{session};
+    ScanSaving saving{session, scan.provenance()};
     if (!found->isComplete) {
         (void)saving.keepFound(found->snapshot);
         return;

@@ -1,10 +1,11 @@
 #include "commands/BrowseScan.hpp"
 
+#include "commands/ScanChoice.hpp"
+#include "commands/ScanRun.hpp"
 #include "terminal/Interruption.hpp"
 
 #include "KestrelCore/Model/KestrelError.hpp"
 #include "KestrelCore/Scanning/DiskScanner.hpp"
-#include "KestrelCore/Scanning/ScanOptions.hpp"
 
 #include <chrono>
 #include <utility>
@@ -18,8 +19,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-EventStream<ScanEvent> begin(const ScanScope& scope, const CancellationToken& keeping, const GrowingTree& growing) {
-    ScanOptions options = ScanOptions::everything();
+EventStream<ScanEvent> begin(const ScanScope& scope, ScanOptions options, const CancellationToken& keeping,
+                             const GrowingTree& growing) {
     options.keepingFound = keeping;
     options.growing = growing;
     return DiskScanner{}.scan(scope, options);
@@ -27,7 +28,11 @@ EventStream<ScanEvent> begin(const ScanScope& scope, const CancellationToken& ke
 
 }  // namespace
 
-BrowseScan::BrowseScan(const ScanScope& scope) : events_{begin(scope, keeping_, growing_)} {}
+BrowseScan::BrowseScan(const ScanScope& scope, const Settings& settings)
+    : BrowseScan{scope, ScanChoice{}.options(settings)} {}
+
+BrowseScan::BrowseScan(const ScanScope& scope, ScanOptions options)
+    : provenance_{provenanceOf(options, scope)}, events_{begin(scope, std::move(options), keeping_, growing_)} {}
 
 bool BrowseScan::look() {
     for (;;) {

@@ -7,6 +7,7 @@
 #include "output/ErrorOutput.hpp"
 #include "output/VersionOutput.hpp"
 #include "output/WordWrap.hpp"
+#include "store/ConfigurationFile.hpp"
 #include "store/HistoryAccess.hpp"
 #include "store/ScanSaving.hpp"
 #include "terminal/Interruption.hpp"
@@ -18,6 +19,7 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <exception>
 #include <iterator>
 #include <map>
@@ -48,10 +50,9 @@ public:
         group("Commands");
         get_help_ptr()->description("Show this help");
         fallthrough();  // the options of every command may stand after its name
-        footer(
-            fmt::format("Options of every command: --json, --bytes, --iec, --si, --color WHEN, --store FILE{}, -h, -V "
-                        "(see kestrel --help).",
-                        command_.readsSavedScan ? ", --at WHEN" : ""));
+        footer(fmt::format("Options of every command: --json, --bytes, --units UNITS, --color WHEN, --store FILE{}, "
+                           "--no-config, -h, -V (see kestrel --help).",
+                           command_.readsSavedScan ? ", --at WHEN" : ""));
     }
 
     [[nodiscard]] const Command& command() const { return command_; }
@@ -126,17 +127,51 @@ void addGlobalOptions(const CommandOptions& program, GlobalOptions& options) {
         .check(takes(ValueKind::scan));
     program.flag("--json", options.json, "Print one JSON object instead of text");
     program.flag("--bytes", options.exactBytes, "Show sizes to the byte");
+    const std::map<std::string, SizeUnits> units{{"si", SizeUnits::decimal}, {"iec", SizeUnits::binary}};
+    const CommandOption named =
+        program.choice("--units", options.units, units,
+                       "Sizes in decimal units, si (1 kB = 1000 bytes, as is usual), or in binary "
+                       "ones, iec (1 KiB = 1024 bytes)");
+    named.valueName("si|iec");
     const CommandOption binary = program.flag(
-        "--iec", [&options] { options.units = SizeUnits::binary; }, "Show sizes in binary units (1 KiB = 1024 bytes)");
-    program
-        .flag(
-            "--si", [&options] { options.units = SizeUnits::decimal; },
-            "Show sizes in decimal units (1 kB = 1000 bytes), as is usual")
-        .excludes(binary);
+        "--iec", [&options] { options.units = SizeUnits::binary; }, "The same as --units iec");
+    const CommandOption decimal = program.flag(
+        "--si", [&options] { options.units = SizeUnits::decimal; }, "The same as --units si");
+    decimal.excludes(binary).excludes(named);
+    binary.excludes(named);
     const std::map<std::string, ColorChoice> choices{
         {"auto", ColorChoice::automatic}, {"always", ColorChoice::always}, {"never", ColorChoice::never}};
     program.choice("--color", options.color, choices, "Colour: auto (on a terminal), always or never")
         .valueName("WHEN");
+    program.flag("--no-config", options.ignoresConfiguration, "Take no notice of the configuration file");
+}
+
+/// What holds: by options first, then by the environment, then by the configuration file.
+void settle(const CLI::App& app, Session& session) {
+    Settings settings;
+    for (const char* name : {"--units", "--iec", "--si"}) {
+        if (app.count(name) > 0) settings.units.offer(SettingSource::option, session.options.units, name);
+    }
+    if (app.count("--color") > 0) settings.color.offer(SettingSource::option, session.options.color, "--color");
+    const char* const noColor = std::getenv("NO_COLOR");
+    if (noColor != nullptr && *noColor != '\0')
+        settings.color.offer(SettingSource::environment, ColorChoice::never, "NO_COLOR");
+    if (!session.options.ignoresConfiguration) {
+        settings.file = session.configurationPath;
+        readConfigurationFile(session.home, settings);
+    }
+    session.options.units = settings.units.value;
+    session.options.color = settings.color.value;
+    session.settings = std::move(settings);
+}
+
+/// Throws where the configuration file has something that is not understood, about the first of it.
+void checkSettings(const Session& session) {
+    const std::vector<SettingProblem>& problems = session.settings.problems;
+    if (problems.empty()) return;
+    throw UsageError{fmt::format("{}{} kestrel config tells what holds, and --no-config goes without the file.",
+                                 sentenceOf(session.settings, problems.front()),
+                                 problems.size() == 1 ? "" : fmt::format(" (And {} more.)", problems.size() - 1))};
 }
 
 /// What programs get to know of the cases.
@@ -158,6 +193,7 @@ ExitCode runCatching(const CommandApp& command, const Operands& operands, const 
                 fmt::format("--at chooses the one saved scan that is answered from, which kestrel {} does not do.",
                             command.command().name)};
         }
+        if (!command.command().mendsSettings) checkSettings(session);
         // A word that names no scan is wrong whatever is asked.
         checkAtOption(session);
         return command.run(operands);
@@ -300,7 +336,8 @@ void addHelpCommand(CLI::App& app, Session& session) {
                 .description = "Shows this help, or that of one command.",
                 .examples = {"kestrel help scan"},
                 .mostOperands = 1,
-                .operandKind = ValueKind::command},
+                .operandKind = ValueKind::command,
+                .mendsSettings = true},
                [&app, &session](const Operands& operands) {
                    const CLI::App* shown = &app;
                    if (!operands.empty()) {
@@ -382,6 +419,7 @@ ExitCode parseAndRun(std::vector<std::string> arguments, Session& session, const
         session.out << shortHelp;
         return ExitCode::done;
     }
+    settle(app, session);
     return runGuarded(*chosen(), operands, session);
 }
 

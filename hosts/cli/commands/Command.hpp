@@ -31,6 +31,7 @@ struct Command {
     ValueKind operandKind = ValueKind::text;  ///< what each operand is
     std::vector<std::string> operandWords{};  ///< where there are only these
     bool readsSavedScan = false;  ///< answers from a saved scan alone, and so from an older one with --at, too
+    bool mendsSettings = false;   ///< runs whatever is wrong with the configuration file
 };
 
 /// Adds a command to the program. `run` is called after the whole command line was read and found right, with the
@@ -47,7 +48,8 @@ CommandOptions addCommand(CLI::App& app, const Command& command, std::function<E
 using CommandAdder = void (*)(CLI::App&, Session&);
 
 /// Reads `arguments` (without the program's name), runs the command they name and returns how it ended. Sets
-/// `session.options`. Results that can't be written count as a failure; where their reader went away
+/// `session.options` and `session.settings`. Results that can't be written count as a failure; where their reader went
+/// away
 /// (`Interruption::isPipeClosed`), nothing is said about it.
 [[nodiscard]] ExitCode runCommandLine(std::vector<std::string> arguments, Session& session,
                                       const std::vector<CommandAdder>& commands);

@@ -21,6 +21,7 @@ void addReportCommand(CLI::App& app, Session& session);
 void addExportCommand(CLI::App& app, Session& session);
 void addImportCommand(CLI::App& app, Session& session);
 void addClearCommand(CLI::App& app, Session& session);
+void addConfigCommand(CLI::App& app, Session& session);
 void addAppsCommand(CLI::App& app, Session& session);
 void addMonitorCommand(CLI::App& app, Session& session);
 void addProcessesCommand(CLI::App& app, Session& session);

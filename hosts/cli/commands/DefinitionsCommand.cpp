@@ -61,7 +61,8 @@ void addDefinitionsCommand(CLI::App& app, Session& session) {
                                               {.name = "definitions",
                                                .operands = "",
                                                .description = "Tells all commands and options as JSON.",
-                                               .examples = {}},
+                                               .examples = {},
+                                               .mendsSettings = true},
                                               [&app, &session](const Operands&) {
                                                   writeDefinitions(session, app);
                                                   return ExitCode::done;

@@ -3,7 +3,6 @@
 #include "commands/Deletion.hpp"
 #include "commands/DuplicatesRun.hpp"
 #include "commands/OptionValue.hpp"
-#include "commands/SizeValue.hpp"
 #include "output/ByteFormat.hpp"
 #include "output/DuplicateList.hpp"
 #include "output/JSONOutput.hpp"
@@ -11,6 +10,7 @@
 #include "output/Paragraph.hpp"
 #include "output/ShellWord.hpp"
 #include "store/SavedScan.hpp"
+#include "store/SizeValue.hpp"
 #include "terminal/Interruption.hpp"
 
 #include "KestrelCore/Base/Path.hpp"

@@ -180,7 +180,7 @@ ExitCode history(const Session& session, const HistoryOptions& options) {
     if (!options.forget.empty()) history->forget(options.forget);
     std::vector<std::int64_t> gone = options.forget;
     if (options.thins) {
-        const std::vector<std::int64_t> thinned = history->thin({}, Date::now());
+        const std::vector<std::int64_t> thinned = history->thin(session.settings.thinning(), Date::now());
         gone.insert(gone.end(), thinned.begin(), thinned.end());
     }
     const std::vector<std::int64_t> damaged = options.checks ? history->check() : std::vector<std::int64_t>{};
@@ -229,7 +229,7 @@ void addHistoryCommand(CLI::App& app, Session& session) {
     command.flag("--check", options->checks, "Read everything and tell what is damaged");
     command.flag("--thin", options->thins,
                  "Take out what need not be kept: all of a week are, then one a day for a month, one a week for a "
-                 "year, at most 2 GB");
+                 "year, at most 2 GB; the configuration file may say otherwise");
 }
 
 }  // namespace KestrelCLI

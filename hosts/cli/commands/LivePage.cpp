@@ -116,7 +116,7 @@ bool canShowLivePage(const Session& session) {
 
 ExitCode showLivePage(const Session& session, Seconds every, std::uint64_t count, const MonitorPage::Options& options) {
     Readings readings{every, options.showsFigures};
-    LiveScreen screen{session.hasColor()};
+    LiveScreen screen{session.hasColorOnPages()};
     MonitorPage page{session, screen.isUnicode() ? Characters::unicode : Characters::ascii, getpid(), options};
     const auto draw = [&] { screen.draw(page.lines(screen.columns(), screen.rows())); };
     draw();

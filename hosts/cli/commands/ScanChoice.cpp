@@ -9,7 +9,9 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <utility>
 
 using namespace KestrelCore;
 
@@ -44,7 +46,7 @@ void ScanChoice::addOptions(const CommandOptions& command) {
         .excludes(include);
 }
 
-ScanOptions ScanChoice::options() const {
+ScanOptions ScanChoice::options(const Settings& settings) const {
     ScanOptions options = ScanOptions::everything();
     for (const std::string& pattern : exclude) {
         try {
@@ -56,6 +58,12 @@ ScanOptions ScanChoice::options() const {
     for (const std::string& file : excludeFrom) {
         const std::vector<ExcludePattern> patterns = ExcludePattern::readFile(file);
         options.exclude.insert(options.exclude.end(), patterns.begin(), patterns.end());
+    }
+    // After those of the command line: an item counts for the first pattern that it matches.
+    for (const std::string& pattern : settings.exclude.value) {
+        ExcludePattern parsed = ExcludePattern::parse(pattern);
+        if (std::ranges::find(options.exclude, parsed) == options.exclude.end())
+            options.exclude.push_back(std::move(parsed));
     }
     if (leavesCachesOut) options.cacheFolders = ScanOptions::CacheFolders::leftOut;
     if (crossesMounts) options.mounts = ScanOptions::Mounts::entered;
@@ -74,6 +82,14 @@ void addLeftOut(std::vector<LeftOutItems>& all, const std::vector<LeftOutItems>&
     }
 }
 
+namespace {
+
+bool isSetting(const Session& session, const LeftOutItems& item) {
+    return std::ranges::find(session.settings.exclude.value, item.what.view()) != session.settings.exclude.value.end();
+}
+
+}  // namespace
+
 void writeChoice(const Session& session, const std::vector<LeftOutItems>& leftOut,
                  const std::vector<EnteredFileSystem>& entered) {
     constexpr std::size_t most = 12;
@@ -82,7 +98,7 @@ void writeChoice(const Session& session, const std::vector<LeftOutItems>& leftOu
     std::size_t further = 0;
     for (const LeftOutItems& each : leftOut) {
         if (each.items == 0) {
-            ++unmatched;
+            if (!isSetting(session, each)) ++unmatched;
         } else if (parts.size() == most) {
             ++further;
         } else {
@@ -96,7 +112,8 @@ void writeChoice(const Session& session, const std::vector<LeftOutItems>& leftOu
     } else if (unmatched > 0) {
         std::vector<std::string> names;
         for (const LeftOutItems& each : leftOut) {
-            if (each.items == 0 && names.size() < most) names.push_back(session.shown(each.what.view()));
+            if (each.items == 0 && !isSetting(session, each) && names.size() < most)
+                names.push_back(session.shown(each.what.view()));
         }
         if (unmatched > names.size()) names.push_back(fmt::format("{} more", unmatched - names.size()));
         writeParagraph(session, fmt::format("Found nothing of: {}.", fmt::join(names, ", ")));
@@ -138,7 +155,7 @@ void writeChoice(JSONOutput& json, const std::vector<LeftOutItems>& leftOut,
 
 void warnOfPatternsElsewhere(const Session& session, const std::vector<LeftOutItems>& leftOut) {
     for (const LeftOutItems& each : leftOut) {
-        if (each.concernsRoot) continue;
+        if (each.concernsRoot || isSetting(session, each)) continue;
         session.say(fmt::format("The pattern {} begins with “/”, so it is a path from the top of the file system, and "
                                 "not of anything that was scanned. .{} means the one in the scanned folder.",
                                 each.what.view(), each.what.view()));

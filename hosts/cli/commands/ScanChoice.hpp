@@ -24,15 +24,16 @@ struct ScanChoice {
 
     void addOptions(const CommandOptions& command);
 
-    /// Throws `UsageError` for a pattern that means nothing, and `KestrelCore::KestrelError` for a file of patterns
-    /// that can't be read.
-    [[nodiscard]] KestrelCore::ScanOptions options() const;
+    /// With what `settings` leave out beside it. Throws `UsageError` for a pattern that means nothing, and
+    /// `KestrelCore::KestrelError` for a file of patterns that can't be read.
+    [[nodiscard]] KestrelCore::ScanOptions options(const Settings& settings) const;
 };
 
 /// Adds up what scans with the same options have left out.
 void addLeftOut(std::vector<KestrelCore::LeftOutItems>& all, const std::vector<KestrelCore::LeftOutItems>& items);
 
-/// What was left out and entered, in sentences; nothing where that is nothing.
+/// What was left out and entered, in sentences; nothing where that is nothing. Of the settings' patterns, which are
+/// there for every scan, it is not said that they found nothing.
 void writeChoice(const Session& session, const std::vector<KestrelCore::LeftOutItems>& leftOut,
                  const std::vector<KestrelCore::EnteredFileSystem>& entered);
 /// The members `leftOut` and `enteredFileSystems`, each only where it was asked for.

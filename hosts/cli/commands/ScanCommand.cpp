@@ -28,7 +28,7 @@ namespace {
 
 /// Scans, shows, saves. Incomplete where some items could not be read; failed where it could not be saved.
 ExitCode scan(const Session& session, const ScanCommandOptions& options, const Operands& operands) {
-    const ScanOptions scanOptions = options.choice.options();
+    const ScanOptions scanOptions = options.choice.options(session.settings);
     // What can't be saved anywhere is told before anything else.
     if (!options.noSave) (void)ScanSaving{session};
     const std::vector<ScanRoot> roots = rootsOf(session, operands);

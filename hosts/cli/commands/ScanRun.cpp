@@ -147,9 +147,14 @@ FinishedScan scanOne(const Session& session, const ScanCommandOptions& options, 
 
 }  // namespace
 
+std::string usualScanRoot(const Session& session) {
+    if (session.settings.folder.value) return *session.settings.folder.value;
+    return FileManager::standard()->homeDirectory().string();
+}
+
 std::vector<ScanRoot> rootsOf(const Session& session, const Operands& operands) {
     std::vector<std::string> names = operands;
-    if (names.empty()) names.push_back(FileManager::standard()->homeDirectory().string());
+    if (names.empty()) names.push_back(usualScanRoot(session));
     std::vector<ScanRoot> roots;
     for (const std::string& name : names) {
         roots.push_back(resolveScanRoot(name));

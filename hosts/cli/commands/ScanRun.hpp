@@ -59,8 +59,11 @@ struct FinishedScans {
 [[nodiscard]] KestrelCore::GenerationProvenance provenanceOf(const KestrelCore::ScanOptions& options,
                                                              const KestrelCore::ScanScope& scope);
 
+/// What is scanned where nothing is named: the folder of the settings, else the home directory.
+[[nodiscard]] std::string usualScanRoot(const Session& session);
+
 /// The folders that are meant, each once and none that lies in another: a scan of that one has it already. Without any
-/// the home directory. Says which were links, and which are not scanned on their own. Throws as `resolveScanRoot`.
+/// `usualScanRoot`. Says which were links, and which are not scanned on their own. Throws as `resolveScanRoot`.
 [[nodiscard]] std::vector<ScanRoot> rootsOf(const Session& session, const Operands& operands);
 
 /// Scans all roots in turn, and begins to keep each. One of several that can't be scanned is told, and the others go

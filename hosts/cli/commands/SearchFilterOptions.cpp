@@ -1,11 +1,11 @@
 #include "commands/SearchFilterOptions.hpp"
 
 #include "commands/OptionValue.hpp"
-#include "commands/SizeValue.hpp"
 #include "commands/TypeWords.hpp"
 #include "output/Session.hpp"
 #include "store/AgeValue.hpp"
 #include "store/SavedScan.hpp"
+#include "store/SizeValue.hpp"
 
 #include "KestrelCore/Platform/FileManager.hpp"
 

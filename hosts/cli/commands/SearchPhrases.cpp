@@ -1,7 +1,7 @@
 #include "commands/SearchPhrases.hpp"
 
-#include "commands/SizeValue.hpp"
 #include "store/AgeValue.hpp"
+#include "store/SizeValue.hpp"
 
 #include "KestrelCore/Base/Date.hpp"
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "output/ByteFormat.hpp"
+#include "output/Settings.hpp"
 #include "output/SourceCommit.hpp"
 #include "output/Terminal.hpp"
 #include "output/TerminalText.hpp"
@@ -35,16 +36,15 @@ enum class ExitCode : int {
     return ExitCode::done;
 }
 
-enum class ColorChoice { automatic, always, never };
-
 /// Options that every command takes, before or after its name.
 struct GlobalOptions {
     std::optional<std::string> store;  ///< the snapshot database, as the user named it
     std::optional<std::string> at;     ///< which saved scan is looked at, as the user wrote it; absent: the newest
     bool json = false;                 ///< one JSON object instead of a text for people
     bool exactBytes = false;           ///< sizes to the byte
-    SizeUnits units = SizeUnits::decimal;
-    ColorChoice color = ColorChoice::automatic;
+    bool ignoresConfiguration = false;
+    SizeUnits units = SizeUnits::decimal;        ///< by option or setting
+    ColorChoice color = ColorChoice::automatic;  ///< likewise
 };
 
 /// What all commands share in one run of the program: where they write, what they know of the terminal, what was asked
@@ -54,9 +54,11 @@ struct Session {
     std::ostream& messages;  ///< progress, warnings and questions
     Terminal terminal;
     GlobalOptions options;
-    std::string home = {};              ///< the home directory's path; empty where it is not known
-    std::ostream* rawOutput = nullptr;  ///< what `out` leads to where that changes what is written; else null
-    SourceCommit source = {};           ///< what the program was built from
+    std::string home = {};               ///< the home directory's path; empty where it is not known
+    std::ostream* rawOutput = nullptr;   ///< what `out` leads to where that changes what is written; else null
+    std::string configurationPath = {};  ///< the file with this person's settings; empty: none is looked for
+    Settings settings = {};              ///< what holds, once the command line is read
+    SourceCommit source = {};            ///< what the program was built from
 
     /// What can be shown.
     [[nodiscard]] Characters characters() const { return terminal.isASCII ? Characters::ascii : Characters::unicode; }
@@ -77,6 +79,8 @@ struct Session {
     /// Whether results (or, of `messages`, progress and warnings) are coloured.
     [[nodiscard]] bool hasColor() const;
     [[nodiscard]] bool hasColorInMessages() const;
+    /// Whether full-screen pages are.
+    [[nodiscard]] bool hasColorOnPages() const { return hasColor() && settings.pageColors.value != PageColors::none; }
     /// A text in the colour of its style, for standard output.
     [[nodiscard]] std::string painted(Style style, std::string_view text) const;
     /// The width to stay within when results are shown; 0, no limit, when standard output is not a terminal.

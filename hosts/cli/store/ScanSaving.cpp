@@ -80,7 +80,7 @@ std::optional<Generation> ScanSaving::save(const ScanSnapshot& snapshot) {
         Generation saved = begun_.valid() ? begun_.get() : history_->add(snapshot, provenance_);
         // What this leaves out is the next scan's to take out.
         try {
-            (void)history_->thin({}, Date::now());
+            (void)history_->thin(session_.settings.thinning(), Date::now());
         } catch (const std::exception& error) {
             session_.say(fmt::format("Older scans could not be thinned out: {}", error.what()));
         }

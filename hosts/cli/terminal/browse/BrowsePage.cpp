@@ -107,7 +107,8 @@ void BrowsePage::take(std::shared_ptr<const BrowsePicture> picture) {
     picture_.emplace(picture->items, PicturePane::Options{.characters = characters_,
                                                           .colors = options_.colors,
                                                           .coloring = coloring_,
-                                                          .units = session_.options.units});
+                                                          .units = session_.options.units,
+                                                          .set = session_.settings.pageColors.value});
 }
 
 /// What was typed ahead, as far as it finds a folder to act on.

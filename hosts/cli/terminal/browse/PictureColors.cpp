@@ -38,7 +38,7 @@ constexpr Parts lightest{252, 252, 252};
 
 }  // namespace
 
-PictureColors::Hue PictureColors::placeHue(std::size_t place) {
+PictureColors::Hue PictureColors::placeHue(std::size_t place) const {
     static constexpr std::array<Hue, 9> hues{{{{84, 132, 186}, 4},
                                               {{236, 146, 60}, 3},
                                               {{98, 170, 90}, 2},
@@ -48,12 +48,35 @@ PictureColors::Hue PictureColors::placeHue(std::size_t place) {
                                               {{226, 196, 84}, 3},
                                               {{164, 126, 104}, 5},
                                               {{244, 160, 172}, 6}}};
-    return hues[place % hues.size()];
+    // Told apart by their lightness, too, and no red beside a green.
+    static constexpr std::array<Hue, 7> forColorBlind{{{{0, 114, 178}, 4},
+                                                       {{230, 159, 0}, 3},
+                                                       {{86, 180, 233}, 6},
+                                                       {{204, 121, 167}, 5},
+                                                       {{240, 228, 66}, 7},
+                                                       {{213, 94, 0}, 1},
+                                                       {{0, 158, 115}, 6}}};
+    return isForColorBlind_ ? forColorBlind[place % forColorBlind.size()] : hues[place % hues.size()];
 }
 
-PictureColors::Hue PictureColors::kindHue(const PictureItem& item) {
+PictureColors::Hue PictureColors::kindHue(const PictureItem& item) const {
     using KestrelCore::ItemCategory;
     if (item.isFolder) return {{96, 112, 150}, 4};
+    if (isForColorBlind_) {
+        switch (item.category.value_or(ItemCategory::other)) {
+        case ItemCategory::photos: return {{240, 228, 66}, 7};
+        case ItemCategory::videos: return {{213, 94, 0}, 1};
+        case ItemCategory::music: return {{204, 121, 167}, 5};
+        case ItemCategory::documents: return {{0, 114, 178}, 4};
+        case ItemCategory::archives: return {{230, 159, 0}, 3};
+        case ItemCategory::code: return {{0, 158, 115}, 6};
+        case ItemCategory::applications: return {{86, 180, 233}, 6};
+        case ItemCategory::diskImages: return {{84, 84, 90}, 0};
+        case ItemCategory::databases: return {{242, 206, 224}, 7};
+        case ItemCategory::other: break;
+        }
+        return {{150, 150, 156}, 7};
+    }
     switch (item.category.value_or(ItemCategory::other)) {
     case ItemCategory::photos: return {{226, 196, 84}, 3};
     case ItemCategory::videos: return {{222, 94, 92}, 1};

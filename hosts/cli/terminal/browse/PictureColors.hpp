@@ -1,10 +1,12 @@
 #pragma once
 
+#include "output/Settings.hpp"
 #include "terminal/ScreenColor.hpp"
 #include "terminal/ScreenKey.hpp"
 #include "terminal/browse/PictureItem.hpp"
 #include "terminal/browse/PictureLayout.hpp"
 
+#include <algorithm>
 #include <string_view>
 #include <vector>
 
@@ -29,7 +31,9 @@ struct PicturePaint {
 /// who can't tell red from green: what grew is light, what shrank is dark.
 class PictureColors {
 public:
-    PictureColors(PictureColoring coloring, ColorDepth depth) : coloring_{coloring}, depth_{depth} {}
+    PictureColors(PictureColoring coloring, ColorDepth depth, PageColors set = PageColors::usual)
+        : coloring_{coloring}, depth_{set == PageColors::terminal ? std::min(depth, ColorDepth::sixteen) : depth},
+          isForColorBlind_{set == PageColors::colorBlind} {}
 
     [[nodiscard]] PicturePaint of(const PictureTile& tile) const;
     /// Of the tile that is chosen.
@@ -47,14 +51,15 @@ private:
         ScreenColor::Parts parts;
         std::uint8_t basic;  ///< what comes nearest of eight
     };
-    [[nodiscard]] static Hue placeHue(std::size_t place);
-    [[nodiscard]] static Hue kindHue(const PictureItem& item);
+    [[nodiscard]] Hue placeHue(std::size_t place) const;
+    [[nodiscard]] Hue kindHue(const PictureItem& item) const;
     [[nodiscard]] static Hue changeHue(const PictureItem& item);
     [[nodiscard]] Hue hueOf(const PictureTile& tile) const;
     [[nodiscard]] PicturePaint paint(const Hue& hue) const;
 
     PictureColoring coloring_;
     ColorDepth depth_;
+    bool isForColorBlind_;
 };
 
 }  // namespace KestrelCLI

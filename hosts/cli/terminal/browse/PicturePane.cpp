@@ -82,7 +82,7 @@ std::string PicturePane::changeOf(const PictureTile& tile) const {
 
 /// The name, and below it or behind it sizes. Where the tile is chosen and has no lines, its name stands on white.
 void PicturePane::label(PictureCanvas& canvas, const PictureTile& tile, bool isChosen) const {
-    const PictureColors colors{options_.coloring, options_.colors};
+    const PictureColors colors{options_.coloring, options_.colors, options_.set};
     const PicturePaint paint = colors.of(tile);
     const PicturePaint namePaint = isChosen && !hasBorders() ? colors.chosen() : paint;
     const GridRectangle& place = tile.place;
@@ -127,7 +127,7 @@ void PicturePane::label(PictureCanvas& canvas, const PictureTile& tile, bool isC
 }
 
 void PicturePane::draw(PictureCanvas& canvas, const PictureTile& tile, bool isChosen) const {
-    const PictureColors colors{options_.coloring, options_.colors};
+    const PictureColors colors{options_.coloring, options_.colors, options_.set};
     const PicturePaint paint = colors.of(tile);
     const GridRectangle& place = tile.place;
     if (hasBorders()) {
@@ -153,7 +153,7 @@ void PicturePane::frame(PictureCanvas& canvas, const PictureTile& tile) const {
         label(canvas, tile, true);
         return;
     }
-    const PicturePaint paint = PictureColors{options_.coloring, options_.colors}.chosen();
+    const PicturePaint paint = PictureColors{options_.coloring, options_.colors, options_.set}.chosen();
     if (place.width < 4 || place.height < 4) {
         canvas.fill(place, paint.ground);
     } else {
@@ -181,7 +181,8 @@ ScreenLine PicturePane::legend(std::size_t columns) const {
     ScreenLine line;
     if (options_.colors == ColorDepth::none) return line;
     std::size_t used = 0;
-    for (const PictureColors::Meaning& each : PictureColors{options_.coloring, options_.colors}.meanings(*items_)) {
+    for (const PictureColors::Meaning& each :
+         PictureColors{options_.coloring, options_.colors, options_.set}.meanings(*items_)) {
         const std::size_t width = 3 + each.name.size() + (used > 0 ? 2 : 0);
         if (used + width > columns) break;
         if (used > 0) line.push_back({.text = "  ", .style = Style::plain});

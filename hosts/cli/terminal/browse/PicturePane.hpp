@@ -27,6 +27,7 @@ public:
         ColorDepth colors = ColorDepth::none;
         PictureColoring coloring = PictureColoring::places;
         SizeUnits units = SizeUnits::decimal;
+        PageColors set = PageColors::usual;
     };
 
     /// Without items and without room.

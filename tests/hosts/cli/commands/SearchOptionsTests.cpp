@@ -1,5 +1,5 @@
 #include "commands/Commands.hpp"
-#include "commands/SizeValue.hpp"
+#include "store/SizeValue.hpp"
 #include "store/AgeValue.hpp"
 
 #include "support/HistoryCommandTest.hpp"

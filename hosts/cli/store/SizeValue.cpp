@@ -1,4 +1,4 @@
-#include "commands/SizeValue.hpp"
+#include "store/SizeValue.hpp"
 
 #include "output/Session.hpp"
 
