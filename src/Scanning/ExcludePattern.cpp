@@ -71,6 +71,9 @@ ExcludePattern ExcludePattern::parse(std::string_view text) {
 }
 
 std::vector<ExcludePattern> ExcludePattern::readFile(const std::string& path) {
+    // The usual name of an empty file, which is a device.
+    std::error_code error;
+    if (std::filesystem::canonical(path, error) == "/dev/null") return {};
     const auto content = readSmallFile(path, mostFileBytes, FinalLink::followed);
     if (!content) {
         throw KestrelError::unavailable(

@@ -1,5 +1,7 @@
 #include "Scanning/ExcludeRules.hpp"
 
+#include "KestrelCore/Base/Path.hpp"
+
 #include <algorithm>
 
 // A name is looked at once, with what holds in its folder, and no path is ever put together:
@@ -127,5 +129,25 @@ TraversalFilter::PlacePointer ExcludeRules::below(const PlacePointer& place, std
 }
 
 bool ExcludeRules::concernsRoot(std::uint32_t rule) const { return concernsRoot_[rule]; }
+
+// Here, as a pattern is looked at one by one before it is made ready.
+bool ExcludePattern::leavesOut(const Text& path, const Text& root, FileKind kind) const {
+    if (!Path::isBeneath(path, root)) return false;
+    const ExcludeRules rules{{*this}, root.view(), ScanOptions::CacheFolders::takenIn};
+    TraversalFilter::PlacePointer place = rules.root();
+    std::string_view rest = path.view().substr(root.view() == "/" ? 0 : root.view().size());
+    while (rest.find_first_not_of('/') != std::string_view::npos) {
+        rest.remove_prefix(rest.find_first_not_of('/'));
+        const std::string_view name = rest.substr(0, rest.find('/'));
+        rest.remove_prefix(name.size());
+        const bool isLast = rest.find_first_not_of('/') == std::string_view::npos;
+        const bool isFolder = !isLast || kind == FileKind::directory || kind == FileKind::package;
+        if (rules.ruleFor(place.get(), name,
+                          isFolder ? TraversalFilter::EntryType::folder : TraversalFilter::EntryType::other))
+            return true;
+        place = rules.below(place, name);
+    }
+    return false;
+}
 
 }  // namespace KestrelCore

@@ -290,4 +290,24 @@ TEST_F(ExcludeTest, sumsOverSeveralScansCountALinkedFileOnce) {
               whole - ofRoot);
 }
 
+TEST(ExcludePattern, saysWhatItLeavesOut) {
+    const auto leavesOut = [](const char* pattern, const char* path, FileKind kind = FileKind::file) {
+        return ExcludePattern::parse(pattern).leavesOut(path, "/home/a", kind);
+    };
+    EXPECT_TRUE(leavesOut("*.iso", "/home/a/x/y.iso"));
+    EXPECT_TRUE(leavesOut("node_modules", "/home/a/p/node_modules/q/r.js"));
+    EXPECT_TRUE(leavesOut("p/*/r", "/home/a/p/q/r/s"));
+    EXPECT_FALSE(leavesOut("p/*/r", "/home/a/o/p/q/r"));
+    EXPECT_TRUE(leavesOut("/home/a/p", "/home/a/p"));
+    EXPECT_FALSE(leavesOut("build/", "/home/a/build"));
+    EXPECT_TRUE(leavesOut("build/", "/home/a/build", FileKind::directory));
+    EXPECT_TRUE(leavesOut("build/", "/home/a/build/x"));
+    // Neither the root nor what lies elsewhere.
+    EXPECT_FALSE(leavesOut("a", "/home/a"));
+    EXPECT_FALSE(leavesOut("*", "/home/b"));
+    EXPECT_TRUE(ExcludePattern::parse("/proc").leavesOut("/proc/1", "/", FileKind::file));
+}
+
+TEST(ExcludePattern, readsNoneFromTheEmptyDevice) { EXPECT_TRUE(ExcludePattern::readFile("/dev/null").empty()); }
+
 }  // namespace KestrelCore

@@ -155,6 +155,12 @@ void writeChoice(JSONOutput& json, const std::vector<LeftOutItems>& leftOut,
 
 void warnOfPatternsElsewhere(const Session& session, const std::vector<LeftOutItems>& leftOut) {
     for (const LeftOutItems& each : leftOut) {
+        if (each.items == 0 && each.what.view().starts_with("~/") && !isSetting(session, each)) {
+            session.say(
+                fmt::format("The pattern {} names a folder “~” here. The shell makes the home directory of ~ "
+                            "only where it stands at the beginning of a word without quotes; \"$HOME{}\" means it.",
+                            each.what.view(), each.what.view().substr(1)));
+        }
         if (each.concernsRoot || isSetting(session, each)) continue;
         session.say(fmt::format("The pattern {} begins with “/”, so it is a path from the top of the file system, and "
                                 "not of anything that was scanned. .{} means the one in the scanned folder.",

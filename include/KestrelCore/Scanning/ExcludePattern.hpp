@@ -2,6 +2,7 @@
 
 #include "KestrelCore/Base/Text.hpp"
 #include "KestrelCore/Export.hpp"
+#include "KestrelCore/Model/FileKind.hpp"
 
 #include <string>
 #include <string_view>
@@ -30,6 +31,10 @@ public:
     /// with the line's number, and `unavailable` for what is no regular file, has more than a mebibyte or a NUL, or
     /// can't be read. Blocks on the disk, but never on a FIFO.
     [[nodiscard]] static std::vector<ExcludePattern> readFile(const std::string& path);
+
+    /// Whether it leaves the item at `path` out of a scan of `root`, itself or with a folder above it. Both are
+    /// absolute; nothing outside of the root is left out. Only text is looked at.
+    [[nodiscard]] bool leavesOut(const Text& path, const Text& root, FileKind kind) const;
 
     /// As it was given; bytes, which need not be UTF-8.
     [[nodiscard]] std::string_view bytes() const { return bytes_; }

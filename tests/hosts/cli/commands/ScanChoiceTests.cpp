@@ -124,4 +124,10 @@ TEST_F(ScanChoices, makeOneTotalOfSeveralFolders) {
     EXPECT_THAT(run({"history"}).out, HasSubstr("4 scans in "));
 }
 
+TEST_F(ScanChoices, sayThatTheShellDidNotMakeAHomeDirectoryOfATilde) {
+    EXPECT_THAT(run({"scan", "--no-save", "--exclude", "~/x", path()}).messages, HasSubstr("\"$HOME/x\" means it."));
+    std::filesystem::create_directories(path("~/x"));
+    EXPECT_EQ(run({"scan", "--no-save", "--exclude", "~/x", path()}).messages, "");
+}
+
 }  // namespace KestrelCLI
