@@ -178,12 +178,17 @@ void DuplicateSearch::readOne(std::uint32_t file, Pass pass, const Queue& queue,
     }
     const bool isGone = !opening.file && (opening.errorNumber == ENOENT || opening.errorNumber == EINVAL ||
                                           opening.errorNumber == ELOOP || opening.errorNumber == ENOTDIR);
+    // The text of a name that is not UTF-8 has this in its place, and is the name of nothing.
+    if (!isChanged && isGone && path.find("\uFFFD") != std::string::npos) {
+        noteIssue(file, path, "Its name, or that of a folder above it, is not UTF-8, so it can't be read again by it.");
+        return;
+    }
     if (isChanged || isGone) {
         reading.state = DuplicateReading::State::changed;
         return;
     }
     if (!opening.file) {
-        noteIssue(file, path, opening.errorNumber);
+        noteIssue(file, path, systemErrorText(opening.errorNumber));
         return;
     }
     const ContentFile& opened = *opening.file;
@@ -209,7 +214,7 @@ void DuplicateSearch::readOne(std::uint32_t file, Pass pass, const Queue& queue,
     }
     if (!digest) {
         if (errno != 0 && !cancellation_.isCancelled()) {
-            noteIssue(file, path, errno);
+            noteIssue(file, path, systemErrorText(errno));
         } else {
             reading.state = DuplicateReading::State::changed;
         }
@@ -246,11 +251,11 @@ std::vector<std::uint32_t> DuplicateSearch::withEquals(std::vector<std::uint32_t
     return equal;
 }
 
-void DuplicateSearch::noteIssue(std::uint32_t file, const std::string& path, int errorNumber) {
+void DuplicateSearch::noteIssue(std::uint32_t file, const std::string& path, const Text& message) {
     readings_[file].state = DuplicateReading::State::unreadable;
     const std::lock_guard guard{mutex_};
     if (report_.issues.size() < DuplicateReport::mostIssues)
-        report_.issues.push_back({.path = Text{path}, .message = systemErrorText(errorNumber)});
+        report_.issues.push_back({.path = Text{path}, .message = message});
 }
 
 void DuplicateSearch::tell(const std::string& path, bool isForced) {

@@ -47,7 +47,7 @@ private:
     /// Those that have an equal in length and digest, equal ones together.
     [[nodiscard]] std::vector<std::uint32_t> withEquals(std::vector<std::uint32_t> files) const;
     [[nodiscard]] bool areEqual(std::uint32_t a, std::uint32_t b) const;
-    void noteIssue(std::uint32_t file, const std::string& path, int errorNumber);
+    void noteIssue(std::uint32_t file, const std::string& path, const Text& message);
     void tell(const std::string& path, bool isForced = false);
 
     const RecordStorage& storage_;

@@ -211,4 +211,17 @@ TEST_F(DuplicatesCommand, endsOnCtrlC) {
 
 }  // namespace
 
+TEST_F(DuplicatesCommand, tellsWhatCanNotBeReadAgainByItsName) {
+    file("a", "the same", 1000);
+    file("b\xff", "the same", 1000);
+    file("c", "the same", 1000);
+    scan();
+    const CommandRun found = run({});
+    EXPECT_EQ(found.code, ExitCode::incomplete);
+    EXPECT_THAT(found.messages,
+                AllOf(HasSubstr("1 file could not be read; the first is "),
+                      HasSubstr("is not UTF-8, so it can't be read again by it."), Not(HasSubstr("changed"))));
+    EXPECT_THAT(found.out, HasSubstr("2 files of"));
+}
+
 }  // namespace KestrelCLI
