@@ -65,7 +65,11 @@ void ReclaimCatalogue::addFolder(const Text& folder) {
         if (const auto text = readSmallFile(file, mostBytes, FinalLink::followed)) {
             add(*text, file);
         } else {
-            problems_.push_back({.file = file, .line = 0, .message = "The file could not be read, or is too large."});
+            problems_.push_back({.file = file,
+                                 .line = 0,
+                                 .message = isFolder(file)
+                                                ? "It is a folder, and is to be a file."
+                                                : "It could not be read, is no regular file, or is too large."});
         }
     }
 }

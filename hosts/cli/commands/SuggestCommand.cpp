@@ -2,6 +2,7 @@
 
 #include "commands/Deletion.hpp"
 #include "commands/OptionValue.hpp"
+#include "commands/Suggestion.hpp"
 #include "output/JSONOutput.hpp"
 #include "output/ModelJSON.hpp"
 #include "output/NearNames.hpp"
@@ -46,6 +47,28 @@ struct SuggestOptions {
 constexpr std::size_t usualGroups = 6;  ///< of one certainty
 constexpr std::size_t usualItems = 100;
 
+/// The rules that were probably meant by a word that is none: those of a similar name, else those whose titles have it.
+std::vector<std::string> rulesLike(const std::string& word, const ReclaimCatalogue& catalogue) {
+    constexpr std::size_t most = 5;
+    std::vector<std::string> names;
+    for (const ReclaimRule& rule : catalogue.rules()) names.push_back(rule.identifier.string());
+    for (const ReclaimCertainty each : allReclaimCertainties) names.push_back(wordFor(each));
+    std::string wanted = lowercasedASCII(word);
+    if (wanted == "vm" || wanted == "vms") {
+        wanted = "virtual machine";
+    } else if (std::vector<std::string> near = nearNames(word, names); !near.empty()) {
+        return near;
+    }
+    std::vector<std::string> titled;
+    if (wanted.size() < 3) return titled;
+    for (const ReclaimRule& rule : catalogue.rules()) {
+        const bool hasIt = rule.identifier.view().find(wanted) != std::string_view::npos ||
+                           lowercasedASCII(rule.title.view()).find(wanted) != std::string::npos;
+        if (hasIt && titled.size() < most) titled.push_back(rule.identifier.string());
+    }
+    return titled;
+}
+
 /// Which rules the operands mean: identifiers, or all of one certainty. Throws `UsageError` for other words, and for
 /// what is to be taken away and may not be.
 std::vector<Text> chosenRules(const ReclaimCatalogue& catalogue, const Operands& operands, bool takesAway) {
@@ -60,10 +83,7 @@ std::vector<Text> chosenRules(const ReclaimCatalogue& catalogue, const Operands&
         }
         const auto certainty = std::ranges::find(allReclaimCertainties, word, wordFor);
         if (certainty == allReclaimCertainties.end()) {
-            std::vector<std::string> names;
-            for (const ReclaimRule& rule : catalogue.rules()) names.push_back(rule.identifier.string());
-            for (const ReclaimCertainty each : allReclaimCertainties) names.push_back(wordFor(each));
-            const std::string meant = didYouMean(nearNames(word, names));
+            const std::string meant = didYouMean(rulesLike(word, catalogue));
             throw UsageError{
                 fmt::format("“{}” is no rule. {}", word,
                             meant.empty() ? "kestrel suggest --list shows all; a folder goes with --path." : meant)};
@@ -238,7 +258,9 @@ ExitCode suggest(Session& session, SuggestOptions& options, const Operands& oper
     checkOptions(session, options, operands);
     const ReclaimCatalogue catalogue = ReclaimCatalogue::standard();
     for (const ReclaimProblem& problem : catalogue.problems())
-        session.say(fmt::format("{}:{}: {}", problem.file.view(), problem.line, problem.message.view()));
+        session.say(problem.line == 0
+                        ? fmt::format("{}: {}", problem.file.view(), problem.message.view())
+                        : fmt::format("{}:{}: {}", problem.file.view(), problem.line, problem.message.view()));
     const bool takesAway = options.trashes || options.removes;
     const std::vector<Text> chosen = chosenRules(catalogue, operands, takesAway);
     if (options.lists) return listRules(session, catalogue, chosen);

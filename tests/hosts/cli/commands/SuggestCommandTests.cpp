@@ -140,4 +140,17 @@ TEST_F(SuggestCommandTest, listsRulesWithWhatTheyLookFor) {
     EXPECT_THAT(list.out, HasSubstr("  folders output beside recipe\n"));
 }
 
+TEST_F(SuggestCommandTest, tellsWhichRulesAWordMayHaveMeant) {
+    EXPECT_THAT(run({"suggest", "my-cahce"}).messages, HasSubstr("Did you mean “my-cache”"));
+    EXPECT_THAT(run({"suggest", "vm"}).messages, HasSubstr("“virtualbox-machines”"));
+    EXPECT_THAT(run({"suggest", "docker-stuff"}).messages, HasSubstr("kestrel suggest --list shows all"));
+}
+
+TEST_F(SuggestCommandTest, tellsThatARuleIsAFolder) {
+    scan();
+    std::filesystem::create_directory(configuration_ / "kestrel/reclaim/odd.toml");
+    EXPECT_THAT(run({"suggest"}).messages,
+                HasSubstr(configuration_ / "kestrel/reclaim/odd.toml: It is a folder, and is to be a file.\n"));
+}
+
 }  // namespace KestrelCLI
