@@ -1,6 +1,7 @@
 #include "commands/Commands.hpp"
 
 #include "commands/OptionValue.hpp"
+#include "commands/Suggestion.hpp"
 #include "output/ByteFormat.hpp"
 #include "output/JSONOutput.hpp"
 #include "store/SavedScan.hpp"
@@ -13,6 +14,7 @@
 #include <fmt/format.h>
 
 #include <cstdint>
+#include <filesystem>
 #include <ios>
 #include <map>
 #include <memory>
@@ -47,9 +49,16 @@ ExchangePacking packingOf(std::string_view& name) {
     return ExchangePacking::none;
 }
 
+/// What a file of that name, without the ending of a packing, is expected to hold.
 ExchangeFormat formatOf(std::string_view name) {
-    if (name.ends_with(".csv")) return ExchangeFormat::csv;
-    return name.ends_with(".jsonl") || name.ends_with(".ndjson") ? ExchangeFormat::lines : ExchangeFormat::ncdu;
+    const std::string ending = lowercasedASCII(std::filesystem::path{name}.extension().string());
+    if (ending == ".csv") return ExchangeFormat::csv;
+    if (ending == ".jsonl" || ending == ".ndjson") return ExchangeFormat::lines;
+    if (ending.empty() || ending == ".json" || ending == ".ncdu") return ExchangeFormat::ncdu;
+    throw UsageError{
+        fmt::format("Which form a file in {} is to have is not known: say --format ncdu, json or csv. Names in .json "
+                    "(ncdu), .jsonl and .csv say it themselves, also with .gz or .zst behind.",
+                    ending)};
 }
 
 ExitCode exportScan(const Session& session, const WriteOptions& options, const Operands& operands) {
@@ -58,12 +67,12 @@ ExitCode exportScan(const Session& session, const WriteOptions& options, const O
         throw UsageError{"--json tells what was written, so that the export itself needs a file: -o FILE."};
     if (!isToFile && session.terminal.isOutput)
         throw UsageError{"An export is for programs: -o FILE, or a pipe, takes it."};
-    const NamedRecord named = NamedRecord::folder(session, operands);
-    const InterruptionWatch watch;
     std::string_view name = isToFile ? std::string_view{*options.output} : std::string_view{};
     ExportOptions settings;
     settings.packing = packingOf(name);
-    settings.format = options.format.value_or(formatOf(name));
+    settings.format = options.format ? *options.format : formatOf(name);
+    const NamedRecord named = NamedRecord::folder(session, operands);
+    const InterruptionWatch watch;
     settings.cancellation = watch.token();
     const auto run = [&](const ByteSink& sink) {
         auto result = named.scan.exportFolder(named.record.path(), sink, settings);

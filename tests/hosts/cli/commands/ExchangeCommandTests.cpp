@@ -133,4 +133,18 @@ TEST_F(ExchangeCommands, keepNothingOfABrokenFile) {
     EXPECT_EQ(run({"import", file, "--name", "7d"}).code, ExitCode::wrongUsage);
 }
 
+TEST_F(ExchangeCommands, writeNothingIntoAFileOfAnUnknownForm) {
+    (void)own();
+    ASSERT_EQ(run({"scan", folder_.path()}).code, ExitCode::done);
+    for (const char* name : {"o.xlsx", "o.txt.gz"}) {
+        const CommandRun refused = run({"export", "-o", home_ / name});
+        EXPECT_EQ(refused.code, ExitCode::wrongUsage) << name;
+        EXPECT_THAT(refused.messages, HasSubstr("say --format ncdu, json or csv.")) << name;
+        EXPECT_FALSE(fs::exists(home_ / name)) << name;
+        EXPECT_EQ(run({"export", "-o", home_ / name, "--format", "csv"}).code, ExitCode::done) << name;
+    }
+    for (const char* name : {"plain", "o.JSON", "o.csv.zst", "o.ndjson", "o.ncdu.gz"})
+        EXPECT_EQ(run({"export", "-o", home_ / name}).code, ExitCode::done) << name;
+}
+
 }  // namespace KestrelCLI
