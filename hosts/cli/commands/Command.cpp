@@ -19,12 +19,14 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <exception>
 #include <iterator>
 #include <map>
 #include <memory>
 #include <optional>
+#include <system_error>
 #include <utility>
 
 // Who reads what of a command line:
@@ -423,6 +425,17 @@ ExitCode parseAndRun(std::vector<std::string> arguments, Session& session, const
     return runGuarded(*chosen(), operands, session);
 }
 
+/// What standard output says to one more try, such as "No space left on device"; empty where it says nothing. The first
+/// failure's own reason is gone: streams keep none.
+std::string whyNotWritten(const Session& session) {
+    std::ostream& last = session.rawOutput != nullptr ? *session.rawOutput : session.out;
+    last.clear();
+    errno = 0;
+    last << '\n';
+    last.flush();
+    return last.good() || errno == 0 ? "" : std::generic_category().message(errno);
+}
+
 }  // namespace
 
 CommandOptions addCommand(CLI::App& app, const Command& command, std::function<ExitCode(const Operands&)> run) {
@@ -442,7 +455,9 @@ ExitCode runCommandLine(std::vector<std::string> arguments, Session& session,
     // What was printed may still be on its way: a full disk or a reader that went away shows here.
     if (session.flush()) return code;
     if (Interruption::isPipeClosed()) return combined(code, ExitCode::failed);
-    session.say("The results could not be written.");
+    const std::string reason = whyNotWritten(session);
+    session.say(reason.empty() ? "The results could not be written."
+                               : fmt::format("The results could not be written: {}.", reason));
     return combined(code, ExitCode::failed);
 }
 

@@ -120,10 +120,13 @@ TEST_F(Program, endsItsWorkBeforeAClosedPipeEndsIt) {
 }
 
 TEST_F(Program, tellsAFullDiskAndAClosedPipeThatItWasToldToIgnore) {
-    for (const Ended& ended : {run({"--help"}, Output::fullDisk), run({"--help"}, Output::closedPipe, "C", SIG_IGN)}) {
-        EXPECT_EQ(ended.signal, 0);
-        EXPECT_EQ(ended.code, 1);
-        EXPECT_EQ(ended.messages, "kestrel: The results could not be written.\n");
+    const Ended full = run({"--help"}, Output::fullDisk);
+    EXPECT_EQ(full.messages, "kestrel: The results could not be written: No space left on device.\n");
+    const Ended closed = run({"--help"}, Output::closedPipe, "C", SIG_IGN);
+    EXPECT_EQ(closed.messages, "kestrel: The results could not be written: Broken pipe.\n");
+    for (const Ended* ended : {&full, &closed}) {
+        EXPECT_EQ(ended->signal, 0);
+        EXPECT_EQ(ended->code, 1);
     }
 }
 
