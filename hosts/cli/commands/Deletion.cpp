@@ -5,6 +5,7 @@
 #include "output/RiskStyle.hpp"
 #include "output/Table.hpp"
 #include "output/TerminalText.hpp"
+#include "store/DataPlace.hpp"
 #include "store/DeletionRun.hpp"
 #include "store/NamedItem.hpp"
 #include "store/Places.hpp"
@@ -193,6 +194,11 @@ ExitCode runDeletion(Session& session, const std::vector<DeletionTarget>& target
         }
     }
     for (const DeletionItemResult& result : outcome.results) code = combined(code, exitCode(result));
+    if (isTrash && std::ranges::any_of(outcome.results, [](const auto& result) { return !result.succeeded; })) {
+        // What goes to the Trash has a receipt written before, and that may be what had no place.
+        if (const auto why = whyNothingIsKept(session))
+            session.say(*why + " A move to the Trash needs a receipt there; kestrel remove needs none.");
+    }
 
     const std::int64_t reclaimable = options.isDryRun ? proposal->freedBytes : outcome.freedBytes;
     if (session.options.json) {

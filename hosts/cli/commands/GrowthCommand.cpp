@@ -6,6 +6,7 @@
 #include "output/ModelJSON.hpp"
 #include "output/Times.hpp"
 #include "store/HistoryAccess.hpp"
+#include "store/MissingScan.hpp"
 #include "store/SavedScan.hpp"
 #include "store/ScanLikeness.hpp"
 #include "terminal/Interruption.hpp"
@@ -171,7 +172,7 @@ std::vector<Generation> scansToCompare(const SnapshotHistory& history, ChangeOpt
 ExitCode growth(const Session& session, ChangeOptions options, const Operands& operands) {
     const std::shared_ptr<const SnapshotHistory> history = openHistory(session);
     const std::vector<Generation> all = scansToCompare(*history, options);
-    if (all.empty()) throw std::runtime_error{"There is no saved scan yet: kestrel scan makes one."};
+    if (all.empty()) throw std::runtime_error{noScanYet(session)};
     std::optional<Growth> found;
     std::optional<Compared> compared;
     // A script gets everything unless it sets a limit itself.
@@ -186,6 +187,11 @@ ExitCode growth(const Session& session, ChangeOptions options, const Operands& o
     };
     if (operands.empty()) {
         compare(all, std::nullopt);
+        const auto newest = firstWhole(all.begin(), all.end());
+        if (!options.until && newest->scope.root.path() != compared->until.scope.root.path()) {
+            session.say(fmt::format("The newest scan, of {}, has no earlier one to compare it with; this is of {}.",
+                                    newest->scope.root.path().view(), compared->until.scope.root.path().view()));
+        }
     } else {
         for (const Text& path : meanings(operands.front())) {
             const auto covering = only(all, [&](const Generation& each) { return covers(each, path); });
@@ -194,9 +200,7 @@ ExitCode growth(const Session& session, ChangeOptions options, const Operands& o
         }
     }
     if (!compared) {
-        throw PathError{
-            fmt::format("No saved scan is of {} or a folder above it: kestrel scan makes one.", operands.front()),
-            operands.front()};
+        throw PathError{noScanOf(meanings(operands.front()).front().view()), operands.front()};
     }
     if (!found) {
         throw std::runtime_error{operands.empty()

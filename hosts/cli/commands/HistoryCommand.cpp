@@ -7,6 +7,7 @@
 #include "output/Table.hpp"
 #include "output/Times.hpp"
 #include "store/HistoryAccess.hpp"
+#include "store/MissingScan.hpp"
 #include "terminal/Interruption.hpp"
 
 #include "KestrelCore/Base/Date.hpp"
@@ -117,7 +118,7 @@ std::string titleOf(const Session& session, const Generation& scan) {
 /// A table for each root; the root that was scanned last comes first.
 void show(const Session& session, const std::vector<Generation>& generations) {
     if (generations.empty()) {
-        session.out << "There is no saved scan yet: kestrel scan makes one.\n";
+        session.out << noScanYet(session) << '\n';
         return;
     }
     std::vector<std::pair<std::string, std::vector<const Generation*>>> roots;

@@ -4,7 +4,9 @@
 #include "output/JSONOutput.hpp"
 #include "output/ModelJSON.hpp"
 #include "output/Times.hpp"
+#include "store/DataPlace.hpp"
 #include "store/HistoryAccess.hpp"
+#include "store/Places.hpp"
 #include "terminal/Interruption.hpp"
 #include "terminal/InterruptionWatch.hpp"
 
@@ -14,6 +16,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <exception>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -85,6 +88,22 @@ std::string nameFor(const ReadOptions& options, const std::string& file) {
     return "import " + whole;
 }
 
+/// In the history; says where that is where it could not be.
+Generation kept(const Session& session, SnapshotHistory& history, const ImportedScan& scan, const std::string& name) {
+    try {
+        return history.add(scan.snapshot, {.origin = GenerationOrigin::import,
+                                           .isComplete = scan.isComplete,
+                                           .leftOut = scan.leftOut,
+                                           .crossesMounts = false,
+                                           .source = {.name = Text{name}, .host = scan.host}});
+    } catch (const std::exception& error) {
+        const std::string place = historyPath();
+        throw PathError{fmt::format("The import could not be saved in {}: {}{}", place, error.what(),
+                                    whyNothingIsKept(session) ? ". " + *whyNothingIsKept(session) : ""),
+                        place};
+    }
+}
+
 ExitCode importFile(const Session& session, const ReadOptions& options, const Operands& operands) {
     const std::string& file = operands.front();
     const std::string name = nameFor(options, file);
@@ -104,11 +123,7 @@ ExitCode importFile(const Session& session, const ReadOptions& options, const Op
     }
     Interruption::check();
     if (!scan) throw Interrupted{};
-    const Generation added = history->add(scan->snapshot, {.origin = GenerationOrigin::import,
-                                                           .isComplete = scan->isComplete,
-                                                           .leftOut = scan->leftOut,
-                                                           .crossesMounts = false,
-                                                           .source = {.name = Text{name}, .host = scan->host}});
+    const Generation added = kept(session, *history, *scan, name);
     if (session.options.json) {
         JSONOutput json{session.out};
         writeSnapshot(json, "snapshot", added);

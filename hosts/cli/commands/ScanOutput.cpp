@@ -113,8 +113,9 @@ void writeChanges(const Session& session, const SnapshotHistory& history, const 
         const auto growth =
             history.growth(earlier.number, saved.number, std::nullopt, {.depth = {}, .most = changesToChooseFrom});
         if (!growth) return;
-        writeLargestChanges(session, *growth, shown,
-                            fmt::format("Largest changes since {}", age(earlier.completedAt, Date::now())));
+        writeLargestChanges(
+            session, *growth, shown,
+            fmt::format("Largest changes since {}", timeOfEarlierScan(earlier.completedAt, Date::now())));
     } catch (const KestrelError&) {
     }
 }

@@ -10,6 +10,7 @@
 #include "output/Table.hpp"
 #include "output/Times.hpp"
 #include "store/HistoryAccess.hpp"
+#include "store/MissingScan.hpp"
 #include "store/SavedScan.hpp"
 #include "terminal/Interruption.hpp"
 #include "terminal/InterruptionWatch.hpp"
@@ -231,7 +232,10 @@ std::string missingPlaces(const SavedScan& scan, const SearchFilter& filter) {
         if (!covers(scan.summary(), folder)) {
             sentences.push_back(fmt::format(" {} lies outside of it.", folder.view()));
         } else if (!scan.record(folder)) {
-            sentences.push_back(fmt::format(" {} is not in it.", folder.view()));
+            const auto pattern = patternLeavingOut(scan.summary(), folder);
+            sentences.push_back(
+                pattern ? fmt::format(" {} is not in it, as {} was left out.", folder.view(), pattern->view())
+                        : fmt::format(" {} is not in it.", folder.view()));
         }
     }
     return sentences.size() == filter.inFolders.size() ? fmt::format("{}", fmt::join(sentences, "")) : "";

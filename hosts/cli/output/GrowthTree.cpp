@@ -230,6 +230,15 @@ private:
     std::vector<GrowthLine> lines_;
 };
 
+/// Whether the program itself wrote it: whoever looks for what has grown need not look there.
+bool isOwnHistory(std::string_view path) {
+    constexpr std::string_view name = "/kestrel/history.sqlite";
+    const std::size_t at = path.rfind(name);
+    if (at == std::string_view::npos) return false;
+    const std::string_view ending = path.substr(at + name.size());
+    return ending.empty() || ending == "-wal" || ending == "-shm";
+}
+
 /// The columns that all lines share.
 class ChangeColumns {
 public:
@@ -252,6 +261,7 @@ public:
         std::string name = session_.shownPath(isWhole ? line.path : line.name);
         if ((line.isFolder || (isWhole && line.isRest)) && !name.ends_with('/')) name += '/';
         std::string note = session_.shown(line.note);
+        if (isOwnHistory(line.path)) note += note.empty() ? "Kestrel’s own" : ", Kestrel’s own";
         if ((isWhole || !line.isRest) && !note.empty()) note = "  " + note;
         const Style style = line.branch.empty() && !line.isRest ? Style::heading
                             : line.isFolder                     ? Style::folder

@@ -35,6 +35,12 @@ std::string age(Date then, Date now) {
     return fmt::format("{:.0f} {}{} ago", count, unit->name, count == 1 ? "" : "s");
 }
 
+std::string timeOfEarlierScan(Date then, Date now) {
+    const double seconds = now.secondsSinceReferenceDate - then.secondsSinceReferenceDate;
+    if (!(seconds >= 0)) return "the scan before";
+    return seconds < 60 ? "a moment ago" : age(then, now);
+}
+
 std::string localTime(Date date) {
     constexpr double farthest = 2e11;  // some six thousand years
     const double seconds = date.secondsSince1970();

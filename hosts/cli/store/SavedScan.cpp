@@ -3,6 +3,7 @@
 #include "output/Times.hpp"
 #include "output/WordWrap.hpp"
 #include "store/HistoryAccess.hpp"
+#include "store/MissingScan.hpp"
 #include "store/Places.hpp"
 #include "store/ScanLikeness.hpp"
 #include "terminal/Interruption.hpp"
@@ -31,21 +32,19 @@ namespace KestrelCLI {
 
 namespace {
 
-std::runtime_error nothingSaved() { return std::runtime_error{"There is no saved scan yet: kestrel scan makes one."}; }
-
-/// The same of a history that may have imported ones.
-std::runtime_error nothingToAnswerFrom(const SnapshotHistory& history) {
+/// That there is nothing, of a history that may have imported ones.
+std::runtime_error nothingToAnswerFrom(const Session& session, const SnapshotHistory& history) {
     const std::vector<Generation> all = history.generations();
-    if (all.empty()) return nothingSaved();
+    if (all.empty()) return std::runtime_error{noScanYet(session)};
     return std::runtime_error{fmt::format("There is no scan of this disk yet: kestrel scan makes one. --at {} answers "
                                           "from the newest imported one.",
                                           all.front().number)};
 }
 
 /// The scan in a snapshot database.
-ScanSnapshot loaded(const std::string& path) {
+ScanSnapshot loaded(const Session& session, const std::string& path) {
     // Opening a store makes the file, or a database of an empty one: whoever only asks leaves things as they are.
-    if (!isStoreThere(path)) throw nothingSaved();
+    if (!isStoreThere(path)) throw std::runtime_error{noScanYet(session)};
     std::optional<ScanSnapshot> snapshot;
     try {
         snapshot = SQLiteSnapshotStore{URL::fromPath(path)}.loadLatest();
@@ -55,7 +54,7 @@ ScanSnapshot loaded(const std::string& path) {
         throw std::runtime_error{fmt::format("The store {} can't be read: {}", path, error.what())};
     }
     Interruption::check();
-    if (!snapshot) throw nothingSaved();
+    if (!snapshot) throw std::runtime_error{noScanYet(session)};
     if (!snapshot->isConsistent()) {
         throw std::runtime_error{fmt::format(
             "The saved scan in {} contradicts itself (a path occurs twice, or a size is impossible): scan again.",
@@ -72,8 +71,8 @@ std::optional<std::string> database(const Session& session) {
     return path;
 }
 
-NamedRecord findIn(const std::string& path, const std::string& name) {
-    SavedScan scan{loaded(path)};
+NamedRecord findIn(const Session& session, const std::string& path, const std::string& name) {
+    SavedScan scan{loaded(session, path)};
     const std::vector<Text> paths = meanings(name);
     for (const Text& each : paths) {
         if (auto record = scan.record(each)) return {.scan = std::move(scan), .record = std::move(*record)};
@@ -101,10 +100,10 @@ std::vector<Text> meanings(const std::string& name) {
 SavedScan::SavedScan(ScanSnapshot snapshot) : summary_{summaryOf(snapshot)}, snapshot_{std::move(snapshot)} {}
 
 SavedScan SavedScan::newest(const Session& session) {
-    if (const auto path = database(session)) return SavedScan{loaded(*path)};
+    if (const auto path = database(session)) return SavedScan{loaded(session, *path)};
     const std::shared_ptr<const SnapshotHistory> history = openHistory(session);
     const std::vector<Generation> generations = scansToAnswerFrom(session, *history);
-    if (generations.empty()) throw nothingToAnswerFrom(*history);
+    if (generations.empty()) throw nothingToAnswerFrom(session, *history);
     const Generation& asked = chosenByOption(session, generations);
     warnOfIncomplete(session, asked, generations);
     return SavedScan{history->open(asked.number)};
@@ -114,7 +113,7 @@ SavedScan SavedScan::newestOf(const Session& session, const Text& path) {
     if (session.options.at || session.options.store) return newest(session);
     const std::shared_ptr<const SnapshotHistory> history = openHistory(session);
     const std::vector<Generation> generations = scansOfThisDisk(*history);
-    if (generations.empty()) throw nothingToAnswerFrom(*history);
+    if (generations.empty()) throw nothingToAnswerFrom(session, *history);
     const auto covering = std::ranges::find_if(generations, [&](const Generation& each) { return covers(each, path); });
     const Generation& asked = covering != generations.end() ? *covering : generations.front();
     warnOfIncomplete(session, asked, generations);
@@ -164,10 +163,10 @@ std::optional<ExportResult> SavedScan::exportFolder(const Text& folder, const By
 }
 
 NamedRecord NamedRecord::find(const Session& session, const std::string& name) {
-    if (const auto path = database(session)) return findIn(*path, name);
+    if (const auto path = database(session)) return findIn(session, *path, name);
     const std::shared_ptr<const SnapshotHistory> history = openHistory(session);
     const std::vector<Generation> generations = scansToAnswerFrom(session, *history);
-    if (generations.empty()) throw nothingToAnswerFrom(*history);
+    if (generations.empty()) throw nothingToAnswerFrom(session, *history);
     const std::vector<Text> paths = meanings(name);
     std::optional<Generation> asked;
     for (const Text& path : paths) {
@@ -188,15 +187,12 @@ NamedRecord NamedRecord::find(const Session& session, const std::string& name) {
         const std::vector<Generation> all = history->generations();
         const auto import = std::ranges::find_if(
             all, [&](const Generation& each) { return isImported(each) && covers(each, paths.front()); });
-        throw PathError{fmt::format("No saved scan is of {} or a folder above it: kestrel scan makes one.{}", path,
-                                    import == all.end() || session.options.at
-                                        ? ""
-                                        : fmt::format(" --at {} answers from an imported one.", import->number)),
+        throw PathError{noScanOf(path) + (import == all.end() || session.options.at
+                                              ? ""
+                                              : fmt::format(" --at {} answers from an imported one.", import->number)),
                         std::string{path}};
     }
-    throw PathError{fmt::format("{} is not in the scan of {} from {}.", path, asked->scope.root.path().view(),
-                                localTime(asked->completedAt)),
-                    std::string{path}};
+    throw PathError{notInScan(*asked, paths.front()), std::string{path}};
 }
 
 NamedRecord NamedRecord::folder(const Session& session, const std::vector<std::string>& names) {
@@ -223,6 +219,11 @@ void writeAge(const Session& session, const Generation& scan) {
     std::string text =
         fmt::format("{}, scanned {} ({}){}{}", root, age(scan.completedAt, Date::now()), localTime(scan.completedAt),
                     scan.isComplete ? "" : ", incomplete", import.empty() ? "" : ", " + import);
+    if (scan.origin == GenerationOrigin::removal) {
+        text += ", without what was removed or went to the Trash since";
+        // So its figures are smaller than what the disk shows.
+        if (!session.home.empty() && covers(scan, Text{session.home})) text += " (the Trash itself is as it was then)";
+    }
     if (!scan.leftOut.empty()) text += ", without " + leftOutInWords(session, scan.leftOut);
     session.out << session.painted(Style::quiet,
                                    session.columns() > 0 ? wrappedWords(text, session.columns(), 0) : text)

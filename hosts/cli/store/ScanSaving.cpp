@@ -2,6 +2,7 @@
 
 #include "output/ByteFormat.hpp"
 #include "output/Times.hpp"
+#include "store/DataPlace.hpp"
 #include "store/HistoryAccess.hpp"
 #include "store/Places.hpp"
 #include "store/SavedScan.hpp"
@@ -88,6 +89,7 @@ std::optional<Generation> ScanSaving::save(const ScanSnapshot& snapshot) {
     } catch (const std::exception& error) {
         // The scan itself is worth its exit code; that it is not kept makes the command fail at the end.
         session_.say(whyNotSaved(path, error.what()));
+        if (const auto why = whyNothingIsKept(session_)) session_.say(*why);
         return std::nullopt;
     }
 }
@@ -104,6 +106,7 @@ std::optional<Generation> ScanSaving::keepFound(const ScanSnapshot& snapshot) {
         return kept;
     } catch (const std::exception& error) {
         session_.say(whyNotSaved(historyPath(), error.what()));
+        if (const auto why = whyNothingIsKept(session_)) session_.say(*why);
         return std::nullopt;
     }
 }
@@ -119,7 +122,7 @@ std::string whyNotSaved(const std::string& path, std::string_view reason) {
 }
 
 std::string change(const Session& session, std::int64_t totalBytes, const EarlierScan& earlier, Date now) {
-    const std::string when = age(earlier.completedAt, now);
+    const std::string when = timeOfEarlierScan(earlier.completedAt, now);
     // A stored total may be anything, so the difference may not fit.
     std::int64_t difference = 0;
     if (__builtin_sub_overflow(totalBytes, earlier.totalBytes, &difference) || difference == INT64_MIN) return "";

@@ -746,7 +746,7 @@ ScreenLine BrowsePage::summary() const {
     parts.push_back(std::move(text));
     if (isDisk && folder_->change && *folder_->change != 0 && scan_.earlier)
         parts.push_back(fmt::format("{} since {}", signedSize(session_, *folder_->change),
-                                    age(scan_.earlier->completedAt, Date::now())));
+                                    timeOfEarlierScan(scan_.earlier->completedAt, Date::now())));
     if (list_.hiddenCount() > 0)
         parts.push_back(fmt::format("{} hidden", ByteFormat::count(static_cast<std::int64_t>(list_.hiddenCount()))));
     if (folder_->goneItems > 0)

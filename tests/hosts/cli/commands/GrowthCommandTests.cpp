@@ -60,7 +60,7 @@ TEST_F(GrowthCommand, comparesTheNewestScanWithTheOneBefore) {
     fs::create_directory(folder_ / "fresh");
     makeFile("fresh/a", 1 << 16);
     const std::string ended = scan();
-    EXPECT_THAT(ended, AllOf(HasSubstr("Largest changes since just now\n"), HasSubstr("docs/grows\n"),
+    EXPECT_THAT(ended, AllOf(HasSubstr("Largest changes since a moment ago\n"), HasSubstr("docs/grows\n"),
                              HasSubstr("fresh/  new, 1 item\n"), HasSubstr("docs/goes  gone\n")));
     const std::string tree = shown({"growth", folder_.path()});
     EXPECT_THAT(tree, AllOf(HasSubstr("From scan 1, "), HasSubstr("to   scan 2, "), HasSubstr(folder_ / "docs/\n"),
@@ -154,7 +154,13 @@ TEST_F(GrowthCommand, isNotHiddenByTheFirstScanOfAnotherFolder) {
     scan(folder_ / "sub");
     scan();
     EXPECT_THAT(shown({"growth", folder_ / "sub"}), AllOf(HasSubstr("From scan 1"), HasSubstr("to   scan 2")));
-    EXPECT_THAT(shown({"growth"}), HasSubstr("to   scan 2"));
+    // What other commands answer from is the newest scan; this one says that it does not.
+    const CommandRun other = run({"growth"});
+    EXPECT_THAT(other.out, AllOf(HasSubstr("From scan 1"), HasSubstr("to   scan 2")));
+    EXPECT_THAT(other.messages, HasSubstr("The newest scan, of " + folder_.path() +
+                                          ", has no earlier one to compare it "
+                                          "with; this is of " +
+                                          folder_ / "sub."));
     makeFile("sub/f", 2 << 20);
     scan();
     EXPECT_THAT(shown({"growth", folder_ / "sub"}), AllOf(HasSubstr("From scan 3"), HasSubstr("to   scan 4")));

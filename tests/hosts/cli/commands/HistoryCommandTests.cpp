@@ -133,7 +133,7 @@ TEST_F(HistoryCommands, compareAScanWithTheOneOfAnEarlierVersion) {
     ASSERT_EQ(run({"scan", folder_.path(), "--store", folder_ / "s"}).code, ExitCode::done);
     saveAsEarlierVersionsDid(SQLiteSnapshotStore{URL::fromPath(folder_ / "s")}.loadLatest().value());
     fs::remove(folder_ / "a");
-    EXPECT_THAT(run({"scan", folder_.path()}).out, HasSubstr("than just now"));
+    EXPECT_THAT(run({"scan", folder_.path()}).out, HasSubstr("than a moment ago"));
     EXPECT_EQ(generations().size(), 2U);
 }
 
@@ -311,6 +311,33 @@ TEST_F(HistoryCommands, clearEmptiesTheHistoryAndWhatEarlierVersionsSaved) {
 TEST_F(HistoryCommands, clearMakesNoHistory) {
     EXPECT_EQ(run({"clear"}).code, ExitCode::done);
     EXPECT_FALSE(fs::exists(data_ / "kestrel"));
+}
+
+TEST_F(HistoryCommands, sayWhichScanWouldAnswer) {
+    scan(folder_.path());
+    EXPECT_THAT(failure({"list", home_.makeFolder("a b")}), HasSubstr("kestrel scan '" + home_ / "a b' makes one."));
+    EXPECT_THAT(failure({"list", home_.makeFolder("it's")}), HasSubstr("kestrel scan with its name makes one."));
+    EXPECT_THAT(failure({"list", home_.makeFile("letter")}), HasSubstr("kestrel scan " + home_.path() + " makes one."));
+    EXPECT_THAT(failure({"list", "/nowhere"}), HasSubstr("a folder above it, and nothing is there."));
+}
+
+TEST_F(HistoryCommands, sayWhichPatternLeftSomethingOut) {
+    (void)folder_.makeFile("build/out/a", "x");
+    (void)folder_.makeFile("b", "x");
+    ASSERT_EQ(run({"scan", folder_.path(), "--exclude", "*.iso", "--exclude", "build/"}).code, ExitCode::done);
+    EXPECT_THAT(failure({"list", folder_ / "build/out"}), HasSubstr(", which left out build/."));
+    EXPECT_THAT(failure({"list", folder_ / "c"}), Not(HasSubstr("left out")));
+    EXPECT_THAT(run({"search", "--in", folder_ / "build", "a"}).messages,
+                HasSubstr(folder_ / "build is not in it, as build/ was left out."));
+}
+
+TEST_F(HistoryCommands, tellThatFiguresAreWithoutWhatWentSince) {
+    (void)folder_.makeFile("goes", "x");
+    (void)folder_.makeFile("stays", "x");
+    scan(folder_.path());
+    EXPECT_THAT(run({"list"}).out, Not(HasSubstr("since")));
+    ASSERT_EQ(run({"remove", folder_ / "goes", "--confirm", "DELETE"}).code, ExitCode::done);
+    EXPECT_THAT(run({"list"}).out, HasSubstr(", without what was removed or went to the Trash since\n"));
 }
 
 }  // namespace KestrelCLI

@@ -36,4 +36,15 @@ TEST(Age, isToldInTheUnitThatSaysMost) {
         EXPECT_EQ(age(Date{now.secondsSinceReferenceDate - each.seconds}, now), each.text) << each.seconds;
 }
 
+TEST(TimeOfEarlierScan, standsBehindThanAndSince) {
+    const Date now{800'000'000};
+    const auto before = [&](double seconds) {
+        return timeOfEarlierScan(Date{now.secondsSinceReferenceDate - seconds}, now);
+    };
+    EXPECT_EQ(before(-1), "the scan before");
+    EXPECT_EQ(before(0), "a moment ago");
+    EXPECT_EQ(before(59), "a moment ago");
+    EXPECT_EQ(before(60), "1 minute ago");
+}
+
 }  // namespace KestrelCLI

@@ -328,9 +328,9 @@ TEST_F(SavedScanCommands, scanSavesAndTellsTheChangeSinceTheLastScanOfTheSameFol
     const CommandRun first = run({"scan", folder.path()});
     EXPECT_EQ(first.code, ExitCode::done) << first.messages;
     EXPECT_THAT(first.out, Not(HasSubstr("ago")));
-    EXPECT_THAT(run({"scan", folder.path()}).out, HasSubstr("as much as just now"));
+    EXPECT_THAT(run({"scan", folder.path()}).out, HasSubstr("as much as a moment ago"));
     std::filesystem::remove(folder.path() + "/a.bin");
-    EXPECT_THAT(run({"scan", folder.path()}).out, HasSubstr("less than just now"));
+    EXPECT_THAT(run({"scan", folder.path()}).out, HasSubstr("less than a moment ago"));
     EXPECT_THAT(run({"list"}).out, HasSubstr(folder.path() + ", scanned just now"));
 }
 
