@@ -11,9 +11,15 @@
 #include <limits>
 #include <optional>
 #include <sstream>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
+// Where a key should begin and none does ("[=") the parser assumes that it can't be, and goes on with anything. So what
+// it assumes is looked at, in every build; RuleText.cpp and ConfigurationText.cpp must say the same.
+[[noreturn]] inline void tellThatAKeyIsMissing() { throw std::invalid_argument{"a key is missing"}; }
+#undef NDEBUG
+#define TOML_ASSERT(expr) ((expr) ? void() : ::tellThatAKeyIsMissing())
 #define TOML_ENABLE_FORMATTERS 0
 #include <toml++/toml.h>
 
@@ -303,6 +309,8 @@ ReclaimRule readRule(std::string_view text, std::string_view identifier) {
         return Reader{identifier}.rule(toml::parse(text));
     } catch (const toml::parse_error& error) {
         throw RuleError{static_cast<std::int64_t>(error.source().begin.line), std::string{error.description()} + "."};
+    } catch (const std::invalid_argument&) {
+        throw RuleError{0, "A name of a table or of a key is missing or broken."};
     }
 }
 

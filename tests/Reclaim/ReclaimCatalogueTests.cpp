@@ -109,6 +109,7 @@ TEST(ReclaimCatalogue, refusesWordsThatItDoesNotKnow) {
                                                                    {"\"It is large.\"", "\"\""},
                                                                    {"\"It is large.\"", "3"},
                                                                    {"title = \"Mine\"\n", ""},
+                                                                   {"title = \"Mine\"\n", "[=]\n"},
                                                                    {"\"It is large.\"", "\"a\\u001bb\""}};
     for (const auto& [from, to] : changes) {
         std::string text = good;

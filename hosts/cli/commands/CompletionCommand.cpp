@@ -135,7 +135,8 @@ void addCompletionCommand(CLI::App& app, Session& session) {
                              "kestrel completion fish > ~/.config/fish/completions/kestrel.fish"},
                 .fewestOperands = 1,
                 .mostOperands = 1,
-                .operandWords = {"bash", "zsh", "fish"}},
+                .operandWords = {"bash", "zsh", "fish"},
+                .mendsSettings = true},
                [&session](const Operands& operands) {
                    const std::string_view script = completionScript(operands.front());
                    if (script.empty()) {
@@ -151,7 +152,8 @@ void addCompletionCommand(CLI::App& app, Session& session) {
                 .description = "Tells a shell what the last word may become.",
                 .examples = {},
                 .mostOperands = Command::unlimited,
-                .takesWords = true},
+                .takesWords = true,
+                .mendsSettings = true},
                [&app, &session](const Operands& operands) { return completeWords(session, app, operands); })
         .hide();
 }

@@ -13,10 +13,17 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <iterator>
 #include <optional>
 #include <sstream>
+#include <stdexcept>
 #include <utility>
 
+// Where a key should begin and none does ("[=") the parser assumes that it can't be, and goes on with anything. So what
+// it assumes is looked at, in every build; RuleText.cpp and ConfigurationText.cpp must say the same.
+[[noreturn]] inline void tellThatAKeyIsMissing() { throw std::invalid_argument{"a key is missing"}; }
+#undef NDEBUG
+#define TOML_ASSERT(expr) ((expr) ? void() : ::tellThatAKeyIsMissing())
 #define TOML_ENABLE_FORMATTERS 0
 #include <toml++/toml.h>
 
@@ -268,6 +275,29 @@ std::optional<std::int64_t> lineThatIsNotUTF8(std::string_view text) {
     return std::nullopt;
 }
 
+/// Whether the parser gives up for a key that is missing.
+bool lacksKey(std::string_view text) {
+    try {
+        (void)toml::parse(text);
+    } catch (const toml::parse_error&) {
+        return false;  // of another reason, such as the end of what was handed in
+    } catch (const std::invalid_argument&) {
+        return true;
+    }
+    return false;
+}
+
+/// The line of the key for which it does: the first with which it does so. The parser does not tell.
+std::int64_t lineWithoutKey(std::string_view text) {
+    std::vector<std::size_t> ends;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\n') ends.push_back(i + 1);
+    }
+    const auto first =
+        std::ranges::partition_point(ends, [&](std::size_t end) { return !lacksKey(text.substr(0, end)); });
+    return std::distance(ends.begin(), first) + 1;
+}
+
 }  // namespace
 
 void readConfiguration(std::string_view text, std::string_view home, Settings& settings) {
@@ -282,6 +312,8 @@ void readConfiguration(std::string_view text, std::string_view home, Settings& s
     } catch (const toml::parse_error& error) {
         settings.problems.push_back({.line = static_cast<std::int64_t>(error.source().begin.line),
                                      .message = std::string{error.description()} + "."});
+    } catch (const std::invalid_argument&) {
+        settings.problems.push_back({.line = lineWithoutKey(text), .message = "A name is missing or broken here."});
     }
 }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <initializer_list>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -86,6 +87,8 @@ TEST(ConfigurationText, tellsTheLineOfWhatIsWrongAndWhatWasMeant) {
              {"[history]\nmost-size = \"2\"", 2, "a size of 1 MB at least, such as “2GB” or “500MiB”, and not “2”."},
              {"[page]\ncolors = \"dark\"", 2, "“page.colors” is to be one of “usual”, "},
              {"units = si", 1, "Error while parsing"},
+             {"units = \"si\"\n[=]\nunits = 3\n", 2, "A name is missing or broken here."},
+             {"[.a]", 1, "A name is missing or broken here."},
              {"units = \"si\"\nunits = \"iec\"", 2, "units"},
              {"units = \"si\"\n# \xff\n", 2, "is to be UTF-8"},
          }) {
@@ -112,6 +115,23 @@ TEST(ConfigurationText, doesNotTakeTheHomeDirectoryForWhatItIsNot) {
     EXPECT_THAT(settings.problems[0].message, HasSubstr("is not known"));
     EXPECT_EQ(settings.folder.source, SettingSource::builtIn);
     EXPECT_THAT(settings.exclude.value, IsEmpty());
+}
+
+// Whatever stands in the file, it is read or told: pieces of what may be in one, in any order.
+TEST(ConfigurationText, isReadOrToldWhateverItHolds) {
+    static const std::vector<std::string> pieces{
+        "units", "color",   "folder",     "exclude", "history",  "page",     ".",  "=",   "[",  "]",     "[[",
+        "\"",    "\"~/x\"", "\"7d\"",     ",",       "\n",       "keep-all", "{",  "}",   "\\", "'",     "1e9",
+        "#",     " ",       "2020-01-01", "true",    "\xc3\xa9", "\xff",     "\0", "nan", "\r", "\"\"\""};
+    std::mt19937 random{1};
+    for (int round = 0; round < 3000; ++round) {
+        std::string text;
+        for (std::size_t count = random() % 24; count > 0; --count) text += pieces[random() % pieces.size()];
+        for (const SettingProblem& each : read(text).problems) {
+            EXPECT_GE(each.line, 1) << text;
+            EXPECT_NE(each.message, "") << text;
+        }
+    }
 }
 
 // So that the example can't say what is not so: each of its settings is read, and changes nothing.
