@@ -1,5 +1,7 @@
 #pragma once
 
+#include "commands/ValueCheck.hpp"
+
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -15,13 +17,6 @@ class Option;
 }  // namespace CLI
 
 namespace KestrelCLI {
-
-/// What is known of an option's value beside its type.
-struct ValueCheck {
-    /// Looks at the text, and may replace it by what it stands for. Gives what is wrong with it, empty for nothing.
-    std::function<std::string(std::string&)> problem;
-    std::string name;  ///< for nobody to see; `OptionValue.hpp` finds in it what the value can be completed to
-};
 
 /// An option that a command has, for what else there is to say of it. A handle: copies mean the same option.
 class CommandOption {

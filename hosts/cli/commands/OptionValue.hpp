@@ -1,6 +1,6 @@
 #pragma once
 
-#include "commands/CommandOptions.hpp"
+#include "commands/ValueCheck.hpp"
 
 #include <chrono>
 #include <cstdint>
@@ -10,6 +10,10 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+namespace CLI {
+class Option;
+}  // namespace CLI
 
 namespace KestrelCLI {
 
