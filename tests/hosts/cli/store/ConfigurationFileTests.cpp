@@ -97,7 +97,7 @@ TEST_F(ConfigurationFile, mustNotBeASocket) {
 
 TEST_F(ConfigurationFile, isThisUsersOwn) {
     (void)folder_.makeFile("config.toml", "units = \"iec\"\n");
-    for (const mode_t mode : {0602, 0622, 0666}) {
+    for (const mode_t mode : {0602U, 0622U, 0666U}) {
         ASSERT_EQ(chmod(path_.c_str(), mode), 0);
         EXPECT_THAT(problem(), HasSubstr("Other users may write to it"));
     }
