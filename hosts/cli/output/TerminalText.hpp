@@ -35,7 +35,8 @@ public:
 
     /// `text` (already escaped) in pieces of at most `columns` each, as far as its characters are not wider; one after
     /// the other they are the text again. A path (from "/" or "~" on) is parted behind a slash where that fills half of
-    /// the line, else behind a blank, all else the other way round; where there is neither, wherever the line is full. An empty text is one empty piece. The pieces refer to `text`.
+    /// the line, else behind a blank, all else the other way round; where there is neither, wherever the line is full.
+    /// An empty text is one empty piece. The pieces refer to `text`.
     [[nodiscard]] static std::vector<std::string_view> wrapped(std::string_view text, std::size_t columns);
 
     /// `text` followed (or with `right`, preceded) by the blanks that fill `columns`.

@@ -1,6 +1,6 @@
 #include "commands/Commands.hpp"
-#include "store/SizeValue.hpp"
 #include "store/AgeValue.hpp"
+#include "store/SizeValue.hpp"
 
 #include "support/HistoryCommandTest.hpp"
 
