@@ -31,6 +31,7 @@ bench:
 	benchmarks/compare --files $(SIZE)
 	benchmarks/compare_search --files $(SIZE)
 	benchmarks/compare_history --files $(SIZE)
+	benchmarks/day --files $(SIZE)
 
 lint:
 	scripts/lint
