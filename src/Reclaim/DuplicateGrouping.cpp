@@ -16,10 +16,32 @@ namespace KestrelCore {
 
 namespace {
 
-/// The stores of version control: each repository needs its own, however many others have the same.
+/// The stores of version control: each repository needs its own, however many others have the same. Those of Git
+/// without a working copy are called "something.git".
 bool isRepositoryStore(std::string_view name) {
-    constexpr std::array<std::string_view, 5> names{".git", ".hg", ".svn", ".bzr", ".jj"};
-    return std::ranges::find(names, name) != names.end();
+    constexpr std::array<std::string_view, 4> names{".hg", ".svn", ".bzr", ".jj"};
+    return name.ends_with(".git") || std::ranges::find(names, name) != names.end();
+}
+
+bool isHexadecimal(std::string_view text) {
+    return text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
+}
+
+/// Whether it is what Git keeps in a store, whatever that is called: "objects/3b/" with the rest of an identifier, or a
+/// pack.
+bool isGitObject(std::string_view path) {
+    const auto takeLast = [&] {
+        const std::size_t slash = path.rfind('/');
+        const std::string_view name = slash == std::string_view::npos ? path : path.substr(slash + 1);
+        path = slash == std::string_view::npos ? std::string_view{} : path.substr(0, slash);
+        return name;
+    };
+    const std::string_view name = takeLast();
+    const std::string_view folder = takeLast();
+    if (takeLast() != "objects") return false;
+    const bool isLoose =
+        folder.size() == 2 && isHexadecimal(folder) && isHexadecimal(name) && (name.size() == 38 || name.size() == 62);
+    return isLoose || (folder == "pack" && name.starts_with("pack-"));
 }
 
 /// The innermost folder on the way to `path` that is worth nothing without all of its files; empty when there is none.
@@ -52,6 +74,8 @@ std::optional<Text> DuplicateGrouping::protection(const Text& path) {
     if (auto reason = SafetyPolicy::blockedReason(URL::fromPath(path))) return reason;
     if (isInTrash(path.view())) return Text{"It lies in the Trash, and goes when that is emptied."};
     const std::string_view whole = wholeThing(path.view());
+    if (whole.empty() && isGitObject(path.view()))
+        return Text{"It is part of a Git repository, which needs all of its files."};
     if (whole.empty()) return std::nullopt;
     return Text::concatenating({"It is part of “", whole, "”, which needs all of its files."});
 }

@@ -28,14 +28,17 @@ std::uint64_t storedSeconds(double secondsSinceReferenceDate) {
 
 FolderFacts::FolderFacts(const OpenGeneration& generation, const SuggestionSettings& settings)
     : table_{generation.tree()}, contents_{table_, generation.rows().folders(), 0}, flags_(table_.size()),
-      newest_(table_.size()), obstacles_(table_.size() + std::size_t{1}), versions_(table_.size() + std::size_t{1}) {
+      newest_(table_.size()), obstacles_(table_.size() + std::size_t{1}), versions_(table_.size() + std::size_t{1}),
+      bare_(table_.size() + std::size_t{1}) {
     if (table_.size() == 0) return;
     readColumns(generation.rows());
     findPlaces(settings);
     leaveOutOtherHomes(settings.places.home);
+    findBareRepositories(generation.rows());
     findObstacles(generation);
     for (std::uint32_t folder = 0; folder < table_.size(); ++folder) {
         obstacles_[folder + std::size_t{1}] += obstacles_[folder];
+        bare_[folder + std::size_t{1}] += bare_[folder];
         versions_[folder + std::size_t{1}] = versions_[folder] + (isOfVersionControl(table_.name(folder)) ? 1U : 0U);
     }
 }
@@ -126,6 +129,37 @@ void FolderFacts::leaveOutOtherHomes(const Text& home) {
     for (const Text& other : {Text{"/root"}, Text{"/var/root"}}) {
         const std::uint32_t folder = table_.find(other.view());
         if (folder != FolderTable::none && !leadsHome(other)) forbid(folder);
+    }
+}
+
+/// What such a repository has in it goes with it or not at all. A rule for the very place may still take it: caches are
+/// made of them.
+void FolderFacts::findBareRepositories(const GenerationRows& rows) {
+    constexpr std::uint8_t objects = 1;
+    constexpr std::uint8_t refs = 2;
+    std::vector<std::uint8_t> holds(table_.size());
+    for (std::uint32_t folder = 1; folder < table_.size(); ++folder) {
+        const std::string_view name = table_.name(folder);
+        if (name == "objects") holds[table_.parent(folder)] |= objects;
+        if (name == "refs") holds[table_.parent(folder)] |= refs;
+    }
+    RowReader reader{rows.files(), 0, true};
+    const auto holdsHead = [&](std::uint32_t folder) {
+        const std::uint32_t end = table_.endOfFiles(folder);
+        for (std::uint32_t file = table_.firstFile(folder); file < end;) {
+            const RowReader::Rows some = reader.at(file);
+            const std::uint32_t count = std::min(some.count, end - file);
+            for (std::uint32_t i = 0; i < count; ++i) {
+                if (some.name(i) == "HEAD") return true;
+            }
+            file += count;
+        }
+        return false;
+    };
+    for (std::uint32_t folder = 0; folder < table_.size(); ++folder) {
+        if (holds[folder] != (objects | refs) || !holdsHead(folder)) continue;
+        bare_[folder + std::size_t{1}] = 1;
+        std::fill(flags_.begin() + folder + 1, flags_.begin() + table_.end(folder), std::uint8_t{0});
     }
 }
 

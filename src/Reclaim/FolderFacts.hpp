@@ -40,6 +40,11 @@ public:
     [[nodiscard]] bool holdsVersions(std::uint32_t folder) const {
         return versions_[table_.end(folder)] != versions_[folder + std::size_t{1}];
     }
+    /// Whether it, or a folder in it, is where a Git repository without a working copy keeps its things, under whatever
+    /// name: `objects`, `refs` and `HEAD`.
+    [[nodiscard]] bool holdsBareRepository(std::uint32_t folder) const {
+        return bare_[table_.end(folder)] != bare_[folder];
+    }
     /// When something in it, or it itself, was changed last, as `HistoryField::seconds`; 0 where nothing tells.
     [[nodiscard]] std::uint64_t newest(std::uint32_t folder) const { return newest_[folder]; }
     /// What the files right in it have allocated.
@@ -62,6 +67,7 @@ private:
     void mark(std::uint32_t folder, std::uint8_t flag);
     void forbid(std::uint32_t folder);
     void leaveOutOtherHomes(const Text& home);
+    void findBareRepositories(const GenerationRows& rows);
     void findObstacles(const OpenGeneration& generation);
 
     const FolderTable& table_;
@@ -70,6 +76,7 @@ private:
     std::vector<std::uint64_t> newest_;
     std::vector<std::uint32_t> obstacles_;  ///< of all folders before; one more at the end
     std::vector<std::uint32_t> versions_;   ///< the same
+    std::vector<std::uint32_t> bare_;       ///< the same
 };
 
 /// A time as columns have it, for comparing; what no clock shows is at the end that it lies at.

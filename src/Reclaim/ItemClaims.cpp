@@ -72,6 +72,8 @@ bool ItemClaims::mayGo(const FittingItem& item, const std::vector<std::uint32_t>
     if (!facts_.isWhole(folder) || facts_.newest(folder) > latest_[item.match.rule]) return false;
     if (takesTrash(item)) return true;
     const auto inside = std::ranges::lower_bound(versioned, folder);
+    const ReclaimMatch& match = rules_[item.match.rule].matches[item.match.match];
+    if (match.places.empty() && facts_.holdsBareRepository(folder)) return false;
     const bool holdsFileOfVersions = inside != versioned.end() && *inside < facts_.table().end(folder);
     return !facts_.holdsVersions(folder) && !holdsFileOfVersions;
 }

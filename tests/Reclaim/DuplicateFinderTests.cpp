@@ -237,8 +237,13 @@ TEST(DuplicateFinder, offersNoPartOfWhatNeedsAllItsFiles) {
     files.add("original", 1000);
     const std::string object = files.add("clone/.git/objects/pack/p.pack", 2000);
     const std::string inside = files.add("Tool.app/Contents/data", 2000);
+    const std::string bare = files.add("sync/project.git/config", 2000);
+    const std::string loose = files.add("odd/objects/3b/" + std::string(38, 'f'), 2000);
     const std::string plain = files.add("clone.git.txt", 2000);
     const DuplicateGroup group = files.group();
+    EXPECT_EQ(fileAt(group, bare).standing, DuplicateStanding::isProtected);
+    EXPECT_EQ(fileAt(group, loose).reason.value().view(),
+              "It is part of a Git repository, which needs all of its files.");
     EXPECT_EQ(fileAt(group, object).standing, DuplicateStanding::isProtected);
     EXPECT_EQ(fileAt(group, object).reason.value().view(), "It is part of “.git”, which needs all of its files.");
     EXPECT_EQ(fileAt(group, inside).standing, DuplicateStanding::isProtected);

@@ -156,6 +156,29 @@ TEST_F(SuggestionsTest, neverTakesWhatIsUnderVersionControlAMountOrUnknown) {
               (Lines{"a: /home/anna/.cache/a/fine 10"}));
 }
 
+TEST_F(SuggestionsTest, takesNoPartOfARepositoryUnderWhateverName) {
+    add("place", "places = [\"~/.cargo/git/db\"]\ntake = \"item\"\n");
+    add("empty", "finder = \"empty-folders\"\n", 90);
+    add("large", "finder = \"large-old-files\"\nsmallest-size = \"1kB\"\n", 95, "1d", "yours");
+    add("m", modules);
+    std::vector<DescribedItem> items{{.path = "/home/anna/m/package.json", .modified = now},
+                                     {.path = "/home/anna/n/package.json", .modified = now},
+                                     {.path = "/home/anna/n/node_modules/x", .modified = now},
+                                     // Called as in a repository, and none.
+                                     {.path = "/home/anna/thesis/objects/", .bytes = 0, .modified = old},
+                                     {.path = "/home/anna/thesis/refs/list.bib", .bytes = 5000, .modified = old}};
+    for (const std::string store : {"/home/anna/sync/proj.git", "/home/anna/backup/odd", "/home/anna/p/.git",
+                                    "/home/anna/m/node_modules/bare", "/home/anna/.cargo/git/db/crate-1"}) {
+        items.push_back({.path = store + "/HEAD", .bytes = 23, .modified = old});
+        items.push_back({.path = store + "/objects/info/", .bytes = 0, .modified = old});
+        items.push_back({.path = store + "/objects/pack/pack-1.pack", .bytes = 5000, .modified = old});
+        items.push_back({.path = store + "/refs/tags/", .bytes = 0, .modified = old});
+    }
+    EXPECT_EQ(found(items),
+              (Lines{"place: /home/anna/.cargo/git/db 5023", "m: /home/anna/n/node_modules 4096",
+                     "empty: /home/anna/thesis/objects 0", "large: /home/anna/thesis/refs/list.bib 5000"}));
+}
+
 TEST_F(SuggestionsTest, neverTakesWhatARepositoryAboveTracks) {
     add("o", "folders = [\"build\", \"inner\"]\nholds = [\"w\"]\n");
     add("l", "files = [\"*.log\"]\n", 60);
