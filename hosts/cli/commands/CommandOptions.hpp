@@ -8,8 +8,9 @@
 #include <string>
 #include <type_traits>
 
-// CLI11 reads options. It is a header of twelve thousand lines, and whoever includes it compiles all of it again; so
-// that one source does, commands say what they take by these two types.
+// CLI11 reads options. All of it is in headers, and whoever includes them compiles all of it again. So commands say
+// what they take by these two types, and only what reads the command line as a whole, shows help or completes it knows
+// CLI11.
 
 namespace CLI {
 class App;
