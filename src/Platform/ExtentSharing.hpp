@@ -20,6 +20,10 @@ struct SharingResult {
     int errorNumber = 0;     ///< of a failure
 };
 
+/// Whether the system has such a call at all. macOS has none: it makes clones as new files only, and one in the place
+/// of an equal file would lose what another program that holds the old one writes to it.
+[[nodiscard]] bool canShareExtents();
+
 /// Has the system compare `bytes` bytes (above 0) from `offset` on of both files and, where they are equal, let
 /// `destination` have the blocks of `source`. It may do less than was asked. Neither content changes, nor any time of
 /// the files, whoever writes to them meanwhile.

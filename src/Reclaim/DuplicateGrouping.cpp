@@ -4,6 +4,7 @@
 #include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Deletion/SafetyPolicy.hpp"
 #include "Model/PackageExtensions.hpp"
+#include "Platform/ExtentSharing.hpp"
 
 #include <algorithm>
 #include <array>
@@ -150,7 +151,8 @@ DuplicateGroup DuplicateGrouping::group(std::span<const std::uint32_t> files) co
             goesWhole = goesWhole && file.standing == DuplicateStanding::spare;
         }
         if (isKeptFile) continue;
-        if (reading.mayShareBlocks && candidates_.files[number].identity.device == keptIdentity.device)
+        if (reading.mayShareBlocks && canShareExtents() &&
+            candidates_.files[number].identity.device == keptIdentity.device)
             group.shareableBytes += reading.ownBytes;
         if (goesWhole && reading.ownBytes > 0) {
             names.front().freedBytes = reading.ownBytes;

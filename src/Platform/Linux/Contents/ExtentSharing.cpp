@@ -24,6 +24,8 @@ SharingResult refused(int errorNumber) {
 
 }  // namespace
 
+bool canShareExtents() { return true; }
+
 SharingResult shareExtents(const ContentFile& source, const ContentFile& destination, std::int64_t offset,
                            std::int64_t bytes) {
     file_dedupe_range head{};

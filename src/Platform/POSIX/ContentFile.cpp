@@ -1,7 +1,9 @@
 #include "Platform/ContentFile.hpp"
 
 #include "Base/BoundedRetry.hpp"
+#include "Platform/POSIX/ContentReading.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
+#include "Platform/POSIX/StatusTimes.hpp"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -18,14 +20,14 @@ ContentState stateOf(const struct stat& status) {
     // No disk has more; what a file system claims beyond it must not make a sum overflow.
     constexpr std::int64_t mostBlocks = (std::int64_t{1} << 50) / bytesInABlock;
     const std::int64_t blocks = status.st_blocks < 0 ? 0 : status.st_blocks;
-    return {.identity = {.device = status.st_dev, .inode = status.st_ino},
+    return {.identity = {.device = static_cast<std::uint64_t>(status.st_dev), .inode = status.st_ino},
             .links = status.st_nlink,
             .bytes = status.st_size,
             .allocatedBytes = (blocks > mostBlocks ? mostBlocks : blocks) * bytesInABlock,
-            .modifiedSeconds = status.st_mtim.tv_sec,
-            .modifiedNanoseconds = status.st_mtim.tv_nsec,
-            .changedSeconds = status.st_ctim.tv_sec,
-            .changedNanoseconds = status.st_ctim.tv_nsec};
+            .modifiedSeconds = modificationTime(status).tv_sec,
+            .modifiedNanoseconds = modificationTime(status).tv_nsec,
+            .changedSeconds = changeTime(status).tv_sec,
+            .changedNanoseconds = changeTime(status).tv_nsec};
 }
 
 bool isPlainFile(const struct stat& status) { return S_ISREG(status.st_mode) && status.st_size >= 0; }
@@ -38,13 +40,9 @@ ContentFile::Opening ContentFile::open(const std::string& path) {
     struct stat found {};
     if (lstat(path.c_str(), &found) != 0) return {.file = {}, .errorNumber = errno};
     if (!isPlainFile(found)) return {.file = {}, .errorNumber = S_ISLNK(found.st_mode) ? ELOOP : EINVAL};
+    if (const int obstacle = contentObstacle(found)) return {.file = {}, .errorNumber = obstacle};
     const int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-    const auto openWith = [&](int more) {
-        return repeatedWhenInterrupted([&] { return ::open(path.c_str(), flags | more); });
-    };
-    // The time of the last access is the owner's to keep.
-    FileDescriptor file{openWith(O_NOATIME)};
-    if (!file.isOpen() && errno == EPERM) file = FileDescriptor{openWith(0)};
+    FileDescriptor file{openLeavingAccessTime(path.c_str(), flags)};
     if (!file.isOpen()) return {.file = {}, .errorNumber = errno};
     struct stat status {};
     if (fstat(file.get(), &status) != 0) return {.file = {}, .errorNumber = errno};
@@ -100,13 +98,10 @@ std::int64_t ContentFile::nextHole(std::int64_t offset) const {
     return found > offset && found < opened_.bytes ? found : opened_.bytes;
 }
 
-void ContentFile::expect(ReadingPattern pattern) const {
-    (void)posix_fadvise(descriptor_, 0, 0,
-                        pattern == ReadingPattern::whole ? POSIX_FADV_SEQUENTIAL : POSIX_FADV_RANDOM);
-}
+void ContentFile::expect(ReadingPattern pattern) const { expectReading(descriptor_, pattern); }
 
 void ContentFile::readAhead(std::int64_t offset, std::int64_t bytes) const {
-    (void)posix_fadvise(descriptor_, offset, bytes, POSIX_FADV_WILLNEED);
+    readContentAhead(descriptor_, offset, bytes);
 }
 
 }  // namespace KestrelCore
