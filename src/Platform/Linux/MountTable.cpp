@@ -111,24 +111,4 @@ const Mount* MountTable::find(std::uint64_t identifier) const {
     return found == mounts.end() ? nullptr : &*found;
 }
 
-std::optional<std::uint64_t> mountIdentifier(int descriptor) {
-#ifdef STATX_MNT_ID
-    struct statx status {};
-    if (::statx(descriptor, "", AT_EMPTY_PATH, STATX_MNT_ID, &status) == 0 && (status.stx_mask & STATX_MNT_ID) != 0)
-        return status.stx_mnt_id;
-#endif
-    // Kernels before 5.8 tell it here only.
-    const auto text = SystemFile::contents("/proc/self/fdinfo/" + std::to_string(descriptor));
-    if (!text) return std::nullopt;
-    constexpr std::string_view key = "mnt_id:";
-    std::size_t at = text->find(key);
-    if (at == std::string::npos) return std::nullopt;
-    at = text->find_first_not_of(" \t", at + key.size());
-    if (at == std::string::npos) return std::nullopt;
-    std::uint64_t number = 0;
-    const auto [end, error] = std::from_chars(text->data() + at, text->data() + text->size(), number);
-    if (error != std::errc{}) return std::nullopt;
-    return number;
-}
-
 }  // namespace KestrelCore

@@ -52,8 +52,4 @@ private:
     std::optional<MountTable> table_;
 };
 
-/// A number for the mount on which the open file lies; empty when the system does not tell. Tells a bind mount of the
-/// same device apart, which a device number can't.
-[[nodiscard]] std::optional<std::uint64_t> mountIdentifier(int descriptor);
-
 }  // namespace KestrelCore

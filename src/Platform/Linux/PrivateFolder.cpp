@@ -2,10 +2,10 @@
 
 #include "Base/FileManagerErrors.hpp"
 #include "KestrelCore/Base/Path.hpp"
-#include "Platform/Linux/Walk/DirectoryEntries.hpp"
 #include "Platform/POSIX/DescriptorContents.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 #include "Platform/POSIX/FolderCreation.hpp"
+#include "Platform/POSIX/Walk/DirectoryEntries.hpp"
 
 #include <algorithm>
 #include <cerrno>

@@ -7,10 +7,10 @@
 #include "Platform/HomeDirectory.hpp"
 #include "Platform/Linux/Removal/SafeRemoval.hpp"
 #include "Platform/Linux/Trash/Trash.hpp"
-#include "Platform/Linux/Walk/DirectoryEntries.hpp"
-#include "Platform/Linux/Walk/StatusAt.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 #include "Platform/POSIX/FolderCreation.hpp"
+#include "Platform/POSIX/Walk/DirectoryEntries.hpp"
+#include "Platform/POSIX/Walk/StatusAt.hpp"
 
 #include <cerrno>
 #include <fcntl.h>

@@ -1,9 +1,9 @@
 #include "Platform/Linux/SystemFile.hpp"
 
 #include "Base/BoundedRetry.hpp"
-#include "Platform/Linux/Walk/DirectoryEntries.hpp"
 #include "Platform/POSIX/DescriptorContents.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
+#include "Platform/POSIX/Walk/DirectoryEntries.hpp"
 
 #include <algorithm>
 #include <cerrno>

@@ -2,8 +2,8 @@
 
 #include "Base/BoundedRetry.hpp"
 #include "Platform/Linux/SystemFile.hpp"
-#include "Platform/Linux/Walk/DirectoryEntries.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
+#include "Platform/POSIX/Walk/DirectoryEntries.hpp"
 #include "Platform/ProcessTable.hpp"
 
 #include <algorithm>

@@ -3,8 +3,8 @@
 #include "Platform/Linux/Processes/ProcText.hpp"
 #include "Platform/Linux/SystemFile.hpp"
 #include "Platform/Linux/SystemReaders.hpp"
-#include "Platform/Linux/Walk/DirectoryEntries.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
+#include "Platform/POSIX/Walk/DirectoryEntries.hpp"
 
 #include <algorithm>
 #include <climits>

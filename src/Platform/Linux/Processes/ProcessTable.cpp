@@ -3,8 +3,8 @@
 #include "Base/BoundedRetry.hpp"
 #include "Platform/Linux/Processes/ProcText.hpp"
 #include "Platform/Linux/SystemReaders.hpp"
-#include "Platform/Linux/Walk/DirectoryEntries.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
+#include "Platform/POSIX/Walk/DirectoryEntries.hpp"
 
 #include <fcntl.h>
 #include <memory>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "KestrelCore/Base/CancellationToken.hpp"
-#include "Platform/Linux/Walk/DirectoryEntries.hpp"
-#include "Platform/Linux/Walk/FolderDescent.hpp"
+#include "Platform/POSIX/Walk/DirectoryEntries.hpp"
+#include "Platform/POSIX/Walk/FolderDescent.hpp"
 
 #include <cstdint>
 #include <string>

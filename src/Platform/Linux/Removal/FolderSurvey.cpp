@@ -1,8 +1,8 @@
 #include "Platform/Linux/Removal/FolderSurvey.hpp"
 
 #include "Platform/Linux/Removal/ItemLocation.hpp"
-#include "Platform/Linux/Walk/DirectoryEntries.hpp"
-#include "Platform/Linux/Walk/FolderDescent.hpp"
+#include "Platform/POSIX/Walk/DirectoryEntries.hpp"
+#include "Platform/POSIX/Walk/FolderDescent.hpp"
 
 #include <cerrno>
 #include <fcntl.h>

@@ -2,8 +2,8 @@
 
 #include "Platform/Linux/Removal/ItemLocation.hpp"
 #include "Platform/Linux/Removal/RemovalFolder.hpp"
-#include "Platform/Linux/Walk/DirectoryEntries.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
+#include "Platform/POSIX/Walk/DirectoryEntries.hpp"
 
 #include <fcntl.h>
 #include <iterator>

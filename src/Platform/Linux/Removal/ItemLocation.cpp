@@ -1,6 +1,7 @@
 #include "Platform/Linux/Removal/ItemLocation.hpp"
 
 #include "Base/RefusalSentences.hpp"
+#include "Platform/POSIX/Walk/FolderOnMount.hpp"
 
 #include <algorithm>
 #include <cerrno>

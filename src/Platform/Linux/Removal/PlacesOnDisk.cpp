@@ -1,7 +1,8 @@
 #include "Platform/Linux/Removal/PlacesOnDisk.hpp"
 
-#include "Platform/Linux/Walk/DirectoryEntries.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
+#include "Platform/POSIX/Walk/DirectoryEntries.hpp"
+#include "Platform/POSIX/Walk/FolderOnMount.hpp"
 
 #include <algorithm>
 #include <array>

@@ -4,7 +4,7 @@
 #include "KestrelCore/Base/PlatformError.hpp"
 #include "Platform/Linux/Removal/ItemLocation.hpp"
 #include "Platform/Linux/Removal/SureRename.hpp"
-#include "Platform/Linux/Walk/FolderDescent.hpp"
+#include "Platform/POSIX/Walk/FolderDescent.hpp"
 
 #include <array>
 #include <cerrno>

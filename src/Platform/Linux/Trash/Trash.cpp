@@ -7,7 +7,7 @@
 #include "Platform/Linux/Removal/TrashStanding.hpp"
 #include "Platform/Linux/Trash/TrashFolder.hpp"
 #include "Platform/Linux/Trash/TrashInfo.hpp"
-#include "Platform/Linux/Walk/FolderDescent.hpp"
+#include "Platform/POSIX/Walk/FolderDescent.hpp"
 
 #include <cerrno>
 #include <ctime>

@@ -5,7 +5,7 @@
 #include "Platform/Linux/Removal/TrashStanding.hpp"
 #include "Platform/Linux/Trash/TrashFolder.hpp"
 #include "Platform/Linux/Trash/TrashInfo.hpp"
-#include "Platform/Linux/Walk/DirectoryEntries.hpp"
+#include "Platform/POSIX/Walk/DirectoryEntries.hpp"
 
 #include <cerrno>
 #include <string>

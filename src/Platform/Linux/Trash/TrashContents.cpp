@@ -6,7 +6,7 @@
 #include "Platform/Linux/Removal/SafeRemoval.hpp"
 #include "Platform/Linux/Trash/TrashFolder.hpp"
 #include "Platform/Linux/Trash/TrashInfo.hpp"
-#include "Platform/Linux/Walk/DirectoryEntries.hpp"
+#include "Platform/POSIX/Walk/DirectoryEntries.hpp"
 
 #include <algorithm>
 #include <array>

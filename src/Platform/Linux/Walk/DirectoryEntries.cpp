@@ -1,4 +1,4 @@
-#include "Platform/Linux/Walk/DirectoryEntries.hpp"
+#include "Platform/POSIX/Walk/DirectoryEntries.hpp"
 
 #include "Base/BoundedRetry.hpp"
 

@@ -109,15 +109,14 @@ bool MountPlan::isSeenElsewhere(const Mount& mount) const {
     });
 }
 
-std::optional<TraversalMount> MountPlan::enter(const FileStatus& folder, std::uint64_t mount,
-                                               std::uint64_t mountAbove) {
-    const Mount* const found = mountOf(folder, mount);
+std::optional<TraversalMount> MountPlan::enter(const MountCrossingPlace& place) {
+    const Mount* const found = mountOf(place.folder, place.mount);
     const std::string kind = found == nullptr ? std::string{} : found->type;
     if (crossing_ == MountCrossing::exceptKernel && isOfTheKernel(kind)) return std::nullopt;
     // A subvolume is another device on the same mount.
-    const bool isMountPoint = mount == 0 || mount != mountAbove;
+    const bool isMountPoint = place.mount == 0 || place.mount != place.mountAbove;
     if (found != nullptr && isMountPoint && isSeenElsewhere(*found)) return std::nullopt;
-    if (!met_.emplace(folder.device, folder.inode).second) return std::nullopt;
+    if (!met_.emplace(place.folder.device, place.folder.inode).second) return std::nullopt;
     return TraversalMount{.path = {}, .kind = kind, .isRemote = isRemote(kind)};
 }
 

@@ -2,7 +2,7 @@
 
 #include "Platform/FileStatus.hpp"
 #include "Platform/Linux/MountTable.hpp"
-#include "Platform/Traversal.hpp"
+#include "Platform/POSIX/Walk/FolderSource.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -14,20 +14,15 @@
 
 namespace KestrelCore {
 
-/// Which of the file systems that are mounted below a root a walk enters. What is mounted at several places is entered
-/// at one, and what is the folder of a file system that the walk sees elsewhere not at all: by the table as it was when
-/// the plan was made. What the table does not know, such as a subvolume, is entered where it is met first.
-///
-/// One thread.
-class MountPlan {
+/// What is mounted at several places is entered at one, and what is the folder of a file system that the walk sees
+/// elsewhere not at all: by the table as it was when the plan was made. What the table does not know, such as a
+/// subvolume, is entered where it is met first.
+class MountPlan final : public CrossingPlan {
 public:
     /// `root` is absolute and standardised; `status` is what it is.
     MountPlan(MountCrossing crossing, MountTable table, std::string_view root, const FileStatus& status);
 
-    /// Whether to go on into a folder that is on another device or mount than the one that holds it. `mount` is 0 when
-    /// unknown. Absent for no; else what is entered, without its path.
-    [[nodiscard]] std::optional<TraversalMount> enter(const FileStatus& folder, std::uint64_t mount,
-                                                      std::uint64_t mountAbove);
+    [[nodiscard]] std::optional<TraversalMount> enter(const MountCrossingPlace& place) override;
 
 private:
     [[nodiscard]] const Mount* mountOf(const FileStatus& folder, std::uint64_t mount) const;

@@ -1,4 +1,4 @@
-#include "Platform/Linux/Walk/StatusAt.hpp"
+#include "Platform/POSIX/Walk/StatusAt.hpp"
 
 #include <cerrno>
 #include <fcntl.h>

@@ -1,4 +1,4 @@
-#include "Platform/Linux/Walk/DirectoryEntries.hpp"
+#include "Platform/POSIX/Walk/DirectoryEntries.hpp"
 
 #include "Platform/POSIX/FileDescriptor.hpp"
 #include "support/ChildProcess.hpp"

@@ -1,4 +1,4 @@
-#include "Platform/Linux/Walk/FolderDescent.hpp"
+#include "Platform/POSIX/Walk/FolderDescent.hpp"
 
 #include "support/ChildProcess.hpp"
 #include "support/SystemCallFilter.hpp"

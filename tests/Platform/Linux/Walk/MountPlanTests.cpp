@@ -31,7 +31,8 @@ std::vector<std::uint64_t> entered(std::string_view root, MountCrossing crossing
     MountPlan plan{crossing, MountTable::parse(table), root, {.device = 1, .inode = 1}};
     std::vector<std::uint64_t> result;
     for (std::uint64_t mount = 21; mount <= 30; ++mount) {
-        if (plan.enter({.device = mount, .inode = 2}, mount, 20)) result.push_back(mount);
+        if (plan.enter({.path = {}, .folder = {.device = mount, .inode = 2}, .mount = mount, .mountAbove = 20}))
+            result.push_back(mount);
     }
     return result;
 }
@@ -46,18 +47,18 @@ TEST(MountPlan, entersEachFileSystemOnceAndNoneOfTheKernels) {
 TEST(MountPlan, entersWhatTheRootDoesNotShowItself) {
     // From /home nothing of the first disk is seen but by the mounts.
     MountPlan plan{MountCrossing::exceptKernel, MountTable::parse(table), "/home", {.device = 1, .inode = 1}};
-    const auto top = plan.enter({.device = 29, .inode = 2}, 29, 21);
+    const auto top = plan.enter({.path = {}, .folder = {.device = 29, .inode = 2}, .mount = 29, .mountAbove = 21});
     ASSERT_TRUE(top);
     EXPECT_EQ(top->kind, "ext4");
     // What holds the root again is not entered: /srv/again would be counted twice, and so would the rest.
     MountPlan below{MountCrossing::exceptKernel, MountTable::parse(table), "/srv/data", {.device = 1, .inode = 1}};
-    EXPECT_FALSE(below.enter({.device = 29, .inode = 2}, 29, 20));
-    EXPECT_FALSE(below.enter({.device = 23, .inode = 2}, 23, 20));
+    EXPECT_FALSE(below.enter({.path = {}, .folder = {.device = 29, .inode = 2}, .mount = 29, .mountAbove = 20}));
+    EXPECT_FALSE(below.enter({.path = {}, .folder = {.device = 23, .inode = 2}, .mount = 23, .mountAbove = 20}));
 }
 
 TEST(MountPlan, saysWhatIsOnAnotherMachine) {
     MountPlan plan{MountCrossing::exceptKernel, MountTable::parse(table), "/", {.device = 1, .inode = 1}};
-    const auto nas = plan.enter({.device = 50, .inode = 2}, 28, 20);
+    const auto nas = plan.enter({.path = {}, .folder = {.device = 50, .inode = 2}, .mount = 28, .mountAbove = 20});
     ASSERT_TRUE(nas);
     EXPECT_TRUE(nas->isRemote);
     EXPECT_EQ(nas->kind, "nfs4");
@@ -65,12 +66,12 @@ TEST(MountPlan, saysWhatIsOnAnotherMachine) {
 
 TEST(MountPlan, entersWhatTheTableDoesNotKnowOnce) {
     MountPlan plan{MountCrossing::exceptKernel, MountTable{}, "/", {.device = 1, .inode = 1}};
-    EXPECT_TRUE(plan.enter({.device = 7, .inode = 256}, 0, 0));
-    EXPECT_FALSE(plan.enter({.device = 7, .inode = 256}, 0, 0));
-    EXPECT_FALSE(plan.enter({.device = 1, .inode = 1}, 0, 0));
+    EXPECT_TRUE(plan.enter({.path = {}, .folder = {.device = 7, .inode = 256}, .mount = 0, .mountAbove = 0}));
+    EXPECT_FALSE(plan.enter({.path = {}, .folder = {.device = 7, .inode = 256}, .mount = 0, .mountAbove = 0}));
+    EXPECT_FALSE(plan.enter({.path = {}, .folder = {.device = 1, .inode = 1}, .mount = 0, .mountAbove = 0}));
     // A subvolume is another device on the mount of the folder above it.
     MountPlan known{MountCrossing::exceptKernel, MountTable::parse(table), "/", {.device = 1, .inode = 1}};
-    EXPECT_TRUE(known.enter({.device = 8, .inode = 256}, 21, 21));
+    EXPECT_TRUE(known.enter({.path = {}, .folder = {.device = 8, .inode = 256}, .mount = 21, .mountAbove = 21}));
 }
 
 }  // namespace KestrelCore

@@ -1,18 +1,15 @@
-#include "Platform/Linux/Walk/FolderDescent.hpp"
+#include "Platform/POSIX/Walk/FolderDescent.hpp"
 
 #include "Base/BoundedRetry.hpp"
-#include "Platform/Linux/MountTable.hpp"
 
 #include <cerrno>
 #include <fcntl.h>
-#include <linux/openat2.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <utility>
 
 // A folder that is entered must be the one that was meant: neither a link that took its place nor something that is
-// mounted there. The kernel can promise both for one step (`openat2`); so paths are never put together, and each level
-// is opened by its name in the one above. Where the call is missing, the folder is opened and then compared.
+// mounted there. That can be promised for one step only; so paths are never put together, and each level is opened by
+// its name in the one above.
 //
 // Levels that were closed to save descriptors are found again as ".." of the level below. Somebody may have moved that
 // one meanwhile, and ".." then leads elsewhere: so a level notes what it was, and goes on only as that.
@@ -23,54 +20,7 @@ namespace {
 
 constexpr std::size_t mostOpenLevels = 32;
 
-/// The folder, unless it lies on another device than its parent: subvolumes of some file systems begin without a mount.
-FileDescriptor onSameDevice(FileDescriptor folder, int parent, int& errorNumber) {
-    struct stat own {};
-    struct stat above {};
-    if (::fstat(folder.get(), &own) != 0 || ::fstat(parent, &above) != 0) {
-        errorNumber = errno;
-        return {};
-    }
-    if (own.st_dev == above.st_dev) return folder;
-    errorNumber = EXDEV;
-    return {};
-}
-
-/// Without `openat2` (kernels before 5.6, some sandboxes) the mount is compared after opening.
-FileDescriptor openFolderAndCompareMount(int parent, const std::string& name, std::uint64_t parentMount,
-                                         int& errorNumber) {
-    FileDescriptor folder{repeatedWhenInterrupted(
-        [&] { return ::openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC); })};
-    if (!folder.isOpen()) {
-        errorNumber = errno;
-        return {};
-    }
-    const auto wanted = parentMount != 0 ? std::optional<std::uint64_t>{parentMount} : mountIdentifier(parent);
-    const auto found = mountIdentifier(folder.get());
-    if (wanted && found && *wanted == *found) return onSameDevice(std::move(folder), parent, errorNumber);
-    // A system that tells no mount is one where nothing can be entered safely.
-    errorNumber = wanted && found ? EXDEV : ENOSYS;
-    return {};
-}
-
 }  // namespace
-
-FileDescriptor openFolderOnSameMount(int parent, const std::string& name, std::uint64_t parentMount, int& errorNumber) {
-    open_how how{};
-    how.flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-    // One component is resolved here, but it may be a link, a mount, or one of the links of /proc that lead anywhere.
-    how.resolve = RESOLVE_NO_SYMLINKS | RESOLVE_NO_XDEV | RESOLVE_NO_MAGICLINKS;
-    // EAGAIN: something was renamed or mounted meanwhile, and the kernel can't tell whether that matters.
-    const long descriptor =
-        repeatedWhile([](int error) { return error == EINTR || error == EAGAIN; },
-                      [&] { return ::syscall(SYS_openat2, parent, name.c_str(), &how, sizeof how); });
-    if (descriptor >= 0) return onSameDevice(FileDescriptor{static_cast<int>(descriptor)}, parent, errorNumber);
-    errorNumber = errno;
-    // The last three are how a system says that it does not know the call, or these flags.
-    if (errorNumber == ENOSYS || errorNumber == EPERM || errorNumber == EINVAL || errorNumber == E2BIG)
-        return openFolderAndCompareMount(parent, name, parentMount, errorNumber);
-    return {};
-}
 
 FolderDescent::FolderDescent(FileDescriptor top) {
     mount_ = mountIdentifier(top.get()).value_or(0);

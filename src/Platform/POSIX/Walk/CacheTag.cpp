@@ -1,8 +1,8 @@
-#include "Platform/Linux/Walk/CacheTag.hpp"
+#include "Platform/POSIX/Walk/CacheTag.hpp"
 
 #include "Base/BoundedRetry.hpp"
-#include "Platform/Linux/Walk/StatusAt.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
+#include "Platform/POSIX/Walk/StatusAt.hpp"
 
 #include <array>
 #include <fcntl.h>

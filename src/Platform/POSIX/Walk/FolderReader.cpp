@@ -1,8 +1,8 @@
-#include "Platform/Linux/Walk/FolderReader.hpp"
+#include "Platform/POSIX/Walk/FolderReader.hpp"
 
 #include "Base/BoundedRetry.hpp"
-#include "Platform/Linux/Walk/CacheTag.hpp"
-#include "Platform/Linux/Walk/StatusAt.hpp"
+#include "Platform/POSIX/Walk/CacheTag.hpp"
+#include "Platform/POSIX/Walk/StatusAt.hpp"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -20,9 +20,21 @@ constexpr std::size_t enoughEntries = 1500;
 
 bool isLackOfDescriptors(int error) noexcept { return error == EMFILE || error == ENFILE; }
 
+bool isCrossing(const EntryJoint& joint, std::uint64_t device, const Folder& parent) noexcept {
+    if (joint.kind != EntryJoint::Kind::byNumbers) return joint.kind == EntryJoint::Kind::mountPoint;
+    return device != parent.device || (joint.mount != 0 && parent.mount != 0 && joint.mount != parent.mount);
+}
+
 }  // namespace
 
 ReadingResult FolderReader::read(const ReadingTask& task, const std::atomic<bool>& isStopped) {
+    source_->begin();
+    ReadingResult result = openAndRead(task, isStopped);
+    source_->end();
+    return result;
+}
+
+ReadingResult FolderReader::openAndRead(const ReadingTask& task, const std::atomic<bool>& isStopped) {
     ReadingResult result;
     if (const int error = open(task, result); error != 0) {
         result.errorNumber = error;
@@ -38,13 +50,13 @@ ReadingResult FolderReader::read(const ReadingTask& task, const std::atomic<bool
         result.isFinished = true;
     }
     while (!result.isFinished && (task.isWhole || piece_.entries.size() < enoughEntries)) {
-        if (!listing_.readPiece(descriptor)) {
+        if (!source_->readPiece(descriptor)) {
             // An error would come again and again: what was read counts, and the folder is left.
-            result.errorNumber = listing_.errorNumber();
+            result.errorNumber = source_->errorNumber();
             result.isFinished = true;
             break;
         }
-        while (const ListedEntry* entry = listing_.next()) {
+        while (const ListedEntry* entry = source_->next()) {
             if (isStopped.load(std::memory_order_relaxed)) return result;
             if (piece_.entries.size() == task.mostEntries) {
                 result.errorNumber = EOVERFLOW;
@@ -116,8 +128,8 @@ void FolderReader::add(const ReadingTask& task, int descriptor, const ListedEntr
     entry.nameOffset = piece_.names.size();
     entry.nameLength = static_cast<std::uint32_t>(name.size());
     piece_.names.insert(piece_.names.end(), name.data(), name.data() + name.size() + 1);
-    std::uint64_t mount = 0;
-    entry.errorNumber = statusAt(descriptor, name.data(), entry.status, mount);
+    EntryJoint joint;
+    entry.errorNumber = source_->look(descriptor, listed, entry.status, joint);
     if (task.filter != nullptr && listed.isOfUnknownType) {
         if (const auto rule = ruleFor(entry.errorNumber == 0 && entry.status.type == FileType::directory)) {
             entry.kind = TraversalEntry::Kind::leftOut;
@@ -132,8 +144,9 @@ void FolderReader::add(const ReadingTask& task, int descriptor, const ListedEntr
     if (entry.status.type != FileType::directory) return;
     entry.kind = TraversalEntry::Kind::directory;
     const Folder& parent = *task.folder;
-    entry.isCrossing =
-        entry.status.device != parent.device || (mount != 0 && parent.mount != 0 && mount != parent.mount);
+    // The content of a folder without data is not on this disk, and to list it would fetch it from where it is.
+    if (entry.status.isDataless || joint.kind == EntryJoint::Kind::trigger) return;
+    entry.isCrossing = isCrossing(joint, entry.status.device, parent);
     entry.hasFolder = !entry.isCrossing || task.crossing != MountCrossing::none;
     if (!entry.hasFolder) return;
 
@@ -141,7 +154,7 @@ void FolderReader::add(const ReadingTask& task, int descriptor, const ListedEntr
     folder->parent = task.folder;
     folder->inode = entry.status.inode;
     folder->device = entry.status.device;
-    folder->mount = mount;
+    folder->mount = joint.mount;
     folder->level = parent.level + 1;
     const bool isBelowSlash = parent.level == 0 && parent.pathLength == 1;
     folder->pathLength = parent.pathLength + (isBelowSlash ? 0 : 1) + name.size();

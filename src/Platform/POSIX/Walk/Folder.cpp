@@ -1,4 +1,4 @@
-#include "Platform/Linux/Walk/Folder.hpp"
+#include "Platform/POSIX/Walk/Folder.hpp"
 
 #include <algorithm>
 #include <iterator>

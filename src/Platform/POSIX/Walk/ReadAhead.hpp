@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Platform/Linux/Walk/Folder.hpp"
-#include "Platform/Linux/Walk/FolderReader.hpp"
+#include "Platform/POSIX/Walk/Folder.hpp"
+#include "Platform/POSIX/Walk/FolderReader.hpp"
 
 #include <atomic>
 #include <condition_variable>
@@ -20,7 +20,7 @@ namespace KestrelCore {
 class ReadAhead : public std::enable_shared_from_this<ReadAhead> {
 public:
     /// Looks at the root, which costs one system call on this thread.
-    explicit ReadAhead(const TraversalOptions& options);
+    ReadAhead(const TraversalOptions& options, std::shared_ptr<const WalkSystem> system);
     ReadAhead(const ReadAhead&) = delete;
     ReadAhead& operator=(const ReadAhead&) = delete;
     ~ReadAhead();
@@ -61,6 +61,7 @@ private:
     void hasOpened(Folder& folder);
     void closeDropped(Lock& lock);
 
+    const std::shared_ptr<const WalkSystem> system_;
     std::unique_ptr<Folder> top_;
     NotEntered notEntered_;
     std::shared_ptr<const TraversalFilter> filter_;

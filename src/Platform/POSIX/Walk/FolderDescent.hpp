@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/POSIX/FileDescriptor.hpp"
+#include "Platform/POSIX/Walk/FolderOnMount.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -8,13 +8,6 @@
 #include <vector>
 
 namespace KestrelCore {
-
-/// Opens the folder `name` in the open folder `parent` for reading, unless a link, a mount or a subvolume stands there.
-/// `parentMount` is the mount of `parent` as `mountIdentifier` gives it, needed only on systems without `openat2`; 0
-/// when unknown. Not open on failure, with `errorNumber` set: EXDEV for a mount or subvolume, ELOOP or ENOTDIR for what
-/// is no folder.
-[[nodiscard]] FileDescriptor openFolderOnSameMount(int parent, const std::string& name, std::uint64_t parentMount,
-                                                   int& errorNumber);
 
 /// The way from a folder down to one below it, as a list: depth costs memory and no stack. Only the lowest folders stay
 /// open. Going up, a closed one is opened as ".." of the one below and must have the identity that it had before.

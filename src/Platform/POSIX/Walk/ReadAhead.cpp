@@ -1,6 +1,6 @@
-#include "Platform/Linux/Walk/ReadAhead.hpp"
+#include "Platform/POSIX/Walk/ReadAhead.hpp"
 
-#include "Platform/Linux/Walk/StatusAt.hpp"
+#include "Platform/POSIX/Walk/StatusAt.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -47,9 +47,10 @@ bool mayOpenMany() noexcept {
 
 }  // namespace
 
-ReadAhead::ReadAhead(const TraversalOptions& options)
-    : top_{std::make_unique<Folder>()}, notEntered_{NotEntered::tree(options.root, options.notEntered)},
-      filter_{options.filter}, crossing_{options.crossing}, mostEntriesInFolder_{options.mostEntriesInFolder} {
+ReadAhead::ReadAhead(const TraversalOptions& options, std::shared_ptr<const WalkSystem> system)
+    : system_{std::move(system)}, top_{std::make_unique<Folder>()},
+      notEntered_{NotEntered::tree(options.root, options.notEntered)}, filter_{options.filter},
+      crossing_{options.crossing}, mostEntriesInFolder_{options.mostEntriesInFolder}, ownReader_{system_->source()} {
     if (mayOpenMany()) {
         // More threads than processors: on a cold disk they wait together, on a warm one they cost little.
         mostWorkers_ = std::clamp<std::size_t>(std::size_t{2} * std::thread::hardware_concurrency(), 2, mostWorkers);
@@ -73,7 +74,9 @@ ReadAhead::ReadAhead(const TraversalOptions& options)
         entry.kind = TraversalEntry::Kind::noStatus;
     } else if (entry.status.type == FileType::directory) {
         entry.kind = TraversalEntry::Kind::directory;
-        entry.hasFolder = true;
+        entry.hasFolder = !entry.status.isDataless;
+    }
+    if (entry.hasFolder) {
         Folder& folder = *piece->folders.emplace_back(std::make_unique<Folder>());
         folder.parent = top_.get();
         folder.name = piece->names.data();
@@ -153,7 +156,7 @@ std::unique_ptr<FolderPiece> ReadAhead::nextPiece(Folder& folder, std::size_t re
 /// found. `self` keeps everything alive for one that is stuck in a system call when the walk is long gone.
 void ReadAhead::work(const std::shared_ptr<ReadAhead>& self) {
     ReadAhead& all = *self;
-    FolderReader reader;
+    FolderReader reader{all.system_->source()};
     Lock lock{all.mutex_};
     while (!all.isStopped() && !all.isAlone_) {
         const bool isFull = all.heldBytes_ >= mostHeldBytes;

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Platform/Linux/Walk/DirectoryEntries.hpp"
-#include "Platform/Linux/Walk/Folder.hpp"
+#include "Platform/POSIX/Walk/Folder.hpp"
+#include "Platform/POSIX/Walk/FolderSource.hpp"
 
 #include <atomic>
 #include <cstdint>
@@ -46,16 +46,19 @@ struct ReadingResult {
 /// Opens and reads folders with system calls relative to open folders only. One for each thread: it keeps its buffers.
 class FolderReader {
 public:
+    explicit FolderReader(std::unique_ptr<FolderSource> source) : source_{std::move(source)} {}
+
     /// Reads the next piece of the task's folder. Ends early, with any result, when `isStopped` becomes true.
     [[nodiscard]] ReadingResult read(const ReadingTask& task, const std::atomic<bool>& isStopped);
 
 private:
+    ReadingResult openAndRead(const ReadingTask& task, const std::atomic<bool>& isStopped);
     int open(const ReadingTask& task, ReadingResult& result);
     void add(const ReadingTask& task, int descriptor, const ListedEntry& listed);
     void addLeftOut(std::string_view name, std::uint32_t rule);
     std::unique_ptr<FolderPiece> takePiece();
 
-    DirectoryEntries listing_;
+    std::unique_ptr<FolderSource> source_;
     FolderPiece piece_;  ///< grows to the largest piece; what is handed out is an exact copy
     std::vector<std::size_t> folderEntries_;
 };
