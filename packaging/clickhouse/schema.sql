@@ -1,0 +1,117 @@
+-- What `kestrel publish` fills and `kestrel fleet` asks, on one ClickHouse server. As its administrator:
+--
+--     clickhouse-client --query 'CREATE DATABASE kestrel'
+--     clickhouse-client --database=kestrel --multiquery < schema.sql
+--
+-- Only what releases from 18.16 on take. Run again it changes nothing.
+
+-- A line for each publication, written when all its rows are there: rows without one don't count. The newest line of a
+-- host, volume and root holds; a volume may be published in parts, whose roots don't lie in each other.
+CREATE TABLE IF NOT EXISTS snapshots (
+    host String,
+    volume String,
+    root String,             -- the folder that was scanned
+    publication UInt64,      -- its number: seconds since 1970 of when it began, times 2^32, and a random number
+    snapshot String,         -- the scan's identifier, a UUID
+    generation Int64,        -- the scan's number in the history of the machine that published it
+    origin String,           -- 'scan', 'import', or 'removal': a scan without what was removed since
+    started DateTime,        -- of the scan; from 1970 to 2106, as all dates of this type
+    completed DateTime,
+    published DateTime,
+    complete UInt8,          -- 0: the scan ended early
+    has_files UInt8,         -- 1: `files` has all items; 0: only `folders` and `suggestions` have rows
+    items UInt64,            -- records of the scan
+    folders UInt64,          -- rows in `folders`
+    bytes Int64,             -- on disk, of all of it
+    issues UInt64,           -- places that could not be read
+    kestrel String,          -- the version that published it
+    keep UInt32              -- how many publications of this host, volume and root were asked to be kept
+) ENGINE = MergeTree ORDER BY (host, volume, root, publication);
+
+-- Every item of a scan, where it was published with --files.
+--
+-- The path is concat(if(dir = '/', '', dir), '/', name), but for rows with the flag 128, whose path is `name` alone.
+-- flags: 1 hidden, 2 content in the cloud, 4 a further link to a file that counts elsewhere, 8 has `device` and `inode`,
+-- 16 has `modified`, 32 lies in a folder (all but the top of the scan), 64 is shown as `label` and not as `name`,
+-- 128 `name` is the whole path, 256 the folder that it names as its own is `parent` and not `dir`.
+CREATE TABLE IF NOT EXISTS files (
+    host String,
+    volume String,
+    publication UInt64,
+    dir String,
+    name String,
+    label String,            -- the name that is shown where it is another (flag 64); mostly empty
+    parent String,           -- with the flag 256; mostly empty
+    extension String,        -- lower case, without the dot
+    kind Enum8('file' = 0, 'directory' = 1, 'package' = 2, 'symbolic link' = 3, 'other' = 4),
+    size Int64,              -- length of the content
+    allocated Int64,         -- on disk, of the item itself
+    display Int64,           -- what is shown: on disk, of folders and packages with all that is in them
+    modified Float64,        -- seconds since 2001-01-01 UTC: toDateTime(modified + 978307200)
+    device UInt64,
+    inode UInt64,
+    links UInt32,            -- how many names in the scan lead to this file
+    flags UInt16,
+    risk Enum8('normal' = 0, 'caution' = 1, 'high' = 2, 'blocked' = 3),
+    text_class UInt8,        -- for searches: 0 ASCII, 1 has the two keys, 2 is to be looked at by the program
+    name_key String,
+    path_key String
+) ENGINE = MergeTree
+PARTITION BY cityHash64(host, volume) % 16
+ORDER BY (host, volume, publication, dir, name);
+
+-- Every folder and package with the sums of what lies below it.
+CREATE TABLE IF NOT EXISTS folders (
+    host String,
+    volume String,
+    publication UInt64,
+    path String,
+    parent String,           -- '' of the top
+    depth UInt16,            -- 0 of the top, 1 of what lies in it
+    items UInt64,            -- at any depth
+    files UInt64,            -- of these files with content, links and sockets left out
+    bytes Int64,             -- on disk, of the folder with all that is in it
+    oldest DateTime,         -- change of a file; 0 (1970) where no date is known
+    newest DateTime,
+    changed_30_days Int64,   -- bytes of files by their last change before the scan began
+    changed_90_days Int64,
+    changed_year Int64,
+    changed_3_years Int64,
+    changed_earlier Int64,   -- or not known when
+    photos Int64,            -- bytes of files by what they are
+    videos Int64,
+    music Int64,
+    documents Int64,
+    archives Int64,
+    code Int64,
+    applications Int64,      -- with all that lies in them
+    disk_images Int64,
+    databases Int64,
+    others Int64
+) ENGINE = MergeTree
+PARTITION BY cityHash64(host, volume) % 16
+ORDER BY (host, volume, publication, path);
+
+-- What `kestrel suggest` tells of a scan, rule by rule.
+CREATE TABLE IF NOT EXISTS suggestions (
+    host String,
+    volume String,
+    publication UInt64,
+    rule String,             -- its identifier
+    title String,
+    certainty String,        -- 'regenerates', 'downloads again' or 'yours'
+    items UInt64,
+    bytes Int64              -- what comes free
+) ENGINE = MergeTree ORDER BY (host, volume, publication, rule);
+
+-- What `kestrel` asks before anything else.
+CREATE VIEW IF NOT EXISTS schema_version AS SELECT 1 AS version;
+
+-- Views.
+
+-- The publications that hold: of each host, volume and root the newest.
+CREATE VIEW IF NOT EXISTS current AS
+SELECT * FROM snapshots
+WHERE (host, volume, root, publication) GLOBAL IN (
+    SELECT host, volume, root, max(publication) FROM snapshots GROUP BY host, volume, root
+);
