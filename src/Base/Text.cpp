@@ -2,6 +2,7 @@
 
 #include "Base/FatalError.hpp"
 #include "Base/SeededHash.hpp"
+#include "Base/TextOccurrence.hpp"
 #include "Base/TextScan.hpp"
 
 #include <algorithm>
@@ -52,20 +53,6 @@ UChar32 lastScalar(std::string_view wellFormed) {
     return firstScalar(wellFormed.substr(begin));
 }
 
-/// Whether `next` after `last` makes one Hangul syllable longer.
-bool continuesHangul(UChar32 last, UChar32 next) {
-    const auto before = u_getIntPropertyValue(last, UCHAR_HANGUL_SYLLABLE_TYPE);
-    const auto after = u_getIntPropertyValue(next, UCHAR_HANGUL_SYLLABLE_TYPE);
-    switch (before) {
-    case U_HST_LEADING_JAMO: return after != U_HST_NOT_APPLICABLE && after != U_HST_TRAILING_JAMO;
-    case U_HST_VOWEL_JAMO:
-    case U_HST_LV_SYLLABLE: return after == U_HST_VOWEL_JAMO || after == U_HST_TRAILING_JAMO;
-    case U_HST_TRAILING_JAMO:
-    case U_HST_LVT_SYLLABLE: return after == U_HST_TRAILING_JAMO;
-    default: return false;
-    }
-}
-
 /// The first scalar of the normal form D.
 UChar32 decomposedStart(UChar32 scalar) {
     UErrorCode status = U_ZERO_ERROR;
@@ -83,9 +70,7 @@ UChar32 decomposedStart(UChar32 scalar) {
 /// Whether an occurrence of `found` counts although `rest` follows it.
 bool isWholeOccurrence(std::string_view found, std::string_view rest) {
     if (rest.empty() || static_cast<unsigned char>(rest.front()) < 0x80) return true;
-    const UChar32 next = decomposedStart(firstScalar(rest));
-    if (next >= 0x1F3FB && next <= 0x1F3FF) return false;  // the skin tones of an emoji
-    return !u_hasBinaryProperty(next, UCHAR_GRAPHEME_EXTEND) && !continuesHangul(lastScalar(found), next);
+    return !refusesOccurrence(lastScalar(found), decomposedStart(firstScalar(rest)));
 }
 
 /// Looks for an occurrence that counts, on bytes alone.
