@@ -77,7 +77,8 @@ std::optional<Text> DuplicateGrouping::protection(const Text& path) {
     const std::string_view whole = wholeThing(path.view());
     if (whole.empty() && isGitObject(path.view()))
         return Text{"It is part of a Git repository, which needs all of its files."};
-    if (whole.empty()) return std::nullopt;
+    // Its content would come back from there, but as a change that somebody has to notice first.
+    if (whole.empty()) return tracked_.reasonToKeep(path);
     return Text::concatenating({"It is part of “", whole, "”, which needs all of its files."});
 }
 
@@ -110,7 +111,7 @@ DuplicateReason DuplicateGrouping::reasonFor(const DuplicateFile& kept, const st
     return options_.keeping == DuplicateKeeping::oldest ? DuplicateReason::oldest : DuplicateReason::newest;
 }
 
-DuplicateGroup DuplicateGrouping::group(std::span<const std::uint32_t> files) const {
+DuplicateGroup DuplicateGrouping::group(std::span<const std::uint32_t> files) {
     DuplicateGroup group{.bytes = candidates_.files[files.front()].bytes, .files = {}};
     for (const std::uint32_t number : files) {
         for (const std::uint32_t name : candidates_.namesOf(candidates_.files[number])) {

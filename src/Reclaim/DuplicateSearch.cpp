@@ -95,7 +95,7 @@ std::optional<DuplicateReport> DuplicateSearch::run(const Text& folder) {
     report_.files = candidates_.looked;
     report_.linkNames = candidates_.linkNames;
     report_.bytesRead = bytesRead_;
-    const DuplicateGrouping grouping{storage_, options_, candidates_, readings_};
+    DuplicateGrouping grouping{storage_, options_, candidates_, readings_};
     for (std::size_t begin = 0, end = 0; begin < files.size(); begin = end) {
         while (end < files.size() && areEqual(files[begin], files[end])) ++end;
         report_.groups.push_back(grouping.group(std::span{files}.subspan(begin, end - begin)));

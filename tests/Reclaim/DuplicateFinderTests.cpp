@@ -2,9 +2,11 @@
 
 #include "KestrelCore/Base/Path.hpp"
 #include "support/Duplicates.hpp"
+#include "support/GitRepository.hpp"
 #include "support/TemporaryFolder.hpp"
 #include "support/UnprivilegedThread.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 
@@ -248,6 +250,19 @@ TEST(DuplicateFinder, offersNoPartOfWhatNeedsAllItsFiles) {
     EXPECT_EQ(fileAt(group, object).reason.value().view(), "It is part of “.git”, which needs all of its files.");
     EXPECT_EQ(fileAt(group, inside).standing, DuplicateStanding::isProtected);
     EXPECT_EQ(group.reclaimableBytes, fileAt(group, plain).allocatedBytes);
+}
+
+TEST(DuplicateFinder, offersNothingThatVersionControlKeeps) {
+    const EqualFiles files;
+    files.add("original", 1000);
+    const std::string tracked = files.add("clone/data/table.bin", 2000);
+    testing::git(files.folder.path() + "/clone", "init -q && git add data");
+    const std::string untracked = files.add("clone/data/copy.bin", 3000);
+    const DuplicateGroup group = files.group();
+    EXPECT_EQ(fileAt(group, tracked).standing, DuplicateStanding::isProtected);
+    EXPECT_THAT(fileAt(group, tracked).reason.value().string(), ::testing::HasSubstr(" is tracked by the repository "));
+    EXPECT_EQ(fileAt(group, untracked).standing, DuplicateStanding::spare);
+    EXPECT_EQ(group.reclaimableBytes, fileAt(group, untracked).allocatedBytes);
 }
 
 TEST(DuplicateFinder, keepsNothingInTheTrashForWhatIsNot) {
