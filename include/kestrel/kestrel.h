@@ -299,9 +299,10 @@ enum {
 };
 
 /// The records that answer a query as a person types it, at most `limit` of them. Words are found in names and paths,
-/// also with a small slip; ">2gb", "type:folder", "ext:pdf", "in:downloads", "old" and the like filter. An empty query
-/// is answered by all. `matches` may be NULL; else it is set to how many records answer, beyond the limit too; 0 when
-/// the limit is. The first search of a snapshot makes what later ones share.
+/// also with a small slip; ">2gb", "type:folder", "ext:pdf", "in:downloads", "old" and the like filter; a filter
+/// with a word that it doesn't know, such as "type:bogus", filters nothing. An empty query is answered by all. `matches`
+/// may be NULL; else it is set to how many records answer, beyond the limit too; 0 when the limit is. The first search
+/// of a snapshot makes what later ones share.
 KESTREL_API kestrel_code kestrel_snapshot_search(const kestrel_snapshot* snapshot, const char* query, size_t limit,
                                                  kestrel_search_order order, const kestrel_cancellation* cancellation,
                                                  kestrel_records** records, size_t* matches,

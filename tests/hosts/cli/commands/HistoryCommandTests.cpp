@@ -5,6 +5,7 @@
 #include "KestrelCore/Storage/SnapshotHistory.hpp"
 #include "support/HistoryCommandTest.hpp"
 #include "support/SampleSnapshots.hpp"
+#include "support/StandardInput.hpp"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -18,6 +19,7 @@
 #include <ostream>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -306,6 +308,26 @@ TEST_F(HistoryCommands, clearEmptiesTheHistoryAndWhatEarlierVersionsSaved) {
     EXPECT_LT(after, before / 4);
     EXPECT_THAT(failure({"list"}), HasSubstr("There is no saved scan yet"));
     EXPECT_THAT(run({"clear"}).out, StartsWith("The history is empty; "));
+}
+
+TEST_F(HistoryCommands, clearAsksWhoCanAnswer) {
+    scan(folder_.path());
+    ASSERT_EQ(run({"history", "--pin", "1"}).code, ExitCode::done);
+    const auto clearOnTerminal = [](std::vector<std::string> arguments, std::string_view answer) {
+        const StandardInput input{answer};
+        return runCommands(std::move(arguments), {addClearCommand}, {.isInput = true});
+    };
+    const CommandRun declined = clearOnTerminal({"clear"}, "\n");
+    EXPECT_EQ(declined.code, ExitCode::failed);
+    EXPECT_THAT(declined.messages, HasSubstr("Forget 1 saved scan, 1 pinned? [y/N]"));
+    EXPECT_EQ(run({"list"}).code, ExitCode::done);
+    const CommandRun agreed = clearOnTerminal({"clear"}, "y\n");
+    EXPECT_EQ(agreed.code, ExitCode::done);
+    EXPECT_THAT(failure({"list"}), HasSubstr("There is no saved scan yet"));
+    EXPECT_THAT(clearOnTerminal({"clear"}, "").messages, Not(HasSubstr("Forget")));
+    scan(folder_.path());
+    EXPECT_THAT(clearOnTerminal({"clear", "--yes"}, "").messages, Not(HasSubstr("Forget")));
+    EXPECT_THAT(failure({"list"}), HasSubstr("There is no saved scan yet"));
 }
 
 TEST_F(HistoryCommands, clearMakesNoHistory) {
