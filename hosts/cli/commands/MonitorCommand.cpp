@@ -48,9 +48,19 @@ void printSample(const Session& session, const SystemSample& sample, const Memor
     }
 }
 
+/// Lets the sampler look once and a moment pass: what runs is told since the look before, and the first sample would
+/// say that nothing does.
+void lookAhead(SystemMetricsSampler& sampler, Seconds every) {
+    constexpr std::chrono::milliseconds moment = 250ms;
+    auto ahead = sampler.stream(every);
+    (void)ahead.next(pollInterval);
+    (void)ahead.next(moment);  // ends sooner where the samples come sooner
+}
+
 /// Prints every sample until there were `count`, or until interrupted.
 ExitCode printLines(const Session& session, Seconds every, std::uint64_t count) {
     SystemMetricsSampler sampler;
+    lookAhead(sampler, every);
     auto samples = sampler.stream(every);
     for (std::uint64_t printed = 0; printed < count;) {
         Interruption::check();

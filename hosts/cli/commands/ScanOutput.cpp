@@ -120,6 +120,17 @@ void writeChanges(const Session& session, const SnapshotHistory& history, const 
     }
 }
 
+bool foundNothingOf(const FinishedScan& scan, const Text& pattern) {
+    return std::ranges::any_of(scan.result.leftOut,
+                               [&](const LeftOutItems& each) { return each.what == pattern && each.items == 0; });
+}
+
+/// How many items are in what was scanned: a folder itself is a record, but no item in it, and a file alone is one.
+std::size_t itemsIn(const ScanSnapshot& snapshot) {
+    const std::size_t records = snapshot.records().size();
+    return records == 1 && !snapshot.records()[0].isContainer() ? 1 : records - std::min<std::size_t>(records, 1);
+}
+
 }  // namespace
 
 ShownScans::ShownScans(const FinishedScans& all, const ScanCommandOptions& options) {
@@ -184,10 +195,8 @@ void writeText(const Session& session, const FinishedScans& all, const ShownScan
 void writeSummary(const Session& session, const FinishedScans& all, std::optional<std::int64_t> length) {
     const std::int64_t total = all.totalBytes();
     const Pace pace{all};
-    // The roots themselves are records, but not items in them.
     std::size_t items = 0;
-    for (const FinishedScan& scan : all.scans)
-        items += scan.snapshot().records().size() - std::min<std::size_t>(scan.snapshot().records().size(), 1);
+    for (const FinishedScan& scan : all.scans) items += itemsIn(scan.snapshot());
     const std::string where = all.isOne() ? ByteFormat::items(items)
                                           : fmt::format("{} of {} folders", ByteFormat::items(items), all.scans.size());
     const std::optional<EarlierScan> earlier = all.isOne() ? all.scans.front().earlier : std::nullopt;
@@ -219,10 +228,17 @@ void writeSummary(const Session& session, const FinishedScans& all, std::optiona
 void writeComparison(const Session& session, const FinishedScans& all) {
     for (const FinishedScan& scan : all.scans) {
         if (!scan.saved || !scan.earlier || scan.saving->history() == nullptr) continue;
-        const bool isLike = !scan.earlier->scan || unlikenessInWords(session, *scan.earlier->scan, *scan.saved).empty();
+        std::string difference;
+        if (scan.earlier->scan) {
+            // A pattern of which nothing was found left nothing out.
+            Generation saved = *scan.saved;
+            std::erase_if(saved.leftOut, [&](const Text& each) { return foundNothingOf(scan, each); });
+            difference = unlikenessInWords(session, *scan.earlier->scan, saved);
+        }
         // What was left out would be among what is new or gone.
-        if (all.isOne() && isLike) writeChanges(session, *scan.saving->history(), *scan.earlier, *scan.saved);
-        if (scan.earlier->scan) warnOfUnlike(session, *scan.earlier->scan, *scan.saved);
+        if (all.isOne() && difference.empty())
+            writeChanges(session, *scan.saving->history(), *scan.earlier, *scan.saved);
+        if (!difference.empty()) session.say(difference);
     }
 }
 

@@ -53,7 +53,8 @@ NamedItem namedItem(const std::string& operand) {
     if (operand.ends_with('/') && fs::exists(status) && !fs::is_directory(status) && !fs::is_symlink(status))
         return refused(missingMessage, ExitCode::failed);
     // A text with replacement characters is another item's name.
-    if (Text{resolved}.view() != resolved) return refused(missingMessage, ExitCode::failed);
+    if (Text{resolved}.view() != resolved)
+        return refused(fs::exists(status) ? notUTF8Message : missingMessage, ExitCode::failed);
     return {.path = resolved, .refusal = {}};
 }
 

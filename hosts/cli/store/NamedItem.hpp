@@ -11,6 +11,8 @@ namespace KestrelCLI {
 
 /// What is said of an operand that names no item.
 inline constexpr const char* missingMessage = "The item no longer exists or cannot be inspected.";
+/// Of one that is there, but that no text can name.
+inline constexpr const char* notUTF8Message = "Its name is not UTF-8, so it can’t be named here. Rename it first.";
 
 /// What an operand names, or why it names nothing that could go.
 struct NamedItem {

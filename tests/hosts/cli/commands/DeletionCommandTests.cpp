@@ -97,6 +97,14 @@ TEST_F(DeletionCommand, refusesWhatThePolicyBlocksAndGoesOnWithTheRest) {
     EXPECT_FALSE(fs::exists(path));
 }
 
+TEST_F(DeletionCommand, refusesNamesThatAreNoText) {
+    const std::string path = file("\xff");
+    const CommandRun outcome = run({"remove", "--confirm", "DELETE", path});
+    EXPECT_EQ(outcome.code, ExitCode::failed);
+    EXPECT_TRUE(contains(outcome.out, "Its name is not UTF-8")) << outcome.out;
+    EXPECT_TRUE(fs::exists(path));
+}
+
 TEST_F(DeletionCommand, refusesItsOwnStore) {
     fs::create_directory(folder.path() + "/store");
     std::ofstream{store} << "";

@@ -8,6 +8,7 @@
 #include <simdjson.h>
 
 #include <filesystem>
+#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -88,6 +89,19 @@ TEST_F(ScanChoices, areToldWhereScansAreComparedThatDiffer) {
     EXPECT_THAT(whole.messages, HasSubstr(sentence));
     EXPECT_THAT(whole.out, Not(HasSubstr("Largest changes")));
     EXPECT_THAT(run({"growth", path()}).messages, HasSubstr(sentence));
+}
+
+TEST_F(ScanChoices, differInNothingByAPatternOfWhichNothingIsThere) {
+    (void)run({"scan", path()});
+    std::ofstream{path("more")} << std::string(50'000, 'x');
+    const Outcome again = run({"scan", "--exclude", "nowhere", path()});
+    EXPECT_EQ(again.messages, "");
+    EXPECT_THAT(again.out, HasSubstr("Nothing was left out: no item matches."));
+    EXPECT_THAT(again.out, HasSubstr("Largest changes"));
+}
+
+TEST_F(ScanChoices, countAFileAloneAsOneItem) {
+    EXPECT_THAT(run({"scan", "--no-save", path("a/main.c")}).out, HasSubstr(" on disk in 1 item "));
 }
 
 TEST_F(ScanChoices, refuseWhatMeansNothingBeforeAnythingIsScanned) {
