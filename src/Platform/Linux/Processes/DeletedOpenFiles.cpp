@@ -2,6 +2,7 @@
 
 #include "Base/BoundedRetry.hpp"
 #include "Platform/Linux/SystemFile.hpp"
+#include "Platform/POSIX/DeletedFiles.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 #include "Platform/POSIX/Walk/DirectoryEntries.hpp"
 #include "Platform/ProcessTable.hpp"
@@ -10,8 +11,6 @@
 #include <array>
 #include <climits>
 #include <fcntl.h>
-#include <functional>
-#include <map>
 #include <optional>
 #include <string_view>
 #include <sys/stat.h>
@@ -63,7 +62,7 @@ std::string nameOfProcess(const std::string& folder) {
 std::vector<DeletedOpenFile> deletedOpenFiles(const std::string& folder) {
     struct stat top {};
     if (stat(folder.c_str(), &top) != 0) return {};
-    std::map<std::pair<dev_t, ino_t>, DeletedOpenFile> files;
+    DeletedFiles files;
     std::vector<std::int32_t> processes;
     ProcessTable::system()->list(processes);
     DirectoryEntries listing;
@@ -78,21 +77,13 @@ std::vector<DeletedOpenFile> deletedOpenFiles(const std::string& folder) {
                 const auto status = path ? statusOf(open.get(), entry->name.data()) : std::nullopt;
                 if (!status || makedev(status->stx_dev_major, status->stx_dev_minor) != top.st_dev) continue;
                 if (status->stx_nlink != 0 || !S_ISREG(status->stx_mode)) continue;
-                DeletedOpenFile& file = files[{top.st_dev, status->stx_ino}];
-                file.path = *path;
-                file.allocatedBytes = allocatedBytes(*status);
                 if (!name) name = nameOfProcess(place);
-                FileHolder holder{.processIdentifier = process, .name = *name};
-                if (std::ranges::find(file.holders, holder) == file.holders.end())
-                    file.holders.push_back(std::move(holder));
+                files.add(top.st_dev, status->stx_ino, *path, allocatedBytes(*status),
+                          {.processIdentifier = process, .name = *name});
             }
         }
     }
-    std::vector<DeletedOpenFile> result;
-    result.reserve(files.size());
-    for (auto& [identity, file] : files) result.push_back(std::move(file));
-    std::ranges::stable_sort(result, std::greater{}, &DeletedOpenFile::allocatedBytes);
-    return result;
+    return std::move(files).largestFirst();
 }
 
 }  // namespace KestrelCore

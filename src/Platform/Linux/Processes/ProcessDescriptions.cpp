@@ -4,16 +4,15 @@
 #include "Platform/Linux/SystemFile.hpp"
 #include "Platform/Linux/SystemReaders.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
+#include "Platform/POSIX/UserNames.hpp"
 
 #include <algorithm>
 #include <array>
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <pwd.h>
 #include <string>
 #include <string_view>
 #include <unistd.h>
-#include <unordered_map>
 #include <utility>
 
 // As with the figures of a process, its folder is opened once and everything is read relative to it, so that all of it
@@ -44,7 +43,7 @@ public:
         facts.isFrozen = status->state == 'T';
         facts.startedSince1970 = startTime(status->startTicks);
         if (const auto text = SystemFile::beginning(folder.get(), "status", buffer_)) {
-            if (const auto user = ProcText::effectiveUser(*text)) facts.user = userName(*user);
+            if (const auto user = ProcText::effectiveUser(*text)) facts.user = users_.nameOf(*user);
         }
         if (!status->isKernelThread) {
             const auto text = SystemFile::beginning(folder.get(), "cmdline", buffer_);
@@ -68,22 +67,9 @@ private:
         return static_cast<double>(*bootTime_) + static_cast<double>(ticks) / perSecond;
     }
 
-    /// Asked once for each user: the answer may come from far away.
-    const Text& userName(std::uint32_t user) {
-        const auto [place, isNew] = users_.try_emplace(user);
-        if (isNew) {
-            passwd entry{};
-            passwd* found = nullptr;
-            std::array<char, 16384> texts{};
-            const bool isKnown = getpwuid_r(user, &entry, texts.data(), texts.size(), &found) == 0 && found != nullptr;
-            place->second = isKnown ? Text{entry.pw_name} : Text{fmt::to_string(user)};
-        }
-        return place->second;
-    }
-
     std::string procFolder_;
     std::array<char, longestCommandLine> buffer_{};
-    std::unordered_map<std::uint32_t, Text> users_;
+    UserNames users_;
     std::optional<std::uint64_t> bootTime_;
 };
 
