@@ -2,7 +2,7 @@
 JOBS ?= $(shell getconf _NPROCESSORS_ONLN)
 PREFIX ?= /usr/local
 
-.PHONY: build run test bench lint format asan tsan install dist package fuzz clean
+.PHONY: build run test bench lint format asan tsan macos install dist package fuzz clean
 
 build:
 	scripts/setup run
@@ -42,6 +42,11 @@ format:
 SECONDS_EACH ?= 60
 fuzz:
 	scripts/fuzz $(SECONDS_EACH)
+
+# Compiles and links for macOS, from here.
+macos:
+	scripts/setup test
+	scripts/check-macos
 
 install: build
 	cmake --install build/release --prefix "$(PREFIX)"

@@ -2,6 +2,7 @@
 
 #include "Base/BoundedRetry.hpp"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <pthread.h>
@@ -15,12 +16,23 @@ std::atomic<std::uint64_t> forks{0};
 
 extern "C" void noteFork() { forks.fetch_add(1, std::memory_order_relaxed); }
 
+/// How many bytes the system wrote, at least one; -1 with errno.
+ssize_t drawRandom(char* out, std::size_t size) {
+#ifdef GRND_NONBLOCK  // declared beside getrandom
+    return repeatedWhenInterrupted([&] { return getrandom(out, size, 0); });
+#else
+    constexpr std::size_t most = 256;  // that one call gives
+    const std::size_t portion = std::min(size, most);
+    return getentropy(out, portion) == 0 ? static_cast<ssize_t>(portion) : -1;
+#endif
+}
+
 }  // namespace
 
 int fillRandom(void* bytes, std::size_t size) noexcept {
     auto* out = static_cast<char*>(bytes);
     while (size > 0) {
-        const ssize_t got = repeatedWhenInterrupted([&] { return getrandom(out, size, 0); });
+        const ssize_t got = drawRandom(out, size);
         if (got < 0) return errno;
         out += got;
         size -= static_cast<std::size_t>(got);

@@ -29,7 +29,11 @@ struct KESTRELCORE_EXPORT UUID {
     /// Writes the 36 characters of `uuidString` to `out`, without a terminator.
     void write(char* out) const;
 
-    auto operator<=>(const UUID&) const = default;
+    bool operator==(const UUID&) const = default;
+    // By hand, since not every standard library orders arrays this way.
+    std::strong_ordering operator<=>(const UUID& other) const {
+        return __builtin_memcmp(bytes.data(), other.bytes.data(), sizeof bytes) <=> 0;
+    }
 };
 
 }  // namespace KestrelCore
