@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 namespace KestrelCore {
@@ -36,8 +37,8 @@ private:
     struct Level {
         FileDescriptor folder;  ///< closed while too many are open
         std::string name;
-        std::uint64_t device = 0;  ///< of a closed folder
-        std::uint64_t inode = 0;
+        dev_t device = 0;  ///< of a closed folder
+        ino_t inode = 0;
         bool wasReopened = false;
     };
     bool closeOldest();

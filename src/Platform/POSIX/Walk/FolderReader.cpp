@@ -65,6 +65,11 @@ ReadingResult FolderReader::openAndRead(const ReadingTask& task, const std::atom
             }
             add(task, descriptor, *entry);
         }
+        // Somebody else may go on after this piece, and knows nothing of what ended it early.
+        if (!result.isFinished && source_->errorNumber() != 0) {
+            result.errorNumber = source_->errorNumber();
+            result.isFinished = true;
+        }
     }
     result.piece = takePiece();
     // A folder that holds no other is not needed any more; here its descriptor is closed outside every lock.

@@ -1,0 +1,7 @@
+#include "Platform/DiskKind.hpp"
+
+namespace KestrelCore {
+
+DiskKind diskKind(std::uint64_t) { return DiskKind::unknown; }
+
+}  // namespace KestrelCore

@@ -1,0 +1,82 @@
+#include "Platform/macOS/Walk/Portable/BulkFolders.hpp"
+
+#include "Base/BoundedRetry.hpp"
+#include "Platform/POSIX/Walk/StatusAt.hpp"
+#include "Platform/macOS/Walk/Portable/PlainRecords.hpp"
+
+#include <cerrno>
+#include <utility>
+
+namespace KestrelCore {
+
+namespace {
+
+/// One call describes some five hundred entries; more would only make the first of a large folder wait.
+constexpr std::size_t pieceBytes = std::size_t{64} << 10;
+
+bool isUnknownCall(int error) noexcept { return error == ENOTSUP || error == EINVAL || error == ENOSYS; }
+
+}  // namespace
+
+BulkFolders::BulkFolders() : buffer_(pieceBytes) {}
+
+bool BulkFolders::readPiece(int folder) {
+    filled_ = offset_ = 0;
+    // What is broken is not gone on with: the error stands, once.
+    if (std::exchange(isBroken_, false)) return false;
+    const int count = repeatedWhenInterrupted([&] { return list(folder, buffer_); });
+    if (count < 0 && isUnknownCall(errno)) return readPlainly(folder);
+    // There is nothing in a folder that was removed.
+    errorNumber_ = count < 0 && errno != ENOENT ? errno : 0;
+    if (count <= 0) return false;
+    const auto extent = bulkRecordsExtent(buffer_, static_cast<std::size_t>(count));
+    if (!extent) errorNumber_ = EIO;
+    filled_ = extent.value_or(0);
+    return filled_ > 0;
+}
+
+bool BulkFolders::readPlainly(int folder) {
+    PlainRecords plain = PlainRecords::read(folder);
+    errorNumber_ = plain.errorNumber;
+    if (plain.count == 0) return false;
+    isBroken_ = errorNumber_ != 0;
+    if (plain.bytes.size() > buffer_.size()) buffer_.resize(plain.bytes.size());
+    plain.bytes.copy(buffer_.data(), plain.bytes.size());
+    filled_ = plain.bytes.size();
+    return true;
+}
+
+const ListedEntry* BulkFolders::next() {
+    if (offset_ == filled_) return nullptr;
+    const std::size_t length = readBulkRecord(std::span{buffer_}.first(filled_).subspan(offset_), record_);
+    if (length == 0) {
+        offset_ = filled_;
+        errorNumber_ = EIO;
+        isBroken_ = true;
+        return nullptr;
+    }
+    offset_ += length;
+    entry_.name = record_.name;
+    entry_.inode = record_.status.inode;
+    entry_.isFolder = record_.status.type == FileType::directory;
+    entry_.isOfUnknownType = !record_.hasType;
+    return &entry_;
+}
+
+int BulkFolders::look(int folder, const ListedEntry& entry, FileStatus& status, EntryJoint& joint) {
+    const bool isListed = &entry == &entry_;
+    if (isListed && record_.isTrigger)
+        joint.kind = EntryJoint::Kind::trigger;
+    else if (isListed && record_.isMountPoint)
+        joint.kind = EntryJoint::Kind::mountPoint;
+    else if (isListed && record_.isFirmlink)
+        joint.kind = EntryJoint::Kind::sameVolume;
+    // At a mount point, and where the volume goes on in another, the listing may tell of the folder beneath.
+    const bool isEnough =
+        isListed && record_.isComplete && (record_.isTrigger || !(record_.isMountPoint || record_.isFirmlink));
+    if (!isEnough) return statusAt(folder, entry.name.data(), status, joint.mount);
+    status = record_.status;
+    return 0;
+}
+
+}  // namespace KestrelCore

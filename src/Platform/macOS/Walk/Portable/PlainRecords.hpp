@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace KestrelCore {
+
+/// All names of a folder, as the records that `getattrlistbulk` would give, with types and inodes as far as the listing
+/// tells them and nothing else: for file systems that can't answer the other call.
+struct PlainRecords {
+    /// More than this many names are the error EOVERFLOW: they are in memory all at once.
+    static constexpr std::size_t mostEntries = std::size_t{1} << 22;
+
+    std::string bytes{};
+    std::size_t count = 0;
+    int errorNumber = 0;  ///< what ended the listing early; 0 when it is complete
+
+    /// Reads the open folder from where its descriptor stands to its end; nothing when it stands at no beginning. Moves
+    /// the place of the descriptor.
+    [[nodiscard]] static PlainRecords read(int folder);
+};
+
+}  // namespace KestrelCore
