@@ -172,14 +172,15 @@ private:
         const Text value = text(node, "smallest-age");
         if (const auto parts = numberAndUnit(value.view())) {
             const auto& [number, unit] = *parts;
-            constexpr std::array<std::pair<std::string_view, int>, 4> units{
-                {{"d", 1}, {"w", 7}, {"m", 30}, {"y", 365}}};
+            // "m" is a month here, too, where no minutes are meant.
+            constexpr std::array<std::pair<std::string_view, int>, 5> units{
+                {{"d", 1}, {"w", 7}, {"mo", 30}, {"m", 30}, {"y", 365}}};
             for (const auto& [name, days] : units) {
                 // More than a clock could have been running for.
                 if (unit == name && number * days <= 100'000) return std::chrono::days{number * days};
             }
         }
-        refuse(node, "An age is a number and d, w, m or y, such as “30d”.");
+        refuse(node, "An age is a number and d, w, mo or y, such as “30d”.");
     }
 
     static std::int64_t size(const toml::node& node) {

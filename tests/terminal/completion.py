@@ -96,6 +96,7 @@ def completes_everything(shell):
     shell.completes("kestrel scan subf", "kestrel scan subfolder/")
     shell.completes("kestrel export --output=pl", "kestrel export --output=plain.txt")
     shell.completes("kestrel search type:fol", "kestrel search type:folder")
+    shell.completes("kestrel search --type photos,vid", "kestrel search --type photos,videos")
     # No blank behind the colon: what is of interest comes there.
     shell.terminal.type("kestrel search ty" + TAB)
     shell.terminal.shows("kestrel search type:")

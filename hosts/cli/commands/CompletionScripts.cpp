@@ -56,7 +56,10 @@ _kestrel() {
         case $quote in
         '"') [[ $word == *[\"\$\`\\!]* ]] && continue; text=$word ;;
         "'") [[ $word == *\'* ]] && continue; text=$word ;;
-        *) printf -v text %q "$word" ;;
+        *)
+            printf -v text %q "$word"
+            text=${text//\\,/,} # it means nothing outside of braces, and lists have it
+            ;;
         esac
         [[ $text == "$typed"* ]] || continue
         COMPREPLY+=("$text")
