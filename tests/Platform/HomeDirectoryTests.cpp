@@ -4,7 +4,7 @@
 #include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Platform/DesktopLocations.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
-#include "Platform/Linux/Removal/TrashStanding.hpp"
+#include "Platform/Linux/Trash/HomeTrash.hpp"
 #include "support/EnvironmentSetting.hpp"
 
 #include <gtest/gtest.h>

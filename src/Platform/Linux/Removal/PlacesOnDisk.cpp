@@ -1,5 +1,7 @@
-#include "Platform/Linux/Removal/PlacesOnDisk.hpp"
+#include "Platform/POSIX/Removal/PlacesOnDisk.hpp"
 
+#include "KestrelCore/Base/FileIdentity.hpp"
+#include "Platform/Linux/MountTable.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 #include "Platform/POSIX/Walk/DirectoryEntries.hpp"
 #include "Platform/POSIX/Walk/FolderOnMount.hpp"
@@ -167,8 +169,41 @@ bool holdsTrashFolder(const std::string& path) {
 
 }  // namespace
 
+class PlacesOnDisk::State {
+public:
+    explicit State(std::vector<GuardedPlace> places);
+
+    [[nodiscard]] std::optional<Relation> relation(const ItemLocation& item) const;
+    [[nodiscard]] std::optional<Standing> standingToVolumeTrash(const ItemLocation& item) const;
+    [[nodiscard]] const std::optional<MountTable>& mounts() const { return table_; }
+
+private:
+    class Lookup;
+    /// A folder or file by its place in its file system, whatever mounts show it.
+    struct Spot {
+        std::string device;
+        std::string path;  ///< from the file system's own top; "" for the top itself
+    };
+    struct Found {
+        GuardedPlace place;
+        std::optional<FileIdentity> identity;  ///< absent while nothing is there
+        std::vector<FileIdentity> ways;        ///< of all folders and links that lead there, and of the place itself
+        std::vector<Spot> spots;               ///< of the place, and of the mounts and links on the way
+        std::vector<Spot> ownSpots;            ///< of the place alone
+    };
+    void follow(Lookup& lookup, Found& found, std::string_view path, int depth) const;
+    void followLayers(Lookup& lookup, Found& found, const Mount& mount, std::string_view rest, int depth) const;
+    [[nodiscard]] std::optional<Spot> spot(std::optional<std::uint64_t> mount, std::string_view path) const;
+    [[nodiscard]] std::optional<std::vector<Spot>> itemSpots(const ItemLocation& item) const;
+    [[nodiscard]] std::optional<Relation> relation(const ItemLocation& item, const std::vector<Spot>& spots) const;
+
+    std::vector<GuardedPlace> places_;
+    std::optional<MountTable> table_;
+    std::vector<Found> found_;  ///< one for each place
+};
+
 /// What one lookup of all places has seen so far.
-class PlacesOnDisk::Lookup {
+class PlacesOnDisk::State::Lookup {
 public:
     /// What stands at `path`, which leads through no link.
     const std::optional<Sight>& at(const std::string& path) {
@@ -189,7 +224,7 @@ private:
     std::unordered_map<std::string, bool> layers_;
 };
 
-PlacesOnDisk::PlacesOnDisk(std::vector<GuardedPlace> places)
+PlacesOnDisk::State::State(std::vector<GuardedPlace> places)
     : places_{std::move(places)}, table_{MountTable::current()} {
     Lookup lookup;
     for (const GuardedPlace& place : places_) {
@@ -202,7 +237,7 @@ PlacesOnDisk::PlacesOnDisk(std::vector<GuardedPlace> places)
 }
 
 /// Goes the way to `path` as the system does, and notes what it meets.
-void PlacesOnDisk::follow(Lookup& lookup, Found& found, std::string_view path, int depth) const {
+void PlacesOnDisk::State::follow(Lookup& lookup, Found& found, std::string_view path, int depth) const {
     const auto root = lookup.at("/");
     if (!path.starts_with('/') || !root) return;
     std::vector<Step> steps{{root->identity, root->mount, ""}};
@@ -263,8 +298,8 @@ void PlacesOnDisk::follow(Lookup& lookup, Found& found, std::string_view path, i
     }
 }
 
-void PlacesOnDisk::followLayers(Lookup& lookup, Found& found, const Mount& mount, std::string_view rest,
-                                int depth) const {
+void PlacesOnDisk::State::followLayers(Lookup& lookup, Found& found, const Mount& mount, std::string_view rest,
+                                       int depth) const {
     for (const std::string& layer : layersOf(mount, false)) {
         // A layer that another root of the system knows by this name may be anything here.
         if (!lookup.isFolder(layer)) continue;
@@ -273,7 +308,8 @@ void PlacesOnDisk::followLayers(Lookup& lookup, Found& found, const Mount& mount
     }
 }
 
-std::optional<PlacesOnDisk::Spot> PlacesOnDisk::spot(std::optional<std::uint64_t> mount, std::string_view path) const {
+std::optional<PlacesOnDisk::State::Spot> PlacesOnDisk::State::spot(std::optional<std::uint64_t> mount,
+                                                                   std::string_view path) const {
     const Mount* found = mount && table_ ? table_->find(*mount) : nullptr;
     if (found == nullptr) return std::nullopt;
     const auto rest = below(path, found->point);
@@ -282,7 +318,7 @@ std::optional<PlacesOnDisk::Spot> PlacesOnDisk::spot(std::optional<std::uint64_t
 }
 
 /// The spots of the item. Nothing when it lies on a mount that the table does not have: one made since.
-std::optional<std::vector<PlacesOnDisk::Spot>> PlacesOnDisk::itemSpots(const ItemLocation& item) const {
+std::optional<std::vector<PlacesOnDisk::State::Spot>> PlacesOnDisk::State::itemSpots(const ItemLocation& item) const {
     std::vector<Spot> spots;
     if (!table_) return spots;
     const FileDescriptor opened{::openat(item.folder.get(), item.name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC)};
@@ -306,14 +342,14 @@ std::optional<std::vector<PlacesOnDisk::Spot>> PlacesOnDisk::itemSpots(const Ite
     return spots;
 }
 
-std::optional<PlacesOnDisk::Relation> PlacesOnDisk::relation(const ItemLocation& item) const {
+std::optional<PlacesOnDisk::Relation> PlacesOnDisk::State::relation(const ItemLocation& item) const {
     if (const auto spots = itemSpots(item)) return relation(item, *spots);
-    const PlacesOnDisk now{places_};
+    const State now{places_};
     return now.relation(item, now.itemSpots(item).value_or(std::vector<Spot>{}));
 }
 
-std::optional<PlacesOnDisk::Relation> PlacesOnDisk::relation(const ItemLocation& item,
-                                                             const std::vector<Spot>& spots) const {
+std::optional<PlacesOnDisk::Relation> PlacesOnDisk::State::relation(const ItemLocation& item,
+                                                                    const std::vector<Spot>& spots) const {
     const auto status = statusIn(item.folder.get(), item.name);
     if (!status) return std::nullopt;
     const FileIdentity identity = identityOf(*status);
@@ -339,7 +375,7 @@ std::optional<PlacesOnDisk::Relation> PlacesOnDisk::relation(const ItemLocation&
     return std::nullopt;
 }
 
-std::optional<PlacesOnDisk::Standing> PlacesOnDisk::standingToVolumeTrash(const ItemLocation& item) const {
+std::optional<PlacesOnDisk::Standing> PlacesOnDisk::State::standingToVolumeTrash(const ItemLocation& item) const {
     if (item.isInTrash) return Standing::within;
     const auto status = statusIn(item.folder.get(), item.name);
     const auto spots = itemSpots(item);
@@ -358,6 +394,25 @@ std::optional<PlacesOnDisk::Standing> PlacesOnDisk::standingToVolumeTrash(const 
         }
     }
     return std::nullopt;
+}
+
+PlacesOnDisk::PlacesOnDisk(std::vector<GuardedPlace> places)
+    : state_{std::make_unique<const State>(std::move(places))} {}
+PlacesOnDisk::PlacesOnDisk(PlacesOnDisk&&) noexcept = default;
+PlacesOnDisk& PlacesOnDisk::operator=(PlacesOnDisk&&) noexcept = default;
+PlacesOnDisk::~PlacesOnDisk() = default;
+
+std::optional<PlacesOnDisk::Relation> PlacesOnDisk::relation(const ItemLocation& item) const {
+    return state_->relation(item);
+}
+
+std::optional<PlacesOnDisk::Standing> PlacesOnDisk::standingToVolumeTrash(const ItemLocation& item) const {
+    return state_->standingToVolumeTrash(item);
+}
+
+std::optional<Text> PlacesOnDisk::mountSentence(std::string_view place) const {
+    const auto& mounts = state_->mounts();
+    return KestrelCore::mountSentence(mounts ? std::optional{mounts->hasMountAtOrBelow(place)} : std::nullopt);
 }
 
 }  // namespace KestrelCore

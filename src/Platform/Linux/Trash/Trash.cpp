@@ -1,12 +1,12 @@
 #include "Platform/Linux/Trash/Trash.hpp"
 
 #include "Base/Random.hpp"
-#include "Platform/Linux/Removal/FolderSurvey.hpp"
-#include "Platform/Linux/Removal/ItemLocation.hpp"
-#include "Platform/Linux/Removal/SureRename.hpp"
-#include "Platform/Linux/Removal/TrashStanding.hpp"
 #include "Platform/Linux/Trash/TrashFolder.hpp"
 #include "Platform/Linux/Trash/TrashInfo.hpp"
+#include "Platform/POSIX/Removal/FolderSurvey.hpp"
+#include "Platform/POSIX/Removal/ItemLocation.hpp"
+#include "Platform/POSIX/Removal/SureRename.hpp"
+#include "Platform/POSIX/Removal/TrashStanding.hpp"
 #include "Platform/POSIX/Walk/FolderDescent.hpp"
 
 #include <cerrno>
@@ -134,7 +134,7 @@ std::optional<URL> moveToTrash(const URL& url, const std::optional<ExpectedItem>
     if (!matches(*status, expected)) throw changedItemError();
     const auto standing = standingToTrash(item);
     if (standing && *standing != PlacesOnDisk::Standing::holds) throw protectedTrashError();
-    refuseMounts(item, FileOperation::trash, MountTable::current());
+    refuseMounts(item, FileOperation::trash);
     const bool isFolder = S_ISDIR(status->st_mode);
     // It can't be moved into itself.
     if (standing)

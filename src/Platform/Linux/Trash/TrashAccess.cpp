@@ -1,10 +1,10 @@
 #include "Platform/TrashAccess.hpp"
 
-#include "Platform/Linux/Removal/ItemLocation.hpp"
-#include "Platform/Linux/Removal/SureRename.hpp"
-#include "Platform/Linux/Removal/TrashStanding.hpp"
+#include "Platform/Linux/Trash/HomeTrash.hpp"
 #include "Platform/Linux/Trash/TrashFolder.hpp"
 #include "Platform/Linux/Trash/TrashInfo.hpp"
+#include "Platform/POSIX/Removal/ItemLocation.hpp"
+#include "Platform/POSIX/Removal/SureRename.hpp"
 #include "Platform/POSIX/Walk/DirectoryEntries.hpp"
 
 #include <cerrno>

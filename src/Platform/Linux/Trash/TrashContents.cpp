@@ -2,10 +2,10 @@
 
 #include "KestrelCore/Base/FileIdentity.hpp"
 #include "Platform/Linux/MountTable.hpp"
-#include "Platform/Linux/Removal/ItemLocation.hpp"
-#include "Platform/Linux/Removal/SafeRemoval.hpp"
 #include "Platform/Linux/Trash/TrashFolder.hpp"
 #include "Platform/Linux/Trash/TrashInfo.hpp"
+#include "Platform/POSIX/Removal/ItemLocation.hpp"
+#include "Platform/POSIX/Removal/SafeRemoval.hpp"
 #include "Platform/POSIX/Walk/DirectoryEntries.hpp"
 
 #include <algorithm>

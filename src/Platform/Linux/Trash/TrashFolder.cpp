@@ -3,10 +3,10 @@
 #include "Base/PercentCoding.hpp"
 #include "Base/Random.hpp"
 #include "KestrelCore/Base/PlatformError.hpp"
-#include "Platform/Linux/Removal/ItemLocation.hpp"
-#include "Platform/Linux/Removal/TrashStanding.hpp"
+#include "Platform/Linux/Trash/HomeTrash.hpp"
 #include "Platform/Linux/Trash/TrashInfo.hpp"
 #include "Platform/POSIX/DescriptorContents.hpp"
+#include "Platform/POSIX/Removal/ItemLocation.hpp"
 
 #include <algorithm>
 #include <cerrno>

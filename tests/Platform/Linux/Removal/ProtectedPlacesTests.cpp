@@ -2,7 +2,7 @@
 #include "KestrelCore/Deletion/DeletionPlan.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
 #include "Platform/HomeDirectory.hpp"
-#include "Platform/Linux/Removal/PlacesOnDisk.hpp"
+#include "Platform/POSIX/Removal/PlacesOnDisk.hpp"
 #include "support/ChildProcess.hpp"
 #include "support/DiskRecord.hpp"
 #include "support/EnvironmentSetting.hpp"

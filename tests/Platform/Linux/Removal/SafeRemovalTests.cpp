@@ -1,8 +1,8 @@
-#include "Platform/Linux/Removal/SafeRemoval.hpp"
+#include "Platform/POSIX/Removal/SafeRemoval.hpp"
 
 #include "Platform/FileStatus.hpp"
 #include "Platform/InterruptedRemovals.hpp"
-#include "Platform/Linux/Removal/HiddenItem.hpp"
+#include "Platform/POSIX/Removal/HiddenItem.hpp"
 #include "support/ChildProcess.hpp"
 #include "support/InMemory.hpp"
 #include "support/SupervisedCalls.hpp"

@@ -1,6 +1,7 @@
-#include "Platform/Linux/Removal/TrashStanding.hpp"
+#include "Platform/Linux/Trash/HomeTrash.hpp"
 
 #include "Platform/HomeDirectory.hpp"
+#include "Platform/POSIX/Removal/TrashStanding.hpp"
 
 #include <algorithm>
 #include <cstdlib>
@@ -33,11 +34,6 @@ std::string homeTrashPath() {
     return currentHomePath() + "/.local/share/Trash";
 }
 
-PlacesOnDisk homeTrashOnDisk() { return PlacesOnDisk{{{.path = homeTrashPath(), .withContent = true}}}; }
-
-std::optional<PlacesOnDisk::Standing> standingToTrash(const ItemLocation& item, const PlacesOnDisk& homeTrash) {
-    if (const auto relation = homeTrash.relation(item)) return relation->standing;
-    return homeTrash.standingToVolumeTrash(item);
-}
+std::vector<std::string> homeTrashPaths() { return {homeTrashPath()}; }
 
 }  // namespace KestrelCore

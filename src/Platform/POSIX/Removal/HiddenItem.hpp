@@ -2,8 +2,8 @@
 
 #include "KestrelCore/Base/PlatformError.hpp"
 #include "KestrelCore/Base/Text.hpp"
-#include "Platform/Linux/Removal/ItemLocation.hpp"
-#include "Platform/Linux/Removal/RemovalFolder.hpp"
+#include "Platform/POSIX/Removal/ItemLocation.hpp"
+#include "Platform/POSIX/Removal/RemovalFolder.hpp"
 
 #include <optional>
 #include <string>

@@ -1,6 +1,6 @@
-#include "Platform/Linux/Removal/HiddenItem.hpp"
+#include "Platform/POSIX/Removal/HiddenItem.hpp"
 
-#include "Platform/Linux/Removal/SureRename.hpp"
+#include "Platform/POSIX/Removal/SureRename.hpp"
 
 #include <cerrno>
 

@@ -1,6 +1,6 @@
-#include "Platform/Linux/Removal/FolderSurvey.hpp"
+#include "Platform/POSIX/Removal/FolderSurvey.hpp"
 
-#include "Platform/Linux/Removal/ItemLocation.hpp"
+#include "Platform/POSIX/Removal/ItemLocation.hpp"
 #include "Platform/POSIX/Walk/DirectoryEntries.hpp"
 #include "Platform/POSIX/Walk/FolderDescent.hpp"
 

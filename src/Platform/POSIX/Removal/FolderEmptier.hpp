@@ -37,6 +37,7 @@ private:
         std::vector<std::string> folders;  ///< found and not entered yet
         int passes = 0;
         int restarts = 0;  ///< how often the listing began anew because the folder had been closed
+        bool wasListed = false;
         bool isAtEnd = false;
     };
     struct Entry {

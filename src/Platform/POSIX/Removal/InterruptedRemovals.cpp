@@ -1,8 +1,8 @@
 #include "Platform/InterruptedRemovals.hpp"
 
-#include "Platform/Linux/Removal/ItemLocation.hpp"
-#include "Platform/Linux/Removal/RemovalFolder.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
+#include "Platform/POSIX/Removal/ItemLocation.hpp"
+#include "Platform/POSIX/Removal/RemovalFolder.hpp"
 #include "Platform/POSIX/Walk/DirectoryEntries.hpp"
 
 #include <fcntl.h>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "KestrelCore/Base/Text.hpp"
-#include "Platform/Linux/MountTable.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
+#include "Platform/POSIX/Removal/MountsNow.hpp"
 
 #include <optional>
 #include <string>
@@ -46,7 +46,7 @@ struct RemovalBatch {
     explicit RemovalBatch(int parent) : hiding{parent} {}
 
     RemovalFolder hiding;
-    MountTableReader mounts;
+    MountsNow mounts;
 };
 
 /// Puts a name that nobody else can know into `name`. 0, or the errno value.

@@ -1,9 +1,9 @@
-#include "Platform/Linux/Removal/RemovalFolder.hpp"
+#include "Platform/POSIX/Removal/RemovalFolder.hpp"
 
 #include "Base/Random.hpp"
 #include "KestrelCore/Base/PlatformError.hpp"
-#include "Platform/Linux/Removal/ItemLocation.hpp"
-#include "Platform/Linux/Removal/SureRename.hpp"
+#include "Platform/POSIX/Removal/ItemLocation.hpp"
+#include "Platform/POSIX/Removal/SureRename.hpp"
 #include "Platform/POSIX/Walk/FolderDescent.hpp"
 
 #include <array>

@@ -1,10 +1,10 @@
-#include "Platform/Linux/Removal/SafeRemoval.hpp"
+#include "Platform/POSIX/Removal/SafeRemoval.hpp"
 
-#include "Platform/Linux/Removal/FolderEmptier.hpp"
-#include "Platform/Linux/Removal/HiddenItem.hpp"
-#include "Platform/Linux/Removal/ItemLocation.hpp"
-#include "Platform/Linux/Removal/SureRename.hpp"
-#include "Platform/Linux/Removal/TrashStanding.hpp"
+#include "Platform/POSIX/Removal/FolderEmptier.hpp"
+#include "Platform/POSIX/Removal/HiddenItem.hpp"
+#include "Platform/POSIX/Removal/ItemLocation.hpp"
+#include "Platform/POSIX/Removal/SureRename.hpp"
+#include "Platform/POSIX/Removal/TrashStanding.hpp"
 
 #include <array>
 #include <cerrno>
@@ -31,11 +31,6 @@
 namespace KestrelCore {
 
 namespace {
-
-/// A rename that failed for one of these says nothing against removing a folder through its descriptor.
-bool isRenameUnavailable(int error) {
-    return error == EXDEV || error == ENOSPC || error == EDQUOT || error == EINVAL || error == ENOSYS;
-}
 
 /// Removes the hidden item's name. 0, or the errno value; a failure that was none is none here either.
 int unlinkHidden(const HiddenItem& hidden, int flags) {
@@ -159,7 +154,11 @@ struct stat expectedStatus(const ItemLocation& item, const std::optional<Expecte
 /// `batch` may be null.
 std::optional<Text> removeItem(const ItemLocation& item, const struct stat& status, RemovalBatch* batch,
                                const CancellationToken& cancellation) {
-    refuseMounts(item, FileOperation::remove, batch == nullptr ? MountTable::current() : batch->mounts.current());
+    if (batch == nullptr) {
+        refuseMounts(item, FileOperation::remove);
+    } else {
+        refuseMounts(item, FileOperation::remove, batch->mounts);
+    }
     if (cancellation.isCancelled()) throw cancelledError(item);
     return S_ISDIR(status.st_mode) ? removeFolder(item, status, batch, cancellation)
                                    : removeFile(item, status, batch, cancellation);

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "KestrelCore/Platform/FileManager.hpp"
-#include "Platform/Linux/Removal/ItemLocation.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
+#include "Platform/POSIX/Removal/ItemLocation.hpp"
 
 #include <string>
 #include <sys/stat.h>

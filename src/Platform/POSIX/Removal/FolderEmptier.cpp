@@ -1,6 +1,6 @@
-#include "Platform/Linux/Removal/FolderEmptier.hpp"
+#include "Platform/POSIX/Removal/FolderEmptier.hpp"
 
-#include "Platform/Linux/Removal/SureRename.hpp"
+#include "Platform/POSIX/Removal/SureRename.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -98,7 +98,13 @@ bool FolderEmptier::readBatch() {
 }
 
 bool FolderEmptier::removeNextEntries() {
-    if (descent_.takeWasReopened() && ++states_.back().restarts > mostRestarts) return stop(ENOTEMPTY, "");
+    State& state = states_.back();
+    bool listsAnew = descent_.takeWasReopened();
+    if (!listsAnew && std::exchange(state.wasListed, true) && mayListingsSkipBehindRemovals()) {
+        ::lseek(descent_.folder(), 0, SEEK_SET);
+        listsAnew = true;
+    }
+    if (listsAnew && ++state.restarts > mostRestarts) return stop(ENOTEMPTY, "");
     if (!readBatch()) return false;
     const int folder = descent_.folder();
     for (const Entry& entry : entries_) {
@@ -106,10 +112,13 @@ bool FolderEmptier::removeNextEntries() {
         if (cancellation_.isCancelled()) return stop(ECANCELED, name);
         if (::unlinkat(folder, name, 0) == 0) {
             hasRemovedAnything_ = true;
-        } else if (errno == EISDIR) {
-            states_.back().folders.emplace_back(name);  // listed without its type, or put there meanwhile
-        } else if (errno != ENOENT && !isGoneAllTheSame(name)) {
-            return stop(errno, name);
+            continue;
+        }
+        const int error = errno;
+        if (isFolderRefusal(error, folder, name)) {
+            state.folders.emplace_back(name);  // listed without its type, or put there meanwhile
+        } else if (error != ENOENT && !isGoneAllTheSame(name)) {
+            return stop(error, name);
         }
     }
     return true;

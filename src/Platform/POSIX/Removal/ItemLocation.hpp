@@ -4,8 +4,9 @@
 #include "KestrelCore/Base/FileIdentity.hpp"
 #include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
-#include "Platform/Linux/MountTable.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
+#include "Platform/POSIX/Removal/ItemCalls.hpp"
+#include "Platform/POSIX/Removal/MountsNow.hpp"
 
 #include <cstdint>
 #include <optional>
@@ -35,23 +36,10 @@ struct ItemLocation {
 /// has "." or ".." in it, is "/", or leads through something that is no folder.
 [[nodiscard]] ItemLocation locateItem(const URL& url, FileOperation operation);
 
-/// ".Trash" and ".Trash-1000" at the top of a volume belong to the trash.
-[[nodiscard]] bool isVolumeTrashName(std::string_view name);
-
-/// The path of an open folder without any link in it, as the mount table has it; `otherwise` where the system does not
-/// tell.
-[[nodiscard]] std::string pathOfDescriptor(int descriptor, const std::string& otherwise);
-
-/// What `name` in `folder` is; links are not followed. Empty with `errno` set when it can't be looked at.
-[[nodiscard]] std::optional<struct stat> statusIn(int folder, const std::string& name);
-
 /// The item as something to compare with.
 [[nodiscard]] ExpectedItem asExpected(const struct stat& status);
 /// Whether it still is what was expected; a missing expectation, or missing type bits, match anything.
 [[nodiscard]] bool matches(const struct stat& status, const std::optional<ExpectedItem>& expected);
-
-/// Renames within the file system and never replaces anything. 0, or the errno value.
-[[nodiscard]] int renameWithoutReplacing(int fromFolder, const std::string& from, int toFolder, const std::string& to);
 
 // The failures that no errno value tells. All are of the file manager's domain.
 [[nodiscard]] PlatformError changedItemError();
@@ -62,13 +50,15 @@ struct ItemLocation {
 /// The error of `operation` for an errno value; where the sentence does not tell the reason, the reason follows.
 [[nodiscard]] PlatformError itemError(FileOperation operation, const ItemLocation& item, int errorNumber);
 
-/// Why an item at `place` (raw, absolute, free of links) is not to be taken away: something is mounted there or below,
-/// or the system gave no table that would tell. A finished sentence.
-[[nodiscard]] std::optional<Text> mountSentence(const std::optional<MountTable>& mounts, std::string_view place);
+/// Why an item is not to be taken away when that is what is known about mounts on it or below: there is one, or the
+/// system does not tell. A finished sentence; empty when there is none.
+[[nodiscard]] std::optional<Text> mountSentence(std::optional<bool> isAnyMounted);
 /// The refusal of an item that now stands at `place`, for that reason.
 [[nodiscard]] std::optional<PlatformError> mountRefusal(const ItemLocation& item, std::string_view place,
                                                         FileOperation operation);
 /// Throws that for the place where the item was found, by the mounts of this moment.
-void refuseMounts(const ItemLocation& item, FileOperation operation, const std::optional<MountTable>& mounts);
+void refuseMounts(const ItemLocation& item, FileOperation operation);
+/// The same for who asks about many items.
+void refuseMounts(const ItemLocation& item, FileOperation operation, MountsNow& mounts);
 
 }  // namespace KestrelCore

@@ -1,8 +1,8 @@
 #include "Platform/DeletionGuard.hpp"
 
-#include "Platform/Linux/Removal/ItemLocation.hpp"
-#include "Platform/Linux/Removal/PlacesOnDisk.hpp"
-#include "Platform/Linux/Removal/TrashStanding.hpp"
+#include "Platform/POSIX/Removal/ItemLocation.hpp"
+#include "Platform/POSIX/Removal/PlacesOnDisk.hpp"
+#include "Platform/POSIX/Removal/TrashStanding.hpp"
 
 #include <utility>
 
@@ -55,8 +55,6 @@ std::optional<std::size_t> DeletionGuard::placeTaken(Folder& folder, const std::
     return relation ? std::optional{relation->place} : std::nullopt;
 }
 
-std::optional<Text> DeletionGuard::mountObstacle(const Text& path) const {
-    return mountSentence(places_->mounts(), path.view());
-}
+std::optional<Text> DeletionGuard::mountObstacle(const Text& path) const { return places_->mountSentence(path.view()); }
 
 }  // namespace KestrelCore

@@ -1,4 +1,4 @@
-#include "Platform/Linux/Removal/ItemLocation.hpp"
+#include "Platform/POSIX/Removal/ItemLocation.hpp"
 
 #include "Base/RefusalSentences.hpp"
 #include "Platform/POSIX/Walk/FolderOnMount.hpp"
@@ -6,15 +6,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
-#include <filesystem>
 #include <memory>
-#include <sys/syscall.h>
-#include <system_error>
 #include <unistd.h>
-
-#ifndef RENAME_NOREPLACE
-#define RENAME_NOREPLACE 1
-#endif
 
 // The way to an item is gone once, from "/" down, each folder opened relative to the one above and never through a
 // link. What every later step needs is kept: for /home/anna/f.txt, with a volume mounted on /home,
@@ -73,8 +66,7 @@ ItemLocation locateItem(const URL& url, FileOperation operation) {
     bool isTopOfVolume = false;
     for (std::size_t i = 0; i < components->size(); ++i) {
         const std::string& component = i == 0 ? "/" : (*components)[i - 1];
-        constexpr int flags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-        FileDescriptor next{::openat(i == 0 ? AT_FDCWD : item.folder.get(), component.c_str(), flags)};
+        FileDescriptor next = openFolderToPass(i == 0 ? AT_FDCWD : item.folder.get(), component);
         if (!next.isOpen()) {
             if (errno == ENOTDIR || errno == ELOOP) throw changedItemError();
             throw fileManagerError(operation, item.text(), errno);
@@ -101,25 +93,6 @@ ItemLocation locateItem(const URL& url, FileOperation operation) {
     return item;
 }
 
-bool isVolumeTrashName(std::string_view name) {
-    if (name == ".Trash") return true;
-    constexpr std::string_view prefix = ".Trash-";
-    if (!name.starts_with(prefix) || name.size() == prefix.size()) return false;
-    return std::all_of(name.begin() + prefix.size(), name.end(), [](char c) { return c >= '0' && c <= '9'; });
-}
-
-std::string pathOfDescriptor(int descriptor, const std::string& otherwise) {
-    std::error_code error;
-    const auto path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor), error);
-    return error ? otherwise : path.string();
-}
-
-std::optional<struct stat> statusIn(int folder, const std::string& name) {
-    struct stat status {};
-    if (::fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT) != 0) return std::nullopt;
-    return status;
-}
-
 ExpectedItem asExpected(const struct stat& status) {
     return {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino),
             static_cast<std::uint32_t>(status.st_mode & S_IFMT)};
@@ -130,12 +103,6 @@ bool matches(const struct stat& status, const std::optional<ExpectedItem>& expec
     const ExpectedItem found = asExpected(status);
     return found.device == expected->device && found.inode == expected->inode &&
            (expected->fileTypeBits == 0 || expected->fileTypeBits == found.fileTypeBits);
-}
-
-int renameWithoutReplacing(int fromFolder, const std::string& from, int toFolder, const std::string& to) {
-    const long result = ::syscall(SYS_renameat2, fromFolder, from.c_str(), toFolder, to.c_str(),
-                                  static_cast<unsigned>(RENAME_NOREPLACE));
-    return result == 0 ? 0 : errno;
 }
 
 PlatformError changedItemError() { return refusal(changedItemSentence); }
@@ -157,27 +124,34 @@ PlatformError itemError(FileOperation operation, const ItemLocation& item, int e
     return withSentence(error, Text::concatenating({systemErrorText(errorNumber).view(), "."}));
 }
 
-std::optional<Text> mountSentence(const std::optional<MountTable>& mounts, std::string_view place) {
-    if (!mounts) return "Without /proc the system does not tell what is mounted in it.";
-    return mounts->hasMountAtOrBelow(place) ? std::optional<Text>{mountedSentence} : std::nullopt;
+std::optional<Text> mountSentence(std::optional<bool> isAnyMounted) {
+    if (!isAnyMounted) return MountsNow::untoldSentence();
+    return *isAnyMounted ? std::optional<Text>{mountedSentence} : std::nullopt;
 }
 
 namespace {
 
 std::optional<PlatformError> mountRefusal(const ItemLocation& item, std::string_view place, FileOperation operation,
-                                          const std::optional<MountTable>& mounts) {
-    const auto sentence = mountSentence(mounts, place);
+                                          MountsNow& mounts) {
+    const auto isAnyMounted = mounts.isAnyAtOrBelow(place);
+    const auto sentence = mountSentence(isAnyMounted);
     if (!sentence) return std::nullopt;
-    return withSentence(fileManagerError(operation, item.text(), mounts ? EBUSY : ENOSYS), *sentence);
+    return withSentence(fileManagerError(operation, item.text(), isAnyMounted ? EBUSY : ENOSYS), *sentence);
 }
 
 }  // namespace
 
 std::optional<PlatformError> mountRefusal(const ItemLocation& item, std::string_view place, FileOperation operation) {
-    return mountRefusal(item, place, operation, MountTable::current());
+    MountsNow mounts;
+    return mountRefusal(item, place, operation, mounts);
 }
 
-void refuseMounts(const ItemLocation& item, FileOperation operation, const std::optional<MountTable>& mounts) {
+void refuseMounts(const ItemLocation& item, FileOperation operation) {
+    MountsNow mounts;
+    refuseMounts(item, operation, mounts);
+}
+
+void refuseMounts(const ItemLocation& item, FileOperation operation, MountsNow& mounts) {
     if (const auto refusal = mountRefusal(item, item.path, operation, mounts)) throw *refusal;
 }
 

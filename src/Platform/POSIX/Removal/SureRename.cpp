@@ -1,7 +1,6 @@
-#include "Platform/Linux/Removal/SureRename.hpp"
+#include "Platform/POSIX/Removal/SureRename.hpp"
 
 #include <cerrno>
-#include <fcntl.h>
 
 namespace KestrelCore {
 
@@ -16,11 +15,7 @@ struct Place {
 
 /// What stands there by the word of a network file system's server, not of what the kernel remembers of it.
 Place look(int folder, const std::string& name) {
-    struct statx synced {};
-    constexpr int flags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT | AT_STATX_FORCE_SYNC;
-    if (::statx(folder, name.c_str(), flags, STATX_BASIC_STATS, &synced) != 0 && errno != ENOSYS)
-        return {.isEmpty = errno == ENOENT, .item = {}};
-    const auto status = statusIn(folder, name);
+    const auto status = askedStatusIn(folder, name);
     if (!status) return {.isEmpty = errno == ENOENT, .item = {}};
     return {
         .isKnown = true, .item = asExpected(*status), .hasOneName = S_ISDIR(status->st_mode) || status->st_nlink == 1};
@@ -46,7 +41,7 @@ bool isGone(int folder, const std::string& name) { return look(folder, name).isE
 
 HeldItem::HeldItem(const ItemLocation& item, const struct stat& status) : expected_{asExpected(status)} {
     if (S_ISDIR(status.st_mode) || status.st_nlink < 2) return;
-    FileDescriptor file{::openat(item.folder.get(), item.name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC)};
+    FileDescriptor file = openStandIn(item.folder.get(), item.name);
     struct stat found {};
     if (file.isOpen() && ::fstat(file.get(), &found) == 0 && asExpected(found) == expected_) held_ = std::move(file);
 }
