@@ -1,11 +1,13 @@
 #include "Deletion/TrashReceiptText.hpp"
 
+#include "Base/DecimalText.hpp"
 #include "Base/PercentCoding.hpp"
 #include "KestrelCore/Base/Path.hpp"
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <concepts>
 #include <fmt/format.h>
 #include <utility>
 
@@ -39,10 +41,18 @@ std::optional<Text> decodedPath(std::string_view text) {
     return path;
 }
 
+std::from_chars_result readNumber(const char* first, const char* last, double& number) {
+    return readDecimal(first, last, number);
+}
+template <std::integral Number>
+std::from_chars_result readNumber(const char* first, const char* last, Number& number) {
+    return std::from_chars(first, last, number);
+}
+
 /// Reads one number off the beginning of `text`, and the blank behind it.
 template <typename Number>
 bool takeNumber(std::string_view& text, Number& number) {
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    const auto [end, error] = readNumber(text.data(), text.data() + text.size(), number);
     if (error != std::errc{}) return false;
     text.remove_prefix(static_cast<std::size_t>(end - text.data()));
     if (text.starts_with(' ')) text.remove_prefix(1);

@@ -1,5 +1,6 @@
 #include "Exchange/ImportReader.hpp"
 
+#include "Base/DecimalText.hpp"
 #include "KestrelCore/Exchange/ExchangeFormat.hpp"
 
 #include <fmt/format.h>
@@ -58,7 +59,7 @@ std::optional<Date> dateFromRFC3339(std::string_view text) {
     }
     double fraction = 0;
     if (const std::string_view rest = text.substr(form.size(), text.size() - form.size() - 1); !rest.empty()) {
-        const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), fraction);
+        const auto [end, error] = readDecimal(rest.data(), rest.data() + rest.size(), fraction);
         if (rest.front() != '.' || error != std::errc{} || end != rest.data() + rest.size()) return std::nullopt;
     }
     const std::chrono::year_month_day date{std::chrono::year{year}, std::chrono::month{static_cast<unsigned>(month)},

@@ -1,5 +1,6 @@
 #include "Exchange/ImportReader.hpp"
 
+#include "Base/DecimalText.hpp"
 #include "Base/SeededHash.hpp"
 #include "KestrelCore/Base/FileIdentity.hpp"
 #include "KestrelCore/Exchange/ExchangeFormat.hpp"
@@ -70,7 +71,7 @@ std::optional<Date> dateOf(std::string_view number) {
     if (const auto whole = wholeNumber(number))
         return Date::since1970(static_cast<double>(static_cast<std::int64_t>(*whole)));
     double seconds = 0;
-    const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), seconds);
+    const auto [end, error] = readDecimal(number.data(), number.data() + number.size(), seconds);
     if (error != std::errc{} || end != number.data() + number.size()) return std::nullopt;
     return Date::since1970(seconds);
 }

@@ -1,6 +1,7 @@
 #include "commands/OptionValue.hpp"
 
 #include "commands/Suggestion.hpp"
+#include "output/LeadingNumber.hpp"
 #include "output/Session.hpp"
 
 #include <CLI/CLI.hpp>
@@ -131,12 +132,10 @@ ValueCheck oneOf(const std::vector<std::string>& names, const std::map<std::stri
 }
 
 std::optional<Seconds> parseInterval(std::string_view text) {
-    double value = 0;
-    const char* const end = text.data() + text.size();
-    const auto [rest, error] = std::from_chars(text.data(), end, value, std::chars_format::fixed);
-    if (error != std::errc{}) return std::nullopt;
+    const auto number = leadingNumber(text);
+    if (!number) return std::nullopt;
     // What is left behind the digits must be a unit and nothing else.
-    const std::string_view unit{rest, static_cast<std::size_t>(end - rest)};
+    auto [value, unit] = *number;
     if (unit == "ms") {
         value /= 1000;
     } else if (unit == "m") {
@@ -146,9 +145,9 @@ std::optional<Seconds> parseInterval(std::string_view text) {
     } else if (unit != "s" && !unit.empty()) {
         return std::nullopt;
     }
-    // Far more than anybody waits for, and far from what clocks can count. "nan" fails the test as it is written.
+    // Far more than anybody waits for, and far from what clocks can count.
     constexpr double year = 366 * 86'400;
-    if (!(value > 0 && value <= year)) return std::nullopt;
+    if (value <= 0 || value > year) return std::nullopt;
     return Seconds{value};
 }
 

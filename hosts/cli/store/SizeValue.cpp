@@ -1,14 +1,13 @@
 #include "store/SizeValue.hpp"
 
+#include "output/LeadingNumber.hpp"
 #include "output/Session.hpp"
 
 #include <fmt/format.h>
 
-#include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <string>
-#include <system_error>
 
 namespace KestrelCLI {
 
@@ -31,17 +30,15 @@ std::optional<double> factor(std::string_view unit) {
 }  // namespace
 
 std::optional<std::int64_t> parseSize(std::string_view text) {
-    double number = 0;
-    const char* const end = text.data() + text.size();
-    const auto [rest, error] = std::from_chars(text.data(), end, number, std::chars_format::fixed);
-    if (error != std::errc{}) return std::nullopt;
-    std::string_view unit{rest, static_cast<std::size_t>(end - rest)};
+    const auto number = leadingNumber(text);
+    if (!number) return std::nullopt;
+    std::string_view unit = number->rest;
     while (unit.starts_with(' ')) unit.remove_prefix(1);
     const auto times = factor(unit);
     if (!times) return std::nullopt;
-    const double bytes = number * *times;
-    // 2^63 as a double; "nan" fails the test as it is written.
-    if (!(bytes >= 0 && bytes < 9'223'372'036'854'775'808.0)) return std::nullopt;
+    const double bytes = number->value * *times;
+    // 2^63 as a double.
+    if (bytes < 0 || bytes >= 9'223'372'036'854'775'808.0) return std::nullopt;
     return static_cast<std::int64_t>(bytes);
 }
 

@@ -12,6 +12,8 @@
 #include <cstdlib>
 #include <cstring>
 
+extern "C" char** environ;  // which no header of POSIX declares  NOLINT(readability-redundant-declaration)
+
 namespace KestrelCLI {
 
 std::string runShell(const std::string& path) {

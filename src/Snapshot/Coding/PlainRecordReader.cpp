@@ -1,9 +1,9 @@
 #include "Snapshot/Coding/PlainRecordReader.hpp"
 
+#include "Base/DecimalText.hpp"
 #include "Base/TextScan.hpp"
 
 #include <bit>
-#include <charconv>
 #include <cstdint>
 #include <cstring>
 #include <optional>
@@ -134,7 +134,7 @@ public:
         if (mantissa < (std::uint64_t{1} << 53)) {
             value = static_cast<double>(mantissa) / powers[fraction];
             if (*p_ == '-') value = -value;
-        } else if (!parseExactly(p_, p, value)) {
+        } else if (readDecimal(p_, p, value).ptr != p) {
             return false;
         }
         p_ = p;
@@ -163,14 +163,6 @@ public:
 
 private:
     [[nodiscard]] std::size_t left() const { return static_cast<std::size_t>(end_ - p_); }
-
-    static bool parseExactly(const char* first, const char* last, double& value) {
-#ifdef __cpp_lib_to_chars
-        return std::from_chars(first, last, value, std::chars_format::fixed).ptr == last;
-#else
-        return false;  // a library without this function: the general reader has its own
-#endif
-    }
 
     const char* p_;
     const char* end_;

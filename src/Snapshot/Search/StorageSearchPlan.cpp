@@ -1,5 +1,7 @@
 #include "Snapshot/Search/StorageSearchPlan.hpp"
 
+#include "Base/DecimalText.hpp"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -149,7 +151,7 @@ std::optional<double> decimalNumber(std::string_view text) {
     if (!isDecimalNumber(text)) return std::nullopt;
     if (text.front() == '+') text.remove_prefix(1);
     double value = 0;
-    const std::from_chars_result result = std::from_chars(text.data(), text.data() + text.size(), value);
+    const std::from_chars_result result = readDecimal(text.data(), text.data() + text.size(), value);
     if (result.ec == std::errc::result_out_of_range) {
         if (!isTooSmall(text)) return std::nullopt;
         return 0;
