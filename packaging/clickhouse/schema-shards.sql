@@ -11,6 +11,9 @@
 -- Each NAME_local holds what lies on this server, NAME is all of it. What is there no more is cleared by tidy.sql, on
 -- every server now and then: through a distributed table nothing can be deleted.
 
+-- A type of column that 18.16 takes only when asked; later releases take it anyway.
+SET allow_experimental_low_cardinality_type = 1;
+
 -- A line for each publication, written when all its rows are there: rows without one don't count. The newest line of a
 -- host, volume and root holds; a volume may be published in parts, whose roots don't lie in each other.
 CREATE TABLE IF NOT EXISTS snapshots_local (
@@ -46,7 +49,7 @@ CREATE TABLE IF NOT EXISTS files_local (
     host String,
     volume String,
     publication UInt64,
-    dir String,
+    dir LowCardinality(String),  -- each folder once a block: searches look at it once
     name String,
     label String,            -- the name that is shown where it is another (flag 64); mostly empty
     parent String,           -- with the flag 256; mostly empty
@@ -61,9 +64,9 @@ CREATE TABLE IF NOT EXISTS files_local (
     links UInt32,            -- how many names in the scan lead to this file
     flags UInt16,
     risk Enum8('normal' = 0, 'caution' = 1, 'high' = 2, 'blocked' = 3),
-    text_class UInt8,        -- for searches: 0 ASCII, 1 has the two keys, 2 is to be looked at by the program
-    name_key String,
-    path_key String
+    text_class UInt8,        -- for searches: 0 the name is ASCII, 1 it is not, 2 has another path or shows another name
+    name_key String,         -- in which a search finds bytes; empty where lower(name) will do, but for class 2
+    path_key LowCardinality(String)  -- the same of `dir`; of class 2 always written, and of the whole path
 ) ENGINE = MergeTree
 PARTITION BY cityHash64(host, volume) % 16
 ORDER BY (host, volume, publication, dir, name);

@@ -5,6 +5,9 @@
 --
 -- Only what releases from 18.16 on take. Run again it changes nothing.
 
+-- A type of column that 18.16 takes only when asked; later releases take it anyway.
+SET allow_experimental_low_cardinality_type = 1;
+
 -- A line for each publication, written when all its rows are there: rows without one don't count. The newest line of a
 -- host, volume and root holds; a volume may be published in parts, whose roots don't lie in each other.
 CREATE TABLE IF NOT EXISTS snapshots (
@@ -38,7 +41,7 @@ CREATE TABLE IF NOT EXISTS files (
     host String,
     volume String,
     publication UInt64,
-    dir String,
+    dir LowCardinality(String),  -- each folder once a block: searches look at it once
     name String,
     label String,            -- the name that is shown where it is another (flag 64); mostly empty
     parent String,           -- with the flag 256; mostly empty
@@ -53,9 +56,9 @@ CREATE TABLE IF NOT EXISTS files (
     links UInt32,            -- how many names in the scan lead to this file
     flags UInt16,
     risk Enum8('normal' = 0, 'caution' = 1, 'high' = 2, 'blocked' = 3),
-    text_class UInt8,        -- for searches: 0 ASCII, 1 has the two keys, 2 is to be looked at by the program
-    name_key String,
-    path_key String
+    text_class UInt8,        -- for searches: 0 the name is ASCII, 1 it is not, 2 has another path or shows another name
+    name_key String,         -- in which a search finds bytes; empty where lower(name) will do, but for class 2
+    path_key LowCardinality(String)  -- the same of `dir`; of class 2 always written, and of the whole path
 ) ENGINE = MergeTree
 PARTITION BY cityHash64(host, volume) % 16
 ORDER BY (host, volume, publication, dir, name);
