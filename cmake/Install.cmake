@@ -15,6 +15,8 @@ endforeach()
 # To be read: the library has its own copy of them.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/reclaim DESTINATION ${CMAKE_INSTALL_DATADIR}/kestrel OPTIONAL
     FILES_MATCHING PATTERN "*.toml")
+# For the administrator of a column store.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/packaging/clickhouse DESTINATION ${CMAKE_INSTALL_DATADIR}/kestrel)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/KestrelCoreConfig.cmake.in
