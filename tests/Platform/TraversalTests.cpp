@@ -1,5 +1,6 @@
 #include "Platform/Traversal.hpp"
 
+#include "support/BulkTraversal.hpp"
 #include "support/ChildProcess.hpp"
 #include "support/FakeTraversal.hpp"
 #include "support/FtsTraversal.hpp"
@@ -8,6 +9,7 @@
 #include "support/TraversalListing.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -30,12 +32,23 @@ const TraversalEntry* walkTo(Traversal& traversal, std::string_view name) {
 
 }  // namespace
 
-/// One tree, three ways to walk it: what holds for one holds for all.
+/// A way to walk a folder.
 struct Walker {
     const char* name;
-    /// Walks a folder that holds "a/b/file" and nothing else.
     std::unique_ptr<Traversal> (*open)(const TraversalOptions& options);
 };
+
+/// The walk of this system, and that of macOS over made answers of its system: one with statuses, one by names alone.
+constexpr std::array<Walker, 3> walkers{
+    {{"System", [](const TraversalOptions& options) { return openTraversal(options); }},
+     {"Bulk", [](const TraversalOptions& options) { return openBulkTraversal(options); }},
+     {"Plain", [](const TraversalOptions& options) {
+          return openBulkTraversal(options, {.adjust = {}, .volumes = {}, .isUnknownCall = true});
+      }}}};
+
+static std::string nameOf(const testing::TestParamInfo<Walker>& info) { return info.param.name; }
+
+/// One tree that holds "a/b/file" and nothing else, and many ways to walk it: what holds for one holds for all.
 class TraversalContract : public testing::TestWithParam<Walker> {
 protected:
     TraversalContract() { folder_.makeFile("a/b/file", "12345"); }
@@ -46,17 +59,17 @@ protected:
     const CancellationToken cancellation_;
 };
 
+INSTANTIATE_TEST_SUITE_P(Walkers, TraversalContract, testing::ValuesIn(walkers), nameOf);
 INSTANTIATE_TEST_SUITE_P(
-    Walkers, TraversalContract,
-    testing::Values(Walker{"System", [](const TraversalOptions& options) { return openTraversal(options); }},
-                    Walker{"Fts", [](const TraversalOptions& options) { return openFtsTraversal(options); }},
+    Others, TraversalContract,
+    testing::Values(Walker{"Fts", [](const TraversalOptions& options) { return openFtsTraversal(options); }},
                     Walker{"Fake",
                            [](const TraversalOptions& options) {
                                FakeTree tree{options.root};
                                tree.directory("a").directory("b").file("file", {.size = 5});
                                return tree.open(options);
                            }}),
-    [](const auto& info) { return info.param.name; });
+    nameOf);
 
 TEST_P(TraversalContract, givesAFolderItsContentAndItsEnd) {
     EXPECT_EQ(briefListing(open()), (Lines{"0 directory " + folder_.path(), "1 directory a", "2 directory b",
@@ -128,10 +141,13 @@ TEST(Traversal, givesRandomTreesAsFtsDoes) {
         makeRandomTree(folder.path(), seed);
         const TraversalOptions options{folder.path(), {}, {}};
         const Lines expected = listing(openFtsTraversal(options));
-        ASSERT_EQ(firstDifference(listing(openTraversal(options)), expected), "");
         const Lines skipped = {"n1", ".hidden", "-rf", "...", "*", "\xff\xfe"};
-        ASSERT_EQ(
-            firstDifference(listing(openTraversal(options), skipped), listing(openFtsTraversal(options), skipped)), "");
+        const Lines expectedWithoutThem = listing(openFtsTraversal(options), skipped);
+        for (const Walker& walker : walkers) {
+            SCOPED_TRACE(walker.name);
+            ASSERT_EQ(firstDifference(listing(walker.open(options)), expected), "");
+            ASSERT_EQ(firstDifference(listing(walker.open(options), skipped), expectedWithoutThem), "");
+        }
     }
 }
 
@@ -146,7 +162,10 @@ TEST(Traversal, givesWhatAnOrdinaryUserMayNotReadAsFtsDoes) {
             issues += static_cast<std::size_t>(std::count_if(expected.begin(), expected.end(), [](const auto& line) {
                 return line.find("unreadable") == 2 || line.find("nostatus") == 2;
             }));
-            ASSERT_EQ(firstDifference(listing(openTraversal({folder.path(), {}, {}})), expected), "");
+            for (const Walker& walker : walkers) {
+                SCOPED_TRACE(walker.name);
+                ASSERT_EQ(firstDifference(listing(walker.open({folder.path(), {}, {}})), expected), "");
+            }
         }
         EXPECT_GT(issues, 0U) << "the trees hold nothing that is refused";
     });
@@ -190,7 +209,7 @@ TEST(Traversal, canBeGivenUpAtAnyEntry) {
 
 /// A tree that changes between the listing of a folder and its opening. What is left out of the reading ahead is opened
 /// only when the walk enters it, so the order of events is certain.
-class ChangingTree : public testing::Test {
+class ChangingTree : public testing::TestWithParam<Walker> {
 protected:
     ChangingTree() {
         folder_.makeFile("root/victim/inner/file");
@@ -199,7 +218,7 @@ protected:
 
     /// What follows the directory `name` when `change` happens right after it was given.
     Lines after(std::string_view name, const std::function<void()>& change) {
-        const auto traversal = openTraversal({root_, {root_ + "/victim", root_ + "/victim/inner"}, {}});
+        const auto traversal = GetParam().open({root_, {root_ + "/victim", root_ + "/victim/inner"}, {}});
         EXPECT_NE(walkTo(*traversal, name), nullptr);
         change();
         Lines found = listing(*traversal);
@@ -213,11 +232,13 @@ protected:
     const Lines gone_{"1 unreadable victim 2", "0 end " + root_};
 };
 
-TEST_F(ChangingTree, reportsAFolderThatVanished) {
+INSTANTIATE_TEST_SUITE_P(Walkers, ChangingTree, testing::ValuesIn(walkers), nameOf);
+
+TEST_P(ChangingTree, reportsAFolderThatVanished) {
     EXPECT_EQ(after("victim", [&] { std::filesystem::remove_all(victim_); }), gone_);
 }
 
-TEST_F(ChangingTree, doesNotFollowALinkThatTookTheFoldersPlace) {
+TEST_P(ChangingTree, doesNotFollowALinkThatTookTheFoldersPlace) {
     EXPECT_EQ(after("victim",
                     [&] {
                         std::filesystem::rename(victim_, folder_ / "away");
@@ -226,7 +247,7 @@ TEST_F(ChangingTree, doesNotFollowALinkThatTookTheFoldersPlace) {
               gone_);
 }
 
-TEST_F(ChangingTree, doesNotEnterAnotherFolderInItsPlace) {
+TEST_P(ChangingTree, doesNotEnterAnotherFolderInItsPlace) {
     EXPECT_EQ(after("victim",
                     [&] {
                         std::filesystem::rename(victim_, folder_ / "away");
@@ -235,7 +256,7 @@ TEST_F(ChangingTree, doesNotEnterAnotherFolderInItsPlace) {
               gone_);
 }
 
-TEST_F(ChangingTree, reportsAFolderThatBecameAFile) {
+TEST_P(ChangingTree, reportsAFolderThatBecameAFile) {
     EXPECT_EQ(after("victim",
                     [&] {
                         std::filesystem::rename(victim_, folder_ / "away");
@@ -244,23 +265,23 @@ TEST_F(ChangingTree, reportsAFolderThatBecameAFile) {
               gone_);
 }
 
-TEST_F(ChangingTree, reportsAFolderThatWasMovedOutOfTheOneBeingRead) {
+TEST_P(ChangingTree, reportsAFolderThatWasMovedOutOfTheOneBeingRead) {
     EXPECT_EQ(after("inner", [&] { std::filesystem::rename(victim_ + "/inner", folder_ / "away"); }),
               (Lines{"2 unreadable inner 2", "1 end victim", "0 end " + root_}));
 }
 
-TEST_F(ChangingTree, reportsARootThatVanished) {
+TEST_P(ChangingTree, reportsARootThatVanished) {
     // The walk has looked at the root, and opens it only when the entry after it is asked for.
-    const auto traversal = openTraversal({root_, {}, {}});
+    const auto traversal = GetParam().open({root_, {}, {}});
     ASSERT_NE(traversal->next(), nullptr);
     std::filesystem::rename(root_, folder_ / "away");
     EXPECT_EQ(listing(*traversal), (Lines{"0 unreadable " + root_ + " 2"}));
 }
 
-TEST_F(ChangingTree, endsWhateverIsRemovedUnderIt) {
+TEST_P(ChangingTree, endsWhateverIsRemovedUnderIt) {
     // What was read ahead may be given, what was not is an issue: but every folder ends, and nothing comes twice.
     for (int index = 0; index < 200; ++index) folder_.makeFile("root/" + std::to_string(index) + "/a/b/file");
-    const auto traversal = openTraversal({root_, {}, {}});
+    const auto traversal = GetParam().open({root_, {}, {}});
     std::vector<std::string> open;
     for (int count = 0; const TraversalEntry* entry = traversal->next(); ++count) {
         if (count == 50) std::filesystem::remove_all(root_);  // the entry stays valid: it is in memory

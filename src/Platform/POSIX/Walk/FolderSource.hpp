@@ -23,7 +23,8 @@ struct EntryJoint {
     std::uint64_t mount = 0;  ///< the number of the mount that the entry is on; 0 when it isn't known
 };
 
-/// How one thread lists open folders and looks at what is in them; listing as `DirectoryEntries` does it.
+/// How one thread lists open folders and looks at what is in them; listing as `DirectoryEntries` does it. A folder is
+/// not read on once `errorNumber` says that something went wrong, which it may do after some of a piece was given.
 class FolderSource {
 public:
     virtual ~FolderSource() = default;

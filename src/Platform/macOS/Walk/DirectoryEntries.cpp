@@ -50,6 +50,7 @@ const ListedEntry* DirectoryEntries::next() {
     BulkRecord record;
     const std::size_t length = readBulkRecord({buffer_.get() + offset_, filled_ - offset_}, record);
     if (length == 0 || entriesLeft_ == 0) {
+        // What can't be understood is not gone on with, here or in another folder.
         errorNumber_ = length == 0 ? EIO : EOVERFLOW;
         entriesLeft_ = 0;
         offset_ = filled_;

@@ -5,7 +5,6 @@
 #include "Platform/macOS/Walk/Portable/PlainRecords.hpp"
 
 #include <cerrno>
-#include <utility>
 
 namespace KestrelCore {
 
@@ -22,8 +21,6 @@ BulkFolders::BulkFolders() : buffer_(pieceBytes) {}
 
 bool BulkFolders::readPiece(int folder) {
     filled_ = offset_ = 0;
-    // What is broken is not gone on with: the error stands, once.
-    if (std::exchange(isBroken_, false)) return false;
     const int count = repeatedWhenInterrupted([&] { return list(folder, buffer_); });
     if (count < 0 && isUnknownCall(errno)) return readPlainly(folder);
     // There is nothing in a folder that was removed.
@@ -39,7 +36,6 @@ bool BulkFolders::readPlainly(int folder) {
     PlainRecords plain = PlainRecords::read(folder);
     errorNumber_ = plain.errorNumber;
     if (plain.count == 0) return false;
-    isBroken_ = errorNumber_ != 0;
     if (plain.bytes.size() > buffer_.size()) buffer_.resize(plain.bytes.size());
     plain.bytes.copy(buffer_.data(), plain.bytes.size());
     filled_ = plain.bytes.size();
@@ -52,7 +48,6 @@ const ListedEntry* BulkFolders::next() {
     if (length == 0) {
         offset_ = filled_;
         errorNumber_ = EIO;
-        isBroken_ = true;
         return nullptr;
     }
     offset_ += length;

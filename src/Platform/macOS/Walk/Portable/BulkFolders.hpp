@@ -30,7 +30,6 @@ private:
     std::size_t filled_ = 0;
     std::size_t offset_ = 0;
     int errorNumber_ = 0;
-    bool isBroken_ = false;  ///< the last piece could not be understood to its end
     BulkRecord record_;
     ListedEntry entry_;
 };
