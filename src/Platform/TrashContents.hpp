@@ -15,12 +15,14 @@ namespace KestrelCore {
 
 /// One thing in a trash, whoever put it there.
 struct TrashContent {
-    std::size_t trash = 0;                ///< index into the trashes
-    std::string name;                     ///< of the item in the trash; raw
-    std::optional<ExpectedItem> item;     ///< what it is; absent where the trash has an entry and no item
-    bool hasEntry = false;                ///< the trash says where it was and when it went; it may not be readable
+    std::size_t trash = 0;             ///< index into the trashes
+    std::string name;                  ///< of the item in the trash; raw
+    std::optional<ExpectedItem> item;  ///< what it is; absent where the trash has an entry and no item
+    /// The trash says where it was and when it went. That may not be readable; on macOS only Finder can read it.
+    bool hasEntry = false;
     std::optional<std::string> original;  ///< where it was: raw, absolute; absent where no entry tells
-    /// When it went: as the entry has it, else when the item, or the entry without one, was last changed.
+    /// When it went: as the entry has it, or the file system, else when the item, or the entry without one, was last
+    /// changed.
     std::optional<Date> trashedAt;
 };
 

@@ -3,6 +3,7 @@
 #include "Base/BoundedRetry.hpp"
 #include "Platform/POSIX/ContentReading.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
+#include "Platform/POSIX/StatusIdentity.hpp"
 #include "Platform/POSIX/StatusTimes.hpp"
 
 #include <cerrno>
@@ -20,7 +21,7 @@ ContentState stateOf(const struct stat& status) {
     // No disk has more; what a file system claims beyond it must not make a sum overflow.
     constexpr std::int64_t mostBlocks = (std::int64_t{1} << 50) / bytesInABlock;
     const std::int64_t blocks = status.st_blocks < 0 ? 0 : status.st_blocks;
-    return {.identity = {.device = static_cast<std::uint64_t>(status.st_dev), .inode = status.st_ino},
+    return {.identity = identityOf(status),
             .links = status.st_nlink,
             .bytes = status.st_size,
             .allocatedBytes = (blocks > mostBlocks ? mostBlocks : blocks) * bytesInABlock,

@@ -1,6 +1,7 @@
 #include "Platform/DatabaseFile.hpp"
 
 #include "Platform/POSIX/FileDescriptor.hpp"
+#include "Platform/POSIX/StatusIdentity.hpp"
 
 #include <array>
 #include <climits>
@@ -33,7 +34,7 @@ std::string folderOf(const std::string& path) {
 std::optional<DatabaseFile::Item> DatabaseFile::item(const std::string& path) {
     struct stat status;
     if (stat(path.c_str(), &status) != 0) return std::nullopt;
-    return Item{.device = static_cast<std::uint64_t>(status.st_dev),
+    return Item{.device = deviceOf(status),
                 .inode = static_cast<std::uint64_t>(status.st_ino),
                 .size = status.st_size,
                 .isRegular = S_ISREG(status.st_mode)};

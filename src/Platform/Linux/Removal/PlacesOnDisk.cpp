@@ -3,6 +3,7 @@
 #include "KestrelCore/Base/FileIdentity.hpp"
 #include "Platform/Linux/MountTable.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
+#include "Platform/POSIX/StatusIdentity.hpp"
 #include "Platform/POSIX/Walk/DirectoryEntries.hpp"
 #include "Platform/POSIX/Walk/FolderOnMount.hpp"
 
@@ -42,10 +43,6 @@ namespace {
 
 constexpr int mostLinks = 40;  // as many as the system follows
 constexpr int mostLayers = 4;  // overlays on overlays
-
-FileIdentity identityOf(const struct stat& status) {
-    return {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)};
-}
 
 /// The components of a path, the last one first.
 std::vector<std::string> reversedComponents(std::string_view path) {

@@ -1,6 +1,7 @@
 #include "Platform/POSIX/Removal/ItemLocation.hpp"
 
 #include "Base/RefusalSentences.hpp"
+#include "Platform/POSIX/StatusIdentity.hpp"
 #include "Platform/POSIX/Walk/FolderOnMount.hpp"
 
 #include <algorithm>
@@ -35,10 +36,6 @@ std::optional<std::vector<std::string>> plainComponents(std::string_view path) {
         begin = end + 1;
     }
     return components;
-}
-
-FileIdentity identityOf(const struct stat& status) {
-    return {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)};
 }
 
 constexpr const char* mountedSentence = "A file system is mounted on it or in it.";
@@ -94,7 +91,7 @@ ItemLocation locateItem(const URL& url, FileOperation operation) {
 }
 
 ExpectedItem asExpected(const struct stat& status) {
-    return {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino),
+    return {deviceOf(status), static_cast<std::uint64_t>(status.st_ino),
             static_cast<std::uint32_t>(status.st_mode & S_IFMT)};
 }
 

@@ -22,21 +22,21 @@ namespace KestrelCore {
 
 namespace {
 
-static_assert(MacOS::privateSizeAttribute == ATTR_CMNEXT_PRIVATESIZE);
-static_assert(MacOS::privateSizeAnswerBytes == 4 + sizeof(attribute_set_t) + sizeof(off_t));
+static_assert(privateSizeAttribute == ATTR_CMNEXT_PRIVATESIZE);
+static_assert(privateSizeAnswerBytes == 4 + sizeof(attribute_set_t) + sizeof(off_t));
 
 /// More pieces than this tell no more; a file can be torn into millions.
 constexpr std::size_t mostRuns = 65'536;
 
 /// The piece at `offset`, of at most `bytes` bytes; empty where the file system does not tell.
-std::optional<MacOS::PlacedRun> runAt(int descriptor, std::int64_t offset, std::int64_t bytes) {
+std::optional<PlacedRun> runAt(int descriptor, std::int64_t offset, std::int64_t bytes) {
     log2phys question{};
     question.l2p_contigbytes = bytes;
     question.l2p_devoffset = offset;
     if (::fcntl(descriptor, F_LOG2PHYS_EXT, &question) != 0) return std::nullopt;
     const std::int64_t length = std::min<std::int64_t>(question.l2p_contigbytes, bytes);
     if (length <= 0) return std::nullopt;
-    return MacOS::PlacedRun{.offset = offset, .place = question.l2p_devoffset, .bytes = length};
+    return PlacedRun{.offset = offset, .place = question.l2p_devoffset, .bytes = length};
 }
 
 std::optional<std::int64_t> privateSize(int descriptor) {
@@ -44,11 +44,11 @@ std::optional<std::int64_t> privateSize(int descriptor) {
     wanted.bitmapcount = ATTR_BIT_MAP_COUNT;
     wanted.commonattr = ATTR_CMN_RETURNED_ATTRS;
     wanted.forkattr = ATTR_CMNEXT_PRIVATESIZE;
-    std::array<std::byte, MacOS::privateSizeAnswerBytes> answer{};
+    std::array<char, privateSizeAnswerBytes> answer{};
     // The extended attributes take the place of those of forks, which nobody asks for.
     constexpr unsigned options = FSOPT_ATTR_CMN_EXTENDED | FSOPT_REPORT_FULLSIZE;
     if (::fgetattrlist(descriptor, &wanted, answer.data(), answer.size(), options) != 0) return std::nullopt;
-    return MacOS::privateSizeOf(answer);
+    return privateSizeOf({answer.data(), answer.size()});
 }
 
 }  // namespace
@@ -59,7 +59,7 @@ std::optional<FileExtents> fileExtents(const ContentFile& file) {
     const auto own = privateSize(file.descriptor());
     const auto state = file.state();
     if (!own || !state) return std::nullopt;
-    std::vector<MacOS::PlacedRun> runs;
+    std::vector<PlacedRun> runs;
     for (std::int64_t offset = 0; offset < state->bytes && runs.size() < mostRuns;) {
         offset = file.nextData(offset);
         if (offset >= state->bytes) break;
@@ -68,7 +68,7 @@ std::optional<FileExtents> fileExtents(const ContentFile& file) {
         runs.push_back(*run);
         offset += run->bytes;
     }
-    return MacOS::extentsOf(runs, state->allocatedBytes, *own);
+    return extentsOf(runs, state->allocatedBytes, *own);
 }
 
 std::optional<std::uint64_t> firstPlaceOnDisk(const ContentFile& file) {

@@ -54,6 +54,6 @@ std::string pathOfDescriptor(int descriptor, const std::string& otherwise) {
     return ::fcntl(descriptor, F_GETPATH, path.data()) == 0 ? std::string{path.data()} : otherwise;
 }
 
-bool isVolumeTrashName(std::string_view name) { return MacOS::isTrashesName(name); }
+bool isVolumeTrashName(std::string_view name) { return isTrashesName(name); }
 
 }  // namespace KestrelCore

@@ -1,7 +1,10 @@
 #include "Platform/POSIX/Removal/MountsNow.hpp"
 
-#include "Platform/macOS/Removal/MountPoints.hpp"
 #include "Platform/macOS/Removal/Portable/WaysToPlaces.hpp"
+#include "Platform/macOS/Volumes/SystemVolumes.hpp"
+
+#include <string>
+#include <vector>
 
 namespace KestrelCore {
 
@@ -12,8 +15,11 @@ MountsNow::MountsNow() = default;
 MountsNow::~MountsNow() = default;
 
 std::optional<bool> MountsNow::isAnyAtOrBelow(std::string_view place) {
-    const auto points = MacOS::mountPoints();
-    return points ? std::optional{MacOS::isAnyAtOrBelow(*points, place)} : std::nullopt;
+    const auto table = currentVolumeTable();
+    if (!table) return std::nullopt;
+    std::vector<std::string> points;
+    for (const MountedFileSystem& mounted : table->mounted()) points.push_back(mounted.point);
+    return KestrelCore::isAnyAtOrBelow(points, table->seen(place));
 }
 
 Text MountsNow::untoldSentence() { return "The system does not tell what is mounted in it."; }

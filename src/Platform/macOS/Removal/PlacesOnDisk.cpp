@@ -17,10 +17,10 @@ class PlacesOnDisk::State {
 public:
     explicit State(const std::vector<GuardedPlace>& places) {
         for (const GuardedPlace& place : places) {
-            MacOS::WayToPlace way = MacOS::wayTo(place.path);
+            WayToPlace way = wayTo(place.path);
             struct statfs volume {};
             if (way.identity && ::statfs(place.path.c_str(), &volume) == 0) {
-                const auto toVolume = MacOS::wayTo(static_cast<const char*>(volume.f_mntonname)).ways;
+                const auto toVolume = wayTo(static_cast<const char*>(volume.f_mntonname)).ways;
                 way.ways.insert(way.ways.end(), toVolume.begin(), toVolume.end());
             }
             if (place.isOnlyIfThere && !way.identity) way = {};
@@ -47,7 +47,7 @@ public:
 private:
     struct Found {
         bool isWithContent = false;
-        MacOS::WayToPlace way;
+        WayToPlace way;
     };
     std::vector<Found> found_;  ///< one for each place
 };

@@ -2,17 +2,18 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstring>
+#include <string>
+#include <string_view>
 #include <vector>
 
-namespace KestrelCore::MacOS {
+namespace KestrelCore {
 namespace {
 
 using Runs = std::vector<PlacedRun>;
 
-std::array<std::byte, privateSizeAnswerBytes> answer(std::uint32_t length, std::uint32_t returned, std::int64_t size) {
-    std::array<std::byte, privateSizeAnswerBytes> bytes{};
+std::string answer(std::uint32_t length, std::uint32_t returned, std::int64_t size) {
+    std::string bytes(privateSizeAnswerBytes, '\0');
     std::memcpy(bytes.data(), &length, sizeof length);
     std::memcpy(bytes.data() + 20, &returned, sizeof returned);
     std::memcpy(bytes.data() + 24, &size, sizeof size);
@@ -56,11 +57,12 @@ TEST(PlacedRuns, refuseWhatNoFileIs) {
 TEST(PrivateSize, isReadFromAWholeAnswerOnly) {
     const auto good = answer(privateSizeAnswerBytes, privateSizeAttribute, 123'456'789'012);
     EXPECT_EQ(privateSizeOf(good), 123'456'789'012);
-    for (std::size_t size = 0; size < good.size(); ++size) EXPECT_FALSE(privateSizeOf(std::span{good}.first(size)));
+    for (std::size_t size = 0; size < good.size(); ++size)
+        EXPECT_FALSE(privateSizeOf(std::string_view{good}.substr(0, size)));
     EXPECT_FALSE(privateSizeOf(answer(24, privateSizeAttribute, 5)));
     EXPECT_FALSE(privateSizeOf(answer(privateSizeAnswerBytes, 0, 5)));
     EXPECT_FALSE(privateSizeOf(answer(privateSizeAnswerBytes, privateSizeAttribute, -5)));
 }
 
 }  // namespace
-}  // namespace KestrelCore::MacOS
+}  // namespace KestrelCore

@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <sys/stat.h>
 
-namespace KestrelCore::MacOS {
+namespace KestrelCore {
 namespace {
 
 namespace fs = std::filesystem;
@@ -78,13 +78,6 @@ TEST_F(WaysToPlaces, findMountsByEveryNameOfAFolder) {
     EXPECT_FALSE(below(top_ / "elsewhere/link/b/mount", top_ / "a/b/c"));
 }
 
-TEST_F(WaysToPlaces, knowTheVolumeOfTheUsersFilesByBothNames) {
-    EXPECT_TRUE(isAnyAtOrBelow({"/System/Volumes/Data/Users/anna/m"}, "/Users/anna"));
-    EXPECT_TRUE(isAnyAtOrBelow({"/Users/anna/m"}, "/System/Volumes/Data/Users/anna"));
-    EXPECT_FALSE(isAnyAtOrBelow({"/System/Volumes/Data"}, "/Users/anna"));
-    EXPECT_FALSE(isAnyAtOrBelow({"/System/Volumes/Database/m"}, "/base"));
-}
-
 TEST(TrashesName, isKnownInEveryCase) {
     EXPECT_TRUE(isTrashesName(".Trashes"));
     EXPECT_TRUE(isTrashesName(".trashes"));
@@ -94,4 +87,4 @@ TEST(TrashesName, isKnownInEveryCase) {
 }
 
 }  // namespace
-}  // namespace KestrelCore::MacOS
+}  // namespace KestrelCore

@@ -1,23 +1,16 @@
 #include "Platform/macOS/Contents/Portable/PlacedRuns.hpp"
 
 #include "KestrelCore/Base/Hashing.hpp"
+#include "Platform/macOS/Portable/ByteFields.hpp"
 
 #include <algorithm>
-#include <cstring>
 
-namespace KestrelCore::MacOS {
+namespace KestrelCore {
 
 namespace {
 
 /// Nobody has a file of more; sums stay far from their limits.
 constexpr std::int64_t most = std::int64_t{1} << 50;
-
-template <typename Number>
-Number numberAt(std::span<const std::byte> bytes, std::size_t offset) {
-    Number number{};
-    std::memcpy(&number, bytes.data() + offset, sizeof number);
-    return number;
-}
 
 }  // namespace
 
@@ -38,7 +31,7 @@ std::optional<FileExtents> extentsOf(std::span<const PlacedRun> runs, std::int64
     return found;
 }
 
-std::optional<std::int64_t> privateSizeOf(std::span<const std::byte> answer) {
+std::optional<std::int64_t> privateSizeOf(std::string_view answer) {
     constexpr std::size_t extendedSet = 4 + 4 * sizeof(std::uint32_t);
     constexpr std::size_t value = extendedSet + sizeof(std::uint32_t);
     static_assert(value + sizeof(std::int64_t) == privateSizeAnswerBytes);
@@ -49,4 +42,4 @@ std::optional<std::int64_t> privateSizeOf(std::span<const std::byte> answer) {
     return size < 0 ? std::nullopt : std::optional{size};
 }
 
-}  // namespace KestrelCore::MacOS
+}  // namespace KestrelCore

@@ -6,8 +6,9 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string_view>
 
-namespace KestrelCore::MacOS {
+namespace KestrelCore {
 
 /// A piece of a file's content that lies in one piece on its disk.
 struct PlacedRun {
@@ -28,6 +29,6 @@ inline constexpr std::size_t privateSizeAnswerBytes = 32;
 
 /// Reads that answer: its length, the five sets of what was returned (the last one has the attribute), and the number.
 /// Empty where the file system did not give it, or the answer is none.
-[[nodiscard]] std::optional<std::int64_t> privateSizeOf(std::span<const std::byte> answer);
+[[nodiscard]] std::optional<std::int64_t> privateSizeOf(std::string_view answer);
 
-}  // namespace KestrelCore::MacOS
+}  // namespace KestrelCore

@@ -1,6 +1,8 @@
 #include "Platform/macOS/Removal/Portable/WaysToPlaces.hpp"
 
 #include "Base/PathComponents.hpp"
+#include "Platform/POSIX/StatusIdentity.hpp"
+#include "Platform/macOS/Volumes/Portable/MountedFileSystems.hpp"
 
 #include <algorithm>
 #include <climits>
@@ -12,7 +14,7 @@
 // There are no bind mounts and no layered file systems here, so that the identities of the folders on the way tell all:
 // an item that is one of them holds the place.
 
-namespace KestrelCore::MacOS {
+namespace KestrelCore {
 
 namespace {
 
@@ -22,7 +24,7 @@ std::optional<FileIdentity> identityAt(const std::string& path, bool& isLink) {
     struct stat status {};
     if (::lstat(path.c_str(), &status) != 0) return std::nullopt;
     isLink = S_ISLNK(status.st_mode);
-    return FileIdentity{static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)};
+    return identityOf(status);
 }
 
 /// The components of a path, the last one first.
@@ -40,18 +42,6 @@ std::string linkTarget(const std::string& path) {
     const ssize_t size = ::readlink(path.c_str(), target.data(), target.size());
     target.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
     return target;
-}
-
-/// The name by which the volume of the user's files is shown as part of the system's.
-std::string_view withoutDataVolume(std::string_view path) {
-    constexpr std::string_view data = "/System/Volumes/Data";
-    return path.starts_with(data) && path.size() > data.size() && path[data.size()] == '/' ? path.substr(data.size())
-                                                                                           : path;
-}
-
-bool isAtOrBelow(std::string_view path, std::string_view folder) {
-    if (folder == "/") return true;
-    return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
 }
 
 }  // namespace
@@ -105,7 +95,7 @@ bool isAnyAtOrBelow(const std::vector<std::string>& mountPoints, std::string_vie
     bool isLink = false;
     const auto identity = identityAt(std::string{place}, isLink);
     return std::ranges::any_of(mountPoints, [&](const std::string& point) {
-        if (isAtOrBelow(point, place) || isAtOrBelow(withoutDataVolume(point), withoutDataVolume(place))) return true;
+        if (isAtOrBelow(point, place)) return true;
         // What is mounted is not looked at, only the folder that it lies in: a volume of the network may not answer.
         const std::size_t slash = point.rfind('/');
         if (!identity || slash == std::string::npos || slash == 0) return false;
@@ -120,4 +110,4 @@ bool isTrashesName(std::string_view name) {
     });
 }
 
-}  // namespace KestrelCore::MacOS
+}  // namespace KestrelCore

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace KestrelCore::MacOS {
+namespace KestrelCore {
 
 /// How a place is reached: by folders and links that each have an identity, whatever names lead to them.
 struct WayToPlace {
@@ -20,11 +20,10 @@ struct WayToPlace {
 [[nodiscard]] WayToPlace wayTo(std::string_view path);
 
 /// Whether one of these mount points (absolute, free of links) is `place` or lies below it, by whatever name `place` is
-/// given: a volume may not tell "a" from "A", nor one spelling of an accent from another, and the volume of the user's
-/// files is shown in two places.
+/// given: a volume may not tell "a" from "A", nor one spelling of an accent from another.
 [[nodiscard]] bool isAnyAtOrBelow(const std::vector<std::string>& mountPoints, std::string_view place);
 
 /// Whether a folder of this name at the top of a volume is a trash: ".Trashes", in whatever case.
 [[nodiscard]] bool isTrashesName(std::string_view name);
 
-}  // namespace KestrelCore::MacOS
+}  // namespace KestrelCore
