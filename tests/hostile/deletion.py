@@ -356,6 +356,44 @@ def faults(base):
         check(not tree(base / "data" / "Trash" / "files"), f"nothing is in the trash with {what}")
 
 
+def macos(base):
+    """With the remover that has macOS's answers: what differs there is not what safety hangs on."""
+    needs_strace()
+    environment = dict(os.environ, KESTREL_RENAMES="unsupported")
+    single, top = base / "file", base / "item"
+    single.write_text("content")
+    result = remove(single, env=environment)
+    check(result.returncode == 1 and single.is_file(), "a file stays where a rename may replace something")
+    check("Operation not supported." in result.stdout, f"the message tells why: {result.stdout}")
+    check(not list(base.glob(".kestrel-removing-*")), "nothing is left under a name of ours")
+    (top / "sub").mkdir(parents=True)
+    (top / "sub" / "f").write_text("content")
+    check(remove(top, env=environment).returncode == 0 and not top.exists(), "a folder is removed all the same")
+
+    # More than one batch: the listing begins anew behind the removals of the first.
+    top.mkdir()
+    for number in range(70_000):
+        os.mknod(top / str(number))
+    (top / "sub" / "deep").mkdir(parents=True)
+    result = remove(top)
+    check(result.returncode == 0 and not top.exists(), f"a large folder is removed: {result.stdout}")
+
+    # A locked file and a folder are refused with one value there; only a look tells them apart.
+    (top / "sub").mkdir(parents=True)
+    (top / "f").write_text("content")
+    result = run(["strace", "-f", "-qq", "-o", base / "log", "-e", "inject=unlinkat:error=EPERM", REMOVER, "permanent", top,
+                  *identity(top)])
+    check(result.returncode == 1 and (top / "f").is_file(), "a locked file stays")
+    check(f"It stopped at “{top}/f”: Operation not permitted." in result.stdout, f"the message names it: {result.stdout}")
+    for left in base.glob(".kestrel-removing-*"):
+        left.rmdir()  # nothing could be removed, so neither could our own folder
+
+    tried, escaped = attack(lambda arena: [REMOVER, "permanent", str(arena.victim), *arena.identity], base, SWAPS,
+                            lambda arena: None, tells=True, step=5)
+    print(f"  reached something outside in {escaped} of {tried} attacks")
+    check(tried > 30 and escaped == 0, "nothing outside was touched")
+
+
 def mounts(base):
     """Items with mounts on or in them are refused whole; full, read-only and layered volumes."""
     volume = base / "volume"
@@ -732,5 +770,5 @@ def interoperability(base):
 
 
 run_case({case.__name__.replace("_", "-"): case for case in
-          (race_links, race_trash, race_mounts, swaps, crash, faults, mounts, subvolumes, volumes, interoperability)},
+          (race_links, race_trash, race_mounts, swaps, crash, faults, macos, mounts, subvolumes, volumes, interoperability)},
          mounting={"race-mounts", "mounts", "subvolumes", "volumes"})
