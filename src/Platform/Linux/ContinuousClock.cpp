@@ -1,12 +1,11 @@
 #include "Platform/ContinuousClock.hpp"
 
 #include "Platform/POSIX/FileDescriptor.hpp"
+#include "Platform/POSIX/PlainSleep.hpp"
 
 #include <cerrno>
-#include <condition_variable>
 #include <cstdint>
 #include <ctime>
-#include <mutex>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/timerfd.h>
@@ -15,26 +14,6 @@ namespace KestrelCore {
 namespace {
 
 using std::chrono::nanoseconds;
-
-/// For a process that has no descriptor left: wakes on cancellation too, but does not count while the machine sleeps.
-void sleepWithoutDescriptors(std::optional<nanoseconds> duration, const CancellationToken& cancellation) {
-    std::mutex mutex;
-    std::condition_variable changed;
-    bool isCancelled = false;
-    const auto registration = cancellation.onCancel([&] {
-        // Notified under the lock: the sleeper must not take these variables away while they are in use.
-        const std::lock_guard guard{mutex};
-        isCancelled = true;
-        changed.notify_one();
-    });
-    // Made after the registration, so given up before the registration waits for a callback that needs it.
-    std::unique_lock lock{mutex};
-    if (duration) {
-        changed.wait_for(lock, *duration, [&] { return isCancelled; });
-    } else {
-        changed.wait(lock, [&] { return isCancelled; });
-    }
-}
 
 class BootTimeClock final : public ContinuousClock {
 public:

@@ -3,6 +3,7 @@
 #include "Base/FileManagerErrors.hpp"
 #include "KestrelCore/Base/Path.hpp"
 #include "Platform/POSIX/DescriptorContents.hpp"
+#include "Platform/POSIX/DiskSync.hpp"
 #include "Platform/POSIX/FileDescriptor.hpp"
 #include "Platform/POSIX/FolderCreation.hpp"
 #include "Platform/POSIX/Walk/DirectoryEntries.hpp"
@@ -32,7 +33,7 @@ std::string temporaryName(const PrivateFolder::File& file) { return file.name + 
 /// Puts a folder's entries on the disk, so that a new one survives a power cut. 0, or -1 with errno.
 int syncFolder(const Text& path) {
     const FileDescriptor folder{::open(path.string().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
-    return folder.isOpen() ? ::fsync(folder.get()) : -1;
+    return folder.isOpen() ? syncToDisk(folder.get()) : -1;
 }
 
 }  // namespace
@@ -70,14 +71,14 @@ void PrivateFolder::write(const std::vector<File>& files) const {
             ::openat(folder.get(), temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)};
         if (!opened.isOpen()) fail(file, errno);
         if (const int error = writeAll(opened.get(), file.content)) fail(file, error);
-        if (syncsAlone && ::fsync(opened.get()) != 0) fail(file, errno);
+        if (syncsAlone && syncToDisk(opened.get()) != 0) fail(file, errno);
     }
-    if (!syncsAlone && ::syncfs(folder.get()) != 0) fail(files.front(), errno);
+    if (!syncsAlone && syncFileSystemToDisk(folder.get()) != 0) fail(files.front(), errno);
     // From here on a failure leaves some files new and some as they were: each is whole by itself.
     for (const File& file : files)
         if (::renameat(folder.get(), temporaryName(file).c_str(), folder.get(), file.name.c_str()) != 0)
             fail(file, errno);
-    if (::fsync(folder.get()) != 0) fail(files.front(), errno);
+    if (syncToDisk(folder.get()) != 0) fail(files.front(), errno);
 }
 
 std::optional<std::string> PrivateFolder::read(const std::string& name) const {
