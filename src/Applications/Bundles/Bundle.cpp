@@ -3,9 +3,12 @@
 #include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
 #include "Platform/SmallFile.hpp"
+#include "Platform/UserLanguages.hpp"
 
 #include <algorithm>
-#include <array>
+#include <cstddef>
+#include <string>
+#include <string_view>
 
 // Where a bundle keeps its parts is told by its folders:
 //
@@ -65,9 +68,29 @@ Text unwrapped(const Text& path, const std::vector<URL>& content) {
     return leadsInside ? Path::appending(path, *target) : path;
 }
 
+/// A user may list every language there is; nobody reads the tenth.
+constexpr std::size_t mostLanguages = 8;
+
+/// What the folder for a language may be called: the whole of it before its beginnings, each also with the other sign
+/// between its parts.
+std::vector<std::string> folderNames(const Text& language) {
+    std::vector<std::string> names;
+    for (std::string name = language.string(); !name.empty();) {
+        names.push_back(name);
+        std::string other = name;
+        std::ranges::replace(other, '-', '_');
+        if (other != name) names.push_back(std::move(other));
+        const std::size_t end = name.rfind('-');
+        name.resize(end == std::string::npos ? 0 : end);
+    }
+    return names;
+}
+
 }  // namespace
 
-std::optional<Bundle> Bundle::open(const Text& path) {
+std::optional<Bundle> Bundle::open(const Text& path) { return open(path, userLanguages()); }
+
+std::optional<Bundle> Bundle::open(const Text& path, const std::vector<Text>& languages) {
     if (!isFolder(path)) return std::nullopt;
     std::vector<URL> content = contentsOf(path);
     Text base = unwrapped(path, content);
@@ -90,10 +113,17 @@ std::optional<Bundle> Bundle::open(const Text& path) {
     Bundle bundle;
     bundle.information_ = stringsOf(itemNamed("Info.plist", information, content));
     const std::vector<URL> resourceContent = resources == information ? content : contentsOf(resources);
-    for (const char* language : {"en.lproj", "Base.lproj"}) {
-        if (const std::optional<Text> folder = itemNamed(language, resources, resourceContent))
-            bundle.localized_.push_back(stringsOf(itemNamed("InfoPlist.strings", *folder)));
+    const auto addStringsOf = [&](std::string_view language) {
+        const Text name = Text::concatenating({language, ".lproj"});
+        const std::optional<Text> folder = itemNamed(name, resources, resourceContent);
+        if (folder) bundle.localized_.push_back(stringsOf(itemNamed("InfoPlist.strings", *folder)));
+        return folder.has_value();
+    };
+    for (std::size_t index = 0; index < std::min(languages.size(), mostLanguages); ++index) {
+        const std::vector<std::string> names = folderNames(languages[index]);
+        (void)std::ranges::any_of(names, addStringsOf);
     }
+    addStringsOf("Base");
     return bundle;
 }
 

@@ -15,9 +15,12 @@ public:
     /// The bundle at `path`: any existing folder, or a link to one, is one, also without information. Empty for a plain
     /// file or a missing path. Blocks on the disk.
     [[nodiscard]] static std::optional<Bundle> open(const Text& path);
+    /// The same, localized for these languages, the preferred one first, rather than for the user's.
+    [[nodiscard]] static std::optional<Bundle> open(const Text& path, const std::vector<Text>& languages);
 
-    /// The value for a key of the information dictionary, where it is a string: from the strings of en.lproj, then of
-    /// Base.lproj, then from the dictionary itself, each key on its own.
+    /// The value for a key of the information dictionary, where it is a string: from the strings for the user's
+    /// languages in their order (for "de-AT" those of de-AT.lproj, else those of de.lproj), then of Base.lproj, then
+    /// from the dictionary itself, each key on its own.
     [[nodiscard]] std::optional<Text> string(const Text& forInfoDictionaryKey) const;
 
     /// "CFBundleIdentifier" of the dictionary itself, never localized; empty when it is no string.

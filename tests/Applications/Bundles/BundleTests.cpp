@@ -42,6 +42,38 @@ TEST_F(BundleTest, isAnyFolderButNoFile) {
     EXPECT_EQ(identifier("Missing.app"), "no bundle");
 }
 
+TEST_F(BundleTest, isLocalizedForTheFirstOfTheUsersLanguagesThatItHas) {
+    write("A.app/Contents/Info.plist", "{ CFBundleName = plain; CFBundleGetInfoString = plain; }");
+    const std::string resources = "A.app/Contents/Resources/";
+    write(resources + "de.lproj/InfoPlist.strings", "CFBundleName = deutsch;");
+    write(resources + "de-AT.lproj/Localizable.strings", "CFBundleName = none;");
+    write(resources + "pt_BR.lproj/InfoPlist.strings", "CFBundleName = brasileiro;");
+    write(resources + "zh-Hans.lproj/InfoPlist.strings", "CFBundleName = hans;");
+    write(resources + "en.lproj/InfoPlist.strings", "CFBundleName = english; CFBundleGetInfoString = english;");
+    struct Case {
+        std::vector<Text> languages;
+        const char* name;
+        const char* information;
+    };
+    const Case cases[] = {
+        {{"de-CH", "en"}, "deutsch", "english"},
+        {{"pt-BR", "de"}, "brasileiro", "plain"},
+        {{"zh-Hans-CN"}, "hans", "plain"},
+        {{"fr-FR", "en"}, "english", "english"},
+        // A folder that is there is the one, also without a name in it: the next language is asked then.
+        {{"de-AT", "en"}, "english", "english"},
+        {{"fr"}, "plain", "plain"},
+        {{}, "plain", "plain"},
+        {{"", "..", "/"}, "plain", "plain"},
+    };
+    for (const Case& each : cases) {
+        const auto bundle = Bundle::open(path("A.app"), each.languages);
+        ASSERT_TRUE(bundle);
+        EXPECT_EQ(bundle->string("CFBundleName"), each.name);
+        EXPECT_EQ(bundle->string("CFBundleGetInfoString"), each.information) << each.name;
+    }
+}
+
 TEST_F(BundleTest, readsItsInformationInEveryLayout) {
     write("A.app/Contents/Info.plist", "{ CFBundleIdentifier = contents; }");
     write("B.app/Resources/Info.plist", "{ CFBundleIdentifier = resources; }");

@@ -33,6 +33,8 @@ struct Functions {
     Boolean (*stringBytes)(Object, char*, Index, std::uint32_t) =
         library.function<Boolean(Object, char*, Index, std::uint32_t)>("CFStringGetCString");
 
+    Object (*languages)() = library.function<Object()>("CFLocaleCopyPreferredLanguages");
+
     [[nodiscard]] bool areComplete() const {
         return release != nullptr && typeOf != nullptr && arrayType != nullptr && dictionaryType != nullptr &&
                numberType != nullptr && stringType != nullptr && arrayCount != nullptr && arrayElement != nullptr &&
@@ -75,6 +77,11 @@ Object dictionaryValue(Object dictionary, const char* key) {
     if (!isDictionary(dictionary)) return nullptr;
     const Owned name{functions()->makeString(nullptr, key, utf8)};
     return name ? functions()->dictionaryValue(dictionary, name.get()) : nullptr;
+}
+
+Owned preferredLanguages() {
+    if (functions() == nullptr || functions()->languages == nullptr) return nullptr;
+    return Owned{functions()->languages()};
 }
 
 std::optional<double> number(Object object) {

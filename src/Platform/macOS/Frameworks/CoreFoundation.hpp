@@ -32,6 +32,10 @@ using Owned = std::unique_ptr<const void, Release>;
 /// dictionary.
 [[nodiscard]] Object dictionaryValue(Object dictionary, const char* key);
 
+/// An array of strings: the languages that the user has chosen, the preferred one first. Null when the system gives
+/// none.
+[[nodiscard]] Owned preferredLanguages();
+
 /// The value of a number as a double, and of a string as UTF-8; absent for other objects and for null.
 [[nodiscard]] std::optional<double> number(Object object);
 [[nodiscard]] std::optional<std::string> string(Object object);
