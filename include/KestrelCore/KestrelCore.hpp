@@ -54,6 +54,7 @@
 #include "KestrelCore/Model/SearchQuery.hpp"
 #include "KestrelCore/Platform/DesktopLocations.hpp"
 #include "KestrelCore/Platform/FileManager.hpp"
+#include "KestrelCore/Platform/UserPlaces.hpp"
 #include "KestrelCore/Reclaim/DuplicateComparison.hpp"
 #include "KestrelCore/Reclaim/DuplicateFinder.hpp"
 #include "KestrelCore/Reclaim/DuplicateGroup.hpp"

@@ -90,11 +90,20 @@ ApplicationInspector::ApplicationInspector(const ApplicationLocations& locations
 
 std::vector<ApplicationRecord> ApplicationInspector::installedApplications() const {
     const ApplicationLocations locations = locations_ ? *locations_ : currentLocations(*fileManager_);
+    return recordsAt(locations.applicationFolders, locations.libraryFolder);
+}
+
+std::vector<ApplicationRecord> ApplicationInspector::listedApplications() const {
+    const ApplicationLocations locations = locations_ ? *locations_ : currentLocations(*fileManager_);
+    return recordsAt(locations.applicationFolders, {});  // without a Library there are no residues
+}
+
+std::vector<ApplicationRecord> ApplicationInspector::recordsAt(const std::vector<Text>& folders,
+                                                               const Text& library) const {
     std::vector<ApplicationRecord> records;
-    for (const Text& folder : locations.applicationFolders) {
+    for (const Text& folder : folders) {
         for (const URL& entry : entriesOf(folder, *fileManager_)) {
-            if (auto record = recordOf(entry, locations.libraryFolder, *fileManager_))
-                records.push_back(std::move(*record));
+            if (auto record = recordOf(entry, library, *fileManager_)) records.push_back(std::move(*record));
         }
     }
     std::stable_sort(records.begin(), records.end(), [](const ApplicationRecord& a, const ApplicationRecord& b) {

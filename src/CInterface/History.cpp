@@ -5,7 +5,7 @@
 
 #include "KestrelCore/Base/Path.hpp"
 #include "KestrelCore/Base/URL.hpp"
-#include "KestrelCore/Platform/DesktopLocations.hpp"
+#include "KestrelCore/Platform/UserPlaces.hpp"
 
 #include <optional>
 #include <string>
@@ -22,7 +22,7 @@ struct kestrel_generations {
 
 namespace KestrelC {
 
-Text dataFolder() { return Path::appending(DesktopLocations::current().dataFolder, "kestrel"); }
+Text dataFolder() { return Path::appending(Text{UserPlaces::current().applicationData}, "kestrel"); }
 
 GenerationReader opened(const kestrel_history* history, std::int64_t number) {
     const SnapshotHistory& contents = *needed(history, "history").contents;

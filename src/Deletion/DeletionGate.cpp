@@ -3,6 +3,7 @@
 #include "Deletion/SafetyRules.hpp"
 #include "KestrelCore/Deletion/SafetyPolicy.hpp"
 #include "KestrelCore/Model/KestrelError.hpp"
+#include "KestrelCore/Platform/UserPlaces.hpp"
 #include "Model/KindOfItem.hpp"
 #include "Platform/FileStatus.hpp"
 #include "Platform/HomeDirectory.hpp"
@@ -48,7 +49,7 @@ DeletionGate::Places DeletionGate::places(const std::vector<ProtectedPlace>& hos
     // A home directory, or a trash, of another user of this machine counts where it exists: root may remove anything.
     for (const std::string& home : knownHomeDirectories()) {
         add({.path = home, .isOnlyIfThere = true}, systemVocabulary().neverRemoved);
-        add({.path = home + "/.local/share/Trash", .withContent = true, .isOnlyIfThere = true},
+        add({.path = UserPlaces::ofHome(home).trash, .withContent = true, .isOnlyIfThere = true},
             SafetyRules::protectedMessage);
     }
     places.firstOfHost = places.guarded.size();

@@ -2,6 +2,7 @@
 
 #include "KestrelCore/Base/Path.hpp"
 #include "KestrelCore/Platform/DesktopLocations.hpp"
+#include "KestrelCore/Platform/UserPlaces.hpp"
 
 namespace KestrelCore {
 
@@ -13,7 +14,7 @@ ReclaimPlaces ReclaimPlaces::ofThisProcess() {
             .data = locations.dataFolder,
             .state = locations.stateFolder,
             .library = Path::appending(locations.homeFolder, "Library"),
-            .trash = Path::appending(locations.dataFolder, "Trash")};
+            .trash = Text{UserPlaces::current().trash}};
 }
 
 ReclaimPlaces ReclaimPlaces::below(const Text& home) {
@@ -23,7 +24,7 @@ ReclaimPlaces ReclaimPlaces::below(const Text& home) {
             .data = Path::appending(home, ".local/share"),
             .state = Path::appending(home, ".local/state"),
             .library = Path::appending(home, "Library"),
-            .trash = Path::appending(home, ".local/share/Trash")};
+            .trash = Text{UserPlaces::ofHome(home.string()).trash}};
 }
 
 }  // namespace KestrelCore

@@ -35,11 +35,13 @@ protected:
         if (!information.empty()) write(name + "/Contents/Info.plist", information);
     }
 
-    std::vector<ApplicationRecord> applications() const {
+    ApplicationInspector inspector() const {
         const ApplicationLocations locations{.applicationFolders = {path("Applications"), path("home/Applications")},
                                              .libraryFolder = path("home/Library")};
-        return ApplicationInspector{locations, FileManager::standard()}.installedApplications();
+        return ApplicationInspector{locations, FileManager::standard()};
     }
+    std::vector<ApplicationRecord> applications() const { return inspector().installedApplications(); }
+    std::vector<ApplicationRecord> listedApplications() const { return inspector().listedApplications(); }
 
     std::vector<Text> names() const {
         std::vector<Text> names;
@@ -174,6 +176,19 @@ TEST_F(ApplicationInspectorTest, findsResiduesInTheirSevenPlacesInOrder) {
         EXPECT_TRUE(residue.selectedByDefault());
         EXPECT_EQ(residue.evidence, "Exact bundle identifier match: com.example.foo");
     }
+}
+
+TEST_F(ApplicationInspectorTest, listsTheSameApplicationsWithoutLookingForResidues) {
+    install("Applications/Foo.app", "{ CFBundleIdentifier = com.example.foo; CFBundleShortVersionString = 2; }");
+    install("home/Applications/Bar 2.app");
+    write("home/Library/Caches/com.example.foo/data");
+    const std::vector<ApplicationRecord> listed = listedApplications();
+    ASSERT_EQ(listed.size(), 2U);
+    EXPECT_EQ(listed[0].displayName, "Bar 2");
+    EXPECT_EQ(listed[1].bundleIdentifier, "com.example.foo");
+    EXPECT_EQ(listed[1].version, "2");
+    EXPECT_TRUE(listed[1].residues.empty());
+    EXPECT_FALSE(applications()[1].residues.empty());
 }
 
 TEST_F(ApplicationInspectorTest, anApplicationWithoutIdentifierHasNoResidues) {

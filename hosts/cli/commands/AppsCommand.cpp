@@ -10,6 +10,7 @@
 #include "KestrelCore/Applications/ApplicationInspector.hpp"
 #include "KestrelCore/Applications/ApplicationRemoval.hpp"
 #include "KestrelCore/Applications/DesktopApplicationInspector.hpp"
+#include "KestrelCore/Platform/DesktopLocations.hpp"
 
 #include <fmt/core.h>
 
@@ -34,10 +35,11 @@ namespace KestrelCLI {
 
 namespace {
 
-/// Both kinds. Either search reads many folders, so Ctrl-C is looked for between them.
+/// Both kinds, where the system has both. Either search reads many folders, so Ctrl-C is looked for between them.
 std::vector<ApplicationRecord> installedApplications() {
     std::vector<ApplicationRecord> applications = ApplicationInspector{}.installedApplications();
     Interruption::check();
+    if (!DesktopLocations::existHere()) return applications;
     std::vector<ApplicationRecord> desktop = DesktopApplicationInspector{}.installedApplications();
     std::move(desktop.begin(), desktop.end(), std::back_inserter(applications));
     Interruption::check();
@@ -48,6 +50,7 @@ std::vector<ApplicationRecord> installedApplications() {
 std::vector<ApplicationOrphan> allOrphans() {
     std::vector<ApplicationOrphan> orphans = ApplicationInspector{}.orphans();
     Interruption::check();
+    if (!DesktopLocations::existHere()) return orphans;
     std::vector<ApplicationOrphan> desktop = DesktopApplicationInspector{}.orphans();
     std::ranges::move(desktop, std::back_inserter(orphans));
     Interruption::check();

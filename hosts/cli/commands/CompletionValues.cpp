@@ -7,6 +7,7 @@
 #include "store/KnownReceipts.hpp"
 #include "store/Places.hpp"
 
+#include "KestrelCore/Applications/ApplicationInspector.hpp"
 #include "KestrelCore/Applications/ApplicationRecord.hpp"
 #include "KestrelCore/Applications/DesktopApplicationInspector.hpp"
 #include "KestrelCore/Base/Date.hpp"
@@ -14,6 +15,7 @@
 #include "KestrelCore/Base/URL.hpp"
 #include "KestrelCore/Deletion/TrashReceipts.hpp"
 #include "KestrelCore/Metrics/SystemMetrics.hpp"
+#include "KestrelCore/Platform/DesktopLocations.hpp"
 #include "KestrelCore/Reclaim/ReclaimCatalogue.hpp"
 #include "KestrelCore/Storage/SnapshotHistory.hpp"
 
@@ -23,6 +25,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <map>
 #include <set>
 
@@ -134,7 +137,10 @@ Words userWords() {
 Words applicationWords() {
     Words words;
     std::set<std::string> names;
-    for (const ApplicationRecord& each : DesktopApplicationInspector{}.listedApplications()) {
+    std::vector<ApplicationRecord> applications = ApplicationInspector{}.listedApplications();
+    if (DesktopLocations::existHere())
+        std::ranges::move(DesktopApplicationInspector{}.listedApplications(), std::back_inserter(applications));
+    for (const ApplicationRecord& each : applications) {
         if (names.insert(each.displayName.string()).second)
             words.push_back({each.displayName.string(), each.bundleIdentifier.value_or(Text{}).string()});
     }

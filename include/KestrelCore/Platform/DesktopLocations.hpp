@@ -18,6 +18,10 @@ struct KESTRELCORE_EXPORT DesktopLocations {
     std::vector<Text> flatpakInstallations;  ///< the user's first
     Text locale;                             ///< of messages, such as "de_DE.UTF-8@euro"; empty or "C" for none
 
+    /// Whether the system that this library was built for has desktops of this kind. Where it has none, `current` says
+    /// where programs that follow these rules all the same keep things. Never changes.
+    [[nodiscard]] static bool existHere();
+
     /// As the environment of this process says, with the standard places for what it leaves out; a variable that should
     /// be an absolute path and is not counts as left out. Read at each call: no other thread may change the environment
     /// meanwhile. Throws `PlatformError` where the home directory or a folder of the user's own that a variable names
