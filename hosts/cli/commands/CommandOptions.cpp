@@ -63,7 +63,11 @@ template CommandOption CommandOptions::value(const std::string&, std::optional<s
 template CommandOption CommandOptions::value(const std::string&, std::optional<int>&, const std::string&) const;
 template CommandOption CommandOptions::value(const std::string&, std::optional<std::int64_t>&,
                                              const std::string&) const;
-template CommandOption CommandOptions::value(const std::string&, std::optional<std::size_t>&, const std::string&) const;
+// std::size_t and std::uint64_t: the same of these on one system, one of each on another.
+template CommandOption CommandOptions::value(const std::string&, std::optional<unsigned long>&,
+                                             const std::string&) const;
+template CommandOption CommandOptions::value(const std::string&, std::optional<unsigned long long>&,
+                                             const std::string&) const;
 template CommandOption CommandOptions::value(const std::string&, std::vector<std::string>&, const std::string&) const;
 template CommandOption CommandOptions::value(const std::string&, std::vector<std::int64_t>&, const std::string&) const;
 
