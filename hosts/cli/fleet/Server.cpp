@@ -108,6 +108,8 @@ private:
     static int onProgress(void* state, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent);
     void takeBody(std::string_view bytes);
 
+    bool hasFailed_ = false;  ///< the request before this one
+
     // Of the request that runs.
     const Request* request_ = nullptr;
     std::array<char, CURL_ERROR_SIZE> error_{};
@@ -143,6 +145,11 @@ void Server::State::prepare(const Request& request, curl_slist* headers) {
     set(CURLOPT_CONNECTTIMEOUT, static_cast<long>(settings.patience.count()));
     set(CURLOPT_TCP_KEEPALIVE, 1L);
     set(CURLOPT_HTTPHEADER, headers);
+    // A connection that breaks before a word of the answer makes libcurl send the request once more on another, where
+    // it was an old one: it could have died of age. But the server may have done what was asked, and would do it twice.
+    // And a server that refuses a request may not have read it to its end, which it would take for the next one.
+    if (request.take == nullptr || hasFailed_) set(CURLOPT_FRESH_CONNECT, 1L);
+    hasFailed_ = true;
     if (request.form != nullptr) {
         set(CURLOPT_MIMEPOST, request.form);
     } else {
@@ -195,6 +202,7 @@ void Server::State::judge(CURLcode code) {
     if (status >= 300 && status < 400) fail(words().ofRedirect());
     if (!isGood) fail(words().ofAnswer(status, words_));
     if (!hasEnd_ || !pending_.empty()) fail(words().ofEnd());
+    hasFailed_ = false;
 }
 
 ServerWords Server::State::words() const { return ServerWords{settings.address, settings.credentials}; }
@@ -266,21 +274,22 @@ void Server::stream(const std::string& sql, const std::vector<std::string>& term
     text.replace(text.find(place), place.size(), fmt::format("toUInt64({}) AS mark,", number));
     text += " FORMAT RowBinary";
 
-    const std::unique_ptr<curl_mime, decltype(&curl_mime_free)> form{curl_mime_init(state_->curl), &curl_mime_free};
-    const auto addPart = [&](const char* name, std::string_view bytes) {
-        curl_mimepart* const part = curl_mime_addpart(form.get());
-        curl_mime_name(part, name);
-        curl_mime_data(part, bytes.data(), bytes.size());
-        return part;
-    };
-    addPart("query", text);
     const std::string rows = termRows(terms);
-    if (!terms.empty()) {
-        curl_mimepart* const part = addPart("terms", rows);
-        curl_mime_filename(part, "terms");
-        curl_mime_type(part, "application/octet-stream");
-    }
     const auto ask = [&] {
+        // A form can be sent once.
+        const std::unique_ptr<curl_mime, decltype(&curl_mime_free)> form{curl_mime_init(state_->curl), &curl_mime_free};
+        const auto addPart = [&](const char* name, std::string_view bytes) {
+            curl_mimepart* const part = curl_mime_addpart(form.get());
+            curl_mime_name(part, name);
+            curl_mime_data(part, bytes.data(), bytes.size());
+            return part;
+        };
+        addPart("query", text);
+        if (!terms.empty()) {
+            curl_mimepart* const part = addPart("terms", rows);
+            curl_mime_filename(part, "terms");
+            curl_mime_type(part, "application/octet-stream");
+        }
         // The answer waits for its end, so that what goes wrong on the way has a status.
         std::string parameters = "&wait_end_of_query=1";
         if (state_->asksForProgress) parameters += "&send_progress_in_http_headers=1";

@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t mostBytes = 400;
 
 // The server's numbers for what happens to somebody who did nothing wrong.
-constexpr std::array refusals{192, 193, 194, 497, 516};
+constexpr std::array refusals{164, 192, 193, 194, 497, 516};
 constexpr int noSpace = 243;
 constexpr int noSuchTable = 60;
 constexpr int noSuchDatabase = 81;
