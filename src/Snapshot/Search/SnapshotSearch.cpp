@@ -5,6 +5,7 @@
 #include "KestrelCore/Snapshot/ScanSnapshot.hpp"
 #include "Snapshot/Search/MatchedBytes.hpp"
 #include "Snapshot/Search/ParallelBlocks.hpp"
+#include "Snapshot/Search/QueryFolding.hpp"
 #include "Snapshot/Search/SearchIndex.hpp"
 #include "Snapshot/SnapshotContents.hpp"
 
@@ -122,8 +123,8 @@ void SnapshotSearch::narrowBounds() {
 }
 
 void SnapshotSearch::addWordFilters() {
-    for (const Text& word : settings_.filter.wordsInPath) wantedPatterns_.push_back(add(word.folded()).number);
-    for (const Text& word : settings_.filter.wordsNotInPath) unwantedPatterns_.push_back(add(word.folded()).number);
+    for (const Text& word : settings_.filter.wordsInPath) wantedPatterns_.push_back(add(foldedQuery(word)).number);
+    for (const Text& word : settings_.filter.wordsNotInPath) unwantedPatterns_.push_back(add(foldedQuery(word)).number);
 }
 
 void SnapshotSearch::addTerms() {

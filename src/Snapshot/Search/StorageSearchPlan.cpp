@@ -1,6 +1,7 @@
 #include "Snapshot/Search/StorageSearchPlan.hpp"
 
 #include "Base/DecimalText.hpp"
+#include "Snapshot/Search/QueryFolding.hpp"
 
 #include <algorithm>
 #include <array>
@@ -196,7 +197,7 @@ StorageSearchPlan::StorageSearchPlan(const SearchQuery& query, Date now) {
     kinds = query.kinds;
     minimumBytes = query.minimumBytes;
     modifiedAfter = query.modifiedAfter;
-    for (const Text& token : query.text.folded().splitAtWhiteSpace()) add(token, now);
+    for (const Text& token : foldedQuery(query.text).splitAtWhiteSpace()) add(token, now);
 }
 
 void StorageSearchPlan::add(const Text& token, Date now) {
