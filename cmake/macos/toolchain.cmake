@@ -9,6 +9,8 @@ set(CMAKE_CXX_COMPILER_TARGET ${KESTREL_MACOS_PROCESSOR}-macos.13.0)
 # Said here, since the linker does not take the option with which CMake would ask.
 set(CMAKE_CXX_ABI_COMPILED TRUE)
 set(CMAKE_SIZEOF_VOID_P 8)
+# Questions to the compiler need no linker, whose first call for a processor builds the standard library for it.
+set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
 set(CMAKE_AR ${KESTREL_MACOS}/bin/ar)
 set(CMAKE_RANLIB ${KESTREL_MACOS}/bin/ranlib)
 set(CMAKE_INSTALL_NAME_TOOL true)  # asked for by CMake; nothing is installed
