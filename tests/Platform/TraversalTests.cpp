@@ -232,7 +232,7 @@ protected:
     const Lines gone_{"1 unreadable victim 2", "0 end " + root_};
 };
 
-INSTANTIATE_TEST_SUITE_P(Walkers, ChangingTree, testing::ValuesIn(walkers), nameOf);
+INSTANTIATE_TEST_SUITE_P(Walkers, ChangingTree, testing::Values(walkers[0], walkers[1]), nameOf);
 
 TEST_P(ChangingTree, reportsAFolderThatVanished) {
     EXPECT_EQ(after("victim", [&] { std::filesystem::remove_all(victim_); }), gone_);

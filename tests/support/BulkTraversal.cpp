@@ -1,21 +1,24 @@
 #include "support/BulkTraversal.hpp"
 
+#include "Platform/POSIX/FileDescriptor.hpp"
 #include "Platform/POSIX/Walk/FolderWalk.hpp"
 #include "Platform/POSIX/Walk/StatusAt.hpp"
 #include "Platform/macOS/Walk/Portable/BulkFolders.hpp"
 #include "Platform/macOS/Walk/Portable/VolumeCrossing.hpp"
 
-#include <array>
 #include <cerrno>
-#include <cstddef>
-#include <cstring>
 #include <dirent.h>
+#include <fcntl.h>
 #include <string_view>
+#include <unistd.h>
 #include <utility>
 
 namespace KestrelCore {
 
 namespace {
+
+/// Their records fit into the buffer with the longest names.
+constexpr int mostAtOnce = 150;
 
 class MadeFolders final : public BulkFolders {
 public:
@@ -27,27 +30,28 @@ private:
             errno = ENOTSUP;
             return -1;
         }
+        // The place of the descriptor is the number of names that were given, so that anybody can go on.
+        const off_t given = ::lseek(folder, 0, SEEK_CUR);
+        if (given < 0 || ::lseek(folder, 0, SEEK_SET) != 0) return -1;
         std::string records;
         int count = 0;
-        // A small piece of the listing, so that its records fit; one that holds only "." and ".." is no end.
-        while (count == 0) {
-            alignas(dirent64) std::array<char, 4096> names;
-            const ssize_t got = getdents64(folder, names.data(), names.size());
-            if (got <= 0) return static_cast<int>(got);
-            for (std::size_t offset = 0; offset < static_cast<std::size_t>(got);) {
-                dirent64 entry;
-                std::memcpy(&entry, names.data() + offset, offsetof(dirent64, d_name));
-                const char* name = names.data() + offset + offsetof(dirent64, d_name);
-                offset += entry.d_reclen;
-                if (name == std::string_view{"."} || name == std::string_view{".."}) continue;
-                records += record(folder, name);
+        {
+            const auto close = [](DIR* stream) { ::closedir(stream); };
+            FileDescriptor own{::fcntl(folder, F_DUPFD_CLOEXEC, 0)};
+            const std::unique_ptr<DIR, decltype(close)> stream{own.isOpen() ? ::fdopendir(own.get()) : nullptr, close};
+            if (stream == nullptr) return -1;
+            (void)own.release();
+            off_t index = 0;
+            errno = 0;
+            while (const dirent* entry = count < mostAtOnce ? ::readdir(stream.get()) : nullptr) {
+                const std::string_view name{entry->d_name};
+                if (name == "." || name == ".." || index++ < given) continue;
+                records += record(folder, entry->d_name);
                 ++count;
             }
+            if (count == 0 && errno != 0) return -1;
         }
-        if (records.size() > buffer.size()) {
-            errno = ERANGE;
-            return -1;
-        }
+        if (records.size() > buffer.size() || ::lseek(folder, given + count, SEEK_SET) < 0) return -1;
         records.copy(buffer.data(), records.size());
         return count;
     }

@@ -1,5 +1,7 @@
 #include "support/FtsTraversal.hpp"
 
+#include "Platform/POSIX/StatusTimes.hpp"
+
 #include <cerrno>
 #include <fts.h>
 #include <string>
@@ -82,9 +84,14 @@ private:
         status_.links = found.st_nlink;
         status_.size = found.st_size;
         status_.allocatedBytes = found.st_blocks * 512;
-        status_.modifiedSeconds = found.st_mtim.tv_sec;
-        status_.modifiedNanoseconds = static_cast<std::uint32_t>(found.st_mtim.tv_nsec);
+        status_.modifiedSeconds = modificationTime(found).tv_sec;
+        status_.modifiedNanoseconds = static_cast<std::uint32_t>(modificationTime(found).tv_nsec);
         status_.type = typeOf(found.st_mode);
+#ifdef __APPLE__
+        status_.device = static_cast<std::uint32_t>(found.st_dev);
+        status_.isUserHidden = (found.st_flags & UF_HIDDEN) != 0;
+        status_.isDataless = (found.st_flags & SF_DATALESS) != 0;
+#endif
     }
 
     std::string root_;
