@@ -1,6 +1,7 @@
 #include "Platform/POSIX/LocalFileManager.hpp"
 #include "Platform/POSIX/Removal/ItemCalls.hpp"
-#include "Platform/macOS/Trash/Trash.hpp"
+#include "Platform/macOS/Frameworks/Foundation.hpp"
+#include "Platform/macOS/Trash/Portable/FoundationTrash.hpp"
 
 namespace KestrelCore {
 namespace {
@@ -9,7 +10,7 @@ class StandardFileManager final : public LocalFileManager {
 public:
     std::optional<URL> trashItem(const URL& url, const std::optional<ExpectedItem>& expected,
                                  const CancellationToken& cancellation) override {
-        return moveToTrash(url, expected, cancellation);
+        return moveToTrashThroughFoundation(url, expected, moveByFoundation, cancellation);
     }
 
 protected:

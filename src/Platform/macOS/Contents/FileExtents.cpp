@@ -25,8 +25,8 @@ namespace {
 static_assert(privateSizeAttribute == ATTR_CMNEXT_PRIVATESIZE);
 static_assert(privateSizeAnswerBytes == 4 + sizeof(attribute_set_t) + sizeof(off_t));
 
-/// More pieces than this tell no more; a file can be torn into millions.
-constexpr std::size_t mostRuns = 65'536;
+/// A file can be torn into more pieces than anybody wants to hear of.
+constexpr std::size_t mostRuns = std::size_t{1} << 20;
 
 /// The piece at `offset`, of at most `bytes` bytes; empty where the file system does not tell.
 std::optional<PlacedRun> runAt(int descriptor, std::int64_t offset, std::int64_t bytes) {
@@ -60,11 +60,11 @@ std::optional<FileExtents> fileExtents(const ContentFile& file) {
     const auto state = file.state();
     if (!own || !state) return std::nullopt;
     std::vector<PlacedRun> runs;
-    for (std::int64_t offset = 0; offset < state->bytes && runs.size() < mostRuns;) {
+    for (std::int64_t offset = 0; offset < state->bytes;) {
         offset = file.nextData(offset);
         if (offset >= state->bytes) break;
         const auto run = runAt(file.descriptor(), offset, std::min(file.nextHole(offset), state->bytes) - offset);
-        if (!run) return std::nullopt;
+        if (!run || runs.size() == mostRuns) return std::nullopt;
         runs.push_back(*run);
         offset += run->bytes;
     }

@@ -56,7 +56,7 @@ FoundationError errorOf(Object error, int depth = 0) {
 
 }  // namespace
 
-std::optional<TrashAnswer> moveToTrashByFoundation(const std::string& path, bool isFolder) {
+std::optional<TrashAnswer> moveByFoundation(const std::string& path, bool isFolder) {
     const ObjectiveC::AutoreleasePool pool;
     const Object manager = send<Object>(ObjectiveC::classNamed("NSFileManager"), "defaultManager");
     const Object url = send<Object>(ObjectiveC::classNamed("NSURL"),

@@ -1,10 +1,10 @@
-#include "Platform/macOS/Trash/Trash.hpp"
+#include "Platform/macOS/Trash/Portable/FoundationTrash.hpp"
 
 #include "Platform/POSIX/Removal/ItemLocation.hpp"
 #include "Platform/POSIX/Removal/SureRename.hpp"
 #include "Platform/POSIX/Removal/TrashStanding.hpp"
+#include "Platform/POSIX/StatusIdentity.hpp"
 #include "Platform/POSIX/Walk/FolderOnMount.hpp"
-#include "Platform/macOS/Frameworks/Foundation.hpp"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -22,11 +22,17 @@ PlatformError failure(const ItemLocation& item, int errorNumber) {
     return itemError(FileOperation::trash, item, errorNumber);
 }
 
-/// Where the item stands, by the way that does not depend on links.
-std::string placeOf(const ItemLocation& item) {
+/// The folder of the item, by the way that does not depend on links.
+std::string folderOf(const ItemLocation& item) {
     const std::string otherwise = item.path.substr(0, item.path.size() - item.name.size() - 1);
-    const std::string folder = pathOfDescriptor(item.folder.get(), otherwise);
-    return (folder == "/" ? "" : folder) + "/" + item.name;
+    return pathOfDescriptor(item.folder.get(), otherwise.empty() ? "/" : otherwise);
+}
+
+/// Whether that path still leads to the folder of the item.
+bool leadsToFolder(const std::string& path, const ItemLocation& item) {
+    const FileDescriptor folder = openFolderToPass(AT_FDCWD, path);
+    struct stat status {};
+    return folder.isOpen() && ::fstat(folder.get(), &status) == 0 && identityOf(status) == item.ancestors.back();
 }
 
 struct stat expectedStatus(const ItemLocation& item, const std::optional<ExpectedItem>& expected) {
@@ -36,9 +42,11 @@ struct stat expectedStatus(const ItemLocation& item, const std::optional<Expecte
     return *status;
 }
 
-/// Throws when what came to `place` is another item than `status` tells, and gives that its own place back. A trash
+/// Throws when what came from the folder at `origin` to `place` is another item than `status` tells, and puts that
+/// back, unless somebody exchanged a folder on the way: then it came from who knows where, and Finder can tell. A trash
 /// that this process may not look into tells nothing against it.
-void compareInTrash(const ItemLocation& item, const struct stat& status, const std::string& place) {
+void compareInTrash(const ItemLocation& item, const struct stat& status, const std::string& origin,
+                    const std::string& place) {
     const std::size_t slash = place.rfind('/');
     if (slash == std::string::npos || slash + 1 == place.size()) return;
     const std::string name = place.substr(slash + 1);
@@ -46,15 +54,16 @@ void compareInTrash(const ItemLocation& item, const struct stat& status, const s
     if (!folder.isOpen()) return;
     const auto found = statusIn(folder.get(), name);
     if (!found || asExpected(*found) == asExpected(status)) return;
-    if (renameSurely(folder.get(), name, item.folder.get(), item.name, asExpected(*found)) != 0)
+    if (!leadsToFolder(origin, item) ||
+        renameSurely(folder.get(), name, item.folder.get(), item.name, asExpected(*found)) != 0)
         throw withSentence(changedItemError(), "What took its place is in the trash.");
     throw changedItemError();
 }
 
 }  // namespace
 
-std::optional<URL> moveToTrash(const URL& url, const std::optional<ExpectedItem>& expected,
-                               const CancellationToken& cancellation) {
+std::optional<URL> moveToTrashThroughFoundation(const URL& url, const std::optional<ExpectedItem>& expected,
+                                                const FoundationMove& move, const CancellationToken& cancellation) {
     const ItemLocation item = locateItem(url, FileOperation::trash);
     struct stat status = expectedStatus(item, expected);
     const auto standing = standingToTrash(item);
@@ -71,13 +80,13 @@ std::optional<URL> moveToTrash(const URL& url, const std::optional<ExpectedItem>
     }
     if (cancellation.isCancelled()) throw failure(item, ECANCELED);
 
-    const std::string place = placeOf(item);
+    const std::string origin = folderOf(item);
     status = expectedStatus(item, asExpected(status));
-    const auto answer = moveToTrashByFoundation(place, isFolder);
+    const auto answer = move((origin == "/" ? "" : origin) + "/" + item.name, isFolder);
     if (!answer) throw failure(item, ENOTSUP);
     if (answer->error) throw trashError(*answer->error, item.text());
     if (!answer->place) return std::nullopt;
-    compareInTrash(item, status, *answer->place);
+    compareInTrash(item, status, origin, *answer->place);
     return URL::fromPath(*answer->place, isFolder);
 }
 
