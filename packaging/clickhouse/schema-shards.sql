@@ -5,14 +5,13 @@
 --     clickhouse-client --query 'CREATE DATABASE kestrel'
 --     clickhouse-client --database=kestrel --multiquery < schema-shards.sql
 --
+-- Old releases, 18.16 among them, want --allow_experimental_low_cardinality_type=1 as well; current ones don’t know it.
+--
 -- A database of another name is to be written into the tables below as well, each time as the second of the words behind
 -- `Distributed`.
 --
 -- Each NAME_local holds what lies on this server, NAME is all of it. What is there no more is cleared by tidy.sql, on
 -- every server now and then: through a distributed table nothing can be deleted.
-
--- A type of column that 18.16 takes only when asked; later releases take it anyway.
-SET allow_experimental_low_cardinality_type = 1;
 
 -- A line for each publication, written when all its rows are there: rows without one don't count. The newest line of a
 -- host, volume and root holds; a volume may be published in parts, whose roots don't lie in each other.

@@ -3,10 +3,9 @@
 --     clickhouse-client --query 'CREATE DATABASE kestrel'
 --     clickhouse-client --database=kestrel --multiquery < schema.sql
 --
+-- Old releases, 18.16 among them, want --allow_experimental_low_cardinality_type=1 as well; current ones don’t know it.
+--
 -- Only what releases from 18.16 on take. Run again it changes nothing.
-
--- A type of column that 18.16 takes only when asked; later releases take it anyway.
-SET allow_experimental_low_cardinality_type = 1;
 
 -- A line for each publication, written when all its rows are there: rows without one don't count. The newest line of a
 -- host, volume and root holds; a volume may be published in parts, whose roots don't lie in each other.

@@ -152,7 +152,8 @@ class FileRows {
 public:
     FileRows(const RecordStorage& storage, const PublicationKey& key, Batches& batches)
         : storage_{storage}, batches_{batches}, key_{spelled(key)}, links_{storage}, folders_{storage} {
-        for (const Text& each : storage.extensions()) extensions_.push_back({spelled(each.view()), each.isASCII()});
+        for (const Text& each : storage.extensions())
+            extensions_.push_back({spelled(each.normalized().view()), each.isASCII()});
     }
 
     void write(std::size_t index) {
@@ -220,7 +221,7 @@ private:
         bytes.text(path.name);
         bytes.text((flags & hasLabel) != 0 ? label : std::string_view{});
         bytes.text((flags & parentIsElsewhere) != 0 ? parent->view() : std::string_view{});
-        bytes.text(extension);
+        out += extensions_[row.extension].bytes;
         writeValues(row, flags);
         const auto textClass = (flags & (hasLabel | nameIsPath)) != 0 || path_ == "/"
                                    ? SearchKeys::TextClass::odd

@@ -112,7 +112,8 @@ class Store:
         quoted = database.replace("\\", "\\\\").replace("`", "\\`")
         self.sql(f"CREATE DATABASE IF NOT EXISTS `{quoted}`", database="default")
         with open(SCHEMAS / name, "rb") as statements:
-            subprocess.run(["clickhouse-client", "--host=127.0.0.1", f"--port={self.tcp}", f"--database={database}", "--multiquery"],
+            subprocess.run(["clickhouse-client", "--host=127.0.0.1", f"--port={self.tcp}", f"--database={database}", "--multiquery",
+                            "--allow_experimental_low_cardinality_type=1"],
                            stdin=statements, check=True, timeout=60, cwd=self.folder, env={**os.environ, "HOME": str(self.folder)})
 
     def settle(self):

@@ -41,9 +41,11 @@ std::string littleEndian(std::uint64_t number) {
 /// The table `terms` in the server's binary form: a number and a text each.
 std::string termRows(const std::vector<std::string>& terms) {
     std::string rows;
-    std::uint8_t number = 0;
+    std::uint16_t number = 0;
     for (const std::string& term : terms) {
-        rows += static_cast<char>(number++);
+        rows += static_cast<char>(number & 0xFFU);
+        rows += static_cast<char>(number >> 8U);
+        ++number;
         std::size_t length = term.size();
         for (; length > 127; length >>= 7U) rows += static_cast<char>((length & 127U) | 128U);
         rows += static_cast<char>(length);
@@ -293,7 +295,7 @@ void Server::stream(const std::string& sql, const std::vector<std::string>& term
         // The answer waits for its end, so that what goes wrong on the way has a status.
         std::string parameters = "&wait_end_of_query=1";
         if (state_->asksForProgress) parameters += "&send_progress_in_http_headers=1";
-        if (!terms.empty()) parameters += "&terms_structure=i%20UInt8,%20v%20String&terms_format=RowBinary";
+        if (!terms.empty()) parameters += "&terms_structure=i%20UInt16,%20v%20String&terms_format=RowBinary";
         state_->perform({.parameters = parameters,
                          .body = {},
                          .form = form.get(),
