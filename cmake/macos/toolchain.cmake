@@ -1,11 +1,10 @@
-# Builds for macOS on Linux, with zig as compiler and linker and the headers of this machine's libraries. For
+# Builds for macOS on Linux, with Clang as compiler, zig as linker, and the headers of this machine's libraries. For
 # scripts/check-macos, which names its folder of tools and headers in KESTREL_MACOS and the processor in
 # KESTREL_MACOS_PROCESSOR. What the libraries would define stays undefined in what is linked, and the script reads that.
 set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES KESTREL_MACOS KESTREL_MACOS_PROCESSOR)
 set(CMAKE_SYSTEM_NAME Darwin)
 set(CMAKE_SYSTEM_PROCESSOR ${KESTREL_MACOS_PROCESSOR})
-set(CMAKE_CXX_COMPILER ${KESTREL_MACOS}/bin/c++)
-set(CMAKE_CXX_COMPILER_TARGET ${KESTREL_MACOS_PROCESSOR}-macos.13.0)
+set(CMAKE_CXX_COMPILER ${KESTREL_MACOS}/bin/${KESTREL_MACOS_PROCESSOR}-c++)
 # Said here, since the linker does not take the option with which CMake would ask.
 set(CMAKE_CXX_ABI_COMPILED TRUE)
 set(CMAKE_SIZEOF_VOID_P 8)
@@ -15,7 +14,8 @@ set(CMAKE_AR ${KESTREL_MACOS}/bin/ar)
 set(CMAKE_RANLIB ${KESTREL_MACOS}/bin/ranlib)
 set(CMAKE_INSTALL_NAME_TOOL true)  # asked for by CMake; nothing is installed
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "-undefined dynamic_lookup")
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-undefined dynamic_lookup")
+# Only a library may leave something undefined, so the program is linked as one.
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-undefined dynamic_lookup -dynamiclib")
 
 # The libraries, as find_package finds them: headers only.
 set(CMAKE_FIND_PACKAGE_PREFER_CONFIG ON)

@@ -118,7 +118,7 @@ struct SplitPath {
 /// How many names lead to a file.
 class LinkCounts {
 public:
-    explicit LinkCounts(const RecordStorage& storage) : storage_{storage} {
+    explicit LinkCounts(const RecordStorage& storage) {
         for (std::size_t i = 0; i < storage.size(); ++i) {
             const RecordStorage::Row& row = storage.row(i);
             if (row.isHardLinkDuplicate == 0) continue;
@@ -144,7 +144,6 @@ private:
             return static_cast<std::size_t>((identity.inode ^ identity.device << 32U) * 0x9E3779B97F4A7C15U);
         }
     };
-    const RecordStorage& storage_;
     boost::unordered_flat_map<FileIdentity, std::uint32_t, Hash> counts_;
 };
 
