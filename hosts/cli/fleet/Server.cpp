@@ -228,7 +228,7 @@ std::size_t Server::State::onBody(const char* data, std::size_t size, std::size_
     } catch (...) {
         // No exception may pass through libcurl.
         self.failure_ = std::current_exception();
-        return bytes.size() == 0 ? 1 : 0;
+        return bytes.empty() ? 1 : 0;
     }
     return bytes.size();
 }
