@@ -259,6 +259,26 @@ std::optional<Text> Suggestions::objection(const SuggestedItem& item, const Sugg
     return std::move(objections({&item, 1}, settings).front());
 }
 
+void Suggestions::leaveOutObjections(const SuggestionSettings& settings) {
+    for (SuggestionGroup& group : groups) {
+        const auto found = objections(group.items, settings);
+        std::vector<SuggestedItem> kept;
+        for (std::size_t i = 0; i < group.items.size(); ++i) {
+            SuggestedItem& item = group.items[i];
+            if (!found[i]) {
+                kept.push_back(std::move(item));
+                continue;
+            }
+            group.itemCount -= 1;
+            group.itemsBelow -= item.itemsBelow;
+            group.freedBytes -= item.freedBytes;
+            freedBytes -= item.freedBytes;
+        }
+        group.items = std::move(kept);
+    }
+    std::erase_if(groups, [](const SuggestionGroup& group) { return group.itemCount == 0; });
+}
+
 std::int64_t Suggestions::bytesOf(ReclaimCertainty certainty) const {
     std::int64_t sum = 0;
     for (const SuggestionGroup& group : groups) {

@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <map>
 #include <string>
 #include <vector>
@@ -205,6 +207,33 @@ TEST_F(SuggestionsTest, neverTakesWhatARepositoryAboveTracks) {
     EXPECT_EQ(objections[0],
               Text{home / "p/a/build" + " is tracked by the repository " + home / "p" + ", or holds what is."});
     EXPECT_EQ(objections[1], std::nullopt);
+    // Left out of a list, it counts for nothing.
+    Suggestions after = before;
+    after.leaveOutObjections(settings_);
+    ASSERT_EQ(after.groups.size(), 2U);
+    ASSERT_EQ(after.groups.at(0).items.size(), 1U);
+    EXPECT_EQ(after.groups.at(0).items.front().record.path(), Text{home / "q/build"});
+    EXPECT_EQ(after.groups.at(0).itemCount, 1);
+    EXPECT_EQ(after.groups.at(0).itemsBelow, 1);
+    EXPECT_EQ(after.groups.at(0).freedBytes, 10);
+    EXPECT_EQ(after.freedBytes, before.freedBytes - 10);
+    testing::git(home / "p", "add b.log");
+    after.leaveOutObjections(settings_);
+    ASSERT_EQ(after.groups.size(), 1U);
+    EXPECT_EQ(after.freedBytes, 10);
+}
+
+TEST_F(SuggestionsTest, whatWasThrownAwayIsKeptByNoRepositoryAround) {
+    add("t", "places = [\"$TRASH\"]\n");
+    const TemporaryFolder home;
+    settings_.places = ReclaimPlaces::below(Text{home.path()});
+    const std::string thrown = settings_.places.trash.string() + "/files/thrown";
+    std::filesystem::create_directories(thrown);
+    std::ofstream{thrown + "/w"} << "content";
+    testing::git(home.path(), "init -q && git add .");
+    const Suggestions all = of({{.path = thrown + "/w", .bytes = 10}});
+    ASSERT_EQ(all.groups.size(), 1U);
+    EXPECT_EQ(Suggestions::objection(all.groups.front().items.front(), settings_), std::nullopt);
 }
 
 TEST_F(SuggestionsTest, neverLooksIntoOtherPeoplesHomes) {

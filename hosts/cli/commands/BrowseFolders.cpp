@@ -46,27 +46,6 @@ PictureItem pictureItem(const FileRecord& record, std::optional<std::int64_t> ch
     return item;
 }
 
-/// What only the disk tells to have to stay is no suggestion here.
-void leaveOutObjections(Suggestions& suggestions, const SuggestionSettings& settings) {
-    for (SuggestionGroup& group : suggestions.groups) {
-        const auto objections = Suggestions::objections(group.items, settings);
-        std::vector<SuggestedItem> kept;
-        for (std::size_t i = 0; i < group.items.size(); ++i) {
-            SuggestedItem& item = group.items[i];
-            if (!objections[i]) {
-                kept.push_back(std::move(item));
-                continue;
-            }
-            group.itemCount -= 1;
-            group.itemsBelow -= item.itemsBelow;
-            group.freedBytes -= item.freedBytes;
-            suggestions.freedBytes -= item.freedBytes;
-        }
-        group.items = std::move(kept);
-    }
-    std::erase_if(suggestions.groups, [](const SuggestionGroup& group) { return group.itemCount == 0; });
-}
-
 /// Ends a sort that nobody waits for any more.
 struct Overtaken {};
 
@@ -240,7 +219,7 @@ std::shared_ptr<const Suggestions> BrowseFolders::suggestions(const Text& path,
     if (!holdsHome) settings.folder = path;
     auto suggestions = scan_->suggestions(ReclaimCatalogue::standard(), settings);
     if (!suggestions) return nullptr;
-    leaveOutObjections(*suggestions, settings);
+    suggestions->leaveOutObjections(settings);
     return std::make_shared<const Suggestions>(std::move(*suggestions));
 }
 

@@ -63,6 +63,9 @@ struct KESTRELCORE_EXPORT Suggestions {
                                                                      const SuggestionSettings& settings);
     /// Of one item. Many are better asked together: each call reads the repositories around them once.
     [[nodiscard]] static std::optional<Text> objection(const SuggestedItem& item, const SuggestionSettings& settings);
+    /// Takes out the items that an objection speaks against, and what they count for; of a group only those that it
+    /// names. What is asked then is the disk, for each item: for lists that somebody chooses from.
+    void leaveOutObjections(const SuggestionSettings& settings);
 };
 
 }  // namespace KestrelCore
