@@ -145,13 +145,10 @@ ExitCode publish(const Session& session, const PublishOptions& options, const Op
         rows = publication.send(
             scan.snapshot(), suggestions,
             [&](std::int64_t sent, std::int64_t all) {
-                line.show(
-                    [&](std::size_t columns) {
-                        return session.shortened(
-                            fmt::format("{} rows sent of {}", ByteFormat::count(sent), ByteFormat::count(all)),
-                            columns);
-                    },
-                    ProgressLine::Clock::now());
+                std::string text = fmt::format("{} rows sent", ByteFormat::count(sent));
+                if (all > 0) text += fmt::format(" of {}", ByteFormat::count(all));
+                line.show([&](std::size_t columns) { return session.shortened(text, columns); },
+                          ProgressLine::Clock::now());
             },
             watch.token());
     }

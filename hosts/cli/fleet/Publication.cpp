@@ -133,7 +133,7 @@ PublishedRows Publication::send(const ScanSnapshot& snapshot, const std::vector<
         const Maker maker{queue, make};
         const auto all = static_cast<std::int64_t>(snapshot.records().size());
         while (const auto batch = queue.take()) {
-            progress(result.files + result.folders, std::max(all, result.files + result.folders));
+            progress(result.files + result.folders, plan_.hasFiles ? all + result.folders : 0);
             send(*batch);
             (batch->insert == &intoFiles ? result.files : result.folders) += batch->count;
         }

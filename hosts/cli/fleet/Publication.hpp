@@ -41,7 +41,7 @@ public:
     /// scan's root lies in another one that is published there, or that one in it.
     Publication(Server& server, PublicationPlan plan, const KestrelCore::Generation& scan);
 
-    /// Gets how many rows have been sent, of how many there will be.
+    /// Gets how many rows have been sent, of how many there will be; 0 where that is not known.
     using Progress = std::function<void(std::int64_t sent, std::int64_t all)>;
 
     /// Sends everything, while another thread makes what is next. Throws as the server does; then nothing of it is
