@@ -29,6 +29,7 @@
 #include "KestrelCore/Deletion/TrashReceipt.hpp"
 #include "KestrelCore/Deletion/TrashReceipts.hpp"
 #include "KestrelCore/Exchange/ExchangeFormat.hpp"
+#include "KestrelCore/Exchange/FleetSearch.hpp"
 #include "KestrelCore/Exchange/PublicationRows.hpp"
 #include "KestrelCore/Exchange/SnapshotExport.hpp"
 #include "KestrelCore/Exchange/SnapshotImport.hpp"

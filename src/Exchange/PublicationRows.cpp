@@ -152,7 +152,7 @@ public:
     FileRows(const RecordStorage& storage, const PublicationKey& key, Batches& batches)
         : storage_{storage}, batches_{batches}, key_{spelled(key)}, links_{storage}, folders_{storage} {
         for (const Text& each : storage.extensions())
-            extensions_.push_back({spelled(each.normalized().view()), each.isASCII()});
+            extensions_.push_back({spelled(each.lowercased().normalized().view()), each.isASCII()});
     }
 
     void write(std::size_t index) {

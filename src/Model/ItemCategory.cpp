@@ -1,5 +1,7 @@
 #include "KestrelCore/Model/ItemCategory.hpp"
 
+#include "Model/CategoryExtensions.hpp"
+
 #include <algorithm>
 #include <string>
 #include <unordered_map>
@@ -95,6 +97,10 @@ ItemCategory ItemCategories::of(const Text& fileExtension) {
 std::optional<ItemCategory> ItemCategories::of(const FileRecord& record) {
     if (record.kind() == FileKind::package) return ItemCategory::applications;
     return record.kind() == FileKind::file ? std::optional{of(record.fileExtension())} : std::nullopt;
+}
+
+std::vector<std::string_view> extensionsOf(ItemCategory category) {
+    return table()[static_cast<std::size_t>(category)].extensions;
 }
 
 std::string_view ItemCategories::nameOf(ItemCategory category) {
