@@ -60,12 +60,12 @@ int main(int argc, char** argv) {
     const ExitCode code = runCommandLine(
         {argv + 1, argv + argc}, session,
         {
-            addScanCommand,       addBrowseCommand,      addListCommand,      addSearchCommand,    addSummaryCommand,
-            addSuggestCommand,    addDuplicatesCommand,  addMediaCommand,     addDocumentsCommand, addHistoryCommand,
-            addGrowthCommand,     addReportCommand,      addAppsCommand,      addTrashCommand,     addRemoveCommand,
-            addRestoreCommand,    addMonitorCommand,     addProcessesCommand, addQuitCommand,      addAccessCommand,
-            addExportCommand,     addImportCommand,      addPublishCommand,   addClearCommand,     addConfigCommand,
-            addCompletionCommand, addDefinitionsCommand,
+            addScanCommand,    addBrowseCommand,     addListCommand,        addSearchCommand,    addSummaryCommand,
+            addSuggestCommand, addDuplicatesCommand, addMediaCommand,       addDocumentsCommand, addHistoryCommand,
+            addGrowthCommand,  addReportCommand,     addAppsCommand,        addTrashCommand,     addRemoveCommand,
+            addRestoreCommand, addMonitorCommand,    addProcessesCommand,   addQuitCommand,      addAccessCommand,
+            addExportCommand,  addImportCommand,     addPublishCommand,     addFleetCommand,     addClearCommand,
+            addConfigCommand,  addCompletionCommand, addDefinitionsCommand,
         });
     // The session goes before the buffers, which look once more when they go.
     options = nullptr;

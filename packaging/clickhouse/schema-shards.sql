@@ -131,3 +131,78 @@ SELECT * FROM snapshots
 WHERE (host, volume, root, publication) GLOBAL IN (
     SELECT host, volume, root, max(publication) FROM snapshots GROUP BY host, volume, root
 );
+
+-- The ones before them, of each the newest of another scan: what growth is measured from.
+CREATE VIEW IF NOT EXISTS previous AS
+SELECT * FROM snapshots
+WHERE (host, volume, root, publication) GLOBAL IN (
+    SELECT host, volume, root, max(publication) FROM snapshots
+    WHERE (host, volume, root, snapshot) GLOBAL NOT IN (SELECT host, volume, root, snapshot FROM current)
+    GROUP BY host, volume, root
+);
+
+-- Every item of what holds; with the conditions that are asked most as columns.
+CREATE VIEW IF NOT EXISTS current_files AS
+SELECT
+    host, volume, if(bitAnd(flags, 128) != 0, name, concat(if(dir = '/', '', toString(dir)), '/', name)) AS path,
+    dir, name, extension, kind, size, allocated, display,
+    bitAnd(flags, 16) != 0 AS has_date, toDateTime(toInt64(modified) + 978307200) AS changed,
+    bitAnd(flags, 1) != 0 AS hidden, bitAnd(flags, 4) != 0 AS further_link, device, inode, links, risk
+FROM files
+WHERE (host, volume, publication) GLOBAL IN (SELECT host, volume, publication FROM current);
+
+CREATE VIEW IF NOT EXISTS current_folders AS
+SELECT * FROM folders
+WHERE (host, volume, publication) GLOBAL IN (SELECT host, volume, publication FROM current);
+
+-- The folders of the fleet, for ORDER BY bytes DESC LIMIT 20. A folder counts in all that hold it.
+CREATE VIEW IF NOT EXISTS largest_folders AS
+SELECT host, volume, path, parent, depth, items, files, bytes, newest FROM current_folders;
+
+-- How the folders of hosts have changed since what was published before. Only of what has been published twice.
+CREATE VIEW IF NOT EXISTS growth AS
+SELECT host, volume, path, min(level) AS depth, sum(was) AS bytes_before, sum(is_now) AS bytes_now,
+    sum(is_now) - sum(was) AS bytes_change, max(in_now) AS exists_now, max(in_before) AS existed_before
+FROM (
+    SELECT host, volume, path, depth AS level, toInt64(0) AS was, bytes AS is_now, 1 AS in_now, 0 AS in_before
+    FROM folders
+    WHERE (host, volume, publication) GLOBAL IN (
+        SELECT host, volume, publication FROM current
+        WHERE (host, volume, root) GLOBAL IN (SELECT host, volume, root FROM previous))
+    UNION ALL
+    SELECT host, volume, path, depth AS level, bytes AS was, toInt64(0) AS is_now, 0 AS in_now, 1 AS in_before
+    FROM folders
+    WHERE (host, volume, publication) GLOBAL IN (SELECT host, volume, publication FROM previous)
+)
+GROUP BY host, volume, path;
+
+-- Files of 100 MB and more, for ORDER BY changed LIMIT 20. Where they were published with --files, as in the next view.
+CREATE VIEW IF NOT EXISTS oldest_large_files AS
+SELECT host, volume, path, allocated AS bytes, changed FROM current_files
+WHERE kind = 'file' AND allocated >= 100000000 AND has_date AND NOT further_link;
+
+-- Files of 1 MB and more that have the same name and size on several hosts; whether their content is the same, nobody
+-- has looked.
+CREATE VIEW IF NOT EXISTS same_files AS
+SELECT name, size, uniqExact(host) AS hosts, count() AS copies, sum(allocated) AS bytes
+FROM files
+WHERE kind = 'file' AND size >= 1000000 AND bitAnd(flags, 4) = 0
+    AND (host, volume, publication) GLOBAL IN (SELECT host, volume, publication FROM current)
+GROUP BY name, size
+HAVING hosts > 1;
+
+-- What the suggestions would free, rule by rule.
+CREATE VIEW IF NOT EXISTS reclaimable AS
+SELECT rule, any(title) AS about, any(certainty) AS how_sure, uniqExact(host) AS hosts, sum(items) AS all_items,
+    sum(bytes) AS all_bytes
+FROM suggestions
+WHERE (host, volume, publication) GLOBAL IN (SELECT host, volume, publication FROM current)
+GROUP BY rule;
+
+-- The hosts, and how old what is known of them is.
+CREATE VIEW IF NOT EXISTS hosts AS
+SELECT host, uniqExact(volume) AS volumes, min(completed) AS oldest_scan, max(published) AS last_published,
+    sum(items) AS all_items, sum(bytes) AS all_bytes, sum(issues) AS all_issues, min(complete) AS all_complete,
+    min(has_files) AS all_files
+FROM current
+GROUP BY host;

@@ -21,6 +21,7 @@ void addReportCommand(CLI::App& app, Session& session);
 void addExportCommand(CLI::App& app, Session& session);
 void addImportCommand(CLI::App& app, Session& session);
 void addPublishCommand(CLI::App& app, Session& session);
+void addFleetCommand(CLI::App& app, Session& session);
 void addClearCommand(CLI::App& app, Session& session);
 void addConfigCommand(CLI::App& app, Session& session);
 void addAppsCommand(CLI::App& app, Session& session);

@@ -155,18 +155,6 @@ void writeExplanation(const Session& session, const SearchExplanation& understoo
     session.out << '\n';
 }
 
-/// A path as it is shown, in its style, with what the words found in it in another.
-std::string withMarks(std::string_view shown, Style style, const std::vector<Text>& words) {
-    std::string result;
-    std::size_t end = 0;
-    for (const Mark& mark : searchMarks(shown, words)) {
-        result += painted(style, shown.substr(end, mark.begin - end), true);
-        result += painted(Style::match, shown.substr(mark.begin, mark.end - mark.begin), true);
-        end = mark.end;
-    }
-    return result + painted(style, shown.substr(end), true);
-}
-
 void writeTable(const Session& session, const SearchAnswer& answer, bool hasScores) {
     // Both kinds of words may have been found in a path; filters such as ext: have nothing in it to mark.
     std::vector<Text> words = answer.explanation.terms;
@@ -184,9 +172,10 @@ void writeTable(const Session& session, const SearchAnswer& answer, bool hasScor
         cells.push_back({.text = session.size(record.displayBytes())});
         cells.push_back({.text = record.modifiedAt() ? age(*record.modifiedAt(), now) : "-", .style = Style::quiet});
         cells.push_back({.text = std::string{nameOf(record.kind())}, .style = Style::quiet});
-        cells.push_back({.text = session.shownPath(record.path().view()),
-                         .style = style,
-                         .paint = [style, &words](std::string_view shown) { return withMarks(shown, style, words); }});
+        cells.push_back(
+            {.text = session.shownPath(record.path().view()),
+             .style = style,
+             .paint = [style, &words](std::string_view shown) { return withSearchMarks(shown, style, words); }});
         table.addRow(std::move(cells));
     }
     table.write(session);
@@ -201,28 +190,6 @@ void writeSum(const Session& session, const SearchAnswer& answer) {
     if (answer.matchedBytes) text += fmt::format(", {} altogether", session.size(*answer.matchedBytes));
     if (shown < answer.matches) text += " (see --limit)";
     session.out << '\n' << session.painted(Style::quiet, text) << '\n';
-}
-
-/// Throws what keeps a query from being searched, else says what is to be said of it.
-void weigh(const Session& session, const SearchOptions& options, const std::string& words) {
-    const bool isForScripts = options.print0 || options.counts || session.options.json;
-    std::vector<std::string> errors;
-    std::vector<std::string> advice;
-    bool hasDoubt = false;
-    for (const SearchHint& hint : searchHints(words)) {
-        const bool isDoubt = hint.weight == SearchHint::Weight::doubt;
-        if (isDoubt && options.isLiteral) continue;
-        const bool isError = hint.weight == SearchHint::Weight::trap || (isDoubt && isForScripts);
-        hasDoubt = hasDoubt || (isDoubt && isError);
-        if (isError) {
-            errors.push_back(hint.refusal());
-        } else {
-            advice.push_back(hint.told());
-        }
-    }
-    if (hasDoubt) errors.emplace_back("--literal looks for words as they stand.");
-    if (!errors.empty()) throw UsageError{fmt::format("{}", fmt::join(errors, " "))};
-    for (const std::string& each : advice) session.say(each);
 }
 
 /// What is to be said of folders that the scan does not have; empty where it has all of them, or none are asked for.
@@ -287,7 +254,9 @@ ExitCode search(const Session& session, const SearchOptions& options, const Oper
     if (Text{request.words}.splitAtWhiteSpace().empty() && request.parts.empty())
         throw UsageError{"search needs words, or options such as --type video and --min 1GB; kestrel list shows what "
                          "a folder has."};
-    weigh(session, options, request.words);
+    const bool isForScripts = options.print0 || options.counts || session.options.json;
+    weighWords(session, request.words, isForScripts ? SearchReader::script : SearchReader::person,
+               options.isLiteral ? DoubtfulWords::taken : DoubtfulWords::questioned);
     const SavedScan scan = SavedScan::newest(session);
     const InterruptionWatch watch;
     request.settings = {.cancellation = watch.token(),

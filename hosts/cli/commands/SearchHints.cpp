@@ -262,4 +262,24 @@ std::vector<SearchHint> searchHints(const std::string& query) {
     return hints;
 }
 
+void weighWords(const Session& session, const std::string& query, SearchReader reader, DoubtfulWords doubtful) {
+    std::vector<std::string> errors;
+    std::vector<std::string> advice;
+    bool hasDoubt = false;
+    for (const SearchHint& hint : searchHints(query)) {
+        const bool isDoubt = hint.weight == SearchHint::Weight::doubt;
+        if (isDoubt && doubtful == DoubtfulWords::taken) continue;
+        const bool isError = hint.weight == SearchHint::Weight::trap || (isDoubt && reader == SearchReader::script);
+        hasDoubt = hasDoubt || (isDoubt && isError);
+        if (isError) {
+            errors.push_back(hint.refusal());
+        } else {
+            advice.push_back(hint.told());
+        }
+    }
+    if (hasDoubt) errors.emplace_back("--literal looks for words as they stand.");
+    if (!errors.empty()) throw UsageError{fmt::format("{}", fmt::join(errors, " "))};
+    for (const std::string& each : advice) session.say(each);
+}
+
 }  // namespace KestrelCLI

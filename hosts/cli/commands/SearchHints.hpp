@@ -1,5 +1,7 @@
 #pragma once
 
+#include "output/Session.hpp"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -30,5 +32,14 @@ struct SearchHint {
 /// ">=1gb"), what people say in several words ("older than 1y", "> 1 gb"), a misspelled filter ("vidoes"), a filter
 /// with nothing after it, a pattern with "*", bounds that no item can meet. In the order of the words.
 [[nodiscard]] std::vector<SearchHint> searchHints(const std::string& query);
+
+/// Who gets the result.
+enum class SearchReader : std::uint8_t { person, script };
+/// What becomes of words that look like mistyped filters, and are none.
+enum class DoubtfulWords : std::uint8_t { questioned, taken };
+
+/// Throws `UsageError` for a query that can't be searched as it was meant, else says what is to be said of it. A script
+/// does not read that: what is doubtful is an error there.
+void weighWords(const Session& session, const std::string& query, SearchReader reader, DoubtfulWords doubtful);
 
 }  // namespace KestrelCLI

@@ -42,4 +42,15 @@ std::vector<Mark> searchMarks(std::string_view shownPath, const std::vector<Text
     return merged;
 }
 
+std::string withSearchMarks(std::string_view shown, Style style, const std::vector<Text>& words) {
+    std::string result;
+    std::size_t end = 0;
+    for (const Mark& mark : searchMarks(shown, words)) {
+        result += painted(style, shown.substr(end, mark.begin - end), true);
+        result += painted(Style::match, shown.substr(mark.begin, mark.end - mark.begin), true);
+        end = mark.end;
+    }
+    return result + painted(style, shown.substr(end), true);
+}
+
 }  // namespace KestrelCLI
