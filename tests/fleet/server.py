@@ -98,7 +98,7 @@ class Store:
         parameters = urllib.parse.urlencode({"database": database, **settings})
         request = urllib.request.Request(f"http://127.0.0.1:{self.port}/?{parameters}", query.encode())
         try:
-            with urllib.request.urlopen(request, timeout=60) as answer:
+            with urllib.request.urlopen(request, timeout=600) as answer:
                 text = answer.read()
         except urllib.error.HTTPError as error:
             raise RuntimeError(error.read().decode(errors="replace")) from None
