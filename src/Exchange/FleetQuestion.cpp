@@ -253,11 +253,19 @@ FleetCondition FleetQuestion::term(const Text& term) {
 }
 
 std::string FleetQuestion::coarseTerm(const Text& term) {
-    const std::string whole = FleetCondition::either(nameHas(SearchKeys::pattern(term.view())), pathHasWord(term));
-    const FleetPattern pattern = FleetPattern::of(term);
-    if (pattern.distanceBound == 0) return whole;
-    const std::string isNear = FleetCondition::either(anyPiece(pattern.pieces, false), "text_class > 0");
-    return FleetCondition::either(isNear, whole);
+    // Wherever a text stands that has the word, of whatever class the row is: few rows are more so, and every condition
+    // is computed for all.
+    const auto anywhere = [](std::string_view text, std::string_view key, const std::string& pattern) {
+        if (pattern.empty()) return std::string{"0"};
+        return fmt::format("(position(lower({0}), {2}) > 0 OR position({1}, {2}) > 0)", text, key, place(pattern));
+    };
+    const std::string whole = SearchKeys::pattern(term.view());
+    // A name that has the whole term has its pieces, too.
+    const FleetPattern near = FleetPattern::of(term);
+    std::string inName = "0";
+    for (const std::string& piece : near.distanceBound > 0 ? near.pieces : std::vector{whole})
+        inName = FleetCondition::either(inName, anywhere("name", "name_key", piece));
+    return FleetCondition::either(inName, hasSlash(term) ? pathHasWord(term) : anywhere("dir", "path_key", whole));
 }
 
 std::string FleetQuestion::termScore(const Text& term) {

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <compare>
+#include <limits>
 #include <map>
 #include <stdexcept>
 #include <tuple>
@@ -44,6 +45,13 @@ bool comesBefore(const FleetMatch& a, const FleetMatch& b, SearchOrder order) {
     if (a.score != b.score) return a.score > b.score;
     if (one.displayBytes() != other.displayBytes()) return one.displayBytes() > other.displayBytes();
     return names < 0;
+}
+
+/// Without asking that sizes are not below 0, for which a column would be read to its end.
+std::string cheapFilters(FleetQuestion& question, SearchExplanation plan, SearchFilter filter) {
+    constexpr std::int64_t any = std::numeric_limits<std::int64_t>::min();
+    if (std::max(plan.minimumBytes, filter.minimumBytes) == 0) plan.minimumBytes = filter.minimumBytes = any;
+    return question.plainFilters(plan, filter);
 }
 
 }  // namespace
@@ -85,9 +93,8 @@ FleetSearch::FleetSearch(SearchQuery query, SearchFilter filter, Date now)
     std::sort(terms.begin(), terms.end());
     terms.erase(std::unique(terms.begin(), terms.end()), terms.end());
 
-    const std::string plain = question.plainFilters(explanation_, filter_);
-    FleetCondition all = FleetCondition::exact(plain);
-    coarse_ = plain;
+    FleetCondition all = FleetCondition::exact(question.plainFilters(explanation_, filter_));
+    coarse_ = cheapFilters(question, explanation_, filter_);
     all &= question.pathFilters(explanation_, filter_);
     for (const Text& term : terms) {
         all &= question.term(term);

@@ -16,8 +16,9 @@ struct FleetFindings {
     std::vector<KestrelCore::FleetMatch> results;  ///< best first, the first of them
 };
 
-/// Asks a server in two questions: how many rows answer, then for the best ones, and for all that only the library can
-/// judge. Throws as the server does, and a sentence where there are too many of the latter.
+/// Asks a server for all rows that may answer. Where these are too many, asks how many answer, then for the best ones,
+/// and for all that only the library can judge. Throws as the server does, and a sentence where there are too many of
+/// the latter.
 [[nodiscard]] FleetFindings searchFleet(Server& server, const KestrelCore::FleetSearch& search,
                                         const FleetSelection& selection, KestrelCore::SearchOrder order,
                                         std::int64_t limit);
