@@ -51,6 +51,7 @@ def check_answers(machine, store):
     hosts = answer(machine, store, "hosts")["rows"]
     check([row["host"] for row in hosts] == sorted(["web1", ODD], key=str.encode), f"the hosts are {hosts}")
     check(all(row["items"] == 8 and row["hasFiles"] and row["isComplete"] for row in hosts), f"what hosts have is {hosts}")
+    check(len(answer(machine, store, "hosts", "--top", "1")["rows"]) == 1, "one host")
     top = answer(machine, store, "top")["rows"]
     check([row["path"] for row in top[:2]] == [tree + "/machine1/a/deep", tree + "/machine0/a/deep"], f"top is {top}")
     check(top[0]["bytes"] > 10_000_000 and top[0]["host"] == ODD, f"top is {top}")

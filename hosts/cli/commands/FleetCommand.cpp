@@ -150,8 +150,11 @@ ExitCode growth(const Session& session, const FleetOptions& options) {
 
 ExitCode hosts(const Session& session, const FleetOptions& options) {
     const auto server = connectedServer(session, options.server);
-    const std::vector<FleetVolume> volumes = publishedVolumes(*server, options.selection);
+    std::vector<FleetVolume> volumes = publishedVolumes(*server, options.selection);
     if (volumes.empty()) sayNothing(session, *server, options.selection, "Nothing is published.");
+    // All machines, where nobody asks for fewer.
+    if (options.top && std::ssize(volumes) > *options.top)
+        volumes.erase(volumes.begin() + static_cast<std::ptrdiff_t>(*options.top), volumes.end());
     if (session.options.json) {
         JSONOutput json{session.out};
         json.beginArray("rows");
@@ -315,7 +318,7 @@ void addFleetCommand(CLI::App& app, Session& session) {
     addServerOptions(command, options->server);
     command.value("--host", options->selection.host, "Only of this machine").valueName("NAME");
     command.value("--volume", options->selection.volume, "Only of this volume").valueName("NAME");
-    command.value("--top,--limit", options->top, "Show at most N (default: 20 folders, 100 items)")
+    command.value("--top,--limit", options->top, "Show at most N (default: 20 folders, 100 items, all machines)")
         .valueName("N")
         .check(wholeNumber());
     options->filter.addTo(command);

@@ -76,9 +76,11 @@ TEST(TaskBytes, anAnswerShorterThanItsRecordIsNone) {
         EXPECT_FALSE(taskRecord(info.view().substr(0, size))) << size;
     }
     const BuiltBytes file{1200};
-    for (const std::size_t size : {0UL, 1UL, 176UL, 1199UL}) EXPECT_FALSE(openFile(file.view().substr(0, size))) << size;
+    for (const std::size_t size : {0UL, 1UL, 176UL, 1199UL})
+        EXPECT_FALSE(openFile(file.view().substr(0, size))) << size;
     const BuiltBytes usage{160};
-    for (const std::size_t size : {0UL, 144UL, 152UL, 159UL}) EXPECT_FALSE(traffic(usage.view().substr(0, size))) << size;
+    for (const std::size_t size : {0UL, 144UL, 152UL, 159UL})
+        EXPECT_FALSE(traffic(usage.view().substr(0, size))) << size;
 }
 
 TEST(TaskBytes, readsWhatWentToAndCameFromDisks) {
