@@ -75,7 +75,7 @@ CREATE TABLE IF NOT EXISTS folders (
     bytes Int64,             -- on disk, of the folder with all that is in it
     oldest DateTime,         -- change of a file; 0 (1970) where no date is known
     newest DateTime,
-    changed_30_days Int64,   -- bytes of files by their last change before the scan began
+    changed_30_days Int64,   -- bytes of files by their last change before the scan ended
     changed_90_days Int64,
     changed_year Int64,
     changed_3_years Int64,

@@ -2,6 +2,7 @@
 """Asking a real server. ask.py KESTREL CASE [KESTREL-TESTS]
 
 ask     top, growth, hosts and search of two machines, on one server and on two shards: the same answers; texts that would be SQL
+schemas the views are the same in the schema of one server and in that of shards
 search  the tests FleetSearchServer of the program's test program, which hold translated searches against the library's own
 """
 import json
@@ -9,7 +10,7 @@ import os
 import subprocess
 import sys
 
-from server import Stores, check, run_case
+from server import TOP, Stores, check, run_case
 
 ODD = "it's \\ a \"`report\n') OR 1 = 1 --"
 
@@ -98,6 +99,13 @@ def ask(machine):
         check(code == 0 and "Nothing of “x” is published".encode() in said, f"an unknown host: {code} {said}")
 
 
+def schemas(_):
+    """The views stand in both files, since each is run as it is."""
+    views = [(TOP / "packaging" / "clickhouse" / name).read_text().partition("-- Views.")[2]
+             for name in ("schema.sql", "schema-shards.sql")]
+    check(views[0] and views[0] == views[1], "the views of the two schemas differ")
+
+
 def search(_):
     with Stores(1) as [store]:
         environment = {**os.environ, "KESTREL_FLEET_TEST_URL": store.url(), "RC_PARAMS": "max_success=20 noshrink=1"}
@@ -106,4 +114,4 @@ def search(_):
         check(done.returncode == 0 and "[  PASSED  ] 2 tests" in words and "SKIPPED" not in words, words[-4000:])
 
 
-run_case({"ask": ask, "search": search})
+run_case({"ask": ask, "search": search, "schemas": schemas})
