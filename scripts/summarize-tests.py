@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Counts the tests in the JUnit reports of ctest and says why tests failed or were skipped.
+"""Counts the tests in the JUnit reports of ctest and says why tests failed or were skipped, with the last words of those
+that failed: of a long run the end may be all that is kept.
 
 summarize-tests.py REPORT…: the last line is "N passed, M failed, K skipped". Fails when a test failed, when a report
 is missing or unreadable, or when there was no test at all.
@@ -20,6 +21,12 @@ def skip_reason(case):
     return (skipped.get("message") if skipped is not None else None) or "no reason given"
 
 
+def last_words(case):
+    """The end of what a test printed."""
+    lines = (case.findtext("system-out") or "").splitlines()
+    return "".join(f"\n    {line[:400]}" for line in lines[-40:])
+
+
 def main(paths):
     passed, failed, counts, reasons = 0, [], [], collections.defaultdict(list)
     for path in paths:
@@ -35,7 +42,7 @@ def main(paths):
                 if ".program." in name:  # attacks count what they tried
                     counts.append(f"{name}: {((case.findtext('system-out') or '').splitlines() or ['no counts'])[-1]}")
             elif status == "fail":
-                failed.append(f"{path}: {name}")
+                failed.append(f"{path}: {name}{last_words(case)}")
             elif case.find("skipped") is not None and "SKIP" in (case.find("skipped").get("message") or "").upper():
                 # These need nothing that an ordinary user lacks.
                 if name.startswith("hostile.") and os.environ.get("KESTREL_ALLOW_SKIPS") != "1":

@@ -110,8 +110,6 @@ private:
     static int onProgress(void* state, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent);
     void takeBody(std::string_view bytes);
 
-    bool hasFailed_ = false;  ///< the request before this one
-
     // Of the request that runs.
     const Request* request_ = nullptr;
     std::array<char, CURL_ERROR_SIZE> error_{};
@@ -127,7 +125,7 @@ private:
 };
 
 void Server::State::prepare(const Request& request, curl_slist* headers) {
-    curl_easy_reset(curl);  // leaves the connection
+    curl_easy_reset(curl);
     set(CURLOPT_ERRORBUFFER, error_.data());
     set(CURLOPT_NOSIGNAL, 1L);
     set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
@@ -147,11 +145,10 @@ void Server::State::prepare(const Request& request, curl_slist* headers) {
     set(CURLOPT_CONNECTTIMEOUT, static_cast<long>(settings.patience.count()));
     set(CURLOPT_TCP_KEEPALIVE, 1L);
     set(CURLOPT_HTTPHEADER, headers);
-    // A connection that breaks before a word of the answer makes libcurl send the request once more on another, where
-    // it was an old one: it could have died of age. But the server may have done what was asked, and would do it twice.
-    // And a server that refuses a request may not have read it to its end, which it would take for the next one.
-    if (request.take == nullptr || hasFailed_) set(CURLOPT_FRESH_CONNECT, 1L);
-    hasFailed_ = true;
+    // Each request has a connection of its own. What the server leaves unread of one, as the end of a form or the rest of
+    // what it refuses, would be the beginning of the next. And on an old connection that breaks before a word of the
+    // answer, libcurl sends the request once more: the server may have done already what was asked, and would do it twice.
+    set(CURLOPT_FORBID_REUSE, 1L);
     if (request.form != nullptr) {
         set(CURLOPT_MIMEPOST, request.form);
     } else {
@@ -204,7 +201,6 @@ void Server::State::judge(CURLcode code) {
     if (status >= 300 && status < 400) fail(words().ofRedirect());
     if (!isGood) fail(words().ofAnswer(status, words_));
     if (!hasEnd_ || !pending_.empty()) fail(words().ofEnd());
-    hasFailed_ = false;
 }
 
 ServerWords Server::State::words() const { return ServerWords{settings.address, settings.credentials}; }
