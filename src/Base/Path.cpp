@@ -3,6 +3,8 @@
 #include "Base/PathComponents.hpp"
 
 #include <string>
+#include <string_view>
+#include <unordered_set>
 #include <vector>
 
 namespace KestrelCore {
@@ -138,6 +140,24 @@ bool Path::isBeneath(const Text& path, const Text& folder) {
     const std::string_view outer = folder.view();
     if (outer == "/") return inner.size() > 1 && inner.front() == '/';
     return inner.size() > outer.size() && inner[outer.size()] == '/' && inner.starts_with(outer);
+}
+
+std::vector<Text> Path::uppermost(const std::vector<Text>& paths) {
+    std::unordered_set<std::string_view> all;
+    for (const Text& path : paths) all.insert(path.view());
+    const auto isBelowAnother = [&](std::string_view path) {
+        for (std::size_t slash = path.rfind('/'); slash != 0 && slash != std::string_view::npos;
+             slash = path.rfind('/', slash - 1)) {
+            if (all.contains(path.substr(0, slash))) return true;
+        }
+        return path.size() > 1 && path.front() == '/' && all.contains("/");
+    };
+    std::vector<Text> result;
+    std::unordered_set<std::string_view> taken;
+    for (const Text& path : paths) {
+        if (!isBelowAnother(path.view()) && taken.insert(path.view()).second) result.push_back(path);
+    }
+    return result;
 }
 
 }  // namespace KestrelCore

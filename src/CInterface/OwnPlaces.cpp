@@ -27,20 +27,6 @@ void protectDatabase(std::vector<ProtectedPlace>& places, const std::string& pat
     }
 }
 
-/// Without what lies below others: a folder takes its content along.
-std::vector<Text> uppermost(const std::vector<Text>& paths) {
-    const std::unordered_set<Text> all{paths.begin(), paths.end()};
-    std::vector<Text> result;
-    for (const Text& path : all) {
-        bool isBelowAnother = false;
-        for (Text above = Path::deletingLastComponent(path); above.byteCount() > 1 && !isBelowAnother;
-             above = Path::deletingLastComponent(above))
-            isBelowAnother = all.contains(above);
-        if (!isBelowAnother) result.push_back(path);
-    }
-    return result;
-}
-
 void takeOut(SnapshotHistory& history, const std::vector<Text>& gone) {
     std::unordered_set<Text> roots;
     for (const Generation& generation : history.generations()) {
@@ -82,7 +68,7 @@ std::vector<ProtectedPlace> ownPlaces(const kestrel_history* history) {
 
 Text takenOut(SnapshotHistory& history, const std::vector<Text>& gone) {
     try {
-        takeOut(history, uppermost(gone));
+        takeOut(history, Path::uppermost(gone));
         return {};
     } catch (const std::exception& error) {
         return "The saved scan still shows what is gone: " + std::string{error.what()};

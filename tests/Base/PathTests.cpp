@@ -109,6 +109,20 @@ TEST(Path, components) {
     EXPECT_EQ(joined(""), "");
 }
 
+TEST(Path, uppermostTakesEachPlaceOnceAndNothingBelowAnother) {
+    const auto uppermost = [](const std::vector<Text>& paths) {
+        std::vector<std::string> result;
+        for (const Text& path : Path::uppermost(paths)) result.push_back(path.string());
+        return result;
+    };
+    using Paths = std::vector<std::string>;
+    EXPECT_EQ(uppermost({}), Paths{});
+    EXPECT_EQ(uppermost({"/b/x/y", "/b", "/a", "/b/x", "/a", "/bc"}), (Paths{"/b", "/a", "/bc"}));
+    EXPECT_EQ(uppermost({"/a", "/", "/a/b"}), Paths{"/"});
+    // Equal as texts, but two folders on a disk that tells them apart.
+    EXPECT_EQ(uppermost({"/\u00E9", "/e\u0301/x"}), (Paths{"/\u00E9", "/e\u0301/x"}));
+}
+
 TEST(Path, isBeneathAFolderOnlyBehindASlash) {
     EXPECT_TRUE(Path::isBeneath("/System/x", "/System"));
     EXPECT_FALSE(Path::isBeneath("/System", "/System"));

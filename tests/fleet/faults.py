@@ -126,6 +126,8 @@ FAULTS = [("dies", (*ASKS, *INSERTS), b"connection to"),
 
 
 def faults(machine):
+    code, _, said = machine.call("publish", "--to", "store.example")
+    check(code == 2 and b"http" in said, f"a wrong URL is told before there is a scan: {said}")
     (machine.tree / "a").write_text("a")
     machine.scan()
     with Stores(1) as [store]:

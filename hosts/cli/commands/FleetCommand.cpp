@@ -68,7 +68,7 @@ void sayNothing(const Session& session, Server& server, const FleetSelection& se
 }
 
 ExitCode top(const Session& session, const FleetOptions& options) {
-    const auto server = connectedServer(session, options.server);
+    const auto server = connectedServer(session, serverSettings(options.server));
     const std::vector<FleetFolder> folders = largestFolders(*server, options.selection, rowsWanted(session, options));
     if (folders.empty()) sayNothing(session, *server, options.selection, "There are no folders with anything in them.");
     if (session.options.json) {
@@ -106,7 +106,7 @@ std::string_view changeName(const FleetChange& change) {
 }
 
 ExitCode growth(const Session& session, const FleetOptions& options) {
-    const auto server = connectedServer(session, options.server);
+    const auto server = connectedServer(session, serverSettings(options.server));
     const std::vector<FleetChange> changes = changedFolders(*server, options.selection, rowsWanted(session, options));
     if (changes.empty())
         sayNothing(session, *server, options.selection,
@@ -149,7 +149,7 @@ ExitCode growth(const Session& session, const FleetOptions& options) {
 }
 
 ExitCode hosts(const Session& session, const FleetOptions& options) {
-    const auto server = connectedServer(session, options.server);
+    const auto server = connectedServer(session, serverSettings(options.server));
     std::vector<FleetVolume> volumes = publishedVolumes(*server, options.selection);
     if (volumes.empty()) sayNothing(session, *server, options.selection, "Nothing is published.");
     // All machines, where nobody asks for fewer.
@@ -251,7 +251,7 @@ ExitCode search(const Session& session, const FleetOptions& options, const Opera
     weighWords(session, query, isForScripts ? SearchReader::script : SearchReader::person,
                options.isLiteral ? DoubtfulWords::taken : DoubtfulWords::questioned);
     const FleetSearch question{SearchQuery{Text{query}}, together(parts), now};
-    const auto server = connectedServer(session, options.server);
+    const auto server = connectedServer(session, serverSettings(options.server));
     const std::int64_t limit = options.counts ? 0 : options.top.value_or(usualResults);
     const FleetFindings findings =
         searchFleet(*server, question, options.selection, options.order.value_or(SearchOrder::score), limit);

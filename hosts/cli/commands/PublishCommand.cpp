@@ -132,10 +132,12 @@ void tell(const Session& session, const Server& server, const Generation& scan, 
 
 ExitCode publish(const Session& session, const PublishOptions& options, const Operands& operands) {
     if (options.keep == 0) throw UsageError{"--keep 0 would clear what is being published: at least 1."};
+    // A command that is wrong is so before there is a scan, too.
+    ServerSettings settings = serverSettings(options.server);
     const SavedScan scan = scanToPublish(session, operands);
     const Generation& generation = scan.summary();
     const PublicationPlan plan = planFor(options, generation);
-    const auto server = connectedServer(session, options.server);
+    const auto server = connectedServer(session, std::move(settings));
     Publication publication{*server, plan, generation};
     PublishedRows rows;
     {

@@ -57,7 +57,7 @@ void addServerOptions(const CommandOptions& command, ServerOptions& options) {
         .check(wholeNumber(mostPatience));
 }
 
-std::unique_ptr<Server> connectedServer(const Session& session, const ServerOptions& options) {
+ServerSettings serverSettings(const ServerOptions& options) {
     const char* const named = std::getenv("KESTREL_FLEET_URL");
     if (!options.url && (named == nullptr || *named == '\0'))
         throw UsageError{"Which server? --to https://HOST:8443/DATABASE names it, or KESTREL_FLEET_URL."};
@@ -66,6 +66,10 @@ std::unique_ptr<Server> connectedServer(const Session& session, const ServerOpti
     settings.credentials = Credentials::current(options.credentials);
     settings.authorities = options.authorities;
     settings.patience = std::chrono::seconds{options.patience};
+    return settings;
+}
+
+std::unique_ptr<Server> connectedServer(const Session& session, ServerSettings settings) {
     if (!settings.address.isEncrypted && !settings.address.isLoopback() && !settings.credentials.password.empty())
         session.say("The password and all names go to the server unencrypted; https:// in the URL would hide them.");
     auto server = std::make_unique<Server>(std::move(settings));

@@ -22,8 +22,11 @@ struct ServerOptions {
 /// `options` must live until the command has run.
 void addServerOptions(const CommandOptions& command, ServerOptions& options);
 
-/// The server that the options, or the environment, name. It has been asked for its tables, and has those of this
-/// version. Throws `UsageError`, `ServerError` or another sentence; warns where a password would go out readable.
-[[nodiscard]] std::unique_ptr<Server> connectedServer(const Session& session, const ServerOptions& options);
+/// What the options, or the environment, say of the server; nobody is asked. Throws `UsageError` or another sentence.
+[[nodiscard]] ServerSettings serverSettings(const ServerOptions& options);
+
+/// That server. It has been asked for its tables, and has those of this version. Throws `ServerError` or another
+/// sentence; warns where a password would go out readable.
+[[nodiscard]] std::unique_ptr<Server> connectedServer(const Session& session, ServerSettings settings);
 
 }  // namespace KestrelCLI

@@ -23,20 +23,6 @@ namespace KestrelCLI {
 
 namespace {
 
-/// Without items that lie below others: a folder takes its content along, and no size is subtracted twice.
-std::vector<Text> uppermost(const std::vector<Text>& paths) {
-    const std::unordered_set<Text> all{paths.begin(), paths.end()};
-    std::vector<Text> result;
-    for (const Text& path : all) {
-        bool isBelowAnother = false;
-        for (Text above = Path::deletingLastComponent(path); above.byteCount() > 1 && !isBelowAnother;
-             above = Path::deletingLastComponent(above))
-            isBelowAnother = all.contains(above);
-        if (!isBelowAnother) result.push_back(path);
-    }
-    return result;
-}
-
 /// The paths of each scan: the newest that covers them.
 std::map<std::int64_t, std::vector<Text>> byGeneration(const SnapshotHistory& history, const std::vector<Text>& paths) {
     std::map<std::int64_t, std::vector<Text>> result;
@@ -118,7 +104,7 @@ void DeletionRecords::takeOut(const std::vector<Text>& gone) const {
 void DeletionRecords::takeOutOfHistory(const std::vector<Text>& gone) const {
     if (history_ == nullptr) return;  // it was said why
     // By bytes, as below. Looked for anew: a scan that was saved meanwhile is the one that is asked from now on.
-    for (const auto& [number, covered] : byRoot(*history_, uppermost(gone))) {
+    for (const auto& [number, covered] : byRoot(*history_, Path::uppermost(gone))) {
         const auto asked = lookedUpIn_.find(number);
         const bool isLookedUp = asked != lookedUpIn_.end() && std::ranges::all_of(covered, [&](const Text& path) {
                                     return asked->second.contains(path.string());
@@ -145,7 +131,7 @@ void DeletionRecords::takeOutOfStore(const std::vector<Text>& gone) const {
     if (!snapshot || !snapshot->isConsistent()) return;
     // By bytes: a canonically equal path is another item, which is still there.
     std::unordered_set<Text> known;
-    for (const Text& removed : uppermost(gone)) {
+    for (const Text& removed : Path::uppermost(gone)) {
         const auto record = snapshot->record(removed);
         if (record && record->path().view() == removed.view()) known.insert(removed);
     }

@@ -43,6 +43,9 @@ public:
     [[nodiscard]] static Text standardized(const Text& path);
     /// Whether `path` begins with `folder` followed by "/" (for the folder "/": any other path that begins with "/").
     [[nodiscard]] static bool isBeneath(const Text& path, const Text& folder);
+    /// `paths`, absolute ones, without those that lie beneath others of them, each once, in their order: a folder takes
+    /// its content along. By bytes: what lies in a folder of an equal name in other code points stays.
+    [[nodiscard]] static std::vector<Text> uppermost(const std::vector<Text>& paths);
     /// The bytes of `name` (one path component) at which its extension begins, by the rule of `extension`;
     /// `name.size()` when it has none. On raw bytes, for callers that build no texts.
     [[nodiscard]] static std::size_t extensionOffset(std::string_view name);
