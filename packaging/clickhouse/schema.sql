@@ -118,12 +118,20 @@ WHERE (host, volume, root, publication) GLOBAL IN (
     SELECT host, volume, root, max(publication) FROM snapshots GROUP BY host, volume, root
 );
 
--- The ones before them, of each the newest of another scan: what growth is measured from.
+-- The same of whole scans alone: what one that ended early did not reach would look as if it were gone.
+CREATE VIEW IF NOT EXISTS current_whole AS
+SELECT * FROM snapshots
+WHERE (host, volume, root, publication) GLOBAL IN (
+    SELECT host, volume, root, max(publication) FROM snapshots WHERE complete = 1 GROUP BY host, volume, root
+);
+
+-- The whole ones before these, of each the newest of another scan: what growth is measured from.
 CREATE VIEW IF NOT EXISTS previous AS
 SELECT * FROM snapshots
 WHERE (host, volume, root, publication) GLOBAL IN (
     SELECT host, volume, root, max(publication) FROM snapshots
-    WHERE (host, volume, root, snapshot) GLOBAL NOT IN (SELECT host, volume, root, snapshot FROM current)
+    WHERE complete = 1
+        AND (host, volume, root, snapshot) GLOBAL NOT IN (SELECT host, volume, root, snapshot FROM current_whole)
     GROUP BY host, volume, root
 );
 
@@ -145,7 +153,7 @@ WHERE (host, volume, publication) GLOBAL IN (SELECT host, volume, publication FR
 CREATE VIEW IF NOT EXISTS largest_folders AS
 SELECT host, volume, path, parent, depth, items, files, bytes, newest FROM current_folders;
 
--- How the folders of hosts have changed since what was published before. Only of what has been published twice.
+-- How the folders of hosts have changed from one whole scan to the next. Only of what has been published twice.
 CREATE VIEW IF NOT EXISTS growth AS
 SELECT host, volume, path, min(level) AS depth, sum(was) AS bytes_before, sum(is_now) AS bytes_now,
     sum(is_now) - sum(was) AS bytes_change, max(in_now) AS exists_now, max(in_before) AS existed_before
@@ -153,7 +161,7 @@ FROM (
     SELECT host, volume, path, depth AS level, toInt64(0) AS was, bytes AS is_now, 1 AS in_now, 0 AS in_before
     FROM folders
     WHERE (host, volume, publication) GLOBAL IN (
-        SELECT host, volume, publication FROM current
+        SELECT host, volume, publication FROM current_whole
         WHERE (host, volume, root) GLOBAL IN (SELECT host, volume, root FROM previous))
     UNION ALL
     SELECT host, volume, path, depth AS level, bytes AS was, toInt64(0) AS is_now, 0 AS in_now, 1 AS in_before

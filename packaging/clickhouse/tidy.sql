@@ -5,10 +5,14 @@
 --
 -- With the tables of schema.sql `kestrel publish` does this itself. What runs is shown by system.mutations.
 
--- Lines first: what has none is not there. Of each root the last two publications stay; who publishes with another --keep
--- writes that number here. A scan that was published twice counts twice, so that an earlier one may go a little sooner.
+-- Lines first: what has none is not there. Of each root the last two whole scans stay, and the newest publication in any
+-- case; who publishes with another --keep writes that number here. A scan that was published twice counts twice, so that an
+-- earlier one may go a little sooner.
 ALTER TABLE snapshots_local DELETE WHERE (host, volume, root, publication) NOT IN (
-    SELECT host, volume, root, publication FROM snapshots_local ORDER BY publication DESC LIMIT 2 BY host, volume, root
+    SELECT host, volume, root, publication FROM snapshots_local WHERE complete = 1
+    ORDER BY publication DESC LIMIT 2 BY host, volume, root
+) AND (host, volume, root, publication) NOT IN (
+    SELECT host, volume, root, max(publication) FROM snapshots_local GROUP BY host, volume, root
 );
 
 -- Rows without a line, but for those of a publication that may still be at work: it began less than a day ago.

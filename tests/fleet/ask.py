@@ -51,7 +51,7 @@ def check_answers(machine, store):
     tree = str(machine.tree)
     hosts = answer(machine, store, "hosts")["rows"]
     check([row["host"] for row in hosts] == sorted(["web1", ODD], key=str.encode), f"the hosts are {hosts}")
-    check(all(row["items"] == 8 and row["hasFiles"] and row["isComplete"] for row in hosts), f"what hosts have is {hosts}")
+    check(all(row["items"] == 7 and row["hasFiles"] and row["isComplete"] for row in hosts), f"what hosts have is {hosts}")
     check(len(answer(machine, store, "hosts", "--top", "1")["rows"]) == 1, "one host")
     top = answer(machine, store, "top")["rows"]
     check([row["path"] for row in top[:2]] == [tree + "/machine1/a/deep", tree + "/machine0/a/deep"], f"top is {top}")
@@ -79,6 +79,46 @@ def check_answers(machine, store):
     check("budget.txt" in shown and "\n') OR" not in shown, f"a host's name is shown as it is: {shown}")
 
 
+def check_remarks(machine, store):
+    """An answer from less than all of a disk says so; growth is told from whole scans."""
+    tree, where = str(machine.tree / "machine0"), ("--to", store.url())
+    as_web1 = (*where, "--host", "web1", "--volume", "data", tree)
+    growth = answer(machine, store, "growth")
+    columns = [row[0].decode() for row in store.sql("SELECT name FROM system.columns WHERE database = 'kestrel' AND table = 'snapshots'")]
+    changed = {"publication": "publication + 4294967296", "complete": "0", "snapshot": "'cut'"}
+    store.sql(f"INSERT INTO snapshots ({', '.join(columns)}) SELECT {', '.join(changed.get(name, name) for name in columns)} "
+              "FROM current WHERE host = 'web1'")
+    code, _, said = machine.call("fleet", "top", *where)
+    check(code == 0 and b"1 of 2 published scans ended early" in said, f"top of a scan that ended early says {said}")
+    check([row["isComplete"] for row in answer(machine, store, "hosts")["rows"]].count(False) == 1, "one scan ended early")
+    check(b"ended early" in machine.does("fleet", "hosts", *where), "hosts says which")
+    check(answer(machine, store, "growth") == growth, "growth passes over a scan that ended early")
+    machine.does("publish", "--files", *as_web1)
+    store.settle()
+    check(store.sql("SELECT sum(complete), count() FROM snapshots WHERE host = 'web1'") == [[b"2", b"2"]], "the next one takes its place")
+    check(answer(machine, store, "growth") == growth, "and growth has its two whole scans")
+
+    code, _, said = machine.call("publish", *as_web1)
+    check(code == 0 and b"every item" in said, f"publishing without items says what it takes: {said}")
+    code, out, said = machine.call("fleet", "search", "budget", "--count", *where)
+    check(code == 0 and out == b"1\n" and b"1 of 2 published scans has only sums" in said, f"a search among one of two: {out} {said}")
+    check(b"sums alone" in machine.does("fleet", "hosts", *where), "hosts says which has no items")
+    code, out, said = machine.call("fleet", "search", "budget", *where, "--host", "web1")
+    check(code == 0 and not out and b"Only sums" in said and said.count(b"\n") == 1, f"a search of one without items: {said}")
+    for question in ("top", "growth"):
+        check(machine.call("fleet", question, "--top", "0", *where) == (0, b"", b""), f"{question}: no rows are wanted")
+    code, out, said = machine.call("fleet", "growth", *where, "--host", ODD)
+    check(code == 0 and out and not said, f"growth of one host: {said}")
+    check(b"1 of 2 volumes" in machine.does("fleet", "hosts", "--top", "1", *where), "one of two")
+    check(b"Did you mean" in machine.call("fleet", "hots", *where)[2], "a slip in the question")
+
+
+def check_first(machine, store):
+    machine.does("publish", "--to", store.url(), "--host", "new")
+    code, out, said = machine.call("fleet", "growth", "--host", "new", "--to", store.url())
+    check(code == 0 and not out and b"no second one yet" in said, f"growth of what was published once: {said}")
+
+
 def ask(machine):
     with Stores(1) as [alone], Stores(2) as shards:
         code, out, said = machine.call("fleet", "top", "--to", alone.url())
@@ -95,6 +135,8 @@ def ask(machine):
         check(alone.number("SELECT count() FROM same_files WHERE name = 'presentation.pdf' AND hosts = 2") == 1, "the same file on two")
         for wrong in (["fleet", "nothing"], ["fleet", "top", "word"], ["fleet", "top", "--count"], ["fleet", "search"], ["fleet"]):
             check(machine.call(*wrong, "--to", alone.url())[0] == 2, f"{wrong} is right usage")
+        check_remarks(machine, alone)
+        check_first(machine, alone)
         code, _, said = machine.call("fleet", "top", "--host", "x", "--to", alone.url())
         check(code == 0 and "Nothing of “x” is published".encode() in said, f"an unknown host: {code} {said}")
 

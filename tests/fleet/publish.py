@@ -174,9 +174,11 @@ def publish(machine):
               [[b"web1", b"%d" % young], [b"web2", b"%d" % old]], "only what is abandoned is cleared")
 
         # A clock that was set back: the later publication is the later number all the same.
-        store.sql("INSERT INTO snapshots (host, volume, root, publication, snapshot) VALUES "
-                  f"('web1', '{machine.tree}', '{machine.tree}', {4_000_000_000 << 32}, 'x')")
-        answer = json.loads(machine.does("publish", "--to", store.url(), "--host", "web1", "--json"))
+        store.sql("INSERT INTO snapshots (host, volume, root, publication, snapshot, completed, complete) VALUES "
+                  f"('web1', '{machine.tree}', '{machine.tree}', {4_000_000_000 << 32}, 'x', '2040-01-01 00:00:00', 1)")
+        code, out, said = machine.call("publish", "--to", store.url(), "--host", "web1", "--json")
+        check(code == 0 and b"later scan" in said, f"an earlier scan says what it replaces: {said}")
+        answer = json.loads(out)
         check(store.sql("SELECT publication FROM current") == [[answer["publication"].encode()]], "the later one holds")
 
         # Parts of one volume add up; what would count twice is refused.

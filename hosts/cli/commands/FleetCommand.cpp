@@ -1,12 +1,10 @@
 #include "commands/Commands.hpp"
 
+#include "commands/FleetAnswers.hpp"
 #include "commands/OptionValue.hpp"
-#include "commands/SearchFilterOptions.hpp"
 #include "commands/SearchHints.hpp"
-#include "commands/ServerOptions.hpp"
-#include "fleet/FleetFolders.hpp"
+#include "commands/Suggestion.hpp"
 #include "fleet/FleetSearchRun.hpp"
-#include "fleet/FleetSelection.hpp"
 #include "output/ByteFormat.hpp"
 #include "output/JSONOutput.hpp"
 #include "output/ModelJSON.hpp"
@@ -36,172 +34,17 @@ namespace KestrelCLI {
 
 namespace {
 
-struct FleetOptions {
-    ServerOptions server;
-    FleetSelection selection;
-    std::optional<std::int64_t> top;
-    SearchFilterOptions filter;
-    std::optional<SearchOrder> order;
-    bool counts = false;
-    bool isLiteral = false;
-};
-
-/// As many lines as fit one look, unless more or fewer are asked for.
-constexpr std::int64_t usualTop = 20;
+/// As many lines as are shown unless more or fewer are asked for.
 constexpr std::int64_t usualResults = 100;
-
-/// What a script gets that sets no limit.
-constexpr std::int64_t mostRows = 1000;
-
-Date dateOf(std::uint32_t secondsSince1970) {
-    return Date{static_cast<double>(secondsSince1970) - Date{0}.secondsSince1970()};
-}
-
-std::int64_t rowsWanted(const Session& session, const FleetOptions& options) {
-    return options.top.value_or(session.options.json ? mostRows : usualTop);
-}
-
-/// Says why there is nothing to show.
-void sayNothing(const Session& session, Server& server, const FleetSelection& selection, std::string_view otherwise) {
-    const std::string absence = selection.absence(server);
-    session.say(absence.empty() ? otherwise : std::string_view{absence});
-}
-
-ExitCode top(const Session& session, const FleetOptions& options) {
-    const auto server = connectedServer(session, serverSettings(options.server));
-    const std::vector<FleetFolder> folders = largestFolders(*server, options.selection, rowsWanted(session, options));
-    if (folders.empty()) sayNothing(session, *server, options.selection, "There are no folders with anything in them.");
-    if (session.options.json) {
-        JSONOutput json{session.out};
-        json.beginArray("rows");
-        for (const FleetFolder& folder : folders) {
-            json.beginObject();
-            json.member("host", folder.host);
-            json.member("volume", folder.volume);
-            json.member("path", folder.path);
-            json.member("bytes", folder.bytes);
-            json.member("items", folder.items);
-            json.endObject();
-        }
-        json.endArray();
-        json.finish();
-        return ExitCode::done;
-    }
-    if (folders.empty()) return ExitCode::done;
-    Table table{
-        {{"SIZE", Table::Align::right}, {"ITEMS", Table::Align::right}, {"HOST"}, {"PATH", Table::Align::left, true}}};
-    for (const FleetFolder& folder : folders)
-        table.addRow({{.text = session.size(folder.bytes)},
-                      {.text = ByteFormat::count(static_cast<std::int64_t>(folder.items)), .style = Style::quiet},
-                      {.text = session.shown(folder.host)},
-                      {.text = session.shown(folder.path), .style = Style::folder}});
-    table.write(session);
-    return ExitCode::done;
-}
-
-std::string_view changeName(const FleetChange& change) {
-    if (!change.existedBefore) return "new";
-    if (!change.existsNow) return "gone";
-    return change.change() < 0 ? "shrank" : "grew";
-}
-
-ExitCode growth(const Session& session, const FleetOptions& options) {
-    const auto server = connectedServer(session, serverSettings(options.server));
-    const std::vector<FleetChange> changes = changedFolders(*server, options.selection, rowsWanted(session, options));
-    if (changes.empty())
-        sayNothing(session, *server, options.selection,
-                   "Nothing has changed between two publications of a folder; growth is told from the second one on.");
-    if (session.options.json) {
-        JSONOutput json{session.out};
-        json.beginArray("rows");
-        for (const FleetChange& change : changes) {
-            json.beginObject();
-            json.member("host", change.host);
-            json.member("volume", change.volume);
-            json.member("path", change.path);
-            json.member("before", change.before);
-            json.member("after", change.after);
-            json.member("change", change.change());
-            json.member("what", changeName(change));
-            json.endObject();
-        }
-        json.endArray();
-        json.finish();
-        return ExitCode::done;
-    }
-    if (changes.empty()) return ExitCode::done;
-    Table table{{{"CHANGE", Table::Align::right},
-                 {"SIZE", Table::Align::right},
-                 {"WHAT"},
-                 {"HOST"},
-                 {"PATH", Table::Align::left, true}}};
-    for (const FleetChange& change : changes) {
-        const std::string sign = change.change() < 0 ? "-" : "+";
-        const std::int64_t size = change.change() < 0 ? -change.change() : change.change();
-        table.addRow({{.text = sign + session.size(size)},
-                      {.text = session.size(change.after), .style = Style::quiet},
-                      {.text = std::string{changeName(change)}, .style = Style::quiet},
-                      {.text = session.shown(change.host)},
-                      {.text = session.shown(change.path), .style = Style::folder}});
-    }
-    table.write(session);
-    return ExitCode::done;
-}
-
-ExitCode hosts(const Session& session, const FleetOptions& options) {
-    const auto server = connectedServer(session, serverSettings(options.server));
-    std::vector<FleetVolume> volumes = publishedVolumes(*server, options.selection);
-    if (volumes.empty()) sayNothing(session, *server, options.selection, "Nothing is published.");
-    // All machines, where nobody asks for fewer.
-    if (options.top && std::ssize(volumes) > *options.top)
-        volumes.erase(volumes.begin() + static_cast<std::ptrdiff_t>(*options.top), volumes.end());
-    if (session.options.json) {
-        JSONOutput json{session.out};
-        json.beginArray("rows");
-        for (const FleetVolume& volume : volumes) {
-            json.beginObject();
-            json.member("host", volume.host);
-            json.member("volume", volume.volume);
-            json.member("parts", volume.parts);
-            json.member("items", volume.items);
-            json.member("bytes", volume.bytes);
-            json.member("issues", volume.issues);
-            json.member("isComplete", volume.isComplete);
-            json.member("hasFiles", volume.hasFiles);
-            writeDate(json, "scannedAt", dateOf(volume.oldestScan));
-            writeDate(json, "publishedAt", dateOf(volume.lastPublished));
-            json.endObject();
-        }
-        json.endArray();
-        json.finish();
-        return ExitCode::done;
-    }
-    if (volumes.empty()) return ExitCode::done;
-    Table table{{{"HOST"},
-                 {"SIZE", Table::Align::right},
-                 {"ITEMS", Table::Align::right},
-                 {"SCANNED"},
-                 {"PUBLISHED"},
-                 {"VOLUME", Table::Align::left, true}}};
-    const Date now = Date::now();
-    for (const FleetVolume& volume : volumes) {
-        std::string name = session.shown(volume.volume);
-        if (!volume.isComplete) name += " (in part: the scan ended early)";
-        table.addRow({{.text = session.shown(volume.host)},
-                      {.text = session.size(volume.bytes)},
-                      {.text = ByteFormat::count(static_cast<std::int64_t>(volume.items)), .style = Style::quiet},
-                      {.text = age(dateOf(volume.oldestScan), now), .style = Style::quiet},
-                      {.text = age(dateOf(volume.lastPublished), now), .style = Style::quiet},
-                      {.text = std::move(name)}});
-    }
-    table.write(session);
-    return ExitCode::done;
-}
 
 void writeFindings(const Session& session, const FleetFindings& findings, const SearchExplanation& understood) {
     std::vector<Text> words = understood.terms;
     words.insert(words.end(), understood.pathTerms.begin(), understood.pathTerms.end());
-    Table table{{{"SIZE", Table::Align::right}, {"MODIFIED"}, {"KIND"}, {"HOST"}, {"PATH", Table::Align::left, true}}};
+    Table table{{{"SIZE", Table::Align::right},
+                 {"MODIFIED"},
+                 {"KIND"},
+                 {"HOST", Table::Align::left, true},
+                 {"PATH", Table::Align::left, true}}};
     const Date now = Date::now();
     for (const FleetMatch& match : findings.results) {
         const FileRecord& record = match.item.record;
@@ -255,18 +98,15 @@ ExitCode search(const Session& session, const FleetOptions& options, const Opera
     const std::int64_t limit = options.counts ? 0 : options.top.value_or(usualResults);
     const FleetFindings findings =
         searchFleet(*server, question, options.selection, options.order.value_or(SearchOrder::score), limit);
+    const FleetCoverage coverage = coverageOf(*server, options.selection);
     if (findings.matches == 0) {
-        bool hasFiles = false;
-        std::vector<std::string> texts;
-        const std::string selected = options.selection.condition(texts);
-        server->query<std::uint64_t>(
-            fmt::format("SELECT MARK, count() AS lines FROM current WHERE has_files = 1{}", selected), texts,
-            [&](std::uint64_t lines) { hasFiles = lines > 0; });
         sayNothing(session, *server, options.selection,
-                   hasFiles ? "Nothing that is published answers that search."
-                            : "Only sums of folders are published, no items to search: kestrel publish --files sends "
-                              "those.");
+                   coverage.withoutFiles < coverage.publications
+                       ? "Nothing that is published answers that search."
+                       : "Only sums of folders are published, no items to search: kestrel publish --files sends "
+                         "those.");
     }
+    sayWhatIsMissing(session, coverage, true);
     if (session.options.json) {
         writeFindingsJSON(session, findings, !options.counts);
     } else if (options.counts) {
@@ -289,13 +129,16 @@ void refuseSearchOptions(const FleetOptions& options, const std::string& questio
 ExitCode fleet(const Session& session, const FleetOptions& options, const Operands& operands) {
     const std::string& question = operands.front();
     if (question == "search") return search(session, options, {operands.begin() + 1, operands.end()});
-    if (question != "top" && question != "growth" && question != "hosts")
-        throw UsageError{fmt::format("“{}” is no question to a fleet; top, growth, search and hosts are.", question)};
+    if (question != "top" && question != "growth" && question != "hosts") {
+        const std::string meant = didYouMeanOneOf(question, {"top", "growth", "search", "hosts"});
+        throw UsageError{fmt::format("“{}” is no question to a fleet; top, growth, search and hosts are.{}{}", question,
+                                     meant.empty() ? "" : " ", meant)};
+    }
     if (operands.size() > 1)
         throw UsageError{fmt::format("fleet {} takes no further words; fleet search WORDS looks for items.", question)};
     refuseSearchOptions(options, question);
-    if (question == "top") return top(session, options);
-    return question == "growth" ? growth(session, options) : hosts(session, options);
+    if (question == "top") return fleetTop(session, options);
+    return question == "growth" ? fleetGrowth(session, options) : fleetHosts(session, options);
 }
 
 }  // namespace

@@ -119,14 +119,16 @@ void tidy(const Session& session, Publication& publication) {
 
 void tell(const Session& session, const Server& server, const Generation& scan, const PublicationPlan& plan,
           const PublishedRows& rows) {
-    std::string what = fmt::format("{} folder{}", ByteFormat::count(rows.folders), rows.folders == 1 ? "" : "s");
-    if (plan.hasFiles) what += fmt::format(" and {}", ByteFormat::items(rows.files));
+    // The root is a record, but not an item in it.
+    const std::string what = plan.hasFiles ? ByteFormat::items(std::max<std::int64_t>(0, rows.files - 1))
+                                           : fmt::format("the sums of {} folder{}", ByteFormat::count(rows.folders),
+                                                         rows.folders == 1 ? "" : "s");
     session.out << fmt::format("Published: {} of {}, {}\n", what, session.shownPath(scan.scope.root.path().view()),
                                session.size(scan.totalAllocatedBytes));
-    session.out << session.painted(Style::quiet,
-                                   fmt::format("as the volume {} of {} in {} of {}", session.shown(plan.volume),
-                                               session.shown(plan.host), session.shown(server.address().database),
-                                               session.shown(server.address().name())))
+    session.out << session.painted(Style::quiet, fmt::format("as the volume {} of {}, in the database {} of {}",
+                                                             session.shown(plan.volume), session.shown(plan.host),
+                                                             session.shown(server.address().database),
+                                                             session.shown(server.address().name())))
                 << '\n';
 }
 
@@ -139,6 +141,7 @@ ExitCode publish(const Session& session, const PublishOptions& options, const Op
     const PublicationPlan plan = planFor(options, generation);
     const auto server = connectedServer(session, std::move(settings));
     Publication publication{*server, plan, generation};
+    for (const std::string& sentence : publication.losses()) session.say(sentence);
     PublishedRows rows;
     {
         const InterruptionWatch watch;
@@ -147,8 +150,9 @@ ExitCode publish(const Session& session, const PublishOptions& options, const Op
         rows = publication.send(
             scan.snapshot(), suggestions,
             [&](std::int64_t sent, std::int64_t all) {
-                std::string text = fmt::format("{} rows sent", ByteFormat::count(sent));
-                if (all > 0) text += fmt::format(" of {}", ByteFormat::count(all));
+                const std::string text =
+                    all > 0 ? fmt::format("{} of {} items sent", ByteFormat::count(sent), ByteFormat::count(all))
+                            : fmt::format("{} folders sent", ByteFormat::count(sent));
                 line.show([&](std::size_t columns) { return session.shortened(text, columns); },
                           ProgressLine::Clock::now());
             },

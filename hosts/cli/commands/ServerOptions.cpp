@@ -15,7 +15,7 @@ namespace {
 /// Of the tables that this version fills and asks.
 constexpr std::uint32_t schemaVersion = 1;
 constexpr std::int64_t mostPatience = 86'400;
-constexpr std::string_view schemaFile = "packaging/clickhouse/schema.sql";
+constexpr std::string_view schemaFile = "the file clickhouse/schema.sql, which comes with kestrel";
 
 void checkSchema(Server& server) {
     std::optional<std::uint32_t> version;

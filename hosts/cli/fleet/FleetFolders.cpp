@@ -85,15 +85,17 @@ std::vector<FleetVolume> publishedVolumes(Server& server, const FleetSelection& 
     std::vector<std::string> texts;
     const std::string selected = selection.condition(texts);
     std::vector<FleetVolume> volumes;
-    server.query<std::string, std::string, std::uint64_t, std::uint64_t, std::int64_t, std::uint64_t, std::uint32_t,
-                 std::uint32_t, std::uint8_t, std::uint8_t>(
-        fmt::format("SELECT MARK, host, volume, count() AS parts, sum(items) AS all_items, sum(bytes) AS all_bytes, "
-                    "sum(issues) AS all_issues, min(completed) AS oldest, max(published) AS newest, min(complete) AS "
-                    "whole, min(has_files) AS filed FROM current WHERE 1{} GROUP BY host, volume ORDER BY host, volume",
+    server.query<std::string, std::string, std::uint64_t, std::int64_t, std::int64_t, std::uint64_t, std::uint32_t,
+                 std::uint32_t, std::uint8_t, std::uint8_t, std::uint8_t>(
+        fmt::format("SELECT MARK, host, volume, count() AS parts, toInt64(sum(items) - count()) AS all_items, "
+                    "sum(bytes) AS all_bytes, sum(issues) AS all_issues, min(completed) AS oldest, max(published) AS "
+                    "newest, min(complete) AS whole, min(has_files) AS filed, max(has_files) AS some_filed FROM "
+                    "current WHERE 1{} GROUP BY host, volume ORDER BY host, volume",
                     selected),
         texts,
-        [&](std::string host, std::string volume, std::uint64_t parts, std::uint64_t items, std::int64_t bytes,
-            std::uint64_t issues, std::uint32_t oldest, std::uint32_t newest, std::uint8_t whole, std::uint8_t filed) {
+        [&](std::string host, std::string volume, std::uint64_t parts, std::int64_t items, std::int64_t bytes,
+            std::uint64_t issues, std::uint32_t oldest, std::uint32_t newest, std::uint8_t whole, std::uint8_t filed,
+            std::uint8_t someFiled) {
             volumes.push_back({.host = std::move(host),
                                .volume = std::move(volume),
                                .parts = parts,
@@ -103,9 +105,36 @@ std::vector<FleetVolume> publishedVolumes(Server& server, const FleetSelection& 
                                .oldestScan = oldest,
                                .lastPublished = newest,
                                .isComplete = whole != 0,
-                               .hasFiles = filed != 0});
+                               .hasFiles = filed != 0,
+                               .hasSomeFiles = someFiled != 0});
         });
     return volumes;
+}
+
+FleetCoverage coverageOf(Server& server, const FleetSelection& selection) {
+    std::vector<std::string> texts;
+    const std::string selected = selection.condition(texts);
+    FleetCoverage coverage;
+    server.query<std::uint64_t, std::uint64_t, std::uint64_t>(
+        fmt::format(
+            "SELECT MARK, count() AS lines, sum(complete = 0) AS unfinished, sum(has_files = 0) AS unfiled FROM "
+            "current WHERE 1{}",
+            selected),
+        texts, [&](std::uint64_t lines, std::uint64_t unfinished, std::uint64_t unfiled) {
+            coverage.publications = lines;
+            coverage.unfinished = unfinished;
+            coverage.withoutFiles = unfiled;
+        });
+    return coverage;
+}
+
+std::uint64_t earlierScans(Server& server, const FleetSelection& selection) {
+    std::vector<std::string> texts;
+    const std::string selected = selection.condition(texts);
+    std::uint64_t count = 0;
+    server.query<std::uint64_t>(fmt::format("SELECT MARK, count() AS lines FROM previous WHERE 1{}", selected), texts,
+                                [&](std::uint64_t lines) { count = lines; });
+    return count;
 }
 
 }  // namespace KestrelCLI

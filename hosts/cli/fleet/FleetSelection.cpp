@@ -34,7 +34,7 @@ std::string FleetSelection::absence(Server& server) const {
                            server.address().database, server.address().name());
     if (those != 0) return {};
     if (!volume) return fmt::format("Nothing of “{}” is published; kestrel fleet hosts lists what is.", *host);
-    return fmt::format("No volume “{}” is published{}; kestrel fleet hosts --json lists what is.", *volume,
+    return fmt::format("No volume “{}” is published{}; kestrel fleet hosts lists what is.", *volume,
                        host ? fmt::format(" of “{}”", *host) : "");
 }
 

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <exception>
 #include <set>
 #include <stdexcept>
@@ -74,6 +75,7 @@ Publication::Publication(Server& server, PublicationPlan plan, const Generation&
     for (const Line& line : lines()) {
         newest = std::max(newest, line.publication >> 32U);
         const Text other{line.root};
+        if (!replaced_ && line.root == root.view()) replaced_ = line;
         if (other == root) continue;
         if (!Path::isBeneath(other, root) && !Path::isBeneath(root, other)) continue;
         throw std::runtime_error{
@@ -93,13 +95,35 @@ Publication::Publication(Server& server, PublicationPlan plan, const Generation&
 
 std::vector<Publication::Line> Publication::lines() {
     std::vector<Line> lines;
-    server_.query<std::string, std::uint64_t, std::string>(
-        fmt::format("SELECT MARK, root, publication, snapshot FROM snapshots WHERE {} ORDER BY publication DESC",
+    server_.query<std::string, std::uint64_t, std::string, std::uint32_t, std::uint8_t, std::uint8_t>(
+        fmt::format("SELECT MARK, root, publication, snapshot, completed, complete, has_files FROM snapshots WHERE {} "
+                    "ORDER BY publication DESC",
                     ofOwner),
-        {plan_.host, plan_.volume}, [&](std::string root, std::uint64_t publication, std::string snapshot) {
-            lines.push_back({std::move(root), publication, std::move(snapshot)});
+        {plan_.host, plan_.volume},
+        [&](std::string root, std::uint64_t publication, std::string snapshot, std::uint32_t completed,
+            std::uint8_t isComplete, std::uint8_t hasFiles) {
+            lines.push_back({.root = std::move(root),
+                             .publication = publication,
+                             .snapshot = std::move(snapshot),
+                             .completed = completed,
+                             .isComplete = isComplete != 0,
+                             .hasFiles = hasFiles != 0});
         });
     return lines;
+}
+
+std::vector<std::string> Publication::losses() const {
+    std::vector<std::string> sentences;
+    if (!replaced_) return sentences;
+    if (std::floor(scan_.completedAt.secondsSince1970()) < replaced_->completed)
+        sentences.emplace_back("A later scan of it is published, whose place this earlier one takes.");
+    if (replaced_->hasFiles && !plan_.hasFiles) {
+        sentences.emplace_back("What is published of it has every item; now only sums of folders take that place, in "
+                               "which nothing can be searched. --files sends the items, too.");
+    }
+    if (replaced_->isComplete && !scan_.isComplete)
+        sentences.emplace_back("A whole scan of it is published, whose place this one takes, which ended early.");
+    return sentences;
 }
 
 PublishedRows Publication::send(const ScanSnapshot& snapshot, const std::vector<PublishedSuggestion>& suggestions,
@@ -131,11 +155,12 @@ PublishedRows Publication::send(const ScanSnapshot& snapshot, const std::vector<
     };
     {
         const Maker maker{queue, make};
-        const auto all = static_cast<std::int64_t>(snapshot.records().size());
+        const auto items = static_cast<std::int64_t>(snapshot.records().size());
         while (const auto batch = queue.take()) {
-            progress(result.files + result.folders, plan_.hasFiles ? all + result.folders : 0);
+            const bool isFile = batch->insert == &intoFiles;
+            progress(isFile ? result.files : result.folders, isFile ? items : 0);
             send(*batch);
-            (batch->insert == &intoFiles ? result.files : result.folders) += batch->count;
+            (isFile ? result.files : result.folders) += batch->count;
         }
     }
     Interruption::check();
@@ -184,14 +209,18 @@ bool Publication::tidy() {
 
     // Of one scan that was published twice, as after an answer that was lost, the later holds.
     const std::string root = scan_.scope.root.path().string();
+    // One that ended early stands only until the next one, and for none of those that are kept.
     std::set<std::string> keptScans;
+    bool isNewest = true;
     std::set<std::uint64_t> known;
     std::vector<std::uint64_t> outdated;
     for (const Line& line : all) {
         known.insert(line.publication);
         if (line.root != root) continue;
-        if (keptScans.size() < plan_.keep && keptScans.insert(line.snapshot).second) continue;
-        outdated.push_back(line.publication);
+        const bool isKept =
+            line.isComplete ? keptScans.size() < plan_.keep && keptScans.insert(line.snapshot).second : isNewest;
+        isNewest = false;
+        if (!isKept) outdated.push_back(line.publication);
     }
     std::uint64_t owner = 0;
     server_.query<std::uint64_t>(

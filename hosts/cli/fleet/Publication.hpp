@@ -41,7 +41,11 @@ public:
     /// scan's root lies in another one that is published there, or that one in it.
     Publication(Server& server, PublicationPlan plan, const KestrelCore::Generation& scan);
 
-    /// Gets how many rows have been sent, of how many there will be; 0 where that is not known.
+    /// What publishing this scan would take away without anybody asking for it, a sentence each: the items of the
+    /// publication that held, or a later scan.
+    [[nodiscard]] std::vector<std::string> losses() const;
+
+    /// Gets how many folders or, after these, items have been sent, of how many; of folders 0, as that is not known.
     using Progress = std::function<void(std::int64_t sent, std::int64_t all)>;
 
     /// Sends everything, while another thread makes what is next. Throws as the server does; then nothing of it is
@@ -49,9 +53,9 @@ public:
     PublishedRows send(const KestrelCore::ScanSnapshot& snapshot,
                        const std::vector<KestrelCore::PublishedSuggestion>& suggestions, const Progress& progress,
                        const KestrelCore::CancellationToken& cancellation);
-    /// Clears what is not to be kept: earlier publications of the root beyond the number of those that are kept, and
-    /// rows without a line that are older than a day. False where the tables are distributed, through which nothing can
-    /// be deleted.
+    /// Clears what is not to be kept: earlier publications of the root beyond the number of those that are kept, those
+    /// of scans that ended early where a later one is there, and rows without a line that are older than a day. False
+    /// where the tables are distributed, through which nothing can be deleted.
     bool tidy();
 
 private:
@@ -59,6 +63,9 @@ private:
         std::string root;
         std::uint64_t publication = 0;
         std::string snapshot;
+        std::uint32_t completed = 0;  ///< of the scan, seconds since 1970
+        bool isComplete = true;
+        bool hasFiles = false;
     };
     [[nodiscard]] std::vector<Line> lines();
     [[nodiscard]] std::vector<std::uint64_t> publicationsWithRows(const std::string& table);
@@ -68,6 +75,7 @@ private:
     PublicationPlan plan_;
     const KestrelCore::Generation& scan_;
     KestrelCore::PublicationKey key_;
+    std::optional<Line> replaced_;    ///< what held of this root
     std::uint64_t beginSeconds_ = 0;  ///< since 1970
 };
 

@@ -145,9 +145,10 @@ void Server::State::prepare(const Request& request, curl_slist* headers) {
     set(CURLOPT_CONNECTTIMEOUT, static_cast<long>(settings.patience.count()));
     set(CURLOPT_TCP_KEEPALIVE, 1L);
     set(CURLOPT_HTTPHEADER, headers);
-    // Each request has a connection of its own. What the server leaves unread of one, as the end of a form or the rest of
-    // what it refuses, would be the beginning of the next. And on an old connection that breaks before a word of the
-    // answer, libcurl sends the request once more: the server may have done already what was asked, and would do it twice.
+    // Each request has a connection of its own. What the server leaves unread of one, as the end of a form or the rest
+    // of what it refuses, would be the beginning of the next. And on an old connection that breaks before a word of the
+    // answer, libcurl sends the request once more: the server may have done already what was asked, and would do it
+    // twice.
     set(CURLOPT_FORBID_REUSE, 1L);
     if (request.form != nullptr) {
         set(CURLOPT_MIMEPOST, request.form);

@@ -42,7 +42,8 @@ private:
     int code_;
 };
 
-/// A column store behind its HTTP interface, ClickHouse's. One thread at a time; each request has a connection of its own.
+/// A column store behind its HTTP interface, ClickHouse's. One thread at a time; each request has a connection of its
+/// own.
 ///
 /// Certificates and host names are checked, redirects are not followed. No text from outside is ever part of SQL: it
 /// goes beside it, as a value of the table `terms`, which is read by `(SELECT v FROM terms WHERE i = N)`.

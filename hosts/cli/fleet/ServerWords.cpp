@@ -81,7 +81,7 @@ ServerWords::Failure ServerWords::ofAnswer(long status, std::string_view body) c
         words = fmt::format("The disk of {} is full: {}.", name, words);
     } else if (failure.code == noSuchDatabase || failure.code == noSuchTable) {
         words = fmt::format("{} lacks what kestrel keeps there: {}. Its administrator makes it with the file "
-                            "packaging/clickhouse/schema.sql.",
+                            "clickhouse/schema.sql, which comes with kestrel.",
                             name, words);
     } else if (failure.code != 0) {
         words = fmt::format("{} answers with an error: {}.", name, words);
