@@ -43,7 +43,7 @@ constexpr std::array<Walker, 3> walkers{
     {{"System", [](const TraversalOptions& options) { return openTraversal(options); }},
      {"Bulk", [](const TraversalOptions& options) { return openBulkTraversal(options); }},
      {"Plain", [](const TraversalOptions& options) {
-          return openBulkTraversal(options, {.adjust = {}, .volumes = {}, .isUnknownCall = true});
+          return openBulkTraversal(options, {.adjust = {}, .volumes = {}, .refusal = ENOTSUP});
       }}}};
 
 static std::string nameOf(const testing::TestParamInfo<Walker>& info) { return info.param.name; }

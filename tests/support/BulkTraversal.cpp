@@ -26,12 +26,16 @@ public:
 
 private:
     int list(int folder, std::span<char> buffer) override {
-        if (setting_->isUnknownCall) {
-            errno = ENOTSUP;
+        if (setting_->refusal != 0) {
+            errno = setting_->refusal;
             return -1;
         }
         // The place of the descriptor is the number of names that were given, so that anybody can go on.
         const off_t given = ::lseek(folder, 0, SEEK_CUR);
+        if (given > 0 && setting_->refusalOfTheRest != 0) {
+            errno = setting_->refusalOfTheRest;
+            return -1;
+        }
         if (given < 0 || ::lseek(folder, 0, SEEK_SET) != 0) return -1;
         std::string records;
         int count = 0;

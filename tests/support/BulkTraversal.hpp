@@ -14,7 +14,8 @@ struct BulkSetting {
     /// Changes what is said of an entry; called by the threads that read ahead, several at once.
     std::function<void(MadeBulkRecord&)> adjust{};
     VolumeTable volumes{};
-    bool isUnknownCall = false;  ///< the file system can't answer, and names are listed
+    int refusal = 0;           ///< errno value of every call
+    int refusalOfTheRest = 0;  ///< of those that would go on in the middle of a folder
 };
 
 /// The walk of macOS over a real tree whose folders are put into records as the system would give them, a few hundred

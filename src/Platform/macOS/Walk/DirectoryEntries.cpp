@@ -26,8 +26,8 @@ bool DirectoryEntries::readPiece(int folder) {
     offset_ = filled_ = 0;
     const ContentStaysAway guard;
     const int count = repeatedWhenInterrupted([&] { return listNames(folder, {buffer_.get(), pieceBytes}); });
-    if (count < 0 && (errno == ENOTSUP || errno == EINVAL)) {
-        const PlainRecords plain = PlainRecords::read(folder);
+    if (count < 0 && (errno == ENOTSUP || errno == EINVAL || errno == ENOSYS)) {
+        const PlainRecords plain = PlainRecords::read(folder, errno);
         errorNumber_ = plain.errorNumber;
         // Half a list would pass for a whole one.
         if (plain.count == 0 || errorNumber_ != 0) return false;

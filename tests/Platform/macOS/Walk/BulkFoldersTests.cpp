@@ -94,13 +94,27 @@ TEST(BulkFolders, giveALargeFolderInPieces) {
     const TraversalOptions options{folder.path(), {}, {}};
     const Lines expected = listing(openFtsTraversal(options));
     EXPECT_EQ(firstDifference(listing(openBulkTraversal(options)), expected), "");
-    const BulkSetting plain{.adjust = {}, .volumes = {}, .isUnknownCall = true};
+    const BulkSetting plain{.adjust = {}, .volumes = {}, .refusal = ENOTSUP};
     EXPECT_EQ(firstDifference(listing(openBulkTraversal(options, plain)), expected), "");
     // A bound holds where a piece ends, too.
     TraversalOptions bounded{.root = folder.path(), .notEntered = {}, .cancellation = {}};
     bounded.mostEntriesInFolder = 1'000;
     const Lines found = briefListing(openBulkTraversal(bounded));
     EXPECT_EQ(found.back(), "0 unreadable " + folder.path() + " " + std::to_string(EOVERFLOW));
+}
+
+TEST(BulkFolders, aRefusalInTheMiddleOfAFolderIsNotItsEnd) {
+    const TemporaryFolder folder;
+    for (int index = 0; index < 400; ++index) folder.makeFile("large/" + std::to_string(index));
+    for (const int refusal : {ENOTSUP, EINVAL, ENOSYS, EACCES}) {
+        const Lines found =
+            briefListing(openBulkTraversal({folder.path(), {}, {}}, {.adjust = {}, .refusalOfTheRest = refusal}));
+        EXPECT_THAT(found, ::testing::Contains("1 unreadable large " + std::to_string(refusal)));
+        // What was listed before stays, and it is less than all.
+        const auto files = std::ranges::count_if(found, [](const auto& line) { return line.starts_with("2 item "); });
+        EXPECT_GT(files, 100) << refusal;
+        EXPECT_LT(files, 400) << refusal;
+    }
 }
 
 TEST(BulkFolders, saysOfOneFolderThatItCanNotBeUnderstood) {

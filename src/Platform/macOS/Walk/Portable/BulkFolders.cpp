@@ -22,7 +22,7 @@ BulkFolders::BulkFolders() : buffer_(pieceBytes) {}
 bool BulkFolders::readPiece(int folder) {
     filled_ = offset_ = 0;
     const int count = repeatedWhenInterrupted([&] { return list(folder, buffer_); });
-    if (count < 0 && isUnknownCall(errno)) return readPlainly(folder);
+    if (count < 0 && isUnknownCall(errno)) return readPlainly(folder, errno);
     // There is nothing in a folder that was removed.
     errorNumber_ = count < 0 && errno != ENOENT ? errno : 0;
     if (count <= 0) return false;
@@ -32,8 +32,8 @@ bool BulkFolders::readPiece(int folder) {
     return filled_ > 0;
 }
 
-bool BulkFolders::readPlainly(int folder) {
-    PlainRecords plain = PlainRecords::read(folder);
+bool BulkFolders::readPlainly(int folder, int refusal) {
+    PlainRecords plain = PlainRecords::read(folder, refusal);
     errorNumber_ = plain.errorNumber;
     if (plain.count == 0) return false;
     if (plain.bytes.size() > buffer_.size()) buffer_.resize(plain.bytes.size());

@@ -24,7 +24,7 @@ private:
     /// As `getattrlistbulk` with what `BulkAttributes` names: how many records were put into the buffer, 0 at the end,
     /// below 0 with `errno` set.
     [[nodiscard]] virtual int list(int folder, std::span<char> buffer) = 0;
-    bool readPlainly(int folder);
+    bool readPlainly(int folder, int refusal);
 
     std::vector<char> buffer_;
     std::size_t filled_ = 0;

@@ -15,9 +15,10 @@ struct PlainRecords {
     std::size_t count = 0;
     int errorNumber = 0;  ///< what ended the listing early; 0 when it is complete
 
-    /// Reads the open folder from where its descriptor stands to its end; nothing when it stands at no beginning. Moves
-    /// the place of the descriptor.
-    [[nodiscard]] static PlainRecords read(int folder);
+    /// Reads the open folder from its beginning to its end, and leaves its descriptor at a place of its own: who comes
+    /// again finds nothing more, and no error. A descriptor that stands anywhere else is at no end that is known here:
+    /// nothing is read, and the error is `refusal`, the one that the other call gave.
+    [[nodiscard]] static PlainRecords read(int folder, int refusal);
 };
 
 }  // namespace KestrelCore
