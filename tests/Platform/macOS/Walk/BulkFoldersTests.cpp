@@ -117,6 +117,38 @@ TEST(BulkFolders, aRefusalInTheMiddleOfAFolderIsNotItsEnd) {
     }
 }
 
+TEST(BulkFolders, believesAListingAboutFilesAndLooksAtFolders) {
+    const TemporaryFolder folder;
+    folder.makeFile("a/b/file", "12345");
+    // No mount and no firmlink is told of, and yet the folders that are opened are others than those of the listing.
+    const BulkSetting otherNumbers{.adjust = [](MadeBulkRecord& made) {
+        if (made.status.type != FileType::directory) return;
+        made.status.inode += 1'000'000;
+        made.status.device += 1;
+    }};
+    const TraversalOptions options{folder.path(), {}, {}};
+    EXPECT_EQ(listing(openBulkTraversal(options, otherNumbers)), listing(openFtsTraversal(options)));
+    const BulkSetting larger{.adjust = [](MadeBulkRecord& made) { made.status.size += 1'000; }};
+    std::int64_t size = 0;
+    const auto walk = openBulkTraversal(options, larger);
+    while (const TraversalEntry* entry = walk->next())
+        if (entry->name == "file") size = entry->status->size;
+    EXPECT_EQ(size, 1'005);
+}
+
+TEST(BulkFolders, giveTheNamesInAFolderThatMayNotBeSearched) {
+    const TemporaryFolder folder;
+    folder.makeFile("a/file");
+    folder.makeFile("file");
+    const TraversalOptions options{folder.path(), {}, {}};
+    const Lines found = listing(openBulkTraversal(options, {.adjust = {}, .refusal = EACCES}));
+    EXPECT_EQ(found, listing(openFtsTraversal(options)));
+    // Any other refusal is one of the names, too.
+    const Lines broken = briefListing(openBulkTraversal(options, {.adjust = {}, .refusal = EPERM}));
+    EXPECT_THAT(broken, ::testing::Contains("0 unreadable " + folder.path() + " " + std::to_string(EPERM)));
+    EXPECT_EQ(broken.size(), 2U);
+}
+
 TEST(BulkFolders, saysOfOneFolderThatItCanNotBeUnderstood) {
     const TemporaryFolder folder;
     folder.makeFile("a/good");

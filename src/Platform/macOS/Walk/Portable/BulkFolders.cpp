@@ -13,7 +13,11 @@ namespace {
 /// One call describes some five hundred entries; more would only make the first of a large folder wait.
 constexpr std::size_t pieceBytes = std::size_t{64} << 10;
 
-bool isUnknownCall(int error) noexcept { return error == ENOTSUP || error == EINVAL || error == ENOSYS; }
+/// Whether the names may be had all the same: the file system does not know the call, or the folder may be listed and
+/// not searched, and then all that is more than a name is refused.
+bool isForNamesAlone(int error) noexcept {
+    return error == ENOTSUP || error == EINVAL || error == ENOSYS || error == EACCES;
+}
 
 }  // namespace
 
@@ -22,7 +26,7 @@ BulkFolders::BulkFolders() : buffer_(pieceBytes) {}
 bool BulkFolders::readPiece(int folder) {
     filled_ = offset_ = 0;
     const int count = repeatedWhenInterrupted([&] { return list(folder, buffer_); });
-    if (count < 0 && isUnknownCall(errno)) return readPlainly(folder, errno);
+    if (count < 0 && isForNamesAlone(errno)) return readPlainly(folder, errno);
     // There is nothing in a folder that was removed.
     errorNumber_ = count < 0 && errno != ENOENT ? errno : 0;
     if (count <= 0) return false;
@@ -66,12 +70,19 @@ int BulkFolders::look(int folder, const ListedEntry& entry, FileStatus& status, 
         joint.kind = EntryJoint::Kind::mountPoint;
     else if (isListed && record_.isFirmlink)
         joint.kind = EntryJoint::Kind::sameVolume;
-    // At a mount point, and where the volume goes on in another, the listing may tell of the folder beneath.
-    const bool isEnough =
-        isListed && record_.isComplete && (record_.isTrigger || !(record_.isMountPoint || record_.isFirmlink));
-    if (!isEnough) return statusAt(folder, entry.name.data(), status, joint.mount);
-    status = record_.status;
-    return 0;
+    // A folder is looked at: where something is mounted on it, and where the volume goes on in another, the listing may
+    // tell of the folder beneath, and not every file system says so; the walk would then find another folder behind the
+    // name and not enter it. A look at a trigger could already be the one that mounts.
+    const bool isFolder = record_.status.type == FileType::directory;
+    const bool isEnough = isListed && record_.isComplete && (record_.isTrigger || !isFolder);
+    if (isEnough) {
+        status = record_.status;
+        return 0;
+    }
+    const int error = statusAt(folder, entry.name.data(), status, joint.mount);
+    // One word for it is enough to stay out.
+    if (isListed && record_.status.isDataless) status.isDataless = true;
+    return error;
 }
 
 }  // namespace KestrelCore

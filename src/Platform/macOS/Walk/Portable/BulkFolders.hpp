@@ -9,8 +9,8 @@
 
 namespace KestrelCore {
 
-/// Lists folders with their statuses in one call, and looks at an entry only where the listing does not say enough of
-/// it. What can't be listed so is listed by name.
+/// Lists folders with the statuses of what is in them in one call, and looks at an entry only where the listing does
+/// not say enough of it; at folders always. What can't be listed so is listed by name.
 class BulkFolders : public FolderSource {
 public:
     BulkFolders();
