@@ -153,9 +153,12 @@ DeletionItemResult TrashReceipts::restore(const TrashReceipt& receipt, const std
         result.errorCase = KestrelError::Case::safetyViolation;
         return result;
     }
-    const auto place = presentPlace(receipt);
+    const auto seen = presentPlace(receipt);
+    // What is not seen may be there all the same, in a trash that the system lets nobody look into: the attempt tells.
+    const auto place = seen ? seen : receipt.resultingPath;
+    constexpr std::string_view goneMessage = "The item is no longer in the Trash.";
     if (!place) {
-        result.message = "The item is no longer in the Trash.";
+        result.message = Text{goneMessage};
         return result;
     }
     try {
@@ -166,7 +169,10 @@ DeletionItemResult TrashReceipts::restore(const TrashReceipt& receipt, const std
         result.message = remark ? Text::concatenating({restoredMessage, " ", remark->view()}) : Text{restoredMessage};
         forget(receipt);
     } catch (const PlatformError& error) {
-        result.message = error.description();
+        const bool isRefused = error.domain() == PlatformError::Domain::fileManager &&
+                               (error.code() == PlatformError::fileReadNoPermission ||
+                                error.code() == PlatformError::fileWriteNoPermission);
+        result.message = seen || isRefused ? error.description() : Text{goneMessage};
     }
     return result;
 }

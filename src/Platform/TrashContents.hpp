@@ -44,7 +44,7 @@ public:
 
     /// What is in all of them, in the order of names within each; nothing in items is looked at. An entry without an
     /// item is left out within its first hour: a program may be about to move the item there. Folders that can't be
-    /// read to their end count in `unread`.
+    /// read to their end count in `unread`, and so do trashes that the system lets nobody look into.
     [[nodiscard]] std::vector<TrashContent> list(std::size_t& unread) const;
 
     /// Removes one thing for good: the item as `FileManager::removeItem` would, then its entry. Only what lies right in

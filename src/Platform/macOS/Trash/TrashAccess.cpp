@@ -24,13 +24,19 @@ struct TrashedItem {
     std::string name;
 };
 
-/// The trash folder and the name that a path in a trash of this user consists of; nothing for any other path.
+/// The trash folder and the name that a path in a trash of this user consists of; nothing for any other path. Throws
+/// `PlatformError` for one in a trash that can't be looked into.
 std::optional<TrashedItem> trashedItem(const URL& url) {
-    ItemLocation item = locateItem(url, FileOperation::createDirectory);
-    for (UserTrash& trash : UserTrash::forItem(item)) {
+    ItemLocation item = locateItem(url, FileOperation::read);
+    std::vector<UnopenedTrash> unopened;
+    for (UserTrash& trash : UserTrash::forItem(item, unopened)) {
         struct stat status {};
         if (::fstat(trash.folder.get(), &status) == 0 && identityOf(status) == item.ancestors.back())
             return TrashedItem{std::move(trash), std::move(item.name)};
+    }
+    for (const UnopenedTrash& trash : unopened) {
+        if (item.path == trash.path + "/" + item.name)
+            throw fileManagerError(FileOperation::list, Text{trash.path}, trash.errorNumber);
     }
     return std::nullopt;
 }
@@ -88,7 +94,8 @@ bool isInTrash(const URL& trashed, const ExpectedItem& expected) {
 
 std::optional<URL> findInTrash(const URL& original, const ExpectedItem& expected) try {
     const ItemLocation item = locateItem(original, FileOperation::trash);
-    const std::vector<UserTrash> trashes = UserTrash::forItem(item);
+    std::vector<UnopenedTrash> unopened;
+    const std::vector<UserTrash> trashes = UserTrash::forItem(item, unopened);
     const auto placeIn = [&](const UserTrash& trash, const std::string& name) -> std::optional<URL> {
         const auto status = statusIn(trash.folder.get(), name);
         if (!status || !matches(*status, expected)) return std::nullopt;

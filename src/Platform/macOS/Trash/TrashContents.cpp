@@ -45,6 +45,7 @@ PlatformError notInTrash() {
 
 struct TrashContents::State {
     std::vector<UserTrash> trashes;
+    std::vector<UnopenedTrash> unopened;
     std::vector<std::string> paths;
     std::vector<std::unique_ptr<RemovalBatch>> batches;  ///< by trash; null while nothing is removed
     std::set<std::pair<std::uint64_t, std::uint64_t>> known;
@@ -71,7 +72,7 @@ struct TrashContents::State {
 };
 
 TrashContents::TrashContents() : state_{std::make_unique<State>()} {
-    for (UserTrash& trash : UserTrash::ofHome()) state_->add(std::move(trash));
+    for (UserTrash& trash : UserTrash::ofHome(state_->unopened)) state_->add(std::move(trash));
     const auto volumes = currentVolumeTable();
     if (!volumes) return;
     for (const MountedFileSystem& mounted : volumes->mounted()) {
@@ -79,7 +80,10 @@ TrashContents::TrashContents() : state_{std::make_unique<State>()} {
         if (!mounted.isLocal || mounted.isSnapshot) continue;
         const FileDescriptor top = openFolderToPass(AT_FDCWD, mounted.point);
         if (!top.isOpen()) continue;
-        if (auto trash = UserTrash::ofVolume(top.get(), mounted.point)) state_->add(std::move(*trash));
+        // The system keeps people out of volumes of its own, which hold nothing that was thrown away.
+        std::vector<UnopenedTrash> ofTheSystem;
+        auto& unopened = mounted.isOutOfSight ? ofTheSystem : state_->unopened;
+        if (auto trash = UserTrash::ofVolume(top.get(), mounted.point, unopened)) state_->add(std::move(*trash));
     }
 }
 
@@ -93,6 +97,7 @@ std::string TrashContents::place(const TrashContent& content) const {
 
 std::vector<TrashContent> TrashContents::list(std::size_t& unread) const {
     std::vector<TrashContent> contents;
+    unread += state_->unopened.size();
     for (std::size_t i = 0; i < state_->trashes.size(); ++i) {
         const UserTrash& trash = state_->trashes[i];
         std::set<std::string> names;

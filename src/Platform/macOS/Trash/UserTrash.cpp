@@ -6,6 +6,7 @@
 #include "Platform/macOS/Trash/Portable/TrashRules.hpp"
 
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <fcntl.h>
 #include <sys/attr.h>
@@ -35,9 +36,20 @@ bool isOfThisUser(int folder) {
                                    .isWithoutOwners = (volume.f_flags & MNT_IGNORE_OWNERSHIP) != 0});
 }
 
-std::optional<UserTrash> opened(int parent, const std::string& name, std::string path) {
+/// After a call that failed to open it.
+void note(std::string path, std::vector<UnopenedTrash>& unopened) {
+    const int error = errno;
+    if (!isAbsenceOfTrash(error)) unopened.push_back({.path = std::move(path), .errorNumber = error});
+}
+
+std::optional<UserTrash> opened(int parent, const std::string& name, std::string path,
+                                std::vector<UnopenedTrash>& unopened) {
     UserTrash trash{.path = std::move(path), .folder = FileDescriptor{::openat(parent, name.c_str(), readingFlags)}};
-    if (!trash.folder.isOpen() || !isOfThisUser(trash.folder.get())) return std::nullopt;
+    if (!trash.folder.isOpen()) {
+        note(std::move(trash.path), unopened);
+        return std::nullopt;
+    }
+    if (!isOfThisUser(trash.folder.get())) return std::nullopt;
     return trash;
 }
 
@@ -45,24 +57,27 @@ std::optional<UserTrash> opened(int parent, const std::string& name, std::string
 
 std::vector<std::string> homeTrashPaths() { return trashFoldersOfHome(currentHomePath()); }
 
-std::vector<UserTrash> UserTrash::ofHome() {
+std::vector<UserTrash> UserTrash::ofHome(std::vector<UnopenedTrash>& unopened) {
     std::vector<UserTrash> trashes;
     for (const std::string& path : homeTrashPaths())
-        if (auto trash = opened(AT_FDCWD, path, path)) trashes.push_back(std::move(*trash));
+        if (auto trash = opened(AT_FDCWD, path, path, unopened)) trashes.push_back(std::move(*trash));
     return trashes;
 }
 
-std::optional<UserTrash> UserTrash::ofVolume(int volume, const std::string& volumePath) {
+std::optional<UserTrash> UserTrash::ofVolume(int volume, const std::string& volumePath,
+                                             std::vector<UnopenedTrash>& unopened) {
     const std::string all{volumeTrashesName};
-    const FileDescriptor folder = openFolderToPass(volume, all);
-    if (!folder.isOpen()) return std::nullopt;
     const std::string own = std::to_string(::geteuid());
-    return opened(folder.get(), own, (volumePath == "/" ? "" : volumePath) + "/" + all + "/" + own);
+    std::string path = (volumePath == "/" ? "" : volumePath) + "/" + all + "/" + own;
+    const FileDescriptor folder = openFolderToPass(volume, all);
+    if (folder.isOpen()) return opened(folder.get(), own, std::move(path), unopened);
+    note(std::move(path), unopened);
+    return std::nullopt;
 }
 
-std::vector<UserTrash> UserTrash::forItem(const ItemLocation& item) {
-    std::vector<UserTrash> trashes = ofHome();
-    if (auto trash = ofVolume(item.volume.get(), item.volumePath)) trashes.push_back(std::move(*trash));
+std::vector<UserTrash> UserTrash::forItem(const ItemLocation& item, std::vector<UnopenedTrash>& unopened) {
+    std::vector<UserTrash> trashes = ofHome(unopened);
+    if (auto trash = ofVolume(item.volume.get(), item.volumePath, unopened)) trashes.push_back(std::move(*trash));
     return trashes;
 }
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstring>
 
 namespace KestrelCore {
@@ -18,6 +19,11 @@ std::string answer(std::uint32_t length, std::uint32_t returned, std::int64_t se
 TEST(TrashRules, findTheTrashesOfAHome) {
     EXPECT_EQ(trashFoldersOfHome("/Users/anna").front(), "/Users/anna/.Trash");
     for (const std::string& path : trashFoldersOfHome("")) EXPECT_TRUE(path.starts_with('/')) << path;
+}
+
+TEST(TrashRules, tellATrashThatIsNotThereFromOneThatMayNotBeOpened) {
+    for (const int error : {ENOENT, ENOTDIR, ELOOP}) EXPECT_TRUE(isAbsenceOfTrash(error)) << error;
+    for (const int error : {EPERM, EACCES, EIO, EMFILE, EDEADLK}) EXPECT_FALSE(isAbsenceOfTrash(error)) << error;
 }
 
 TEST(TrashRules, takeOnlyWhatIsTheUsersAlone) {

@@ -2,6 +2,8 @@
 
 #include "Platform/macOS/Portable/ByteFields.hpp"
 
+#include <cerrno>
+
 namespace KestrelCore {
 
 std::vector<std::string> trashFoldersOfHome(std::string_view home) {
@@ -12,6 +14,10 @@ std::vector<std::string> trashFoldersOfHome(std::string_view home) {
 bool isTrashOf(std::uint32_t user, const TrashCandidate& candidate) {
     constexpr std::uint32_t writableByOthers = 022;
     return candidate.isWithoutOwners || (candidate.owner == user && (candidate.mode & writableByOthers) == 0);
+}
+
+bool isAbsenceOfTrash(int errorNumber) {
+    return errorNumber == ENOENT || errorNumber == ENOTDIR || errorNumber == ELOOP;
 }
 
 bool isTrashedName(std::string_view name) { return name != ".DS_Store" && name != ".localized"; }

@@ -27,6 +27,10 @@ struct TrashCandidate {
 /// Whether it is that user's alone.
 [[nodiscard]] bool isTrashOf(std::uint32_t user, const TrashCandidate& candidate);
 
+/// Whether the failure to open a trash with that errno value says that there is none: nothing of its name, or what is
+/// no folder, or a link, which leads to no trash.
+[[nodiscard]] bool isAbsenceOfTrash(int errorNumber);
+
 /// Whether an entry of a trash is an item that was thrown away: the notes that Finder keeps there itself are none.
 [[nodiscard]] bool isTrashedName(std::string_view name);
 
