@@ -2,6 +2,7 @@
 // this system, it lets what both systems share of a removal be attacked here as it runs there.
 //
 //     KESTREL_RENAMES=unsupported    a file system that can't promise to replace nothing
+//     KESTREL_RENAMES=dataless       an item whose content would be fetched to take it into another folder
 
 #include "Platform/POSIX/Removal/ItemCalls.hpp"
 
@@ -36,6 +37,7 @@ std::optional<struct stat> askedStatusIn(int folder, const std::string& name) { 
 int renameWithoutReplacing(int fromFolder, const std::string& from, int toFolder, const std::string& to) {
     const char* renames = std::getenv("KESTREL_RENAMES");
     if (renames != nullptr && std::string_view{renames} == "unsupported") return ENOTSUP;
+    if (renames != nullptr && std::string_view{renames} == "dataless" && fromFolder != toFolder) return EDEADLK;
     constexpr unsigned noReplace = 1;
     return ::syscall(SYS_renameat2, fromFolder, from.c_str(), toFolder, to.c_str(), noReplace) == 0 ? 0 : errno;
 }

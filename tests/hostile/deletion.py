@@ -370,6 +370,11 @@ def macos(base):
     (top / "sub" / "f").write_text("content")
     check(remove(top, env=environment).returncode == 0 and not top.exists(), "a folder is removed all the same")
 
+    # What may not be taken into another folder, since that would fetch its content, gets a name of ours where it is.
+    environment["KESTREL_RENAMES"] = "dataless"
+    check(remove(single, env=environment).returncode == 0 and not single.exists(), "a file without its content is removed")
+    check(not list(base.glob(".kestrel-removing-*")), "nothing is left under a name of ours")
+
     # More than one batch: the listing begins anew behind the removals of the first.
     top.mkdir()
     for number in range(70_000):

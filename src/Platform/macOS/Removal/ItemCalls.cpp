@@ -1,6 +1,7 @@
 #include "Platform/POSIX/Removal/ItemCalls.hpp"
 
 #include "Platform/macOS/Removal/Portable/WaysToPlaces.hpp"
+#include "Platform/macOS/Walk/AttributeCall.hpp"
 
 #include <array>
 #include <cerrno>
@@ -31,6 +32,8 @@ std::optional<struct stat> statusIn(int folder, const std::string& name) {
 std::optional<struct stat> askedStatusIn(int folder, const std::string& name) { return statusIn(folder, name); }
 
 int renameWithoutReplacing(int fromFolder, const std::string& from, int toFolder, const std::string& to) {
+    // To take a folder without data into another folder, the system may fetch it first.
+    const ContentStaysAway guard;
     return ::renameatx_np(fromFolder, from.c_str(), toFolder, to.c_str(), RENAME_EXCL) == 0 ? 0 : errno;
 }
 

@@ -1,6 +1,7 @@
 #include "Platform/POSIX/Walk/FolderOnMount.hpp"
 
 #include "Base/BoundedRetry.hpp"
+#include "Platform/macOS/Walk/AttributeCall.hpp"
 
 #include <cerrno>
 #include <cstring>
@@ -24,6 +25,7 @@ std::optional<std::uint64_t> mountIdentifier(int descriptor) {
 }
 
 FileDescriptor openFolderOnSameMount(int parent, const std::string& name, std::uint64_t parentMount, int& errorNumber) {
+    const ContentStaysAway guard;
     FileDescriptor folder{repeatedWhenInterrupted(
         [&] { return ::openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC); })};
     struct stat own {};
