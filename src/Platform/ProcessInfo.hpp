@@ -30,8 +30,9 @@ public:
     /// Absent when the process is gone, is a zombie or may not be inspected: all are ordinary, and the caller skips it.
     [[nodiscard]] virtual std::optional<ProcessDetails> details(std::int32_t processIdentifier) = 0;
 
-    /// The path of the executable that the process runs now, spelled exactly as in its details, also when the file
-    /// behind it was replaced since it started. Any thread.
+    /// The path of the executable that the process runs now, spelled exactly as in its details. A file that was removed
+    /// or replaced since the process started still has its path on Linux; on macOS the path is then absent or another,
+    /// so that who compares it must take either for another process. Any thread.
     [[nodiscard]] virtual std::optional<Text> executablePath(std::int32_t processIdentifier) = 0;
 
     [[nodiscard]] static std::unique_ptr<ProcessInfo> system();

@@ -3,6 +3,7 @@
 #include "Platform/macOS/Portable/ByteFields.hpp"
 #include "Platform/macOS/Processes/Portable/MachTime.hpp"
 #include "Platform/macOS/Processes/Portable/TaskBytes.hpp"
+#include "Platform/macOS/SystemControl.hpp"
 
 #include <algorithm>
 #include <array>
@@ -32,13 +33,17 @@ static_assert(offsetof(proc_taskallinfo, ptinfo.pti_priority) == Layout::priorit
 /// What is no UTF-8 in it is repaired.
 template <typename Call>
 std::optional<Text> textFrom(Call call, std::int32_t processIdentifier) {
-    std::array<char, 1024> buffer{};
+    std::array<char, PROC_PIDPATHINFO_MAXSIZE> buffer{};
     const int length = call(processIdentifier, buffer.data(), static_cast<std::uint32_t>(buffer.size()));
     if (length <= 0) return std::nullopt;
     return Text{std::string_view{buffer.data(), std::min(static_cast<std::size_t>(length), buffer.size())}};
 }
 
+/// The frequency comes first: a program for the other processor is told a timebase of its own, and processor times stay
+/// in units of this one.
 MachTimebase timebase() {
+    const auto frequency = SystemControl::valueNamed<std::uint64_t>("hw.tbfrequency");
+    if (const auto known = timebaseOfFrequency(frequency.value_or(0))) return *known;
     mach_timebase_info_data_t info{};
     if (mach_timebase_info(&info) != KERN_SUCCESS) return {};
     return {.numerator = info.numer, .denominator = info.denom};

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <limits>
+#include <mach/vm_page_size.h>
 #include <unistd.h>
 
 namespace KestrelCore {
@@ -55,7 +56,8 @@ public:
         return HostBytes::memory(bytesOf(statistics), swap ? bytesOf(*swap) : std::string_view{}, pageBytes());
     }
 
-    [[nodiscard]] std::int64_t pageBytes() const override { return getpagesize(); }
+    /// Pages of the kernel: a program for the other processor has smaller ones.
+    [[nodiscard]] std::int64_t pageBytes() const override { return static_cast<std::int64_t>(vm_kernel_page_size); }
 
     [[nodiscard]] std::int64_t physicalMemoryBytes() const override {
         constexpr std::uint64_t most = std::numeric_limits<std::int64_t>::max();

@@ -18,6 +18,18 @@ TEST(MachTime, isCountedInNanosecondsOnIntelAndInMoreOnApplesProcessors) {
     EXPECT_EQ(fromMachTime(1, {125, 3}).count(), 41U);
 }
 
+TEST(MachTime, isToldByTheFrequencyOfItsCounter) {
+    const auto ofApplesProcessors = timebaseOfFrequency(24'000'000);
+    ASSERT_TRUE(ofApplesProcessors);
+    EXPECT_EQ(fromMachTime(24'000'000, *ofApplesProcessors).count(), 1'000'000'000U);
+    EXPECT_EQ(fromMachTime(3, *ofApplesProcessors).count(), 125U);
+    const auto ofIntels = timebaseOfFrequency(1'000'000'000);
+    ASSERT_TRUE(ofIntels);
+    EXPECT_EQ(fromMachTime(most, *ofIntels).count(), most);
+    EXPECT_FALSE(timebaseOfFrequency(0));
+    EXPECT_FALSE(timebaseOfFrequency(std::uint64_t{1} << 32));
+}
+
 TEST(MachTime, staysAtTheLargestForWhatDoesNotFit) {
     EXPECT_EQ(fromMachTime(most, {125, 3}).count(), most);
     EXPECT_EQ(fromMachTime(most, {1, 1}).count(), most);

@@ -4,6 +4,11 @@
 
 namespace KestrelCore {
 
+std::optional<MachTimebase> timebaseOfFrequency(std::uint64_t unitsInASecond) {
+    if (unitsInASecond == 0 || unitsInASecond > std::numeric_limits<std::uint32_t>::max()) return std::nullopt;
+    return MachTimebase{.numerator = 1'000'000'000, .denominator = static_cast<std::uint32_t>(unitsInASecond)};
+}
+
 std::chrono::duration<std::uint64_t, std::nano> fromMachTime(std::uint64_t units, MachTimebase timebase) {
     using Nanoseconds = std::chrono::duration<std::uint64_t, std::nano>;
     constexpr std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
