@@ -12,10 +12,11 @@ namespace KestrelCore {
 
 /// What the system says of one mounted file system.
 struct MountedFileSystem {
-    std::string point;             ///< where, absolute and raw
-    std::string source;            ///< what, such as "/dev/disk3s5"; a server's name, or any word
-    std::string kind;              ///< such as "apfs"
-    std::uint32_t device = 0;      ///< the number that `FileStatus` gives for what is on it
+    std::string point;   ///< where, absolute and raw
+    std::string source;  ///< what, such as "/dev/disk3s5"; a server's name, or any word
+    std::string kind;    ///< such as "apfs"
+    /// The number that `FileStatus` gives for what is on it; but what is on the data volume bears the number of "/".
+    std::uint32_t device = 0;
     std::uint64_t blockBytes = 0;  ///< what the three figures that follow count in
     std::uint64_t blocks = 0;
     std::uint64_t freeBlocks = 0;

@@ -73,7 +73,9 @@ struct BulkRecord {
     /// Why the system could not look at the entry, or EOVERFLOW for absurd claims; see `FileStatus`.
     int errorNumber = 0;
     bool hasType = false;
-    bool isComplete = false;  ///< `status` holds all that `lstat` would say; nothing but the name is sure otherwise
+    /// `status` holds all that `lstat` would say, but for the links of a folder, which leave out "." and ".." here;
+    /// nothing but the name is sure otherwise.
+    bool isComplete = false;
     bool isMountPoint = false;
     bool isTrigger = false;   ///< something is mounted here as soon as somebody goes in
     bool isFirmlink = false;  ///< goes on in the volume that belongs to this one
