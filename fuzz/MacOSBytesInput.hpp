@@ -5,6 +5,7 @@
 #include "Platform/macOS/Processes/Portable/ProcessArguments.hpp"
 #include "Platform/macOS/Processes/Portable/TaskBytes.hpp"
 #include "Platform/macOS/Sensors/Portable/HostBytes.hpp"
+#include "Platform/macOS/Sensors/Portable/InterfaceData.hpp"
 #include "Platform/macOS/Sensors/Portable/InterfaceMessages.hpp"
 
 #include <cstddef>
@@ -40,6 +41,10 @@ inline void exerciseInterfaces(std::string_view bytes) {
         expectOfMacOS(!interface.name.empty() && interface.name.size() <= 255, "An interface has a name");
         expectOfMacOS(interface.name.find('\0') == std::string::npos, "A name is a text");
     }
+    if (!readInterfaceData(bytes, interfaces)) return;
+    expectOfMacOS(interfaces.size() <= bytes.size() / InterfaceDataLayout::size, "Interfaces are there");
+    for (const InterfaceCounters& interface : interfaces)
+        expectOfMacOS(!interface.name.empty() && interface.name.size() <= 16, "An interface has a name");
 }
 
 inline void exerciseTasks(std::string_view bytes) {

@@ -9,7 +9,8 @@
 
 // The interface list of the routing layer (NET_RT_IFLIST2): messages of different kinds one after the other, each of
 // which begins with its length, its version and its kind. Of interest are those of one kind: a header with flags and
-// 64-bit counters, and behind it the address of the link layer, which holds the name.
+// 64-bit counters (which the system cuts to 32 bits for most programs), and behind it the address of the link layer,
+// which holds the name.
 //
 //     0        2        3      4         8        12                32                         160
 //     | length | version| kind | address | flags  | index, queue …  | counters (if_data64)     | sockaddr_dl …
