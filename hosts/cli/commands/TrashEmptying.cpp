@@ -162,6 +162,7 @@ ExitCode emptyTrash(const Session& session, const TrashEmptyingOptions& options)
     if (!session.options.json) {
         if (plan.empty())
             session.out << (before && !listing.items.empty() ? "Nothing in the Trash is that old.\n"
+                            : unread > 0                     ? "Nothing in the Trash could be read.\n"
                                                              : "The Trash is empty.\n");
         showPlan(session, session.out, bin, plan);
     }
