@@ -38,6 +38,14 @@ std::optional<std::string> percentDecoded(std::string_view text) {
     return result;
 }
 
+/// In any case, as schemes are.
+bool beginsWithScheme(std::string_view url, std::string_view scheme) {
+    return url.size() >= scheme.size() &&
+           std::equal(scheme.begin(), scheme.end(), url.begin(), [](char wanted, char c) {
+               return wanted == (c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c);
+           });
+}
+
 /// What no name and no address of a host has: nothing else may become part of a request.
 bool isHost(std::string_view host) {
     return !host.empty() && std::ranges::all_of(host, [](char c) {
@@ -50,10 +58,10 @@ bool isHost(std::string_view host) {
 
 ServerAddress ServerAddress::parse(std::string_view url) {
     ServerAddress address;
-    if (url.starts_with("https://")) {
+    if (beginsWithScheme(url, "https://")) {
         address.isEncrypted = true;
         url.remove_prefix(8);
-    } else if (url.starts_with("http://")) {
+    } else if (beginsWithScheme(url, "http://")) {
         url.remove_prefix(7);
     } else {
         throw UsageError{fmt::format("A server is named by the URL of its HTTP interface, such as {}.", example)};

@@ -115,6 +115,9 @@ ServerWords::Failure ServerWords::ofConnection(int code, std::string_view words)
         break;
     case CURLE_SSL_CONNECT_ERROR:
         sentence = fmt::format("No encrypted connection to {} could be made: {}.", name, why);
+        // What OpenSSL says of an answer that is not encrypted.
+        if (why.find("wrong version number") != std::string::npos)
+            sentence += " Where it takes none, its URL begins with http://.";
         break;
     default: sentence = fmt::format("The connection to {} broke: {}.", name, why); break;
     }

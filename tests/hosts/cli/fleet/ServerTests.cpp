@@ -24,6 +24,8 @@ TEST(FleetServerAddress, readsURLs) {
     EXPECT_EQ(full.url(), "https://[::1]:9000/");
     EXPECT_TRUE(full.isLoopback());
     EXPECT_EQ(ServerAddress::parse("https://x/d").port, 8443);
+    EXPECT_TRUE(ServerAddress::parse("HTTPS://x/d").isEncrypted);
+    EXPECT_FALSE(ServerAddress::parse("Http://x/d").isEncrypted);
 }
 
 TEST(FleetServerAddress, refusesWhatIsNoServer) {
