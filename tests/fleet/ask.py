@@ -98,6 +98,16 @@ def check_remarks(machine, store):
     check(store.sql("SELECT sum(complete), count() FROM snapshots WHERE host = 'web1'") == [[b"2", b"2"]], "the next one takes its place")
     check(answer(machine, store, "growth") == growth, "and growth has its two whole scans")
 
+    # The same scan as if it had ended early, which an export says of itself.
+    head, _, rest = machine.does("export", "--format", "json", tree).partition(b",")
+    (machine.folder / "cut.json").write_bytes(head + b',"isComplete":false,' + rest)
+    machine.does("import", str(machine.folder / "cut.json"), "--name", "cut")
+    code, _, said = machine.call("publish", "--files", "--at", "cut", *as_web1[:-1])
+    check(code == 0 and b"A whole scan of it is published" in said, f"publishing what ended early says what it takes: {said}")
+    check(answer(machine, store, "growth") == growth, "growth passes over it, too")
+    machine.does("publish", "--files", *as_web1)
+    store.settle()
+
     code, _, said = machine.call("publish", *as_web1)
     check(code == 0 and b"every item" in said, f"publishing without items says what it takes: {said}")
     code, out, said = machine.call("fleet", "search", "budget", "--count", *where)

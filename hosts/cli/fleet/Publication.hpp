@@ -42,7 +42,7 @@ public:
     Publication(Server& server, PublicationPlan plan, const KestrelCore::Generation& scan);
 
     /// What publishing this scan would take away without anybody asking for it, a sentence each: the items of the
-    /// publication that held, or a later scan.
+    /// publication that held, a later scan, or a whole one. As of the constructor; empty where nothing is lost.
     [[nodiscard]] std::vector<std::string> losses() const;
 
     /// Gets how many folders or, after these, items have been sent, of how many; of folders 0, as that is not known.
